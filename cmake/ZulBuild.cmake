@@ -1,0 +1,39 @@
+# What every target of the project shares: language level, warnings, sanitizers.
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+find_program(ZUL_CCACHE ccache)
+if(ZUL_CCACHE)
+  set(CMAKE_C_COMPILER_LAUNCHER ${ZUL_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${ZUL_CCACHE})
+endif()
+
+find_package(Threads REQUIRED)
+
+# 64-bit file offsets on 32-bit boards too: an upgrade image may be large.
+add_library(zul_settings INTERFACE)
+target_compile_definitions(zul_settings INTERFACE _FILE_OFFSET_BITS=64)
+target_link_libraries(zul_settings INTERFACE Threads::Threads)
+if(ZUL_SANITIZE)
+  target_compile_options(zul_settings INTERFACE -fsanitize=${ZUL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(zul_settings INTERFACE -fsanitize=${ZUL_SANITIZE})
+endif()
+
+add_library(zul_warnings INTERFACE)
+target_compile_options(zul_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(ZUL_WERROR)
+  target_compile_options(zul_warnings INTERFACE -Werror)
+endif()
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  target_compile_options(zul_warnings INTERFACE -Wthread-safety)
+endif()

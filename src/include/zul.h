@@ -1,0 +1,68 @@
+/* zul.h: the interface of libzul.so for the process that loads it. C linkage throughout. */
+#ifndef ZUL_H
+#define ZUL_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#define ZUL_EXPORT __attribute__((visibility("default")))
+
+/**
+ * Starts the module, once per process. Returns while the boot steps still run on the module's own thread.
+ *
+ * \param type  'T' transmitter, 'R' receiver, 'A' role taken from the board's version
+ * \return a block of 128 bytes, the same at every call; the module writes nothing in it
+ *
+ * A second call reports and changes nothing. The process ends with exit(-1) when the role is none of the
+ * three, when the message queues can't be had, or when 'A' finds no board of the right family.
+ */
+ZUL_EXPORT char* Zul_Start_Filter(char type);
+
+/**
+ * Hands the module broadcast data; may be called from the moment the module is loaded.
+ *
+ * \param data  role 'T': transport stream (ISO/IEC 13818-1), any number of bytes, packets may be split over calls;
+ *              role 'R': one complete PAT or PMT section, from its table_id on, as long as its section_length tells
+ * \param len   role 'T': bytes in data; role 'R': not used
+ */
+ZUL_EXPORT void Zul_Filter(unsigned char* data, unsigned int len);
+
+/**
+ * Runs a line of the player's command language; the text is cut into words in place.
+ * Nothing is reported back: a player that is absent or whose queue is full loses the order.
+ */
+ZUL_EXPORT void m710cmmd(char* arg);
+
+/**
+ * Runs the player's command language on words that are cut already, the first of which is skipped as a name.
+ * \return 0
+ */
+ZUL_EXPORT int Main(int argc, char** argv);
+
+/* The discovery beacon. The module starts it by itself. */
+
+/** Starts the beacon thread for role 'T' or 'R'. \return 0, or -1 when the thread can't be made */
+ZUL_EXPORT int BeaconStart(char type);
+/** Ends the beacon thread at the next turn of its loop. */
+ZUL_EXPORT void BeaconStop(void);
+/** Goes back to sending beacons, as after a change of address. */
+ZUL_EXPORT void BeaconRestart(void);
+/** Tells the beacon that a master is there, which quiets it. */
+ZUL_EXPORT void BeaconTellThatUdpTrafficReceived(void);
+/** \return dotted address of the last restart request's sender, or null before the thread has its sockets */
+ZUL_EXPORT char* BeaconGetMasterIp(void);
+/** \return the beacon's text; empty until BeaconGetCount is non-zero */
+ZUL_EXPORT char* BeaconGetString(void);
+/** \return 0 until the network is usable, then a count that grows with the beacons sent */
+ZUL_EXPORT unsigned int BeaconGetCount(void);
+/** Tells the beacon thread that commands are served from now on. */
+ZUL_EXPORT void BeaconSetCommandReady(void);
+/** Stores the role 'T' or 'R'; any other value only reads. \return the role as a string */
+ZUL_EXPORT char* BeaconType(char typ);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,137 @@
+// The second build of the machine seams: the same waits, scaled.
+#include "fast_machine.h"
+
+#include <poll.h>
+#include <time.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <mutex>
+#include <utility>
+
+#include "platform/machine.h"
+
+namespace {
+
+int SpeedFromEnvironment() {
+    const char* text = std::getenv("ZUL_FAST_CLOCK");
+    return std::max(1, text != nullptr ? std::atoi(text) : 1000);
+}
+
+std::string TextFromEnvironment(const char* name) {
+    const char* text = std::getenv(name);
+    return text != nullptr ? text : "";
+}
+
+/// What the tests steer, all under one lock but for the speed.
+struct Machine {
+    std::atomic<int> speed{SpeedFromEnvironment()};
+    std::mutex mutex;
+    std::optional<std::uint32_t> tick;
+    std::vector<std::int64_t> sleeps;
+    bool recordShell = TextFromEnvironment("ZUL_FAST_SHELL") == "record";
+    std::vector<std::string> shellLines;
+    std::string diskRoot = TextFromEnvironment("ZUL_FAST_DISK");
+};
+
+Machine& TheMachine() {
+    static auto* machine = new Machine;  // outlives the module's detached threads
+    return *machine;
+}
+
+constexpr std::size_t kMostSleeps = 100000;
+
+void NanoSleep(std::int64_t nanoseconds) {
+    timespec left{static_cast<time_t>(nanoseconds / 1000000000), static_cast<long>(nanoseconds % 1000000000)};
+    while (nanosleep(&left, &left) == -1 && errno == EINTR) {
+    }
+}
+
+}  // namespace
+
+namespace fast_machine {
+
+void SetSpeed(int factor) { TheMachine().speed = std::max(1, factor); }
+
+void SetTick(std::optional<std::uint32_t> tick) {
+    const std::lock_guard lock(TheMachine().mutex);
+    TheMachine().tick = tick;
+}
+
+std::vector<std::int64_t> TakeSleeps() {
+    const std::lock_guard lock(TheMachine().mutex);
+    return std::exchange(TheMachine().sleeps, {});
+}
+
+void RecordShell(bool on) {
+    const std::lock_guard lock(TheMachine().mutex);
+    TheMachine().recordShell = on;
+}
+
+std::vector<std::string> TakeShellLines() {
+    const std::lock_guard lock(TheMachine().mutex);
+    return std::exchange(TheMachine().shellLines, {});
+}
+
+void SetDiskRoot(const std::string& folder) {
+    const std::lock_guard lock(TheMachine().mutex);
+    TheMachine().diskRoot = folder;
+}
+
+}  // namespace fast_machine
+
+namespace platform {
+
+void Sleep(std::int64_t microseconds) {
+    Machine& machine = TheMachine();
+    {
+        const std::lock_guard lock(machine.mutex);
+        if (machine.sleeps.size() < kMostSleeps) machine.sleeps.push_back(microseconds);
+    }
+    NanoSleep(microseconds * 1000 / machine.speed);
+}
+
+int Wait(int fd, std::int64_t microseconds) {
+    pollfd entry{fd, POLLIN, 0};
+    const std::int64_t scaled = microseconds / TheMachine().speed;
+    const timespec limit{static_cast<time_t>(scaled / kSecond), static_cast<long>(scaled % kSecond * 1000)};
+    const int ready = ppoll(&entry, 1, &limit, nullptr);
+    if (ready == 1 && (entry.revents & POLLNVAL) != 0) {
+        errno = EBADF;
+        return -1;
+    }
+    return ready;
+}
+
+std::uint32_t Tick() {
+    Machine& machine = TheMachine();
+    {
+        const std::lock_guard lock(machine.mutex);
+        if (machine.tick) return *machine.tick;
+    }
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const std::int64_t microseconds = (now.tv_sec * kSecond + now.tv_nsec / 1000) * machine.speed;
+    return static_cast<std::uint32_t>(microseconds * 1024 / kSecond);
+}
+
+void Shell(const char* line) {
+    Machine& machine = TheMachine();
+    {
+        const std::lock_guard lock(machine.mutex);
+        if (machine.recordShell) {
+            machine.shellLines.emplace_back(line);
+            return;
+        }
+    }
+    if (std::system(line) == -1) return;
+}
+
+std::string DiskPath(const char* path) {
+    const std::lock_guard lock(TheMachine().mutex);
+    return TheMachine().diskRoot + path;
+}
+
+}  // namespace platform

@@ -1,0 +1,29 @@
+/// The machine under a test's control: time that runs fast, a shell that is written down, a disk root.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace fast_machine {
+
+/// How many seconds of the module pass in one real second. Starts at the environment's ZUL_FAST_CLOCK, or 1000.
+void SetSpeed(int factor);
+
+/// Fixes the tick at a value, or lets it follow the fast time again.
+void SetTick(std::optional<std::uint32_t> tick);
+
+/// The sleeps asked for since the last call, in microseconds, of all threads, in order (at most the first 100000).
+std::vector<std::int64_t> TakeSleeps();
+
+/// Keeps shell lines instead of running them; off at the start, when the environment has no ZUL_FAST_SHELL=record.
+void RecordShell(bool on);
+
+/// The shell lines since the last call, in order.
+std::vector<std::string> TakeShellLines();
+
+/// Puts the board's files under a folder; empty for the machine's own root. Starts at ZUL_FAST_DISK or empty.
+void SetDiskRoot(const std::string& folder);
+
+}  // namespace fast_machine
