@@ -1,0 +1,48 @@
+/// Keys of the remote control: from the board's infrared service to the master, to the browser, or nowhere.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "platform/msgqueue.h"
+#include "platform/mutex.h"
+
+class UdpSender;
+class UdpServer;
+
+/// Routes the keys on a thread of its own. Receivers only.
+class IrControl {
+   public:
+    /// Opens the queues and starts the thread. Ends the process when that fails.
+    IrControl();
+    ~IrControl();
+    IrControl(const IrControl&) = delete;
+    IrControl& operator=(const IrControl&) = delete;
+
+    /// The thread's loop. \return 0 when it is told to end
+    int ProcessIrKeys();
+
+    /// Sends the keys to the last client of `pUdp`; null keeps them on the board.
+    void SetIrForwarding(UdpServer* pUdp) EXCLUDES(mMutex);
+
+    /// Gives the keys to the browser, or takes them away from it.
+    void BrowserRunning(bool running) { mBrowserRunning.store(running, std::memory_order_relaxed); }
+
+   private:
+    friend class IrControlTest;
+
+    int ReceiveKey();
+    void RouteKey(int key);
+    int SendKeyToUdp(int key) EXCLUDES(mMutex);
+    int SendKeyToBrowser(int key);
+    bool BrowserRunning() const { return mBrowserRunning.load(std::memory_order_relaxed); }
+    bool SlowKey(int key, std::uint8_t* repeat);
+
+    platform::MsgQueue mMsqInId;
+    platform::MsgQueue mMsqOutId;
+    std::atomic<bool> mRunIr{true};
+    std::atomic<bool> mForwardKeysToMaster{false};
+    UdpSender* mpUdp GUARDED_BY(mMutex) = nullptr;
+    std::atomic<bool> mBrowserRunning{false};
+    platform::Mutex mMutex;
+};

@@ -1,0 +1,46 @@
+/// The serial port, bridged to the master byte by byte.
+#pragma once
+
+#include <atomic>
+
+#include "platform/mutex.h"
+
+class SnmpLocal;
+class UdpSender;
+class UdpServer;
+
+/// Reads the port on a thread of its own, and writes it on the command thread. Receivers only.
+class Uart {
+   public:
+    /// Starts the thread. Ends the process when that fails.
+    Uart();
+    ~Uart();
+    Uart(const Uart&) = delete;
+    Uart& operator=(const Uart&) = delete;
+
+    /// The reading loop; never returns.
+    void RunThread();
+
+    /// Writes bytes to the port; with the bridge off they are dropped.
+    /// \return false when they can't all be written
+    bool ProcessUartCommand(const char* cmd, int len) EXCLUDES(mMutex);
+
+    /// Hands the port's parameters to the settings agent.
+    /// \param cmd  "baud,databits,parity,stopbits", cut in place
+    /// \return false for a form that isn't that, and when the agent fails
+    bool ProcessUartSetParameters(char* cmd, SnmpLocal* pSnmp) EXCLUDES(mMutex);
+
+    /// Starts the bridge towards the last client of `pUdp`; null stops it. The port, once open, stays so.
+    void SetUartForwarding(UdpServer* pUdp) EXCLUDES(mMutex);
+
+   private:
+    friend class UartTest;
+
+    bool WriteToUdp(const char* buffer, int len) EXCLUDES(mMutex);
+
+    UdpSender* mpUdp GUARDED_BY(mMutex) = nullptr;
+    std::atomic<int> mSerialFd{0};  ///< 0 until first opened
+    platform::Mutex mMutex;         ///< mpUdp, the port's write, a change of parameters
+    std::atomic<bool> mForwardUart{false};
+    std::atomic<bool> mChangingSettings{false};
+};
