@@ -5,11 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
+
+#include "tunermanager.h"
 
 class IrControl;
 class SnmpLocal;
 class TsFilter;
-class TunerManager;
 class Uart;
 class UdpServer;
 
@@ -60,18 +62,23 @@ class CommandManager {
     friend class CommandManagerTest;
     struct Command;
     static const Command kCommands[];
+    static std::span<const Command> Commands();
 
     // core: commandmanager.cpp, commandloop.cpp, dispatcher.cpp
     char AutoDetectType();
+    void BootRole();
+    void ServeRequest();
     char* ProcessCommand(char* cmd, int len);
-    char* ProcessCallback(char* cmd);
-    char* ProcessFilterDebug(char* cmd);
+    char* RefuseRole(const Command& row);
     bool UpgradeHoldsBack() const { return mUpgradeState == eUpgradeDownloading || mUpgradeState == eUpgradeBurning; }
 
     // commands: one source per concern
     char* ProcessVersion(char* cmd);
     char* ProcessReset();
     char* ProcessTime(char* cmd);
+    char* ProcessCallback(char* cmd);
+    char* ProcessFilterDebug(char* cmd);
+    char* ProcessStatus(char* cmd);
     char* ProcessStatusGetTransmitter(char* cmd);
     char* ProcessStatusGetReceiver(char* cmd);
     char* ProcessIpGet(char* cmd);
@@ -84,8 +91,10 @@ class CommandManager {
     char* ProcessTunerScanQueryCommand(char* buffer);
     char* ProcessTunerScanBlindCommand(char* param);
     char* ProcessEpgData(char* cmd, int len);
+    char* ProcessLanguageList(Language::LanguageModeEnum mode, char* cmd);
     char* ProcessSetLanguage(char* cmd, int len);
     char* ProcessSetSubtitles(char* cmd, int len);
+    char* ProcessUnit(char* cmd);
     bool PlayLayer(const char* mcastIp, std::uint16_t mcastPort, int progId, int audioId);
     char* ProcessSelectChannelsToPlay(char* cmd, bool save);
     char* ProcessUrlSet(char* cmd);

@@ -6,6 +6,7 @@
 #include <list>
 #include <memory>
 #include <optional>
+#include <span>
 
 #include "bytes.h"
 #include "platform/mutex.h"
@@ -178,7 +179,46 @@ class TsFilter {
    private:
     friend class TsFilterTest;
 
-    // More of the walk, the analysers of PAT, PMT, MGT, VCT, STT, EIT and ETT, and the stream table's steps follow here.
+    // The walk: tsfilter_walk.cpp
+    bool WalkBuffer(Bytes buffer) REQUIRES(mMutex);
+    void SendHeldTail(Bytes buffer) REQUIRES(mMutex);
+    void RouteInStep(const std::uint8_t* packet) REQUIRES(mMutex);
+    std::optional<std::size_t> FindSync(Bytes buffer, std::size_t from) REQUIRES(mMutex);
+    void FinishBuffer(Bytes tail) REQUIRES(mMutex);
+    void RouteBy(unsigned pid) REQUIRES(mMutex);
+    void Forward(Bytes bytes) REQUIRES(mMutex);
+    void CleanRows() REQUIRES(mMutex);
+
+    // From packet to section, and from section to its analyser: tsfilter_analysis.cpp
+    bool AnalyzePacket(const unsigned char* packetPtr, int packetId) REQUIRES(mMutex);
+    bool CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity) REQUIRES(mMutex);
+
+    // PAT: tsfilter_pat.cpp. Sections are whole, cut to their own length.
+    bool AnalyzePat(Bytes section) REQUIRES(mMutex);
+    void AnalyzePatInFull(Bytes section, StreamerList* streams) REQUIRES(mMutex);
+    void AnalyzePatEntry(Bytes entry, std::size_t offset, std::uint16_t transportId, StreamerList* streams) REQUIRES(mMutex);
+    void FinishPrivatePats(std::size_t sectionSize, StreamerList* streams) REQUIRES(mMutex);
+    int PacketizeSection(std::uint16_t pid, int* continuity, Bytes section, std::span<std::uint8_t> packetized_buffer);
+
+    // PMT and descriptors: tsfilter_pmt.cpp, tsfilter_descriptors.cpp
+    bool AnalyzePmt(Bytes section, int packetId) REQUIRES(mMutex);
+    bool AnalyzePmtProgramInfoLoop(Bytes loop, int packetMapPid, std::uint16_t program_number) REQUIRES(mMutex);
+    bool AnalyzeDescriptors(Bytes loop, std::uint16_t pid, int caller) REQUIRES(mMutex);
+    void AnalyzeDescriptorLanguage(Bytes body, std::uint16_t pid) REQUIRES(mMutex);
+    void AnalyzeDescriptorCaption(Bytes body, std::uint16_t pid) REQUIRES(mMutex);
+
+    // The tables of ATSC A/65: tsfilter_psip.cpp
+    bool AnalyzeSectionMgt(Bytes section) REQUIRES(mMutex);
+    bool AnalyzeSectionVct(Bytes section) REQUIRES(mMutex);
+    bool AnalyzeSectionStt(Bytes section) REQUIRES(mMutex);
+    bool AnalyzeSectionEit(Bytes section) REQUIRES(mMutex);
+    bool AnalyzeSectionEtt(Bytes section) REQUIRES(mMutex);
+
+    // The stream table: tsfilter_streams.cpp
+    void AddStreamerToPsi(Streamer* streamer) REQUIRES(mMutex);
+    void AddStreamerToUnidentified(Streamer* streamer) REQUIRES(mMutex);
+    bool Attach(PacketIdMapType& row, Streamer* streamer) REQUIRES(mMutex);
+    Streamer* FindStream(int streamId, const char* found) REQUIRES(mMutex);
 
     bool m_dbg_simple_stream = false;
     TunerManager* mpTunerManager;
