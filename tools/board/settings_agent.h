@@ -1,0 +1,80 @@
+/// The board's settings agent: keeps the settings by OID and answers the module over queues 1235 and 1236.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "fault.h"
+#include "journal.h"
+#include "queue.h"
+
+namespace board {
+
+/// One request, as it came.
+struct SettingsRequest {
+    bool set = false;
+    std::string oid;
+    std::string name;   ///< the board's name of the setting; empty for an OID that it doesn't serve
+    std::string type;   ///< of a set: i integer, a address, s text
+    std::string value;  ///< of a set, as it came
+};
+
+/// One image that was burnt.
+struct Burn {
+    std::string image;  ///< path that the module gave
+    std::string copy;   ///< file that the image went to; empty when it couldn't be read
+};
+
+class SettingsAgent {
+ public:
+    /// \param burnInto  file that takes upgrade images
+    explicit SettingsAgent(std::string burnInto);
+
+    const Journal<SettingsRequest>& Requests() const { return mRequests; }
+    Journal<SettingsRequest>& Requests() { return mRequests; }
+    Journal<Burn>& Burns() { return mBurns; }
+
+    /// \return value of a setting, by the board's name; the name has to be one of the board's
+    std::string Get(std::string_view name) const;
+    void Put(std::string_view name, const std::string& value);
+
+    /// Calls `applied` on the agent's thread after a setting was set and answered.
+    void OnSet(std::string_view name, std::function<void(const std::string& value)> applied);
+
+    /// kSilent and kFull hold up the module for good. kSlow answers after 300 ms. kLying tells another value than it
+    /// keeps.
+    void Set(Fault fault);
+
+    /// Answers requests for one setting with this text instead, such as one without '='; nothing ends that.
+    void AnswerWith(std::string_view name, std::optional<std::string> text);
+
+ private:
+    struct Setting {
+        std::string name;
+        std::string type;
+        std::string value;
+    };
+
+    void Take(const Message& message);
+    SettingsRequest Parse(const Message& message) const;
+    std::string Answer(const SettingsRequest& request);
+    void BurnImage(const std::string& url);
+    const std::string& OidOf(std::string_view name) const;
+
+    const std::string mBurnInto;
+    Journal<SettingsRequest> mRequests;
+    Journal<Burn> mBurns;
+    mutable std::mutex mMutex;
+    std::map<std::string, Setting> mSettings;  ///< by OID
+    std::map<std::string, std::function<void(const std::string&)>, std::less<>> mApplied;
+    std::map<std::string, std::string, std::less<>> mAnswers;
+    Fault mFault = Fault::kNone;
+    const Queue mAnswerQueue;
+    QueueReader mReader;  ///< last: its thread uses all of the above
+};
+
+}  // namespace board
