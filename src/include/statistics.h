@@ -37,6 +37,7 @@ class Statistics {
 
    private:
     Statistics() { Reset(); }
+    void PrintTableRates();
 
     Counter mTotalIn{0};
     Counter mTotalOut{0};

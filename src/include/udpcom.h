@@ -46,6 +46,8 @@ class UdpServer {
     char* GetSelfMacAddress(const char* interface);
 
    private:
+    bool Join(const char* group);
+
     sockaddr_in siMe{};
     sockaddr_in siOther{};
     int s = -1;
@@ -64,10 +66,10 @@ class UdpSender {
     void Disconnect();
 
     /// Aims the sender; a socket that is open is kept.
-    /// \param port  of the peer, host order
-    /// \param ip    dotted address, at most 15 characters are taken
+    /// \param peerPort  of the peer, host order
+    /// \param ip           dotted address, at most 15 characters are taken
     /// \return false when the socket can't be had or the address isn't one; reported on standard error, and sends then fail
-    bool Connect(std::uint16_t port, const char* ip);
+    bool Connect(std::uint16_t peerPort, const char* ip);
 
     /// Sends one datagram.
     /// \param ipAddress  not used; every caller leaves it null

@@ -181,7 +181,7 @@ class TsFilter {
 
     // The walk: tsfilter_walk.cpp
     bool WalkBuffer(Bytes buffer) REQUIRES(mMutex);
-    void SendHeldTail(Bytes buffer) REQUIRES(mMutex);
+    bool SendHeldTail(Bytes buffer) REQUIRES(mMutex);
     void RouteInStep(const std::uint8_t* packet) REQUIRES(mMutex);
     std::optional<std::size_t> FindSync(Bytes buffer, std::size_t from) REQUIRES(mMutex);
     void FinishBuffer(Bytes tail) REQUIRES(mMutex);
@@ -195,17 +195,20 @@ class TsFilter {
 
     // PAT: tsfilter_pat.cpp. Sections are whole, cut to their own length.
     bool AnalyzePat(Bytes section) REQUIRES(mMutex);
-    void AnalyzePatInFull(Bytes section, StreamerList* streams) REQUIRES(mMutex);
-    void AnalyzePatEntry(Bytes entry, std::size_t offset, std::uint16_t transportId, StreamerList* streams) REQUIRES(mMutex);
-    void FinishPrivatePats(std::size_t sectionSize, StreamerList* streams) REQUIRES(mMutex);
-    int PacketizeSection(std::uint16_t pid, int* continuity, Bytes section, std::span<std::uint8_t> packetized_buffer);
+    void AnalyzePatInFull(Bytes section, const StreamerList& streams) REQUIRES(mMutex);
+    void AnalyzePatEntry(Bytes entry, std::size_t offset, std::uint16_t transportId, const StreamerList& streams)
+        REQUIRES(mMutex);
+    void FinishPrivatePats(std::size_t sectionSize, const StreamerList& streams) REQUIRES(mMutex);
+    static void SendPrivatePats(const StreamerList& streams);
+    static int PacketizeSection(std::uint16_t pid, int* continuity, Bytes section, std::uint8_t* packetized_buffer);
 
     // PMT and descriptors: tsfilter_pmt.cpp, tsfilter_descriptors.cpp
     bool AnalyzePmt(Bytes section, int packetId) REQUIRES(mMutex);
     bool AnalyzePmtProgramInfoLoop(Bytes loop, int packetMapPid, std::uint16_t program_number) REQUIRES(mMutex);
     bool AnalyzeDescriptors(Bytes loop, std::uint16_t pid, int caller) REQUIRES(mMutex);
-    void AnalyzeDescriptorLanguage(Bytes body, std::uint16_t pid) REQUIRES(mMutex);
-    void AnalyzeDescriptorCaption(Bytes body, std::uint16_t pid) REQUIRES(mMutex);
+    bool IsReported(const PacketIdMapType& row) const;
+    void AnalyzeDescriptorLanguage(Bytes body, std::size_t descriptor_length, std::uint16_t pid) REQUIRES(mMutex);
+    void AnalyzeDescriptorCaption(Bytes body, std::size_t descriptor_length, std::uint16_t pid) REQUIRES(mMutex);
 
     // The tables of ATSC A/65: tsfilter_psip.cpp
     bool AnalyzeSectionMgt(Bytes section) REQUIRES(mMutex);
@@ -218,7 +221,10 @@ class TsFilter {
     void AddStreamerToPsi(Streamer* streamer) REQUIRES(mMutex);
     void AddStreamerToUnidentified(Streamer* streamer) REQUIRES(mMutex);
     bool Attach(PacketIdMapType& row, Streamer* streamer) REQUIRES(mMutex);
-    Streamer* FindStream(int streamId, const char* found) REQUIRES(mMutex);
+    void Detach(PacketIdMapType& row, int streamId) REQUIRES(mMutex);
+    Streamer* FindStream(int streamId) REQUIRES(mMutex);
+    void RestartCollector() EXCLUDES(mMutex);
+    int LowestStream() EXCLUDES(mMutex);
 
     bool m_dbg_simple_stream = false;
     TunerManager* mpTunerManager;
@@ -236,6 +242,19 @@ class TsFilter {
     Statistics* mpStatistics;
     std::unique_ptr<PacketIdMapType[]> mPacketIdMap GUARDED_BY(mMutex);
     StreamerList* mpStreamerList GUARDED_BY(mMutex) = nullptr;  ///< of the packet routed last
+    // What outlives a call of Filter.
+    std::size_t mExpectedSync GUARDED_BY(mMutex) = 0;  ///< offset in the next buffer where a sync byte is expected
+    bool mBlock GUARDED_BY(mMutex) = false;            ///< block flag of the packet routed last
+    std::uint8_t mHeldTail[2] GUARDED_BY(mMutex) = {}; ///< a packet's first bytes, too few to name its PID
+    std::size_t mHeldCount GUARDED_BY(mMutex) = 0;
+    std::uint32_t mDroppedBytes GUARDED_BY(mMutex) = 0;  ///< of the buffer being walked
+    unsigned mBufferCount GUARDED_BY(mMutex) = 0;
+    unsigned mPayloadIndexDrops GUARDED_BY(mMutex) = 0;
+    unsigned mNextSectionDrops GUARDED_BY(mMutex) = 0;
+
+    // Of the PAT analysis.
+    unsigned mPatVersionCounter GUARDED_BY(mMutex) = 0;  ///< PATs seen
+    int mPatContinuity GUARDED_BY(mMutex) = 0;           ///< counter of the packetised PATs
     int mPatCurrentNextIndicator = 0;
     std::atomic<int> mPatVersion{-1};  ///< masked byte 5 of the last PAT; -1: analyse the next in full
     int mPacketSize = Streamer::kMinPacketSize;

@@ -1,0 +1,67 @@
+// Remounting disk partitions, by the board's system daemon.
+#include "systemmanager.h"
+
+#include <sys/ipc.h>
+#include <sys/msg.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+#include "platform/machine.h"
+#include "platform/msgqueue.h"
+#include "udpcom.h"
+
+namespace {
+
+constexpr int MSG_Q_ID = 1240;     ///< the daemon's queue
+constexpr int MY_MSG_Q_ID = 1689;  ///< the module's, for the answer
+constexpr int kRequestType = 20;
+constexpr int kAnswerType = 1;
+constexpr std::int32_t DEVICE_REMOUNT_REQ = 73;
+constexpr std::int32_t DEVICE_REMOUNT_RES = 74;
+constexpr std::int32_t kRemountCount = 25;
+constexpr int kTurns = 60;  ///< seconds that an answer may take
+
+/// A message of the daemon's, both ways: the bytes behind its type.
+struct RemountMessage {
+    std::int32_t cmmdId;
+    std::int32_t param[14];
+};
+static_assert(sizeof(RemountMessage) == 60 && offsetof(RemountMessage, param) == 4);
+
+constexpr int kMountState = 4;  ///< the param that tells read-write or read-only
+
+}  // namespace
+
+platform::Mutex& SystemManager::DiskBracket() {
+    static auto* const mutex = new platform::Mutex;
+    return *mutex;
+}
+
+int SystemManager::RemountHd(int part, int rw) {
+    static auto* const exchange = new platform::Mutex;  // an answer carries no number: one exchange at a time
+    const platform::MutexLock lock(*exchange);
+
+    platform::MsgQueue daemon;
+    platform::MsgQueue mine;
+    if (!daemon.Open(MSG_Q_ID) || !mine.Create(MY_MSG_Q_ID)) {
+        PANIC("msgget");
+        return -1;
+    }
+    RemountMessage message{DEVICE_REMOUNT_REQ, {MY_MSG_Q_ID, kAnswerType, 0, part, rw, kRemountCount}};
+    if (!daemon.Send(kRequestType, &message, sizeof message, IPC_NOWAIT | MSG_NOERROR)) {
+        std::perror("msgsnd");
+        return -2;
+    }
+    message = {};
+    for (int turn = 0; turn < kTurns; ++turn) {
+        platform::Sleep(platform::kSecond);
+        if (mine.Receive(kAnswerType, &message, sizeof message, IPC_NOWAIT | MSG_NOERROR) <= 0) continue;
+        if (message.cmmdId == DEVICE_REMOUNT_RES && message.param[kMountState] == rw) return 0;
+        PANIC("Remount unsuccesfull: mount state %d, cmmdId %d\n", message.param[kMountState], message.cmmdId);
+        return -4;
+    }
+    PANIC("msgrcv");
+    return -3;
+}

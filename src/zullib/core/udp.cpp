@@ -1,0 +1,177 @@
+// All UDP of the module: a bound server, and a sender aimed at one peer or group.
+#include "udpcom.h"
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/machine.h"
+#include "replytext.h"
+#include "texthelpers.h"
+
+namespace {
+
+constexpr int kMulticastTtl = 4;
+constexpr int kFirstMulticast = 224;  // first number of the addresses of groups, up to and with:
+constexpr int kLastMulticast = 239;
+
+sockaddr* Generic(sockaddr_in* address) { return reinterpret_cast<sockaddr*>(address); }
+
+/// Closes a socket, and answers false for the step that failed; `errno` stays as it was.
+bool GiveUp(int& socket, int closed) {
+    const int error = errno;
+    close(socket);
+    socket = closed;
+    errno = error;
+    return false;
+}
+
+}  // namespace
+
+UdpServer::~UdpServer() {
+    if (s >= 0) close(s);
+}
+
+bool UdpServer::Connect(std::uint16_t port, const char* group) {
+    if (s >= 0) close(s);
+    slen = sizeof(sockaddr_in);
+    s = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+    if (s == -1) {
+        std::fputs("socket", stderr);
+        return false;
+    }
+    const int on = 1;
+    if (setsockopt(s, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == -1) {
+        std::fputs("Reusing ADDR failed", stderr);
+        return GiveUp(s, -1);
+    }
+    siMe = {};
+    siMe.sin_family = AF_INET;
+    siMe.sin_port = htons(port);
+    siMe.sin_addr.s_addr = htonl(INADDR_ANY);
+    if (bind(s, Generic(&siMe), sizeof siMe) == -1) {
+        std::perror("bind");
+        return GiveUp(s, -1);
+    }
+    return group == nullptr || Join(group);
+}
+
+/// Joins a multicast group; a text that isn't one joins nothing.
+bool UdpServer::Join(const char* group) {
+    const int first = Decimal(group);
+    if (first < kFirstMulticast || first > kLastMulticast) return true;
+    ip_mreq membership{};
+    if (inet_aton(group, &membership.imr_multiaddr) == 0) return true;
+    membership.imr_interface.s_addr = htonl(INADDR_ANY);
+    if (setsockopt(s, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) == -1) {
+        std::perror("setsockopt");
+        return GiveUp(s, -1);
+    }
+    std::printf("Joined multicast group %s\n", group);
+    return true;
+}
+
+bool UdpServer::WaitForData(int seconds, int microseconds) {
+    const int ready = platform::Wait(s, seconds * platform::kSecond + microseconds);
+    if (ready == -1) std::perror("select()");
+    return ready > 0;
+}
+
+int UdpServer::Receive(void* buffer, unsigned int size, int flags) {
+    slen = sizeof(sockaddr_in);
+    const ssize_t received = recvfrom(s, buffer, size, flags, Generic(&siOther), &slen);
+    if (received < 0) {
+        std::fputs("recvfrom()\n", stderr);
+        return static_cast<int>(received);
+    }
+    static_cast<char*>(buffer)[received] = '\0';
+    return static_cast<int>(received);
+}
+
+int UdpServer::Reply(const char* data, int length) {
+    const ssize_t sent = sendto(s, data, static_cast<std::size_t>(length), 0, Generic(&siOther), sizeof siOther);
+    if (sent < 0) std::perror("sendto() - 1");
+    return static_cast<int>(sent);
+}
+
+char* UdpServer::GetLastClientIpAddress() { return inet_ntoa(siOther.sin_addr); }
+
+int UdpServer::GetLastClientPort() const { return ntohs(siOther.sin_port); }
+
+namespace {
+
+bool InterfaceExists(const char* name) {
+    struct if_nameindex* const list = if_nameindex();
+    if (list == nullptr) return false;
+    bool found = false;
+    for (const struct if_nameindex* entry = list; entry->if_name != nullptr && !found; ++entry) {
+        found = std::strcmp(entry->if_name, name) == 0;
+    }
+    if_freenameindex(list);
+    return found;
+}
+
+}  // namespace
+
+char* UdpServer::GetSelfMacAddress(const char* interface) {
+    static char macString[16];
+    if (!InterfaceExists(interface)) return macString;
+    std::printf("Getting mac for %s\n", interface);
+    ifreq request{};
+    CopyText(request.ifr_name, interface);
+    if (ioctl(s, SIOCGIFHWADDR, &request) == -1) {
+        std::perror("ioctl");
+        return macString;
+    }
+    unsigned char mac[6];
+    std::memcpy(mac, request.ifr_hwaddr.sa_data, sizeof mac);
+    std::memset(macString, 0, sizeof macString);
+    std::snprintf(macString, sizeof macString, "%.2x%.2x%.2x%.2x%.2x%.2x", mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
+    return macString;
+}
+
+void UdpSender::Disconnect() {
+    if (s == 0) return;
+    close(s);
+    s = 0;
+}
+
+bool UdpSender::Connect(std::uint16_t peerPort, const char* ip) {
+    CopyText(serverIp, ip);
+    port = peerPort;
+    slen = sizeof(sockaddr_in);
+    if (s == 0) {
+        const int opened = socket(AF_INET, SOCK_DGRAM, 0);
+        if (opened == -1) {
+            std::fputs("socket", stderr);
+            return false;
+        }
+        s = opened;
+    }
+    siOther = {};
+    siOther.sin_family = AF_INET;
+    siOther.sin_port = htons(port);
+    const unsigned char ttl = kMulticastTtl;
+    if (setsockopt(s, IPPROTO_IP, IP_MULTICAST_TTL, &ttl, sizeof ttl) == -1) std::fputs("setsockopt - ttl", stderr);
+    if (inet_aton(serverIp, &siOther.sin_addr) == 0) {
+        std::fputs("inet_aton()", stderr);
+        return GiveUp(s, 0);
+    }
+    return true;
+}
+
+int UdpSender::Send(const void* data, int length, const char* /*ipAddress*/) {
+    ssize_t sent = -1;
+    if (s != 0) {
+        sent = sendto(s, data, static_cast<std::size_t>(length), 0, Generic(&siOther), sizeof siOther);
+    } else {
+        errno = EBADF;  // descriptor 0 is somebody else's
+    }
+    if (sent < 0) std::fprintf(stderr, "sendto() - 2 errno %d\n", errno);
+    return static_cast<int>(sent);
+}

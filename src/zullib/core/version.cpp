@@ -1,0 +1,6 @@
+// The module's version.
+#include "udpcom.h"
+
+int version_get_major() { return 0; }
+int version_get_minor() { return 82; }
+int version_get_build() { return 14; }

@@ -1,0 +1,80 @@
+// Construction of the filter, and the small accessors.
+#include "filter/tsfilter.h"
+
+#include "broadcasttime.h"
+#include "psip/tablecollector.h"
+#include "scanfilter.h"
+#include "statistics.h"
+
+namespace {
+
+std::atomic<TsFilter*> tsFilter{nullptr};
+
+}  // namespace
+
+TsFilter::TsFilter(char type, TunerManager* tuner)
+    : mpTunerManager(tuner),
+      mpTime(Time::Self()),
+      mpTableCollector(std::make_unique<TableCollector>()),
+      mpStatistics(Statistics::Self()),
+      mPacketIdMap(std::make_unique<PacketIdMapType[]>(kPids)),
+      mMyType(type) {
+    {
+        const platform::MutexLock lock(mMutex);
+        CleanRows();
+    }
+    tsFilter.store(this, std::memory_order_release);
+}
+
+TsFilter::~TsFilter() {
+    TsFilter* self = this;
+    tsFilter.compare_exchange_strong(self, nullptr);
+}
+
+TsFilter* TsFilter::Self() { return tsFilter.load(std::memory_order_acquire); }
+
+void TsFilter::FilterActive(bool active) {
+    if (active) mPatVersion.store(-1, std::memory_order_relaxed);
+    mRunFilter.store(active, std::memory_order_release);
+}
+
+void TsFilter::CleanPacketIdMap() {
+    const platform::MutexLock lock(mMutex);
+    CleanRows();
+}
+
+/// Puts the PID table to its start: only PID 0 is known, and never forwarded.
+void TsFilter::CleanRows() {
+    mpStreamerList = nullptr;
+    for (unsigned pid = 0; pid < kPids; ++pid) mPacketIdMap[pid] = PacketIdMapType{};
+    mPacketIdMap[kPatPid].type = ePidPat;
+    mPacketIdMap[kPatPid].block = true;
+}
+
+namespace {
+
+void Replace(FILE*& file, FILE* by) {
+    if (file != nullptr) std::fclose(file);
+    file = by;
+}
+
+}  // namespace
+
+void TsFilter::SetDebugInput(FILE* file) {
+    const platform::MutexLock lock(mMutex);
+    Replace(dbg_file_in, file);
+}
+
+void TsFilter::SetDebugOutput(FILE* file) {
+    const platform::MutexLock lock(mMutex);
+    Replace(dbg_file_out, file);
+}
+
+char* TsFilter::GetMjdDateTime() { return mpTime->GetMjdDateTime(0, nullptr); }
+
+bool ScanFilterExists() { return TsFilter::Self() != nullptr; }
+
+void EnterFilterScanMode(bool enter) {
+    TsFilter* const filter = TsFilter::Self();
+    if (filter != nullptr) filter->EnterScanMode(enter);
+}

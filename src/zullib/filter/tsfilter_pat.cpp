@@ -1,0 +1,165 @@
+// PAT analysis (ISO/IEC 13818-1, 2.4.4.3): programmes for the PID table and the store, and the PAT of each stream's own,
+// in which the programmes that the stream doesn't carry are blanked.
+//
+// PAT section:
+//     byte  0     table_id
+//     bytes 1-2   section_length (12 bits)
+//     bytes 3-4   transport_stream_id
+//     byte  5     version_number in bits 1 to 5
+//     bytes 8-    entries of 4 bytes: program_number, reserved (3 bits), program_map_PID (13)
+//     last 4      CRC_32
+#include <algorithm>
+#include <cstring>
+
+#include "filter/tsfilter.h"
+#include "psip/tablecollector.h"
+#include "statistics.h"
+#include "tunermanager.h"
+#include "udpcom.h"
+
+namespace {
+
+constexpr std::size_t kMaxSectionLength = 1021;
+constexpr std::size_t kPatHead = 8;
+constexpr std::size_t kPatEntry = 4;
+constexpr std::uint8_t kVersionMask = 0x3E;  // version_number, left in its place
+
+constexpr unsigned kAnalysisPeriod = 128;  ///< one PAT in so many is analysed again, at this place in the period:
+constexpr unsigned kAnalysisPlace = 15;
+
+constexpr std::size_t kMaxPacketized = 6 * kPacketSize;  ///< what a section of the largest accepted size takes
+static_assert(kMaxPacketized <= Streamer::kPrivatePatSize);
+
+const StreamerList kNoStreams;
+
+}  // namespace
+
+bool TsFilter::AnalyzeSectionPat(unsigned char* sectionPtr) {
+    const platform::MutexLock lock(mMutex);
+    return AnalyzePat(WholeSection(sectionPtr));
+}
+
+bool TsFilter::AnalyzePat(Bytes section) {
+    const std::size_t sectionLength = SectionLength(section);
+    if (sectionLength > kMaxSectionLength) {
+        LOG("PAT: Bad section length: %d > 1021\n", static_cast<int>(sectionLength));
+        return false;
+    }
+    if (section.size() < kPatHead) {
+        LOG("PAT: section cut\n");
+        return false;
+    }
+    const int version = section[5] & kVersionMask;
+    int versionBefore = mPatVersion.load(std::memory_order_relaxed);
+    const StreamerList* const list = mPacketIdMap[kPatPid].streamers.get();
+    const StreamerList& streams = list != nullptr ? *list : kNoStreams;
+    if (version != versionBefore) {
+        AnalyzePatInFull(section, streams);
+    } else if (mMyType == 'T') {
+        SendPrivatePats(streams);
+    }
+    const bool again = ++mPatVersionCounter % kAnalysisPeriod == kAnalysisPlace;
+    // A command that asked for a full analysis in the meantime must not be lost.
+    mPatVersion.compare_exchange_strong(versionBefore, again ? -1 : version, std::memory_order_relaxed);
+    return true;
+}
+
+/// Reports every programme, and builds the private PAT of every stream anew.
+void TsFilter::AnalyzePatInFull(Bytes section, const StreamerList& streams) {
+    LOG("Re-AnalyzeSectionPat\n");
+    mpStatistics->mPatCounter.fetch_add(1, std::memory_order_relaxed);
+    for (Streamer* streamer : streams) streamer->SetPrivatePat(section.data(), static_cast<int>(section.size()));
+
+    const std::uint16_t transportId = Be16(section, 3);
+    const Bytes whole = WithoutCrc(section);
+    Bytes loop = whole.subspan(std::min(kPatHead, whole.size()));
+    for (std::size_t offset = kPatHead; const auto entry = TakeFront(loop, kPatEntry); offset += kPatEntry) {
+        AnalyzePatEntry(*entry, offset, transportId, streams);
+    }
+    if (mMyType == 'T') FinishPrivatePats(section.size(), streams);
+}
+
+/// \param offset  of the entry in the section, and so in each stream's copy of it
+void TsFilter::AnalyzePatEntry(Bytes entry, std::size_t offset, std::uint16_t transportId, const StreamerList& streams) {
+    const std::uint16_t program_number = Be16(entry, 0);
+    const auto program_map_pid = static_cast<std::uint16_t>(Be16(entry, 2) & 0x1FFF);
+    PacketIdMapType& row = mPacketIdMap[program_map_pid];
+    if (program_number != 0) {
+        if (row.transportId == 0) {
+            LOG("Pat: transport_stream_id %x, program_number %x, program_map_pid %x\n", transportId, program_number,
+                program_map_pid);
+        }
+        row.channelId = static_cast<std::uint8_t>(mpTunerManager->GetCurrentChannel());
+        row.type = ePidPmt;
+        row.status = ePidUnknown;
+        row.programMapPid = program_map_pid;
+        row.transportId = transportId;
+        row.programId = program_number;
+        mpTunerManager->AddProgramToScanResults(transportId, program_number);
+    } else {
+        row.type = ePidNone;
+    }
+    if (mMyType != 'T') return;
+    for (Streamer* streamer : streams) {
+        if (row.streamers && row.streamers->Contains(streamer)) {
+            LOG("Found a match, this PMT is streamed\n");
+            continue;
+        }
+        if (!streamer->mpPrivatePatBuffer) continue;
+        streamer->mpPrivatePatBuffer[offset] = 0;
+        streamer->mpPrivatePatBuffer[offset + 1] = 0;
+        streamer->mPrivatePatCrcInvalid = true;
+    }
+}
+
+/// Turns the edited copies of the section into packets, which are what the streams keep.
+void TsFilter::FinishPrivatePats(std::size_t sectionSize, const StreamerList& streams) {
+    for (Streamer* streamer : streams) {
+        std::uint8_t* const buffer = streamer->mpPrivatePatBuffer.get();
+        if (buffer == nullptr || sectionSize < kPatHead + kCrcSize) continue;
+        if (streamer->mPrivatePatCrcInvalid) {
+            const std::size_t covered = sectionSize - kCrcSize;
+            PutBe32(buffer + covered, crc32(buffer, static_cast<std::uint32_t>(covered)));
+        }
+        std::uint8_t packetized_buffer[kMaxPacketized];
+        const int packetized_len = PacketizeSection(kPatPid, &mPatContinuity, Bytes(buffer, sectionSize), packetized_buffer);
+        streamer->SetPrivatePat(packetized_buffer, packetized_len);
+    }
+}
+
+/// Sends each stream its PAT, at the rate of the broadcast's.
+void TsFilter::SendPrivatePats(const StreamerList& streams) {
+    for (Streamer* streamer : streams) {
+        std::uint8_t* const buffer = streamer->mpPrivatePatBuffer.get();
+        if (buffer == nullptr) continue;
+        streamer->mPrivatePatContinuity = (streamer->mPrivatePatContinuity + 1) % 16;
+        buffer[3] = static_cast<std::uint8_t>((buffer[3] & 0xF0) | streamer->mPrivatePatContinuity);
+        streamer->Stream(buffer, streamer->mPrivatePatBufferLen);
+    }
+}
+
+/// Cuts a section into transport packets, with payload only and the last filled up with 0xFF.
+/// \param packetized_buffer  room for kMaxPacketized bytes
+/// \return bytes written, 0 for an empty section or on failure
+int TsFilter::PacketizeSection(std::uint16_t pid, int* continuity, Bytes section, std::uint8_t* packetized_buffer) {
+    constexpr std::size_t kHead = 4;
+    if (pid >= kPids || section.size() > kMaxSectionLength + kSectionHead) {
+        PANIC("pid 0x%x, section_len %d\n", pid, static_cast<int>(section.size()));
+        return 0;
+    }
+    std::uint8_t* packet = packetized_buffer;
+    for (Bytes rest = section; !rest.empty(); packet += kPacketSize) {
+        const bool first = rest.size() == section.size();
+        *continuity = (*continuity + 1) % 16;
+        std::memset(packet, 0xFF, kPacketSize);
+        packet[0] = kSyncByte;
+        packet[1] = first ? 0x40 : 0x00;  // payload_unit_start_indicator; only PID 0 is ever cut
+        packet[2] = static_cast<std::uint8_t>(pid);
+        packet[3] = static_cast<std::uint8_t>(0x10 + *continuity);
+        std::size_t head = kHead;
+        if (first) packet[head++] = 0;  // pointer_field
+        const Bytes piece = TakeAtMost(rest, kPacketSize - head);
+        std::memcpy(packet + head, piece.data(), piece.size());
+    }
+    return static_cast<int>(packet - packetized_buffer);
+}

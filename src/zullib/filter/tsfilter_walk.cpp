@@ -1,0 +1,151 @@
+// The walk over the host's buffers: sync, PID look-up, routing. ISO/IEC 13818-1, 2.4.3.2. The hot path of the module:
+// a packet costs one look-up and one copy for each stream that it goes to.
+#include <cstring>
+
+#include "filter/tsfilter.h"
+#include "sharedmem.h"
+#include "statistics.h"
+#include "udpcom.h"
+
+namespace {
+
+/// Bytes that prove a packet: its own and the sync byte of the next.
+constexpr std::size_t kProof = kPacketSize + 1;
+
+constexpr std::size_t kPidBytes = 3;  ///< bytes of a packet's head that name its PID
+
+constexpr unsigned PidOf(std::uint8_t byte1, std::uint8_t byte2) { return (byte1 & 0x1Fu) << 8 | byte2; }
+
+}  // namespace
+
+bool TsFilter::Filter(unsigned char* inData, int size) {
+    const platform::MutexLock lock(mMutex);
+    ++mBufferCount;
+    if (!mRunFilter.load(std::memory_order_acquire)) {
+        mFilterRunning.store(false, std::memory_order_release);
+        mHeldCount = 0;  // the rest of that packet is missed
+        return false;
+    }
+    mFilterRunning.store(true, std::memory_order_release);
+    if (size <= 0) return true;
+    const auto bytes = static_cast<std::size_t>(size);
+    if (dbg_file_in != nullptr && std::fread(inData, 1, bytes, dbg_file_in) != bytes) return false;
+
+    const bool walked = WalkBuffer(Bytes(inData, bytes));
+    mpStatistics->AddDroppedBytes(mDroppedBytes);
+    mDroppedBytes = 0;
+    if (walked) mpStatistics->AddInBytes(static_cast<unsigned>(bytes));
+    return walked;
+}
+
+/// Walks one buffer. \return false when the search for sync met the buffer's end; the rest of it isn't forwarded then
+bool TsFilter::WalkBuffer(Bytes buffer) {
+    if (mHeldCount != 0 && !SendHeldTail(buffer)) return true;
+    const std::uint8_t* const start = buffer.data();
+    std::size_t at = 0;
+    std::size_t expected = mExpectedSync;
+    while (buffer.size() - at >= kProof) {
+        if (start[at] == kSyncByte && start[at + kPacketSize] == kSyncByte) {
+            RouteInStep(start + at);
+            at += kPacketSize;
+            expected = at;
+            continue;
+        }
+        std::size_t sync = expected;
+        if (start[sync] != kSyncByte) {
+            // The search begins one packet before the place where the sync was missed.
+            at = expected < kProof ? 0 : expected - kPacketSize;
+            const auto found = FindSync(buffer, at);
+            if (!found) {
+                mExpectedSync = 0;
+                return false;
+            }
+            LOG("S b %x exp %d act %d\n", static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(start)),
+                static_cast<int>(expected), static_cast<int>(*found));
+            mpStatistics->AddNoSync();
+            sync = *found;
+        }
+        // What lies before the sync is the rest of a packet, and goes where its head went.
+        if (at < sync && !mBlock) Forward(buffer.subspan(at, sync - at));
+        expected = sync + kPacketSize;
+        at = sync;
+    }
+    FinishBuffer(buffer.subspan(at));
+    return true;
+}
+
+/// Routes a packet that the sync byte behind it proves.
+void TsFilter::RouteInStep(const std::uint8_t* packet) {
+    const unsigned pid = PidOf(packet[1], packet[2]);
+    PacketIdMapType& row = mPacketIdMap[pid];
+    ++row.count;
+    if (row.status == ePidUnknown) AnalyzePacket(packet, static_cast<int>(pid));
+    // Routing is taken after the analysis, which may have changed it.
+    mBlock = row.block;
+    mpStreamerList = row.streamers.get();
+    if (!mBlock) Forward(Bytes(packet, kPacketSize));
+}
+
+/// Hands bytes to the streams of the packet routed last.
+void TsFilter::Forward(Bytes bytes) {
+    if (mpStreamerList == nullptr) {
+        mDroppedBytes += static_cast<std::uint32_t>(bytes.size());
+        return;
+    }
+    for (Streamer* streamer : *mpStreamerList) streamer->Stream(bytes.data(), static_cast<int>(bytes.size()));
+}
+
+/// Takes block flag and streams of a PID for bytes that are neither counted nor analysed.
+void TsFilter::RouteBy(unsigned pid) {
+    mBlock = mPacketIdMap[pid].block;
+    mpStreamerList = mPacketIdMap[pid].streamers.get();
+}
+
+/// Looks for two sync bytes a packet apart.
+/// \return offset of the first, at `from` or behind it; nothing when the buffer has none
+std::optional<std::size_t> TsFilter::FindSync(Bytes buffer, std::size_t from) {
+    const std::size_t end = buffer.size() - kPacketSize;
+    std::size_t at = from;
+    while (at < end && !(buffer[at] == kSyncByte && buffer[at + kPacketSize] == kSyncByte)) ++at;
+    if (at - from >= kProof) {
+        LOG("No sync in %d B! strength %d\n", static_cast<int>(at - from),
+            SharedMem::Self()->GetSignalStrengthTransmitter());
+    }
+    if (at < end) return at;
+    LOG("Can't find sync in the entire buffer!!!\n");
+    return std::nullopt;
+}
+
+/// Forwards the buffer's last bytes, at most a packet, which the next buffer continues.
+void TsFilter::FinishBuffer(Bytes tail) {
+    mExpectedSync = kPacketSize - tail.size();
+    if (tail[0] == kSyncByte) {
+        if (tail.size() < kPidBytes) {
+            // They can't name their PID: they wait for the byte that does.
+            mHeldCount = tail.size();
+            std::memcpy(mHeldTail, tail.data(), tail.size());
+            return;
+        }
+        RouteBy(PidOf(tail[1], tail[2]));
+    }
+    if (!mBlock) Forward(tail);
+}
+
+/// Sends the bytes that the last buffer left behind, under the PID that this buffer completes.
+/// \return false when the PID still lacks a byte; the buffer is then held as well
+bool TsFilter::SendHeldTail(Bytes buffer) {
+    std::uint8_t head[kPidBytes];
+    std::memcpy(head, mHeldTail, mHeldCount);
+    const std::size_t taken = std::min(buffer.size(), kPidBytes - mHeldCount);
+    std::memcpy(head + mHeldCount, buffer.data(), taken);
+    if (mHeldCount + taken < kPidBytes) {
+        mHeldCount += taken;
+        std::memcpy(mHeldTail, head, mHeldCount);
+        mExpectedSync = kPacketSize - mHeldCount;
+        return false;
+    }
+    RouteBy(PidOf(head[1], head[2]));
+    if (!mBlock) Forward(Bytes(head, mHeldCount));
+    mHeldCount = 0;
+    return true;
+}

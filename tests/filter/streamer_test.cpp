@@ -1,0 +1,118 @@
+// One stream: threshold, overflow, reconnect, failed sends; datagrams on the wire.
+#include "streamer.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "fast_machine.h"
+
+namespace {
+
+/// A socket on a port of its own, whose datagrams' sizes it tells.
+class Receiver {
+   public:
+    Receiver() : mSocket(socket(AF_INET, SOCK_DGRAM, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        bind(mSocket, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        socklen_t size = sizeof address;
+        getsockname(mSocket, reinterpret_cast<sockaddr*>(&address), &size);
+        port = ntohs(address.sin_port);
+    }
+    ~Receiver() { close(mSocket); }
+
+    std::vector<int> Sizes() {
+        std::vector<int> sizes;
+        char data[65536];
+        for (ssize_t got; (got = recv(mSocket, data, sizeof data, MSG_DONTWAIT)) >= 0;) sizes.push_back(static_cast<int>(got));
+        return sizes;
+    }
+
+    std::uint16_t port = 0;
+
+   private:
+    int mSocket;
+};
+
+using Sizes = std::vector<int>;
+
+}  // namespace
+
+TEST(Streamer, ThresholdIsHeldToItsRange) {
+    for (const auto& [asked, got] : {std::pair{1315, 32580}, {1316, 1316}, {32712, 32712}, {32713, 32580}, {0, 32580}}) {
+        EXPECT_EQ(Streamer(65536, asked).PacketSize(), got) << asked;
+    }
+    Streamer streamer(65536, 1316);
+    for (const auto& [asked, got] : {std::pair{1000, 940}, {187, 0}, {0, 0}, {32768, 32712}}) {
+        EXPECT_TRUE(streamer.SetPacketSize(asked));
+        EXPECT_EQ(streamer.PacketSize(), got) << asked;
+    }
+}
+
+TEST(Streamer, SendsWhenTheThresholdIsReached) {
+    Receiver receiver;
+    Streamer streamer(65536, 1316);
+    const std::vector<std::uint8_t> data(40000, 1);
+    EXPECT_EQ(streamer.Stream(data.data(), 1316), 0) << "not active";
+    streamer.Activated(true);
+    EXPECT_EQ(streamer.Stream(data.data(), 1316), 0) << "no destination";
+    streamer.StreamSet(receiver.port, "127.0.0.1");
+    fast_machine::TakeSleeps();
+    EXPECT_EQ(streamer.Stream(data.data(), 1315), 0);
+    EXPECT_EQ(receiver.Sizes(), Sizes{});
+    EXPECT_EQ(streamer.Stream(data.data(), 1), 1316);
+    EXPECT_EQ(fast_machine::TakeSleeps(), std::vector<std::int64_t>{100000}) << "the first send connects";
+    EXPECT_EQ(streamer.Stream(data.data(), 40000), 40000);
+    EXPECT_EQ(receiver.Sizes(), (Sizes{1316, 32768, 7232})) << "at most 32768 bytes in one datagram";
+    EXPECT_TRUE(fast_machine::TakeSleeps().empty());
+    streamer.SetPacketSize(0);
+    EXPECT_EQ(streamer.Stream(data.data(), 5), 5);
+    Receiver other;
+    streamer.StreamSet(other.port, "127.0.0.1");
+    EXPECT_EQ(streamer.Stream(data.data(), 6), 6);
+    EXPECT_EQ(receiver.Sizes(), Sizes{5});
+    EXPECT_EQ(other.Sizes(), Sizes{6});
+}
+
+TEST(Streamer, AnOverflowDropsWhatWaits) {
+    Receiver receiver;
+    Streamer streamer(2000, 1316 * 2);
+    streamer.StreamSet(receiver.port, "127.0.0.1");
+    streamer.Activated(true);
+    const std::vector<std::uint8_t> data(2001, 1);
+    EXPECT_EQ(streamer.Stream(data.data(), 2000), 0) << "exactly full";
+    EXPECT_EQ(streamer.Stream(data.data(), 1), 0) << "one too many";
+    streamer.SetPacketSize(188);
+    EXPECT_EQ(streamer.Stream(data.data(), 188), 188) << "the buffer was emptied";
+    EXPECT_EQ(receiver.Sizes(), Sizes{188});
+}
+
+TEST(Streamer, AFailedSendDropsTheRestAndReconnects) {
+    Streamer streamer(65536, 1316);
+    streamer.StreamSet(5000, "no address");
+    streamer.Activated(true);
+    const std::vector<std::uint8_t> data(1316, 1);
+    fast_machine::TakeSleeps();
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        EXPECT_EQ(streamer.Stream(data.data(), 1316), 0);
+        EXPECT_EQ(fast_machine::TakeSleeps(), std::vector<std::int64_t>{100000}) << "each send connects anew";
+    }
+    Receiver receiver;
+    streamer.StreamSet(receiver.port, "127.0.0.1");
+    EXPECT_EQ(streamer.Stream(data.data(), 1316), 1316) << "nothing was left of the failed ones";
+    EXPECT_EQ(receiver.Sizes(), Sizes{1316});
+}
+
+TEST(Streamer, ListsNoteProgrammesOnceAndPidsAlways) {
+    Streamer streamer(100, 1316);
+    for (const auto& [programme, pid] : {std::pair{1, 0x30}, {1, 0x31}, {0, 0x50}, {2, 0x40}, {1, 0x30}}) {
+        streamer.AddProgramToList(static_cast<std::uint16_t>(programme), static_cast<std::uint16_t>(pid));
+    }
+    EXPECT_EQ(streamer.ProgramList(), (std::list<std::uint16_t>{1, 2}));
+    EXPECT_EQ(streamer.PidList(), (std::list<std::uint16_t>{0x30, 0x31, 0x40, 0x30}));
+}

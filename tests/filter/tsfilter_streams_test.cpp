@@ -1,0 +1,117 @@
+// The stream table, the language filter and the datagram size, also while the filter runs flat out.
+#include <fstream>
+#include <thread>
+
+#include "filter/filter_fixture.h"
+
+using namespace transport;
+
+class StreamsTest : public TsFilterTest {
+   protected:
+    std::vector<int> IdsOn(unsigned pid) {
+        std::vector<int> ids;
+        if (!Row(pid).streamers) return ids;
+        for (const Streamer* streamer : *Row(pid).streamers) ids.push_back(streamer->IdGet());
+        return ids;
+    }
+    using Ids = std::vector<int>;
+};
+
+TEST_F(StreamsTest, AStreamCarriesPsiItsProgrammeAndWhatNobodyClaims) {
+    Row(0x30).programId = Row(0x31).programId = 1;
+    Row(0x30).transportId = Row(0x31).transportId = 7;
+    Row(0x40).programId = 2;
+    Row(0x40).transportId = 7;
+    Row(0x50).count = 2;
+    Row(0x51).count = 1;
+    Row(0x52).count = 2;
+    Row(0x52).type = ePidEit;
+    AddEagerStream(3);
+    mFilter.AddProgramToStream(3, 7, 1);
+    for (const unsigned pid : {0x0u, 0x1u, 0x10u, 0x14u, 0x1FFBu, 0x30u, 0x31u, 0x50u, 0x52u}) EXPECT_EQ(IdsOn(pid), Ids{3}) << pid;
+    for (const unsigned pid : {0x15u, 0x40u, 0x51u, 0x1FFFu}) EXPECT_EQ(IdsOn(pid), Ids{}) << pid;
+    EXPECT_EQ(Row(0x50).status, ePidKnown);
+    EXPECT_EQ(Row(0x52).status, ePidUnknown) << "its sections are still read";
+    const auto status = mFilter.StatusOfStream(3);
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->programs, std::list<std::uint16_t>{1});
+    EXPECT_TRUE(mFilter.RemoveStream(3));
+    EXPECT_TRUE(mFilter.RemoveStream(3)) << "an empty slot";
+    EXPECT_FALSE(mFilter.StatusOfStream(3));
+    EXPECT_EQ(IdsOn(0x30), Ids{});
+}
+
+TEST_F(StreamsTest, StartMulticastRefusesBeforeItChangesAnything) {
+    for (const char* text : {"", "239.1.1.1", "239.1.1.1,5000", "239.1.1,x,5", "300.1.1.1,5000,5"}) {
+        std::string cmd = text;
+        EXPECT_FALSE(mFilter.StartMulticast(0, cmd.data())) << text;
+    }
+    for (const int id : {-1, 8, 9}) {
+        std::string cmd = "239.1.1.1,5000,5,1,1";
+        EXPECT_FALSE(mFilter.StartMulticast(id, cmd.data())) << id;
+        EXPECT_FALSE(mFilter.RemoveStream(id)) << id;
+    }
+    EXPECT_TRUE(fast_machine::TakeShellLines().empty());
+}
+
+TEST_F(StreamsTest, StartTunesWaitsAttaches_StopDetachesAndCleans) {
+    std::string cmd = "239.1.1.1,5000,1f,7,1,7";  // a first id without a second ends the walk
+    Row(0x30).programId = 1;
+    Row(0x30).transportId = 7;
+    fast_machine::TakeSleeps();
+    EXPECT_TRUE(mFilter.StartMulticast(0, cmd.data()));
+    EXPECT_EQ(fast_machine::TakeShellLines(), std::vector<std::string>{"m710cmmd -atsc 31 >/dev/null"});
+    EXPECT_EQ(fast_machine::TakeSleeps(), (std::vector<std::int64_t>{3000000, 5000000}));
+    EXPECT_EQ(IdsOn(0x30), Ids{0});
+    mFilter.AddStream(5, "239.1.1.2", 5001);
+    EXPECT_TRUE(mFilter.StopMulticast(0, true));
+    EXPECT_EQ(Row(0x30).programId, 1) << "another stream is left: the table stays";
+    EXPECT_TRUE(Feed(Filled(0x30, 0, 0))) << "and the filter goes on";
+    EXPECT_TRUE(mFilter.StopMulticast(-1, true));
+    EXPECT_EQ(Row(0x30).programId, 0);
+    EXPECT_EQ(Row(0).type, ePidPat);
+    EXPECT_FALSE(Feed(Filled(0x30, 0, 0)));
+}
+
+TEST_F(StreamsTest, LanguageFilterBlocksOtherAudioAsLongAsOneMatches) {
+    struct Audio { unsigned pid; const char* language; int type; };
+    for (const Audio& audio : {Audio{0x34, "eng", 0}, {0x35, "spa", 0}, {0x36, "eng", 3}}) {
+        Row(audio.pid).streamType = 0x81;
+        std::snprintf(Row(audio.pid).audioLanguage, 4, "%s", audio.language);
+        Row(audio.pid).audioLangType = audio.type;
+    }
+    struct Step { const char* pri; int priType; const char* sec; int secType; std::string blocked; };
+    const Step steps[] = {
+        {"eng", 0, "", 0, "011"}, {"fra", 0, "deu", 0, "011"}, {"spa", 0, "", 0, "101"},
+        {"eng", 9, "", 0, "101"}, {"spa", 0, "eng", 3, "100"},
+    };
+    for (const Step& step : steps) {
+        EXPECT_TRUE(mFilter.SetLanguageFilter(step.pri, step.priType, step.sec, step.secType));
+        std::string blocked;
+        for (const unsigned pid : {0x34u, 0x35u, 0x36u}) blocked += Row(pid).block ? '1' : '0';
+        EXPECT_EQ(blocked, step.blocked) << step.pri << step.priType << step.sec << step.secType;
+    }
+}
+
+TEST_F(StreamsTest, ChangesWhileTheFilterRunsFlatOut) {
+    std::atomic<bool> run{true};
+    std::thread host([&] {
+        Blob bytes;
+        for (unsigned i = 0; i < 7; ++i) Append(bytes, SectionPacket(0, i, Pat(7, i, {{1, 0x30}, {2, 0x40}})));
+        for (unsigned i = 0; i < 20; ++i) Append(bytes, Filled(0x30 + i % 2, i, 5));
+        while (run) Feed(bytes);
+    });
+    for (int round = 0; round < 20; ++round) {
+        std::string one = "239.1.1.1,5000,5", two = "239.1.1.2,5001,5,7,1";
+        EXPECT_TRUE(mFilter.StartMulticast(0, one.data()));
+        EXPECT_TRUE(mFilter.StartMulticast(1, two.data()));
+        mFilter.AddStream(1, "239.1.1.3", 5002);
+        mFilter.SetPacketSize(188 * (round % 9));
+        mFilter.SetLanguageFilter("eng", 0, "", 0);
+        mFilter.DumpPids();
+        mFilter.StopMulticast(round % 2, true);
+        if (round % 3 == 0) mFilter.StopMulticast(-1, true);
+    }
+    run = false;
+    host.join();
+}

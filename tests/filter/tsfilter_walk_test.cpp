@@ -1,0 +1,170 @@
+// The walk: sync, routing, and packets that lie over the edges of buffers.
+#include <algorithm>
+#include <random>
+
+#include "filter/filter_fixture.h"
+#include "statistics.h"
+
+using namespace transport;
+
+namespace {
+
+constexpr unsigned kVideo = 0x100;
+constexpr unsigned kOther = 0x101;
+
+Blob Joined(const std::vector<Blob>& packets) {
+    Blob bytes;
+    for (const Blob& packet : packets) Append(bytes, packet);
+    return bytes;
+}
+
+}  // namespace
+
+/// One stream that carries kVideo alone.
+class WalkTest : public TsFilterTest {
+   protected:
+    void SetUp() override {
+        TsFilterTest::SetUp();
+        Row(kVideo).programId = Row(kVideo).transportId = 1;
+        AddEagerStream(0);
+        mFilter.AddProgramToStream(0, 1, 1);
+        Row(kVideo).status = Row(kOther).status = ePidKnown;
+    }
+};
+
+TEST_F(WalkTest, AnyCutOfTheInputGivesTheSameStream) {
+    std::mt19937 random(1);
+    std::vector<Blob> packets;
+    Blob wanted;
+    for (unsigned i = 0; i < 300; ++i) {
+        const unsigned pid = random() % 3 == 0 ? kOther : kVideo;
+        packets.push_back(Filled(pid, i, static_cast<std::uint8_t>(i % 0x40)));
+        if (pid == kVideo) Append(wanted, packets.back());
+    }
+    const Blob input = Joined(packets);
+    for (int round = 0; round < 50; ++round) {
+        std::vector<std::size_t> cuts{0, input.size()};
+        const int pieces = 1 + round;
+        for (int i = 0; i < pieces; ++i) {
+            // Buffers of a packet and more: shorter ones can't tell where the next sync lies.
+            cuts.push_back(random() % input.size());
+        }
+        std::sort(cuts.begin(), cuts.end());
+        for (std::size_t i = cuts.size() - 2; i > 0; --i) {
+            if (cuts[i + 1] - cuts[i] < 400 || cuts[i] < 400) cuts.erase(cuts.begin() + static_cast<long>(i));
+        }
+        for (std::size_t i = 0; i + 1 < cuts.size(); ++i) {
+            ASSERT_TRUE(Feed(Blob(input.begin() + static_cast<long>(cuts[i]), input.begin() + static_cast<long>(cuts[i + 1]))));
+        }
+        EXPECT_EQ(TakeOutput(), wanted) << "round " << round;
+    }
+}
+
+TEST_F(WalkTest, ATailThatCantNameItsPidNeverMixesStreams) {
+    // The last packet's first bytes stand alone at the buffer's end; the PID is in the next one.
+    for (const std::size_t head : {1u, 2u, 3u, 100u}) {
+        for (const unsigned pid : {kVideo, kOther, 0u}) {
+            const Blob first = Filled(kVideo, 0, 1);
+            const Blob split = Filled(pid, 1, 2);
+            Blob one = first;
+            one.insert(one.end(), split.begin(), split.begin() + static_cast<long>(head));
+            Blob two(split.begin() + static_cast<long>(head), split.end());
+            Append(two, first);
+            Feed(one);
+            Feed(two);
+            Blob wanted = first;
+            if (pid == kVideo) Append(wanted, split);
+            Append(wanted, first);
+            EXPECT_EQ(TakeOutput(), wanted) << "head of " << head << " bytes, pid " << pid;
+        }
+    }
+    // One byte at a time.
+    const Blob last = Filled(kVideo, 3, 4);
+    Feed(Joined({Filled(kVideo, 0, 1), Blob{0x47}}));
+    Feed({last[1]});
+    Feed(Blob(last.begin() + 2, last.end()));
+    EXPECT_EQ(TakeOutput(), Joined({Filled(kVideo, 0, 1), last}));
+}
+
+TEST_F(WalkTest, ALostSyncIsFoundAgainAndCountedOnce) {
+    struct Case {
+        const char* what;
+        std::vector<Blob> input;
+        Blob output;
+        unsigned losses;
+    };
+    Blob bad = Filled(kVideo, 2, 3);
+    bad[0] = 0x46;
+    const Blob a = Filled(kVideo, 0, 1), b = Filled(kVideo, 1, 2), other = Filled(kOther, 0, 9), c = Filled(kVideo, 3, 4);
+    const Blob rest(100, 0x11);
+    const Case cases[] = {
+        // Bytes between two syncs go where the packet routed last went, whatever they are.
+        {"a sync byte that is wrong", {a, b, bad, c, c, c}, Joined({a, b, bad, c, c, c}), 1},
+        {"bytes that are no packet", {a, b, rest, c, c, c}, Joined({a, b, rest, c, c, c}), 1},
+        {"the same behind a packet of another stream", {other, b, bad, c, c, c}, Joined({c, c, c}), 1},
+        {"a buffer of aligned packets", {a, other, b, c}, Joined({a, b, c}), 0},
+    };
+    for (const Case& step : cases) {
+        Statistics::Self()->Reset();
+        EXPECT_TRUE(Feed(Joined(step.input))) << step.what;
+        EXPECT_EQ(TakeOutput(), step.output) << step.what;
+        testing::internal::CaptureStdout();
+        Statistics::Self()->DumpStats();
+        EXPECT_NE(testing::internal::GetCapturedStdout().find("No Sync " + std::to_string(step.losses) + "\n"),
+                  std::string::npos)
+            << step.what;
+    }
+}
+
+TEST_F(WalkTest, RefusesWhatItCantWalk) {
+    EXPECT_FALSE(Feed(Blob(1000, 0x00))) << "no sync at all";
+    EXPECT_TRUE(TakeOutput().empty());
+    unsigned char byte = 0x47;
+    EXPECT_TRUE(mFilter.Filter(&byte, 0));
+    EXPECT_TRUE(mFilter.Filter(&byte, -1));
+    EXPECT_TRUE(mFilter.FilterActive());
+    mFilter.FilterActive(false);
+    EXPECT_TRUE(mFilter.FilterActive()) << "the filter hasn't noticed yet";
+    EXPECT_FALSE(Feed(Joined({Filled(kVideo, 0, 1), Filled(kVideo, 1, 1)})));
+    EXPECT_FALSE(mFilter.FilterActive());
+    EXPECT_TRUE(TakeOutput().empty());
+}
+
+TEST_F(WalkTest, TheLastPacketIsForwardedButNeitherCountedNorAnalysed) {
+    Feed(Joined({Filled(kVideo, 0, 1), Filled(kVideo, 1, 1), Filled(kVideo, 2, 1)}));
+    EXPECT_EQ(Row(kVideo).count, 2u);
+    EXPECT_EQ(TakeOutput().size(), 3 * kPacket);
+    Feed(Filled(kVideo, 3, 1));
+    EXPECT_EQ(Row(kVideo).count, 2u) << "a buffer of one packet is all tail";
+    EXPECT_EQ(TakeOutput().size(), kPacket);
+}
+
+TEST_F(WalkTest, RandomBytesLeaveItAlive) {
+    std::mt19937 random(7);
+    for (int round = 0; round < 3000; ++round) {
+        Blob bytes(random() % 900);
+        for (std::uint8_t& byte : bytes) byte = random() % 4 == 0 ? 0x47 : static_cast<std::uint8_t>(random());
+        Feed(bytes);  // a vector of its own size: a read behind it is caught
+    }
+    TakeOutput();
+    Feed(Joined({Filled(kVideo, 0, 1), Filled(kVideo, 1, 1), Filled(kVideo, 2, 1)}));
+    EXPECT_GE(TakeOutput().size(), 2 * kPacket);
+}
+
+TEST_F(TsFilterTest, PayloadIndexAndScrambling) {
+    struct Case {
+        std::uint8_t control;
+        std::uint8_t adaptationLength;
+        unsigned index;
+    };
+    for (const Case& step : {Case{0x00, 9, 0}, Case{0x20, 9, 0}, Case{0x10, 9, 4}, Case{0x30, 0, 5}, Case{0x30, 183, 188}, Case{0x30, 255, 260}}) {
+        const unsigned char packet[188] = {0x47, 0, 0, step.control, step.adaptationLength};
+        EXPECT_EQ(TsFilter::GetTsPayloadIndex(packet, 0), step.index) << int{step.control};
+    }
+    // Learnt once, at the first analysed packet.
+    Blob scrambled = Filled(kVideo, 0, 0);
+    scrambled[3] |= 0x80;
+    FeedProved(scrambled);
+    FeedProved(Filled(kVideo, 1, 0));
+    EXPECT_EQ(Row(kVideo).scrambling, eScrambled);
+}

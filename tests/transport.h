@@ -1,0 +1,81 @@
+/// Transport packets and sections for tests, written by hand from ISO/IEC 13818-1.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "psip/tablecollector.h"
+
+namespace transport {
+
+using Blob = std::vector<std::uint8_t>;
+
+constexpr std::size_t kPacket = 188;
+
+inline void Append(Blob& to, const Blob& from) { to.insert(to.end(), from.begin(), from.end()); }
+
+/// A packet with payload only: head, `body`, and `fill` up to 188 bytes.
+inline Blob Packet(unsigned pid, unsigned continuity, const Blob& body, bool unitStart = false, std::uint8_t fill = 0xFF) {
+    Blob packet{0x47, static_cast<std::uint8_t>((unitStart ? 0x40 : 0) | pid >> 8), static_cast<std::uint8_t>(pid),
+                static_cast<std::uint8_t>(0x10 | (continuity & 0xF))};
+    Append(packet, body);
+    packet.resize(kPacket, fill);
+    return packet;
+}
+
+/// A packet whose payload is one byte over and over.
+inline Blob Filled(unsigned pid, unsigned continuity, std::uint8_t fill) { return Packet(pid, continuity, {}, false, fill); }
+
+/// Closes a section: section_length in bytes 1 and 2 (top bits set), CRC_32 behind it.
+inline Blob Closed(Blob section) {
+    const std::size_t length = section.size() - 3 + 4;
+    section[1] = static_cast<std::uint8_t>(0xB0 | length >> 8);
+    section[2] = static_cast<std::uint8_t>(length);
+    const std::uint32_t crc = crc32(section.data(), static_cast<std::uint32_t>(section.size()));
+    for (int shift = 24; shift >= 0; shift -= 8) section.push_back(static_cast<std::uint8_t>(crc >> shift));
+    return section;
+}
+
+struct Programme {
+    unsigned number;
+    unsigned pmtPid;
+};
+
+inline Blob Pat(unsigned transportId, unsigned version, const std::vector<Programme>& programmes) {
+    Blob section{0x00, 0, 0, static_cast<std::uint8_t>(transportId >> 8), static_cast<std::uint8_t>(transportId),
+                 static_cast<std::uint8_t>(0xC1 | version << 1), 0, 0};
+    for (const Programme& programme : programmes) {
+        Append(section, {static_cast<std::uint8_t>(programme.number >> 8), static_cast<std::uint8_t>(programme.number),
+                         static_cast<std::uint8_t>(0xE0 | programme.pmtPid >> 8), static_cast<std::uint8_t>(programme.pmtPid)});
+    }
+    return Closed(section);
+}
+
+struct Stream {
+    unsigned type;
+    unsigned pid;
+    Blob descriptors;
+};
+
+inline Blob Pmt(unsigned programme, const std::vector<Stream>& streams, unsigned version = 0, const Blob& info = {}) {
+    Blob section{0x02, 0, 0, static_cast<std::uint8_t>(programme >> 8), static_cast<std::uint8_t>(programme),
+                 static_cast<std::uint8_t>(0xC1 | version << 1), 0, 0, 0xFF, 0xFF,
+                 static_cast<std::uint8_t>(0xF0 | info.size() >> 8), static_cast<std::uint8_t>(info.size())};
+    Append(section, info);
+    for (const Stream& stream : streams) {
+        Append(section, {static_cast<std::uint8_t>(stream.type), static_cast<std::uint8_t>(0xE0 | stream.pid >> 8),
+                         static_cast<std::uint8_t>(stream.pid), static_cast<std::uint8_t>(0xF0 | stream.descriptors.size() >> 8),
+                         static_cast<std::uint8_t>(stream.descriptors.size())});
+        Append(section, stream.descriptors);
+    }
+    return Closed(section);
+}
+
+/// A short section in one packet, behind a pointer_field of 0.
+inline Blob SectionPacket(unsigned pid, unsigned continuity, const Blob& section) {
+    Blob body{0};
+    Append(body, section);
+    return Packet(pid, continuity, body, true);
+}
+
+}  // namespace transport
