@@ -184,8 +184,12 @@ void TsFilter::DumpLanguagesAndCaptions() {
 }
 
 void TsFilter::DumpCollectionStats() {
-    const platform::MutexLock lock(mMutex);
-    mpTableCollector->PrintStats();
+    std::vector<PsipSection::Stats> sections;
+    {
+        const platform::MutexLock lock(mMutex);
+        sections = mpTableCollector->GetStats();
+    }
+    TableCollector::PrintStats(sections);
 }
 
 void TsFilter::DebugSaveStream() {

@@ -1,0 +1,150 @@
+// Finds the section object for a piece of payload, by PID, table and section number.
+#include "psip/tablecollector.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "statistics.h"
+#include "udpcom.h"
+
+namespace {
+
+constexpr int kSmallBuffer = 1040;  ///< for tables whose sections have at most 1024 bytes
+constexpr int kLargeBuffer = 4112;  ///< for those of at most 4096
+
+constexpr int kTableMgt = 0xC7;
+constexpr int kTableEit = 0xCB;
+constexpr int kTableEtt = 0xCC;
+
+constexpr std::size_t kMaxHeads = 64;  ///< split heads that wait at a time; beyond that the oldest is lost
+
+constexpr int BufferSize(int tableId) {
+    const bool small = tableId == 0x00 || tableId == 0x02 || (tableId >= 0xC0 && tableId <= 0xC5) || tableId == 0xC8 ||
+                       tableId == 0xC9 || tableId == 0xCD;
+    return small ? kSmallBuffer : kLargeBuffer;
+}
+
+}  // namespace
+
+Bytes TableCollector::CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity,
+                                         int* table_id) {
+    *table_id = -1;
+    SplitHead* const head = FindHead(pid);
+    PsipSection* section = nullptr;
+    std::array<std::uint8_t, 256> joined;
+    if (!startOfSection && head == nullptr) {
+        section = InProgress(pid);
+        if (section == nullptr) {
+            LOG("Section continuation before start; drop\n");
+            return {};
+        }
+    }
+    const bool inStep = mContinuity.Count(pid, continuity);
+    const int counter = continuity & 0x0F;
+    const int due = mContinuity.Due();
+    if (startOfSection && head != nullptr) head->size = 0;  // its rest never came
+    if (!startOfSection && head != nullptr) {
+        if (!inStep) {
+            LOG("DROP2 my %d coming %d tbl 0x%x pid 0x%x continued\n", due, counter, head->bytes[0], pid);
+            head->size = 0;
+            return {};
+        }
+        data = JoinHead(head, data, joined);
+        startOfSection = true;
+    }
+    if (startOfSection && data.size() < PsipSection::kHead) {
+        KeepHead(pid, data);
+        return {};
+    }
+    if (startOfSection) section = FindOrMake(pid, data);
+    const Bytes whole = section->CollectPsipSection(pid, data, startOfSection, inStep, counter, due, table_id);
+    if (*table_id == kTableMgt) mReparseEit = mReparseEtt = true;
+    return whole;
+}
+
+/// \return the object for the section that begins with `head`, told to forget its version where an MGT asked for it
+PsipSection* TableCollector::FindOrMake(std::uint16_t pid, Bytes head) {
+    const int tableId = head[0];
+    const int sectionNo = head[6];
+    const auto found = std::find_if(mTables.begin(), mTables.end(), [&](const auto& section) {
+        return section->mPid == pid && section->mTableId == tableId && section->mSectionNo == sectionNo;
+    });
+    if (found == mTables.end()) return Make(tableId, pid, sectionNo);
+    for (const auto& [table, reparse] : {std::pair{kTableEit, &mReparseEit}, {kTableEtt, &mReparseEtt}}) {
+        if (tableId != table || !*reparse) continue;
+        (*found)->mVersion = -1;
+        *reparse = false;
+    }
+    return found->get();
+}
+
+PsipSection* TableCollector::Make(int tableId, std::uint16_t pid, int sectionNo) {
+    const int size = BufferSize(tableId);
+    LOG("new pPsip bufsize %d for tbl 0x%x pid 0x%x\n", size, static_cast<unsigned>(tableId), pid);
+    if (mTables.size() >= kMaxSections) {
+        const auto idle = std::find_if(mTables.begin(), mTables.end(),
+                                       [](const auto& section) { return section->mRemainingSectionLen == 0; });
+        mTables.erase(idle != mTables.end() ? idle : mTables.begin());
+    }
+    PsipSection* const section = mTables.emplace_back(std::make_unique<PsipSection>(size)).get();
+    section->mTableId = tableId;
+    section->mPid = pid;
+    section->mSectionNo = sectionNo;
+    return section;
+}
+
+/// \return the oldest object of a PID with a section in progress, or null
+PsipSection* TableCollector::InProgress(std::uint16_t pid) {
+    for (const auto& section : mTables) {
+        if (section->mPid == pid && section->mRemainingSectionLen > 0) return section.get();
+    }
+    return nullptr;
+}
+
+/// \return the head that waits on a PID, or null
+TableCollector::SplitHead* TableCollector::FindHead(std::uint16_t pid) {
+    for (SplitHead& head : mHeads) {
+        if (head.size > 0 && head.pid == pid) return &head;
+    }
+    return nullptr;
+}
+
+void TableCollector::KeepHead(std::uint16_t pid, Bytes data) {
+    auto place = std::find_if(mHeads.begin(), mHeads.end(), [](const SplitHead& head) { return head.size == 0; });
+    if (place == mHeads.end()) {
+        if (mHeads.size() >= kMaxHeads) mHeads.erase(mHeads.begin());
+        place = mHeads.insert(mHeads.end(), SplitHead{});
+    }
+    place->pid = pid;
+    place->size = data.size();
+    std::memcpy(place->bytes, data.data(), data.size());
+}
+
+/// Puts a head that waited in front of the bytes that followed it.
+/// \return the joined bytes, in `joined`; the head is free again
+Bytes TableCollector::JoinHead(SplitHead* head, Bytes data, std::array<std::uint8_t, 256>& joined) {
+    const std::size_t size = std::min(data.size(), joined.size() - head->size);
+    std::memcpy(joined.data(), head->bytes, head->size);
+    std::memcpy(joined.data() + head->size, data.data(), size);
+    const Bytes whole(joined.data(), head->size + size);
+    head->size = 0;
+    return whole;
+}
+
+std::vector<PsipSection::Stats> TableCollector::GetStats() const {
+    std::vector<PsipSection::Stats> stats;
+    for (const auto& section : mTables) stats.push_back(section->GetStats());
+    return stats;
+}
+
+void TableCollector::PrintStats(const std::vector<PsipSection::Stats>& sections) {
+    LOG("\n======== TableCollector::Printstats ===========\n");
+    LOG("Signal Strength: %d\n", Statistics::Self()->SignalStrength());
+    for (const PsipSection::Stats& section : sections) {
+        LOG("tbl 0x%.2x pid 0x%.4x sect %.2d good %u \tignored %u \tdrop cont %u \tdrop crc %u \tdrop res %u \tvers ch %u\n",
+            static_cast<unsigned>(section.tableId), static_cast<unsigned>(section.pid), section.sectionNo, section.good,
+            section.ignored, section.droppedContinuity, section.droppedCrc, section.droppedReserved,
+            section.versionChanges);
+    }
+    LOG("\n======== TableCollector:: end stats ===========\n");
+}
