@@ -8,11 +8,14 @@
 #include <cstdio>
 #include <list>
 #include <memory>
+#include <unordered_map>
+#include <vector>
 
 #include "platform/mutex.h"
 #include "slist.h"
+#include "udpcom.h"
 
-class UdpSender;
+class ReplyText;
 class UdpServer;
 
 /// One audio track or caption service of a programme.
@@ -49,6 +52,34 @@ class Event {
     std::uint32_t longInfoSize = 0;           ///< bytes asked for when the buffer was made
     bool eitWasSet = false;
     bool ettWasSet = false;
+
+    std::uint32_t place = 0;  ///< in the order of arrival of its programme's events
+};
+
+/// Finds a programme's events by id and by time, as a walk of their list would, without walking it.
+class EventIndex {
+   public:
+    /// Takes the event that was appended to the list.
+    void Append(Event* event);
+
+    /// Takes note of an event's new start and duration.
+    void Retime(const Event& event);
+
+    /// \return the event with this event_id, or null
+    Event* FindId(std::uint16_t eventId) const;
+
+    /// \return the first event in order of arrival whose start and end, both included, hold the moment; or null.
+    /// Ends wrap at 32 bits.
+    Event* FindTime(std::uint32_t moment) const;
+
+   private:
+    struct Span {
+        std::uint32_t start, end;
+    };
+
+    std::vector<Span> mSpans;  ///< in order of arrival
+    std::vector<Event*> mEvents;
+    std::unordered_map<std::uint16_t, Event*> mById;
 };
 
 /// One programme of one channel, with what it owns.
@@ -84,7 +115,9 @@ class ScalProgramDesc {
     std::uint16_t sourceId = 0;  ///< source_id of the VCT: by it EIT and ETT reach the programme
     std::uint8_t unicodeModeForLongName = 0;
     std::unique_ptr<char[]> channelLongName;  ///< channel text of the ETT, terminated, or null
+    std::uint32_t channelLongNameSize = 0;    ///< its bytes
     SList<Event> mEvents;                     ///< in order of first arrival; owned
+    EventIndex mEventIndex;                   ///< over the same events
     bool mWasSet = false;                     ///< the VCT has named the programme once
     std::list<Language> language;             ///< in order of first arrival
 };
@@ -189,14 +222,31 @@ class TunerManager {
     [[gnu::format(printf, 2, 3)]] void M710CmmdSet(const char* format, ...);
     void RequireTransmitter() const;
     bool SaveScanResults() EXCLUDES(mMutex);
+    bool StartScan() EXCLUDES(mMutex);
+    int EndScan(ScanStateEnum state);
+    void ScanChannel(int channel) EXCLUDES(mMutex);
+    void ListenToChannel(int channel, int strength) EXCLUDES(mMutex);
+    void ClearStore() EXCLUDES(mMutex);
+    void SetCurrentChannel(int channel) EXCLUDES(mMutex);
+    void SendMessage(const char* text) EXCLUDES(mMutex);
+    void SendToPeer(const char* text, std::size_t length) EXCLUDES(mMutex);
+    ScalProgramDesc* FindProgramme(std::uint16_t programId) REQUIRES(mMutex);
     bool GetChannelProgramsRange() REQUIRES(mMutex);
     ProgramList& CurrentList() REQUIRES(mMutex);
-    Event* GetEvent(SList<Event>* events, std::uint32_t textLen, std::uint16_t eventId) REQUIRES(mMutex);
-    Event* FindEventPlayingAtDtime(std::uint32_t systemDtime, SList<Event>* events) REQUIRES(mMutex);
+    ScalProgramDesc* FindSource(std::uint16_t sourceId) REQUIRES(mMutex);
+    static Event* GetEvent(ScalProgramDesc& program, std::uint32_t textLen, std::uint16_t eventId);
+    bool SetEventText(ScalProgramDesc& program, std::uint16_t eventId, const char* text, std::uint32_t length,
+                      std::uint8_t unicode_mode) REQUIRES(mMutex);
+    void QueryMoment(ReplyText& reply, std::uint16_t programId, std::uint32_t moment) REQUIRES(mMutex);
+    void QueryNowAndNext(ReplyText& reply, const ScalProgramDesc& program) REQUIRES(mMutex);
+    void QueryListing(ReplyText& reply, const ScalProgramDesc& program, std::uint32_t timeFrame) REQUIRES(mMutex);
+    int FindLanguage(Language::LanguageModeEnum mode, const char* language, int audioType, std::uint16_t programId,
+                     int missing) EXCLUDES(mMutex);
 
     std::atomic<bool> mRunScan{false};
-    UdpSender* mpUdp = nullptr;  ///< written under mMutex by the command thread
-    platform::Mutex mMutex;      ///< lists, languages, events, mpUdp; taken inside the filter's lock
+    platform::Mutex mSenderMutex;  ///< held over a send, so that the sender can't go away under it; outside mMutex
+    std::unique_ptr<UdpSender> mpUdp GUARDED_BY(mSenderMutex);
+    platform::Mutex mMutex;  ///< lists, languages and events; taken inside the filter's lock
     std::atomic<bool> mScanRunning{false};
     std::atomic<bool> mReportScanResults{false};
     std::atomic<TunerModeEnum> mTunerMode{eATSC};
@@ -206,6 +256,8 @@ class TunerManager {
     std::atomic<int> mCurrentStrength{0};
     std::atomic<int> mProgramsOnChannel{0};
     std::atomic<bool> mScalRestart{true};
+    int mScalChannel GUARDED_BY(mMutex) = 0;             ///< where the SCAL report stands
+    ProgramList::iterator mScalIt GUARDED_BY(mMutex);
     ProgramList::iterator mChannelStartIt GUARDED_BY(mMutex);
     ProgramList::iterator mChannelEndIt GUARDED_BY(mMutex);
     std::atomic<ScanStateEnum> mScanState{eScanIdle};

@@ -1,0 +1,90 @@
+// Programmes of a channel, born of the PAT and filled by PMT and VCT.
+#include <algorithm>
+#include <cstring>
+
+#include "tunermanager.h"
+#include "udpcom.h"
+
+namespace {
+
+constexpr int kScrambled = 2;  ///< what the filter tells of a scrambled stream
+
+bool IsVideo(std::uint8_t streamType) { return streamType == 0x01 || streamType == 0x02 || streamType == 0x1B; }
+
+bool IsAudio(std::uint8_t streamType) {
+    return streamType == 0x03 || streamType == 0x04 || streamType == 0x0F || streamType == 0x81;
+}
+
+}  // namespace
+
+/// \return the programme of the current channel with this number, or null
+ScalProgramDesc* TunerManager::FindProgramme(std::uint16_t programId) {
+    for (ScalProgramDesc& program : CurrentList()) {
+        if (program.channelId == GetCurrentChannel() && program.programId == programId) return &program;
+    }
+    return nullptr;
+}
+
+bool TunerManager::AddProgramToScanResults(std::uint16_t transportId, std::uint16_t programId) {
+    const platform::MutexLock lock(mMutex);
+    const int channel = GetCurrentChannel();
+    if (channel < 0 || channel >= kChannels) return true;  // behind the last channel nothing is kept
+    if (FindProgramme(programId) != nullptr) return true;
+    ScalProgramDesc& program = CurrentList().emplace_back();
+    program.channelId = channel;
+    program.transportId = transportId;
+    program.programId = programId;
+    program.signalStrength = mCurrentStrength.load(std::memory_order_relaxed);
+    const int total = mProgramsOnChannel.fetch_add(1, std::memory_order_relaxed) + 1;
+    LOG("AddProgramToScanResults: trid %.4x prid %.4x, total %d\n", transportId, programId, total);
+    return true;
+}
+
+bool TunerManager::SetInfoForProgram(std::uint16_t transportId, std::uint16_t programId, std::uint8_t streamType,
+                                     int scrambling) {
+    const platform::MutexLock lock(mMutex);
+    GetChannelProgramsRange();
+    // A receiver takes the programme whatever its transport stream is called.
+    const auto found = std::find_if(mChannelStartIt, mChannelEndIt, [&](const ScalProgramDesc& program) {
+        return program.programId == programId && (mMyType == 'R' || program.transportId == transportId);
+    });
+    if (found == mChannelEndIt) return true;
+    found->signalStrength = mCurrentStrength.load(std::memory_order_relaxed);
+    found->channelId = GetCurrentChannel();
+    found->transportId = transportId;
+    found->programId = programId;
+    if (scrambling == kScrambled) found->encryption = 'E';
+    if (IsVideo(streamType)) found->videoType = streamType;
+    if (IsAudio(streamType)) found->audioType = streamType;
+    LOG("=== SetInfoForProgram 0x%x: streamType 0x%x, scrambling %d\n", programId, streamType, scrambling);
+    return true;
+}
+
+bool TunerManager::SetPsipInfoForProgram(std::uint16_t transportId, std::uint16_t programId, const char* shortName,
+                                         std::uint16_t majorChanNo, std::uint16_t minorChanNo, std::uint8_t modulationMode,
+                                         std::uint32_t carrierFreq, std::uint16_t channelTsid, std::uint16_t sourceId) {
+    const platform::MutexLock lock(mMutex);
+    ScalProgramDesc* const program = FindProgramme(programId);
+    if (program == nullptr) return false;
+    std::memcpy(program->channelShortName, shortName, ScalProgramDesc::kNameBytes);
+    program->channelShortName[ScalProgramDesc::kNameBytes] = '\0';
+    program->channelMajorNo = majorChanNo;
+    program->channelMinorNo = minorChanNo;
+    program->modulationMode = modulationMode;
+    program->channelFreq = carrierFreq;
+    program->channelTsid = channelTsid;
+    program->sourceId = sourceId;
+    program->channelNo = majorChanNo * 10 + minorChanNo;
+    if (program->mWasSet) return true;
+    program->mWasSet = true;
+    char name[ScalProgramDesc::kNameBytes / 2 + 1] = "";
+    for (std::size_t i = 0; i < sizeof name - 1; ++i) name[i] = shortName[2 * i + 1];
+    LOG("SetPsipInfo: chanId %d trId 0x%.4x prId 0x%.4x name %s, chanNo: %d:%d\n", program->channelId, transportId,
+        programId, name, majorChanNo, minorChanNo);
+    return true;
+}
+
+bool TunerManager::ClearScanResults(int /*channelNo*/) {
+    RequireTransmitter();
+    return false;
+}
