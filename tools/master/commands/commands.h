@@ -1,0 +1,14 @@
+/// The subcommands of zulctl, one file each. Each function adds one to the option tree.
+#pragma once
+
+#include "session.h"
+
+namespace zulctl {
+
+void AddDiscoverCommand(CLI::App& app, Session& session);
+void AddProbeCommand(CLI::App& app, Session& session);
+void AddRawCommand(CLI::App& app, Session& session);
+void AddStatusCommand(CLI::App& app, Session& session);
+void AddStreamCommand(CLI::App& app, Session& session);
+
+}  // namespace zulctl

@@ -1,0 +1,97 @@
+// zulctl discover: which boards there are.
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "commands.h"
+#include "escape.h"
+
+namespace zulctl {
+
+namespace {
+
+struct DiscoverChoice {
+    bool watch = false;
+    bool broadcast = false;
+};
+
+Json JsonOf(const Session& session, const FoundBoard& board) {
+    const std::string name = session.Names().NameOf(board.at, board.beacon.role);
+    return {{"name", name.empty() ? Json() : Json(name)},
+            {"address", AddressText(board.at.address)},
+            {"port", board.at.port},
+            {"role", board.beacon.role ? Json(RoleName(*board.beacon.role)) : Json()},
+            {"model", board.beacon.model},
+            {"version", board.beacon.revision},
+            {"mac", board.beacon.mac},
+            {"uuid", board.beacon.uuid},
+            {"heard_by", board.probed ? "probe" : "beacon"},
+            {"ttl", board.ttl},
+            {"last_seen", UtcText(board.lastSeen)}};
+}
+
+std::vector<Cell> RowOf(const Session& session, const FoundBoard& board) {
+    const std::string name = session.Names().NameOf(board.at, board.beacon.role);
+    return {Escaped(name),
+            board.beacon.role ? RoleName(*board.beacon.role) : "unknown",
+            EndpointText(board.at),
+            Escaped(board.beacon.revision),
+            Escaped(board.beacon.model),
+            Escaped(board.beacon.mac),
+            UtcText(board.lastSeen)};
+}
+
+Table EmptyTable() {
+    return Table({{"NAME", Align::kLeft, true},
+                  {"ROLE"},
+                  {"ADDRESS"},
+                  {"VERSION"},
+                  {"MODEL", Align::kLeft, true, 2},
+                  {"MAC", Align::kLeft, false, 3},
+                  {"LAST SEEN", Align::kLeft, false, 1}});
+}
+
+void Watch(Session& session, DiscoverOptions options) {
+    CatchInterrupts();
+    options.time = session.Timeout().value_or(std::chrono::hours(24 * 365));
+    Discover(options, [&](const FoundBoard& board) {
+        session.out.EmitItem("zulctl.board/1", JsonOf(session, board), [&] {
+            return fmt::format("{}  {:<11}  {:<21}  {}  {}\n", UtcText(board.lastSeen),
+                               board.beacon.role ? RoleName(*board.beacon.role) : "unknown", EndpointText(board.at),
+                               Escaped(board.beacon.revision), Escaped(board.beacon.uuid));
+        });
+        return true;
+    });
+}
+
+void RunDiscover(Session& session, const DiscoverChoice& choice) {
+    DiscoverOptions options = session.Discovery();
+    options.broadcast = choice.broadcast;
+    if (choice.watch) return Watch(session, options);
+    session.out.Progress("listening for beacons...");
+    const auto boards = DiscoverAll(options);
+    Json list = Json::array();
+    Table table = EmptyTable();
+    for (const FoundBoard& board : boards) {
+        list.push_back(JsonOf(session, board));
+        table.Add(RowOf(session, board));
+    }
+    session.out.Emit("zulctl.discover/1", {{"boards", list}},
+                     [&] { return boards.empty() ? "" : session.out.Render(table); });
+    if (boards.empty()) throw Failure(kNoAnswer, "no board is heard; \"zulctl doctor\" looks for the reason");
+}
+
+}  // namespace
+
+void AddDiscoverCommand(CLI::App& app, Session& session) {
+    CLI::App* command = app.add_subcommand(
+        "discover", "Find boards: wakes their beacons, listens on all interfaces, asks those in the file of names");
+    const auto choice = std::make_shared<DiscoverChoice>();
+    command->add_flag("-w,--watch", choice->watch, "Go on and print every beacon, until Ctrl-C or --timeout");
+    command->add_flag(
+        "--broadcast", choice->broadcast,
+        "Ask every address of the networks at hand too, for networks that lose multicast; quiets the boards' beacons");
+    command->callback([&session, choice] { session.run = [&session, choice] { RunDiscover(session, *choice); }; });
+}
+
+}  // namespace zulctl

@@ -1,0 +1,153 @@
+// zulctl probe: joins a stream and judges it.
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "commands.h"
+#include "escape.h"
+#include "stream_probe.h"
+#include "stream_report_json.h"
+
+namespace zulctl {
+
+namespace {
+
+struct ProbeChoice {
+    std::string stream;
+    std::string howLong = "10s";
+};
+
+constexpr int kWantedBuffer = 8 << 20;
+
+std::string SecondLine(std::size_t number, const SecondReport& second) {
+    return fmt::format(
+        "{:4} s  {:>14}  {:6} packets  {:4} datagrams{}", number + 1,
+        BitRateText(static_cast<double>(second.bytes) * 8), second.packets, second.datagrams,
+        second.continuityErrors + second.syncLosses == 0
+            ? ""
+            : fmt::format("  {} continuity errors, {} sync losses", second.continuityErrors, second.syncLosses));
+}
+
+std::string Interval(const Spread& spread) {
+    if (spread.Count() == 0) return "-";
+    return fmt::format("{:.0f}/{:.0f}/{:.0f}", spread.Least() * 1000, spread.Mean() * 1000, spread.Most() * 1000);
+}
+
+std::vector<Cell> TableRow(const std::string& name, const TableReport& table) {
+    return {name,
+            std::to_string(table.sections),
+            table.version < 0 ? "-" : std::to_string(table.version),
+            std::to_string(table.versionChanges),
+            Interval(table.interval),
+            Cell(std::to_string(table.crcErrors), table.crcErrors == 0 ? Style::kPlain : Style::kBad)};
+}
+
+std::string People(const Output& out, const StreamReport& report, const std::vector<Finding>& findings, bool good) {
+    std::string text = fmt::format(
+        "{} in {:.1f} s: {} datagrams of {:.0f} to {:.0f} bytes, {:.2f}/{:.2f}/{:.2f} ms apart (least/mean/most)\n\n",
+        BitRateText(report.BitRate()), report.seconds, report.datagrams, report.datagramSize.Least(),
+        report.datagramSize.Most(), report.interArrival.Least() * 1000, report.interArrival.Mean() * 1000,
+        report.interArrival.Most() * 1000);
+    Table pids({{"PID"},
+                {"WHAT", Align::kLeft, true},
+                {"PACKETS", Align::kRight},
+                {"SHARE", Align::kRight},
+                {"LOST", Align::kRight},
+                {"TWICE", Align::kRight, false, 2},
+                {"SCRAMBLED", Align::kRight, false, 1}});
+    for (const auto& [pid, item] : report.pids) {
+        pids.Add(
+            {fmt::format("0x{:04x}", pid), report.PidPurpose(pid), std::to_string(item.packets),
+             fmt::format("{:.1f} %", 100.0 * static_cast<double>(item.packets) / static_cast<double>(report.packets)),
+             Cell(std::to_string(item.continuityErrors), item.continuityErrors == 0 ? Style::kPlain : Style::kBad),
+             std::to_string(item.duplicates), std::to_string(item.scrambled)});
+    }
+    Table tables({{"TABLE"},
+                  {"SECTIONS", Align::kRight},
+                  {"VERSION", Align::kRight},
+                  {"CHANGES", Align::kRight},
+                  {"EVERY (MS)", Align::kRight},
+                  {"BAD CRC", Align::kRight}});
+    tables.Add(TableRow("PAT", report.pat));
+    for (const auto& [number, programme] : report.programmes)
+        tables.Add(TableRow(fmt::format("PMT of {}", number), programme.pmt));
+    if (report.packets > 0) text += out.Render(pids) + "\n" + out.Render(tables) + "\n";
+    for (const Finding& finding : findings) {
+        text += out.Paint(finding.fault ? "fault: " : "note:  ", finding.fault ? Style::kBad : Style::kWarn) +
+                finding.text + "\n";
+    }
+    return text + out.Paint(good ? "the stream is good" : "the stream has faults", good ? Style::kGood : Style::kBad) +
+           "\n";
+}
+
+/// Feeds the judge until the time is up; shows each finished second.
+void Gather(Session& session, UdpSocket& socket, StreamProbe& probe, std::chrono::milliseconds howLong) {
+    const auto deadline = Clock::now() + howLong;
+    std::size_t shown = 0;
+    const auto show = [&](std::size_t until) {
+        for (; shown < until; ++shown) {
+            const std::string line = SecondLine(shown, probe.Report().perSecond[shown]);
+            if (session.out.verbose > 0)
+                session.out.Detail(line);
+            else
+                session.out.Progress(line);
+        }
+    };
+    UdpSocket* const sockets[] = {&socket};
+    while (WaitForAny(sockets, deadline)) {
+        const auto datagram = socket.Take();
+        if (!datagram) continue;
+        probe.Add({reinterpret_cast<const std::uint8_t*>(datagram->bytes.data()), datagram->bytes.size()},
+                  datagram->arrived);
+        probe.Report().lostHere = datagram->lost;
+        if (probe.Report().perSecond.size() > 1) show(probe.Report().perSecond.size() - 1);
+        if (Clock::now() >= deadline || Interrupted()) break;
+    }
+}
+
+void RunProbe(Session& session, const ProbeChoice& choice) {
+    const auto stream = ParseEndpoint(choice.stream);
+    if (!stream) throw Failure(kUsage, fmt::format("\"{}\" isn't GROUP:PORT", choice.stream));
+    const auto howLong = ParseSpan(choice.howLong);
+    UdpSocket socket;
+    socket.ShareAddress();
+    socket.WantBuffer(kWantedBuffer);
+    socket.Bind(stream->port, IsMulticast(stream->address) ? stream->address : 0);
+    if (IsMulticast(stream->address) && !socket.Join(stream->address, session.InterfaceIndex())) {
+        throw Failure(kUsage, fmt::format("can't join {}: is there a route for it, or an --interface?",
+                                          AddressText(stream->address)));
+    }
+    CatchInterrupts();
+    session.out.Progress("waiting for " + choice.stream + "...");
+    StreamProbe probe;
+    Gather(session, socket, probe, howLong);
+    const StreamReport& report = probe.Report();
+    const std::vector<Finding> findings = Judge(report);
+    const bool good =
+        std::none_of(findings.begin(), findings.end(), [](const Finding& finding) { return finding.fault; });
+    if (report.datagrams == 0) {
+        throw Failure(kNoAnswer, fmt::format("nothing came to {} in {:.0f} s", choice.stream,
+                                             std::chrono::duration<double>(howLong).count()));
+    }
+    session.out.Emit("zulctl.probe/1", JsonOf(choice.stream, report, findings, good),
+                     [&] { return People(session.out, report, findings, good); });
+    if (!good) throw Failure(kRefused, "");
+}
+
+}  // namespace
+
+void AddProbeCommand(CLI::App& app, Session& session) {
+    CLI::App* command = app.add_subcommand(
+        "probe", "Join a stream and judge it: rates, continuity, tables; exits with 1 when it has faults");
+    const auto choice = std::make_shared<ProbeChoice>();
+    command->add_option("stream", choice->stream, "The stream")->type_name("GROUP:PORT")->required();
+    command->add_option("--for", choice->howLong, "How long to watch; Ctrl-C ends earlier")
+        ->type_name("SPAN")
+        ->capture_default_str();
+    command->footer(
+        "With -v each second is shown on a line of its own. An entry numbered 0 in the PAT is no fault: it is how a "
+        "board blanks programmes that a stream doesn't carry.");
+    command->callback([&session, choice] { session.run = [&session, choice] { RunProbe(session, *choice); }; });
+}
+
+}  // namespace zulctl

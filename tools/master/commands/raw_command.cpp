@@ -1,0 +1,89 @@
+// zulctl raw: any request, and its answer with control bytes shown.
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "commands.h"
+#include "escape.h"
+
+namespace zulctl {
+
+namespace {
+
+struct RawChoice {
+    std::string request;
+    bool hex = false;
+    std::string listen;
+};
+
+/// Turns \r, \n, \t, \\ and \xNN in an argument into the bytes they stand for.
+std::string Unescaped(const std::string& text) {
+    std::string bytes;
+    for (std::size_t n = 0; n < text.size(); ++n) {
+        if (text[n] != '\\' || n + 1 == text.size()) {
+            bytes += text[n];
+            continue;
+        }
+        const char kind = text[++n];
+        if (kind == 'x' && n + 2 < text.size()) {
+            bytes += FromHex(text.substr(n + 1, 2));
+            n += 2;
+        } else {
+            bytes += kind == 'r' ? '\r' : kind == 'n' ? '\n' : kind == 't' ? '\t' : kind;
+        }
+    }
+    return bytes;
+}
+
+struct RawAnswer {
+    std::string bytes;
+    bool forwarded;
+};
+
+void RunRaw(Session& session, const RawChoice& choice) {
+    const std::string request = choice.hex ? FromHex(choice.request) : Unescaped(choice.request);
+    if (request.size() > kLargestRequest) {
+        throw Failure(kUsage,
+                      fmt::format("a board takes {} bytes at most, this has {}", kLargestRequest, request.size()));
+    }
+    Client client = session.Connect(std::nullopt);
+    std::vector<RawAnswer> answers;
+    if (choice.listen.empty()) {
+        const bool many = BeginsWith(request, "SCAL");
+        answers.push_back({many ? client.AskMany(request, [](std::string_view piece) { return piece.ends_with('\0'); })
+                                : client.Ask(request),
+                           KindOf(request).route == Route::kForwarded});
+    } else {
+        client.Listen(request, ParseSpan(choice.listen), [&](const Datagram& datagram) {
+            answers.push_back({datagram.bytes, datagram.from.port != client.Board().port});
+            return true;
+        });
+        if (answers.empty()) throw Failure(kNoAnswer, EndpointText(client.Board()) + " sends nothing");
+    }
+    Json replies = Json::array();
+    for (const RawAnswer& answer : answers) {
+        replies.push_back(
+            {{"text", Escaped(answer.bytes)}, {"hex", HexText(answer.bytes)}, {"forwarded", answer.forwarded}});
+    }
+    session.out.Emit("zulctl.raw/1", {{"request", Escaped(request)}, {"replies", replies}}, [&] {
+        std::string text;
+        for (const RawAnswer& answer : answers) text += Escaped(answer.bytes) + "\n";
+        return text;
+    });
+    if (IsKo(answers.front().bytes)) throw Failure(kRefused, "");
+}
+
+}  // namespace
+
+void AddRawCommand(CLI::App& app, Session& session) {
+    CLI::App* command = app.add_subcommand("raw", "Send any request and show the answer, with control bytes visible");
+    command->footer("An answer of KO exits with 1; the debug requests always answer so.");
+    const auto choice = std::make_shared<RawChoice>();
+    command->add_option("request", choice->request, "The request; \\r \\n \\t \\\\ \\xNN stand for bytes")->required();
+    command->add_flag("--hex", choice->hex, "The request is given in hexadecimal");
+    command->add_option("--for", choice->listen, "Show all that comes back within this time, in any shape")
+        ->type_name("SPAN");
+    command->callback([&session, choice] { session.run = [&session, choice] { RunRaw(session, *choice); }; });
+}
+
+}  // namespace zulctl

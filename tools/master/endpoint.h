@@ -1,0 +1,51 @@
+/// IPv4 addresses and ports, as people write them.
+#pragma once
+
+#include <netinet/in.h>
+
+#include <compare>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zulctl {
+
+/// An address and a UDP port, both in host order.
+struct Endpoint {
+    std::uint32_t address = 0;
+    std::uint16_t port = 0;
+
+    auto operator<=>(const Endpoint&) const = default;
+    sockaddr_in Sockaddr() const;
+};
+
+/// \return the dotted text of an address in host order
+std::string AddressText(std::uint32_t address);
+/// \return "address:port"
+std::string EndpointText(const Endpoint& endpoint);
+
+/// \return the address of a dotted text of four numbers from 0 to 255, or nothing for any other text
+std::optional<std::uint32_t> ParseAddress(std::string_view text);
+/// \return the endpoint of "address:port" with a port from 1 to 65535, or nothing
+std::optional<Endpoint> ParseEndpoint(std::string_view text);
+
+/// \return the whole text as a number in base 10 or 16 that is no larger than `most`, or nothing
+std::optional<std::uint32_t> ParseNumber(std::string_view text, int base = 10, std::uint32_t most = 0xFFFFFFFF);
+
+constexpr bool IsMulticast(std::uint32_t address) { return (address >> 28) == 0xE; }
+
+/// A network interface of this machine that is up and has an IPv4 address.
+struct Interface {
+    std::string name;
+    int index;
+    std::uint32_t address;
+    std::uint32_t broadcast;  ///< 0 where it has none
+    bool loopback;
+};
+
+/// \return the interfaces that are up; one entry an interface, with its first address
+std::vector<Interface> Interfaces();
+
+}  // namespace zulctl

@@ -1,0 +1,191 @@
+// The common options, and which boards a command is for.
+#include "session.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+
+namespace zulctl {
+
+namespace {
+
+/// The roles whose ports a board of unknown role is asked at.
+std::vector<Role> Candidates(std::optional<Role> role) {
+    if (role) return {*role};
+    return {Role::kTransmitter, Role::kReceiver};
+}
+
+std::string Listed(const std::vector<Target>& targets) {
+    std::string list;
+    for (const Target& target : targets)
+        list += fmt::format("\n  {}  {}  {}", target.name, EndpointText(target.at), RoleName(target.role));
+    return list;
+}
+
+}  // namespace
+
+std::chrono::milliseconds ParseSpan(const std::string& text) {
+    double value = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    const std::string_view unit(stop, static_cast<std::size_t>(end - stop));
+    const double factor = unit.empty() || unit == "s" ? 1000
+                          : unit == "ms"              ? 1
+                          : unit == "m"               ? 60000
+                          : unit == "h"               ? 3600000
+                                                      : 0;
+    constexpr double kLongest = 366.0 * 86400000;
+    if (error != std::errc{} || factor == 0 || value <= 0 || value * factor > kLongest) {
+        throw Failure(kUsage, fmt::format("\"{}\" isn't a span of time such as 60s, 5m or 1h", text));
+    }
+    return std::chrono::milliseconds(static_cast<long long>(value * factor));
+}
+
+void Session::AddOptions(CLI::App& app) {
+    app.add_option("-b,--board", mBoards,
+                   "Board by name or ADDRESS[:PORT]; may be given several times where a command takes several")
+        ->type_name("NAME|ADDRESS")
+        ->take_all()
+        ->allow_extra_args(false);
+    app.add_flag("-a,--all", mAll, "All boards that are named or heard");
+    app.add_flag("--json", mJson, "Print one JSON object (several for a command that goes on)");
+    app.add_option("--format", mFormat, "Form of the output")
+        ->check(CLI::IsMember({"table", "plain", "json"}))
+        ->capture_default_str();
+    app.add_flag("-q,--quiet", out.quiet, "No progress, notes or warnings");
+    app.add_flag("-v,--verbose", out.verbose, "More about what is going on");
+    app.add_option("--timeout", mTimeoutSeconds, "Wait this long for each answer instead of what fits the request")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.05, 3600.0));
+    app.add_option("--interface", mInterface, "Network interface towards the boards and for groups")->type_name("NAME");
+    app.add_option("--local-port", mLocalPort, "Local port for all that is asked; boards remember the first they saw")
+        ->type_name("PORT")
+        ->check(CLI::Range(1, 65535));
+    app.add_option("--config", mConfigPath, "File of names instead of ~/.config/zulctl/boards.toml")->type_name("FILE");
+    app.add_option("--record", mRecordPath, "Record every datagram to and from boards as JSON lines")
+        ->type_name("FILE");
+}
+
+void Session::Prepare() {
+    out.format = mJson || mFormat == "json" ? Format::kJson : mFormat == "plain" ? Format::kPlain : Format::kTable;
+    const std::string path = mConfigPath.empty() ? DefaultConfigPath() : mConfigPath;
+    if (!path.empty()) mConfig = ReadConfig(path);
+    if (mInterface.empty()) mInterface = mConfig.interfaceName;
+    mClientOptions.localPort = mLocalPort.value_or(mConfig.localPort.value_or(kLocalPort));
+    if (mTimeoutSeconds)
+        mClientOptions.timeout = std::chrono::milliseconds(static_cast<long long>(*mTimeoutSeconds * 1000));
+    if (!mRecordPath.empty()) mClientOptions.recorder = std::make_shared<Recorder>(mRecordPath);
+    if (mInterface.empty()) return;
+    for (const Interface& item : Interfaces()) {
+        if (item.name != mInterface) continue;
+        mClientOptions.localAddress = item.address;
+        mInterfaceIndex = item.index;
+    }
+    if (mInterfaceIndex == 0) throw Failure(kUsage, "no interface " + mInterface + " with an address is up");
+}
+
+DiscoverOptions Session::Discovery() const {
+    DiscoverOptions options;
+    options.client = mClientOptions;
+    options.interfaceName = mInterface;
+    if (mClientOptions.timeout) options.time = *mClientOptions.timeout;
+    for (const NamedBoard& board : mConfig.boards) {
+        for (const Role role : Candidates(board.role)) {
+            options.known.push_back({board.address, board.port != 0 ? board.port : CommandPort(role)});
+        }
+    }
+    std::sort(options.known.begin(), options.known.end());
+    options.known.erase(std::unique(options.known.begin(), options.known.end()), options.known.end());
+    return options;
+}
+
+std::vector<Target> Session::Heard(std::optional<Role> role) {
+    std::vector<Target> targets;
+    for (const FoundBoard& board : DiscoverAll(Discovery())) {
+        if (!board.beacon.role || (role && board.beacon.role != role)) continue;
+        const std::string name = mConfig.NameOf(board.at, board.beacon.role);
+        targets.push_back({name.empty() ? AddressText(board.at.address) : name, board.at, *board.beacon.role});
+    }
+    return targets;
+}
+
+std::vector<Target> Session::Resolve(const std::string& text, std::optional<Role> wanted) {
+    NamedBoard board{text, 0, 0, std::nullopt};
+    if (const NamedBoard* named = mConfig.Find(text)) {
+        board = *named;
+    } else if (const auto endpoint = ParseEndpoint(text)) {
+        board.address = endpoint->address, board.port = endpoint->port;
+    } else if (const auto address = ParseAddress(text)) {
+        board.address = *address;
+    } else {
+        throw Failure(kUsage, fmt::format("no board is named \"{}\", and it isn't an address", text));
+    }
+    if (board.port == kTransmitterPort) board.role = Role::kTransmitter;
+    if (board.port == kReceiverPort) board.role = Role::kReceiver;
+    if (wanted && board.role && board.role != wanted) {
+        throw Failure(kUsage,
+                      fmt::format("{} is a {}, and this is for a {}", text, RoleName(*board.role), RoleName(*wanted)));
+    }
+    const auto role = board.role ? board.role : wanted;
+    if (role) return {{board.name, {board.address, board.port != 0 ? board.port : CommandPort(*role)}, *role}};
+
+    // Neither its name nor the command tells the role: ask.
+    DiscoverOptions ask = Discovery();
+    ask.known.clear();
+    ask.wake = false;
+    if (board.port != 0) ask.known = {{board.address, board.port}};
+    for (const Role candidate : Candidates(std::nullopt)) {
+        if (board.port == 0) ask.known.push_back({board.address, CommandPort(candidate)});
+    }
+    std::vector<Target> found;
+    const std::size_t most = ask.known.size();
+    Discover(ask, [&](const FoundBoard& heard) {
+        const bool known =
+            std::any_of(found.begin(), found.end(), [&](const Target& target) { return target.at == heard.at; });
+        if (heard.probed && heard.at.address == board.address && heard.beacon.role && !known) {
+            found.push_back({board.name, heard.at, *heard.beacon.role});
+        }
+        return found.size() < most;
+    });
+    if (found.empty())
+        throw Failure(kNoAnswer, fmt::format("{} doesn't say whether it is a transmitter or a receiver", text));
+    return found;
+}
+
+std::vector<Target> Session::Boards(std::optional<Role> role) {
+    std::vector<Target> targets;
+    const auto add = [&](const Target& target) {
+        const bool known =
+            std::any_of(targets.begin(), targets.end(), [&](const Target& other) { return other.at == target.at; });
+        if (!known) targets.push_back(target);
+    };
+    for (const std::string& text : mBoards) {
+        for (const Target& target : Resolve(text, role)) add(target);
+    }
+    if (!mBoards.empty() && !mAll) return targets;
+    if (mAll || mConfig.boards.empty()) {
+        for (const Target& target : Heard(role)) add(target);
+    }
+    for (const NamedBoard& board : mConfig.boards) {
+        if (role && board.role && board.role != role) continue;
+        if (board.role || board.port != 0) {
+            for (const Target& target : Resolve(board.name, role)) add(target);
+        }
+    }
+    if (targets.empty()) throw Failure(kNoAnswer, "no board is heard; name one with --board");
+    return targets;
+}
+
+Target Session::OneBoard(std::optional<Role> role) {
+    if (mAll || mBoards.size() > 1) throw Failure(kUsage, "this is for one board");
+    const std::vector<Target> targets = Boards(role);
+    if (targets.size() == 1) return targets.front();
+    const bool sameAddress = std::all_of(targets.begin(), targets.end(), [&](const Target& target) {
+        return target.at.address == targets.front().at.address;
+    });
+    throw Failure(kUsage, fmt::format("which board? say it with --board{}:{}", sameAddress ? " ADDRESS:PORT" : "",
+                                      Listed(targets)));
+}
+
+}  // namespace zulctl

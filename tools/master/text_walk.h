@@ -1,0 +1,67 @@
+/// A walk over reply text that takes one piece after the other and remembers the first that wasn't there.
+#pragma once
+
+#include <charconv>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace zulctl {
+
+/// After a failure all takes give 0 or nothing, so that a parser tests Ok() once, at its end.
+class TextWalk {
+ public:
+    explicit TextWalk(std::string_view text) : mRest(text) {}
+
+    bool Ok() const { return mOk; }
+    std::string_view Rest() const { return mRest; }
+    bool AtEnd() const { return mOk && mRest.empty(); }
+
+    /// Takes a fixed text.
+    bool Take(std::string_view text) {
+        if (!LooksAt(text)) mOk = false;
+        if (mOk) mRest.remove_prefix(text.size());
+        return mOk;
+    }
+    bool LooksAt(std::string_view text) const { return mOk && mRest.starts_with(text); }
+
+    /// Takes digits, at least one and at most `longest`; a sign isn't one.
+    std::uint32_t Number(int base = 10, std::size_t longest = 10) {
+        std::uint32_t value = 0;
+        const std::string_view digits = mRest.substr(0, longest);
+        const auto [stop, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, base);
+        if (error != std::errc{}) mOk = false;
+        if (!mOk) return 0;
+        mRest.remove_prefix(static_cast<std::size_t>(stop - mRest.data()));
+        return value;
+    }
+    /// Takes a number up to `most`; a larger one is a failure.
+    int Small(int most, int base = 10) {
+        const std::uint32_t value = Number(base);
+        if (value > static_cast<std::uint32_t>(most)) mOk = false;
+        return mOk ? static_cast<int>(value) : 0;
+    }
+    /// Takes what stands in front of a text, and the text.
+    std::string Until(std::string_view end) {
+        const std::size_t at = mRest.find(end);
+        if (at == std::string_view::npos) mOk = false;
+        if (!mOk) return {};
+        std::string front(mRest.substr(0, at));
+        mRest.remove_prefix(at + end.size());
+        return front;
+    }
+    /// Takes exactly `count` bytes.
+    std::string Exactly(std::size_t count) {
+        if (mRest.size() < count) mOk = false;
+        if (!mOk) return {};
+        std::string front(mRest.substr(0, count));
+        mRest.remove_prefix(count);
+        return front;
+    }
+
+ private:
+    std::string_view mRest;
+    bool mOk = true;
+};
+
+}  // namespace zulctl
