@@ -1,0 +1,79 @@
+// The board: its processes, and what passes between them without the module.
+#include "board.h"
+
+#include <sys/ipc.h>
+#include <sys/shm.h>
+
+#include <sstream>
+#include <utility>
+
+#include "story.h"
+
+namespace board {
+
+namespace {
+
+/// Queues of all processes that the module talks to.
+constexpr int kQueueKeys[] = {1234, 1235, 1236, 1240, 1689, 1250, 945602, 31561};
+constexpr int kStatusKey = 2000;
+
+constexpr const char* kReceiverVersion = "67174400";  // 0x04010000
+
+}  // namespace
+
+void ClearBoardMemory() {
+    for (const int key : kQueueKeys) {
+        if (const auto queue = Queue::Find(key)) queue->Remove();
+    }
+    const int block = shmget(kStatusKey, 1, 0);
+    if (block != -1) shmctl(block, IPC_RMID, nullptr);
+}
+
+Board::Board(BoardPlan plan) : mPlan(std::move(plan)) {
+    ClearBoardMemory();
+    mStatus.emplace(Has(Process::kStatusBlock) ? StatusBlock::Segment::kUsable : StatusBlock::Segment::kTooSmall);
+    if (Has(Process::kSettingsAgent)) {
+        mSettings.emplace(mPlan.root + "/burnt.tar");
+        if (mPlan.role == 'R') mSettings->Put("QVAN_VERSION", kReceiverVersion);
+    }
+    if (Has(Process::kSystemDaemon)) mDaemon.emplace(mPlan.root);
+    mModule = std::make_unique<Module>(mPlan.module);
+    mTuner.emplace(mPlan.band, &*mStatus, [this](std::span<std::uint8_t> data) {
+        if (mPlan.role == 'T') mModule->Filter(data);
+    });
+    mTools.emplace(mPlan.root + "/tools", [this](const std::string& line) { RunTool(line); });
+}
+
+// The module's threads go on as long as the process does; the processes that they would ask are gone.
+Board::~Board() = default;
+
+void Board::Start() { mModule->Start(mPlan.role); }
+
+void Board::TellTo(std::function<void(std::string_view, const std::string&)> tell) {
+    const auto watch = [&tell](auto& journal, const char* process) {
+        journal.Watch([tell, process](const auto& entry) { tell(process, Describe(entry)); });
+    };
+    if (mSettings) {
+        watch(mSettings->Requests(), "settings");
+        watch(mSettings->Burns(), "settings");
+    }
+    if (mDaemon) watch(mDaemon->Requests(), "daemon");
+    watch(mTools->Lines(), "tool");
+    watch(mTuner->Tunings(), "tuner");
+}
+
+void Board::RunTool(const std::string& line) {
+    std::istringstream words(line);
+    std::string tool;
+    std::string option;
+    words >> tool >> option;
+    if (option == "-atsc") {
+        int channel = 0;
+        words >> channel;
+        mTuner->TuneTo(channel);
+    } else if (option == "-stopvid") {
+        mTuner->Stop();
+    }
+}
+
+}  // namespace board

@@ -1,0 +1,71 @@
+/// One simulated board: the module in a role, and the board's other processes around it.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "module.h"
+#include "settings_agent.h"
+#include "status_block.h"
+#include "system_daemon.h"
+#include "tool_box.h"
+#include "tuner.h"
+
+namespace board {
+
+/// Processes that a board can lack.
+enum class Process { kSettingsAgent, kSystemDaemon, kStatusBlock };
+
+struct BoardPlan {
+    char role = 'T';              ///< 'T' or 'R'
+    std::string module;           ///< path of libzul.so
+    std::map<int, Channel> band;  ///< what the tuner finds, by channel number
+    std::set<Process> absent;
+    std::string root = "/mnt";  ///< folder of the partitions, and of the board's own files
+};
+
+/// A board in this process, with the keys and ports that a board has: one a machine, as in the sandbox.
+class Board {
+ public:
+    /// Powers the board up to where its player loads the module: all other processes run, what an earlier life left in
+    /// queues is gone. Throws std::exception when the machine refuses something.
+    explicit Board(BoardPlan plan);
+    ~Board();
+
+    /// Calls `tell` with a line for everything that a process of the board is asked or does, on that process's thread.
+    void TellTo(std::function<void(std::string_view process, const std::string& line)> tell);
+
+    /// Loads the module and starts it.
+    void Start();
+
+    // The board's processes. Asking for one that the plan leaves out throws std::bad_optional_access.
+    SettingsAgent& Settings() { return mSettings.value(); }
+    SystemDaemon& Daemon() { return mDaemon.value(); }
+    StatusBlock& Status() { return mStatus.value(); }
+    ToolBox& Tools() { return mTools.value(); }
+    Tuner& TheTuner() { return mTuner.value(); }
+
+    const BoardPlan& Plan() const { return mPlan; }
+
+ private:
+    bool Has(Process process) const { return !mPlan.absent.contains(process); }
+    void RunTool(const std::string& line);
+
+    const BoardPlan mPlan;
+    std::unique_ptr<Module> mModule;
+    std::optional<StatusBlock> mStatus;
+    std::optional<SettingsAgent> mSettings;
+    std::optional<SystemDaemon> mDaemon;
+    std::optional<Tuner> mTuner;
+    std::optional<ToolBox> mTools;
+};
+
+/// Removes the board's queues and its status block, as a loss of power does.
+void ClearBoardMemory();
+
+}  // namespace board

@@ -1,0 +1,83 @@
+// The board's tools: shell scripts, and the two pipes between them and the board.
+#include "tool_box.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+#include <utility>
+
+namespace board {
+
+namespace {
+
+constexpr const char* kTools[] = {"m710cmmd", "m710cmd"};
+constexpr const char* kEnd = "end";  ///< line that ends the box; a tool's line has two words or an option
+
+/// Makes a named pipe and opens it so that neither side ever waits for the other to open it.
+int OpenPipe(const std::string& path) {
+    const int made = mkfifo(path.c_str(), 0600);
+    const int fd = made == 0 ? open(path.c_str(), O_RDWR | O_CLOEXEC) : -1;
+    if (fd == -1) throw std::system_error(errno, std::generic_category(), path);
+    return fd;
+}
+
+void WriteTool(const std::string& path, const std::string& folder) {
+    std::ofstream(path) << fmt::format(
+        "#!/bin/sh\n"
+        "printf '%s\\n' \"${{0##*/}} $*\" >'{0}/orders' && read -r answer <'{0}/answers'\n",
+        folder);
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+}
+
+void WriteLine(int fd, const std::string& line) {
+    const std::string text = line + '\n';
+    if (write(fd, text.data(), text.size()) == -1) throw std::system_error(errno, std::generic_category(), "write");
+}
+
+}  // namespace
+
+ToolBox::ToolBox(std::string folder, std::function<void(const std::string&)> run)
+    : mFolder(std::move(folder)), mRun(std::move(run)) {
+    std::filesystem::remove_all(mFolder);
+    std::filesystem::create_directories(mFolder);
+    mOrders = OpenPipe(mFolder + "/orders");
+    mAnswers = OpenPipe(mFolder + "/answers");
+    for (const char* tool : kTools) WriteTool(mFolder + "/" + tool, mFolder);
+    const char* path = std::getenv("PATH");
+    setenv("PATH", fmt::format("{}:{}", mFolder, path != nullptr ? path : "/usr/bin:/bin").c_str(), 1);
+    mThread = std::thread([this] { Run(); });
+}
+
+ToolBox::~ToolBox() {
+    WriteLine(mOrders, kEnd);
+    mThread.join();
+    close(mOrders);
+    close(mAnswers);  // a tool that still waits reads the end of its pipe
+    std::error_code ignored;
+    std::filesystem::remove_all(mFolder, ignored);
+}
+
+void ToolBox::Run() {
+    std::string line;
+    for (;;) {
+        char next;
+        if (read(mOrders, &next, 1) != 1) return;
+        if (next != '\n') {
+            line += next;
+            continue;
+        }
+        if (line == kEnd) return;
+        mRun(line);
+        mLines.Add(std::exchange(line, {}));
+        WriteLine(mAnswers, "done");
+    }
+}
+
+}  // namespace board

@@ -1,0 +1,86 @@
+/// The board's tuner: a band of channels, each a transport-stream file with a signal strength, and the thread that
+/// delivers the tuned one as the host does.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "journal.h"
+#include "status_block.h"
+#include "transport_file.h"
+
+namespace board {
+
+/// What stands on one channel of the band.
+struct Channel {
+    std::string stream;  ///< file; empty: a multiplex of nothing but null packets
+    int strength = 5;    ///< 0 to 5; nothing is delivered at 0, and 1 and 2 damage the packets
+};
+
+/// One order to the tuner.
+struct Tuning {
+    int channel = 0;  ///< 0: stopped
+    int strength = 0;
+};
+
+class Tuner {
+ public:
+    /// Bytes that the host hands to the module at a time: 174 packets.
+    static constexpr std::size_t kBufferSize = 174 * kPacketSize;
+
+    /// \param band   by channel number; a channel that isn't there has no signal
+    /// \param block  where the strength is told
+    /// \param feed   called on the tuner's thread with whole packets
+    Tuner(std::map<int, Channel> band, StatusBlock* block, std::function<void(std::span<std::uint8_t>)> feed);
+    ~Tuner();
+    Tuner(const Tuner&) = delete;
+    Tuner& operator=(const Tuner&) = delete;
+
+    Journal<Tuning>& Tunings() { return mTunings; }
+
+    void TuneTo(int channel);
+    void Stop() { TuneTo(0); }
+
+    /// Replaces a channel of the band; it is heard at once when it is the tuned one. Throws as TransportFile.
+    void Put(int number, const Channel& channel);
+
+    /// How fast the streams run: 1 at their own pace, 0 as fast as the module takes them.
+    void SetSpeed(double speed);
+
+    /// \return bytes handed over since the start
+    std::uint64_t BytesFed() const { return mBytesFed.load(std::memory_order_relaxed); }
+
+ private:
+    struct Station {
+        std::shared_ptr<const TransportFile> stream;  ///< null: null packets
+        int strength = 0;
+    };
+
+    void Run();
+    void Deliver(const Station& station, std::span<std::uint8_t> buffer);
+
+    StatusBlock* const mBlock;
+    const std::function<void(std::span<std::uint8_t>)> mFeed;
+    Journal<Tuning> mTunings;
+    std::mutex mMutex;
+    std::condition_variable mChanged;
+    std::map<int, Station> mBand;
+    int mChannel = 0;
+    unsigned mGeneration = 0;  ///< counts what the thread has to start afresh for
+    double mSpeed = 1;
+    bool mStop = false;
+    std::size_t mPosition = 0;  ///< of the thread, in the tuned stream
+    std::atomic<std::uint64_t> mBytesFed{0};
+    std::thread mThread;
+};
+
+}  // namespace board

@@ -1,0 +1,145 @@
+// zul-board: a simulated board on a workstation. It loads the module and tells, in one line each, what the module asks
+// of the board's other processes.
+#include <fcntl.h>
+#include <fmt/chrono.h>
+#include <fmt/core.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <mutex>
+#include <string>
+
+#include "board.h"
+
+namespace {
+
+using board::Channel;
+
+/// Lines with the seconds since the start, on the standard output as it was before the module's own went elsewhere.
+class Teller {
+ public:
+    explicit Teller(FILE* out) : mOut(out) {}
+
+    void operator()(std::string_view process, const std::string& line) {
+        const auto elapsed = std::chrono::steady_clock::now() - mStart;
+        const std::lock_guard lock(mMutex);
+        fmt::print(mOut, "{:8.3f}  {:<9} {}\n", std::chrono::duration<double>(elapsed).count(), process, line);
+        std::fflush(mOut);
+    }
+
+ private:
+    FILE* const mOut;
+    const std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
+    std::mutex mMutex;
+};
+
+/// Reads "7=file.ts:4", "7=file.ts" (strength 5) or "7=:2" (a multiplex of nothing).
+std::pair<int, Channel> ReadChannel(const std::string& text) {
+    const auto equals = text.find('=');
+    if (equals == std::string::npos) throw CLI::ValidationError("--channel", text + " has no '='");
+    std::pair<int, Channel> channel{std::stoi(text.substr(0, equals)), {text.substr(equals + 1), 5}};
+    const auto colon = channel.second.stream.rfind(':');
+    if (colon != std::string::npos) {
+        channel.second.strength = std::stoi(channel.second.stream.substr(colon + 1));
+        channel.second.stream.resize(colon);
+    }
+    if (channel.second.strength < 0 || channel.second.strength > 5) {
+        throw CLI::ValidationError("--channel", text + ": strength is 0 to 5");
+    }
+    return channel;
+}
+
+/// Sends all standard output from here on, which is the module's, to a file. \return the standard output that was
+FILE* RedirectModule(const std::string& file) {
+    if (file.empty()) return stdout;
+    FILE* out = fdopen(dup(STDOUT_FILENO), "w");
+    if (out == nullptr || std::freopen(file.c_str(), "a", stdout) == nullptr) {
+        throw std::runtime_error(file + ": can't be written");
+    }
+    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    dup2(STDOUT_FILENO, STDERR_FILENO);
+    return out;
+}
+
+struct Options {
+    board::BoardPlan plan;
+    double speed = 1;
+    std::string moduleLog;
+};
+
+Options Read(int argc, char** argv) {
+    CLI::App app{
+        "A simulated set-top board: loads the module in a role and plays the rest of the board for it.\n"
+        "It uses a board's fixed ports and keys, so run it in tests/sandbox."};
+    Options options;
+    std::string role = "T";
+    std::vector<std::string> channels;
+    app.add_option("--role", role, "T transmitter, R receiver")
+        ->check(CLI::IsMember({"T", "R"}))
+        ->capture_default_str();
+    app.add_option("--module", options.plan.module, "path of libzul.so")->required()->check(CLI::ExistingFile);
+    app.add_option("--channel", channels, "NUMBER=FILE:STRENGTH, strength 0 to 5; no file: nothing but null packets");
+    app.add_option("--speed", options.speed, "pace of the tuner: 1 as broadcast, 0 as fast as it goes")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    app.add_option("--module-log", options.moduleLog, "file for what the module itself prints");
+    try {
+        app.parse(argc, argv);
+        for (const auto& text : channels) options.plan.band.insert(ReadChannel(text));
+    } catch (const CLI::ParseError& error) {
+        std::exit(app.exit(error));
+    } catch (const std::logic_error&) {
+        std::exit(app.exit(CLI::ValidationError("--channel", "a number was expected")));
+    }
+    options.plan.role = role[0];
+    return options;
+}
+
+/// Runs a board until SIGINT or SIGTERM, or until its settings agent is told to reboot. \return whether it reboots
+bool Live(const Options& options, Teller& tell) {
+    // Before any thread starts, so that all of them leave the signals to this one.
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+
+    board::Board board(options.plan);
+    board.TellTo([&tell](std::string_view process, const std::string& line) { tell(process, line); });
+    board.Settings().OnSet("REBOOT", [](const std::string&) { kill(getpid(), SIGHUP); });
+    board.TheTuner().SetSpeed(options.speed);
+    tell("board", options.plan.role == 'T' ? "starts as transmitter" : "starts as receiver");
+    board.Start();
+    int signal = 0;
+    sigwait(&signals, &signal);
+    tell("board", signal == SIGHUP ? "reboots" : "ends");
+    return signal == SIGHUP;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    const Options options = Read(argc, argv);
+    if (!std::filesystem::is_directory(options.plan.root + "/hd1")) {
+        fmt::print(stderr, "There is no {0}/hd1, a board's disk. Run this as: tests/sandbox {1} ...\n",
+                   options.plan.root, argv[0]);
+        return 2;
+    }
+    FILE* out = RedirectModule(options.moduleLog);
+    Teller tell(out);
+    if (Live(options, tell)) {
+        dup2(fileno(out), STDOUT_FILENO);
+        dup2(fileno(out), STDERR_FILENO);
+        execv("/proc/self/exe", argv);
+        throw std::runtime_error("the board doesn't start again");
+    }
+    std::fflush(nullptr);
+    _exit(0);  // the module's threads have no end: nothing may be taken down under them
+} catch (const std::exception& error) {
+    fmt::print(stderr, "zul-board: {}\n", error.what());
+    return 1;
+}
