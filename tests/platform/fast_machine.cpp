@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <functional>
 #include <mutex>
 #include <utility>
 
@@ -31,6 +32,8 @@ struct Machine {
     std::mutex mutex;
     std::optional<std::uint32_t> tick;
     std::vector<std::int64_t> sleeps;
+    std::function<void(std::int64_t)> onSleep;
+    std::function<void(const std::string&)> onShell;
     bool recordShell = TextFromEnvironment("ZUL_FAST_SHELL") == "record";
     std::vector<std::string> shellLines;
     std::string diskRoot = TextFromEnvironment("ZUL_FAST_DISK");
@@ -65,6 +68,10 @@ std::vector<std::int64_t> TakeSleeps() {
     return std::exchange(TheMachine().sleeps, {});
 }
 
+void OnSleep(std::function<void(std::int64_t)> action) { TheMachine().onSleep = std::move(action); }
+
+void OnShell(std::function<void(const std::string&)> action) { TheMachine().onShell = std::move(action); }
+
 void RecordShell(bool on) {
     const std::lock_guard lock(TheMachine().mutex);
     TheMachine().recordShell = on;
@@ -90,6 +97,7 @@ void Sleep(std::int64_t microseconds) {
         const std::lock_guard lock(machine.mutex);
         if (machine.sleeps.size() < kMostSleeps) machine.sleeps.push_back(microseconds);
     }
+    if (machine.onSleep) machine.onSleep(microseconds);
     NanoSleep(microseconds * 1000 / machine.speed);
 }
 
@@ -119,6 +127,7 @@ std::uint32_t Tick() {
 
 void Shell(const char* line) {
     Machine& machine = TheMachine();
+    if (machine.onShell) machine.onShell(line);
     {
         const std::lock_guard lock(machine.mutex);
         if (machine.recordShell) {

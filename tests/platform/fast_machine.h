@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,6 +17,13 @@ void SetTick(std::optional<std::uint32_t> tick);
 
 /// The sleeps asked for since the last call, in microseconds, of all threads, in order (at most the first 100000).
 std::vector<std::int64_t> TakeSleeps();
+
+/// Calls a test at the start of each sleep, on the thread that sleeps, with the microseconds asked for. Set it before
+/// the module's threads run.
+void OnSleep(std::function<void(std::int64_t)> action);
+
+/// The same for each shell line, before it is kept or run: what the board's tool does is done when `Shell` returns.
+void OnShell(std::function<void(const std::string&)> action);
 
 /// Keeps shell lines instead of running them; off at the start, when the environment has no ZUL_FAST_SHELL=record.
 void RecordShell(bool on);
