@@ -6,11 +6,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <list>
 #include <memory>
-#include <unordered_map>
-#include <vector>
+#include <optional>
 
+#include "eventindex.h"
 #include "platform/mutex.h"
 #include "slist.h"
 #include "udpcom.h"
@@ -22,6 +23,9 @@ class UdpServer;
 class Language {
    public:
     enum LanguageModeEnum { eAudio = 0, eCaption = 1 };
+
+    /// \param code  three characters \return true when they are those of this entry
+    bool IsIn(const char* code) const { return std::memcmp(language, code, 3) == 0; }
 
     char language[4] = "";  ///< ISO 639 code and a terminator
     int audioType = 0;      ///< audio_type of the ISO 639 language descriptor, or the type given with a caption
@@ -53,33 +57,7 @@ class Event {
     bool eitWasSet = false;
     bool ettWasSet = false;
 
-    std::uint32_t place = 0;  ///< in the order of arrival of its programme's events
-};
-
-/// Finds a programme's events by id and by time, as a walk of their list would, without walking it.
-class EventIndex {
-   public:
-    /// Takes the event that was appended to the list.
-    void Append(Event* event);
-
-    /// Takes note of an event's new start and duration.
-    void Retime(const Event& event);
-
-    /// \return the event with this event_id, or null
-    Event* FindId(std::uint16_t eventId) const;
-
-    /// \return the first event in order of arrival whose start and end, both included, hold the moment; or null.
-    /// Ends wrap at 32 bits.
-    Event* FindTime(std::uint32_t moment) const;
-
-   private:
-    struct Span {
-        std::uint32_t start, end;
-    };
-
-    std::vector<Span> mSpans;  ///< in order of arrival
-    std::vector<Event*> mEvents;
-    std::unordered_map<std::uint16_t, Event*> mById;
+    std::uint32_t place = 0;  ///< in the list of its programme, from 0
 };
 
 /// One programme of one channel, with what it owns.
@@ -233,6 +211,7 @@ class TunerManager {
     ScalProgramDesc* FindProgramme(std::uint16_t programId) REQUIRES(mMutex);
     bool GetChannelProgramsRange() REQUIRES(mMutex);
     ProgramList& CurrentList() REQUIRES(mMutex);
+    const ScalProgramDesc* NextOfReport() REQUIRES(mMutex);
     ScalProgramDesc* FindSource(std::uint16_t sourceId) REQUIRES(mMutex);
     static Event* GetEvent(ScalProgramDesc& program, std::uint32_t textLen, std::uint16_t eventId);
     bool SetEventText(ScalProgramDesc& program, std::uint16_t eventId, const char* text, std::uint32_t length,
@@ -240,8 +219,12 @@ class TunerManager {
     void QueryMoment(ReplyText& reply, std::uint16_t programId, std::uint32_t moment) REQUIRES(mMutex);
     void QueryNowAndNext(ReplyText& reply, const ScalProgramDesc& program) REQUIRES(mMutex);
     void QueryListing(ReplyText& reply, const ScalProgramDesc& program, std::uint32_t timeFrame) REQUIRES(mMutex);
-    int FindLanguage(Language::LanguageModeEnum mode, const char* language, int audioType, std::uint16_t programId,
-                     int missing) EXCLUDES(mMutex);
+    std::optional<Language> FindLanguage(Language::LanguageModeEnum mode, const char* language, int audioType)
+        EXCLUDES(mMutex);
+    std::optional<Language> FindLanguageNow(Language::LanguageModeEnum mode, const char* language, int audioType,
+                                            int programId) EXCLUDES(mMutex);
+    struct GuideDump;
+    bool CopyNextEvents(GuideDump& dump, ScalProgramDesc& program, bool fromFront) EXCLUDES(mMutex);
 
     std::atomic<bool> mRunScan{false};
     platform::Mutex mSenderMutex;  ///< held over a send, so that the sender can't go away under it; outside mMutex
@@ -256,8 +239,9 @@ class TunerManager {
     std::atomic<int> mCurrentStrength{0};
     std::atomic<int> mProgramsOnChannel{0};
     std::atomic<bool> mScalRestart{true};
-    int mScalChannel GUARDED_BY(mMutex) = 0;             ///< where the SCAL report stands
+    int mScalChannel GUARDED_BY(mMutex) = 0;  ///< where the SCAL report stands
     ProgramList::iterator mScalIt GUARDED_BY(mMutex);
+    std::uint32_t mEmptied GUARDED_BY(mMutex) = 0;  ///< how often; while it stays, no programme or event goes away
     ProgramList::iterator mChannelStartIt GUARDED_BY(mMutex);
     ProgramList::iterator mChannelEndIt GUARDED_BY(mMutex);
     std::atomic<ScanStateEnum> mScanState{eScanIdle};

@@ -1,6 +1,6 @@
 // The guide's events: filed by EIT and ETT under the programme with their source.
-#include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "broadcasttime.h"
 #include "tunermanager.h"
@@ -19,7 +19,28 @@ void ReplaceControls(char* text, std::size_t size) {
     }
 }
 
-std::unique_ptr<char[]> MakeText(std::uint32_t length) { return std::make_unique<char[]>(length + kTextReserve); }
+/// \return a zeroed buffer for a text, or null when there is no memory for it
+std::unique_ptr<char[]> MakeText(std::uint32_t length) {
+    return std::unique_ptr<char[]>(new (std::nothrow) char[length + kTextReserve]());
+}
+
+/// Files a title; one without length leaves the mode as it was.
+void SetTitle(Event& event, char* text, std::uint32_t length, std::uint8_t mode) {
+    if (length > Event::kTitleSize) {
+        PANIC("Tilte too long... (%d)", static_cast<int>(length));
+        length = Event::kTitleSize;
+    }
+    event.titleLen = length;
+    if (length == 0) {
+        event.titleShort[0] = '\0';
+        return;
+    }
+    ReplaceControls(text, length);
+    const std::size_t size = strnlen(text, length);
+    std::memcpy(event.titleShort, text, size);
+    std::memset(event.titleShort + size, 0, length + 1 - size);
+    event.unicodeModeForTitleShort = mode;
+}
 
 }  // namespace
 
@@ -29,26 +50,6 @@ ScalProgramDesc::~ScalProgramDesc() {
         delete event;
         event = next;
     }
-}
-
-void EventIndex::Append(Event* event) {
-    event->place = static_cast<std::uint32_t>(mEvents.size());
-    mEvents.push_back(event);
-    mSpans.push_back({event->startTime, event->startTime + event->duration});
-    mById.emplace(static_cast<std::uint16_t>(event->eventId), event);
-}
-
-void EventIndex::Retime(const Event& event) { mSpans[event.place] = {event.startTime, event.startTime + event.duration}; }
-
-Event* EventIndex::FindId(std::uint16_t eventId) const {
-    const auto found = mById.find(eventId);
-    return found != mById.end() ? found->second : nullptr;
-}
-
-Event* EventIndex::FindTime(std::uint32_t moment) const {
-    const auto found = std::find_if(mSpans.begin(), mSpans.end(),
-                                    [moment](const Span& span) { return span.start <= moment && moment <= span.end; });
-    return found != mSpans.end() ? mEvents[static_cast<std::size_t>(found - mSpans.begin())] : nullptr;
 }
 
 /// \return the event with this id, made if needed, with room for `textLen` bytes of long text
@@ -62,7 +63,7 @@ Event* TunerManager::GetEvent(ScalProgramDesc& program, std::uint32_t textLen, s
     }
     if (textLen > event->longInfoSize) {
         event->pLongInfo = MakeText(textLen);
-        event->longInfoSize = textLen;
+        event->longInfoSize = event->pLongInfo ? textLen : 0;
     }
     return event;
 }
@@ -85,20 +86,10 @@ bool TunerManager::SetEventInfoForProgram(std::uint16_t sourceId, std::uint16_t 
     event->channelId = static_cast<std::uint32_t>(GetCurrentChannel());
     event->eventId = eventId;
     event->sourceId = sourceId;
-    event->startTime = startTime;
-    event->duration = lengthInSecs;
-    program->mEventIndex.Retime(*event);
-    if (titleLen > Event::kTitleSize) PANIC("Tilte too long... (%d)", titleLen);
-    event->titleLen = std::min<std::uint32_t>(titleLen, Event::kTitleSize);
-    if (event->titleLen == 0) {
-        event->titleShort[0] = '\0';  // the mode stays as it was
-    } else {
-        ReplaceControls(titleText, event->titleLen);
-        const std::size_t size = strnlen(titleText, event->titleLen);
-        std::memset(event->titleShort, 0, sizeof event->titleShort);
-        std::memcpy(event->titleShort, titleText, size);
-        event->unicodeModeForTitleShort = unicode_mode;
+    if (!event->eitWasSet || event->startTime != startTime || event->duration != lengthInSecs) {
+        program->mEventIndex.SetTime(*event, startTime, lengthInSecs);
     }
+    SetTitle(*event, titleText, titleLen, unicode_mode);
     if (event->eitWasSet) return true;
     event->eitWasSet = true;
     char start[Time::kDateTimeSize];
@@ -117,6 +108,7 @@ bool TunerManager::SetExtendedText(std::uint16_t etmIdHi, std::uint16_t etmIdLo,
         if (event_id != 0) return SetEventText(program, event_id, text, length, unicode_mode);
         if (program.channelLongName) continue;  // a channel's first text stays
         program.channelLongName = MakeText(length);
+        if (!program.channelLongName) return false;
         program.channelLongNameSize = length;
         std::memcpy(program.channelLongName.get(), text, length);
         if (length > 0) program.channelLongName[length - 1] = '\0';

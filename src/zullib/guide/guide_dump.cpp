@@ -1,8 +1,7 @@
-// The whole guide, to the log. It is copied under the lock and logged after it.
+// The whole guide, to the log. It is copied under the lock, piece by piece, and logged after it.
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <string>
 #include <vector>
 
 #include "broadcasttime.h"
@@ -14,6 +13,7 @@ namespace {
 constexpr int kDumpCursor = 1;
 constexpr std::size_t kLongNameShown = 12;
 constexpr std::size_t kLongInfoShown = 8;
+constexpr std::size_t kEventsAtOnce = 64;
 
 /// The first bytes of a text, 0 where it has none.
 template <std::size_t Size>
@@ -23,76 +23,106 @@ std::array<unsigned char, Size> FirstBytes(const char* text, std::size_t length)
     return bytes;
 }
 
-struct DumpedEvent {
-    std::uint32_t id, source, start, duration;
-    std::string title;
-    std::array<unsigned char, kLongInfoShown> longInfo;
-};
-
-struct DumpedProgramme {
-    unsigned channel, transport, programme;
-    std::array<unsigned char, ScalProgramDesc::kNameBytes> shortName;
-    std::array<unsigned char, kLongNameShown> longName;
-    std::vector<DumpedEvent> events;
-};
-
-/// The texts seen last: they stand in for those that a programme or an event doesn't have.
-struct LastSeen {
-    std::array<unsigned char, kLongNameShown> longName;
-    std::array<unsigned char, kLongInfoShown> longInfo;
-};
-
-DumpedProgramme Copy(ScalProgramDesc& program, LastSeen& seen) {
-    if (program.channelLongName) {
-        seen.longName = FirstBytes<kLongNameShown>(program.channelLongName.get(), program.channelLongNameSize);
-    }
-    DumpedProgramme copy{static_cast<unsigned>(program.channelId),
-                         program.transportId,
-                         program.programId,
-                         FirstBytes<ScalProgramDesc::kNameBytes>(program.channelShortName, ScalProgramDesc::kNameBytes),
-                         seen.longName,
-                         {}};
-    for (const Event* event = program.mEvents.begin(kDumpCursor); event != nullptr; event = program.mEvents.next(kDumpCursor)) {
-        if (event->pLongInfo) seen.longInfo = FirstBytes<kLongInfoShown>(event->pLongInfo.get(), event->longInfoSize);
-        copy.events.push_back(
-            {event->eventId, event->sourceId, event->startTime, event->duration, event->titleShort, seen.longInfo});
-    }
-    return copy;
+template <std::size_t Size>
+std::array<unsigned char, Size> Blanks() {
+    std::array<unsigned char, Size> bytes;
+    bytes.fill(' ');
+    return bytes;
 }
 
-void Log(const DumpedProgramme& programme) {
-    const auto& name = programme.shortName;
-    const auto& longName = programme.longName;
-    LOG("Ch id 0x%x, sh name %c%c%c%c%c, tr id %.4x pr id %.4x long name %c%c%c%c%c%c \n", programme.channel, name[1], name[3],
-        name[5], name[7], name[9], programme.transport, programme.programme, longName[1], longName[3], longName[5],
+struct ProgrammeLine {
+    explicit ProgrammeLine(ScalProgramDesc& from)
+        : program(&from),
+          channel(static_cast<unsigned>(from.channelId)),
+          transportId(from.transportId),
+          programId(from.programId),
+          shortName(FirstBytes<ScalProgramDesc::kNameBytes>(from.channelShortName, ScalProgramDesc::kNameBytes)) {}
+
+    ScalProgramDesc* program;
+    unsigned channel, transportId, programId;
+    std::array<unsigned char, ScalProgramDesc::kNameBytes> shortName;
+    std::array<unsigned char, kLongNameShown> longName{};
+};
+
+struct EventLine {
+    std::uint32_t id, source, start, duration;
+    char title[sizeof Event::titleShort];
+    std::array<unsigned char, kLongInfoShown> longInfo;
+};
+
+void Log(const ProgrammeLine& line) {
+    const auto& name = line.shortName;
+    const auto& longName = line.longName;
+    LOG("Ch id 0x%x, sh name %c%c%c%c%c, tr id %.4x pr id %.4x long name %c%c%c%c%c%c \n", line.channel, name[1],
+        name[3], name[5], name[7], name[9], line.transportId, line.programId, longName[1], longName[3], longName[5],
         longName[7], longName[9], longName[11]);
-    for (const DumpedEvent& event : programme.events) {
-        char start[Time::kDateTimeSize];
-        LOG("EvId %d (src %d), startTime %s, duration %d, title %s\n", static_cast<int>(event.id),
-            static_cast<int>(event.source), Time::Self()->GetMjdDateTime(event.start, start),
-            static_cast<int>(event.duration / 60), event.title.c_str());
-        const auto& info = event.longInfo;
-        LOG("Long info %x %x %x %x %x %x %x %x\n", info[0], info[1], info[2], info[3], info[4], info[5], info[6], info[7]);
-    }
-    LOG("\n");
+}
+
+void Log(const EventLine& line) {
+    char start[Time::kDateTimeSize];
+    LOG("EvId %d (src %d), startTime %s, duration %d, title %s\n", static_cast<int>(line.id),
+        static_cast<int>(line.source), Time::Self()->GetMjdDateTime(line.start, start),
+        static_cast<int>(line.duration / 60), line.title);
+    const auto& info = line.longInfo;
+    LOG("Long info %x %x %x %x %x %x %x %x\n", info[0], info[1], info[2], info[3], info[4], info[5], info[6], info[7]);
 }
 
 }  // namespace
 
+/// A dump on its way. The texts seen last stand in for those that a programme or an event doesn't have.
+struct TunerManager::GuideDump {
+    std::uint32_t emptied = 0;  ///< of the store that the programmes are of
+    std::vector<ProgrammeLine> programmes;
+    std::vector<EventLine> events;  ///< at most kEventsAtOnce
+    std::array<unsigned char, kLongInfoShown> lastLongInfo = Blanks<kLongInfoShown>();
+};
+
 void TunerManager::DumpEitInfo() {
     if (!LogIsWanted()) return;
-    std::vector<DumpedProgramme> programmes;
+    char now[Time::kDateTimeSize];
+    LOG("\n === Now is %s\n", Time::Self()->GetMjdDateTime(0, now));
+    GuideDump dump;
     {
         const platform::MutexLock lock(mMutex);
         GetChannelProgramsRange();
-        LastSeen seen;
-        seen.longName.fill(' ');
-        seen.longInfo.fill(' ');
+        dump.emptied = mEmptied;
+        auto lastLongName = Blanks<kLongNameShown>();
         for (ProgramList& list : mScalProgramDescriptors) {
-            for (ScalProgramDesc& program : list) programmes.push_back(Copy(program, seen));
+            for (ScalProgramDesc& program : list) {
+                if (program.channelLongName) {
+                    lastLongName =
+                        FirstBytes<kLongNameShown>(program.channelLongName.get(), program.channelLongNameSize);
+                }
+                dump.programmes.emplace_back(program).longName = lastLongName;
+            }
         }
     }
-    char now[Time::kDateTimeSize];
-    LOG("\n === Now is %s\n", Time::Self()->GetMjdDateTime(0, now));
-    for (const DumpedProgramme& programme : programmes) Log(programme);
+    for (const ProgrammeLine& line : dump.programmes) {
+        Log(line);
+        for (bool fromFront = true; CopyNextEvents(dump, *line.program, fromFront); fromFront = false) {
+            for (const EventLine& event : dump.events) Log(event);
+        }
+        LOG("\n");
+    }
+}
+
+/// Copies the events behind those that were copied before, so few at once that the stream hardly waits.
+/// \return false when there is none left, or a scan has emptied the store
+bool TunerManager::CopyNextEvents(GuideDump& dump, ScalProgramDesc& program, bool fromFront) {
+    dump.events.clear();
+    const platform::MutexLock lock(mMutex);
+    if (mEmptied != dump.emptied) return false;
+    SList<Event>& events = program.mEvents;
+    while (dump.events.size() < kEventsAtOnce) {
+        const Event* const event = fromFront ? events.begin(kDumpCursor) : events.next(kDumpCursor);
+        if (event == nullptr) break;
+        fromFront = false;
+        if (event->pLongInfo) {
+            dump.lastLongInfo = FirstBytes<kLongInfoShown>(event->pLongInfo.get(), event->longInfoSize);
+        }
+        EventLine& line = dump.events.emplace_back();
+        line = {event->eventId, event->sourceId, event->startTime, event->duration, "", dump.lastLongInfo};
+        std::memcpy(line.title, event->titleShort, sizeof line.title);
+    }
+    return !dump.events.empty();
 }

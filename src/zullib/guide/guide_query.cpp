@@ -42,13 +42,13 @@ bool FormatEvent(ReplyText& reply, const Event& event) {
     const std::size_t before = reply.Length();
     char start[Time::kDateTimeSize];
     const ShownText title{event.titleShort, event.titleLen, event.unicodeModeForTitleShort, "titleLen"};
-    const ShownText longInfo = event.pLongInfo
-                                   ? ShownText{event.pLongInfo.get(), event.longInfoSize, event.unicodeModeForLongInfo,
-                                               "longInfoSize"}
-                                   : ShownText{"", 0, 0, "longInfoSize"};
+    const ShownText longInfo = event.pLongInfo ? ShownText{event.pLongInfo.get(), event.longInfoSize,
+                                                           event.unicodeModeForLongInfo, "longInfoSize"}
+                                               : ShownText{"", 0, 0, "longInfoSize"};
     const bool whole = reply.Add("EITI %s %.4u ", Time::Self()->GetMjdDateTime(event.startTime, start),
                                  Time::GetMjdDuration(event.duration)) &&
-                       AddText(reply, "S", title) && reply.Add("]") && AddText(reply, "L", longInfo) && reply.Add("]\r\n");
+                       AddText(reply, "S", title) && reply.Add("]") && AddText(reply, "L", longInfo) &&
+                       reply.Add("]\r\n");
     if (!whole) reply.CutTo(before);
     return whole;
 }
@@ -78,8 +78,8 @@ char* TunerManager::ProcessEpgData(char* buffer, std::uint16_t transportId, std:
                                    std::uint32_t time, std::uint32_t timeFrame, char cmdType) {
     static char ko[] = "KO\r\n";
     const Time* const pTime = Time::Self();
-    LOG("ProcessEpgData: trid %x, progid %x, date %x, time %d, timeFrame %x, cmdType %c, now is %s (0x%x)\n", transportId,
-        programId, date, static_cast<int>(time), timeFrame, cmdType, pTime->GetMjdDateTime(0, nullptr),
+    LOG("ProcessEpgData: trid %x, progid %x, date %x, time %d, timeFrame %x, cmdType %c, now is %s (0x%x)\n",
+        transportId, programId, date, static_cast<int>(time), timeFrame, cmdType, pTime->GetMjdDateTime(0, nullptr),
         pTime->GetSystemTime());
     if (const char* const wrong = WhatIsWrong(date, time, timeFrame, cmdType)) {
         if (cmdType == 'i' || cmdType == 'n' || cmdType == 'l') {

@@ -61,8 +61,9 @@ bool TunerManager::SetInfoForProgram(std::uint16_t transportId, std::uint16_t pr
 }
 
 bool TunerManager::SetPsipInfoForProgram(std::uint16_t transportId, std::uint16_t programId, const char* shortName,
-                                         std::uint16_t majorChanNo, std::uint16_t minorChanNo, std::uint8_t modulationMode,
-                                         std::uint32_t carrierFreq, std::uint16_t channelTsid, std::uint16_t sourceId) {
+                                         std::uint16_t majorChanNo, std::uint16_t minorChanNo,
+                                         std::uint8_t modulationMode, std::uint32_t carrierFreq,
+                                         std::uint16_t channelTsid, std::uint16_t sourceId) {
     const platform::MutexLock lock(mMutex);
     ScalProgramDesc* const program = FindProgramme(programId);
     if (program == nullptr) return false;

@@ -1,7 +1,9 @@
 // The results file of the scan: one line of text for each programme.
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
+#include <vector>
 
+#include "guide/programsummary.h"
 #include "platform/machine.h"
 #include "systemmanager.h"
 #include "tunermanager.h"
@@ -11,29 +13,42 @@ namespace {
 
 constexpr const char* kResultsFile = "/mnt/hd1/zul_scan_results";
 constexpr int kSettingsPartition = 1;
-constexpr int kStrengthStep = 51;  ///< the file's strength runs from 0 to 255
 constexpr int kFields = 22;
+
+bool WriteLine(const ProgramSummary& program, FILE* file) {
+    const auto& name = program.shortName;
+    return std::fprintf(
+               file,
+               "%.3d %.4x %.4x %.4x %.2x %c %.2x %.2x %.2x %.2x %.2x %.2x %.2x %.2x %.2x %.2x %.2x %.2x %.2x %.2x "
+               "%.2x %.2x\n",
+               program.channelNo, program.transportId, program.programId, program.channelId, program.strength,
+               program.encryption, program.videoType, program.audioType, name[0], name[1], name[2], name[3], name[4],
+               name[5], name[6], name[7], name[8], name[9], name[10], name[11], name[12], name[13]) > 0;
+}
 
 }  // namespace
 
-bool ScalProgramDesc::SaveToFile(FILE* file) const {
-    const auto name = reinterpret_cast<const unsigned char*>(channelShortName);
-    return std::fprintf(file,
-                        "%.3d %.4x %.4x %.4x %.2x %c %.2x %.2x %.2x %.2x %.2x %.2x %.2x %.2x %.2x %.2x %.2x %.2x %.2x %.2x "
-                        "%.2x %.2x\n",
-                        channelNo, transportId, programId, static_cast<unsigned>(channelId),
-                        static_cast<unsigned>(signalStrength * kStrengthStep), encryption, videoType, audioType, name[0],
-                        name[1], name[2], name[3], name[4], name[5], name[6], name[7], name[8], name[9], name[10], name[11],
-                        name[12], name[13]) > 0;
+ProgramSummary::ProgramSummary(const ScalProgramDesc& program)
+    : channelNo(program.channelNo),
+      transportId(program.transportId),
+      programId(program.programId),
+      channelId(static_cast<unsigned>(program.channelId)),
+      strength(static_cast<unsigned>(program.signalStrength) * kStrengthStep),
+      encryption(program.encryption),
+      videoType(program.videoType),
+      audioType(program.audioType) {
+    std::memcpy(shortName.data(), program.channelShortName, shortName.size());
 }
+
+bool ScalProgramDesc::SaveToFile(FILE* file) const { return WriteLine(ProgramSummary(*this), file); }
 
 bool ScalProgramDesc::LoadFromFile(FILE* file) {
     unsigned transport = 0, programme = 0, channel = 0, strength = 0;
     unsigned name[kNameBytes] = {};
-    const int converted = std::fscanf(
-        file, "%d %x %x %x %x %c %x %x %x %x %x %x %x %x %x %x %x %x %x %x %x %x\n", &channelNo, &transport, &programme,
-        &channel, &strength, &encryption, &videoType, &audioType, &name[0], &name[1], &name[2], &name[3], &name[4], &name[5],
-        &name[6], &name[7], &name[8], &name[9], &name[10], &name[11], &name[12], &name[13]);
+    const int converted = std::fscanf(file, "%d %x %x %x %x %c %x %x %x %x %x %x %x %x %x %x %x %x %x %x %x %x\n",
+                                      &channelNo, &transport, &programme, &channel, &strength, &encryption, &videoType,
+                                      &audioType, &name[0], &name[1], &name[2], &name[3], &name[4], &name[5], &name[6],
+                                      &name[7], &name[8], &name[9], &name[10], &name[11], &name[12], &name[13]);
     for (std::size_t i = 0; i < kNameBytes; ++i) channelShortName[i] = static_cast<char>(name[i]);
     channelShortName[kNameBytes] = '\0';
     if (converted != kFields) {
@@ -44,11 +59,12 @@ bool ScalProgramDesc::LoadFromFile(FILE* file) {
     programId = static_cast<std::uint16_t>(programme);
     channelId = static_cast<int>(channel);
     signalStrength = static_cast<int>(strength / kStrengthStep);
-    LOG("Loadd Scal prog descr for chanid 0x%x, trid 0x%x, prid 0x%x ret %d\n", channel, transport, programme, converted);
+    LOG("Loadd Scal prog descr for chanid 0x%x, trid 0x%x, prid 0x%x ret %d\n", channel, transport, programme,
+        converted);
     return true;
 }
 
-/// Writes all lines to memory under the lock and to the disk outside it, so that the stream waits for neither.
+/// Copies the store under its lock and writes the file after it, so that the stream waits for no disk.
 bool TunerManager::SaveScanResults() {
     RequireTransmitter();
     const platform::MutexLock bracket(SystemManager::DiskBracket());
@@ -62,19 +78,14 @@ bool TunerManager::SaveScanResults() {
         SystemManager::RemountHd(kSettingsPartition, 0);
         return false;
     }
-    char* lines = nullptr;
-    std::size_t size = 0;
-    if (FILE* const memory = open_memstream(&lines, &size)) {
-        {
-            const platform::MutexLock lock(mMutex);
-            for (const ProgramList& list : mScalProgramDescriptors) {
-                for (const ScalProgramDesc& program : list) program.SaveToFile(memory);
-            }
+    std::vector<ProgramSummary> programmes;
+    {
+        const platform::MutexLock lock(mMutex);
+        for (const ProgramList& list : mScalProgramDescriptors) {
+            for (const ScalProgramDesc& program : list) programmes.emplace_back(program);
         }
-        std::fclose(memory);
-        std::fwrite(lines, 1, size, file);  // a full disk goes unnoticed
-        std::free(lines);
     }
+    for (const ProgramSummary& program : programmes) WriteLine(program, file);  // a full disk goes unnoticed
     std::fclose(file);
     SystemManager::RemountHd(kSettingsPartition, 0);
     LOG("Saved scan results...");
@@ -94,7 +105,10 @@ bool TunerManager::LoadScanResults() {
             ProgramList line(1);  // an element can't be copied: it moves to its list in the list that it was read in
             if (!line.front().LoadFromFile(file)) break;
             const int channel = line.front().channelId;
-            if (channel < 0 || channel >= kChannels) break;  // a damaged file: no list stands for it
+            if (channel < 0 || channel >= kChannels) {
+                PANIC("Error reading scal from file: %d, no channel %d", kFields, channel);
+                break;
+            }
             ProgramList& list = mScalProgramDescriptors[channel];
             list.splice(list.end(), line);
         }

@@ -35,11 +35,11 @@ void* scan_thread(void* arg) {
 
 /// PATs and PMTs analysed since a moment.
 class TableCount {
-   public:
+ public:
     int Pats() const { return static_cast<int>(Statistics::Self()->mPatCounter.load() - mPats); }
     int Pmts() const { return static_cast<int>(Statistics::Self()->mPmtCounter.load() - mPmts); }
 
-   private:
+ private:
     std::uint32_t mPats = Statistics::Self()->mPatCounter;
     std::uint32_t mPmts = Statistics::Self()->mPmtCounter;
 };
@@ -67,7 +67,7 @@ bool TunerManager::BlindScan(ScanTypeEnum type) {
 
 /// Wakes the scan thread, which the first start makes. \return false when there is no thread
 bool TunerManager::StartScan() {
-    static bool threadMade = false;   // one attempt in the life of the process
+    static bool threadMade = false;  // one attempt in the life of the process
     static bool threadRuns = false;
     mScanState.store(eScanInProgress, std::memory_order_release);
     mRunScan.store(true, std::memory_order_release);
@@ -142,6 +142,8 @@ void TunerManager::ClearStore() {
     const platform::MutexLock lock(mMutex);
     mCurrentChannel.store(0, std::memory_order_relaxed);
     for (ProgramList& list : mScalProgramDescriptors) list.clear();
+    mScalRestart.store(true, std::memory_order_relaxed);  // the report mustn't go on from a programme that is gone
+    ++mEmptied;
 }
 
 void TunerManager::SetCurrentChannel(int channel) {
@@ -179,12 +181,13 @@ void TunerManager::ListenToChannel(int channel, int strength) {
     EnterFilterScanMode(true);
     platform::Sleep(kListenSeconds * platform::kSecond);
     if (mProgramsOnChannel.load(std::memory_order_relaxed) == 0) {
-        PANIC("Found chan %d strength %d of 5, but no programs! Rcvd %d PATs and %d PMTs. Try again.\n", channel, strength,
-              since.Pats(), since.Pmts());
+        PANIC("Found chan %d strength %d of 5, but no programs! Rcvd %d PATs and %d PMTs. Try again.\n", channel,
+              strength, since.Pats(), since.Pmts());
         platform::Sleep(kExtraListenSeconds * platform::kSecond);
         if (mProgramsOnChannel.load(std::memory_order_relaxed) == 0) {
-            PANIC("Waited extra %d seconds, but still nothing ... Rcvd %d PATs and %d PMTs. giving up on this channel\n",
-                  kExtraListenSeconds, since.Pats(), since.Pmts());
+            PANIC(
+                "Waited extra %d seconds, but still nothing ... Rcvd %d PATs and %d PMTs. giving up on this channel\n",
+                kExtraListenSeconds, since.Pats(), since.Pmts());
         }
     }
     EnterFilterScanMode(false);

@@ -1,0 +1,64 @@
+/// An index over the guide events of one programme, beside the list that owns their order.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+class Event;
+
+/// Finds the events of one programme by id and by time as a walk of their list would, without the walk: a guide of
+/// weeks costs the stream's thread no more than one of hours. The events are the programme's.
+class EventIndex {
+ public:
+    /// Takes an event that was appended to the list. It isn't found by time before `SetTime`.
+    void Append(Event* event);
+
+    /// Sets an event's start and duration, and files it under them.
+    void SetTime(Event& event, std::uint32_t start, std::uint32_t duration);
+
+    /// \return the event with this event_id, or null
+    Event* FindId(std::uint16_t eventId) const;
+
+    /// \return the first event in list order with start <= moment <= start + duration, or null. The sum is one of
+    ///         unsigned 32 bits: an event that passes the end of 32-bit time is never found.
+    Event* FindTime(std::uint32_t moment) const;
+
+ private:
+    static constexpr unsigned kPageBits = 8;
+    static constexpr std::size_t kPageSize = 1u << kPageBits;
+    using Page = std::array<Event*, kPageSize>;
+
+    static constexpr std::size_t kBlockSize = 64;
+
+    /// One event's time. Spans are in order of start, those of one start in list order.
+    struct Span {
+        std::uint32_t start;
+        std::uint32_t end;
+        std::uint32_t place;
+        Event* event;
+        bool operator<(const Span& other) const {
+            return start != other.start ? start < other.start : place < other.place;
+        }
+    };
+
+    /// A run of spans, so that neither an insertion nor a search touches them all.
+    struct Block {
+        explicit Block(std::vector<Span> run) : spans(std::move(run)) { Summarize(); }
+        void Summarize();
+
+        std::vector<Span> spans;  ///< 1 to kBlockSize
+        std::uint32_t firstStart = 0;
+        std::uint32_t lastEnd = 0;     ///< latest of all
+        std::uint32_t firstPlace = 0;  ///< lowest of all
+    };
+
+    std::vector<Block>::iterator BlockOf(const Span& span);
+    void Insert(const Span& span);
+    void Erase(const Span& span);
+
+    std::array<std::unique_ptr<Page>, kPageSize> mById;  ///< by the high byte of the id, then by the low one
+    std::uint32_t mCount = 0;
+    std::vector<Block> mByTime;
+};

@@ -1,0 +1,108 @@
+// The index over a programme's events tells what a walk of their list tells; the list and its cursors.
+#include "eventindex.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <set>
+
+#include "tunermanager.h"
+
+namespace {
+
+/// The plain walk by id that the index stands for.
+Event* WalkForId(SList<Event>& events, std::uint16_t id) {
+    Event* event = events.begin(0);
+    while (event != nullptr && static_cast<std::uint16_t>(event->eventId) != id) event = events.next(0);
+    return event;
+}
+
+/// The plain walk by time. Without a time from the EIT an event isn't found.
+Event* WalkForTime(SList<Event>& events, std::uint32_t moment) {
+    for (Event* event = events.begin(1); event != nullptr; event = events.next(1)) {
+        const std::uint32_t end = event->startTime + event->duration;
+        if (event->eitWasSet && event->startTime <= moment && moment <= end) return event;
+    }
+    return nullptr;
+}
+
+/// What a broadcast may do to the guide of one programme.
+struct Broadcast {
+    const char* what;
+    std::uint32_t origin, span;  ///< starts lie in origin .. origin + span
+    std::uint32_t longest;       ///< seconds
+    int events;
+    unsigned ids;
+};
+
+const Broadcast kBroadcasts[] = {
+    {"hours in order of their ids", 1000000000, 86400 * 16, 3600, 3000, 0x10000},
+    {"all at once", 1000000000, 600, 86400 * 12, 800, 0x4000},
+    {"moments, often the same", 1000000000, 300, 2, 800, 0x4000},
+    {"few ids, always retimed", 1000000000, 86400, 7200, 3000, 150},
+    {"around the end of 32-bit time", 0xFFFFF000, 0x0FFF, 0x2000, 1000, 0x4000},
+    {"the start of time, any length", 0, 100, 0xFFFFFFFF, 500, 0x4000},
+};
+
+void CompareWithTheWalk(const Broadcast& broadcast) {
+    std::mt19937 random(7);
+    const auto upTo = [&](std::uint32_t most) {
+        return static_cast<std::uint32_t>(random() % (most + std::uint64_t{1}));
+    };
+    ScalProgramDesc programme;
+    SList<Event>& events = programme.mEvents;
+    EventIndex& index = programme.mEventIndex;
+    std::set<std::uint32_t> moments{0, 1, 0xFFFFFFFF};
+    for (int i = 0; i < broadcast.events; ++i) {
+        const auto id = static_cast<std::uint16_t>(upTo(broadcast.ids - 1));
+        Event* event = WalkForId(events, id);
+        ASSERT_EQ(index.FindId(id), event) << broadcast.what << ", id " << id;
+        if (event == nullptr) {
+            event = new Event;
+            event->eventId = id;
+            events.push_back(event);
+            index.Append(event);
+        }
+        if (upTo(9) != 0) {  // some have no more than a long text yet
+            index.SetTime(*event, broadcast.origin + upTo(broadcast.span), upTo(broadcast.longest));
+            event->eitWasSet = true;
+            const std::uint32_t end = event->startTime + event->duration;
+            for (const std::uint32_t edge : {event->startTime, end}) moments.insert({edge - 1, edge, edge + 1});
+        }
+        const std::uint32_t moment = broadcast.origin + upTo(broadcast.span);
+        ASSERT_EQ(index.FindTime(moment), WalkForTime(events, moment)) << broadcast.what << ", moment " << moment;
+    }
+    for (const std::uint32_t moment : moments) {
+        ASSERT_EQ(index.FindTime(moment), WalkForTime(events, moment)) << broadcast.what << ", moment " << moment;
+    }
+    for (unsigned id = 0; id < 0x10000; ++id) {
+        const Event* const found = index.FindId(static_cast<std::uint16_t>(id));
+        ASSERT_TRUE(found == nullptr || found->eventId == id) << id;
+    }
+}
+
+}  // namespace
+
+TEST(EventIndex, FindsWhatTheWalkFinds) {
+    for (const Broadcast& broadcast : kBroadcasts) CompareWithTheWalk(broadcast);
+}
+
+TEST(EventList, GoesBeyondItsPoolAndKeepsItsCursorsApart) {
+    SList<int> list(3);
+    int values[5] = {0, 1, 2, 3, 4};
+    EXPECT_EQ(list.begin(0), nullptr);
+    EXPECT_EQ(list.next(0), nullptr);
+    EXPECT_EQ(list.next(0), nullptr);
+    for (int& value : values) list.push_back(&value);
+    EXPECT_EQ(list.length(), 5u);
+    EXPECT_EQ(list.begin(0), &values[0]);
+    EXPECT_EQ(list.next(0), &values[1]);
+    int* walked = list.begin(1);
+    for (int& value : values) {
+        EXPECT_EQ(walked, &value);
+        walked = list.next(1);
+    }
+    EXPECT_EQ(walked, nullptr);
+    EXPECT_EQ(list.next(1), nullptr);
+    EXPECT_EQ(list.next(0), &values[2]) << "the walk of cursor 1 left cursor 0 where it was";
+}

@@ -1,0 +1,120 @@
+/// A store with a master that hears it, and the few words that the tests of the guide speak to both in.
+#pragma once
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "broadcasttime.h"
+#include "fast_machine.h"
+#include "tunermanager.h"
+#include "udpcom.h"
+
+/// A client of the command socket, and what it is sent.
+class Master {
+ public:
+    Master() : mSocket(socket(AF_INET, SOCK_DGRAM, 0)) {}
+    ~Master() { close(mSocket); }
+    Master(const Master&) = delete;
+    Master& operator=(const Master&) = delete;
+
+    /// Sends the server a datagram, so that this is its last client.
+    void Ask(UdpServer& server, std::uint16_t port) {
+        sockaddr_in to{};
+        to.sin_family = AF_INET;
+        to.sin_port = htons(port);
+        to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        sendto(mSocket, "?", 1, 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
+        char buffer[16];
+        ASSERT_TRUE(server.WaitForData(5, 0));
+        ASSERT_EQ(server.Receive(buffer, sizeof buffer - 1, 0), 1);
+    }
+
+    /// \return the next datagram, or "(nothing)" when none comes within `milliseconds`
+    std::string Hear(int milliseconds = 10000) {
+        pollfd ready{mSocket, POLLIN, 0};
+        if (poll(&ready, 1, milliseconds) != 1) return "(nothing)";
+        char data[65536];
+        const ssize_t size = recv(mSocket, data, sizeof data, 0);
+        return std::string(data, size > 0 ? static_cast<std::size_t>(size) : 0);
+    }
+
+ private:
+    int mSocket;
+};
+
+/// A TunerManager with a forwarding peer, silent in the log.
+class GuideTest : public testing::Test {
+ protected:
+    static constexpr std::uint16_t kPort = 5000;
+
+    GuideTest() { Begin('T'); }
+
+    /// Starts afresh in a role. The old store stays: its scan thread has no end.
+    void Begin(char role) {
+        global_debug_flag = 0;
+        fast_machine::RecordShell(true);
+        store = new TunerManager(role);
+        EXPECT_TRUE(server.Connect(kPort));
+        master.Ask(server, kPort);
+        store->SetTunerForwarding(&server);
+    }
+
+    void Tune(int channel) { EXPECT_TRUE(store->TuneToChannel(channel)); }
+
+    /// Adds a programme of the current channel, with a VCT that names it.
+    void AddProgramme(std::uint16_t transportId, std::uint16_t programId, std::uint16_t sourceId) {
+        store->AddProgramToScanResults(transportId, programId);
+        store->SetPsipInfoForProgram(transportId, programId, "\0N\0E\0W\0S\0\0\0\0\0\0", 7, 1, 4, 0, transportId,
+                                     sourceId);
+    }
+
+    bool SetEvent(std::uint16_t sourceId, std::uint16_t eventId, std::uint32_t start, std::uint32_t seconds,
+                  std::string title, std::uint8_t mode = 0) {
+        return store->SetEventInfoForProgram(sourceId, eventId, start, seconds, static_cast<std::uint8_t>(title.size()),
+                                             title.data(), mode);
+    }
+
+    /// \param eventId  0 for the channel's own text
+    bool SetText(std::uint16_t sourceId, std::uint16_t eventId, const std::string& text, std::uint8_t mode = 0) {
+        return store->SetExtendedText(sourceId, static_cast<std::uint16_t>(eventId << 2 | 2), text.data(),
+                                      static_cast<std::uint32_t>(text.size()), mode);
+    }
+
+    /// \return the whole report, line by line
+    std::string Scal() {
+        store->RewindScan();
+        std::string report;
+        char line[256];
+        for (int size; (size = store->GetNextProgramScalFormatted(line, sizeof line)) > 0;) {
+            report.append(line, static_cast<std::size_t>(size));
+        }
+        return report;
+    }
+
+    /// \return the reply to a guide query; a refusal in brackets
+    std::string Epg(char type, std::uint16_t programId, std::uint32_t date = 0, std::uint32_t time = 0,
+                    std::uint32_t minutes = 0) {
+        buffer.assign(TunerManager::kReplySize, 'x');
+        const char* const refused = store->ProcessEpgData(buffer.data(), 0, programId, date, time, minutes, type);
+        return refused != nullptr ? std::string("[") + refused + "]" : master.Hear();
+    }
+
+    std::string Listing(Language::LanguageModeEnum mode) {
+        buffer.assign(TunerManager::kReplySize, 'x');
+        EXPECT_EQ(store->GetLanguagesOrSubtitles(mode, buffer.data()), nullptr);
+        return master.Hear();
+    }
+
+    TunerManager* store = nullptr;
+    UdpServer server;
+    Master master;
+    std::vector<char> buffer;
+};
