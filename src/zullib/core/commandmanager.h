@@ -36,6 +36,7 @@ class CommandManager {
 
     static constexpr std::size_t kCommandSize = 8192;  ///< bytes of the command buffer, which replies are built over
     static constexpr int kMaxRequest = 2040;           ///< bytes taken of a request
+    static constexpr std::size_t kSavedUnitSize = 255;  ///< bytes kept of a UNIT command, its terminator among them
     static constexpr std::uint16_t kReceiverPort = 2008;
     static constexpr std::uint16_t kTransmitterPort = 5000;
 
@@ -83,8 +84,14 @@ class CommandManager {
     char* ProcessStatusGetReceiver(char* cmd);
     char* ProcessIpGet(char* cmd);
     char* ProcessIpSet(char* cmd);
+    bool SetFixedAddresses(const char* address, const char* gateway, const char* netmask);
     char* ProcessRemoteCommand(char* cmd);
     char* ProcessMultipleUpgradeCommand(char* cmd, int len);
+    char* SendUpgradeReply(char* cmd);
+    char* AnnounceImage(char* cmd);
+    char* TakeImagePiece(char* cmd, int len);
+    char* BurnImage(char* cmd);
+    bool IsTransmitter() const;
     bool SetTunerMode(int mode);
     char* ProcessTunerTuneCommand(char* param);
     char* ProcessTunerScanStatusCommand(char* buffer);
@@ -101,7 +108,13 @@ class CommandManager {
     char* ProcessVscaleCommand(char* cmd, int len);
     char* ProcessResolution(char* cmd, int len);
     char* ProcessSelectChannelsToStream(char* cmd, bool save);
+    bool RunStreamCommand(char cmdId, char* parameters);
+    bool RunSlotCommand(char cmdId, char* parameters);
+    bool StartStream(int streamId, char* parameters);
     bool SaveDefaultStartupItem(const char* cmd);
+    bool SaveTunerMode(int tunerMode);
+    void ReadStartupFiles();
+    void PlayStartupItem();
     char* ProcessTunerModeAndDefaultStartupItem(char* cmd);
     char* ProcessPacketSize(char* cmd, int len);
     char* ProcessIrAndUartForward(char* cmd);

@@ -1,0 +1,118 @@
+// IP?, DHCP and REMOTE: the board's network identity, and the code of its remote control.
+#include <cstring>
+
+#include "core/commandmanager.h"
+#include "platform/machine.h"
+#include "replytext.h"
+#include "sharedmem.h"
+#include "snmplocal.h"
+#include "texthelpers.h"
+#include "udpcom.h"
+#include "zul.h"
+
+namespace {
+
+constexpr std::int64_t kReplyWait = platform::kSecond;
+constexpr unsigned kFirstRemote = 0x01;
+constexpr unsigned kLastRemote = 0xfe;
+
+}  // namespace
+
+/// IP?: reads the network identity. Every failure is reported; one is enough for "KO\r\n".
+char* CommandManager::ProcessIpGet(char* cmd) {
+    ReplyText reply(cmd, kCommandSize);
+    bool failed = false;
+    if (const char* const dhcp = mpSnmp->SnmpGet(Oid(DHCP_ENABLE))) {
+        reply.Add("DHCP:%d ", Decimal(dhcp));
+    } else {
+        PANIC("dhcp");
+        failed = true;
+    }
+    reply.Add("MAC:%s ", mpServer->GetSelfMacAddress("eth0"));
+    if (const char* const address = mpSnmp->SnmpGet(Oid(IP_ADDRESS))) {
+        LOG("IP ADDRRESSS: %s\n", address);
+        reply.Add("IP:%s ", address);
+    } else {
+        PANIC("ip addr");
+        failed = true;
+    }
+    if (const char* const gateway = mpSnmp->SnmpGet(Oid(IP_GATEWAY))) {
+        reply.Add("GW:%s ", gateway);
+    } else {
+        PANIC("gateway addr");
+        failed = true;
+    }
+    if (const char* const mask = mpSnmp->SnmpGet(Oid(IP_MASK))) {
+        reply.Add("NM:%s OK\r\n", mask);
+    } else {
+        PANIC("gateway addr");
+        failed = true;
+    }
+    return failed ? mKo : cmd;
+}
+
+/// DHCP: changes the network identity. The reply leaves before the change: behind it the master may have no way here.
+/// \param cmd  "DHCP", then the flag, and for fixed addresses ",address,gateway,netmask"
+/// \return mKo, or null when the reply went out
+char* CommandManager::ProcessIpSet(char* cmd) {
+    if (UpgradeHoldsBack()) {
+        LOG("Upgrade in progress - command rejected\n");
+        return mKo;
+    }
+    char* position = nullptr;
+    const char* const flag = strtok_r(cmd + 4, ",", &position);
+    const int dhcp = flag != nullptr ? Decimal(flag) : 1;
+    char addresses[3][16] = {"", "", ""};
+    for (auto& address : addresses) {
+        const char* const field = strtok_r(nullptr, ",", &position);
+        if (field == nullptr) break;
+        CopyText(address, field);
+    }
+    const auto& [ipAddr, gwAddr, nmAddr] = addresses;
+    LOG("Setting QVAN to DHCP %d, IP %s, GW %s, NM %s\n", dhcp, ipAddr, gwAddr, nmAddr);
+    if (mpSnmp->SnmpSet("%s i %d", Oid(DHCP_ENABLE), dhcp) == nullptr) {
+        PANIC("set dhcp");
+        return mKo;
+    }
+    if (dhcp != 1 && !SetFixedAddresses(ipAddr, gwAddr, nmAddr)) return mKo;
+    mpServer->Reply(mOk, static_cast<int>(std::strlen(mOk)));
+    LOG("Stop Beacon on IP change\n");
+    platform::Sleep(kReplyWait);
+    if (mpSnmp->SnmpSet("%s i 0", Oid(NETWORK_COMMIT)) == nullptr) {
+        PANIC("net commit");
+        return mKo;
+    }
+    LOG("Start Beacon on IP change\n");
+    BeaconRestart();
+    return nullptr;
+}
+
+/// \return false at the first address that the agent refuses; those before it stay with the agent
+bool CommandManager::SetFixedAddresses(const char* address, const char* gateway, const char* netmask) {
+    if (mpSnmp->SnmpSet("%s a %s", Oid(IP_ADDRESS), address) == nullptr) {
+        PANIC("set Ip addr");
+        return false;
+    }
+    if (mpSnmp->SnmpSet("%s a %s", Oid(IP_GATEWAY), gateway) == nullptr) {
+        PANIC("set gw addr");
+        return false;
+    }
+    if (mpSnmp->SnmpSet("%s a %s", Oid(IP_MASK), netmask) == nullptr) {
+        PANIC("set netmask");
+        return false;
+    }
+    return true;
+}
+
+/// REMOTE: sets the code that the infrared remote is to obey.
+/// \param cmd  the code in hexadecimal, 01 to fe
+char* CommandManager::ProcessRemoteCommand(char* cmd) {
+    const unsigned remote = hatoi(cmd);
+    if (remote < kFirstRemote || remote > kLastRemote) {
+        LOG("Invalid IR mode code received: %d.\n", static_cast<int>(remote));
+        return mKo;
+    }
+    LOG("Setting IR mode code to %.4x. Previous was %.4x\n", remote, SharedMem::Self()->IrModeCode());
+    SharedMem::Self()->IrModeCode(static_cast<std::uint16_t>(remote));
+    return mOk;
+}

@@ -1,0 +1,128 @@
+// What a board remembers over a restart: the last accepted UNIT command, and the tuner's mode.
+#include <strings.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "core/commandmanager.h"
+#include "platform/machine.h"
+#include "systemmanager.h"
+#include "texthelpers.h"
+#include "tunermanager.h"
+#include "udpcom.h"
+#include "zul.h"
+
+namespace {
+
+constexpr const char* kStartupFile = "/mnt/hd1/zul_def_startup";
+constexpr const char* kTunerModeFile = "/mnt/hd1/zul_tunermode";
+constexpr int kSettingsPartition = 1;
+constexpr std::size_t kMaxStartupItem = 1024;  ///< bytes read of the file
+constexpr std::size_t kMaxTunerMode = 6;
+constexpr std::size_t kTextGuard = 64;  ///< zero bytes behind the item, as behind a request
+constexpr std::int64_t kSaveWait = platform::kSecond;
+constexpr std::int64_t kNetworkPoll = 500 * platform::kMillisecond;
+
+/// Writes a whole file. \return false when it can't be opened or written to its end
+bool WriteFile(const char* path, const char* text) {
+    FILE* const file = std::fopen(platform::DiskPath(path).c_str(), "w");
+    if (file == nullptr) return false;
+    const std::size_t size = std::strlen(text);
+    const bool written = std::fwrite(text, 1, size, file) == size;
+    return std::fclose(file) == 0 && written;
+}
+
+/// Reads at most `size` bytes of a file into `text`, which has room for a terminator behind them.
+/// \return false when it can't be opened
+bool ReadFile(const char* path, const char* mode, char* text, std::size_t size) {
+    FILE* const file = std::fopen(platform::DiskPath(path).c_str(), mode);
+    if (file == nullptr) return false;
+    text[std::fread(text, 1, size, file)] = '\0';
+    std::fclose(file);
+    return true;
+}
+
+}  // namespace
+
+/// Keeps the text of a UNIT command for the next start. \return false when it can't be saved
+bool CommandManager::SaveDefaultStartupItem(const char* cmd) {
+    {
+        const platform::MutexLock bracket(SystemManager::DiskBracket());
+        if (SystemManager::RemountHd(kSettingsPartition, 1) != 0) {
+            PANIC("Can't remount rw");
+            return false;
+        }
+        LOG("Saving Default Startup Item %s\n", cmd);
+        if (!WriteFile(kStartupFile, cmd)) {
+            PANIC("Can't open def startup file");
+            SystemManager::RemountHd(kSettingsPartition, 0);
+            return false;
+        }
+        SystemManager::RemountHd(kSettingsPartition, 0);
+    }
+    platform::Sleep(kSaveWait);
+    return true;
+}
+
+/// TUNERMODE stores and sets a mode; at start-up both the saved mode and the saved item come back.
+/// \param cmd  the mode in decimal, 0 to 2; null at start-up
+char* CommandManager::ProcessTunerModeAndDefaultStartupItem(char* cmd) {
+    if (mpTunerManager->ScanState() == TunerManager::eScanInProgress) return mKo;
+    {
+        const platform::MutexLock bracket(SystemManager::DiskBracket());
+        if (SystemManager::RemountHd(kSettingsPartition, 1) != 0) {
+            PANIC("Can't remount HD rw");
+            return mKo;
+        }
+        const bool accepted = cmd == nullptr || mMyType != 'T' || SaveTunerMode(Decimal(cmd));
+        if (cmd == nullptr) ReadStartupFiles();
+        SystemManager::RemountHd(kSettingsPartition, 0);
+        if (!accepted) return mKo;
+    }
+    if (cmd == nullptr) PlayStartupItem();
+    return mOk;
+}
+
+/// \return false for a mode that the tuner doesn't have; nothing changes then
+bool CommandManager::SaveTunerMode(int tunerMode) {
+    if (tunerMode < TunerManager::eATSC || tunerMode >= TunerManager::eModeMax) return false;
+    char text[8];
+    std::snprintf(text, sizeof text, "%d\n", tunerMode);
+    if (WriteFile(kTunerModeFile, text)) {
+        LOG("Saved mode %s\n", text);
+    } else {
+        PANIC("Cant open tunermode file for w");
+    }
+    SetTunerMode(tunerMode);
+    return true;
+}
+
+/// Restores the tuner's mode, and reads the start-up item into the command buffer.
+void CommandManager::ReadStartupFiles() {
+    if (mMyType == 'T') {
+        char mode[kMaxTunerMode + 1] = "";
+        ReadFile(kTunerModeFile, "r", mode, kMaxTunerMode);
+        SetTunerMode(Decimal(mode));
+    }
+    std::memset(mCommand.get(), 0, kMaxStartupItem + kTextGuard);
+    if (!ReadFile(kStartupFile, "r+", mCommand.get(), kMaxStartupItem)) PANIC("Can't open def startup file");
+}
+
+/// Runs the start-up item through the handler of a live command, when the network is there. It isn't saved again.
+void CommandManager::PlayStartupItem() {
+    char* const item = mCommand.get();
+    if (item[0] == '\0' || strncasecmp(item, "UNIT0", 5) == 0) {
+        LOG("Default startup item is empty");
+        return;
+    }
+    while (BeaconGetCount() == 0) {
+        LOG("Waiting for Network Ready before playing default startup item...");
+        platform::Sleep(kNetworkPoll);
+    }
+    LOG("Playing Default Startup Item: %s\n", item);
+    if (mMyType == 'R') {
+        ProcessSelectChannelsToPlay(item, false);
+    } else {
+        ProcessSelectChannelsToStream(item, false);
+    }
+}

@@ -1,0 +1,64 @@
+// STATUS: what a transmitter streams, and what a receiver plays.
+#include <strings.h>
+
+#include "core/commandmanager.h"
+#include "filter/tsfilter.h"
+#include "replytext.h"
+#include "sharedmem.h"
+#include "snmplocal.h"
+#include "udpcom.h"
+
+namespace {
+
+constexpr int kStrengthStep = 51;  ///< the reply's strength runs from 0 to 255
+constexpr int kStreamLock = 5;     ///< lock state while the item being played is a stream
+constexpr int kBrowserUp = 2;
+
+}  // namespace
+
+/// Transmitter: a group for each stream, then tuner mode and CPU load, which takes a second to measure.
+char* CommandManager::ProcessStatusGetTransmitter(char* cmd) {
+    const int strength = SharedMem::Self()->GetSignalStrengthTransmitter() * kStrengthStep;
+    const auto sigStrength = static_cast<unsigned>(strength);
+    const int lockMode = strength != 0 ? 1 : 0;
+    ReplyText reply(cmd, kCommandSize);
+    reply.Add("STATUS ");
+    bool any = false;
+    for (int slot = 0; slot < kStreams; ++slot) {
+        const auto stream = mpTsf->StatusOfStream(slot);
+        if (!stream) continue;
+        any = true;
+        reply.Add("%d %d %s:%d %d:%d:%.2x:[", stream->active ? 1 : 0, stream->id, stream->address, stream->port, 0, lockMode,
+                  sigStrength);
+        const char* separator = "";
+        for (const std::uint16_t program : stream->programs) {
+            reply.Add("%s%.4x", separator, program);
+            separator = ":";
+        }
+        reply.Add("] ");
+    }
+    if (!any) reply.Add("0 0 0.0.0.0:0 0:%d:%.2x:[] ", lockMode, sigStrength);
+    reply.Add("F:%s ", mTunerMode);
+    reply.Add("E:0 C:\"NO CAM\" %d%% OK\r\n", SharedMem::Self()->GetCpuUtilization());
+    return cmd;
+}
+
+/// Receiver: one line, with the CPU load, which takes a second to measure.
+char* CommandManager::ProcessStatusGetReceiver(char* cmd) {
+    int lockState = 0;
+    if (const char* const item = mpSnmp->SnmpGet(Oid(CURRENT_ITEM_BEING_PLAYED))) {
+        if (strncasecmp(item, "Stream", 6) == 0) lockState = kStreamLock;
+    } else {
+        PANIC("snmp");
+    }
+    SharedMem* const block = SharedMem::Self();
+    const int program = block->GetProgramReceivedReceiver();
+    const int video = block->GetVideoTypeReceiver();
+    const int audio = block->GetAudioTypeReceiver();
+    const int load = block->GetCpuUtilization();
+    ReplyText(cmd, kCommandSize)
+        .Add("STATUS %d %s:%d %d:%.4x %d %d %d %d %d%%OK\r\n", mLastUnitCommandId, mMulticastIpReceived,
+             mMulticastPortReceived, lockState, static_cast<unsigned>(program), video, audio, mBrowserUp ? kBrowserUp : 0, 0,
+             load);
+    return cmd;
+}
