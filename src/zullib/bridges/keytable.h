@@ -70,4 +70,4 @@ constexpr bool KeysAreDistinct() {
     }
     return true;
 }
-static_assert(KeysAreDistinct() && FindKey(kKeyMenu) != nullptr);
+static_assert(KeysAreDistinct());

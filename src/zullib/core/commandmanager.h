@@ -104,9 +104,16 @@ class CommandManager {
     char* ProcessUnit(char* cmd);
     bool PlayLayer(const char* mcastIp, std::uint16_t mcastPort, int progId, int audioId);
     char* ProcessSelectChannelsToPlay(char* cmd, bool save);
+    void ForgetStream();
+    bool PlayFields(int subcmd, char* position);
+    void CopyUnitCommand(const char* text);
+    void StopPlaying();
     char* ProcessUrlSet(char* cmd);
+    char* SendBrowserKey(int key);
+    void ShowPage();
     char* ProcessVscaleCommand(char* cmd, int len);
     char* ProcessResolution(char* cmd, int len);
+    void ReplayLastUnit();
     char* ProcessSelectChannelsToStream(char* cmd, bool save);
     bool RunStreamCommand(char cmdId, char* parameters);
     bool RunSlotCommand(char cmdId, char* parameters);
