@@ -42,7 +42,7 @@ TEST_F(StreamsTest, AStreamCarriesPsiItsProgrammeAndWhatNobodyClaims) {
 }
 
 TEST_F(StreamsTest, StartMulticastRefusesBeforeItChangesAnything) {
-    for (const char* text : {"", "239.1.1.1", "239.1.1.1,5000", "239.1.1,x,5", "300.1.1.1,5000,5"}) {
+    for (const char* text : {"", "239.1.1.1", "239.1.1.1,5000", "239.1.1.x,5000,5", "300.1.1.1,5000,5"}) {
         std::string cmd = text;
         EXPECT_FALSE(mFilter.StartMulticast(0, cmd.data())) << text;
     }
