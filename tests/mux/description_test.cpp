@@ -1,0 +1,112 @@
+// Descriptions in JSON: what they come to, and what is said of wrong ones.
+#include <gtest/gtest.h>
+
+#include "mux/description_json.h"
+#include "mux/error.h"
+#include "mux/multiplexer.h"
+
+namespace {
+
+const std::string kHead = R"({"start": "2026-03-01T18:00:00Z", "programmes": [{"name": "A", "channel": "7.1")";
+
+std::string ErrorOf(const std::string& json) {
+    try {
+        mux::ParseDescription(json);
+        return "none";
+    } catch (const mux::Error& error) {
+        return error.what();
+    }
+}
+
+TEST(Description, NamesTheWrongKeyAndWhatWasExpected) {
+    const struct {
+        std::string json;
+        std::string error;
+    } kCases[] = {
+        {kHead + "}]}", "none"},
+        {"[]", "the description: an object was expected"},
+        {R"({"rate": 5})", "rate: a number from 100000 to 200000000 was expected, not 5"},
+        {R"({"rate": "fast"})", "rate: a number from 100000 to 200000000 was expected, not \"fast\""},
+        {R"({"ratte": 5})", "ratte: there is no such key"},
+        {R"({"vct": "air"})", "vct: one of \"terrestrial\", \"cable\" was expected, not \"air\""},
+        {R"({"modulation": 8})", "modulation: one of \"8vsb\", \"qam64\", \"qam256\" was expected, not 8"},
+        {R"({"programmes": {}})", "programmes: an array was expected, not {}"},
+        {R"({"programmes": [{"channel": "7.1"}]})", "programmes[0].name: a text was expected, it is missing"},
+        {R"({"programmes": [{"name": "A", "channel": "7.1x"}]})",
+         "programmes[0].channel: two numbers up to 1023, as in \"7.1\", was expected, not \"7.1x\""},
+        {kHead + R"(, "pmt_pid": "0x2000"}]})",
+         "programmes[0].pmt_pid: a number from 16 to 8190 was expected, not \"0x2000\""},
+        {kHead + R"(, "pmt_pid": "0x1FFB"}]})", "PID 8187: both the PSIP tables and the PMT of programme 1"},
+        {kHead + R"(, "video": {"size": "3x3"}}]})",
+         "programmes[0].video.size: even numbers as in \"704x480\" was expected, not \"3x3\""},
+        {kHead + R"(, "audio": [{}, {"language": "english"}]}]})",
+         "programmes[0].audio[1].language: three letters was expected, not \"english\""},
+        {kHead + R"(, "captions": [{"service": 64}]}]})",
+         "programmes[0].captions[0].service: a number from 0 to 63 was expected, not 64"},
+        {kHead + R"(, "text": 5}]})",
+         "programmes[0].text: a text, an object or an array of objects was expected, not 5"},
+        {kHead + R"(, "guide": {"events": [{"start": "soon"}]}}]})",
+         "programmes[0].guide.events[0].start: a moment, or hours and minutes as \"+1:30\", was expected, not "
+         "\"soon\""},
+        {kHead + R"(, "guide": {"rules": [{"from": "+0:00", "hours": 1}]}}]})",
+         "programmes[0].guide.rules[0].minutes: an array with at least one length was expected, it is missing"},
+        {kHead + R"(, "guide": {"events": [{"start": "+0:00", "id": 4}, {"start": "+0:00", "id": 4}]}}]})",
+         "event id of programme 1 4: both an event and an event"},
+        {kHead + R"(}, {"name": "B", "channel": "7.2", "number": 1}]})",
+         "programme number 1: both programme 1 and programme 1"},
+        {R"({"start": "2026-02-30T18:00:00Z"})",
+         "\"2026-02-30T18:00:00Z\": a moment as \"2026-03-01T18:00:00Z\" or \"now\" was expected"},
+    };
+    for (const auto& [json, error] : kCases) EXPECT_EQ(ErrorOf(json), error) << json;
+    EXPECT_NE(ErrorOf("{").find("parse error"), std::string::npos);
+}
+
+TEST(Description, TimesAreGpsSeconds) {
+    // 1 March 2026 18:00 UTC is 1772388000 in Unix time; 18 leap seconds since 1980.
+    EXPECT_EQ(mux::ParseDescription("{}").start, 1'772'388'000u - 315'964'800u + 18u);
+    const auto events = mux::ParseDescription(kHead + R"(, "guide": {"events": [
+        {"start": "-0:10"}, {"start": "+26:05", "seconds": 90}, {"start": "2026-03-01T18:00:07Z", "minutes": 2}]}}]})")
+                            .programmes[0]
+                            .events;
+    EXPECT_EQ(events[0].start, -600);
+    EXPECT_EQ(events[0].seconds, 1800u);
+    EXPECT_EQ(events[1].start, 26 * 3600 + 300);
+    EXPECT_EQ(events[1].seconds, 90u);
+    EXPECT_EQ(events[2].start, 7);
+    EXPECT_EQ(events[2].seconds, 120u);
+}
+
+TEST(Description, RulesMakeDaysOfEvents) {
+    const auto events =
+        mux::ParseDescription(
+            kHead + R"(, "guide": {"events": [{"start": "+0:00", "id": 2}], "rules": [{"from": "-1:00", "hours": 48,
+        "minutes": [30, 60], "titles": ["News {n}", {"text": "Kino {day}", "language": "deu"}], "texts": ["A", "B"],
+        "text_every": 3, "overlap_every": 4, "cancel_every": 5, "cancelled_at": 700}]}}]})")
+            .programmes[0]
+            .events;
+    ASSERT_EQ(events.size(), 1u + 64u);
+    EXPECT_EQ(events[1].id, 1) << "the lowest that is free";
+    EXPECT_EQ(events[2].id, 3);
+    EXPECT_EQ(events[1].start, -3600);
+    EXPECT_EQ(events[2].start, -1800);
+    EXPECT_EQ(events[3].title[0].text, "News 3");
+    EXPECT_EQ(events[64].title[0].text, "Kino 2");
+    EXPECT_EQ(events[64].title[0].language, "deu");
+    EXPECT_EQ(events[1].text[0].text, "A");
+    EXPECT_TRUE(events[2].text.empty());
+    EXPECT_EQ(events[4].text[0].text, "B");
+    EXPECT_EQ(events[4].seconds, 5400u) << "runs into its follower";
+    EXPECT_FALSE(events[4].cancelled);
+    EXPECT_EQ(events[5].cancelled, 700u);
+}
+
+TEST(Description, TheExamplesMakeMultiplexes) {
+    for (const std::string name : {"example", "small"}) {
+        const auto description = mux::LoadDescription(std::string(ZUL_EXAMPLES) + "/" + name + ".json");
+        EXPECT_GE(description.programmes.size(), 3u);
+        EXPECT_NO_THROW(mux::MakeMultiplex(description, {.milliseconds = 2'000})) << name;
+    }
+    EXPECT_THROW(mux::LoadDescription("/nowhere.json"), mux::Error);
+}
+
+}  // namespace

@@ -1,0 +1,230 @@
+// Whole multiplexes: counters, clock, repetition, evenness, and what happens where a stream is played again.
+#include <bitstream/mpeg/pes.h>
+#include <bitstream/mpeg/psi/psi.h>
+#include <bitstream/mpeg/ts.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "mux/error.h"
+#include "mux/multiplexer.h"
+#include "stream_reader.h"
+
+namespace {
+
+constexpr double kRate = 6'000'000;
+
+mux::Programme MakeProgramme(std::uint16_t number) {
+    mux::Programme programme;
+    const auto base = static_cast<std::uint16_t>(0x20 + 16 * number);
+    programme.number = number;
+    programme.pmtPid = base;
+    programme.name = "P" + std::to_string(number);
+    programme.major = 7;
+    programme.minor = number;
+    programme.sourceId = static_cast<std::uint16_t>(100 + number);
+    programme.video = mux::Video{.pid = static_cast<std::uint16_t>(base + 1), .bitRate = 900'000};
+    programme.audio = {{.pid = static_cast<std::uint16_t>(base + 4)}};
+    programme.captions = {{}};
+    programme.text = {{.text = "A channel"}};
+    for (std::uint16_t id = 1; id <= 20; ++id) {
+        programme.events.push_back({.id = id,
+                                    .start = (id - 1) * 1800,
+                                    .title = {{.text = "Event"}},
+                                    .text = {{.text = std::string(300, 't')}}});
+    }
+    return programme;
+}
+
+mux::Description MakeDescription() {
+    mux::Description description;
+    description.rate = static_cast<unsigned>(kRate);
+    description.start = 1'456'002'018;  // a window of three hours begins
+    for (std::uint16_t number = 1; number <= 3; ++number) description.programmes.push_back(MakeProgramme(number));
+    description.programmes[2].scrambled = true;
+    return description;
+}
+
+std::vector<std::uint16_t> SectionPids(const mux::Description& description) {
+    std::vector<std::uint16_t> pids{mux::kPidPat, mux::kPidPsip, mux::kPidChannelEtt};
+    for (const auto& programme : description.programmes) pids.push_back(programme.pmtPid);
+    for (std::uint16_t k = 0; k < 128; ++k) {
+        pids.push_back(mux::kPidEit0 + k);
+        pids.push_back(mux::kPidEtt0 + k);
+    }
+    return pids;
+}
+
+double Seconds(std::size_t packets) { return static_cast<double>(packets) * 1504 / kRate; }
+
+// Longest time between two sections of a table on a PID, and before the first and behind the last.
+double LongestGap(const SeenPid& seen, std::uint8_t tableId, std::size_t packets) {
+    std::size_t before = 0;
+    std::size_t longest = 0;
+    for (const SeenSection& section : seen.sections) {
+        if (section.bytes[0] != tableId || section.bytes[6] != 0) continue;
+        longest = std::max(longest, section.packet - before);
+        before = section.packet;
+    }
+    return Seconds(std::max(longest, packets - before));
+}
+
+class Played : public testing::TestWithParam<mux::Packing> {
+ protected:
+    Played() {
+        mDescription.packing = GetParam();
+        mStream = mux::MakeMultiplex(mDescription, {.milliseconds = 5'000});
+    }
+    mux::Description mDescription = MakeDescription();
+    mux::Octets mStream;
+};
+
+TEST_P(Played, TwiceInARowHasNoFault) {
+    mux::Octets twice = mStream;
+    twice.insert(twice.end(), mStream.begin(), mStream.end());
+    const StreamReader reader(twice, SectionPids(mDescription));
+    EXPECT_EQ(reader.Faults(), std::vector<std::string>{});
+    EXPECT_NEAR(Seconds(mStream.size() / mux::kPacketSize), 5.0, 0.001);
+    for (const auto& [pid, seen] : reader.Pids()) {
+        EXPECT_TRUE(pid == mux::kPidNull || seen.payloads / 2 % 16 == 0) << pid;
+    }
+}
+
+TEST_P(Played, TablesKeepTheirRepetitionAlsoOverTheSeam) {
+    mux::Octets twice = mStream;
+    twice.insert(twice.end(), mStream.begin(), mStream.end());
+    StreamReader reader(twice, SectionPids(mDescription));
+    const struct {
+        std::uint16_t pid;
+        std::uint8_t tableId;
+        double most;
+    } kCases[] = {
+        {mux::kPidPat, 0x00, 0.100},    {mDescription.programmes[1].pmtPid, 0x02, 0.100},
+        {mux::kPidPsip, 0xC7, 0.150},   {mux::kPidPsip, 0xC8, 0.400},
+        {mux::kPidPsip, 0xCD, 1.0},     {mux::kPidEit0, 0xCB, 0.5},
+        {mux::kPidEit0 + 1, 0xCB, 3.0}, {mux::kPidChannelEtt, 0xCC, 3.0},
+        {mux::kPidEtt0, 0xCC, 3.0},     {mux::kPidEit0 + 3, 0xCB, 5.0},
+    };
+    // A sending may be a few packets late where others on its PID are under way.
+    for (const auto& [pid, tableId, most] : kCases)
+        EXPECT_LE(LongestGap(reader.Pid(pid), tableId, reader.Packets()), most + 0.04) << pid;
+}
+
+TEST_P(Played, EveryStreamIsEvenAndTheClockExact) {
+    for (const auto& programme : mDescription.programmes) {
+        const std::uint16_t pid = programme.video->pid;
+        std::size_t before = 0;
+        std::size_t longest = 0;
+        std::size_t shortest = SIZE_MAX;
+        double lastPcr = -1;
+        for (std::size_t at = 0; at < mStream.size(); at += mux::kPacketSize) {
+            const std::uint8_t* const packet = &mStream[at];
+            if (ts_get_pid(packet) != pid) continue;
+            if (ts_has_adaptation(packet) && ts_get_adaptation(packet) > 0 && tsaf_has_pcr(packet)) {
+                const double pcr = static_cast<double>(tsaf_get_pcr(packet) * 300 + tsaf_get_pcrext(packet)) / 27e6;
+                EXPECT_NEAR(pcr, static_cast<double>(at + 10) * 8 / kRate, 0.000'000'5);
+                EXPECT_LE(pcr - lastPcr, lastPcr < 0 ? 2 : 0.045);
+                EXPECT_EQ(tsaf_has_discontinuity(packet), lastPcr < 0) << "only where the clock begins";
+                lastPcr = pcr;
+                continue;
+            }
+            if (before != 0) {
+                longest = std::max(longest, at - before);
+                shortest = std::min(shortest, at - before);
+            }
+            before = at;
+        }
+        const double mean = kRate / 8 / (900'000 * 1.04 / 8 / 184);
+        EXPECT_LT(static_cast<double>(longest), mean * 2) << pid;
+        EXPECT_GT(static_cast<double>(shortest), mean / 3) << pid;
+        EXPECT_GT(lastPcr, 4.9);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Packing, Played, testing::Values(mux::Packing::kAligned, mux::Packing::kDense),
+                         [](const auto& packing) {
+                             return packing.param == mux::Packing::kAligned ? "Aligned" : "Dense";
+                         });
+
+// Each unit arrives whole before its time, by the clock of its programme, and not a second too early.
+TEST(Multiplex, PresentationTimesLieAheadOfArrival) {
+    const mux::Description description = MakeDescription();
+    const mux::Octets stream = mux::MakeMultiplex(description, {.milliseconds = 4'000});
+    for (const std::uint16_t pid : {description.programmes[0].video->pid, description.programmes[1].audio[0].pid}) {
+        double due = -1;
+        int units = 0;
+        for (std::size_t at = 0; at < stream.size(); at += mux::kPacketSize) {
+            mux::Packet packet;
+            std::copy_n(stream.begin() + static_cast<std::ptrdiff_t>(at), packet.size(), packet.begin());
+            if (ts_get_pid(packet.data()) != pid || !ts_has_payload(packet.data())) continue;
+            const double now = static_cast<double>(at) * 8 / kRate;
+            ASSERT_TRUE(due < 0 || now < due) << pid << " unit " << units << " at " << now;
+            if (!ts_get_unitstart(packet.data())) continue;
+            const std::uint8_t* const pes = ts_payload(packet.data());
+            ASSERT_TRUE(pes_validate(pes) && pes_validate_header(pes) && pes_validate_pts(pes));
+            due = static_cast<double>(pes_get_pts(pes)) / 90'000;
+            EXPECT_LT(due - now, 0.3) << pid;
+            ++units;
+        }
+        EXPECT_EQ(units, pid == description.programmes[0].video->pid ? 119 : 125);
+    }
+}
+
+TEST(Multiplex, ScrambledProgrammesAreMarkedAndOthersClear) {
+    const mux::Description description = MakeDescription();
+    const mux::Octets stream = mux::MakeMultiplex(description, {.milliseconds = 1'000});
+    for (std::size_t at = 0; at < stream.size(); at += mux::kPacketSize) {
+        const std::uint16_t pid = ts_get_pid(&stream[at]);
+        const auto& last = description.programmes[2];
+        const bool scrambled = (pid == last.video->pid || pid == last.audio[0].pid) && ts_has_payload(&stream[at]);
+        ASSERT_EQ(ts_get_scrambling(&stream[at]), scrambled ? 2 : 0) << pid;
+    }
+}
+
+TEST(Multiplex, IsTheSameForTheSameSeedOnly) {
+    const mux::Description description = MakeDescription();
+    const auto one = mux::MakeMultiplex(description, {.milliseconds = 500, .seed = 5});
+    EXPECT_EQ(one, mux::MakeMultiplex(description, {.milliseconds = 500, .seed = 5}));
+    EXPECT_NE(one, mux::MakeMultiplex(description, {.milliseconds = 500, .seed = 6}));
+}
+
+TEST(Multiplex, RefusesARateThatIsTooLow) {
+    mux::Description description = MakeDescription();
+    description.rate = 3'000'000;
+    EXPECT_THROW(mux::MakeMultiplex(description, {.milliseconds = 1'000}), mux::Error);
+}
+
+// An empty multiplex, and one whose times are as short as they come.
+TEST(Multiplex, HasNoLeastSize) {
+    const StreamReader empty(mux::MakeMultiplex({}, {.milliseconds = 2'000}), {mux::kPidPat, mux::kPidPsip});
+    EXPECT_EQ(empty.Faults(), std::vector<std::string>{});
+    const StreamReader brief(mux::MakeMultiplex(MakeDescription(), {.milliseconds = 500}),
+                             SectionPids(MakeDescription()));
+    EXPECT_EQ(brief.Faults(), std::vector<std::string>{});
+}
+
+// A cancelled event goes with a version of its windows' tables, and one of the MGT that tells of it.
+TEST(Multiplex, CancellationChangesVersionsFromItsMomentOn) {
+    mux::Description description = MakeDescription();
+    description.version = 31;
+    description.programmes[0].events[1].cancelled = 1'000;
+    description.repetition.eit0 = description.repetition.ett0 = 200;
+    StreamReader reader(mux::MakeMultiplex(description, {.milliseconds = 2'000}), SectionPids(description));
+    for (const auto& [pid, tableId, changes] : {std::tuple{mux::kPidEit0, 0xCB, true},
+                                                {mux::kPidEtt0, 0xCC, true},
+                                                {mux::kPidPsip, 0xC7, true},
+                                                {mux::kPidPat, 0x00, false}}) {
+        for (const SeenSection& section : reader.Pid(pid).sections) {
+            if (section.bytes[0] != tableId || std::abs(Seconds(section.packet) - 1) < 0.11)
+                continue;  // a sending under way
+            const int version = psi_get_version(section.bytes.data());
+            ASSERT_EQ(version, changes && Seconds(section.packet) > 1 ? 0 : 31)
+                << pid << " at " << Seconds(section.packet);
+            if (tableId != 0xCB || section.bytes[4] != 101) continue;
+            ASSERT_EQ(section.bytes[9], version == 31 ? 6 : 5) << "events at " << Seconds(section.packet);
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,102 @@
+/// What a multiplex carries, as plain data. description_json.h reads it from a file; tests fill it in directly.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "descriptors.h"
+#include "multiple_string.h"
+#include "packetizer.h"
+#include "vct_writer.h"
+
+namespace mux {
+
+/// MPEG-2 video of one programme.
+struct Video {
+    std::uint16_t pid = 0;
+    unsigned bitRate = 1'500'000;  ///< bits a second, of the elementary stream
+    unsigned width = 352;
+    unsigned height = 240;
+    std::string pattern = "testsrc2";  ///< name of a test source of ffmpeg
+};
+
+/// One AC-3 track.
+struct Audio {
+    std::uint16_t pid = 0;
+    std::string language = "eng";
+    std::uint8_t audioType = 0;  ///< ISO 639 descriptor: 1 clean effects, 2 hearing impaired, 3 visually impaired
+    unsigned bitRate = 128'000;  ///< bits a second
+    unsigned tone = 440;         ///< Hz
+};
+
+/// One event of a programme's guide.
+struct GuideEvent {
+    std::uint16_t id = 0;                      ///< 1 to 0x3FFF, unique in the programme
+    std::int64_t start = 0;                    ///< seconds from the stream's begin, may lie before it
+    std::uint32_t seconds = 1800;              ///< length
+    Text title{};                              ///< no string: title_length 0
+    Text text{};                               ///< no string: no ETT
+    std::optional<std::uint32_t> cancelled{};  ///< millisecond of the stream from which the tables lack the event
+};
+
+struct Programme {
+    std::uint16_t number = 0;
+    std::uint16_t pmtPid = 0;
+    std::string name{};  ///< short name, up to 7 characters
+    std::uint16_t major = 0;
+    std::uint16_t minor = 0;
+    std::uint16_t sourceId = 0;
+    std::uint8_t modulation = kModulation8Vsb;
+    std::uint32_t carrierFrequency = 0;  ///< Hz
+    bool scrambled = false;              ///< payloads of its streams are garbled and marked as scrambled
+    bool hidden = false;
+    std::optional<Video> video{};
+    std::vector<Audio> audio{};
+    std::vector<CaptionService> captions{};
+    Text text{};  ///< the channel's own ETT
+    std::vector<GuideEvent> events{};
+};
+
+/// Repetition of the tables: milliseconds from one sending to the next, at most.
+struct Repetition {
+    unsigned pat = 100;
+    unsigned pmt = 100;
+    unsigned mgt = 150;
+    unsigned vct = 400;
+    unsigned stt = 1'000;
+    unsigned eit0 = 500;
+    unsigned eit1 = 3'000;
+    unsigned eitLater = 10'000;
+    unsigned channelEtt = 3'000;
+    unsigned ett0 = 3'000;
+    unsigned ettLater = 30'000;
+};
+
+struct Description {
+    unsigned rate = 19'392'658;  ///< bits a second of the whole multiplex
+    std::uint16_t transportStreamId = 1;
+    bool cable = false;       ///< CVCT instead of TVCT
+    std::uint32_t start = 0;  ///< system_time at the stream's first packet, GPS seconds
+    std::uint8_t gpsUtcOffset = 18;
+    bool daylightSaving = false;
+    std::uint8_t version = 0;  ///< first version_number of every table but the STT
+    Packing packing = Packing::kAligned;
+    Repetition repetition;
+    std::vector<Programme> programmes{};
+};
+
+/// Seconds from the Unix epoch to the GPS epoch.
+inline constexpr std::int64_t kGpsEpoch = 315'964'800;
+
+/// Checks what no single field shows: unique programme numbers, PIDs, source ids and event ids, PIDs that no table has.
+/// Throws Error naming the first two that collide.
+void CheckDescription(const Description& description);
+
+/// PIDs of the guide's tables: EIT-k and the event ETT-k, k up to 127, and the channel ETT.
+inline constexpr std::uint16_t kPidEit0 = 0x1D00;
+inline constexpr std::uint16_t kPidEtt0 = 0x1E00;
+inline constexpr std::uint16_t kPidChannelEtt = 0x1D80;
+
+}  // namespace mux

@@ -1,0 +1,32 @@
+/// Descriptions of multiplexes as JSON; tools/mux/README.md lists the keys.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+
+#include "description.h"
+
+namespace mux {
+
+class JsonObject;
+
+/// Reads a description. \param start  system_time of its begin, GPS seconds, instead of that in the text
+/// Throws Error naming the key that is wrong and what was expected there.
+Description ParseDescription(const std::string& json, std::optional<std::uint32_t> start = std::nullopt);
+
+/// The same from a file. Throws Error also when it can't be read; the message then begins with the file's name.
+Description LoadDescription(const std::string& file, std::optional<std::uint32_t> start = std::nullopt);
+
+/// A moment as "2026-03-01T18:00:00Z", or "now". \return Unix time. Throws Error for anything else.
+std::int64_t ParseUtc(const std::string& text);
+
+/// A text: as a string, in English and in the smallest coding, or as an object or an array of objects with "text",
+/// "language", "compression" and "mode".
+Text ParseText(JsonObject& object, const std::string& key);
+
+/// The events of a "guide": those that it lists, and those that its rule makes.
+std::vector<GuideEvent> ParseGuide(JsonObject guide, std::int64_t startUtc);
+
+}  // namespace mux

@@ -1,0 +1,131 @@
+// An elementary stream as PES packets in transport packets, evenly over the length of the multiplex.
+#include "es_flow.h"
+
+#include <bitstream/mpeg/pes.h>
+#include <bitstream/mpeg/ts.h>
+
+#include <algorithm>
+
+namespace mux {
+namespace {
+
+constexpr std::size_t kPesHead = PES_HEADER_SIZE_PTS;
+
+// Longest time from one PCR to the next: half of what ISO/IEC 13818-1, 2.7.2 allows less some room for a busy slot.
+constexpr Ticks kPcrPeriod = 40 * kTicksPerMillisecond;
+
+// From the arrival of a unit's last byte to its decoding, beyond what is needed: 90 kHz.
+constexpr std::int64_t kMargin = 20 * 90;
+
+std::int64_t To90kHz(Ticks ticks) { return (ticks + 299) / 300; }
+
+std::size_t PacketsOf(const AccessUnit& unit) {
+    const std::size_t size =
+        kPesHead + unit.size + (unit.randomAccess ? kPacketPayload - RoomFor({.randomAccess = true}) : 0);
+    return (size + kPacketPayload - 1) / kPacketPayload;
+}
+
+}  // namespace
+
+EsFlow::EsFlow(std::uint16_t pid, std::unique_ptr<ElementaryStream> stream, Ticks length, std::minstd_rand* scrambler)
+    : Flow(Urgency::kStream),
+      mPid(pid),
+      mStream(std::move(stream)),
+      mLength(length - kSeamGuard),
+      mScrambler(scrambler) {
+    CountPackets();
+    Ticks arrived = 0;
+    for (std::size_t i = 0, sent = 0; i < mStream->Units().size(); ++i) {
+        sent += PacketsOf(mStream->Units()[i]) + mExtra[i];
+        arrived = mLength / static_cast<Ticks>(mTotal) * static_cast<Ticks>(sent);
+        mNeededDelay = std::max(mNeededDelay, To90kHz(arrived) - mStream->Units()[i].time + kMargin);
+    }
+    mDelay = mNeededDelay;
+}
+
+void EsFlow::CountPackets() {
+    const auto& units = mStream->Units();
+    for (const AccessUnit& unit : units) mTotal += PacketsOf(unit);
+    mExtra.assign(units.size(), 0);
+    // A unit can fill about its own number of bytes of packets; no more than double it, to stay even.
+    std::size_t missing = (16 - mTotal % 16) % 16;
+    for (std::size_t i = units.size(); i > 0 && missing > 0; --i) {
+        const std::size_t extra = std::min(missing, PacketsOf(units[i - 1]));
+        mExtra[i - 1] = static_cast<std::uint8_t>(extra);
+        mTotal += extra;
+        missing -= extra;
+    }
+}
+
+Ticks EsFlow::Due() const {
+    if (mTaken == mTotal) return kNever;
+    return static_cast<Ticks>(mTaken) * (mLength / static_cast<Ticks>(mTotal));
+}
+
+void EsFlow::LoadUnit() {
+    const AccessUnit& unit = mStream->Units()[mUnit];
+    mPes.resize(kPesHead + unit.size);
+    std::uint8_t* const head = mPes.data();
+    pes_init(head);
+    pes_set_streamid(head, mStream->StreamId());
+    // PES_packet_length may be 0, not told, in video only.
+    const bool video = mStream->StreamId() == kStreamIdVideo;
+    pes_set_length(head, static_cast<std::uint16_t>(video ? 0 : mPes.size() - PES_HEADER_SIZE));
+    pes_set_headerlength(head, PES_HEADER_SIZE_PTS - PES_HEADER_SIZE_NOPTS);
+    pes_set_dataalignment(head);
+    pes_set_pts(head, static_cast<std::uint64_t>(unit.time + mDelay) & ((std::uint64_t{1} << 33) - 1));
+    mStream->Read(mUnit, std::span(mPes).subspan(kPesHead));
+    mAt = 0;
+    mPacketsLeft = PacketsOf(unit) + mExtra[mUnit];
+}
+
+Packet EsFlow::Take(Ticks) {
+    const bool first = mPacketsLeft == 0;
+    if (first) LoadUnit();
+    const PacketShape shape{mPid, first, first && mStream->Units()[mUnit].randomAccess};
+    const std::size_t rest = mPes.size() - mAt;
+    const bool stretched = mExtra[mUnit] > 0;
+    const std::size_t size = std::min(stretched ? (rest + mPacketsLeft - 1) / mPacketsLeft : rest, RoomFor(shape));
+    Packet packet = MakePacket(shape, OctetView(mPes).subspan(mAt, size));
+    mAt += size;
+    if (--mPacketsLeft == 0) ++mUnit;
+    ++mTaken;
+    ts_set_cc(packet.data(), mContinuity);
+    mContinuity = (mContinuity + 1) & 15;
+    if (mScrambler != nullptr) {
+        ts_set_scrambling(packet.data(), 2);  // even key
+        for (auto byte = packet.end() - static_cast<std::ptrdiff_t>(size); byte != packet.end(); ++byte) {
+            *byte = static_cast<std::uint8_t>(*byte ^ (*mScrambler)());
+        }
+    }
+    return packet;
+}
+
+PcrFlow::PcrFlow(std::uint16_t pid, const EsFlow& carrier, Ticks length)
+    : Flow(Urgency::kClock),
+      mPid(pid),
+      mCarrier(carrier),
+      mLength(length),
+      mTotal(static_cast<std::size_t>((length + kPcrPeriod - 1) / kPcrPeriod)) {}
+
+Ticks PcrFlow::Due() const {
+    if (mTaken == mTotal) return kNever;
+    return static_cast<Ticks>(mTaken) * mLength / static_cast<Ticks>(mTotal);
+}
+
+Packet PcrFlow::Take(Ticks pcr) {
+    Packet packet;
+    std::uint8_t* const bytes = packet.data();
+    ts_init(bytes);
+    ts_set_pid(bytes, mPid);
+    ts_set_adaptation(bytes, kPacketPayload - 1);
+    // A packet without payload repeats the counter (2.4.3.3).
+    ts_set_cc(bytes, mCarrier.LastContinuity());
+    // The clock begins anew where the stream does: also where it is played again.
+    if (mTaken++ == 0) tsaf_set_discontinuity(bytes);
+    tsaf_set_pcr(bytes, static_cast<std::uint64_t>(pcr / 300) & ((std::uint64_t{1} << 33) - 1));
+    tsaf_set_pcrext(bytes, static_cast<std::uint16_t>(pcr % 300));
+    return packet;
+}
+
+}  // namespace mux

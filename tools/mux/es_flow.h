@@ -1,0 +1,71 @@
+/// An elementary stream as PES packets (ISO/IEC 13818-1, 2.4.3.6), and the clock of its programme.
+#pragma once
+
+#include <memory>
+#include <random>
+
+#include "elementary_stream.h"
+#include "flow.h"
+
+namespace mux {
+
+/// Sends an elementary stream at a constant rate over the whole length of the multiplex, one access unit a PES packet.
+/// The last units are spread over as many packets as make their number a multiple of 16.
+class EsFlow : public Flow {
+ public:
+    /// \param scrambler  garbles and marks the payloads when it isn't null; it must outlive the flow
+    EsFlow(std::uint16_t pid, std::unique_ptr<ElementaryStream> stream, Ticks length, std::minstd_rand* scrambler);
+
+    /// The least 90 kHz units that presentation has to be behind, so that each unit has arrived whole.
+    std::int64_t NeededDelay() const { return mNeededDelay; }
+
+    /// Sets by how much presentation is behind. REQUIRES: no packet has been taken, and delay is at least
+    /// NeededDelay().
+    void SetDelay(std::int64_t delay) { mDelay = delay; }
+
+    Ticks Due() const override;
+    Packet Take(Ticks pcr) override;
+    std::size_t Remaining() const override { return mTotal - mTaken; }
+
+    /// continuity_counter of the packet last taken.
+    std::uint8_t LastContinuity() const { return (mContinuity + 15) & 15; }
+
+ private:
+    void CountPackets();
+    void LoadUnit();
+
+    const std::uint16_t mPid;
+    const std::unique_ptr<ElementaryStream> mStream;
+    const Ticks mLength;
+    std::minstd_rand* const mScrambler;
+    std::int64_t mNeededDelay = 0;
+    std::int64_t mDelay = 0;
+    std::vector<std::uint8_t> mExtra;  ///< of each of the last units: packets more than it needs
+    std::size_t mTotal = 0;
+    std::size_t mTaken = 0;
+    std::size_t mUnit = 0;         ///< unit that LoadUnit() takes
+    Octets mPes;                   ///< PES packet in progress
+    std::size_t mAt = 0;           ///< next byte of mPes
+    std::size_t mPacketsLeft = 0;  ///< of mPes
+    std::uint8_t mContinuity = 0;
+};
+
+/// The clock of a programme: packets with a PCR and no payload, on the PID of its first stream.
+class PcrFlow : public Flow {
+ public:
+    /// REQUIRES: `carrier` outlives the flow.
+    PcrFlow(std::uint16_t pid, const EsFlow& carrier, Ticks length);
+
+    Ticks Due() const override;
+    Packet Take(Ticks pcr) override;
+    std::size_t Remaining() const override { return mTotal - mTaken; }
+
+ private:
+    const std::uint16_t mPid;
+    const EsFlow& mCarrier;
+    const Ticks mLength;
+    std::size_t mTotal;
+    std::size_t mTaken = 0;
+};
+
+}  // namespace mux

@@ -1,0 +1,111 @@
+// zul-mux: makes a file with an ATSC multiplex from a JSON description.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <memory>
+
+#include "description_json.h"
+#include "error.h"
+#include "multiplexer.h"
+
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kWrongUsage = 2;
+
+struct Arguments {
+    std::string description;
+    std::string output;
+    double seconds = 30;
+    std::string start;
+    bool noAv = false;
+    bool quiet = false;
+    std::uint64_t seed = 1;
+};
+
+void Declare(CLI::App& app, Arguments& arguments) {
+    app.add_option("description", arguments.description, "JSON file with programmes and guide")->required();
+    app.add_option("-o,--output", arguments.output, "transport stream to write, - for standard output")->required();
+    app.add_option("-d,--duration", arguments.seconds, "length in seconds")
+        ->check(CLI::Range(0.5, 86'400.0))
+        ->capture_default_str();
+    app.add_option("--start", arguments.start,
+                   "broadcast time of the begin, as 2026-03-01T18:00:00Z or now; default: the description's");
+    app.add_flag("--no-av", arguments.noAv, "arbitrary bytes instead of pictures and sound; needs no ffmpeg");
+    app.add_option("--seed", arguments.seed, "of all that is arbitrary")->capture_default_str();
+    app.add_flag("-q,--quiet", arguments.quiet, "no summary");
+    app.footer("Exit codes: 0 done, 1 the stream can't be made, 2 wrong usage.");
+}
+
+// The file that the stream goes to. An unfinished one is taken away.
+class Output {
+ public:
+    explicit Output(const std::string& name) : mName(name) {
+        mFile = mName == "-" ? stdout : std::fopen(mName.c_str(), "wb");
+        if (mFile == nullptr) throw mux::Error(mName + ": it can't be written");
+    }
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
+    ~Output() {
+        if (mFile == nullptr || mFile == stdout) return;
+        std::fclose(mFile);
+        std::remove(mName.c_str());
+    }
+
+    void Write(const mux::Packet& packet) {
+        if (std::fwrite(packet.data(), packet.size(), 1, mFile) != 1) throw mux::Error(mName + ": writing failed");
+        ++mPackets;
+    }
+
+    void Close() {
+        const int result = mFile == stdout ? std::fflush(mFile) : std::fclose(mFile);
+        mFile = nullptr;
+        if (result != 0) throw mux::Error(mName + ": writing failed");
+    }
+
+    std::size_t Packets() const { return mPackets; }
+
+ private:
+    const std::string mName;
+    std::FILE* mFile = nullptr;
+    std::size_t mPackets = 0;
+};
+
+void Run(const Arguments& arguments) {
+    mux::Description description = mux::LoadDescription(arguments.description);
+    if (!arguments.start.empty()) {
+        const std::int64_t gps = mux::ParseUtc(arguments.start) - mux::kGpsEpoch + description.gpsUtcOffset;
+        description = mux::LoadDescription(arguments.description, static_cast<std::uint32_t>(gps));
+    }
+    mux::MuxOptions options;
+    options.milliseconds = static_cast<std::uint32_t>(arguments.seconds * 1000);
+    options.seed = arguments.seed;
+    mux::SyntheticSupply supply(arguments.seed);
+    Output output(arguments.output);
+    mux::Multiplex(description, options, supply, [&](const mux::Packet& packet) { output.Write(packet); });
+    output.Close();
+    if (arguments.quiet) return;
+    std::fprintf(stderr, "%s: %zu packets, %.3f s at %u bit/s, %zu programmes\n", arguments.output.c_str(),
+                 output.Packets(), arguments.seconds, description.rate, description.programmes.size());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Makes an ATSC multiplex of constant rate: programmes, tables and guide from a JSON description.",
+                 "zul-mux");
+    Arguments arguments;
+    Declare(app, arguments);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? kDone : kWrongUsage;
+    }
+    try {
+        Run(arguments);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "zul-mux: %s\n", error.what());
+        return kFailed;
+    }
+    return kDone;
+}

@@ -1,0 +1,153 @@
+// The multiple string structure of A/65: number_strings, and for each string a language and its segments.
+//     bytes 0-2   ISO_639_language_code
+//     byte  3     number_segments
+// A segment:
+//     byte  0     compression_type
+//     byte  1     mode
+//     byte  2     number_bytes
+//     bytes 3-    coded text
+#include "multiple_string.h"
+
+#include <algorithm>
+
+#include "error.h"
+
+namespace mux {
+namespace {
+
+constexpr std::size_t kMost = 255;  // strings, segments, bytes of a segment: each count has eight bits
+
+struct Segment {
+    Compression compression;
+    std::uint8_t mode;
+    Octets bytes;
+};
+
+// The code point at `at`, which then stands behind it.
+char32_t TakeCodePoint(std::string_view utf8, std::size_t& at) {
+    const auto first = static_cast<std::uint8_t>(utf8[at++]);
+    if (first < 0x80) return first;
+    const int more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
+    static constexpr char32_t kLeast[] = {0, 0x80, 0x800, 0x10000};
+    char32_t point = first & (0x3Fu >> more);
+    bool good = first >= 0xC0 && first < 0xF8 && at + static_cast<std::size_t>(more) <= utf8.size();
+    for (int i = 0; good && i < more; ++i) {
+        const auto next = static_cast<std::uint8_t>(utf8[at++]);
+        good = (next & 0xC0) == 0x80;
+        point = point << 6 | (next & 0x3Fu);
+    }
+    if (!good || point < kLeast[more] || point > 0x10FFFF || (point >= 0xD800 && point < 0xE000)) {
+        throw Error("the text \"" + std::string(utf8) + "\" isn't UTF-8");
+    }
+    return point;
+}
+
+std::uint8_t ChooseMode(const TextString& string, std::u16string_view units) {
+    const auto fits = [&](std::uint8_t page) {
+        return std::all_of(units.begin(), units.end(), [&](char16_t unit) { return unit >> 8 == page; });
+    };
+    if (!string.mode) return fits(kModeLatin1) ? kModeLatin1 : kModeUtf16;
+    if (*string.mode == kModeUtf16) return kModeUtf16;
+    if (*string.mode > kModeLastPage) throw Error("mode " + std::to_string(*string.mode) + " can't be written");
+    if (!fits(*string.mode)) {
+        throw Error("the text \"" + string.text + "\" has characters outside the page of mode " +
+                    std::to_string(*string.mode));
+    }
+    return *string.mode;
+}
+
+// Most units of UTF-16 in one segment, and fewer where that would part a surrogate pair.
+std::size_t Utf16Piece(std::u16string_view units) {
+    std::size_t size = std::min(units.size(), kMost / 2);
+    if (size < units.size() && units[size - 1] >= 0xD800 && units[size - 1] < 0xDC00) --size;
+    return size;
+}
+
+std::vector<Segment> PlainSegments(std::u16string_view units, std::uint8_t mode) {
+    std::vector<Segment> segments;
+    do {
+        const std::size_t size = mode == kModeUtf16 ? Utf16Piece(units) : std::min(units.size(), kMost);
+        ByteWriter bytes;
+        for (const char16_t unit : units.substr(0, size)) mode == kModeUtf16 ? bytes.U16(unit) : bytes.U8(unit);
+        segments.push_back({Compression::kNone, mode, bytes.Bytes()});
+        units.remove_prefix(size);
+    } while (!units.empty());
+    return segments;
+}
+
+// Each segment takes as much text as its 255 bytes hold. Nothing where a character has no code.
+std::optional<std::vector<Segment>> CompressedSegments(std::string_view ascii, Compression table) {
+    std::vector<Segment> segments;
+    do {
+        auto size = ascii.size();
+        auto code = HuffmanEncode(table, ascii);
+        while (code && code->size() > kMost) {
+            size = std::min(size * kMost / code->size(), size - 1);
+            code = HuffmanEncode(table, ascii.substr(0, size));
+        }
+        if (!code) return std::nullopt;
+        segments.push_back({table, kModeLatin1, std::move(*code)});
+        ascii.remove_prefix(size);
+    } while (!ascii.empty());
+    return segments;
+}
+
+std::size_t SizeOf(const std::vector<Segment>& segments) {
+    std::size_t size = 0;
+    for (const Segment& segment : segments) size += 3 + segment.bytes.size();
+    return size;
+}
+
+std::vector<Segment> MakeSegments(const TextString& string) {
+    const std::u16string units = Utf16(string.text);
+    const std::uint8_t mode = ChooseMode(string, units);
+    if (string.compression && *string.compression != Compression::kNone) {
+        auto segments = CompressedSegments(string.text, *string.compression);
+        if (!segments || mode != kModeLatin1) throw Error("the text \"" + string.text + "\" can't be compressed");
+        return *segments;
+    }
+    auto best = PlainSegments(units, mode);
+    if (string.compression || mode != kModeLatin1) return best;
+    for (const Compression table : {Compression::kTitle, Compression::kDescription}) {
+        auto segments = CompressedSegments(string.text, table);
+        if (segments && SizeOf(*segments) < SizeOf(best)) best = std::move(*segments);
+    }
+    return best;
+}
+
+}  // namespace
+
+std::u16string Utf16(std::string_view utf8) {
+    std::u16string units;
+    for (std::size_t at = 0; at < utf8.size();) {
+        const char32_t point = TakeCodePoint(utf8, at);
+        if (point < 0x10000) {
+            units += static_cast<char16_t>(point);
+        } else {
+            units += static_cast<char16_t>(0xD800 + ((point - 0x10000) >> 10));
+            units += static_cast<char16_t>(0xDC00 + ((point - 0x10000) & 0x3FF));
+        }
+    }
+    return units;
+}
+
+Octets MultipleString(const Text& text) {
+    if (text.size() > kMost) throw Error("a text in " + std::to_string(text.size()) + " languages, at most 255 fit");
+    ByteWriter writer;
+    writer.U8(static_cast<std::uint8_t>(text.size()));
+    for (const TextString& string : text) {
+        if (string.language.size() != 3)
+            throw Error("language \"" + string.language + "\": three letters were expected");
+        const auto segments = MakeSegments(string);
+        if (segments.size() > kMost) throw Error("the text \"" + string.text + "\" is too long");
+        for (const char letter : string.language) writer.U8(static_cast<std::uint8_t>(letter));
+        writer.U8(static_cast<std::uint8_t>(segments.size()));
+        for (const Segment& segment : segments) {
+            writer.U8(static_cast<std::uint8_t>(segment.compression)).U8(segment.mode);
+            writer.U8(static_cast<std::uint8_t>(segment.bytes.size())).Raw(segment.bytes);
+        }
+    }
+    return writer.Bytes();
+}
+
+}  // namespace mux

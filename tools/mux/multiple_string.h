@@ -1,0 +1,40 @@
+/// Texts of ATSC A/65, 6.10: the multiple string structure.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "huffman_encoder.h"
+#include "section.h"
+
+namespace mux {
+
+/// Mode bytes of a segment. 0x00 to 0x33 name the high byte of all its characters; 0 is ISO Latin-1.
+inline constexpr std::uint8_t kModeLatin1 = 0x00;
+inline constexpr std::uint8_t kModeLastPage = 0x33;
+inline constexpr std::uint8_t kModeUtf16 = 0x3F;
+
+/// One language's text.
+struct TextString {
+    std::string text{};                        ///< UTF-8
+    std::string language = "eng";              ///< ISO 639-2, three letters
+    std::optional<Compression> compression{};  ///< nothing: whatever comes out smallest
+    std::optional<std::uint8_t> mode{};        ///< nothing: Latin-1 where the text has room in it, else UTF-16
+};
+
+/// A text in one or more languages.
+using Text = std::vector<TextString>;
+
+/// Codes a text as a multiple_string_structure. A string of more than 255 coded bytes becomes several segments.
+/// An empty Text is the structure of no strings, one byte of 0.
+/// Throws Error for text that isn't UTF-8, a language that isn't three letters, a compression that the characters
+/// can't have, a mode whose page lacks one of them, and more than 255 strings or segments.
+Octets MultipleString(const Text& text);
+
+/// The UTF-16 code units of a UTF-8 text. Throws Error where it isn't UTF-8.
+std::u16string Utf16(std::string_view utf8);
+
+}  // namespace mux

@@ -1,0 +1,160 @@
+// The multiplexer: one flow a PID and one a clock, the earliest due packet into each slot.
+#include "multiplexer.h"
+
+#include <bitstream/mpeg/ts.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <memory>
+#include <optional>
+#include <queue>
+#include <string>
+
+#include "error.h"
+#include "es_flow.h"
+#include "table_flow.h"
+#include "tables.h"
+
+namespace mux {
+namespace {
+
+constexpr std::int64_t kPacketBits = kPacketSize * 8;
+
+// A PCR tells when the last byte of its base arrives (ISO/IEC 13818-1, 2.4.3.5).
+constexpr std::int64_t kPcrByte = 10;
+
+// Sound is presented this long after the clock of its arrival began: 90 kHz. Decoders keep little of it.
+constexpr std::int64_t kAudioDelay = 90 * 90;
+
+// Elementary streams may take this part of the rate at most, with the tables.
+constexpr double kUsableRate = 0.98;
+
+class Builder {
+ public:
+    Builder(const Description& description, const MuxOptions& options, StreamSupply& supply)
+        : mDescription(description),
+          mOptions(options),
+          mSlots(CountPackets(description, options.milliseconds)),
+          mScrambler(static_cast<std::minstd_rand::result_type>(options.seed)),
+          mTables(MakeTables(description, options.milliseconds)) {
+        AddTables();
+        for (const Programme& programme : description.programmes) AddProgramme(programme, supply);
+        CheckRate();
+    }
+
+    void Run(const PacketSink& sink) {
+        for (std::size_t i = 0; i < mFlows.size(); ++i) Enqueue(i);
+        Packet null;
+        ts_pad(null.data());
+        for (std::size_t slot = 0; slot < mSlots; ++slot) {
+            const auto bytes = static_cast<std::int64_t>(slot * kPacketSize);
+            const auto next = Dequeue(TimeOf(bytes));
+            sink(next ? mFlows[*next]->Take(TimeOf(bytes + kPcrByte)) : null);
+            if (next) Enqueue(*next);
+        }
+        for (const auto& flow : mFlows) {
+            if (flow->Remaining() > 0) throw Error("the rate is too low: not all packets found a slot");
+        }
+    }
+
+ private:
+    void Enqueue(std::size_t flow) {
+        mQueues[static_cast<std::size_t>(mFlows[flow]->Class())].emplace(mFlows[flow]->Due(), flow);
+    }
+
+    // The flow that the slot at `now` belongs to, if one is due.
+    std::optional<std::size_t> Dequeue(Ticks now) {
+        for (auto& queue : mQueues) {
+            if (queue.empty() || queue.top().first > now) continue;
+            const std::size_t flow = queue.top().second;
+            queue.pop();
+            return flow;
+        }
+        return std::nullopt;
+    }
+
+    Ticks TimeOf(std::int64_t bytes) const { return bytes * 8 * kTicksPerSecond / mDescription.rate; }
+    Ticks Length() const { return TimeOf(static_cast<std::int64_t>(mSlots * kPacketSize)); }
+
+    void AddTables() {
+        std::map<std::uint16_t, std::vector<const Table*>> byPid;
+        for (const Table& table : mTables) byPid[table.pid].push_back(&table);
+        for (const auto& [pid, tables] : byPid) {
+            mFlows.push_back(std::make_unique<TableFlow>(pid, tables, mDescription.packing, Length(), mFlows.size()));
+        }
+    }
+
+    EsFlow* AddStream(std::uint16_t pid, std::unique_ptr<ElementaryStream> stream, const Programme& programme) {
+        if (stream->Units().empty()) return nullptr;
+        auto flow =
+            std::make_unique<EsFlow>(pid, std::move(stream), Length(), programme.scrambled ? &mScrambler : nullptr);
+        EsFlow* const added = flow.get();
+        mFlows.push_back(std::move(flow));
+        return added;
+    }
+
+    void AddProgramme(const Programme& programme, StreamSupply& supply) {
+        EsFlow* clock = nullptr;
+        std::uint16_t clockPid = 0;
+        std::int64_t lead = 0;
+        if (programme.video) {
+            clockPid = programme.video->pid;
+            clock = AddStream(clockPid, supply.OpenVideo(programme, mOptions.milliseconds), programme);
+            if (clock != nullptr) lead = std::max<std::int64_t>(0, clock->NeededDelay() - kAudioDelay);
+        }
+        for (const Audio& audio : programme.audio) {
+            EsFlow* const flow =
+                AddStream(audio.pid, supply.OpenAudio(programme, audio, mOptions.milliseconds, lead), programme);
+            if (flow != nullptr) flow->SetDelay(std::max(kAudioDelay, flow->NeededDelay()));
+            if (!programme.video && clock == nullptr) {
+                clock = flow;
+                clockPid = audio.pid;
+            }
+        }
+        if (clock != nullptr) mFlows.push_back(std::make_unique<PcrFlow>(clockPid, *clock, Length()));
+    }
+
+    void CheckRate() const {
+        std::size_t packets = 0;
+        for (const auto& flow : mFlows) packets += flow->Remaining();
+        if (static_cast<double>(packets) <= static_cast<double>(mSlots) * kUsableRate) return;
+        const auto needed =
+            static_cast<double>(packets) / static_cast<double>(mSlots) * mDescription.rate / kUsableRate;
+        throw Error("the rate of " + std::to_string(mDescription.rate) + " bit/s is too low: about " +
+                    std::to_string(static_cast<std::int64_t>(needed)) + " bit/s are needed");
+    }
+
+    const Description& mDescription;
+    const MuxOptions& mOptions;
+    const std::size_t mSlots;
+    std::minstd_rand mScrambler;
+    const std::vector<Table> mTables;
+    std::vector<std::unique_ptr<Flow>> mFlows;
+
+    // Flows of each urgency by the moment that they are due; of those due at once, the one made first goes first.
+    using Entry = std::pair<Ticks, std::size_t>;
+    std::array<std::priority_queue<Entry, std::vector<Entry>, std::greater<>>, kUrgencies> mQueues;
+};
+
+}  // namespace
+
+std::size_t CountPackets(const Description& description, std::uint32_t milliseconds) {
+    return static_cast<std::size_t>(static_cast<std::int64_t>(milliseconds) * description.rate / 1000 / kPacketBits);
+}
+
+void Multiplex(const Description& description, const MuxOptions& options, StreamSupply& supply,
+               const PacketSink& sink) {
+    Builder(description, options, supply).Run(sink);
+}
+
+Octets MakeMultiplex(const Description& description, const MuxOptions& options) {
+    SyntheticSupply supply(options.seed);
+    Octets stream;
+    stream.reserve(CountPackets(description, options.milliseconds) * kPacketSize);
+    Multiplex(description, options, supply,
+              [&](const Packet& packet) { stream.insert(stream.end(), packet.begin(), packet.end()); });
+    return stream;
+}
+
+}  // namespace mux

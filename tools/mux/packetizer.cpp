@@ -1,0 +1,110 @@
+// Transport packets: sections cut and aligned or run together, payloads stuffed by adaptation fields.
+#include "packetizer.h"
+
+#include <bitstream/mpeg/psi/psi.h>
+#include <bitstream/mpeg/ts.h>
+
+#include <algorithm>
+
+namespace mux {
+namespace {
+
+// adaptation_field_length, and the flags behind it.
+constexpr std::size_t kAdaptationHead = 2;
+
+Octets WithPointerField(OctetView section) {
+    Octets payload(section.size() + 1);
+    std::copy(section.begin(), section.end(), payload.begin() + 1);
+    return payload;
+}
+
+std::size_t PacketsFor(std::size_t payload) { return (payload + kPacketPayload - 1) / kPacketPayload; }
+
+// The rest of a section's last packet is stuffing bytes, as in all section data (2.4.4).
+Packet SectionPacket(std::uint16_t pid, bool start, Octets payload, bool stretched) {
+    if (!stretched) payload.resize(kPacketPayload, 0xFF);
+    return MakePacket({.pid = pid, .unitStart = start}, payload);
+}
+
+std::vector<Packet> PacketiseDense(std::span<const Section> sections, std::uint16_t pid) {
+    std::vector<Packet> packets;
+    std::uint8_t used = 0;
+    for (const Section& section : sections) {
+        std::uint16_t done = 0;
+        while (done < section.size()) {
+            if (used == 0) packets.emplace_back();
+            psi_split_section(packets.back().data(), &used, section.data(), &done);
+            ts_set_pid(packets.back().data(), pid);
+            if (used == kPacketSize) used = 0;
+        }
+    }
+    if (used != 0) psi_split_end(packets.back().data(), &used);
+    return packets;
+}
+
+}  // namespace
+
+std::size_t RoomFor(const PacketShape& shape) { return kPacketPayload - (shape.randomAccess ? kAdaptationHead : 0); }
+
+Packet MakePacket(const PacketShape& shape, OctetView payload) {
+    Packet packet;
+    std::uint8_t* const bytes = packet.data();
+    ts_init(bytes);
+    ts_set_pid(bytes, shape.pid);
+    ts_set_payload(bytes);
+    if (shape.unitStart) ts_set_unitstart(bytes);
+    if (payload.size() < kPacketPayload) {
+        ts_set_adaptation(bytes, static_cast<std::uint8_t>(kPacketPayload - 1 - payload.size()));
+        if (shape.randomAccess) tsaf_set_randomaccess(bytes);
+    }
+    std::copy(payload.begin(), payload.end(), packet.end() - static_cast<std::ptrdiff_t>(payload.size()));
+    return packet;
+}
+
+std::vector<Packet> PacketiseSection(OctetView section, std::uint16_t pid, std::size_t extra) {
+    const Octets payload = WithPointerField(section);
+    const std::size_t count = PacketsFor(payload.size()) + extra;
+    std::vector<Packet> packets;
+    std::size_t at = 0;
+    for (std::size_t left = count; left > 0; --left) {
+        // Spread evenly when stretched; else every packet but the last is full.
+        const std::size_t rest = payload.size() - at;
+        const std::size_t size = extra > 0 ? (rest + left - 1) / left : std::min(rest, kPacketPayload);
+        Octets piece(payload.begin() + static_cast<std::ptrdiff_t>(at),
+                     payload.begin() + static_cast<std::ptrdiff_t>(at + size));
+        packets.push_back(SectionPacket(pid, at == 0, std::move(piece), extra > 0));
+        at += size;
+    }
+    return packets;
+}
+
+std::size_t RoomToStretch(OctetView section) {
+    const std::size_t payload = section.size() + 1;
+    return payload - PacketsFor(payload);
+}
+
+std::vector<Packet> PacketiseSections(std::span<const Section> sections, std::uint16_t pid, Packing packing) {
+    if (packing == Packing::kDense) return PacketiseDense(sections, pid);
+    std::vector<Packet> packets;
+    for (const Section& section : sections) {
+        const auto more = PacketiseSection(section, pid);
+        packets.insert(packets.end(), more.begin(), more.end());
+    }
+    return packets;
+}
+
+void NumberPackets(std::span<Packet> packets, std::uint8_t& continuity) {
+    for (Packet& packet : packets) {
+        ts_set_cc(packet.data(), continuity);
+        continuity = (continuity + 1) & 15;
+    }
+}
+
+Octets Flatten(std::span<const Packet> packets) {
+    Octets bytes;
+    bytes.reserve(packets.size() * kPacketSize);
+    for (const Packet& packet : packets) bytes.insert(bytes.end(), packet.begin(), packet.end());
+    return bytes;
+}
+
+}  // namespace mux

@@ -1,0 +1,59 @@
+/// Sections and PES packets into transport packets (ISO/IEC 13818-1, 2.4.3).
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "section.h"
+
+namespace mux {
+
+inline constexpr std::size_t kPacketSize = 188;
+inline constexpr std::size_t kPacketPayload = 184;
+
+using Packet = std::array<std::uint8_t, kPacketSize>;
+
+/// PIDs with a fixed meaning.
+inline constexpr std::uint16_t kPidPat = 0x0000;
+inline constexpr std::uint16_t kPidPsip = 0x1FFB;
+inline constexpr std::uint16_t kPidNull = 0x1FFF;
+
+/// How the sections of one table follow each other.
+enum class Packing {
+    kAligned,  ///< each section starts a packet, stuffing bytes fill the one before
+    kDense,    ///< sections run on, with a pointer_field where the next one starts; also several in one packet
+};
+
+/// What goes between header and payload of a packet.
+struct PacketShape {
+    std::uint16_t pid = 0;
+    bool unitStart = false;     ///< payload_unit_start_indicator
+    bool randomAccess = false;  ///< random_access_indicator, in an adaptation field of its own
+};
+
+/// A packet with this payload, an adaptation field filling what is left; continuity_counter 0.
+/// REQUIRES: `payload` is 1 to RoomFor(shape) bytes long.
+Packet MakePacket(const PacketShape& shape, OctetView payload);
+
+/// Payload bytes that a packet of this shape has room for.
+std::size_t RoomFor(const PacketShape& shape);
+
+/// Cuts a section into packets of its own. \param extra  packets more than it needs, so that a counter comes out even:
+/// the payload is then spread, with stuffing in adaptation fields. REQUIRES: extra is at most RoomToStretch(section).
+std::vector<Packet> PacketiseSection(OctetView section, std::uint16_t pid, std::size_t extra = 0);
+
+/// How many packets more than it needs a section can be spread over.
+std::size_t RoomToStretch(OctetView section);
+
+/// Cuts the sections of a table into packets; continuity counters are 0.
+std::vector<Packet> PacketiseSections(std::span<const Section> sections, std::uint16_t pid, Packing packing);
+
+/// Numbers packets of one PID: each gets the counter, which then goes one up, modulo 16.
+void NumberPackets(std::span<Packet> packets, std::uint8_t& continuity);
+
+/// The bytes of packets one behind the other.
+Octets Flatten(std::span<const Packet> packets);
+
+}  // namespace mux

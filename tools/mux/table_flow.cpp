@@ -1,0 +1,124 @@
+// The tables of one PID: planned for the whole stream, then packetised one sending at a time.
+#include "table_flow.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace mux {
+namespace {
+
+// Packets of one PID are this part of its shortest period apart, unless there are so many of them that this would fill
+// more than half the time.
+constexpr Ticks kPaceParts = 50;
+
+// Sendings of different flows begin over this part of a period; half of the time is left for their packets, by the
+// pace.
+constexpr double kPhases = 0.4;
+
+// Multiples of this number, less their whole parts, are spread evenly over 0 to 1 however many there are.
+constexpr double kGoldenRatio = 0.618'033'988'75;
+
+const std::vector<Section>& InForce(const Table& table, Ticks when) {
+    const Edition* chosen = &table.editions.front();
+    for (const Edition& edition : table.editions) {
+        if (edition.from * kTicksPerMillisecond <= when) chosen = &edition;
+    }
+    return chosen->sections;
+}
+
+}  // namespace
+
+TableFlow::TableFlow(std::uint16_t pid, std::span<const Table* const> tables, Packing packing, Ticks length,
+                     std::size_t stagger)
+    : Flow(Urgency::kTable), mPid(pid), mPacking(packing), mLength(length) {
+    Ticks shortest = kNever;
+    for (std::size_t i = 0; i < tables.size(); ++i) {
+        const double phase =
+            static_cast<double>(i) / static_cast<double>(tables.size()) + static_cast<double>(stagger) * kGoldenRatio;
+        Plan(*tables[i], phase - std::floor(phase));
+        shortest = std::min<Ticks>(shortest, tables[i]->period * kTicksPerMillisecond);
+    }
+    std::stable_sort(mSendings.begin(), mSendings.end(),
+                     [](const Sending& a, const Sending& b) { return a.due < b.due; });
+    for (const Sending& sending : mSendings) mTotal += Packetise(sending).size();
+    if (mTotal == 0) return;
+    Stretch();
+    ChoosePace(shortest / kPaceParts);
+    Load();
+}
+
+// Halves the pace until the last packet, with what piles up before it, is due in time.
+void TableFlow::ChoosePace(Ticks slowest) {
+    std::vector<Ticks> counts;
+    for (const Sending& sending : mSendings) counts.push_back(static_cast<Ticks>(Packetise(sending).size()));
+    const auto end = [&] {
+        Ticks free = 0;
+        for (std::size_t i = 0; i < counts.size(); ++i) free = std::max(free, mSendings[i].due) + counts[i] * mPace;
+        return free;
+    };
+    mPace = std::min(slowest, mLength / static_cast<Ticks>(2 * mTotal));
+    while (mPace > 0 && end() > mLength - kSeamGuard) mPace /= 2;
+}
+
+// A table's first sending lies in the first part of its first period: its packets have room in the rest.
+void TableFlow::Plan(const Table& table, double phase) {
+    const Ticks longest = table.period * kTicksPerMillisecond;
+    const Ticks times = std::max<Ticks>(1, (mLength + longest - 1) / longest);
+    const double period = static_cast<double>(mLength) / static_cast<double>(times);
+    for (Ticks i = 0; i < times; ++i) {
+        const auto due = static_cast<Ticks>((phase * kPhases + static_cast<double>(i)) * period);
+        const auto& sections = InForce(table, due);
+        if (!sections.empty()) mSendings.push_back({due, &sections});
+    }
+}
+
+// Walks back from the end until enough packets are added: first one to each sending, so that the end isn't crowded; and
+// where the sendings are too few for that, as many as their last sections can be spread over.
+void TableFlow::Stretch() {
+    for (const std::size_t most : {std::size_t{1}, std::size_t{15}}) {
+        for (std::size_t i = mSendings.size(); i > 0 && mTotal % 16 != 0; --i) {
+            Sending& sending = mSendings[i - 1];
+            mTotal -= Packetise(sending).size();
+            sending.apart = true;
+            sending.extra = 0;
+            mTotal += Packetise(sending).size();
+            sending.extra = std::min({(16 - mTotal % 16) % 16, most, RoomToStretch(sending.sections->back())});
+            mTotal += sending.extra;
+        }
+    }
+}
+
+std::vector<Packet> TableFlow::Packetise(const Sending& sending) const {
+    if (!sending.apart) return PacketiseSections(*sending.sections, mPid, mPacking);
+    auto packets = PacketiseSections(std::span(*sending.sections).first(sending.sections->size() - 1), mPid, mPacking);
+    const auto last = PacketiseSection(sending.sections->back(), mPid, sending.extra);
+    packets.insert(packets.end(), last.begin(), last.end());
+    return packets;
+}
+
+void TableFlow::Load() {
+    if (mNext == mSendings.size()) {
+        mDue = kNever;
+        return;
+    }
+    const Sending& sending = mSendings[mNext++];
+    mPackets = Packetise(sending);
+    NumberPackets(mPackets, mContinuity);
+    mDue = mDue == kNever ? sending.due : std::max(sending.due, mDue + mPace);
+    mAt = 0;
+}
+
+Ticks TableFlow::Due() const { return mDue; }
+
+Packet TableFlow::Take(Ticks) {
+    const Packet packet = mPackets[mAt++];
+    ++mTaken;
+    if (mAt == mPackets.size()) {
+        Load();
+    } else {
+        mDue += mPace;
+    }
+    return packet;
+}
+
+}  // namespace mux

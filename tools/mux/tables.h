@@ -1,0 +1,33 @@
+/// All tables of a multiplex: what goes out on which PID, how often, and from which moment on.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "description.h"
+#include "section.h"
+
+namespace mux {
+
+/// Sections of a table from one moment of the stream on.
+struct Edition {
+    std::uint32_t from = 0;  ///< milliseconds of the stream
+    std::vector<Section> sections{};
+};
+
+struct Table {
+    std::string name{};
+    std::uint16_t pid = 0;
+    unsigned period = 0;              ///< milliseconds from one sending to the next, at most
+    std::vector<Edition> editions{};  ///< ascending, the first from 0
+};
+
+/// The tables of `description`, for a stream of `milliseconds`.
+std::vector<Table> MakeTables(const Description& description, std::uint32_t milliseconds);
+
+/// The VCT and PMT of a description, alone.
+Vct MakeVct(const Description& description);
+Section MakePmt(const Description& description, const Programme& programme);
+
+}  // namespace mux
