@@ -1,12 +1,18 @@
 // The simulated board's processes, spoken to as the module does: raw queue messages, shared memory, files.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <array>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 
+#include "browser_controller.h"
+#include "infrared_service.h"
 #include "queue.h"
+#include "serial_port.h"
 #include "settings_agent.h"
 #include "status_block.h"
 #include "system_daemon.h"
@@ -107,6 +113,52 @@ TEST(SystemDaemon, APartitionTakesWritesOnlyBetweenItsRemounts) {
     }
     EXPECT_TRUE(CanWrite("/mnt/hd4/file"));
     EXPECT_FALSE(Queue::Find(1240)) << "an absent daemon has no queue";
+}
+
+TEST(InfraredService, AHeldKeyComesOverAndOver) {
+    InfraredService service;
+    service.Press(*KeyCode("MENU"));
+    service.Hold(*KeyCode("VOL_DOWN"), Milliseconds(50), Milliseconds(20));
+    for (const int code : {16, 45, 45, 45}) {
+        const auto message = Queue(1250).TryReceive();
+        ASSERT_TRUE(message);
+        EXPECT_EQ(message->type, 1);
+        EXPECT_EQ(message->bytes.at(4), code);
+    }
+    EXPECT_FALSE(Queue(1250).TryReceive());
+    EXPECT_EQ(KeyCode("SCROLL"), std::nullopt);
+}
+
+TEST(BrowserController, AnswersStatusRequestsOnTheQueueTheyName) {
+    BrowserController controller;
+    Queue answers(31561);
+    Queue(945602).Send({1, std::string("-k016\0 ", 7)});
+    controller.SetStatus(7);
+    const std::array<std::int32_t, 8> request{71, 31561, 2};
+    Queue(945602).Send({2, std::string(reinterpret_cast<const char*>(request.data()), sizeof request)});
+    std::array<std::int32_t, 8> answer{};
+    std::memcpy(answer.data(), answers.Receive()->bytes.data(), sizeof answer);
+    EXPECT_EQ(answer[2], 7);
+    EXPECT_EQ(controller.Orders().All()[0].text, "-k016");
+    EXPECT_TRUE(controller.Orders().All()[1].statusRequest);
+}
+
+TEST(SerialPort, CarriesEveryByteValueBothWays) {
+    std::string all;
+    for (int value = 0; value < 256; ++value) all += static_cast<char>(value);
+    SerialPort port;
+    const int fd = open("/dev/ttyS0", O_RDWR | O_NOCTTY);
+    ASSERT_NE(fd, -1);
+    ASSERT_EQ(write(fd, all.data(), all.size()), 256);
+    EXPECT_EQ(port.WaitForBytes(256), all);
+    port.Send(all);
+    std::string got;
+    for (char byte; got.size() < all.size() && read(fd, &byte, 1) == 1;) got += byte;
+    EXPECT_EQ(got, all);
+    port.HangUp();
+    char byte;
+    EXPECT_LE(read(fd, &byte, 1), 0);
+    close(fd);
 }
 
 TEST(StatusBlock, ASegmentTooSmallKeepsOthersFromTheBlock) {

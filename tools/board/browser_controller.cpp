@@ -1,0 +1,59 @@
+// The browser controller: text commands of type 1, status requests of type 2.
+#include "browser_controller.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+namespace board {
+
+namespace {
+
+constexpr int kQueueKey = 945602;
+constexpr long kTextType = 1;
+constexpr long kStatusType = 2;
+constexpr std::int32_t kStatusRequest = 71;
+
+/// Request and answer alike, native 32-bit integers.
+struct StatusRecord {
+    std::int32_t command;
+    std::array<std::int32_t, 7> param;  ///< request: queue for the answer, 2; answer: nothing, the status
+};
+
+}  // namespace
+
+BrowserController::BrowserController()
+    : mReader(kQueueKey, QueueReader::AtEnd::kKeepQueue, [this](const Message& message) { Take(message); }) {}
+
+void BrowserController::SetStatus(int status) {
+    const std::lock_guard lock(mMutex);
+    mStatus = status;
+}
+
+void BrowserController::Set(Fault fault) {
+    {
+        const std::lock_guard lock(mMutex);
+        mFault = fault;
+    }
+    mReader.Clog(fault == Fault::kFull);
+}
+
+void BrowserController::Take(const Message& message) {
+    BrowserOrder order;
+    order.size = message.bytes.size();
+    if (message.type == kTextType) order.text = message.bytes.c_str();
+    StatusRecord record{};
+    std::memcpy(&record, message.bytes.data(), std::min(message.bytes.size(), sizeof record));
+    order.statusRequest = message.type == kStatusType && record.command == kStatusRequest;
+    mOrders.Add(order);
+    if (!order.statusRequest) return;
+
+    const auto reply = Queue::Find(record.param[0]);
+    const std::lock_guard lock(mMutex);
+    if (!reply || mFault == Fault::kSilent) return;
+    record.param[1] = mStatus;
+    reply->TrySend({kStatusType, std::string(reinterpret_cast<const char*>(&record), sizeof record)});
+}
+
+}  // namespace board
