@@ -1,0 +1,65 @@
+/// A UDP socket on loopback for tests: a master, or the peer of a sender.
+#pragma once
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// Sends to ports of this machine, and keeps what comes back.
+class Client {
+ public:
+    Client() : mSocket(socket(AF_INET, SOCK_DGRAM, 0)) {
+        sockaddr_in address = Loopback(0);
+        bind(mSocket, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        socklen_t size = sizeof address;
+        getsockname(mSocket, reinterpret_cast<sockaddr*>(&address), &size);
+        port = ntohs(address.sin_port);
+    }
+    ~Client() { close(mSocket); }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    void Send(std::uint16_t to, const std::string& text) const {
+        sockaddr_in address = Loopback(to);
+        sendto(mSocket, text.data(), text.size(), 0, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    }
+
+    /// \return the datagrams that are there; waits up to `milliseconds` for the first
+    std::vector<std::string> Take(int milliseconds = 0) const {
+        std::vector<std::string> datagrams;
+        pollfd entry{mSocket, POLLIN, 0};
+        if (poll(&entry, 1, milliseconds) != 1) return datagrams;
+        char data[65536];
+        for (ssize_t got; (got = recv(mSocket, data, sizeof data, MSG_DONTWAIT)) >= 0;) {
+            datagrams.emplace_back(data, static_cast<std::size_t>(got));
+        }
+        return datagrams;
+    }
+
+    /// Takes datagrams until there are `count`, or for two seconds.
+    std::vector<std::string> TakeCount(std::size_t count) const {
+        std::vector<std::string> all;
+        for (int turn = 0; turn < 20 && all.size() < count; ++turn) {
+            for (std::string& text : Take(100)) all.push_back(std::move(text));
+        }
+        return all;
+    }
+
+    std::uint16_t port = 0;
+
+ private:
+    static sockaddr_in Loopback(std::uint16_t port) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        return address;
+    }
+
+    int mSocket;
+};

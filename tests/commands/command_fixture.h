@@ -1,0 +1,63 @@
+/// A command manager with the board's other processes around it, asked over its real socket.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "client.h"
+#include "core/keywordtable.h"
+#include "fast_machine.h"
+#include "settings_agent.h"
+#include "status_block.h"
+#include "system_daemon.h"
+#include "udpcom.h"
+
+using Texts = std::vector<std::string>;
+
+/// Opens the command manager's inside to the tests of its room.
+class CommandManagerTest : public ::testing::Test {
+ protected:
+    static constexpr std::uint16_t kPort = 5000;
+
+    explicit CommandManagerTest(char role = 'T') {
+        global_debug_flag = 0;
+        fast_machine::RecordShell(true);
+        fast_machine::SetSpeed(100000);
+        mBoard = new CommandManager(role);  // lives on, as in a player: its threads don't end
+        EXPECT_TRUE(mBoard->mpServer->Connect(kPort));
+    }
+
+    /// Sends a request, has it served, and takes what came back.
+    Texts Ask(const std::string& request) {
+        mMaster.Send(kPort, request);
+        mBoard->ServeRequest();
+        return mMaster.Take();
+    }
+
+    CommandManager::UpgradeStateEnum& UpgradeState() { return mBoard->mUpgradeState; }
+    int LastUnit() const { return mBoard->mLastUnitCommandId; }
+    TunerManager& Tuner() { return *mBoard->mpTunerManager; }
+    void Boot() { mBoard->ProcessTunerModeAndDefaultStartupItem(nullptr); }
+    static auto Keywords() { return CommandManager::Commands(); }
+    static auto Keyword(std::size_t row) { return CommandManager::Commands()[row].keyword; }
+
+    static std::string FileText(const char* path) {
+        std::ifstream file(path, std::ios::binary);
+        std::stringstream text;
+        text << file.rdbuf();
+        return text.str();
+    }
+
+    board::StatusBlock mStatus;
+    board::SettingsAgent mAgent{"/mnt/burnt"};
+    board::SystemDaemon mDaemon;
+    Client mMaster;
+    CommandManager* mBoard;
+};
+
+class ReceiverTest : public CommandManagerTest {
+ protected:
+    ReceiverTest() : CommandManagerTest('R') {}
+};

@@ -1,0 +1,173 @@
+// A transmitter's commands: request and reply, what reaches the agent, the tuner and the disk.
+#include "commands/command_fixture.h"
+
+namespace {
+
+const Texts kOk{"OK\r\n"};
+const Texts kKo{"KO\r\n"};
+
+}  // namespace
+
+TEST_F(CommandManagerTest, EveryRequestHasItsReply) {
+    struct Case { const char* request; Texts reply; };
+    const Case cases[] = {
+        {"VERS", {"VERS0.82.14OK\r\n"}}, {"vers\r\n", {"VERS0.82.14OK\r\n"}}, {"VERSION", {"VERS0.82.14OK\r\n"}}, {"VER", kKo}, {" VERS", kKo},
+        {"", kKo}, {"X", kKo}, {"VIDEO", kOk}, {"TIME", {"TIME acd4 0000 OK\r\n"}}, {"RESET", kOk}, {"REMOTE6e", kKo}, {"UARTabc", kKo}, {"SUART9600,8,N,1", kKo},
+        {"URLx", kKo}, {"RESOLUTION?", kKo}, {"UNIT9,1", kKo}, {"UNIT3", kKo}, {"UNIT7", kKo}, {"UNIT", kKo}, {"UNIT1", kKo}, {"UNIT1,239.1.1.1,5000", kKo},
+        {"UNIT4", kKo}, {"UNIT4,2", kKo}, {"UNIT4,9,239.1.1.1,5000,5", kKo}, {"UNIT5,2", kOk}, {"UNIT0", kOk}, {"LANGeng,0", kOk}, {"LANG", kOk}, {"SUBS1", kOk},
+        {"CALLBACK0", kOk}, {"CALLBACK10", kOk}, {"TUNERMODE3", kKo}, {"TUNERMODE-1", kKo}, {"MCASTPACKETSIZE32769", kKo}, {"MCASTPACKETSIZE-1", kKo}, {"MCASTPACKETSIZE32768", kOk},
+        {"DEBUG0", kKo}, {"DUMPPIDS", kKo}, {"DUMPCOL", kKo}, {"DUMPEIT", kKo}, {"DUMPLANG", kKo}, {"DBGSIMPL", kKo}, {"TESTSER", kKo}, {"STREAMFROMFILE", kKo}, {"STREAMFROMFILE,/nowhere/x", kKo},
+        {"FILTER", kKo}, {"FILTERS", kKo}, {"BLIND4", {"BLINDSTART:0 KO\r\n"}}, {"BLINDx", {}}, {"SCAL", {std::string("ffff\r\nOK\r\n\0", 11)}},
+        {"EITX,1,2", kKo}, {"EITI,1,2", kKo}, {"EITL1,2,0", kKo}, {"UPGR?", {"UPGRSTATUS0 OK\r\n\r\n"}}, {"M710CMMD -stopall", kKo},
+    };
+    for (const Case& step : cases) {
+        if (std::string(step.request) == "BLINDx") continue;  // scan type 0: see the scan's own tests
+        EXPECT_EQ(Ask(step.request), step.reply) << step.request;
+    }
+    for (std::size_t row = 0; row < Keywords().size(); ++row) {  // no keyword cut by a character reaches its row
+        const std::string text(Keyword(row).substr(0, Keywords()[row].chars - 1));
+        if (text != "SUB" && text != "LAN") { EXPECT_EQ(Ask(text), kKo) << text; }
+    }
+}
+
+TEST_F(CommandManagerTest, RequestsOfAnyLengthAndBytesAreAnswered) {
+    for (const std::size_t size : {1u, 63u, 255u, 1023u, 1024u, 2039u, 2040u, 2041u, 5000u, 60000u}) {
+        for (const char* keyword : {"", "VERS", "UNIT1,", "URL", "LANG", "EITI", "UPGR", "CALLBACK", "DHCP0,", "SUBS", "STREAMFROMFILE,x,", "Tuner", "REMOTE", "UNIT4,"}) {
+            for (const char fill : {'\0', ',', '%', '9', '\xff'}) {
+                Ask(keyword + std::string(size, fill));
+            }
+        }
+    }
+    EXPECT_EQ(Ask("VERS"), Texts{"VERS0.82.14OK\r\n"});
+}
+
+TEST_F(CommandManagerTest, StatusTellsTunerAndStreams) {
+    EXPECT_EQ(Ask("STATUS")[0].substr(0, 46), "STATUS 0 0 0.0.0.0:0 0:0:00:[] F:ATSC E:0 C:\"N");
+    mStatus.TunerStrength(5);
+    EXPECT_EQ(Ask("UNIT1,239.1.1.1,5000,5,1a2b,3c4d"), kOk);
+    EXPECT_EQ(LastUnit(), '1');
+    const std::string status = Ask("STATUS")[0];
+    EXPECT_EQ(status.substr(0, 44), "STATUS 1 0 239.1.1.1:5000 0:1:ff:[] F:ATSC E");
+    EXPECT_EQ(status.substr(status.size() - 6), "% OK\r\n");
+}
+
+TEST_F(CommandManagerTest, AnAcceptedUnitIsSavedAsItCameAndReplayedAtBoot) {
+    const char* const file = "/mnt/hd1/zul_def_startup";
+    EXPECT_EQ(Ask("UNIT2,239.1.1.1,5000,5,1,2\r\n"), kOk);
+    EXPECT_EQ(FileText(file), "UNIT2,239.1.1.1,5000,5,1,2\r\n");
+    EXPECT_EQ(Ask("UNIT7"), kKo);
+    EXPECT_EQ(FileText(file), "UNIT2,239.1.1.1,5000,5,1,2\r\n") << "a refused command saves nothing";
+    EXPECT_FALSE(mDaemon.IsWritable(1));
+    fast_machine::TakeShellLines();
+    EXPECT_EQ(Ask("UNIT0"), kOk);
+    Boot();
+    EXPECT_TRUE(fast_machine::TakeShellLines().empty()) << "UNIT0 as the item starts nothing";
+    EXPECT_EQ(Ask("UNIT4,3,239.1.1.1,5000,1f"), kOk);
+    EXPECT_EQ(Ask("UNIT0,"), kOk);
+}
+
+TEST_F(CommandManagerTest, TunerModeIsKeptShownAndHandedToTheAgent) {
+    EXPECT_EQ(Ask("TUNERMODE2"), kOk);
+    EXPECT_EQ(FileText("/mnt/hd1/zul_tunermode"), "2\n");
+    EXPECT_EQ(mAgent.Get("TUNER_MODE"), "2");
+    EXPECT_NE(Ask("STATUS")[0].find("F:QAM256 "), std::string::npos);
+    EXPECT_EQ(Ask("TUNERMODE,1"), kOk) << "a comma reads as 0";
+    EXPECT_EQ(Ask("TUNERMODE 1"), kOk);
+    Boot();
+    EXPECT_EQ(mAgent.Get("TUNER_MODE"), "1");
+    mDaemon.Set(board::Fault::kLying);
+    EXPECT_EQ(Ask("TUNERMODE0"), kKo);
+    EXPECT_EQ(mAgent.Get("TUNER_MODE"), "1");
+}
+
+TEST_F(CommandManagerTest, PacketSizeIsSavedUnrounded) {
+    EXPECT_EQ(Ask("MCASTPACKETSIZE1000"), kOk);
+    EXPECT_EQ(FileText("/mnt/hd1/zul_packet_size"), "1000");
+    mDaemon.Set(board::Fault::kLying);
+    EXPECT_EQ(Ask("MCASTPACKETSIZE2000"), kOk) << "the result of the save isn't told";
+    EXPECT_EQ(FileText("/mnt/hd1/zul_packet_size"), "1000");
+}
+
+TEST_F(CommandManagerTest, NetworkIdentity) {
+    mAgent.Put("DHCP_ENABLE", "1");
+    mAgent.Put("IP_ADDRESS", "10.0.0.1");
+    mAgent.Put("IP_GATEWAY", "10.0.0.254");
+    mAgent.Put("IP_MASK", "255.0.0.0");
+    EXPECT_EQ(Ask("IP?"), Texts{"DHCP:1 MAC:02005e100001 IP:10.0.0.1 GW:10.0.0.254 NM:255.0.0.0 OK\r\n"});
+    struct Case { const char* request; Texts reply; std::string dhcp, address; };
+    const Case cases[] = {
+        {"DHCP0,192.168.0.10,192.168.0.1,255.255.255.0", kOk, "0", "192.168.0.10"}, {"DHCP\r\n", kOk, "1", "192.168.0.10"},
+        {"DHCP1,1.2.3.4,5.6.7.8,255.0.0.0", kOk, "1", "192.168.0.10"}, {"DHCP2,%n%s%d", kOk, "2", "%n%s%d"},
+    };
+    for (const Case& step : cases) {
+        EXPECT_EQ(Ask(step.request), step.reply) << step.request;
+        EXPECT_EQ(mAgent.Get("DHCP_ENABLE"), step.dhcp) << step.request;
+        EXPECT_EQ(mAgent.Get("IP_ADDRESS"), step.address) << step.request;
+    }
+    mAgent.AnswerWith("NETWORK_COMMIT", "no");
+    EXPECT_EQ(Ask("DHCP1"), (Texts{"OK\r\n", "KO\r\n"})) << "the first reply left before the commit failed";
+    mAgent.AnswerWith("IP_ADDRESS", "no");
+    EXPECT_EQ(Ask("IP?"), kKo);
+    EXPECT_EQ(Ask("DHCP0,1.1.1.1"), kKo);
+    UpgradeState() = CommandManager::eUpgradeDownloading;
+    mAgent.Requests().Clear();
+    EXPECT_EQ(Ask("DHCP1"), kKo);
+    EXPECT_TRUE(mAgent.Requests().All().empty());
+}
+
+TEST_F(CommandManagerTest, UpgradeOverAllItsStates) {
+    const std::string tooLarge = "KO\r\n File too large or too small: ";
+    const std::string piece(100, '\x7f');
+    struct Step { std::string request; std::string reply; int state; };
+    const Step steps[] = {
+        {"UPGR10", tooLarge + "10\r\n", 0}, {"UPGR1000000001", tooLarge + "1000000001\r\n", 0}, {"UPGR:" + piece, tooLarge + "0\r\n", 0},
+        {"UPGR200", "OK\r\n", 1}, {"UPGR:" + piece, "OK\r\n", 1}, {"UPGR150", "OK\r\n", 1},
+        {"UPGR:" + piece, "OK\r\n", 1}, {"UPGR:" + piece, "KO\r\n Error saving upgrade file at 200 of 150 bytes\r\n", 3},
+        {"UPGR?", "UPGRSTATUS3 OK\r\n\r\n", 3}, {"UPGR200", "OK\r\n", 1}, {"UPGRx", tooLarge + "0\r\n", 3}, {"UPGR200", "OK\r\n", 1},
+        {"UPGR:" + piece, "OK\r\n", 1}, {"UPGR:" + piece, "OK\r\n", 2}, {"UPGR?", "UPGRSTATUS2 OK\r\n\r\n", 2},
+        {"UPGR200", "KO\r\n Invalid state 2\r\n", 2}, {"UNIT0", "KO\r\n", 2}, {"BLIND0", "KO\r\n", 2}, {"Tuner://5", "KO\r\n", 2},
+    };
+    for (const Step& step : steps) {
+        EXPECT_EQ(Ask(step.request), Texts{step.reply}) << step.request.substr(0, 20);
+        EXPECT_EQ(UpgradeState(), step.state) << step.request.substr(0, 20);
+    }
+    EXPECT_EQ(mAgent.Get("MULTIPLE_UPGRADE"), "ide:///mnt/hd4/multiple.tar");
+    EXPECT_EQ(FileText("/mnt/hd4/multiple.tar"), piece + piece);
+    UpgradeState() = CommandManager::eUpgradeIdle;
+    mAgent.AnswerWith("MULTIPLE_UPGRADE", "no");
+    Ask("UPGR11");
+    EXPECT_EQ(Ask("UPGR:12345678901"), Texts{"KO\r\n Error starting burn process\r\n"});
+    EXPECT_EQ(UpgradeState(), CommandManager::eUpgradeBurnError);
+    mDaemon.Set(board::Fault::kLying);
+    EXPECT_EQ(Ask("UPGR11"), kOk) << "partition 4 stayed writable";
+}
+
+TEST_F(CommandManagerTest, TheLogChannelFollowsCallback) {
+    EXPECT_EQ(Ask("CALLBACK1"), kOk);
+    Client other;
+    other.Send(kPort, "CALLBACK1");
+    mBoard->RunPeriodicCheck();
+    Ask("DEBUG2");
+    const Texts lines = Ask("VERS");
+    ASSERT_GE(lines.size(), 2u) << "log lines beside the reply";
+    EXPECT_EQ(lines[0].substr(0, 5), "LOG: ");
+    Ask("DEBUG0");
+    Ask("CALLBACK0");
+    mMaster.Take(50);
+    EXPECT_EQ(Ask("REMOTE1"), kKo) << "no panic line on a closed channel";
+}
+
+TEST_F(CommandManagerTest, AScanAnswersItsQuestions) {
+    const Texts before = Ask("SCA?");
+    EXPECT_EQ(before, Texts{std::string("\0\0\0\0", 4)});
+    EXPECT_EQ(Ask("Tuner://1f"), (Texts{"BLINDSTART:0 OK\r\n", "BLINDCMP:0 OK\r\n", "OK\r\n"}));
+    EXPECT_EQ(Ask("SCA?"), Texts{std::string("\0\x20\0\5", 4)}) << "one behind the channel, nothing found, done";
+    EXPECT_EQ(Ask("BLIND99"), kOk);
+}
+
+TEST_F(CommandManagerTest, ProtocolDocumentListsTheKeywords) {
+    const std::string document = FileText(ZUL_SOURCE_DIR "/docs/protocol.md");
+    for (std::size_t row = 0; row < Keywords().size(); ++row) {
+        EXPECT_NE(document.find("### " + std::string(Keyword(row)) + "\n"), std::string::npos) << Keyword(row);
+    }
+}

@@ -1,0 +1,182 @@
+// UDP, the log's wire format, and the text helpers.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "client.h"
+#include "texthelpers.h"
+#include "udpcom.h"
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+std::string Bytes(const char* text, std::size_t size) { return std::string(text, size); }
+
+/// A server and a client that it answers.
+struct Pair {
+    Pair() {
+        EXPECT_TRUE(server.Connect(5000));
+        client.Send(5000, "hello");
+        char buffer[16];
+        EXPECT_EQ(server.Receive(buffer, 15, 0), 5);
+    }
+    Client client;
+    UdpServer server;
+};
+
+}  // namespace
+
+TEST(UdpServer, ReceivesWithAZeroByteBehindAndAnswersItsLastPeer) {
+    Pair pair;
+    char buffer[9];
+    std::memset(buffer, 'x', sizeof buffer);
+    pair.client.Send(5000, "12345678");
+    EXPECT_TRUE(pair.server.WaitForData(1, 0));
+    EXPECT_EQ(pair.server.Receive(buffer, 8, 0), 8);
+    EXPECT_STREQ(buffer, "12345678");
+    EXPECT_EQ(pair.server.GetLastClientPort(), pair.client.port);
+    EXPECT_STREQ(pair.server.GetLastClientIpAddress(), "127.0.0.1");
+    EXPECT_EQ(pair.server.Reply("back", 4), 4);
+    EXPECT_EQ(pair.client.Take(1000), Texts{"back"});
+    EXPECT_FALSE(pair.server.WaitForData(0, 0));
+    EXPECT_LT(pair.server.Receive(buffer, 8, MSG_DONTWAIT), 0);
+    EXPECT_STREQ(buffer, "12345678") << "a failed receive touches nothing";
+    EXPECT_TRUE(pair.server.Connect(5001)) << "opening again lets the old socket go";
+    UdpServer other;
+    EXPECT_TRUE(other.Connect(5000));
+}
+
+TEST(UdpServer, JoinsOnlyMulticastGroups) {
+    for (const char* group : {"223.1.1.1", "240.0.0.1", "FILTER", "", "239.x", "239.255.250.250", "224.0.1.1"}) {
+        UdpServer server;
+        EXPECT_TRUE(server.Connect(6000, group)) << group;
+    }
+}
+
+TEST(UdpServer, MacOfAnInterface) {
+    UdpServer server;
+    ASSERT_TRUE(server.Connect(6000));
+    EXPECT_STREQ(server.GetSelfMacAddress("none"), "");
+    EXPECT_STREQ(server.GetSelfMacAddress("eth0"), "02005e100001");
+    EXPECT_STREQ(server.GetSelfMacAddress("none"), "02005e100001") << "the last good one";
+}
+
+TEST(UdpSender, FailsWithoutASocketAndReconnects) {
+    Client client;
+    UdpSender sender;
+    EXPECT_LT(sender.Send("x", 1), 0);
+    EXPECT_FALSE(sender.Connect(client.port, "nonsense"));
+    EXPECT_LT(sender.Send("x", 1), 0) << "nothing goes to descriptor 0";
+    EXPECT_TRUE(sender.Connect(client.port, "127.0.0.1"));
+    EXPECT_TRUE(sender.Connect(client.port, "127.0.0.1"));
+    EXPECT_EQ(sender.Send("x", 1), 1);
+    EXPECT_EQ(client.Take(1000), Texts{"x"});
+    sender.Disconnect();
+    sender.Disconnect();
+    EXPECT_LT(sender.Send("x", 1), 0);
+}
+
+TEST(Log, LevelsAndWireFormat) {
+    AllocateErrorBuffer();
+    Client client;
+    int evaluated = 0;
+    const auto say = [&] { LOG("text %d\n", ++evaluated); };
+    for (const int level : {0, 2, 3, -1}) {
+        global_debug_flag = level;
+        say();
+    }
+    EXPECT_EQ(evaluated, 0) << "no argument is evaluated where no line goes";
+    OpenLogChannel(client.port, "127.0.0.1");
+    OpenLogChannel(1, "127.0.0.1");  // the first peer stays
+    global_debug_flag = 2;
+    say();
+    LOG("%s|", static_cast<const char*>(nullptr) == nullptr ? "(null)" : "");
+    PANIC("broken %s", "thing");
+    EXPECT_EQ(client.TakeCount(3), (Texts{Bytes("LOG: text 1\n\r\n\0", 15), Bytes("LOG: (null)|\r\n\0", 15), "LOG:ERROR broken thing\r\n"}));
+    const std::string longText(3000, 'a');
+    LOG("%s", longText.c_str());
+    PANIC("%s", longText.c_str());
+    const Texts cut = client.TakeCount(2);
+    ASSERT_EQ(cut.size(), 2u);
+    EXPECT_EQ(cut[0], "LOG: " + std::string(1023, 'a') + Bytes("\r\n\0", 3));
+    EXPECT_EQ(cut[1], "LOG:ERROR " + std::string(511, 'a') + "\r\n");
+    CloseLogChannel();
+    CloseLogChannel();
+    LOG("silent");
+    EXPECT_TRUE(client.Take(50).empty());
+    global_debug_flag = 1;
+    testing::internal::CaptureStdout();
+    LOG("line\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "ZUL: line\n");
+}
+
+TEST(Log, PanicTellsItsPlaceAndTheErrorOfItsCall) {
+    testing::internal::CaptureStderr();
+    errno = ENOENT;
+    PANIC("text %%d %d", 5);
+    const int line = __LINE__ - 1;
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "PANIC at udp_and_log_test.cpp:" + std::to_string(line) +
+                                                          "  text %d 5\nperror: No such file or directory\n");
+}
+
+TEST(Log, LinesOfManyThreadsAreNotTornWhileTheChannelComesAndGoes) {
+    AllocateErrorBuffer();
+    global_debug_flag = 2;
+    Client client;
+    std::vector<std::thread> threads;
+    for (char c = 'a'; c < 'e'; ++c) {
+        threads.emplace_back([c] {
+            const std::string text(200, c);
+            for (int i = 0; i < 300; ++i) LOG("%s", text.c_str());
+        });
+    }
+    std::size_t lines = 0;
+    const auto judge = [&] {
+        for (const std::string& line : client.Take()) {
+            ++lines;
+            ASSERT_EQ(line.size(), 208u);
+            EXPECT_EQ(line.find_first_not_of(line[5], 5), 205u) << line;
+        }
+    };
+    for (int i = 0; i < 200; ++i) {
+        OpenLogChannel(client.port, "127.0.0.1");
+        std::this_thread::yield();
+        judge();
+        CloseLogChannel();
+    }
+    OpenLogChannel(client.port, "127.0.0.1");
+    LOG("%s", std::string(200, 'z').c_str());
+    for (std::thread& thread : threads) thread.join();
+    judge();
+    EXPECT_GT(lines, 0u);
+}
+
+TEST(TextHelpers, Numbers) {
+    struct Case { const char* text; unsigned hex; int decimal; };
+    const Case cases[] = {
+        {"", 0, 0}, {"1f", 0x1f, 1}, {"6e\r\n", 0x6e, 6}, {" 1 f", 0x1f, 1}, {"xyz", 0, 0}, {"-12", 0x12, -12}, {"12ab34CD", 0x12ab34cd, 12},
+        {"9912ab34cd", 0x12ab34cd, 9912}, {"99999999999", 0x99999999, 2147483647}, {"-99999999999", 0x99999999, -2147483647 - 1}, {",5", 5, 0}, {"EITN 1a2b", 0xE1A2B, 0},
+    };
+    for (const Case& step : cases) {
+        EXPECT_EQ(hatoi(step.text), step.hex) << step.text;
+        EXPECT_EQ(Decimal(step.text), step.decimal) << step.text;
+    }
+}
+
+TEST(TextHelpers, MystrtokTellsEmptyFieldsApart) {
+    struct Case { std::string text; std::vector<std::string> fields; };
+    const Case cases[] = {
+        {"a,b", {"a", "b", "-"}}, {",b", {"-", "b", "-"}}, {"a,,c", {"a", "-", "c", "-"}}, {"", {"-", "-"}}, {"a,", {"a", "-", "-"}},
+        {std::string(1023, 'x') + ",b", {std::string(1023, 'x'), "b"}}, {std::string(1024, 'x') + ",b", {"-", "-"}},
+    };
+    for (const Case& step : cases) {
+        std::string text = step.text;
+        char* from = text.data();
+        for (const std::string& wanted : step.fields) {
+            const char* const field = mystrtok(from, ",;");
+            EXPECT_EQ(field != nullptr ? field : "-", wanted) << step.text;
+            from = nullptr;
+        }
+    }
+}
