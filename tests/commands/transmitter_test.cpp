@@ -1,4 +1,6 @@
 // A transmitter's commands: request and reply, what reaches the agent, the tuner and the disk.
+#include <algorithm>
+
 #include "commands/command_fixture.h"
 
 namespace {
@@ -15,13 +17,12 @@ TEST_F(CommandManagerTest, EveryRequestHasItsReply) {
         {"", kKo}, {"X", kKo}, {"VIDEO", kOk}, {"TIME", {"TIME acd4 0000 OK\r\n"}}, {"RESET", kOk}, {"REMOTE6e", kKo}, {"UARTabc", kKo}, {"SUART9600,8,N,1", kKo},
         {"URLx", kKo}, {"RESOLUTION?", kKo}, {"UNIT9,1", kKo}, {"UNIT3", kKo}, {"UNIT7", kKo}, {"UNIT", kKo}, {"UNIT1", kKo}, {"UNIT1,239.1.1.1,5000", kKo},
         {"UNIT4", kKo}, {"UNIT4,2", kKo}, {"UNIT4,9,239.1.1.1,5000,5", kKo}, {"UNIT5,2", kOk}, {"UNIT0", kOk}, {"LANGeng,0", kOk}, {"LANG", kOk}, {"SUBS1", kOk},
-        {"CALLBACK0", kOk}, {"CALLBACK10", kOk}, {"TUNERMODE3", kKo}, {"TUNERMODE-1", kKo}, {"MCASTPACKETSIZE32769", kKo}, {"MCASTPACKETSIZE-1", kKo}, {"MCASTPACKETSIZE32768", kOk},
+        {"CALLBACK10", kOk}, {"CALLBACK0", kOk}, {"TUNERMODE3", kKo}, {"TUNERMODE-1", kKo}, {"MCASTPACKETSIZE32769", kKo}, {"MCASTPACKETSIZE-1", kKo}, {"MCASTPACKETSIZE32768", kOk},
         {"DEBUG0", kKo}, {"DUMPPIDS", kKo}, {"DUMPCOL", kKo}, {"DUMPEIT", kKo}, {"DUMPLANG", kKo}, {"DBGSIMPL", kKo}, {"TESTSER", kKo}, {"STREAMFROMFILE", kKo}, {"STREAMFROMFILE,/nowhere/x", kKo},
-        {"FILTER", kKo}, {"FILTERS", kKo}, {"BLIND4", {"BLINDSTART:0 KO\r\n"}}, {"BLINDx", {}}, {"SCAL", {std::string("ffff\r\nOK\r\n\0", 11)}},
-        {"EITX,1,2", kKo}, {"EITI,1,2", kKo}, {"EITL1,2,0", kKo}, {"UPGR?", {"UPGRSTATUS0 OK\r\n\r\n"}}, {"M710CMMD -stopall", kKo},
+        {"FILTER", kKo}, {"FILTERS", kKo}, {"BLIND4", {"BLINDSTART:0 KO\r\n"}}, {"SCAL", {std::string("ffff\r\nOK\r\n\0", 11)}},
+        {"EITX1,2", kKo}, {"EITI1,2", kKo}, {"EITL1,2,0", kKo}, {"EITN1,2", {"EITI OK\r\n"}}, {"UPGR?", {"UPGRSTATUS0 OK\r\n\r\n"}}, {"M710CMMD -stopall", kKo},
     };
     for (const Case& step : cases) {
-        if (std::string(step.request) == "BLINDx") continue;  // scan type 0: see the scan's own tests
         EXPECT_EQ(Ask(step.request), step.reply) << step.request;
     }
     for (std::size_t row = 0; row < Keywords().size(); ++row) {  // no keyword cut by a character reaches its row
@@ -144,9 +145,6 @@ TEST_F(CommandManagerTest, UpgradeOverAllItsStates) {
 
 TEST_F(CommandManagerTest, TheLogChannelFollowsCallback) {
     EXPECT_EQ(Ask("CALLBACK1"), kOk);
-    Client other;
-    other.Send(kPort, "CALLBACK1");
-    mBoard->RunPeriodicCheck();
     Ask("DEBUG2");
     const Texts lines = Ask("VERS");
     ASSERT_GE(lines.size(), 2u) << "log lines beside the reply";
@@ -160,7 +158,10 @@ TEST_F(CommandManagerTest, TheLogChannelFollowsCallback) {
 TEST_F(CommandManagerTest, AScanAnswersItsQuestions) {
     const Texts before = Ask("SCA?");
     EXPECT_EQ(before, Texts{std::string("\0\0\0\0", 4)});
-    EXPECT_EQ(Ask("Tuner://1f"), (Texts{"BLINDSTART:0 OK\r\n", "BLINDCMP:0 OK\r\n", "OK\r\n"}));
+    Texts messages = Ask("Tuner://1f");
+    for (const std::string& late : mMaster.TakeCount(3 - messages.size())) messages.push_back(late);
+    std::sort(messages.begin(), messages.end());  // the scan's own messages come when they come
+    EXPECT_EQ(messages, (Texts{"BLINDCMP:0 OK\r\n", "BLINDSTART:0 OK\r\n", "OK\r\n"}));
     EXPECT_EQ(Ask("SCA?"), Texts{std::string("\0\x20\0\5", 4)}) << "one behind the channel, nothing found, done";
     EXPECT_EQ(Ask("BLIND99"), kOk);
 }

@@ -3,6 +3,7 @@
 
 #include <sys/msg.h>
 
+#include <cstring>
 #include <thread>
 
 #include "client.h"
@@ -38,7 +39,7 @@ TEST(SnmpLocal, SendsTheTextAndFourBytesMore) {
     SnmpLocal snmp;
     std::thread module([&] { EXPECT_STREQ(snmp.SnmpSet("%s i %d", Oid(REBOOT), 0), "0"); });
     struct { long type; char text[2048]; } message;
-    ASSERT_EQ(msgrcv(msgget(1235, 0), &message, sizeof message.text, 0, 0), 31 + 4);
+    ASSERT_EQ(msgrcv(msgget(1235, 0), &message, sizeof message.text, 0, 0), 30 + 4);
     EXPECT_EQ(message.type, 0x301);
     EXPECT_STREQ(message.text, ".1.3.6.1.4.1.48217.3.5.7.0 i 0");
     message.type = 0x304;

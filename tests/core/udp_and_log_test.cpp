@@ -1,6 +1,7 @@
 // UDP, the log's wire format, and the text helpers.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <thread>
 
 #include "client.h"

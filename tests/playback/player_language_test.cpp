@@ -46,7 +46,7 @@ std::vector<Order> TakeOrders(int key, long type) {
     return orders;
 }
 
-std::vector<Order> Run(std::string line) {
+std::vector<Order> OrdersOf(std::string line) {
     m710cmmd(line.data());
     return TakeOrders(1234, 2);
 }
@@ -95,23 +95,23 @@ TEST(PlayerLanguage, EveryOptionBecomesItsOrder) {
         {"-atsc", {{106, 88, With(full(20), {{12, 14}, {16, 1}}), ""}}}, {"-atsc 7 2 30 -stopall", {{106, 88, With(full(20), {{8, 30}, {12, 7}, {16, 2}}), ""}, stopAll}},
         {"-scan", {{118, 88, {}, ""}}}, {"-scan 1 -stopall -stopvid", {{118, 88, {{4, 1}}, ""}, stopVideo}}, {"-hostip", {}}, {"-hostname", {}}, {"-hostip localhost -stopall", {stopAll}},
     };
-    for (const Case& step : cases) EXPECT_EQ(Run(step.line), step.orders) << step.line;
+    for (const Case& step : cases) EXPECT_EQ(OrdersOf(step.line), step.orders) << step.line;
     msgget(1240, IPC_CREAT | 0666);
-    EXPECT_EQ(Run("-mount 4 rw -stopall"), Orders{stopAll});
+    EXPECT_EQ(OrdersOf("-mount 4 rw -stopall"), Orders{stopAll});
     EXPECT_EQ(TakeOrders(1240, 20), (Orders{{73, 392, {{4, 1234}, {8, 2}, {16, 4}, {20, 1}, {24, 15}}, ""}}));
-    EXPECT_EQ(Run("-mount 4"), Orders{});
+    EXPECT_EQ(OrdersOf("-mount 4"), Orders{});
 }
 
 TEST(PlayerLanguage, LongLinesAndNamesAreHeldToTheirFields) {
     msgget(1234, IPC_CREAT | 0666);
-    const Orders file = Run("-video " + std::string(3000, 'n'));
+    const Orders file = OrdersOf("-video " + std::string(3000, 'n'));
     ASSERT_EQ(file.size(), 1u);
     EXPECT_EQ(file[0].length, 255 + 124 + 8);
     EXPECT_EQ(file[0].text, std::string(255, 'n'));
-    EXPECT_EQ(Run("-vdbg 8 " + std::string(3000, 't'))[0].words.size(), 1u + 94u);
+    EXPECT_EQ(OrdersOf("-vdbg 8 " + std::string(3000, 't'))[0].words.size(), 1u + 94u);
     std::string many;
     for (int i = 0; i < 400; ++i) many += "-stopvid ";
-    EXPECT_EQ(Run(many).size(), 255u) << "a table of 256 words, the first its name";
+    EXPECT_EQ(OrdersOf(many).size(), 255u) << "a table of 256 words, the first its name";
 }
 
 TEST(PlayerLanguage, AnAbsentOrFullQueueLosesTheOrder) {
