@@ -1,0 +1,325 @@
+// The guide as a master sees it: what EIT and ETT file, and what the three queries make of it.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <ctime>
+#include <random>
+#include <set>
+
+#include "guide_fixture.h"
+
+namespace {
+
+constexpr std::uint16_t kProgram = 0x3c4d;
+constexpr std::uint16_t kSource = 9;
+constexpr std::uint32_t kOffset = 18;  ///< seconds between GPS and UTC
+constexpr std::uint32_t kDay = 0xd3a4;
+constexpr std::uint32_t kMidnight = (kDay - 44244) * 86400 + kOffset;
+constexpr std::uint32_t kGpsEpoch = 315964800;  ///< 6 January 1980 in Unix time
+
+class Guide : public GuideTest {
+ protected:
+    Guide() { Fill(); }
+
+    void Fill() {
+        Tune(17);
+        AddProgramme(0x1a2b, kProgram, kSource);
+        SetNow(kMidnight);
+    }
+
+    void SetNow(std::uint32_t time) { Time::Self()->SetTime(time, kOffset, 0); }
+
+    /// \return the titles of a reply, with a blank behind each, and what isn't a line or the end
+    static std::string Titles(const std::string& reply) {
+        std::string titles;
+        std::size_t at = 0;
+        while (reply.compare(at, 5, "EITI ") == 0 && reply.compare(at, 9, "EITI OK\r\n") != 0) {
+            const std::size_t open = reply.find('[', at), close = reply.find("]L", open);
+            titles += reply.substr(open + 1, close - open - 1) + ' ';
+            at = reply.find("]\r\n", close) + 3;
+        }
+        return titles + reply.substr(at);
+    }
+};
+
+std::string HexBytes(const std::string& bytes) {
+    std::string text;
+    char digits[4];
+    for (const char byte : bytes) {
+        std::snprintf(digits, sizeof digits, "%02x ", static_cast<unsigned char>(byte));
+        text += digits;
+    }
+    if (!text.empty()) text.pop_back();
+    return text;
+}
+
+/// A line of the reply, by the C library's calendar.
+std::string Line(std::uint32_t start, std::uint32_t seconds, const std::string& title, const std::string& text = "") {
+    const std::time_t utc = static_cast<std::time_t>(start) - kOffset + kGpsEpoch;
+    std::tm when{};
+    gmtime_r(&utc, &when);
+    char head[64];
+    std::snprintf(head, sizeof head, "EITI %lx %02d%02d %02u%02u S%zu,00[", static_cast<long>(utc / 86400 + 40587),
+                  when.tm_hour, when.tm_min, seconds / 3600, seconds / 60 % 60, title.size());
+    return head + title + "]L" + std::to_string(text.size()) + ",00[" + text + "]\r\n";
+}
+
+constexpr const char* kNothing = "EITI OK\r\n";
+
+}  // namespace
+
+TEST_F(Guide, ShowsAnEventAsTheProtocolHasIt) {
+    EXPECT_EQ(Epg('i', kProgram, kDay, 1930), kNothing);
+    EXPECT_TRUE(SetEvent(kSource, 5, kMidnight + 70200, 36900, "News"));
+    EXPECT_EQ(Epg('i', kProgram, kDay, 1930), "EITI d3a4 1930 1015 S4,00[News]L0,00[]\r\nOK\r\n");
+    EXPECT_EQ(Epg('i', kProgram, kDay, 1929), kNothing);
+    EXPECT_EQ(Epg('i', kProgram + 1, kDay, 1930), kNothing);
+    EXPECT_EQ(Epg('i', kProgram, kDay + 1, 545), "EITI d3a4 1930 1015 S4,00[News]L0,00[]\r\nOK\r\n")
+        << "its last second";
+    EXPECT_EQ(Epg('i', kProgram, kDay + 1, 546), kNothing);
+    Tune(16);
+    EXPECT_EQ(Epg('i', kProgram, kDay, 1930), kNothing) << "the guide is that of the channel";
+    Tune(17);
+    EXPECT_TRUE(SetEvent(kSource, 5, kMidnight, 60, "Late News"));
+    EXPECT_EQ(Epg('i', kProgram, kDay, 0), "EITI d3a4 0000 0001 S9,00[Late News]L0,00[]\r\nOK\r\n")
+        << "set anew in its place";
+    EXPECT_EQ(Epg('i', kProgram, kDay, 1930), kNothing);
+    EXPECT_FALSE(SetEvent(kSource + 1, 5, kMidnight, 60, "x")) << "no such source";
+    EXPECT_FALSE(SetText(kSource + 1, 5, "x"));
+}
+
+TEST_F(Guide, NowAndNextTakeBothEndsAndTheFirstArrival) {
+    const struct {
+        const char* title;
+        std::uint32_t start, seconds;
+    } events[] = {{"A", kMidnight, 600},        {"B", kMidnight + 601, 599}, {"C", kMidnight + 2000, 100},
+                  {"D", kMidnight + 1100, 200}, {"F", 0xFFFFFF00, 0x1000},   {"E", 0xFFFFFF00, 0xFF}};
+    std::uint16_t id = 0;
+    for (const auto& event : events) SetEvent(kSource, ++id, event.start, event.seconds, event.title);
+    SetText(kSource, ++id, "a text whose EIT hasn't come");
+    const struct {
+        std::uint32_t now;
+        const char* titles;
+    } rows[] = {{kMidnight - 1, kNothing},        {kMidnight, "A B OK\r\n"},
+                {kMidnight + 600, "A B OK\r\n"},  {kMidnight + 601, "B D OK\r\n"},
+                {kMidnight + 1099, "B D OK\r\n"}, {kMidnight + 1200, "B D OK\r\n"},
+                {kMidnight + 1201, "D OK\r\n"},   {kMidnight + 1300, "D OK\r\n"},
+                {kMidnight + 1301, kNothing},     {kMidnight + 2000, "C OK\r\n"},
+                {kMidnight + 2101, kNothing},     {0xFFFFFEFF, kNothing},
+                {0xFFFFFFFF, "E OK\r\n"},         {0, kNothing}};
+    for (const auto& row : rows) {
+        SetNow(row.now);
+        EXPECT_EQ(Titles(Epg('n', kProgram)), row.titles) << row.now - kMidnight;
+    }
+}
+
+TEST_F(Guide, ShowsTextsByTheirMode) {
+    const std::string full(128, 't');
+    const std::string text1023(1023, 'l');
+    const struct {
+        std::string what, title;
+        std::uint8_t titleMode;
+        std::string text;
+        std::uint8_t textMode;
+        std::string shown;
+    } rows[] = {
+        {"plain", "News", 0, "All of it", 0, "S4,00[News]L9,00[All of it]"},
+        {"no title", "", 0, "", 0, "S0,00[]L0,00[]"},
+        {"a counted terminator", std::string("News\0", 5), 0, std::string("Text\0", 5), 0, "S4,00[News]L4,00[Text]"},
+        {"a terminator in the middle", std::string("Ne\0ws", 5), 0, std::string("Te\0xt", 5), 0, "S2,00[Ne]L2,00[Te]"},
+        {"controls", "\x01\x1f\r\n\x7f\x80\xff", 0, "\x01", 0, "S7,00[**\r\n\x7f\x80\xff]L1,00[\x01]"},
+        {"128 bytes", full, 0, "", 0, "S128,00[" + full + "]L0,00[]"},
+        {"129 bytes", full + "x", 0, text1023, 0, "S128,00[" + full + "]L1023,00[" + text1023 + "]"},
+        {"other modes", std::string("\x04\x41\x80\0\xff", 5), 0x3f, std::string("\0\x80", 2), 0xff,
+         "S5,3f[2a 41 80 00 00]L2,ff[00 80]"},
+        {"other modes, full", full, 0x04, text1023, 0x04,
+         "S128,04[" + HexBytes(full) + "]L1023,04[" + HexBytes(text1023) + "]"},
+    };
+    for (const auto& row : rows) {
+        Begin('T');
+        Fill();
+        SetEvent(kSource, 5, kMidnight, 60, row.title, row.titleMode);
+        if (!row.text.empty()) SetText(kSource, 5, row.text, row.textMode);
+        EXPECT_EQ(Epg('n', kProgram), "EITI d3a4 0000 0001 " + row.shown + "\r\nOK\r\n") << row.what;
+    }
+}
+
+TEST_F(Guide, KeepsTheTextsThatAnUpdateDoesNotTouch) {
+    const auto shown = [&] {
+        const std::string reply = Epg('n', kProgram);
+        return reply.substr(20, reply.size() - 20 - 6);
+    };
+    EXPECT_TRUE(SetText(kSource, 5, "abcdef", 1)) << "the text may come first";
+    SetEvent(kSource, 5, kMidnight, 60, "T");
+    const struct {
+        const char* what;
+        std::string text;
+        std::uint8_t mode;
+        const char* shown;
+    } rows[] = {{"longer", "abcdefgh", 1, "S1,00[T]L8,01[61 62 63 64 65 66 67 68]"},
+                {"shorter: the buffer stays with its tail", "xyz", 1, "S1,00[T]L8,01[78 79 7a 00 65 66 67 68]"},
+                {"plain ends at its terminator", "xy", 0, "S1,00[T]L2,00[xy]"},
+                {"empty", "", 0, "S1,00[T]L0,00[]"}};
+    for (const auto& row : rows) {
+        EXPECT_TRUE(SetText(kSource, 5, row.text, row.mode)) << row.what;
+        EXPECT_EQ(shown(), row.shown) << row.what;
+    }
+    SetEvent(kSource, 5, kMidnight, 120, "", 7);
+    EXPECT_EQ(shown(), "S0,00[]L0,00[]") << "an empty title leaves the mode";
+    SetEvent(kSource, 6, kMidnight, 120, "");
+    EXPECT_TRUE(SetText(kSource, 6, "", 9)) << "a text of no bytes has no buffer";
+    EXPECT_TRUE(SetText(kSource, 0, "")) << "nor has the channel's";
+    EXPECT_FALSE(SetText(kSource, 0, "second")) << "whose first text stays";
+    EXPECT_EQ(shown(), "S0,00[]L0,00[]");
+}
+
+TEST_F(Guide, RefusesParametersOfAnotherQuery) {
+    SetEvent(kSource, 5, kMidnight, 60, "News");
+    const struct {
+        char type;
+        std::uint32_t date, time, minutes;
+    } rows[] = {{'i', 0, 1200, 0}, {'i', kDay, 0, 1}, {'n', kDay, 0, 0}, {'n', 0, 1, 0}, {'n', 0, 0, 1},
+                {'l', 0, 0, 0},    {'l', kDay, 0, 9}, {'l', 0, 1, 9},    {'x', 0, 0, 0}, {'\0', 0, 0, 0}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(Epg(row.type, kProgram, row.date, row.time, row.minutes), "[KO\r\n]") << row.type << ' ' << row.date;
+    }
+    EXPECT_EQ(Epg('n', kProgram), Line(kMidnight, 60, "News") + "OK\r\n") << "no reply was left behind";
+}
+
+TEST_F(Guide, ListsUntilTheSpanHasPassed) {
+    std::uint32_t start = kMidnight;
+    std::uint16_t id = 0;
+    for (const char* const title : {"A", "B", "C", "D"}) {
+        SetEvent(kSource, ++id, start, 1799, title);
+        start += 1800;
+    }
+    SetEvent(kSource, ++id, start + 60, 1799, "behind a gap");
+    const struct {
+        std::uint32_t now, minutes;
+        const char* titles;
+    } rows[] = {{0, 1, "A OK\r\n"},      {0, 28, "A OK\r\n"},
+                {0, 29, "A B OK\r\n"},   {0, 57, "A B OK\r\n"},
+                {0, 58, "A B C OK\r\n"}, {1799, 1, "A OK\r\n"},
+                {1800, 1, "B OK\r\n"},   {0, 9999, "A B C D OK\r\n"},
+                {7200, 60, kNothing},    {7260, 60, "behind a gap OK\r\n"}};
+    for (const auto& row : rows) {
+        SetNow(kMidnight + row.now);
+        EXPECT_EQ(Titles(Epg('l', kProgram, 0, 0, row.minutes)), row.titles) << row.now << ' ' << row.minutes;
+    }
+}
+
+TEST_F(Guide, ListingsStayInTheBufferAndEndInWholeLines) {
+    // Events of 0 minutes never pass the span: the buffer ends the listing. 36 bytes a line and a title.
+    for (const std::size_t titleSize : {std::size_t{0}, std::size_t{1}, std::size_t{15}, std::size_t{128}}) {
+        Begin('T');
+        Fill();
+        std::string expected;
+        const std::string title(titleSize, 't');
+        for (std::uint16_t id = 0; id < 5000; ++id) {
+            const std::uint32_t start = kMidnight + id * 10u;
+            SetEvent(kSource, id, start, 9, title);
+            if (TunerManager::kReplySize - expected.size() >= 512) expected += Line(start, 9, title);
+        }
+        EXPECT_EQ(Epg('l', kProgram, 0, 0, 60), expected + "OK\r\n");
+    }
+    // A line in hexadecimal can be longer than the reserve: it stays out whole. Three of 2727 bytes leave room for the
+    // end.
+    for (const auto& [bytes, lines] : {std::pair{800u, 3u}, {895u, 3u}, {896u, 2u}, {1023u, 2u}}) {
+        Begin('T');
+        Fill();
+        for (std::uint16_t id = 1; id <= 5; ++id) {
+            SetEvent(kSource, id, kMidnight + id * 100u, 99, "title");
+            SetText(kSource, id, std::string(bytes, 'x'), 1);
+        }
+        SetNow(kMidnight + 100);
+        const std::string reply = Epg('l', kProgram, 0, 0, 60);
+        EXPECT_LE(reply.size(), TunerManager::kReplySize);
+        std::string expected;
+        for (unsigned line = 0; line < lines; ++line) expected += "title ";
+        EXPECT_EQ(Titles(reply), expected + "OK\r\n") << bytes;
+    }
+}
+
+TEST_F(Guide, WhatGoesInComesOut) {
+    std::mt19937 random(3);
+    const auto upTo = [&](unsigned most) { return static_cast<unsigned>(random() % (most + 1)); };
+    for (int round = 0; round < 20; ++round) {
+        Begin('T');
+        Fill();
+        struct Broadcast {
+            std::uint16_t id;
+            std::uint32_t start, seconds;
+            std::string title, text;
+        };
+        std::vector<Broadcast> events;
+        std::uint32_t start = kMidnight;
+        for (std::uint16_t id = 1; id <= 150; ++id) {
+            Broadcast event{static_cast<std::uint16_t>(id * 97), start, 60 + upTo(7200), "", ""};
+            for (unsigned i = upTo(128); i > 0; --i) event.title += static_cast<char>(0x20 + upTo(0x5e));
+            for (unsigned i = upTo(300); i > 0; --i) event.text += static_cast<char>(0x20 + upTo(0x5e));
+            start += event.seconds + 1;
+            events.push_back(event);
+        }
+        auto arrival = events;
+        for (int repetition = 0; repetition < 2; ++repetition) {
+            std::shuffle(arrival.begin(), arrival.end(), random);
+            for (const Broadcast& event : arrival) SetEvent(kSource, event.id, event.start, event.seconds, event.title);
+            std::shuffle(arrival.begin(), arrival.end(), random);
+            for (const Broadcast& event : arrival) SetText(kSource, event.id, event.text);
+        }
+        for (std::size_t now = 0; now + 1 < events.size(); now += 1 + upTo(5)) {
+            SetNow(events[now].start + upTo(events[now].seconds));
+            std::string expected;
+            for (const std::size_t i : {now, now + 1}) {
+                expected += Line(events[i].start, events[i].seconds, events[i].title, events[i].text);
+            }
+            ASSERT_EQ(Epg('n', kProgram), expected + "OK\r\n") << "round " << round << ", event " << now;
+        }
+    }
+}
+
+TEST_F(Guide, IsDumpedToTheLog) {
+    SetEvent(kSource, 5, kMidnight + 3600, 5400, "News");
+    SetText(kSource, 5, "\x80\x81", 1);
+    SetText(kSource, 6, "ABCDEFGHIJ", 0);
+    SetEvent(kSource, 7, kMidnight, 60, "Last");
+    Tune(18);
+    store->AddProgramToScanResults(1, 2);
+    AddProgramme(3, 4, 5);
+    SetText(5, 0, std::string("\0L\0O\0N\0G\0", 9));
+    store->AddProgramToScanResults(6, 7);
+    testing::internal::CaptureStdout();
+    store->DumpEitInfo();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    global_debug_flag = 1;
+    testing::internal::CaptureStdout();
+    store->DumpEitInfo();
+    const std::string log = testing::internal::GetCapturedStdout();
+    const auto name = [](const std::string& characters) {
+        return characters + std::string(5 - characters.size(), '\0');
+    };
+    EXPECT_EQ(log,
+              "ZUL: \n === Now is d3a4 0000\n"
+              "ZUL: Ch id 0x11, sh name " +
+                  name("NEWS") +
+                  ", tr id 1a2b pr id 3c4d long name        \n"
+                  "ZUL: EvId 5 (src 9), startTime d3a4 0100, duration 90, title News\n"
+                  "ZUL: Long info 80 81 0 0 0 0 0 0\n"
+                  "ZUL: EvId 6 (src 0), startTime d3a4 0000, duration 0, title \n"
+                  "ZUL: Long info 41 42 43 44 45 46 47 48\n"
+                  "ZUL: EvId 7 (src 9), startTime d3a4 0000, duration 1, title Last\n"
+                  "ZUL: Long info 41 42 43 44 45 46 47 48\n"
+                  "ZUL: \n"
+                  "ZUL: Ch id 0x12, sh name " +
+                  name("") +
+                  ", tr id 0001 pr id 0002 long name        \n"
+                  "ZUL: \n"
+                  "ZUL: Ch id 0x12, sh name " +
+                  name("NEWS") + ", tr id 0003 pr id 0004 long name LONG" + std::string(2, '\0') +
+                  " \n"
+                  "ZUL: \n"
+                  "ZUL: Ch id 0x12, sh name " +
+                  name("") + ", tr id 0006 pr id 0007 long name LONG" + std::string(2, '\0') +
+                  " \n"
+                  "ZUL: \n");
+}

@@ -1,0 +1,289 @@
+// The blind scan against the real filter, status block, system daemon and a master's socket.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <thread>
+
+#include "filter/tsfilter.h"
+#include "guide/channelrange.h"
+#include "guide_fixture.h"
+#include "status_block.h"
+#include "system_daemon.h"
+
+namespace {
+
+/// What lies on a channel of the band.
+struct Channel {
+    int strength;
+    int programmes;
+    int listens = 1;  ///< how often the scan listens for 5 s before they are there
+};
+
+/// A band behind the tuner: the tool sets the strength, and listening finds the programmes.
+class Scan : public GuideTest {
+ protected:
+    Scan() : filter(*new TsFilter('T', store)) {
+        fast_machine::OnShell([this](const std::string& line) {
+            std::sscanf(line.c_str(), "m710cmmd -atsc %d >/dev/null", &tuned);
+            const auto found = band.find(tuned);
+            block.TunerStrength(found != band.end() ? found->second.strength : 0);
+            listened = 0;
+        });
+        fast_machine::OnSleep([this](std::int64_t microseconds) {
+            if (microseconds != 5000000 || !band.contains(tuned)) return;
+            const Channel& channel = band[tuned];
+            if (++listened != channel.listens) return;
+            for (int number = 1; number <= channel.programmes; ++number) {
+                store->AddProgramToScanResults(static_cast<std::uint16_t>(tuned), static_cast<std::uint16_t>(number));
+            }
+            if (onListen) onListen(tuned);
+        });
+    }
+
+    /// Hears messages until the scan is over. \return all of them
+    std::string HearScan() {
+        std::string all;
+        for (;;) {
+            const std::string message = master.Hear();
+            all += message;
+            if (message == "BLINDCMP:0 OK\r\n" || message == "(nothing)") return all;
+        }
+    }
+
+    void WaitForTheEnd() {
+        while (store->ScanState() == TunerManager::eScanInProgress)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+
+    board::StatusBlock block;
+    board::SystemDaemon daemon;
+    TsFilter& filter;  // outlives the test, as the scan thread does
+    std::map<int, Channel> band;
+    std::function<void(int channel)> onListen;
+    int tuned = 0;
+    int listened = 0;
+};
+
+std::string FileText(const char* path) {
+    std::ifstream file(path);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+constexpr std::int64_t kSecond = 1000000;
+
+}  // namespace
+
+TEST_F(Scan, WalksTheBandAndTellsTheMasterStepByStep) {
+    band = {{2, {5, 2}}, {3, {2, 1}}, {7, {3, 1, 2}}, {8, {1, 1}}, {9, {4, 0}}, {69, {3, 3}}, {70, {5, 1}}};
+    EXPECT_EQ(store->ScanState(), TunerManager::eScanIdle);
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(store->BlindScan(TunerManager::eScanAsia));
+    EXPECT_EQ(HearScan(),
+              "BLINDSTART:0 OK\r\n"
+              "BLINDLOCK:2 OK\r\nBLINDFND:2 OK\r\n"
+              "BLINDLOCK:7 OK\r\nBLINDFND:1 OK\r\n"
+              "BLINDLOCK:9 OK\r\nBLINDFND:0 OK\r\n"
+              "BLINDLOCK:69 OK\r\nBLINDFND:3 OK\r\n"
+              "BLINDCMP:0 OK\r\n");
+    WaitForTheEnd();
+    EXPECT_EQ(store->ScanState(), TunerManager::eScanDone);
+    EXPECT_EQ(store->GetCurrentChannel(), 70);
+    EXPECT_EQ(store->GetTotalChannelsFound(), 4);
+    EXPECT_TRUE(store->GetScalProgramDesc(-1)->empty());
+    const std::string errors = testing::internal::GetCapturedStderr();
+    for (const char* const line :
+         {"Found signal on channel 3, but too weak to be usable (2 of 5). Ignoring\n",
+          "Found signal on channel 8, but too weak to be usable (1 of 5). Ignoring\n",
+          "Found chan 7 strength 3 of 5, but no programs! Rcvd 0 PATs and 0 PMTs. Try again.\n",
+          "Found chan 9 strength 4 of 5, but no programs! Rcvd 0 PATs and 0 PMTs. Try again.\n",
+          "Waited extra 5 seconds, but still nothing ... Rcvd 0 PATs and 0 PMTs. giving up on this channel\n"}) {
+        EXPECT_NE(errors.find(line), std::string::npos) << line;
+    }
+    EXPECT_EQ(errors.find("giving up"), errors.rfind("giving up")) << errors;
+    EXPECT_EQ(errors.find("channel 4"), std::string::npos) << "no signal is passed over in silence";
+
+    EXPECT_EQ(FileText("/mnt/hd1/zul_scan_results").substr(0, 72),
+              "000 0002 0001 0002 ff C 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00\n");
+    const std::string report = Scal();
+    EXPECT_NE(report.find("SCAL 000 0045 0003 [45:0:99:00:00] C A \r\n"), std::string::npos) << report;
+    Begin('T');
+    EXPECT_TRUE(store->LoadScanResults());
+    EXPECT_EQ(Scal(), report) << "after a restart";
+}
+
+TEST_F(Scan, TakesItsTimeOnAChannel) {
+    band = {{12, {3, 1}}, {13, {3, 0}}};
+    const struct {
+        int channel;
+        std::vector<std::int64_t> seconds;  ///< tune, settle, listen
+    } rows[] = {{11, {3, 1}}, {12, {3, 1, 5}}, {13, {3, 1, 5, 5}}};
+    for (const auto& row : rows) {
+        store->ScanOneChannel(row.channel);
+        EXPECT_EQ(store->BlindScan(TunerManager::eScanUk), true);
+        HearScan();
+        WaitForTheEnd();
+        std::vector<std::int64_t> seconds;
+        for (const std::int64_t sleep : fast_machine::TakeSleeps()) {
+            if (sleep >= kSecond) seconds.push_back(sleep / kSecond);
+        }
+        while (!seconds.empty() && seconds.front() == 1) seconds.erase(seconds.begin());  // the thread's own naps
+        ASSERT_FALSE(seconds.empty());
+        EXPECT_EQ(seconds.front(), 2) << "before the start";
+        const auto tune = std::find(seconds.begin(), seconds.end(), 3);
+        ASSERT_LE(row.seconds.size(), static_cast<std::size_t>(seconds.end() - tune));
+        EXPECT_EQ(std::vector<std::int64_t>(tune, tune + static_cast<std::ptrdiff_t>(row.seconds.size())), row.seconds)
+            << row.channel;
+    }
+    const auto lines = fast_machine::TakeShellLines();
+    EXPECT_EQ(lines, (std::vector<std::string>{"m710cmmd -atsc 11 >/dev/null", "m710cmmd -atsc 12 >/dev/null",
+                                               "m710cmmd -atsc 13 >/dev/null"}));
+    EXPECT_TRUE(store->StopTuner());
+    EXPECT_EQ(fast_machine::TakeShellLines(), std::vector<std::string>{"m710cmmd -stopvid >/dev/null"});
+}
+
+TEST_F(Scan, OfOneChannelEmptiesTheStoreAndSavesNothing) {
+    band = {{20, {5, 1}}, {30, {5, 2}}};
+    std::ofstream("/mnt/hd1/zul_scan_results") << "";
+    const std::string start = "BLINDSTART:0 OK\r\n", end = "BLINDCMP:0 OK\r\n";
+    const struct {
+        int channel, current;
+        std::string messages;
+        std::size_t lines;
+    } rows[] = {{20, 21, start + "BLINDLOCK:20 OK\r\nBLINDFND:1 OK\r\n" + end, 1},
+                {30, 31, start + "BLINDLOCK:30 OK\r\nBLINDFND:2 OK\r\n" + end, 2},
+                {40, 41, start + end, 0},
+                {158, 159, start + end, 0},
+                {159, 0, start + end, 0},
+                {0x7FFFFFFF, 0, start + end, 0},
+                // Channel 1 can't be tuned here: signal and count are those of the channel before.
+                {20, 21, start + "BLINDLOCK:20 OK\r\nBLINDFND:1 OK\r\n" + end, 1},
+                {1, 2, start + "BLINDLOCK:1 OK\r\nBLINDFND:1 OK\r\n" + end, 0}};
+    for (const auto& row : rows) {
+        store->ScanOneChannel(row.channel);
+        EXPECT_TRUE(store->BlindScan(TunerManager::eScanUk));
+        EXPECT_EQ(HearScan(), row.messages) << row.channel;
+        WaitForTheEnd();
+        EXPECT_EQ(store->GetCurrentChannel(), row.current) << row.channel;
+        const std::string report = Scal();
+        EXPECT_EQ(static_cast<std::size_t>(std::count(report.begin(), report.end(), '\n')), row.lines) << row.channel;
+    }
+    EXPECT_EQ(FileText("/mnt/hd1/zul_scan_results"), "") << "the file keeps the last full scan";
+    EXPECT_TRUE(daemon.Requests().All().empty());
+}
+
+TEST_F(Scan, StopsBehindTheChannelInProgress) {
+    band = {{2, {5, 1}}, {3, {5, 1}}};
+    EXPECT_TRUE(store->BlindScan(TunerManager::eScanStop)) << "nothing to stop";
+    EXPECT_EQ(master.Hear(), "OK\r\n");
+    std::atomic<bool> listening = false, stopping = false;
+    onListen = [&](int) {
+        listening = true;
+        while (!stopping) std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    };
+    store->BlindScan(TunerManager::eScanUk);
+    while (!listening) std::this_thread::yield();
+    stopping = true;
+    EXPECT_TRUE(store->BlindScan(TunerManager::eScanStop));
+    const std::string messages = HearScan();
+    EXPECT_EQ(messages.find("BLINDSTART:0 OK\r\nBLINDLOCK:2 OK\r\n"), 0u) << messages;
+    EXPECT_NE(messages.find("\r\nOK\r\n"), std::string::npos) << messages;
+    EXPECT_EQ(messages.find("BLINDLOCK:3"), std::string::npos) << messages;
+    EXPECT_EQ(store->ScanState(), TunerManager::eScanDone);
+    EXPECT_EQ(store->GetCurrentChannel(), 3);
+    EXPECT_FALSE(FileText("/mnt/hd1/zul_scan_results").empty()) << "what was found is saved";
+}
+
+TEST_F(Scan, LeavesTheStoreOnTheListThatIsAlwaysEmpty) {
+    for (const auto mode : {TunerManager::eQAM64, TunerManager::eQAM256}) {
+        band = {{1, {5, 1}}, {158, {5, 1}}};
+        store->SetMode(mode);
+        store->BlindScan(TunerManager::eScanUk);
+        EXPECT_NE(HearScan().find("BLINDLOCK:158 OK\r\nBLINDFND:1 OK\r\nBLINDCMP"), std::string::npos);
+        WaitForTheEnd();
+        EXPECT_EQ(store->GetCurrentChannel(), 159);
+        EXPECT_TRUE(store->AddProgramToScanResults(1, 99));
+        EXPECT_TRUE(store->SetInfoForProgram(1, 1, 2, 0));
+        EXPECT_FALSE(SetEvent(0, 1, 1, 1, "x"));
+        EXPECT_FALSE(store->SetLanguageForProgram(1, 1, "eng", Language::eAudio, 0, 1, 0));
+        EXPECT_EQ(Epg('n', 1), "EITI OK\r\n");
+        EXPECT_EQ(Listing(Language::eAudio), "OK\r\n");
+        EXPECT_EQ(Scal(), "SCAL 000 0001 0001 [01:0:ff:00:00] C A \r\nSCAL 000 009e 0001 [9e:0:ff:00:00] C A \r\n");
+        EXPECT_FALSE(store->TuneToChannel(159));
+        EXPECT_FALSE(store->TuneToChannel(0));
+    }
+}
+
+TEST_F(Scan, EndsInErrorWhereItCannotRun) {
+    store->SetMode(TunerManager::eModeMax);
+    EXPECT_TRUE(store->BlindScan(TunerManager::eScanUk)) << "the wait ends";
+    EXPECT_EQ(store->ScanState(), TunerManager::eScanError);
+    EXPECT_TRUE(store->BlindScan(static_cast<TunerManager::ScanTypeEnum>(4))) << "no such type: nothing happens";
+    EXPECT_EQ(store->ScanState(), TunerManager::eScanError);
+    store->SetMode(TunerManager::eATSC);
+    daemon.Set(board::Fault::kLying);
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(store->BlindScan(TunerManager::eScanUk));
+    EXPECT_EQ(HearScan(), "BLINDSTART:0 OK\r\nBLINDCMP:0 OK\r\n") << "a failed save is no concern of the master";
+    WaitForTheEnd();
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("Can't save scan results"), std::string::npos);
+    EXPECT_EQ(store->ScanState(), TunerManager::eScanDone);
+}
+
+TEST_F(Scan, KeepsItsFirstPeer) {
+    Master second;
+    second.Ask(server, kPort);
+    store->SetTunerForwarding(&server);
+    EXPECT_EQ(Epg('n', 1), "EITI OK\r\n");
+    EXPECT_EQ(second.Hear(0), "(nothing)");
+    store->SetTunerForwarding(nullptr);
+    store->SetTunerForwarding(nullptr);
+    buffer.assign(TunerManager::kReplySize, 'x');
+    EXPECT_EQ(store->GetLanguagesOrSubtitles(Language::eAudio, buffer.data()), nullptr) << "no one to tell";
+    store->SetTunerForwarding(&server);
+    store->GetLanguagesOrSubtitles(Language::eAudio, buffer.data());
+    EXPECT_EQ(second.Hear(), "OK\r\n");
+}
+
+// For ThreadSanitizer: the filter reports, the master asks and the band is scanned, all at once.
+TEST_F(Scan, SharesTheStoreWithFilterAndMaster) {
+    for (int channel = 2; channel <= 69; ++channel) band[channel] = {5, 3};
+    std::atomic<bool> done = false;
+    std::thread host([&] {
+        for (std::uint16_t i = 0; !done; ++i) {
+            const auto number = static_cast<std::uint16_t>(i % 4);
+            store->AddProgramToScanResults(1, number);
+            store->SetInfoForProgram(1, number, 2, 0);
+            store->SetPsipInfoForProgram(1, number, "\0N\0E\0W\0S\0\0\0\0\0\0", 7, 1, 4, 0, 1, number);
+            store->SetLanguageForProgram(1, number, i % 3 ? "eng" : "spa", Language::eAudio, 0, number, 0);
+            SetEvent(number, i, i, 60, "News");
+            SetText(number, static_cast<std::uint16_t>(i % 0x4000), "text");
+        }
+    });
+    AllocateErrorBuffer();
+    OpenLogChannel(9, "127.0.0.1");  // nobody listens there
+    global_debug_flag = 2;
+    std::thread dump([&] {
+        while (!done) {
+            store->DumpEitInfo();
+            store->DumpLanguageInfo();
+        }
+    });
+    EXPECT_TRUE(store->BlindScan(TunerManager::eScanUk));
+    std::vector<char> reply(TunerManager::kReplySize);
+    while (store->ScanState() == TunerManager::eScanInProgress) {
+        store->SetTunerForwarding(nullptr);
+        store->SetTunerForwarding(&server);
+        store->ProcessEpgData(reply.data(), 1, 1, 0, 0, 100, 'l');
+        store->GetLanguagesOrSubtitles(Language::eAudio, reply.data());
+        EXPECT_LE(store->GetTotalChannelsFound(), 68);
+        EXPECT_LE(store->GetCurrentChannel(), 70);
+    }
+    done = true;
+    host.join();
+    dump.join();
+    EXPECT_EQ(store->GetTotalChannelsFound(), 68);
+}
