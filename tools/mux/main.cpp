@@ -1,10 +1,14 @@
 // zul-mux: makes a file with an ATSC multiplex from a JSON description.
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 
 #include "description_json.h"
 #include "error.h"
+#include "ffmpeg_supply.h"
 #include "multiplexer.h"
 
 namespace {
@@ -19,6 +23,7 @@ struct Arguments {
     double seconds = 30;
     std::string start;
     bool noAv = false;
+    std::string ffmpeg = "ffmpeg";
     bool quiet = false;
     std::uint64_t seed = 1;
 };
@@ -32,12 +37,13 @@ void Declare(CLI::App& app, Arguments& arguments) {
     app.add_option("--start", arguments.start,
                    "broadcast time of the begin, as 2026-03-01T18:00:00Z or now; default: the description's");
     app.add_flag("--no-av", arguments.noAv, "arbitrary bytes instead of pictures and sound; needs no ffmpeg");
+    app.add_option("--ffmpeg", arguments.ffmpeg, "program that makes pictures and sound")->capture_default_str();
     app.add_option("--seed", arguments.seed, "of all that is arbitrary")->capture_default_str();
     app.add_flag("-q,--quiet", arguments.quiet, "no summary");
     app.footer("Exit codes: 0 done, 1 the stream can't be made, 2 wrong usage.");
 }
 
-// The file that the stream goes to. An unfinished one is taken away.
+// The file that the stream goes to. An unfinished one is taken away, unless the name is that of a device or a pipe.
 class Output {
  public:
     explicit Output(const std::string& name) : mName(name) {
@@ -47,9 +53,9 @@ class Output {
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
     ~Output() {
-        if (mFile == nullptr || mFile == stdout) return;
-        std::fclose(mFile);
-        std::remove(mName.c_str());
+        if (mFile != nullptr && mFile != stdout) std::fclose(mFile);
+        std::error_code error;
+        if (!mComplete && std::filesystem::is_regular_file(mName, error)) std::filesystem::remove(mName, error);
     }
 
     void Write(const mux::Packet& packet) {
@@ -61,6 +67,7 @@ class Output {
         const int result = mFile == stdout ? std::fflush(mFile) : std::fclose(mFile);
         mFile = nullptr;
         if (result != 0) throw mux::Error(mName + ": writing failed");
+        mComplete = true;
     }
 
     std::size_t Packets() const { return mPackets; }
@@ -68,8 +75,19 @@ class Output {
  private:
     const std::string mName;
     std::FILE* mFile = nullptr;
+    bool mComplete = false;
     std::size_t mPackets = 0;
 };
+
+// Coded streams lie beside the output while it is made; those of standard output in the temporary folder.
+std::unique_ptr<mux::StreamSupply> MakeSupply(const Arguments& arguments, const mux::Description& description,
+                                              const mux::MuxOptions& options) {
+    if (arguments.noAv) return std::make_unique<mux::SyntheticSupply>(arguments.seed);
+    const std::string folder = arguments.output != "-" ? arguments.output + ".parts"
+                                                       : std::filesystem::temp_directory_path().string() + "/zul-mux." +
+                                                             std::to_string(getpid());
+    return std::make_unique<mux::FfmpegSupply>(arguments.ffmpeg, folder, description, options.milliseconds);
+}
 
 void Run(const Arguments& arguments) {
     mux::Description description = mux::LoadDescription(arguments.description);
@@ -80,9 +98,9 @@ void Run(const Arguments& arguments) {
     mux::MuxOptions options;
     options.milliseconds = static_cast<std::uint32_t>(arguments.seconds * 1000);
     options.seed = arguments.seed;
-    mux::SyntheticSupply supply(arguments.seed);
+    const auto supply = MakeSupply(arguments, description, options);
     Output output(arguments.output);
-    mux::Multiplex(description, options, supply, [&](const mux::Packet& packet) { output.Write(packet); });
+    mux::Multiplex(description, options, *supply, [&](const mux::Packet& packet) { output.Write(packet); });
     output.Close();
     if (arguments.quiet) return;
     std::fprintf(stderr, "%s: %zu packets, %.3f s at %u bit/s, %zu programmes\n", arguments.output.c_str(),

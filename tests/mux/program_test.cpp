@@ -1,0 +1,147 @@
+// The program zul-mux itself: real pictures and sound that ffprobe and ffmpeg read, exit codes, what it leaves behind.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "mux/error.h"
+#include "mux/es_file.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Exit code of a shell line and all that it printed.
+struct Outcome {
+    int code = -1;
+    std::string text;
+};
+
+Outcome Shell(const std::string& line) {
+    Outcome outcome;
+    std::FILE* const pipe = popen((line + " 2>&1").c_str(), "r");
+    char buffer[4096];
+    for (std::size_t size = 0; (size = fread(buffer, 1, sizeof buffer, pipe)) > 0;) outcome.text.append(buffer, size);
+    const int status = pclose(pipe);
+    outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return outcome;
+}
+
+class Program : public testing::Test {
+ protected:
+    Program() {
+        char name[] = "/tmp/mux_program_test.XXXXXX";
+        mFolder = mkdtemp(name);
+    }
+    ~Program() override { fs::remove_all(mFolder); }
+
+    Outcome Mux(const std::string& arguments) const {
+        return Shell("cd " + mFolder + " && " + ZUL_MUX + " " + arguments);
+    }
+    std::size_t Files() const {
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(mFolder), fs::directory_iterator()));
+    }
+
+    std::string mFolder;
+};
+
+const std::string kSmall = std::string(ZUL_EXAMPLES) + "/small.json ";
+
+TEST_F(Program, PicturesAndSoundOfEveryProgrammeAreFoundAndDecoded) {
+    if (Shell("ffmpeg -version").code != 0) GTEST_SKIP() << "ffmpeg is missing";
+    const Outcome made = Mux(kSmall + "-d 3 -o out.ts");
+    ASSERT_EQ(made.code, 0) << made.text;
+    EXPECT_EQ(Files(), 1u) << "coded streams are taken away";
+    const auto shown =
+        Shell(
+            "ffprobe -v error -show_entries program=program_id:program_stream=codec_name,width,sample_rate,channels:"
+            "program_stream_tags=language -of compact=nk=1:p=0 " +
+            mFolder + "/out.ts")
+            .text;
+    EXPECT_NE(shown.find("1|mpeg2video|352|\n\nac3|48000|2|eng\nac3|48000|2|spa\n"), std::string::npos) << shown;
+    EXPECT_NE(shown.find("2|mpeg2video|352|\n\nac3|48000|2|fra\n"), std::string::npos) << shown;
+    for (const std::string programme : {"1", "2"}) {
+        const auto decoded =
+            Shell("ffmpeg -nostdin -v error -i " + mFolder + "/out.ts -map 0:p:" + programme + " -f null -");
+        EXPECT_EQ(decoded.text, "");
+        // 3 s are 89 pictures, all of them decoded.
+        const auto counted = Shell("ffprobe -v error -count_frames -select_streams p:" + programme +
+                                   ":v -show_entries stream=nb_read_frames "
+                                   "-of default=nk=1:nw=1 " +
+                                   mFolder + "/out.ts")
+                                 .text;
+        EXPECT_EQ(counted.substr(0, 3), "89\n");
+    }
+    // Twice in a row: only the clock's jump is told.
+    const auto twice =
+        Shell("cd " + mFolder + " && cat out.ts out.ts | ffmpeg -nostdin -v warning -i - -map 0:p:1 -f null -").text;
+    EXPECT_EQ(twice.find("corrupt"), std::string::npos) << twice;
+    EXPECT_EQ(twice.find("concealing"), std::string::npos) << twice;
+}
+
+TEST_F(Program, SaysWhatIsWrongAndLeavesNothing) {
+    std::ofstream(mFolder + "/bad.json") << R"({"rate": 1})";
+    std::ofstream(mFolder + "/tight.json")
+        << R"({"rate": 200000, "programmes": [{"name": "A", "channel": "7.1", "video": {}}]})";
+    std::ofstream(mFolder + "/pattern.json")
+        << R"({"programmes": [{"name": "A", "channel": "7.1", "video": {"pattern": "nosuch"}}]})";
+    const struct {
+        std::string arguments;
+        int code;
+        std::string text;
+    } kCases[] = {
+        {"--help", 0, "JSON description"},
+        {"", 2, "required"},
+        {kSmall + "-o out.ts -d 0", 2, "--duration"},
+        {kSmall + "-o out.ts --nonsense", 2, "nonsense"},
+        {"missing.json -o out.ts", 1, "zul-mux: missing.json: it can't be read"},
+        {"bad.json -o out.ts", 1, "zul-mux: bad.json: rate: a number from 100000"},
+        {"tight.json --no-av -o out.ts", 1, "zul-mux: the rate of 200000 bit/s is too low"},
+        {kSmall + "--no-av -o nowhere/out.ts", 1, "nowhere/out.ts: it can't be written"},
+        {kSmall + "--no-av -o /dev/full", 1, "/dev/full: writing failed"},
+        {kSmall + "-o out.ts --ffmpeg ./nosuch", 1, "./nosuch: No such file"},
+        {kSmall + "-o out.ts --start yesterday", 1, "\"yesterday\": a moment"},
+        {"pattern.json -o out.ts", 1, "zul-mux: "},
+    };
+    for (const auto& [arguments, code, text] : kCases) {
+        const Outcome outcome = Mux(arguments);
+        EXPECT_EQ(outcome.code, code) << arguments << ": " << outcome.text;
+        EXPECT_NE(outcome.text.find(text), std::string::npos) << arguments << ": " << outcome.text;
+        EXPECT_EQ(Files(), 3u) << arguments;
+    }
+    EXPECT_TRUE(fs::is_character_file("/dev/full")) << "a device stays what it is";
+    EXPECT_EQ(Mux(kSmall + "--no-av -q -d 1 -o - | wc -c").text, std::to_string(3989 * 188) + "\n");
+}
+
+TEST(ElementaryStreams, AreCutIntoTheirUnits) {
+    // Headers in front of a picture belong to it, slices behind it too.
+    const std::vector<std::uint8_t> video{9, 0, 0, 1, 0xB3, 7, 0, 0, 1, 0xB8, 7, 0, 0, 1, 0x00,
+                                          7, 0, 0, 1, 0x01, 7, 0, 0, 1, 0x00, 7, 0, 0, 1, 0x01,
+                                          7, 0, 0, 1, 0xB3, 7, 0, 0, 1, 0x00, 0, 0, 1};
+    const auto pictures = mux::FindPictures(video);
+    ASSERT_EQ(pictures.size(), 3u);
+    const mux::UnitPlace expected[] = {{1, 20, true}, {21, 10, false}, {31, 12, true}};
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(pictures[i].at, expected[i].at);
+        EXPECT_EQ(pictures[i].size, expected[i].size);
+        EXPECT_EQ(pictures[i].randomAccess, expected[i].randomAccess);
+    }
+    // 32 kbit/s at 48 kHz: 64 words of 2 bytes (A/52, table 5.18).
+    std::vector<std::uint8_t> sound(3 * 128);
+    for (std::size_t at = 0; at < sound.size(); at += 128) {
+        sound[at] = 0x0B;
+        sound[at + 1] = 0x77;
+    }
+    EXPECT_EQ(mux::FindAc3Frames(sound).size(), 3u);
+    for (const std::size_t cut : {1u, 127u, 129u, 260u}) {
+        const std::vector<std::uint8_t> part(sound.data(), sound.data() + cut);
+        EXPECT_THROW(mux::FindAc3Frames(part), mux::Error) << cut;
+    }
+    sound[128 + 4] = 0x40;  // 44.1 kHz
+    EXPECT_THROW(mux::FindAc3Frames(sound), mux::Error);
+}
+
+}  // namespace
