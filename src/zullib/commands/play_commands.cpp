@@ -125,7 +125,7 @@ bool CommandManager::PlayFields(int subcmd, char* position) {
 }
 
 void CommandManager::CopyUnitCommand(const char* text) {
-    std::snprintf(mLastUnitCommand.get(), kSavedUnitSize, "%s", text);
+    std::snprintf(mLastUnitCommand.get(), kSavedUnitSize, "%.*s", static_cast<int>(kSavedUnitSize) - 1, text);
 }
 
 void CommandManager::StopPlaying() {
