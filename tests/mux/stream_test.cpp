@@ -227,4 +227,21 @@ TEST(Multiplex, CancellationChangesVersionsFromItsMomentOn) {
     }
 }
 
+// Later windows have a period longer than the stream: their new versions go out nevertheless.
+TEST(Multiplex, EveryVersionThatTheMgtTellsGoesOut) {
+    mux::Description description = MakeDescription();
+    for (mux::GuideEvent& event : description.programmes[0].events) {
+        if (event.id % 4 == 0) event.cancelled = 1'500;
+    }
+    StreamReader reader(mux::MakeMultiplex(description, {.milliseconds = 2'000}), SectionPids(description));
+    for (std::uint16_t k = 0; k < 4; ++k) {
+        for (const auto first : {mux::kPidEit0, mux::kPidEtt0}) {
+            const auto& sections = reader.Pid(static_cast<std::uint16_t>(first + k)).sections;
+            ASSERT_FALSE(sections.empty());
+            EXPECT_EQ(psi_get_version(sections.front().bytes.data()), 0) << first << " + " << k;
+            EXPECT_EQ(psi_get_version(sections.back().bytes.data()), 1) << first << " + " << k;
+        }
+    }
+}
+
 }  // namespace

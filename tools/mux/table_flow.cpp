@@ -18,14 +18,6 @@ constexpr double kPhases = 0.4;
 // Multiples of this number, less their whole parts, are spread evenly over 0 to 1 however many there are.
 constexpr double kGoldenRatio = 0.618'033'988'75;
 
-const std::vector<Section>& InForce(const Table& table, Ticks when) {
-    const Edition* chosen = &table.editions.front();
-    for (const Edition& edition : table.editions) {
-        if (edition.from * kTicksPerMillisecond <= when) chosen = &edition;
-    }
-    return chosen->sections;
-}
-
 }  // namespace
 
 TableFlow::TableFlow(std::uint16_t pid, std::span<const Table* const> tables, Packing packing, Ticks length,
@@ -60,15 +52,22 @@ void TableFlow::ChoosePace(Ticks slowest) {
     while (mPace > 0 && end() > mLength - kSeamGuard) mPace /= 2;
 }
 
-// A table's first sending lies in the first part of its first period: its packets have room in the rest.
+// Each edition goes out once at least, so that no version that the MGT tells is missing. Its first sending lies in the
+// first part of its first period: its packets have room in the rest.
 void TableFlow::Plan(const Table& table, double phase) {
     const Ticks longest = table.period * kTicksPerMillisecond;
-    const Ticks times = std::max<Ticks>(1, (mLength + longest - 1) / longest);
-    const double period = static_cast<double>(mLength) / static_cast<double>(times);
-    for (Ticks i = 0; i < times; ++i) {
-        const auto due = static_cast<Ticks>((phase * kPhases + static_cast<double>(i)) * period);
-        const auto& sections = InForce(table, due);
-        if (!sections.empty()) mSendings.push_back({due, &sections});
+    for (std::size_t i = 0; i < table.editions.size(); ++i) {
+        const bool last = i + 1 == table.editions.size();
+        const Ticks begin = table.editions[i].from * kTicksPerMillisecond;
+        const Ticks end = last ? mLength : std::min(mLength, table.editions[i + 1].from * kTicksPerMillisecond);
+        const std::vector<Section>& sections = table.editions[i].sections;
+        if (begin >= end || sections.empty()) continue;
+        const Ticks times = (end - begin + longest - 1) / longest;
+        const double period = static_cast<double>(end - begin) / static_cast<double>(times);
+        for (Ticks k = 0; k < times; ++k) {
+            const auto due = static_cast<Ticks>((phase * kPhases + static_cast<double>(k)) * period);
+            mSendings.push_back({begin + due, &sections});
+        }
     }
 }
 

@@ -78,6 +78,8 @@ Table MakeWindowTable(const std::vector<GuideEdition>& guide, std::size_t k, boo
     }
     for (const GuideEdition& edition : guide) {
         const auto& sections = texts ? edition.windows[k].ett : edition.windows[k].eit;
+        // A change elsewhere in the guide is none here.
+        if (!table.editions.empty() && table.editions.back().sections == sections) continue;
         table.editions.push_back({edition.from, sections});
     }
     return table;
