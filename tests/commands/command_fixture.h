@@ -27,6 +27,7 @@ class CommandManagerTest : public ::testing::Test {
         fast_machine::SetSpeed(100000);
         mBoard = new CommandManager(role);  // lives on, as in a player: its threads don't end
         EXPECT_TRUE(mBoard->mpServer->Connect(kPort));
+        EXPECT_EQ(chdir("/mnt"), 0);  // files that a request names land in the sandbox
     }
 
     /// Sends a request, has it served, and takes what came back.
