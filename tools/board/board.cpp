@@ -47,8 +47,6 @@ Board::Board(BoardPlan plan) : mPlan(std::move(plan)) {
 // The module's threads go on as long as the process does; the processes that they would ask are gone.
 Board::~Board() = default;
 
-void Board::Start() { mModule->Start(mPlan.role); }
-
 void Board::TellTo(std::function<void(std::string_view, const std::string&)> tell) {
     const auto watch = [&tell](auto& journal, const char* process) {
         journal.Watch([tell, process](const auto& entry) { tell(process, Describe(entry)); });

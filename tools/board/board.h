@@ -23,9 +23,9 @@ enum class Process { kSettingsAgent, kSystemDaemon, kStatusBlock };
 
 struct BoardPlan {
     char role = 'T';              ///< 'T' or 'R'
-    std::string module;           ///< path of libzul.so
+    std::string module{};         ///< path of libzul.so
     std::map<int, Channel> band;  ///< what the tuner finds, by channel number
-    std::set<Process> absent;
+    std::set<Process> absent{};
     std::string root = "/mnt";  ///< folder of the partitions, and of the board's own files
 };
 
@@ -40,8 +40,12 @@ class Board {
     /// Calls `tell` with a line for everything that a process of the board is asked or does, on that process's thread.
     void TellTo(std::function<void(std::string_view process, const std::string& line)> tell);
 
-    /// Loads the module and starts it.
-    void Start();
+    /// Starts the module. \param role  what the host asks for: 'T', 'R', or 'A' for the one that the version tells
+    void Start(char role) { mModule->Start(role); }
+    void Start() { Start(mPlan.role); }
+
+    /// The module, for tests that feed it by themselves.
+    const Module& TheModule() const { return *mModule; }
 
     // The board's processes. Asking for one that the plan leaves out throws std::bad_optional_access.
     SettingsAgent& Settings() { return mSettings.value(); }

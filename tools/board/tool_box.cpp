@@ -74,8 +74,8 @@ void ToolBox::Run() {
             continue;
         }
         if (line == kEnd) return;
-        mRun(line);
-        mLines.Add(std::exchange(line, {}));
+        mLines.Add(line);
+        mRun(std::exchange(line, {}));
         WriteLine(mAnswers, "done");
     }
 }

@@ -1,0 +1,122 @@
+// What a board is asked while its module starts, in order, and what becomes of a start on a board that lacks something.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "live_board.h"
+
+namespace board {
+namespace {
+
+/// All that the board's processes are asked, in one order.
+class Asked {
+ public:
+    explicit Asked(Board& board) {
+        board.TellTo([this](std::string_view process, const std::string& line) {
+            mLines.Add(std::string(process) + ": " + line);
+        });
+    }
+    std::vector<std::string> Lines() const { return mLines.All(); }
+
+ private:
+    Journal<std::string> mLines;
+};
+
+TEST(Boot, ATransmitterSetsItsBoardUpInThisOrder) {
+    LiveBoard board('T');
+    Asked asked(*board);
+    ASSERT_TRUE(board.Start());
+    const std::vector<std::string> expected = {
+        "settings: set IR_CONTROL to 0",
+        "daemon: /mnt/hd1 is to be writable",
+        "settings: set TUNER_MODE to 0",
+        "daemon: /mnt/hd1 is to be read-only",
+    };
+    EXPECT_EQ(asked.Lines(), expected);
+    EXPECT_EQ(board->Daemon().Requests().All()[0].count, 25);
+    EXPECT_FALSE(board->Daemon().IsWritable(1));
+}
+
+TEST(Boot, AReceiverSetsItsBoardUpInThisOrder) {
+    LiveBoard board('R');
+    Asked asked(*board);
+    ASSERT_TRUE(board.Start());
+    const std::vector<std::string> expected = {
+        "settings: set IR_CONTROL to 0",
+        "settings: set IR_CONTROL to 16",
+        "settings: set NETWORK_BUFFER_SIZE to 3072",
+        "tool: m710cmd -vdbg 22 1",
+        "daemon: /mnt/hd1 is to be writable",
+        "daemon: /mnt/hd1 is to be read-only",
+    };
+    EXPECT_EQ(asked.Lines(), expected);
+    EXPECT_EQ(board->Status().IrSystemCode(), 0x916Eu);  // 110 below its complement
+}
+
+TEST(Boot, TheVersionTellsTheRole) {
+    const struct {
+        const char* version;
+        char role;
+    } rows[] = {{"68026368", 'T'}, {"68091904", 'T'}, {"67960832", 'R'}, {"67174400", 'R'}};  // 0x04: 0e, 0f, 0d, 01
+    for (const auto& row : rows) {
+        EXPECT_TRUE(LiveOnce([&row] {
+            LiveBoard board(row.role, {.clock = 100, .start = 'A'});
+            board->Settings().Put("QVAN_VERSION", row.version);
+            EXPECT_TRUE(board.Start()) << row.version;
+        })) << row.version;
+    }
+}
+
+TEST(Boot, ABoardOfAnotherFamilyEndsTheHost) {
+    const auto boot = [](const std::optional<std::string>& answer) {
+        LiveBoard board('T', {.start = 'A'});
+        board->Settings().AnswerWith("QVAN_VERSION", answer);
+        board.Start();
+    };
+    EXPECT_EXIT(boot("x = INTEGER: 84803584"), testing::ExitedWithCode(255), "NOT QVAN710");  // 0x050e0000
+    EXPECT_EXIT(boot("no value"), testing::ExitedWithCode(255), "snmp");
+}
+
+TEST(Boot, WithoutADaemonTheBoardServesAllTheSame) {
+    LiveBoard board('T', {.absent = {Process::kSystemDaemon}});
+    std::ofstream("/mnt/hd1/zul_def_startup") << "UNIT1,239.1.1.1,5000,7";
+    ASSERT_TRUE(board.Start());
+    EXPECT_EQ(board->Tools().Lines().All().size(), 0u) << "the saved item can't be read";
+    EXPECT_EQ(board.Ask("TUNERMODE1"), "KO\r\n");
+}
+
+TEST(Boot, AStatusBlockThatCantBeHadReadsAsZero) {
+    LiveBoard board('R', {.absent = {Process::kStatusBlock}});
+    ASSERT_TRUE(board.Start());
+    EXPECT_EQ(board.Ask("REMOTE6e"), "OK\r\n");
+    EXPECT_TRUE(StartsWith(board.Ask("STATUS"), "STATUS 0 :0 0:0000 0 0 0 0 "));
+}
+
+TEST(Boot, AnAgentThatDoesntAnswerHoldsUpTheStartButNotTheHostsData) {
+    LiveBoard board('T');
+    board->Settings().Set(Fault::kSilent);
+    std::thread host([&board] { board->Start('T'); });
+    ASSERT_TRUE(board->Settings().Requests().WaitFor([](const SettingsRequest& r) { return r.name == "IR_CONTROL"; }));
+    std::vector<std::uint8_t> packets(Tuner::kBufferSize, 0x47);
+    board->TheModule().Filter(packets);  // returns: there is no filter yet
+    EXPECT_EQ(board.Ask("VERS", Milliseconds(300)), "(silence)");
+    // The next answer is taken for the one that didn't come.
+    Queue(1236).Send({772, std::string("x = INTEGER: 0\n\0", 16)});
+    board->Settings().Set(Fault::kNone);
+    host.join();
+}
+
+TEST(Boot, WithoutEth0TheBoardWaitsForItsNetwork) {
+    ASSERT_EQ(std::system("ip link delete eth0"), 0);
+    LiveBoard board('T');
+    board->Start('T');
+    ASSERT_TRUE(board->Settings().Requests().WaitFor([](const SettingsRequest& r) { return r.name == "TUNER_MODE"; }));
+    EXPECT_EQ(board.Ask("VERS", Milliseconds(500)), "(silence)");
+    ASSERT_EQ(std::system("ip link add eth0 type veth peer name far && ip link set far up && ip link set eth0 up &&"
+                          "ip address add 10.0.0.1/24 dev eth0 && ip route add 224.0.0.0/4 dev eth0"),
+              0);
+    EXPECT_EQ(board.Hear(), "VERS0.82.14OK\r\n");
+}
+
+}  // namespace
+}  // namespace board

@@ -1,0 +1,169 @@
+// Multicast streams: how they are received, and how they are compared with what went in.
+#include "evidence.h"
+
+// libdvbpsi's headers need its first one in front of them.
+#include <dvbpsi/dvbpsi.h>
+//
+#include <dvbpsi/descriptor.h>
+#include <dvbpsi/pat.h>
+#include <dvbpsi/psi.h>
+
+#include <algorithm>
+#include <fstream>
+#include <stdexcept>
+
+#include "mux/description_json.h"
+#include "mux/multiplexer.h"
+#include "transport_file.h"
+
+namespace board {
+
+namespace {
+
+constexpr int kMostTries = 10;
+constexpr int kReceiveBuffer = 16 << 20;
+
+int Pid(const std::uint8_t* packet) { return (packet[1] & 0x1F) << 8 | packet[2]; }
+
+void TakePat(void* pats, dvbpsi_pat_t* pat) {
+    PatEntries entries;
+    for (const auto* entry = pat->p_first_program; entry != nullptr; entry = entry->p_next) {
+        entries.emplace_back(entry->i_number, entry->i_pid);
+    }
+    static_cast<std::vector<PatEntries>*>(pats)->push_back(entries);
+    dvbpsi_pat_delete(pat);
+}
+
+/// The decoder is made anew for each packet that starts a PAT: it tells a table it knows already only once.
+std::vector<PatEntries> ReadPats(const std::vector<Packet>& packets) {
+    std::vector<PatEntries> pats;
+    dvbpsi_t* decoder = nullptr;
+    const auto end = [&decoder] {
+        if (decoder == nullptr) return;
+        dvbpsi_pat_detach(decoder);
+        dvbpsi_delete(decoder);
+    };
+    for (Packet packet : packets) {
+        if ((packet[1] & 0x40) != 0) {
+            end();
+            decoder = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
+            dvbpsi_pat_attach(decoder, TakePat, &pats);
+        }
+        if (decoder != nullptr) dvbpsi_packet_push(decoder, packet.data());
+    }
+    end();
+    return pats;
+}
+
+/// \return whether `part` is `whole`, played over and over, from index `start` on
+bool Continues(const std::vector<Packet>& part, const std::vector<Packet>& whole, std::size_t start) {
+    for (std::size_t i = 0; i < part.size(); ++i) {
+        if (part[i] != whole[(start + i) % whole.size()]) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+PacketsByPid SortPackets(const std::vector<std::uint8_t>& stream) {
+    PacketsByPid pids;
+    for (std::size_t at = 0; at + kPacketSize <= stream.size(); at += kPacketSize) {
+        if (stream[at] != 0x47) throw std::runtime_error("no packet begins at byte " + std::to_string(at));
+        pids[Pid(&stream[at])].emplace_back(&stream[at], &stream[at] + kPacketSize);
+    }
+    return pids;
+}
+
+std::set<int> Evidence::Pids() const {
+    std::set<int> numbers;
+    for (const auto& [pid, packets] : pids) numbers.insert(pid);
+    return numbers;
+}
+
+GroupListener::GroupListener(const std::string& group, std::uint16_t port) {
+    mSocket.ShareAddress();
+    mSocket.WantBuffer(kReceiveBuffer);
+    mSocket.Bind(port, *zulctl::ParseAddress(group));
+    if (!mSocket.Join(*zulctl::ParseAddress(group))) throw std::runtime_error("can't join " + group);
+}
+
+void GroupListener::Drain() {
+    while (mSocket.Take()) {
+    }
+}
+
+std::vector<zulctl::Datagram> GroupListener::Gather(std::size_t bytes, Milliseconds limit) {
+    zulctl::UdpSocket* const sockets[] = {&mSocket};
+    std::vector<zulctl::Datagram> datagrams;
+    for (std::size_t size = 0; size < bytes;) {
+        auto datagram = mSocket.Take();
+        if (!datagram) {
+            if (!zulctl::WaitForAny(sockets, zulctl::Clock::now() + limit)) break;
+            continue;
+        }
+        size += datagram->bytes.size();
+        datagrams.push_back(std::move(*datagram));
+    }
+    return datagrams;
+}
+
+Evidence GroupListener::Collect(std::size_t bytes, Milliseconds limit) {
+    std::vector<zulctl::Datagram> datagrams;
+    for (int turn = 0; turn < kMostTries; ++turn) {
+        Drain();
+        datagrams = Gather(bytes, limit);
+        if (datagrams.empty() || datagrams.front().lost == datagrams.back().lost) break;
+    }
+    Evidence evidence;
+    zulctl::StreamProbe probe;
+    std::vector<std::uint8_t> stream;
+    for (const auto& datagram : datagrams) {
+        const std::vector<std::uint8_t> content(datagram.bytes.begin(), datagram.bytes.end());
+        probe.Add(content, datagram.arrived);
+        evidence.datagramSizes.insert(content.size());
+        stream.insert(stream.end(), content.begin(), content.end());
+    }
+    evidence.report = probe.Report();
+    evidence.pids = SortPackets(stream);
+    evidence.pats = ReadPats(evidence.pids[0]);
+    return evidence;
+}
+
+bool GroupListener::IsSilent() {
+    Drain();
+    return Gather(1, Milliseconds(1000)).empty();
+}
+
+std::string Difference(const PacketsByPid& received, const std::vector<std::uint8_t>& played) {
+    const PacketsByPid source = SortPackets(played);
+    for (const auto& [pid, packets] : received) {
+        if (pid == 0) continue;
+        const auto found = source.find(pid);
+        if (found == source.end()) return "PID " + std::to_string(pid) + " isn't in the stream that was played";
+        bool same = false;
+        for (std::size_t start = 0; start < found->second.size() && !same; ++start) {
+            same = Continues(packets, found->second, start);
+        }
+        if (!same) return "PID " + std::to_string(pid) + " lacks packets, or has others";
+    }
+    return "";
+}
+
+mux::Description SmallMultiplex() { return mux::LoadDescription(ZUL_EXAMPLES "/small.json"); }
+
+std::vector<std::uint8_t> WriteStream(const std::string& file, const mux::Description& description,
+                                      std::uint32_t milliseconds) {
+    const auto stream = mux::MakeMultiplex(description, {.milliseconds = milliseconds});
+    std::ofstream(file, std::ios::binary)
+        .write(reinterpret_cast<const char*>(stream.data()), static_cast<std::streamsize>(stream.size()));
+    return stream;
+}
+
+std::set<int> PidsOf(const mux::Programme& programme) {
+    std::set<int> pids{programme.pmtPid};
+    if (programme.video) pids.insert(programme.video->pid);
+    for (const auto& audio : programme.audio) pids.insert(audio.pid);
+    return pids;
+}
+
+}  // namespace board

@@ -1,0 +1,72 @@
+/// What comes over a multicast group, and what it proves: packets compared with the stream that the tuner played,
+/// tables as libdvbpsi reads them.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "journal.h"
+#include "master/stream_probe.h"
+#include "master/udp_socket.h"
+#include "mux/description.h"
+
+namespace board {
+
+using Packet = std::vector<std::uint8_t>;
+using PacketsByPid = std::map<int, std::vector<Packet>>;
+
+/// The packets of a transport stream, by PID and in order. Throws std::runtime_error where one doesn't begin.
+PacketsByPid SortPackets(const std::vector<std::uint8_t>& stream);
+
+/// Programme numbers and PIDs of a PAT, in its order.
+using PatEntries = std::vector<std::pair<int, int>>;
+
+/// What a group carried for a while.
+struct Evidence {
+    PacketsByPid pids;
+    std::set<std::size_t> datagramSizes;
+    std::vector<PatEntries> pats;  ///< each whole PAT that libdvbpsi took
+    zulctl::StreamReport report;   ///< of the master's judge
+
+    std::set<int> Pids() const;
+    bool Has(int pid) const { return pids.contains(pid); }
+};
+
+/// A member of a multicast group.
+class GroupListener {
+ public:
+    GroupListener(const std::string& group, std::uint16_t port);
+
+    /// Takes what comes from now on, until `bytes` have come. Where this machine drops datagrams of its own it starts
+    /// again. \return what came; less than asked for when the stream doesn't go on for `limit`
+    Evidence Collect(std::size_t bytes, Milliseconds limit = kPatience);
+
+    /// \return whether nothing comes for a second
+    bool IsSilent();
+
+ private:
+    std::vector<zulctl::Datagram> Gather(std::size_t bytes, Milliseconds limit);
+    void Drain();
+
+    zulctl::UdpSocket mSocket;
+};
+
+/// Compares packets of each PID but the PAT's with those of the stream that was played over and over.
+/// \return the first PID that carries anything else, in words; empty where all packets came, in order and unchanged
+std::string Difference(const PacketsByPid& received, const std::vector<std::uint8_t>& played);
+
+/// The small multiplex of three programmes that ships with zul-mux.
+mux::Description SmallMultiplex();
+
+/// Makes the stream of a description, with arbitrary bytes for pictures and sound, and writes it to a file.
+std::vector<std::uint8_t> WriteStream(const std::string& file, const mux::Description& description,
+                                      std::uint32_t milliseconds = 4000);
+
+/// PIDs of a programme's PMT and elementary streams.
+std::set<int> PidsOf(const mux::Programme& programme);
+
+}  // namespace board

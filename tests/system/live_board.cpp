@@ -1,0 +1,91 @@
+// The board, its module and its master in one process.
+#include "live_board.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+namespace board {
+
+namespace {
+
+constexpr const char* kSilence = "(silence)";
+
+BoardPlan PlanFor(char role, const LiveOptions& options) {
+    setenv("ZUL_FAST_CLOCK", std::to_string(options.clock).c_str(), 1);
+    return {.role = role, .module = ZUL_FAST_MODULE, .band = options.band, .absent = options.absent};
+}
+
+}  // namespace
+
+LiveBoard::LiveBoard(char role, LiveOptions options)
+    : mStart(options.start != 0 ? options.start : role),
+      mBoard(PlanFor(role, options)),
+      mCommands{*zulctl::ParseAddress("127.0.0.1"), static_cast<std::uint16_t>(role == 'T' ? 5000 : 2008)} {
+    mMaster.Bind(0);
+    mBoard.TheTuner().SetSpeed(options.clock);
+}
+
+bool LiveBoard::Start() {
+    mBoard.Start(mStart);
+    // The command socket is bound before the boot's end: what is asked then waits there.
+    for (int turn = 0; turn < 100; ++turn) {
+        if (Ask("VERS", Milliseconds(100)) == "VERS0.82.14OK\r\n") {
+            while (Hear(Milliseconds(50)) != kSilence) continue;  // earlier requests were only late
+            return true;
+        }
+    }
+    return false;
+}
+
+void LiveBoard::Send(const std::string& request) { mMaster.Send(request, mCommands); }
+
+std::string LiveBoard::Ask(const std::string& request, Milliseconds limit) {
+    Send(request);
+    return Hear(limit);
+}
+
+std::string LiveBoard::Hear(Milliseconds limit) {
+    zulctl::UdpSocket* const sockets[] = {&mMaster};
+    const auto deadline = zulctl::Clock::now() + limit;
+    while (zulctl::WaitForAny(sockets, deadline)) {
+        if (const auto datagram = mMaster.Take()) return datagram->bytes;
+    }
+    return kSilence;
+}
+
+std::vector<std::string> LiveBoard::HearUntil(const std::string& last, Milliseconds limit) {
+    std::vector<std::string> heard;
+    const auto deadline = zulctl::Clock::now() + limit;
+    do {
+        heard.push_back(Hear(std::chrono::ceil<Milliseconds>(deadline - zulctl::Clock::now())));
+    } while (heard.back() != kSilence && !heard.back().starts_with(last));
+    return heard;
+}
+
+bool LiveOnce(const std::function<void()>& life) {
+    const pid_t child = fork();
+    if (child == 0) {
+        life();
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+testing::AssertionResult StartsWith(const std::string& text, const std::string& start) {
+    if (text.starts_with(start)) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << '"' << text << "\" doesn't begin with \"" << start << '"';
+}
+
+std::string FileText(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) return "(no file)";
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace board

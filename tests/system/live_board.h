@@ -1,0 +1,62 @@
+/// A whole board in the test's process: the module on a fast clock, the board's other processes, and a master.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "board.h"
+#include "master/udp_socket.h"
+
+namespace board {
+
+struct LiveOptions {
+    std::map<int, Channel> band{};
+    std::set<Process> absent{};
+    int clock = 20;  ///< seconds of the module in a real one; the tuner keeps step
+    char start = 0;  ///< role that the module is started in; 0: the board's own
+};
+
+/// One a process: the module has no stop path.
+class LiveBoard {
+ public:
+    explicit LiveBoard(char role, LiveOptions options = {});
+
+    /// Starts the module and waits until it serves commands. \return whether it does
+    bool Start();
+
+    Board& operator*() { return mBoard; }
+    Board* operator->() { return &mBoard; }
+
+    /// Sends a request as a master does, on the same socket each time.
+    void Send(const std::string& request);
+
+    /// Sends a request and waits for one datagram. \return it, or "(silence)"
+    std::string Ask(const std::string& request, Milliseconds limit = kPatience);
+
+    /// Waits for one more datagram to the master. \return it, or "(silence)"
+    std::string Hear(Milliseconds limit = kPatience);
+
+    /// Waits for datagrams until one begins with `last`, or `limit` is over. \return all of them
+    std::vector<std::string> HearUntil(const std::string& last, Milliseconds limit = kPatience);
+
+ private:
+    const char mStart;
+    Board mBoard;
+    const zulctl::Endpoint mCommands;
+    zulctl::UdpSocket mMaster;
+};
+
+/// Runs `life` in a process of its own with what this one has on disk, as a board lives between two losses of power.
+/// To be called before this process has a board. \return whether `life` ended without a failed expectation
+bool LiveOnce(const std::function<void()>& life);
+
+/// For EXPECT_TRUE: shows both texts where `text` doesn't begin with `start`.
+testing::AssertionResult StartsWith(const std::string& text, const std::string& start);
+
+/// Reads a whole file. \return "(no file)" when there is none
+std::string FileText(const std::string& path);
+
+}  // namespace board
