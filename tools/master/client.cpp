@@ -127,6 +127,11 @@ std::string Client::AskMany(std::string_view request, const std::function<bool(s
     ExplainSilence(request, kind);
 }
 
+void Client::Tell(std::string_view request) {
+    Turn turn(mBoard, mOptions, Clock::now() + Patience(KindOf(request)));
+    turn.socket.Send(request, mBoard);
+}
+
 void Client::Listen(std::string_view request, Clock::duration howLong,
                     const std::function<bool(const Datagram&)>& take) {
     const auto deadline = Clock::now() + howLong;

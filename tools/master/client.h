@@ -64,6 +64,9 @@ class Client {
     /// \return all datagrams joined
     std::string AskMany(std::string_view request, const std::function<bool(std::string_view)>& isLast);
 
+    /// Sends a request and doesn't wait: its effect is seen elsewhere.
+    void Tell(std::string_view request);
+
     /// Sends a request and passes on all that comes back until the time is up, in any shape.
     void Listen(std::string_view request, Clock::duration howLong, const std::function<bool(const Datagram&)>& take);
 

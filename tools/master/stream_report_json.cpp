@@ -1,8 +1,6 @@
 // The judge's report as JSON.
 #include "stream_report_json.h"
 
-#include "escape.h"
-
 namespace zulctl {
 
 namespace {
@@ -28,7 +26,7 @@ Json JsonOf(std::uint16_t number, const ProgrammeReport& programme) {
         streams.push_back({{"pid", stream.pid},
                            {"stream_type", stream.type},
                            {"kind", StreamTypeName(stream.type)},
-                           {"language", stream.language.empty() ? Json() : Json(Escaped(stream.language))}});
+                           {"language", stream.language.empty() ? Json() : Json(stream.language)}});
     }
     return {{"programme", number},
             {"pmt_pid", programme.pmtPid},

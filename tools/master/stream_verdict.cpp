@@ -27,7 +27,7 @@ void JudgeTable(const std::string& name, const TableReport& table, double limit,
 
 void JudgePids(const StreamReport& report, std::vector<Finding>& findings) {
     for (const auto& [pid, item] : report.pids) {
-        const auto add = [&](bool fault, std::uint64_t count, const char* what) {
+        const auto add = [&, pid = pid](bool fault, std::uint64_t count, const char* what) {
             if (count == 0) return;
             findings.push_back(
                 {fault, fmt::format("PID 0x{:04x} ({}): {} {}", pid, report.PidPurpose(pid), count, what)});

@@ -181,6 +181,8 @@ void CatchInterrupts() {
 
 bool Interrupted() { return interrupted != 0; }
 
+void ForgetInterrupt() { interrupted = 0; }
+
 void SleepUntil(Clock::time_point deadline) { WaitForAny({}, deadline); }
 
 }  // namespace zulctl

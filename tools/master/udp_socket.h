@@ -72,6 +72,8 @@ std::optional<std::size_t> WaitForAny(std::span<UdpSocket* const> sockets, Clock
 /// Makes Ctrl-C and SIGTERM a request to end in order, which Interrupted tells; the second one ends at once.
 void CatchInterrupts();
 bool Interrupted();
+/// Takes an interrupt as dealt with; the next one ends the process.
+void ForgetInterrupt();
 /// Sleeps until the time is up or an interrupt came.
 void SleepUntil(Clock::time_point deadline);
 

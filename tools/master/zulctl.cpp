@@ -9,8 +9,10 @@ namespace {
 using zulctl::Session;
 
 constexpr void (*kCommands[])(CLI::App&, Session&) = {
-    zulctl::AddDiscoverCommand, zulctl::AddStatusCommand, zulctl::AddStreamCommand,
-    zulctl::AddProbeCommand,    zulctl::AddRawCommand,
+    // in the order of --help
+    zulctl::AddDiscoverCommand, zulctl::AddStatusCommand,    zulctl::AddScanCommand,   zulctl::AddChannelsCommand,
+    zulctl::AddGuideCommand,    zulctl::AddLanguagesCommand, zulctl::AddStreamCommand, zulctl::AddProbeCommand,
+    zulctl::AddLogCommand,      zulctl::AddRawCommand,
 };
 
 int Run(CLI::App& app, Session& session, int argc, char** argv) {

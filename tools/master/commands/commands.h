@@ -5,9 +5,14 @@
 
 namespace zulctl {
 
+void AddChannelsCommand(CLI::App& app, Session& session);
 void AddDiscoverCommand(CLI::App& app, Session& session);
+void AddGuideCommand(CLI::App& app, Session& session);
+void AddLanguagesCommand(CLI::App& app, Session& session);
+void AddLogCommand(CLI::App& app, Session& session);
 void AddProbeCommand(CLI::App& app, Session& session);
 void AddRawCommand(CLI::App& app, Session& session);
+void AddScanCommand(CLI::App& app, Session& session);
 void AddStatusCommand(CLI::App& app, Session& session);
 void AddStreamCommand(CLI::App& app, Session& session);
 

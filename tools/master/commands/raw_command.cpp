@@ -62,10 +62,9 @@ void RunRaw(Session& session, const RawChoice& choice) {
     }
     Json replies = Json::array();
     for (const RawAnswer& answer : answers) {
-        replies.push_back(
-            {{"text", Escaped(answer.bytes)}, {"hex", HexText(answer.bytes)}, {"forwarded", answer.forwarded}});
+        replies.push_back({{"text", answer.bytes}, {"hex", HexText(answer.bytes)}, {"forwarded", answer.forwarded}});
     }
-    session.out.Emit("zulctl.raw/1", {{"request", Escaped(request)}, {"replies", replies}}, [&] {
+    session.out.Emit("zulctl.raw/1", {{"request", request}, {"replies", replies}}, [&] {
         std::string text;
         for (const RawAnswer& answer : answers) text += Escaped(answer.bytes) + "\n";
         return text;

@@ -50,14 +50,14 @@ Json JsonOf(const TransmitterStatus& status) {
     }
     return {{"locked", status.locked},
             {"signal_percent", status.signal * 100 / 255},
-            {"tuner_mode", Escaped(status.tunerMode)},
+            {"tuner_mode", status.tunerMode},
             {"load_percent", status.load},
             {"cut", status.cut},
             {"streams", streams}};
 }
 
 Json JsonOf(const ReceiverStatus& status) {
-    return {{"last_unit", status.lastUnit}, {"plays_stream", status.playsStream}, {"group", Escaped(status.address)},
+    return {{"last_unit", status.lastUnit}, {"plays_stream", status.playsStream}, {"group", status.address},
             {"port", status.port},          {"programme", status.programme},      {"video_code", status.video},
             {"audio_code", status.audio},   {"browser_up", status.browserUp},     {"load_percent", status.load}};
 }

@@ -1,0 +1,153 @@
+// zulctl guide: now and next, a moment, a listing, a grid.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "channel_json.h"
+#include "channels.h"
+#include "commands.h"
+#include "escape.h"
+#include "guide_grid.h"
+#include "guide_reply.h"
+#include "status.h"
+
+namespace zulctl {
+
+namespace {
+
+struct GuideChoice {
+    std::vector<std::string> channels;
+    std::string at, list;
+    bool grid = false, details = false;
+};
+
+struct ChannelGuide {
+    Channel channel;
+    std::vector<GuideEvent> events;
+};
+
+/// The channels asked for, or all that share the channel the tuner is on.
+std::vector<Channel> Wanted(Session& session, Client& client, const GuideChoice& choice) {
+    const auto all = FetchChannels(client);
+    const auto scan = ParseScanState(client.Ask("SCA?"));
+    std::vector<Channel> wanted;
+    for (const std::string& text : choice.channels) wanted.push_back(FindChannel(all, text));
+    const auto tuned = [&](const Channel& channel) { return scan && channel.tunerChannel == scan->channel; };
+    if (choice.channels.empty()) std::copy_if(all.begin(), all.end(), std::back_inserter(wanted), tuned);
+    if (wanted.empty()) {
+        throw Failure(
+            kRefused,
+            "the tuner is on no channel of the list, and a board knows the guide of that channel alone; \"zulctl "
+            "stream start\" tunes one");
+    }
+    for (const Channel& channel : wanted) {
+        if (!tuned(channel)) {
+            session.out.Warning(fmt::format("{} is on tuner channel {}, the tuner isn't: its guide is empty",
+                                            Escaped(CallName(channel)), channel.tunerChannel));
+        }
+    }
+    return wanted;
+}
+
+Minutes BroadcastNow(Client& client) {
+    const auto moment = ParseBroadcastTime(client.Ask("TIME"));
+    if (!moment) throw Failure(kNoAnswer, EndpointText(client.Board()) + " doesn't tell the broadcast time");
+    return *moment;
+}
+
+/// "19:30" today by the broadcast's clock, or "2026-03-01T19:30", both in UTC.
+Minutes ParseMoment(const std::string& text, Client& client) {
+    int year = 0, hour = 0, minute = 0;
+    unsigned month = 0, day = 0;
+    char rest = 0;
+    if (std::sscanf(text.c_str(), "%d-%u-%uT%d:%d%c", &year, &month, &day, &hour, &minute, &rest) != 5) {
+        year = 0;
+        if (std::sscanf(text.c_str(), "%d:%d%c", &hour, &minute, &rest) != 2) hour = 24;
+    }
+    const auto date = year == 0
+                          ? std::chrono::year_month_day(std::chrono::floor<std::chrono::days>(BroadcastNow(client)))
+                          : std::chrono::year(year) / std::chrono::month(month) / std::chrono::day(day);
+    if (!date.ok() || hour < 0 || hour > 23 || minute < 0 || minute > 59) {
+        throw Failure(kUsage, fmt::format("\"{}\" isn't a moment such as 19:30 or 2026-03-01T19:30 (UTC)", text));
+    }
+    return std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute);
+}
+
+std::vector<ChannelGuide> Fetch(Session& session, Client& client, const GuideChoice& choice) {
+    const auto wanted = Wanted(session, client, choice);
+    Ear ear(client.Board().address, session.Options(), Clock::now() + std::chrono::seconds(5));
+    std::vector<ChannelGuide> guides;
+    for (const Channel& channel : wanted) {
+        session.out.Progress("asking for " + Escaped(CallName(channel)) + "...");
+        ChannelGuide guide{channel, {}};
+        if (!choice.at.empty()) {
+            guide.events = FetchMoment(client, channel.id, ParseMoment(choice.at, client), &ear);
+        } else if (choice.grid || !choice.list.empty()) {
+            const auto span = ParseSpan(choice.list.empty() ? "3h" : choice.list);
+            guide.events = FetchListing(client, channel.id, std::chrono::ceil<std::chrono::minutes>(span), &ear);
+        } else {
+            guide.events = FetchNowAndNext(client, channel.id, &ear);
+        }
+        guides.push_back(std::move(guide));
+    }
+    return guides;
+}
+
+std::string Listing(const Output& out, const std::vector<ChannelGuide>& guides, bool details) {
+    Table table({{"CHANNEL", Align::kLeft, true}, {"START (UTC)"}, {"END"}, {"TITLE", Align::kLeft, true}});
+    std::string texts;
+    for (const ChannelGuide& guide : guides) {
+        const std::string name = Escaped(CallName(guide.channel));
+        if (guide.events.empty()) table.Add({name, "", "", Cell("nothing known", Style::kDim)});
+        for (const GuideEvent& event : guide.events) {
+            table.Add({name, DateText(event.start), ClockText(event.End()), Escaped(event.title)});
+            if (details && !event.text.empty()) {
+                texts +=
+                    fmt::format("\n{}\n  {}\n", out.Paint(Escaped(event.title), Style::kHead), Escaped(event.text));
+            }
+        }
+    }
+    return out.Render(table) + texts;
+}
+
+void RunGuide(Session& session, const GuideChoice& choice) {
+    Client client = session.Connect(Role::kTransmitter);
+    const auto guides = Fetch(session, client, choice);
+    Json channels = Json::array();
+    for (const ChannelGuide& guide : guides) {
+        Json events = Json::array();
+        for (const GuideEvent& event : guide.events) events.push_back(JsonOf(event));
+        channels.push_back({{"channel", JsonOf(guide.channel)}, {"events", events}});
+    }
+    const bool isGrid = choice.grid && session.out.format == Format::kTable;
+    const Minutes now = isGrid ? BroadcastNow(client) : Minutes{};
+    session.out.Emit("zulctl.guide/1", {{"guide", channels}}, [&] {
+        if (!isGrid) return Listing(session.out, guides, choice.details);
+        std::vector<GridRow> rows;
+        for (const ChannelGuide& guide : guides) rows.push_back({Escaped(CallName(guide.channel)), guide.events});
+        const auto span = std::chrono::ceil<std::chrono::minutes>(ParseSpan(choice.list.empty() ? "3h" : choice.list));
+        const Minutes start = now - (now.time_since_epoch() % std::chrono::minutes(30));
+        return DrawGrid(rows, start, span, now, session.out.Width(), session.out.Colour());
+    });
+}
+
+}  // namespace
+
+void AddGuideCommand(CLI::App& app, Session& session) {
+    CLI::App* command =
+        app.add_subcommand("guide", "Show the programme guide: now and next, a moment, a listing or a grid");
+    command->footer("A board knows the guide of the channel that its tuner is on. All times are UTC.");
+    const auto choice = std::make_shared<GuideChoice>();
+    command->add_option("channel", choice->channels,
+                        "Channels by number (7.1), name or index; without any, all on the tuned channel");
+    CLI::Option* at =
+        command->add_option("--at", choice->at, "What plays at a moment: 19:30 or 2026-03-01T19:30")->type_name("TIME");
+    command->add_option("--list", choice->list, "All events from now over a span")->type_name("SPAN")->excludes(at);
+    command->add_flag("--grid", choice->grid, "Draw the programmes side by side over time (3h, or the span of --list)")
+        ->excludes(at);
+    command->add_flag("--details", choice->details, "Show the long texts too");
+    command->callback([&session, choice] { session.run = [&session, choice] { RunGuide(session, *choice); }; });
+}
+
+}  // namespace zulctl

@@ -1,0 +1,68 @@
+// zulctl log: the log channel of boards, live.
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "board_messages.h"
+#include "commands.h"
+#include "escape.h"
+#include "monitor.h"
+
+namespace zulctl {
+
+namespace {
+
+struct LogChoice {
+    bool errorsOnly = false;
+    std::string howLong;
+};
+
+void Show(Session& session, const Target& board, bool several, const LogLine& line) {
+    const std::string now = UtcNow();
+    const Json body = {
+        {"time", now}, {"board", board.name}, {"level", line.error ? "error" : "info"}, {"text", line.text}};
+    session.out.EmitItem("zulctl.log_line/1", body, [&] {
+        const std::string text = Escaped(line.text);
+        return fmt::format("{}  {}{}\n", session.out.Paint(now.substr(11, 12), Style::kDim),
+                           several ? Escaped(board.name) + "  " : "",
+                           line.error ? session.out.Paint("ERROR " + text, Style::kBad) : text);
+    });
+}
+
+void RunLog(Session& session, const LogChoice& choice) {
+    const auto deadline =
+        Clock::now() + (choice.howLong.empty() ? std::chrono::hours(24 * 365) : ParseSpan(choice.howLong));
+    const std::vector<Target> boards = session.Boards(std::nullopt);
+    CatchInterrupts();
+    std::vector<std::unique_ptr<Monitor>> monitors;
+    std::vector<UdpSocket*> sockets;
+    for (const Target& board : boards) {
+        monitors.push_back(std::make_unique<Monitor>(board.at, session.Options(), !choice.errorsOnly));
+        sockets.push_back(&monitors.back()->Socket());
+    }
+    session.out.Say(fmt::format("listening to {} board{}; Ctrl-C ends", boards.size(), boards.size() == 1 ? "" : "s"));
+    const auto drain = [&](std::size_t n) {
+        while (const auto message = monitors[n]->Take()) {
+            const auto line = ParseLogLine(*message);
+            if (line && (line->error || !choice.errorsOnly)) Show(session, boards[n], boards.size() > 1, *line);
+        }
+    };
+    for (std::size_t n = 0; n < boards.size(); ++n) drain(n);
+    while (const auto ready = WaitForAny(sockets, deadline)) drain(*ready);
+}
+
+}  // namespace
+
+void AddLogCommand(CLI::App& app, Session& session) {
+    CLI::App* command =
+        app.add_subcommand("log", "Open the log channel and print what a board reports; failures stand out");
+    command->footer(
+        "A board has one log channel, and the latest listener has it; a receiver's keys and serial bytes follow it. At "
+        "the end the level is 0 and the channel closed.");
+    const auto choice = std::make_shared<LogChoice>();
+    command->add_flag("--errors", choice->errorsOnly, "Failures only; leaves the board's log level alone");
+    command->add_option("--for", choice->howLong, "End after this time")->type_name("SPAN");
+    command->callback([&session, choice] { session.run = [&session, choice] { RunLog(session, *choice); }; });
+}
+
+}  // namespace zulctl

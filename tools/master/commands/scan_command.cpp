@@ -1,0 +1,220 @@
+// zulctl scan: walks the tuner over its channels and follows it step by step.
+#include <fmt/format.h>
+
+#include <map>
+#include <memory>
+
+#include "board_messages.h"
+#include "channel_json.h"
+#include "channel_table.h"
+#include "channels.h"
+#include "commands.h"
+#include "escape.h"
+#include "status.h"
+
+namespace zulctl {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+struct ScanChoice {
+    bool stop = false;
+    std::optional<int> only;
+    std::string mode;
+};
+
+const std::map<std::string, int> kModes = {{"atsc", 0}, {"qam64", 1}, {"qam256", 2}};
+
+constexpr auto kPollInterval = 1500ms;  // between questions for the channel in progress
+constexpr auto kLongestSilence = 20s;   // of a board that answers nothing at all
+constexpr auto kLongestStop = 20s;      // a stop waits for the channel in progress
+
+struct Range {
+    int first, last;
+};
+
+/// Channels that a scan walks in a tuner mode.
+Range RangeOf(const std::string& mode) { return mode == "ATSC" ? Range{2, 69} : Range{1, 158}; }
+
+/// A scan being followed.
+class Follower {
+ public:
+    Follower(Session& session, Client& client, Ear& ear, Range range)
+        : mSession(session), mClient(client), mEar(ear), mRange(range), mChannel(range.first) {}
+
+    /// Follows to the end. \return false when the scan was stopped by an interrupt
+    bool Run() {
+        auto lastSign = Clock::now();
+        while (!mEnded) {
+            Show();
+            if (Interrupted()) Stop();
+            if (const auto message = mEar.Next(Clock::now() + kPollInterval)) {
+                lastSign = Clock::now();
+                Take(message->bytes);
+            } else if (!Interrupted() && Poll()) {
+                lastSign = Clock::now();
+            }
+            if (Clock::now() - lastSign > kLongestSilence) {
+                throw Failure(kNoAnswer,
+                              EndpointText(mClient.Board()) + " has fallen silent in the middle of the scan");
+            }
+        }
+        return !mStopping;
+    }
+    int LockedChannels() const { return mLockedChannels; }
+
+ private:
+    void Take(const std::string& message) {
+        const auto step = ParseScanStep(message);
+        if (!step) return;
+        switch (step->kind) {
+            case ScanStep::Kind::kStarted: break;
+            case ScanStep::Kind::kCannotStart: throw Failure(kRefused, "the board can't start its scan");
+            case ScanStep::Kind::kLocked:
+                mChannel = step->number;
+                ++mLockedChannels;
+                mSignal = Signal();
+                break;
+            case ScanStep::Kind::kFound:
+                if (mSession.out.format == Format::kTable) {
+                    mSession.out.EmitItem("", {}, [&] {
+                        return fmt::format("channel {:3}  signal {:3} %  {} programme{}\n", mChannel, mSignal,
+                                           step->number, step->number == 1 ? "" : "s");
+                    });
+                }
+                mProgrammes += step->number;
+                break;
+            case ScanStep::Kind::kEnded: mEnded = true; break;
+        }
+    }
+
+    /// The steps don't tell the signal; the status does.
+    int Signal() {
+        try {
+            const auto status = ParseTransmitterStatus(mClient.Ask("STATUS"));
+            return status ? status->signal * 100 / 255 : 0;
+        } catch (const Failure&) {
+            return 0;  // an ornament, or the interrupt that the loop will see
+        }
+    }
+
+    /// Asks for the channel in progress. \return false where the board doesn't answer, as while it stops
+    bool Poll() {
+        try {
+            const auto state = ParseScanState(mClient.Ask("SCA?"));
+            if (!state) return false;
+            if (state->state == ScanState::State::kRunning) mChannel = state->channel;
+            if (state->state == ScanState::State::kError) throw Failure(kRefused, "the scan has failed on the board");
+            // The last step may have been lost; a scan that has just been ordered isn't idle any more.
+            mEnded = state->state == ScanState::State::kDone;
+            return true;
+        } catch (const Failure& failure) {
+            if (failure.code == kRefused) throw;
+            return mStopping && Clock::now() < mStopBy;
+        }
+    }
+
+    void Stop() {
+        ForgetInterrupt();
+        if (mStopping) return;
+        mStopping = true;
+        mStopBy = Clock::now() + kLongestStop;
+        mClient.Tell("BLIND99");
+        mSession.out.Say("stopping the scan; the board ends the channel in progress first (up to 16 s)");
+    }
+
+    void Show() {
+        const double part = static_cast<double>(mChannel - mRange.first) / (mRange.last - mRange.first + 1);
+        mSession.out.Progress(fmt::format("{} {:3.0f} %  channel {} of {} to {}, {} programmes on {} channels{}",
+                                          Bar(part, 20), part * 100, mChannel, mRange.first, mRange.last, mProgrammes,
+                                          mLockedChannels, mStopping ? "  stopping..." : ""));
+    }
+
+    Session& mSession;
+    Client& mClient;
+    Ear& mEar;
+    Range mRange;
+    int mChannel;
+    int mSignal = 0, mProgrammes = 0, mLockedChannels = 0;
+    bool mEnded = false, mStopping = false;
+    Clock::time_point mStopBy{};
+};
+
+/// Starts a scan; where its messages go to another peer, the scan is followed by questions alone.
+void Start(Session& session, Client& client, Ear& ear, const ScanChoice& choice) {
+    if (choice.only) return client.Order(fmt::format("Tuner://{:x}", *choice.only), "the tune");
+    try {
+        const std::string answer = client.Ask("BLIND0", &ear);
+        const auto step = ParseScanStep(answer);
+        if (!step || step->kind == ScanStep::Kind::kCannotStart) {
+            throw Failure(kRefused,
+                          fmt::format("{} refuses to scan: {}", EndpointText(client.Board()), Escaped(answer)));
+        }
+    } catch (const Failure& failure) {
+        if (failure.code != kNoAnswer) throw;
+        const auto state = ParseScanState(client.Ask("SCA?"));
+        if (!state || state->state != ScanState::State::kRunning) throw;
+        session.out.Warning(
+            fmt::format("{} The scan runs all the same, and is followed by questions.", failure.what()));
+    }
+}
+
+void RunScan(Session& session, const ScanChoice& choice) {
+    Client client = session.Connect(Role::kTransmitter);
+    if (choice.stop) {
+        session.out.Progress("stopping, up to 16 s...");
+        const std::string answer = client.Ask("BLIND99");
+        if (!IsOk(answer))
+            throw Failure(kRefused,
+                          fmt::format("{} refuses the stop: {}", EndpointText(client.Board()), Escaped(answer)));
+        return session.out.Emit("zulctl.scan_stop/1", {{"stopped", true}},
+                                [] { return "no scan is running any more\n"; });
+    }
+    RefuseWhileBusy(client);
+    if (!choice.mode.empty()) client.Order(fmt::format("TUNERMODE{}", kModes.at(choice.mode)), "the tuner mode");
+    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
+    if (!status) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status of a transmitter");
+    const Range range = choice.only ? Range{*choice.only, *choice.only} : RangeOf(status->tunerMode);
+    if (!status->streams.empty())
+        session.out.Warning(fmt::format("this ends {} stream(s) of the board", status->streams.size()));
+
+    CatchInterrupts();
+    Ear ear(client.Board().address, session.Options(), Clock::now() + 5s);
+    Start(session, client, ear, choice);
+    Follower follower(session, client, ear, range);
+    const bool complete = follower.Run();
+    const auto channels = FetchChannels(client);
+    session.out.Emit("zulctl.scan/1",
+                     {{"complete", complete},
+                      {"tuner_mode", status->tunerMode},
+                      {"channels_with_signal", follower.LockedChannels()},
+                      {"channels", JsonOf(channels)}},
+                     [&] {
+                         const std::string head =
+                             fmt::format("{}: {} programmes\n", complete ? "scanned" : "stopped", channels.size());
+                         return channels.empty() ? head : head + "\n" + ChannelTable(session.out, channels);
+                     });
+}
+
+}  // namespace
+
+void AddScanCommand(CLI::App& app, Session& session) {
+    CLI::App* command =
+        app.add_subcommand("scan", "Walk the tuner over all channels and keep what is found; Ctrl-C stops it in order");
+    command->footer(
+        "A scan empties the channel list and ends all streams. It takes 5 to 30 minutes. With --only the list holds "
+        "that channel alone until the next scan.");
+    const auto choice = std::make_shared<ScanChoice>();
+    CLI::Option* stop = command->add_flag("--stop", choice->stop, "Stop the scan that runs");
+    command->add_option("--only", choice->only, "Scan this tuner channel alone")
+        ->type_name("CHANNEL")
+        ->check(CLI::Range(1, kHighestChannel))
+        ->excludes(stop);
+    command->add_option("--mode", choice->mode, "Set the tuner's mode first")
+        ->check(CLI::IsMember({"atsc", "qam64", "qam256"}))
+        ->excludes(stop);
+    command->callback([&session, choice] { session.run = [&session, choice] { RunScan(session, *choice); }; });
+}
+
+}  // namespace zulctl

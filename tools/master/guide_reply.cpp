@@ -1,0 +1,115 @@
+// Guide replies and queries.
+#include "guide_reply.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "escape.h"
+#include "failure.h"
+#include "text_modes.h"
+#include "text_walk.h"
+
+namespace zulctl {
+
+namespace {
+
+constexpr int kLongestText = 4096;
+constexpr std::chrono::minutes kLongestSpan{99 * 60 + 59};
+constexpr std::size_t kMostEvents = 1000;
+
+/// Takes "S4,00[News]" or the same behind L.
+std::string TakeText(TextWalk& walk, std::string_view letter, std::uint8_t& mode) {
+    walk.Take(letter);
+    const auto length = static_cast<std::size_t>(walk.Small(kLongestText));
+    walk.Take(",");
+    mode = static_cast<std::uint8_t>(walk.Small(255, 16));
+    walk.Take("[");
+    std::string text;
+    if (mode == kModeLatin) {
+        text = walk.Exactly(length);
+    } else {
+        for (std::size_t n = 0; n < length && walk.Ok(); ++n) {
+            if (n > 0) walk.Take(" ");
+            text += static_cast<char>(walk.Number(16, 2));
+        }
+    }
+    walk.Take("]");
+    return walk.Ok() ? ShownText(mode, text) : std::string();
+}
+
+std::optional<GuideEvent> TakeEvent(TextWalk& reply) {
+    TextWalk walk = reply;
+    GuideEvent event;
+    walk.Take("EITI ");
+    const std::uint32_t day = walk.Number(16, 8);
+    walk.Take(" ");
+    const std::uint32_t hhmm = walk.Number(10, 4);
+    walk.Take(" ");
+    const int duration = walk.Small(2359);
+    walk.Take(" ");
+    event.title = TakeText(walk, "S", event.titleMode);
+    event.text = TakeText(walk, "L", event.textMode);
+    walk.Take("\r\n");
+    const auto start = MomentOf(day, hhmm);
+    if (!walk.Ok() || !start) return std::nullopt;
+    event.start = *start;
+    event.duration = std::chrono::hours(duration / 100) + std::chrono::minutes(duration % 100);
+    reply = walk;
+    return event;
+}
+
+std::vector<GuideEvent> Fetch(Client& client, const std::string& request, Ear* ear) {
+    const std::string reply = client.Ask(request, ear);
+    if (IsKo(reply))
+        throw Failure(kRefused, fmt::format("{} refuses the guide query {}", EndpointText(client.Board()), request));
+    auto guide = ParseGuideReply(reply);
+    if (!guide || !guide->whole) {
+        throw Failure(kNoAnswer, fmt::format("the guide reply of {} is damaged: {}", EndpointText(client.Board()),
+                                             CutToWidth(Escaped(reply), 60)));
+    }
+    return std::move(guide->events);
+}
+
+}  // namespace
+
+std::optional<GuideReply> ParseGuideReply(std::string_view text) {
+    if (!text.starts_with("EITI ")) return std::nullopt;
+    GuideReply reply;
+    TextWalk walk(text);
+    if (text == "EITI OK\r\n") {
+        reply.whole = true;
+        return reply;
+    }
+    while (auto event = TakeEvent(walk)) reply.events.push_back(*std::move(event));
+    walk.Take("OK\r\n");
+    reply.whole = walk.AtEnd();
+    return reply;
+}
+
+std::vector<GuideEvent> FetchNowAndNext(Client& client, const ProgrammeId& id, Ear* ear) {
+    return Fetch(client, fmt::format("EITN{:04x},{:04x}", id.transportId, id.programme), ear);
+}
+
+std::vector<GuideEvent> FetchMoment(Client& client, const ProgrammeId& id, Minutes moment, Ear* ear) {
+    const MjdTime time = MjdOf(moment);
+    return Fetch(client, fmt::format("EITI{:04x},{:04x},{:x},{:04}", id.transportId, id.programme, time.day, time.hhmm),
+                 ear);
+}
+
+std::vector<GuideEvent> FetchListing(Client& client, const ProgrammeId& id, std::chrono::minutes span, Ear* ear) {
+    span = std::clamp(span, std::chrono::minutes(1), kLongestSpan);
+    const auto hours = span.count() / 60, minutes = span.count() % 60;
+    auto events =
+        Fetch(client, fmt::format("EITL{:04x},{:04x},{:02}{:02}", id.transportId, id.programme, hours, minutes), ear);
+    if (events.empty()) return events;
+    // A minute behind an event's end lies surely in the one that follows: both ends of an event count as its own.
+    while (events.size() < kMostEvents && events.back().End() < events.front().start + span) {
+        const auto more = FetchMoment(client, id, events.back().End() + std::chrono::minutes(1), ear);
+        if (more.empty() || more.front().start <= events.back().start) break;
+        events.push_back(more.front());
+    }
+    return events;
+}
+
+}  // namespace zulctl
