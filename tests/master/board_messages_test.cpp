@@ -109,7 +109,8 @@ TEST(Messages, DamageIsSurvived) {
         for (std::size_t n = 0; audio && n < audio->size(); ++n) {
             for (const auto& entry : (*audio)[n].entries) EXPECT_TRUE(entry.type >= 0 && entry.type <= 255) << bad;
         }
-        if (const auto key = ParseKey(bad)) EXPECT_LE(key->Name().size(), 6u);
+        const auto key = ParseKey(bad);
+        EXPECT_TRUE(!key || key->Name().size() <= 6u);
     };
     damage::TryAll("LANG 1a2b 3c4d eng00,spa03\r\nLANG 1a2b 3c4e \r\nOK\r\n", all);
     damage::TryAll(std::string("REMOTE\x01\x04\x6e\x08\x01\xCC", 12), all);
