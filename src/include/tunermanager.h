@@ -218,7 +218,7 @@ class TunerManager {
                       std::uint8_t unicode_mode) REQUIRES(mMutex);
     void QueryMoment(ReplyText& reply, std::uint16_t programId, std::uint32_t moment) REQUIRES(mMutex);
     void QueryNowAndNext(ReplyText& reply, const ScalProgramDesc& program) REQUIRES(mMutex);
-    void QueryListing(ReplyText& reply, const ScalProgramDesc& program, std::uint32_t timeFrame) REQUIRES(mMutex);
+    bool QueryListing(ReplyText& reply, const ScalProgramDesc& program, std::uint32_t timeFrame) REQUIRES(mMutex);
     std::optional<Language> FindLanguage(Language::LanguageModeEnum mode, const char* language, int audioType)
         EXCLUDES(mMutex);
     std::optional<Language> FindLanguageNow(Language::LanguageModeEnum mode, const char* language, int audioType,

@@ -134,6 +134,7 @@ bool TunerManager::SetEventText(ScalProgramDesc& program, std::uint16_t eventId,
     event->ettWasSet = true;
     LOG("SetExtendedText at %x (len %d) len %d for ev_id %x, src_id %x unicode 0x%x: %s\n",
         static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(event->pLongInfo.get())),
-        static_cast<int>(event->longInfoSize), static_cast<int>(length), eventId, program.sourceId, unicode_mode, text);
+        static_cast<int>(event->longInfoSize), static_cast<int>(length), eventId, program.sourceId, unicode_mode,
+        event->pLongInfo ? event->pLongInfo.get() : "");
     return true;
 }

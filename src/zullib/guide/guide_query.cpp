@@ -90,6 +90,7 @@ char* TunerManager::ProcessEpgData(char* buffer, std::uint16_t transportId, std:
         return ko;
     }
     ReplyText reply(buffer, kReplySize - kEndSize);
+    bool whole = true;
     {
         const platform::MutexLock lock(mMutex);
         const ScalProgramDesc* const program = FindProgramme(programId);
@@ -98,9 +99,10 @@ char* TunerManager::ProcessEpgData(char* buffer, std::uint16_t transportId, std:
         } else if (program != nullptr && cmdType == 'n') {
             QueryNowAndNext(reply, *program);
         } else if (program != nullptr) {
-            QueryListing(reply, *program, timeFrame);
+            whole = QueryListing(reply, *program, timeFrame);
         }
     }
+    if (!whole) PANIC("Buffer too small for EPG");
     if (reply.Length() == 0) reply.Add("EITI ");
     std::memcpy(buffer + reply.Length(), kEnd, sizeof kEnd);
     LOG("\n%s\n\n", buffer);
@@ -128,18 +130,14 @@ void TunerManager::QueryNowAndNext(ReplyText& reply, const ScalProgramDesc& prog
 }
 
 /// \param timeFrame  minutes that the listed events may sum up to before the last
-void TunerManager::QueryListing(ReplyText& reply, const ScalProgramDesc& program, std::uint32_t timeFrame) {
+/// \return false when the listing ended for want of room
+bool TunerManager::QueryListing(ReplyText& reply, const ScalProgramDesc& program, std::uint32_t timeFrame) {
     std::uint32_t minutes = 0;
     for (const Event* event = PlayingNow(program); event != nullptr && minutes <= timeFrame;) {
-        if (!FormatEvent(reply, *event)) {
-            PANIC("Buffer too small for EPG");
-            return;
-        }
+        if (!FormatEvent(reply, *event)) return false;
         minutes += event->duration / 60;
         event = NextEvent(program, *event);
-        if (kReplySize - reply.Length() < kReserve) {
-            PANIC("Buffer too small for EPG");
-            return;
-        }
+        if (kReplySize - reply.Length() < kReserve) return false;
     }
+    return true;
 }
