@@ -93,7 +93,8 @@ TEST_F(Guide, NowAndNextTakeBothEndsAndTheFirstArrival) {
         const char* title;
         std::uint32_t start, seconds;
     } events[] = {{"A", kMidnight, 600},        {"B", kMidnight + 601, 599}, {"C", kMidnight + 2000, 100},
-                  {"D", kMidnight + 1100, 200}, {"F", 0xFFFFFF00, 0x1000},   {"E", 0xFFFFFF00, 0xFF}};
+                  {"D", kMidnight + 1100, 200}, {"G", kMidnight + 2102, 10}, {"F", 0xFFFFFF00, 0x1000},
+                  {"E", 0xFFFFFF00, 0xFF}};
     std::uint16_t id = 0;
     for (const auto& event : events) SetEvent(kSource, ++id, event.start, event.seconds, event.title);
     SetText(kSource, ++id, "a text whose EIT hasn't come");
@@ -210,7 +211,7 @@ TEST_F(Guide, ListsUntilTheSpanHasPassed) {
 
 TEST_F(Guide, ListingsStayInTheBufferAndEndInWholeLines) {
     // Events of 0 minutes never pass the span: the buffer ends the listing. 36 bytes a line and a title.
-    for (const std::size_t titleSize : {std::size_t{0}, std::size_t{1}, std::size_t{15}, std::size_t{128}}) {
+    for (const std::size_t titleSize : {std::size_t{0}, std::size_t{4}, std::size_t{25}, std::size_t{128}}) {
         Begin('T');
         Fill();
         std::string expected;

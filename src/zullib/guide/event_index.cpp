@@ -22,8 +22,7 @@ void EventIndex::SetTime(Event& event, std::uint32_t start, std::uint32_t durati
     Erase({event.startTime, event.startTime + event.duration, event.place, &event});
     event.startTime = start;
     event.duration = duration;
-    const Span span{start, start + duration, event.place, &event};
-    if (span.end >= span.start) Insert(span);
+    Insert({start, start + duration, event.place, &event});
 }
 
 Event* EventIndex::FindTime(std::uint32_t moment) const {
