@@ -57,11 +57,11 @@ class GuideTest : public testing::Test {
 
     GuideTest() { Begin('T'); }
 
-    /// Starts afresh in a role. The old store stays: its scan thread has no end.
+    /// Starts afresh in a role.
     void Begin(char role) {
         global_debug_flag = 0;
         fast_machine::RecordShell(true);
-        store = new TunerManager(role);
+        store = std::make_unique<TunerManager>(role);
         EXPECT_TRUE(server.Connect(kPort));
         master.Ask(server, kPort);
         store->SetTunerForwarding(&server);
@@ -113,7 +113,7 @@ class GuideTest : public testing::Test {
         return master.Hear();
     }
 
-    TunerManager* store = nullptr;
+    std::unique_ptr<TunerManager> store;
     UdpServer server;
     Master master;
     std::vector<char> buffer;

@@ -25,7 +25,7 @@ struct Channel {
 /// A band behind the tuner: the tool sets the strength, and listening finds the programmes.
 class Scan : public GuideTest {
  protected:
-    Scan() : filter(*new TsFilter('T', store)) {
+    Scan() : filter(*new TsFilter('T', store.get())) {
         fast_machine::OnShell([this](const std::string& line) {
             std::sscanf(line.c_str(), "m710cmmd -atsc %d >/dev/null", &tuned);
             const auto found = band.find(tuned);
@@ -41,6 +41,14 @@ class Scan : public GuideTest {
             }
             if (onListen) onListen(tuned);
         });
+    }
+
+    ~Scan() override { Keep(); }
+
+    /// Leaves the store to the scan thread, which has no end.
+    void Keep() {
+        static auto* const kept = new std::vector<TunerManager*>;
+        kept->push_back(store.release());
     }
 
     /// Hears messages until the scan is over. \return all of them
@@ -118,6 +126,7 @@ TEST_F(Scan, WalksTheBandAndTellsTheMasterStepByStep) {
               "000 0002 0001 0002 ff C 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00\n");
     const std::string report = Scal();
     EXPECT_NE(report.find("SCAL 000 0045 0003 [45:0:99:00:00] C A \r\n"), std::string::npos) << report;
+    Keep();
     Begin('T');
     EXPECT_TRUE(store->LoadScanResults());
     EXPECT_EQ(Scal(), report) << "after a restart";
