@@ -8,7 +8,7 @@
 #include "bridges/ircontrol.h"
 #include "bridges/keytable.h"
 #include "bridges/uart.h"
-#include "client.h"
+#include "udp_client.h"
 #include "fast_machine.h"
 #include "sharedmem.h"
 #include "status_block.h"

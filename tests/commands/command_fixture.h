@@ -6,7 +6,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "client.h"
+#include "udp_client.h"
 #include "core/keywordtable.h"
 #include "fast_machine.h"
 #include "settings_agent.h"

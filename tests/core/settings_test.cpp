@@ -6,7 +6,7 @@
 #include <cstring>
 #include <thread>
 
-#include "client.h"
+#include "udp_client.h"
 #include "fast_machine.h"
 #include "settings_agent.h"
 #include "snmplocal.h"

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <thread>
 
-#include "client.h"
+#include "udp_client.h"
 #include "texthelpers.h"
 #include "udpcom.h"
 
