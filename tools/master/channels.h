@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "client.h"
+#include "board_client.h"
 #include "scal_report.h"
 
 namespace zulctl {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "beacon.h"
-#include "client.h"
+#include "board_client.h"
 
 namespace zulctl {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "client.h"
+#include "board_client.h"
 #include "status.h"
 #include "stream_request.h"
 

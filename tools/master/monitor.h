@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "client.h"
+#include "board_client.h"
 
 namespace zulctl {
 

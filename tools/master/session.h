@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "client.h"
+#include "board_client.h"
 #include "config.h"
 #include "discover.h"
 #include "failure.h"

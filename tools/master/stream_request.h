@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "client.h"
+#include "board_client.h"
 
 namespace zulctl {
 

@@ -1,5 +1,5 @@
 // Requests, answers, repeats, and what to say when no answer comes.
-#include "client.h"
+#include "board_client.h"
 
 #include <fmt/format.h>
 

@@ -1,5 +1,5 @@
 // The client on sockets: whose datagrams it takes for an answer, what it repeats, and turns at one port.
-#include "client.h"
+#include "board_client.h"
 
 #include <gtest/gtest.h>
 
