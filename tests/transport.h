@@ -1,7 +1,9 @@
 /// Transport packets and sections for tests, written by hand from ISO/IEC 13818-1.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <vector>
 
 #include "psip/tablecollector.h"
@@ -12,7 +14,7 @@ using Blob = std::vector<std::uint8_t>;
 
 constexpr std::size_t kPacket = 188;
 
-inline void Append(Blob& to, const Blob& from) { to.insert(to.end(), from.begin(), from.end()); }
+inline void Append(Blob& to, const Blob& from) { std::copy(from.begin(), from.end(), std::back_inserter(to)); }
 
 /// A packet with payload only: head, `body`, and `fill` up to 188 bytes.
 inline Blob Packet(unsigned pid, unsigned continuity, const Blob& body, bool unitStart = false, std::uint8_t fill = 0xFF) {

@@ -55,13 +55,14 @@ constexpr Scheme kScheme255{Table255, Huff2Lookup256, 2, 13};
 constexpr std::size_t kTailBits = 3;  ///< bits at the end in which no character is looked for
 constexpr std::size_t kBufferSize = 1024;
 
-/// \return a bit of the text, 0 behind its end
-unsigned BitAt(Bytes bytes, std::size_t at) { return at / 8 < bytes.size() ? bytes[at / 8] >> (7 - at % 8) & 1u : 0u; }
+/// \return a bit of the text. REQUIRES: it is there.
+unsigned BitAt(Bytes bytes, std::size_t at) { return bytes[at / 8] >> (7 - at % 8) & 1u; }
 
-/// \return the code that begins at a bit, or null
+/// \return the code that begins at a bit and is whole, or null
 const huffman_table* FindCode(const Scheme& scheme, Bytes compressed, std::size_t at) {
     std::size_t key = 0;
-    for (std::size_t bits = 1; bits <= scheme.longest; ++bits) {
+    const std::size_t most = std::min(scheme.longest, compressed.size() * 8 - at);
+    for (std::size_t bits = 1; bits <= most; ++bits) {
         key = key << 1 | BitAt(compressed, at + bits - 1);
         if (bits < scheme.shortest) continue;
         const std::uint8_t index = scheme.lookup[key];

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr int kReserve = 16;             ///< bytes of the buffer that a section may not use
+constexpr int kReserve = 16;               ///< bytes of the buffer that a section may not use
 constexpr std::uint32_t kCrcFailures = 5;  ///< behind so many, with no good section, a table's CRC isn't believed
 constexpr std::uint32_t kRepeatsPerLine = 1024;
 constexpr std::uint8_t kReservedBits = 0xC0;
@@ -24,12 +24,25 @@ bool Continuity::Count(std::uint16_t pid, std::uint8_t continuity) {
     return mDue == counter;
 }
 
-PsipSection::PsipSection(int buffer_size) : mBufferSize(buffer_size), mpStat(Statistics::Self()) {
+PsipSection::PsipSection() : mpStat(Statistics::Self()) {}
+
+PsipSection::PsipSection(int buffer_size) : PsipSection() {
     if (buffer_size < 1) {
         PANIC("buffer_size is 0");
         return;
     }
-    mSectionBuffer = std::make_unique<std::uint8_t[]>(static_cast<std::size_t>(buffer_size));
+    Renew(buffer_size);
+}
+
+/// Makes the object what a new one is. A buffer that is large enough stays: sooner or later no one is too small.
+void PsipSection::Renew(int buffer_size) {
+    std::unique_ptr<std::uint8_t[]> buffer = std::move(mSectionBuffer);
+    const int capacity = std::max(mCapacity, buffer_size);
+    if (capacity > mCapacity) buffer = std::make_unique<std::uint8_t[]>(static_cast<std::size_t>(capacity));
+    *this = PsipSection();
+    mSectionBuffer = std::move(buffer);
+    mCapacity = capacity;
+    mBufferSize = buffer_size;
 }
 
 Bytes PsipSection::CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, bool inStep, int continuity,
@@ -40,7 +53,8 @@ Bytes PsipSection::CollectPsipSection(std::uint16_t pid, Bytes data, bool startO
     } else if (startOfSection) {
         if (!Begin(data)) return {};
     } else if (!inStep) {
-        LOG("DROP2 my %d coming %d tbl 0x%x pid 0x%x continued\n", due, continuity, static_cast<unsigned>(mTableId), pid);
+        LOG("DROP2 my %d coming %d tbl 0x%x pid 0x%x continued\n", due, continuity, static_cast<unsigned>(mTableId),
+            pid);
         Drop(mDroppedSectionsContinuity);
         return {};
     }
@@ -120,7 +134,8 @@ bool PsipSection::VersionApplies(std::uint16_t pid) {
     const int version = VersionByte() >> 1 & 0x1F;
     if ((VersionByte() & 1) == 0) {
         if (mCurNextCounter++ % kRepeatsPerLine == 0) {
-            LOG("!!! tbl 0x%x pid 0x%x/0x%x not valid yet: version %d\n", table, pid, static_cast<unsigned>(mPid), version);
+            LOG("!!! tbl 0x%x pid 0x%x/0x%x not valid yet: version %d\n", table, pid, static_cast<unsigned>(mPid),
+                version);
         }
         Drop(mDroppedSectionsFuture);
         return false;
@@ -152,9 +167,13 @@ void PsipSection::Drop(std::uint32_t& counter) {
 }
 
 PsipSection::Stats PsipSection::GetStats() const {
-    return {mTableId,        mPid,
-            mSectionNo,      mGoodSections,
-            mIgnoredSections, mDroppedSectionsContinuity,
-            mDroppedSectionsCrc, mDroppedSectionsReserved,
+    return {mTableId,
+            mPid,
+            mSectionNo,
+            mGoodSections,
+            mIgnoredSections,
+            mDroppedSectionsContinuity,
+            mDroppedSectionsCrc,
+            mDroppedSectionsReserved,
             mVersionChanges};
 }

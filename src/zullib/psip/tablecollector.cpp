@@ -15,6 +15,10 @@ constexpr int kLargeBuffer = 4112;  ///< for those of at most 4096
 constexpr int kTableMgt = 0xC7;
 constexpr int kTableEit = 0xCB;
 constexpr int kTableEtt = 0xCC;
+constexpr std::uint8_t kStuffing = 0xFF;  ///< in place of a table_id: nothing but padding follows
+
+constexpr std::uint16_t kPids = 8192;
+constexpr std::uint16_t kNoPid = 0xFFFF;
 
 constexpr std::size_t kMaxHeads = 64;  ///< split heads that wait at a time; beyond that the oldest is lost
 
@@ -24,17 +28,22 @@ constexpr int BufferSize(int tableId) {
     return small ? kSmallBuffer : kLargeBuffer;
 }
 
+constexpr std::uint32_t Key(std::uint8_t tableId, std::uint16_t pid, std::uint8_t sectionNo) {
+    return static_cast<std::uint32_t>(tableId) << 24 | static_cast<std::uint32_t>(pid) << 8 | sectionNo;
+}
+
 }  // namespace
 
 Bytes TableCollector::CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity,
                                          int* table_id) {
     *table_id = -1;
+    pid %= kPids;
     SplitHead* const head = FindHead(pid);
-    PsipSection* section = nullptr;
+    std::size_t index = 0;
     std::array<std::uint8_t, 256> joined;
     if (!startOfSection && head == nullptr) {
-        section = InProgress(pid);
-        if (section == nullptr) {
+        index = InProgress(pid);
+        if (index == mTables.size()) {
             LOG("Section continuation before start; drop\n");
             return {};
         }
@@ -47,6 +56,7 @@ Bytes TableCollector::CollectPsipSection(std::uint16_t pid, Bytes data, bool sta
         if (!inStep) {
             LOG("DROP2 my %d coming %d tbl 0x%x pid 0x%x continued\n", due, counter, head->bytes[0], pid);
             head->size = 0;
+            Statistics::Self()->AddDroppedSections(head->bytes[0]);
             return {};
         }
         data = JoinHead(head, data, joined);
@@ -56,49 +66,62 @@ Bytes TableCollector::CollectPsipSection(std::uint16_t pid, Bytes data, bool sta
         KeepHead(pid, data);
         return {};
     }
-    if (startOfSection) section = FindOrMake(pid, data);
-    const Bytes whole = section->CollectPsipSection(pid, data, startOfSection, inStep, counter, due, table_id);
+    if (startOfSection) index = FindOrMake(pid, data);
+    PsipSection& section = *mTables[index];
+    const Bytes whole = section.CollectPsipSection(pid, data, startOfSection, inStep, counter, due, table_id);
+    mCollecting[index] = section.mRemainingSectionLen > 0 ? pid : kNoPid;
     if (*table_id == kTableMgt) mReparseEit = mReparseEtt = true;
     return whole;
 }
 
-/// \return the object for the section that begins with `head`, told to forget its version where an MGT asked for it
-PsipSection* TableCollector::FindOrMake(std::uint16_t pid, Bytes head) {
-    const int tableId = head[0];
-    const int sectionNo = head[6];
-    const auto found = std::find_if(mTables.begin(), mTables.end(), [&](const auto& section) {
-        return section->mPid == pid && section->mTableId == tableId && section->mSectionNo == sectionNo;
-    });
-    if (found == mTables.end()) return Make(tableId, pid, sectionNo);
+/// \return index of the object for the section that begins with `head`, told to forget its version where an MGT asked
+std::size_t TableCollector::FindOrMake(std::uint16_t pid, Bytes head) {
+    const std::uint8_t tableId = head[0];
+    const std::uint8_t sectionNo = head[6];
+    const auto end = mKeys.begin() + static_cast<std::ptrdiff_t>(mTables.size());
+    const auto found = std::find(mKeys.begin(), end, Key(tableId, pid, sectionNo));
+    if (found == end) return Make(tableId, pid, sectionNo);
+    const auto index = static_cast<std::size_t>(found - mKeys.begin());
     for (const auto& [table, reparse] : {std::pair{kTableEit, &mReparseEit}, {kTableEtt, &mReparseEtt}}) {
         if (tableId != table || !*reparse) continue;
-        (*found)->mVersion = -1;
+        mTables[index]->mVersion = -1;
         *reparse = false;
     }
-    return found->get();
+    return index;
 }
 
-PsipSection* TableCollector::Make(int tableId, std::uint16_t pid, int sectionNo) {
+/// Appends an object: a new one, or with kMaxSections of them the oldest idle one, or the oldest of all where none is.
+/// \return its index, the last
+std::size_t TableCollector::Make(std::uint8_t tableId, std::uint16_t pid, std::uint8_t sectionNo) {
     const int size = BufferSize(tableId);
-    LOG("new pPsip bufsize %d for tbl 0x%x pid 0x%x\n", size, static_cast<unsigned>(tableId), pid);
-    if (mTables.size() >= kMaxSections) {
-        const auto idle = std::find_if(mTables.begin(), mTables.end(),
-                                       [](const auto& section) { return section->mRemainingSectionLen == 0; });
-        mTables.erase(idle != mTables.end() ? idle : mTables.begin());
+    LOG("new pPsip bufsize %d for tbl 0x%x pid 0x%x\n", size, tableId, pid);
+    if (mTables.size() < kMaxSections) {
+        mTables.push_back(std::make_unique<PsipSection>(size));
+    } else {
+        const auto idle = std::find(mCollecting.begin(), mCollecting.end(), kNoPid);
+        const auto oldest = idle != mCollecting.end() ? idle - mCollecting.begin() : 0;
+        const auto moveLast = [oldest](auto& rows) {
+            std::rotate(rows.begin() + oldest, rows.begin() + oldest + 1, rows.end());
+        };
+        moveLast(mTables);
+        moveLast(mKeys);
+        moveLast(mCollecting);
+        mTables.back()->Renew(size);
     }
-    PsipSection* const section = mTables.emplace_back(std::make_unique<PsipSection>(size)).get();
-    section->mTableId = tableId;
-    section->mPid = pid;
-    section->mSectionNo = sectionNo;
-    return section;
+    PsipSection& section = *mTables.back();
+    section.mTableId = tableId;
+    section.mPid = pid;
+    section.mSectionNo = sectionNo;
+    const std::size_t index = mTables.size() - 1;
+    mKeys[index] = Key(tableId, pid, sectionNo);
+    mCollecting[index] = kNoPid;
+    return index;
 }
 
-/// \return the oldest object of a PID with a section in progress, or null
-PsipSection* TableCollector::InProgress(std::uint16_t pid) {
-    for (const auto& section : mTables) {
-        if (section->mPid == pid && section->mRemainingSectionLen > 0) return section.get();
-    }
-    return nullptr;
+/// \return index of the oldest object of a PID with a section in progress, or the number of objects
+std::size_t TableCollector::InProgress(std::uint16_t pid) const {
+    const auto end = mCollecting.begin() + static_cast<std::ptrdiff_t>(mTables.size());
+    return static_cast<std::size_t>(std::find(mCollecting.begin(), end, pid) - mCollecting.begin());
 }
 
 /// \return the head that waits on a PID, or null
@@ -110,6 +133,7 @@ TableCollector::SplitHead* TableCollector::FindHead(std::uint16_t pid) {
 }
 
 void TableCollector::KeepHead(std::uint16_t pid, Bytes data) {
+    if (data.empty() || data[0] == kStuffing) return;
     auto place = std::find_if(mHeads.begin(), mHeads.end(), [](const SplitHead& head) { return head.size == 0; });
     if (place == mHeads.end()) {
         if (mHeads.size() >= kMaxHeads) mHeads.erase(mHeads.begin());
@@ -141,7 +165,8 @@ void TableCollector::PrintStats(const std::vector<PsipSection::Stats>& sections)
     LOG("\n======== TableCollector::Printstats ===========\n");
     LOG("Signal Strength: %d\n", Statistics::Self()->SignalStrength());
     for (const PsipSection::Stats& section : sections) {
-        LOG("tbl 0x%.2x pid 0x%.4x sect %.2d good %u \tignored %u \tdrop cont %u \tdrop crc %u \tdrop res %u \tvers ch %u\n",
+        LOG("tbl 0x%.2x pid 0x%.4x sect %.2d good %u \tignored %u \tdrop cont %u \tdrop crc %u \tdrop res %u \tvers ch "
+            "%u\n",
             static_cast<unsigned>(section.tableId), static_cast<unsigned>(section.pid), section.sectionNo, section.good,
             section.ignored, section.droppedContinuity, section.droppedCrc, section.droppedReserved,
             section.versionChanges);

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstdint>
-#include <list>
 #include <memory>
 #include <vector>
 
@@ -17,8 +16,9 @@ std::uint32_t crc32(const std::uint8_t* data, std::uint32_t len);
 
 /// Continuity counters last seen, one for each PID, shared by all sections and tables of the PID.
 class Continuity {
-   public:
+ public:
     /// Counts a packet, and follows the stream where it jumped.
+    /// \param pid         0 to 0x1FFF
     /// \param continuity  counter in the low nibble; a high nibble of 0xF tells that the packet was counted before
     /// \return true when the packet is the one that was due
     bool Count(std::uint16_t pid, std::uint8_t continuity);
@@ -26,14 +26,14 @@ class Continuity {
     /// \return the counter that was due when Count was called last
     int Due() const { return mDue; }
 
-   private:
+ private:
     std::array<std::uint8_t, 8192> mPerPid{};
     int mDue = 0;
 };
 
 /// Reassembles one section number of one table on one PID.
 class PsipSection {
-   public:
+ public:
     /// The bytes of a section's head that tell its table and number; shorter pieces can't start one.
     static constexpr std::size_t kHead = 8;
 
@@ -59,9 +59,11 @@ class PsipSection {
 
     Stats GetStats() const;
 
-   private:
+ private:
     friend class TableCollector;
 
+    PsipSection();
+    void Renew(int buffer_size);
     bool StartDuringSection(std::uint16_t pid, bool inStep, int continuity);
     bool Begin(Bytes data);
     Bytes Complete(std::uint16_t pid, int continuity, int* tableId);
@@ -91,15 +93,16 @@ class PsipSection {
     std::uint32_t mIgnoredSections = 0;
     std::uint32_t mVersionChanges = 0;
     bool mIgnoreCrc = false;  ///< for the section in progress: its table's CRC never matched
+    int mCapacity = 0;        ///< bytes behind mSectionBuffer: mBufferSize, or more in an object taken again
     Statistics* mpStat;
 };
 
 /// Owns the section objects and finds the right one for a piece of payload. Runs under the filter's lock.
 class TableCollector {
-   public:
+ public:
     static constexpr std::size_t kMaxSections = 1024;  ///< objects; beyond that the oldest idle one is taken again
 
-    TableCollector() = default;
+    TableCollector() { mTables.reserve(kMaxSections); }
     virtual ~TableCollector() = default;
     TableCollector(const TableCollector&) = delete;
     TableCollector& operator=(const TableCollector&) = delete;
@@ -110,7 +113,8 @@ class TableCollector {
     /// \param continuity      the packet's counter in the low nibble; 0xF0 added when the packet was counted already
     /// \param table_id        gets the table_id of a delivered section, else -1
     /// \return the whole section, good until its next one begins; empty while it goes on or is dropped
-    Bytes CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity, int* table_id);
+    Bytes CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity,
+                             int* table_id);
 
     /// \return counters of every section, in order of creation
     std::vector<PsipSection::Stats> GetStats() const;
@@ -118,7 +122,7 @@ class TableCollector {
     /// Logs the signal strength and every section's counters.
     static void PrintStats(const std::vector<PsipSection::Stats>& sections);
 
-   private:
+ private:
     /// A section's first bytes, too few to tell its table and number: they wait for the PID's next packet.
     struct SplitHead {
         std::uint16_t pid;
@@ -126,14 +130,18 @@ class TableCollector {
         std::uint8_t bytes[PsipSection::kHead];
     };
 
-    PsipSection* FindOrMake(std::uint16_t pid, Bytes head);
-    PsipSection* Make(int tableId, std::uint16_t pid, int sectionNo);
-    PsipSection* InProgress(std::uint16_t pid);
+    std::size_t FindOrMake(std::uint16_t pid, Bytes head);
+    std::size_t Make(std::uint8_t tableId, std::uint16_t pid, std::uint8_t sectionNo);
+    std::size_t InProgress(std::uint16_t pid) const;
     SplitHead* FindHead(std::uint16_t pid);
     void KeepHead(std::uint16_t pid, Bytes data);
     Bytes JoinHead(SplitHead* head, Bytes data, std::array<std::uint8_t, 256>& joined);
 
-    std::list<std::unique_ptr<PsipSection>> mTables;  ///< in order of creation
+    std::vector<std::unique_ptr<PsipSection>> mTables;  ///< in order of creation
+    // What a look-up compares stands side by side, in the order of mTables: a walk of all costs little, and a stream
+    // that wants every object there is can't make it cost much.
+    std::array<std::uint32_t, kMaxSections> mKeys{};        ///< table_id, PID and section_number of each object
+    std::array<std::uint16_t, kMaxSections> mCollecting{};  ///< its PID while a section is in progress, else kNoPid
     std::vector<SplitHead> mHeads;
     Continuity mContinuity;
     bool mReparseEit = false;  ///< the next EIT section to start is taken as new

@@ -1,0 +1,403 @@
+// Sections rebuilt from pieces: scenarios step by step, every cut, and streams that mean harm.
+#include "psip/tablecollector.h"
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <random>
+#include <string>
+
+#include "transport.h"
+#include "udpcom.h"
+
+namespace {
+
+using transport::Blob;
+
+constexpr std::uint16_t kPid = 0x1FFB;
+
+/// A section of `size` bytes in all, 12 and above, whose CRC is right. \param seed  tells its bytes from another's
+Blob Section(unsigned tableId, std::size_t size, unsigned version = 1, unsigned number = 0, unsigned seed = 0) {
+    Blob section{static_cast<std::uint8_t>(tableId), 0, 0, 0, 1, static_cast<std::uint8_t>(0xC1 | version << 1),
+                 static_cast<std::uint8_t>(number),  0};
+    while (section.size() < size - kCrcSize) section.push_back(static_cast<std::uint8_t>(section.size() * 7 + seed));
+    return transport::Closed(section);
+}
+
+/// Bytes [from, to) of a section.
+Blob Part(const Blob& section, std::size_t from, std::size_t to) {
+    return Blob(section.begin() + static_cast<std::ptrdiff_t>(from), section.begin() + static_cast<std::ptrdiff_t>(to));
+}
+
+Blob operator+(Blob first, const Blob& second) {
+    transport::Append(first, second);
+    return first;
+}
+
+Blob Altered(Blob section, std::size_t at, unsigned bits) {
+    section[at] = static_cast<std::uint8_t>(section[at] ^ bits);
+    return section;
+}
+
+/// The same with a right CRC behind it.
+Blob Resealed(const Blob& section, std::size_t at, unsigned bits) {
+    return transport::Closed(Part(Altered(section, at, bits), 0, section.size() - kCrcSize));
+}
+
+/// A section whose bytes from 183 on look like a start of its own, as in a stream that repeats a head.
+Blob SectionWithTwoHeads() {
+    Blob section = Part(Section(0xC7, 300), 0, 296);
+    std::copy_n(section.begin(), 8, section.begin() + 183);
+    return transport::Closed(section);
+}
+
+struct Step {
+    Blob piece;
+    bool start;
+    int continuity;
+    Blob delivered;  ///< empty: nothing
+    std::uint16_t pid = kPid;
+};
+
+/// Chance, the same at every run.
+class Dice {
+ public:
+    explicit Dice(unsigned seed) : mEngine(seed) {}
+    /// \return 0 to `sides` - 1
+    unsigned operator()(unsigned sides) { return static_cast<unsigned>(mEngine() % sides); }
+
+ private:
+    std::mt19937 mEngine;
+};
+
+constexpr bool kStart = true;
+constexpr bool kGoesOn = false;
+constexpr int kCounted = 0xF0;  ///< added to the continuity of a packet's second piece
+const Blob kNothing;
+const Blob kStuffing(20, 0xFF);
+
+class CollectorTest : public testing::Test {
+ protected:
+    CollectorTest() { global_debug_flag = 0; }
+
+    /// The piece lies flush in a block of its own, so that a byte too many is caught.
+    Blob Collect(const Step& step) {
+        const Blob piece(step.piece);
+        int tableId = 0;
+        const Bytes whole = mCollector.CollectPsipSection(step.pid, piece, step.start,
+                                                          static_cast<std::uint8_t>(step.continuity), &tableId);
+        EXPECT_EQ(tableId, whole.empty() ? -1 : whole[0]);
+        return Blob(whole.begin(), whole.end());
+    }
+
+    void Run(const std::string& name, const std::vector<Step>& steps) {
+        for (std::size_t i = 0; i < steps.size(); ++i) {
+            EXPECT_EQ(Collect(steps[i]), steps[i].delivered) << name << ", step " << i;
+        }
+    }
+
+    TableCollector mCollector;
+};
+
+/// Scenarios on fresh collectors. The log lines are those in front of which stands "ZUL: ", without "new pPsip".
+TEST(Collector, Scenarios) {
+    const Blob a = Section(0xC7, 300);
+    const Blob a1 = Part(a, 0, 183), a2 = Part(a, 183, 300) + kStuffing;
+    const Blob b = Section(0xC8, 40);
+    const Blob twice = SectionWithTwoHeads(), twice1 = Part(twice, 0, 183), twice2 = Part(twice, 183, 300);
+    const Blob bad{0xC7, 0xB0, 0x09, 0, 0, 0xC1, 0, 0, 0xFE, 0xDC, 0xBA, 0x98};
+    const std::string gap = "DROP2 my 4 coming 5 tbl 0xc7 pid 0x1ffb continued\n";
+    const std::string before = "Section continuation before start; drop\n";
+    const std::string inTheMiddle =
+        "PROBLEM: CollectSection: sect 0x0 len 117 (should be 0) pid/mPid 0x1ffb/0x1ffb, cont ";
+    const struct {
+        std::string name;
+        std::vector<Step> steps;
+        std::string log;
+    } kScenarios[] = {
+        {"one packet, stuffing behind", {{b + kStuffing, kStart, 9, b}}, ""},
+        {"two packets, then one behind the other",
+         {{a1, kStart, 15, {}}, {a2, kGoesOn, 0, a}, {b, kStart, 1, b}, {a1, kStart, 2, {}}, {a2, kGoesOn, 3, a}},
+         "tbl 0xc7 pid 0x1ffb/0x1ffb same, good, old version 1\n"},
+        {"gap in a section, picked up at the next start",
+         {{a1, kStart, 3, {}}, {a2, kGoesOn, 5, {}}, {a2, kGoesOn, 6, {}}, {a1, kStart, 7, {}}, {a2, kGoesOn, 8, a}},
+         gap + before},
+        {"a counter that stands still is a gap",
+         {{a1, kStart, 5, {}}, {a2, kGoesOn, 5, {}}},
+         "DROP2 my 6 coming 5 tbl 0xc7 pid 0x1ffb continued\n"},
+        {"a rest without a start isn't counted",
+         {{b, kStart, 3, b}, {a2, kGoesOn, 9, {}}, {a1, kStart, 4, {}}, {a2, kGoesOn, 5, a}},
+         before},
+        {"rest and start in one packet count once",
+         {{a1, kStart, 3, {}}, {a2, kGoesOn, 4, a}, {a1, kStart, 4 + kCounted, {}}, {a2, kGoesOn, 5, a}},
+         "tbl 0xc7 pid 0x1ffb/0x1ffb same, good, old version 1\n"},
+        {"a start in the middle, with a gap: both are lost",
+         {{a1, kStart, 3, {}}, {a1, kStart, 5, {}}, {a2, kGoesOn, 6, {}}, {a1, kStart, 7, {}}, {a2, kGoesOn, 8, a}},
+         inTheMiddle + "5\nDROP1 CONTIN tbl 0xc7 pid 0x1ffb\n" + before},
+        {"a start in the middle, in step, goes on with the section",
+         {{twice1, kStart, 3, {}}, {twice2, kStart, 4, twice}},
+         inTheMiddle + "4\n"},
+        {"another table between the pieces", {{a1, kStart, 3, {}}, {b, kStart, 4, b}, {a2, kGoesOn, 5, a}}, ""},
+        {"the same section on two PIDs",
+         {{a1, kStart, 3, {}}, {a1, kStart, 7, {}, 0x100}, {a2, kGoesOn, 4, a}, {a2, kGoesOn, 8, a, 0x100}},
+         ""},
+        {"a bad CRC",
+         {{bad, kStart, 3, {}}},
+         "=== CRC32 ERR (their fedcba98 != 720b0210 mine)! Drop sect table 0xc7 pid 0x1ffb cont 3\n\n"},
+    };
+    for (const auto& [name, steps, log] : kScenarios) {
+        TableCollector collector;
+        std::vector<Blob> delivered;
+        global_debug_flag = 1;
+        testing::internal::CaptureStdout();
+        for (const Step& step : steps) {
+            int tableId = 0;
+            const Bytes whole = collector.CollectPsipSection(step.pid, step.piece, step.start,
+                                                             static_cast<std::uint8_t>(step.continuity), &tableId);
+            delivered.emplace_back(whole.begin(), whole.end());
+        }
+        const std::string lines = testing::internal::GetCapturedStdout();
+        global_debug_flag = 0;
+        for (std::size_t i = 0; i < steps.size(); ++i)
+            EXPECT_EQ(delivered[i], steps[i].delivered) << name << ", step " << i;
+        std::string got;
+        for (std::size_t at = 0; at < lines.size();) {
+            const std::size_t next = std::min(lines.find("ZUL: ", at + 1), lines.size());
+            const std::string line = lines.substr(at + 5, next - at - 5);
+            if (!line.starts_with("new pPsip") && !line.starts_with("tbl 0xc8")) got += line;
+            at = next;
+        }
+        EXPECT_EQ(got, log) << name;
+    }
+}
+
+TEST_F(CollectorTest, AHeadThatIsCutWaitsForItsRest) {
+    const Blob a = Section(0xCB, 180), b = Section(0xCB, 170, 1, 1);
+    for (std::size_t cut = 1; cut < 10; ++cut) {
+        const Blob head = Part(a, 0, cut), rest = Part(a, cut, a.size()) + kStuffing;
+        Run("behind stuffing, cut at " + std::to_string(cut), {{head, kStart, 3, {}}, {rest, kGoesOn, 4, a}});
+        Run("behind a rest", {{Part(b, 0, 90), kStart, 5, {}},
+                              {Part(b, 90, 170) + head, kGoesOn, 6, b},
+                              {head, kStart, 6 + kCounted, {}},
+                              {rest, kGoesOn, 7, a}});
+        Run("rest and a new start in one packet",
+            {{head, kStart, 8, {}}, {rest, kGoesOn, 9, a}, {b, kStart, 9 + kCounted, b}});
+        Run("byte by byte", {{head, kStart, 1, {}},
+                             {Part(a, cut, cut + 1), kGoesOn, 2, {}},
+                             {Part(a, cut + 1, cut + 2), kGoesOn, 3, {}},
+                             {Part(a, cut + 2, 180), kGoesOn, 4, a}});
+        Run("a gap loses it", {{head, kStart, 3, {}}, {rest, kGoesOn, 5, {}}, {rest, kGoesOn, 6, {}}});
+        if (cut >= 8) continue;  // enough to tell its table: no head that waits
+        Run("a start loses it", {{head, kStart, 7, {}}, {b, kStart, 8, b}, {rest, kGoesOn, 9, {}}});
+        Run("stuffing is no head", {{Blob(cut, 0xFF), kStart, 1, {}}, {a, kStart, 2, a}, {b, kGoesOn, 3, {}}});
+    }
+}
+
+TEST_F(CollectorTest, SizesAreHeldToTheTablesBuffer) {
+    const struct {
+        unsigned tableId;
+        std::size_t size;
+        bool delivered;
+    } kCases[] = {
+        {0x02, 1024, true},  {0x02, 1025, false}, {0x00, 1024, true},  {0x00, 1025, false}, {0xC5, 1025, false},
+        {0xC8, 1025, false}, {0xC9, 1024, true},  {0xCD, 1025, false}, {0xC6, 1025, true},  {0xC7, 4096, true},
+        {0xC7, 4097, false}, {0xCB, 4096, true},  {0xCC, 4097, false}, {0x02, 12, true},
+    };
+    for (const auto& [tableId, size, delivered] : kCases) {
+        const Blob section = Section(tableId, size);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(Collect({section, kStart, 0, {}}), delivered ? section : kNothing) << tableId << " " << size;
+        const std::string error = testing::internal::GetCapturedStderr();
+        if (delivered) {
+            EXPECT_EQ(error, "") << tableId << " " << size;
+            continue;
+        }
+        char text[64];
+        std::snprintf(text, sizeof text, "  Table 0x%x too large: %d > %d\n", tableId, static_cast<int>(size),
+                      size > 4096 ? 4096 : 1024);
+        EXPECT_NE(error.find(text), std::string::npos) << error;
+    }
+}
+
+TEST_F(CollectorTest, SectionsTooShortForACrcAreRefused) {
+    for (std::uint8_t length = 0; length < 9; ++length) {
+        testing::internal::CaptureStderr();
+        const Blob piece = Blob{0xC7, 0xF0, length} + Blob(20, 0x00);
+        EXPECT_EQ(Collect({piece, kStart, 0, {}}), kNothing) << int{length};
+        const std::string error = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(error.find("  Zero length section !!!\n") != std::string::npos, length == 0) << int{length} << error;
+    }
+}
+
+TEST_F(CollectorTest, VersionsAreFollowedAndRepetitionsDelivered) {
+    const Blob v1 = Section(0xC8, 60), other = Section(0xC8, 60, 1, 0, 9), v31 = Section(0xC8, 60, 31);
+    const Blob notYet = Resealed(v1, 5, 0x01), noReserved = Resealed(v1, 5, 0xC0);
+    const struct {
+        const char* name;
+        Blob piece;
+        bool delivered;
+        std::uint32_t good, changes, reserved;
+    } kSteps[] = {
+        {"first", v1, true, 1, 0, 0},
+        {"again", v1, true, 2, 0, 0},
+        {"same version, other content", other, true, 3, 0, 0},
+        {"not in force yet", notYet, false, 3, 0, 0},
+        {"31", v31, true, 1, 1, 0},
+        {"31 to 0", Section(0xC8, 60, 0), true, 1, 2, 0},
+        {"reserved bits", noReserved, true, 1, 3, 0},  // counted before the version is seen to be new
+        {"reserved bits again", noReserved, true, 2, 3, 1},
+    };
+    for (const auto& step : kSteps) {
+        EXPECT_EQ(Collect({step.piece, kStart, 0, {}}), step.delivered ? step.piece : kNothing) << step.name;
+        const PsipSection::Stats stats = mCollector.GetStats().at(0);
+        EXPECT_EQ(stats.good, step.good) << step.name;
+        EXPECT_EQ(stats.versionChanges, step.changes) << step.name;
+        EXPECT_EQ(stats.droppedReserved, step.reserved) << step.name;
+    }
+    // The PAT and the STT aren't held to current_next_indicator.
+    const Blob pat = Resealed(Section(0x00, 30), 5, 0x01), stt = Resealed(Section(0xCD, 30), 5, 0x01);
+    EXPECT_EQ(Collect({pat, kStart, 0, {}, 0}), pat);
+    EXPECT_EQ(Collect({stt, kStart, 0, {}}), stt);
+}
+
+TEST_F(CollectorTest, AnMgtMakesOneEitAndOneEttNew) {
+    const Blob mgt = Section(0xC7, 40);
+    for (const unsigned table : {0xCBu, 0xCCu}) {
+        for (unsigned number = 0; number < 2; ++number) Collect({Section(table, 40, 1, number), kStart, 0, {}, 0x100});
+    }
+    EXPECT_EQ(Collect({mgt, kStart, 0, {}}), mgt);
+    for (const unsigned table : {0xCBu, 0xCCu}) {
+        for (unsigned number = 0; number < 2; ++number) Collect({Section(table, 40, 2, number), kStart, 0, {}, 0x100});
+    }
+    std::vector<std::uint32_t> changes;
+    for (const auto& stats : mCollector.GetStats()) changes.push_back(stats.versionChanges);
+    EXPECT_EQ(changes, (std::vector<std::uint32_t>{0, 1, 0, 1, 0})) << "EIT 0 and 1, ETT 0 and 1, MGT";
+}
+
+// Five failures let a table through only where a start, in step, comes in the middle of a section.
+TEST_F(CollectorTest, ACrcThatNeverMatchesIsIgnoredAfterFiveFailures) {
+    const Blob bad = Altered(SectionWithTwoHeads(), 20, 0x01);
+    const Blob front = Part(bad, 0, 183), rest = Part(bad, 183, 300);
+    int counter = 0;
+    for (int failures = 0; failures < 4; ++failures) {
+        Run("whole", {{front, kStart, counter, {}}, {rest, kGoesOn, counter + 1, {}}});
+        counter += 2;
+    }
+    Run("four aren't enough", {{front, kStart, counter, {}}, {rest, kStart, counter + 1, {}}});
+    Run("five", {{front, kStart, counter + 2, {}}, {rest, kStart, counter + 3, bad}});
+    Run("not for the next section", {{front, kStart, counter + 4, {}}, {rest, kGoesOn, counter + 5, {}}});
+}
+
+TEST_F(CollectorTest, KeepsAtMost1024ObjectsAndTakesTheOldestIdleOneAgain) {
+    const auto numbered = [](unsigned i, std::size_t size) { return Section(0xC7 + i / 256, size, 1, i % 256); };
+    Collect({Part(numbered(0, 300), 0, 183), kStart, 0, {}});  // stays in the middle of its section
+    for (unsigned i = 1; i < 1024; ++i) Collect({numbered(i, 30), kStart, 0, {}});
+    ASSERT_EQ(mCollector.GetStats().size(), TableCollector::kMaxSections);
+    const Blob large = numbered(2000, 2000);
+    EXPECT_EQ(Collect({large, kStart, 0, {}}), large) << "a small buffer grows";
+    auto stats = mCollector.GetStats();
+    ASSERT_EQ(stats.size(), TableCollector::kMaxSections);
+    EXPECT_EQ(stats.front().sectionNo, 0) << "the busy one stays";
+    EXPECT_EQ(stats[1].sectionNo, 2) << "the oldest idle one went";
+    EXPECT_EQ(stats.back().good, 1u);
+
+    for (unsigned i = 0; i < 1024; ++i) {  // none is idle: the oldest of all goes
+        Collect({Part(numbered(i, 300), 0, 183), kStart, 0, {}, 0x100});
+    }
+    const Blob last = Section(0xD0, 30);
+    EXPECT_EQ(Collect({last, kStart, 0, {}, 0x100}), last);
+    stats = mCollector.GetStats();
+    EXPECT_EQ(stats.front().sectionNo, 1);
+    EXPECT_EQ(stats.front().pid, 0x100);
+    EXPECT_EQ(stats.back().tableId, 0xD0);
+}
+
+/// One PID's sections, one behind the other, cut into payloads of random sizes as packets with adaptation fields have.
+/// Behind a section that begins and ends in a packet stands stuffing: one start a packet.
+std::vector<Step> Packetized(const std::vector<Blob>& sections, std::uint16_t pid, Dice& random) {
+    std::vector<Step> steps;
+    int counter = static_cast<int>(random(16));
+    Blob rest;  // of the section in progress
+    std::size_t next = 0;
+    const Blob* inProgress = nullptr;
+    while (next < sections.size() || !rest.empty()) {
+        const std::size_t room = 10 + random(174);
+        counter = (counter + 1) % 16;
+        Blob body = Part(rest, 0, std::min(room, rest.size()));
+        const bool ends = !rest.empty() && body.size() == rest.size();
+        rest = Part(rest, body.size(), rest.size());
+        const bool starts = rest.empty() && next < sections.size() && room >= body.size() + 2;
+        if (!starts) {
+            if (!body.empty()) {
+                body.resize(room, 0xFF);
+                steps.push_back({body, kGoesOn, counter, ends ? *inProgress : kNothing, pid});
+            }
+            continue;
+        }
+        const Blob& section = sections[next++];
+        Blob piece = Part(section, 0, std::min(section.size(), room - body.size()));
+        rest = Part(section, piece.size(), section.size());
+        piece.resize(room - body.size(), 0xFF);
+        if (!body.empty()) steps.push_back({body + piece, kGoesOn, counter, ends ? *inProgress : kNothing, pid});
+        const int counted = body.empty() ? 0 : kCounted;
+        steps.push_back({piece, kStart, counter + counted, rest.empty() ? section : kNothing, pid});
+        inProgress = &section;
+    }
+    return steps;
+}
+
+TEST_F(CollectorTest, EverySectionOfARandomStreamArrivesOnce) {
+    Dice random(3);
+    for (int round = 0; round < 30; ++round) {
+        std::vector<std::vector<Step>> pids;
+        for (std::uint16_t pid = 0x100; pid < 0x108; ++pid) {
+            std::vector<Blob> sections;
+            for (int i = 0; i < 20; ++i) {
+                sections.push_back(Section(0xC7 + random(6), 12 + random(i % 5 == 0 ? 1000 : 200), random(32),
+                                           random(4), random(256)));
+            }
+            pids.push_back(Packetized(sections, pid, random));
+        }
+        std::vector<std::size_t> at(pids.size());
+        for (std::size_t left = pids.size(); left > 0;) {  // PIDs in turn by chance
+            const std::size_t pid = random(8);
+            if (at[pid] == pids[pid].size()) continue;
+            const Step& step = pids[pid][at[pid]];
+            ASSERT_EQ(Collect(step), step.delivered) << "round " << round << ", PID " << pid << ", step " << at[pid];
+            if (++at[pid] == pids[pid].size()) --left;
+        }
+    }
+}
+
+TEST_F(CollectorTest, WhateverComesOnlySectionsWithAGoodCrcAreDelivered) {
+    Dice random(4);
+    const Blob good = Section(0xC7, 100);
+    for (int round = 0; round < 60000; ++round) {
+        Blob piece(random(185));
+        for (auto& byte : piece) byte = static_cast<std::uint8_t>(random(256));
+        if (piece.size() > 2 && random(2) == 0) piece[1] &= 0x0Fu;  // of a size that a buffer takes
+        if (random(8) == 0) piece = Part(good, 0, std::min<std::size_t>(good.size(), random(120)));
+        const bool start = random(2) == 0;
+        if (start && piece.size() > 2 && (piece[1] & 0x0F) == 0x0F) piece[1] = 0;  // "too large" is tested above
+        if (start && piece.size() > 2 && (piece[1] << 8 | piece[2]) % 0x1000 == 0) piece[2] = 9;
+        const Blob whole =
+            Collect({piece, start, static_cast<int>(random(16)), {}, static_cast<std::uint16_t>(random(4))});
+        if (whole.empty()) continue;
+        ASSERT_GE(whole.size(), kCrcSize);
+        const auto covered = static_cast<std::uint32_t>(whole.size() - kCrcSize);
+        EXPECT_EQ(Be32(whole, covered), crc32(whole.data(), covered)) << "round " << round;
+    }
+    EXPECT_LE(mCollector.GetStats().size(), TableCollector::kMaxSections);
+}
+
+TEST(PsipSection, NeedsABuffer) {
+    testing::internal::CaptureStderr();
+    PsipSection section(0);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("buffer_size is 0"), std::string::npos);
+    int tableId = 0;
+    const Blob piece = Section(0xC7, 30);
+    EXPECT_TRUE(section.CollectPsipSection(kPid, piece, true, true, 0, 0, &tableId).empty());
+    EXPECT_EQ(tableId, -1);
+}
+
+}  // namespace
