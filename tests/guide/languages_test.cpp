@@ -104,16 +104,17 @@ TEST_F(Languages, AListingEndsOnAWholeLine) {
     std::string expected;
     for (std::uint16_t program = 1; program <= 60; ++program) {
         store->AddProgramToScanResults(0x1a2b, program);
-        char line[128];
-        std::snprintf(line, sizeof line, "LANG 1a2b %.4x ", program);
-        std::string entries;
+        char head[32];
+        std::snprintf(head, sizeof head, "LANG 1a2b %.4x ", program);
+        std::string line = head;
         for (char language = 'a'; language < 'a' + 24; ++language) {
             const char code[4] = {'x', 'y', language, '\0'};
             store->SetLanguageForProgram(0x1a2b, program, code, Language::eAudio, 4, 1, 0);
-            entries += (entries.empty() ? "" : ",") + std::string(code) + "04";
+            if (language != 'a') line += ',';
+            line.append(code).append("04");
         }
-        entries = line + entries + "\r\n";
-        if (expected.size() + entries.size() + 4 < TunerManager::kReplySize) expected += entries;
+        line += "\r\n";
+        if (expected.size() + line.size() + 4 < TunerManager::kReplySize) expected += line;
     }
     EXPECT_EQ(Listing(Language::eAudio), expected + "OK\r\n");
     EXPECT_GT(expected.size(), 8000u);
