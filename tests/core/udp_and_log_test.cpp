@@ -1,7 +1,10 @@
 // UDP, the log's wire format, and the text helpers.
 #include <gtest/gtest.h>
 
+#include <linux/if_ether.h>
+
 #include <cstring>
+#include <sstream>
 #include <thread>
 
 #include "udp_client.h"
@@ -13,6 +16,9 @@ namespace {
 using Texts = std::vector<std::string>;
 
 std::string Bytes(const char* text, std::size_t size) { return std::string(text, size); }
+
+/// A field of one letter over and over, and what follows it.
+std::string Long(std::size_t size, const char* behind = "") { return std::string(size, 'x').append(behind); }
 
 /// A server and a client that it answers.
 struct Pair {
@@ -64,6 +70,7 @@ TEST(UdpServer, MacOfAnInterface) {
 }
 
 TEST(UdpSender, FailsWithoutASocketAndReconnects) {
+    close(0);  // a host without standard input: its descriptor means "no socket" here
     Client client;
     UdpSender sender;
     EXPECT_LT(sender.Send("x", 1), 0);
@@ -76,6 +83,20 @@ TEST(UdpSender, FailsWithoutASocketAndReconnects) {
     sender.Disconnect();
     sender.Disconnect();
     EXPECT_LT(sender.Send("x", 1), 0);
+}
+
+TEST(UdpSender, LetsGroupsCrossFourNetworks) {
+    UdpSender sender;
+    ASSERT_TRUE(sender.Connect(7000, "239.1.1.1"));
+    const int tap = socket(AF_PACKET, SOCK_DGRAM, htons(ETH_P_IP));  // sees what leaves by eth0
+    ASSERT_EQ(sender.Send("x", 1), 1);
+    pollfd entry{tap, POLLIN, 0};
+    unsigned char packet[64];
+    do {
+        ASSERT_EQ(poll(&entry, 1, 2000), 1);
+        ASSERT_EQ(recv(tap, packet, sizeof packet, 0), 20 + 8 + 1);
+    } while (packet[16] != 239);
+    EXPECT_EQ(packet[8], 4) << "time to live";
 }
 
 TEST(Log, LevelsAndWireFormat) {
@@ -117,8 +138,9 @@ TEST(Log, PanicTellsItsPlaceAndTheErrorOfItsCall) {
     errno = ENOENT;
     PANIC("text %%d %d", 5);
     const int line = __LINE__ - 1;
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "PANIC at udp_and_log_test.cpp:" + std::to_string(line) +
-                                                          "  text %d 5\nperror: No such file or directory\n");
+    std::stringstream expected;
+    expected << "PANIC at udp_and_log_test.cpp:" << line << "  text %d 5\nperror: No such file or directory\n";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), expected.str());
 }
 
 TEST(Log, LinesOfManyThreadsAreNotTornWhileTheChannelComesAndGoes) {
@@ -169,7 +191,7 @@ TEST(TextHelpers, MystrtokTellsEmptyFieldsApart) {
     struct Case { std::string text; std::vector<std::string> fields; };
     const Case cases[] = {
         {"a,b", {"a", "b", "-"}}, {",b", {"-", "b", "-"}}, {"a,,c", {"a", "-", "c", "-"}}, {"", {"-", "-"}}, {"a,", {"a", "-", "-"}},
-        {std::string(1023, 'x') + ",b", {std::string(1023, 'x'), "b"}}, {std::string(1024, 'x') + ",b", {"-", "-"}},
+        {Long(1024, ",b"), {Long(1024), "b"}}, {Long(1025, ",b"), {"-", "-"}}, {Long(1024), {Long(1024), "-"}}, {Long(1025), {"-", "-"}},
     };
     for (const Case& step : cases) {
         std::string text = step.text;

@@ -1,9 +1,10 @@
 // The discovery beacon: a short datagram to a multicast group, at random intervals while no master talks to the board.
+#include <arpa/inet.h>
+#include <sys/socket.h>
+
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-
-#include <sys/socket.h>
 
 #include "modulethread.h"
 #include "platform/machine.h"
@@ -25,8 +26,8 @@ constexpr const char* kReceiverText =
     "<Device-Model=ZUL_IPTV_RX_HD><Device-Revision=%d.%d.%d>\r\n";
 
 constexpr std::size_t kMacDigits = 12;
-constexpr int kShortestWait = 30;  ///< seconds between beacons, at random up to twice that
-constexpr int kSilence = 601;      ///< seconds without a command that wake the beacon
+constexpr int kShortestWait = 30;       ///< seconds between beacons, at random up to twice that
+constexpr int kSilence = 601;           ///< seconds without a command that wake the beacon
 constexpr unsigned kRestartBytes = 15;  ///< of a restart request, for the log
 
 enum BeaconStateEnum { eNone = 0, eSending = 1, eSleeping = 2 };
@@ -40,6 +41,7 @@ std::atomic<int> trafficDetected{0};
 char beaconPacket[256];
 std::atomic<UdpSender*> sender{nullptr};
 std::atomic<UdpServer*> receiver{nullptr};
+std::atomic<in_addr_t> masterAddress{0};  ///< of the last restart request, network order
 
 /// What the thread keeps from turn to turn.
 struct Turns {
@@ -90,6 +92,7 @@ void ReadRestartRequests() {
     while (server->WaitForData(0, 0)) {
         if (server->Receive(request, kRestartBytes, MSG_DONTWAIT) < 0) return;
         LOG("Received beacon restart request: %s\n", request);
+        masterAddress = inet_addr(server->GetLastClientIpAddress());
     }
 }
 
@@ -125,6 +128,7 @@ void TakeTurn(Turns& turns) {
 
 void* BeaconThread(void* /*arg*/) {
     beaconRunning = 1;
+    masterAddress = 0;
     sender = new UdpSender;
     receiver = new UdpServer;
     ConnectSockets();
@@ -177,8 +181,7 @@ void BeaconRestart() {
 void BeaconTellThatUdpTrafficReceived() { ++trafficDetected; }
 
 char* BeaconGetMasterIp() {
-    UdpServer* const server = receiver;
-    return server != nullptr ? server->GetLastClientIpAddress() : nullptr;
+    return receiver != nullptr ? inet_ntoa({masterAddress}) : nullptr;  // the server itself is the thread's
 }
 
 char* BeaconGetString() { return beaconPacket; }

@@ -18,8 +18,9 @@ namespace {
 constexpr std::int64_t kBootWait = 3 * platform::kSecond;
 constexpr std::int64_t kNetworkPoll = 500 * platform::kMillisecond;
 constexpr int kRequestWaitSeconds = 15;
-constexpr int kMaxReply = 1024;      ///< bytes of a reply, one more than its longest text
-constexpr std::size_t kTextGuard = 64;  ///< zero bytes behind a request: fixed offsets behind a short command read an empty text
+constexpr int kMaxReply = 1024;  ///< bytes of a reply, one more than its longest text
+/// Zero bytes behind a request: fixed offsets behind a short command read an empty text.
+constexpr std::size_t kTextGuard = 64;
 
 constexpr std::uint16_t kBootIrMode = 110;
 constexpr int kIrControlOn = 16;

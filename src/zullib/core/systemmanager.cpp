@@ -31,6 +31,27 @@ struct RemountMessage {
 static_assert(sizeof(RemountMessage) == 60 && offsetof(RemountMessage, param) == 4);
 
 constexpr int kMountState = 4;  ///< the param that tells read-write or read-only
+constexpr int kNoWait = IPC_NOWAIT | MSG_NOERROR;
+
+/// Waits for the answer to a request. \return as RemountHd
+int TakeAnswer(const platform::MsgQueue& mine, int rw) {
+    RemountMessage message{};
+    for (int turn = 0; turn < kTurns; ++turn) {
+        platform::Sleep(platform::kSecond);
+        if (mine.Receive(kAnswerType, &message, sizeof message, kNoWait) <= 0) continue;
+        if (message.cmmdId == DEVICE_REMOUNT_RES && message.param[kMountState] == rw) return 0;
+        PANIC("Remount unsuccesfull: mount state %d, cmmdId %d\n", message.param[kMountState], message.cmmdId);
+        return -4;
+    }
+    PANIC("msgrcv");
+    return -3;
+}
+
+void DropAnswers(const platform::MsgQueue& mine) {
+    RemountMessage message;
+    while (mine.Receive(kAnswerType, &message, sizeof message, kNoWait) >= 0) {
+    }
+}
 
 }  // namespace
 
@@ -41,6 +62,7 @@ platform::Mutex& SystemManager::DiskBracket() {
 
 int SystemManager::RemountHd(int part, int rw) {
     static auto* const exchange = new platform::Mutex;  // an answer carries no number: one exchange at a time
+    static bool outOfStep = false;                      // the last answer didn't come, or may have been an older one
     const platform::MutexLock lock(*exchange);
 
     platform::MsgQueue daemon;
@@ -49,19 +71,13 @@ int SystemManager::RemountHd(int part, int rw) {
         PANIC("msgget");
         return -1;
     }
-    RemountMessage message{DEVICE_REMOUNT_REQ, {MY_MSG_Q_ID, kAnswerType, 0, part, rw, kRemountCount}};
-    if (!daemon.Send(kRequestType, &message, sizeof message, IPC_NOWAIT | MSG_NOERROR)) {
+    if (outOfStep) DropAnswers(mine);
+    const RemountMessage request{DEVICE_REMOUNT_REQ, {MY_MSG_Q_ID, kAnswerType, 0, part, rw, kRemountCount}};
+    if (!daemon.Send(kRequestType, &request, sizeof request, kNoWait)) {
         std::perror("msgsnd");
         return -2;
     }
-    message = {};
-    for (int turn = 0; turn < kTurns; ++turn) {
-        platform::Sleep(platform::kSecond);
-        if (mine.Receive(kAnswerType, &message, sizeof message, IPC_NOWAIT | MSG_NOERROR) <= 0) continue;
-        if (message.cmmdId == DEVICE_REMOUNT_RES && message.param[kMountState] == rw) return 0;
-        PANIC("Remount unsuccesfull: mount state %d, cmmdId %d\n", message.param[kMountState], message.cmmdId);
-        return -4;
-    }
-    PANIC("msgrcv");
-    return -3;
+    const int result = TakeAnswer(mine, rw);
+    outOfStep = result != 0;
+    return result;
 }

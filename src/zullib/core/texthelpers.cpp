@@ -7,8 +7,8 @@
 
 namespace {
 
-constexpr unsigned kDigits = 8;        ///< hexadecimal digits that a value holds
-constexpr int kMaxField = 1024;        ///< characters of a field that are scanned
+constexpr unsigned kDigits = 8;  ///< hexadecimal digits that a value holds
+constexpr int kMaxField = 1024;  ///< characters of the longest field
 
 /// \return value of a hexadecimal digit, -1 for any other character
 int HexDigit(char c) {
@@ -36,7 +36,7 @@ char* mystrtok(char* s, const char* delim) {
     char* const field = s != nullptr ? s : position;
     position = nullptr;
     if (field == nullptr) return nullptr;
-    for (int length = 0; length < kMaxField; ++length) {
+    for (int length = 0; length <= kMaxField; ++length) {
         if (field[length] == '\0') return length > 0 ? field : nullptr;
         if (field[length] != delim[0]) continue;
         field[length] = '\0';

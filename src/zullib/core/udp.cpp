@@ -2,6 +2,7 @@
 #include "udpcom.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -21,6 +22,18 @@ constexpr int kFirstMulticast = 224;  // first number of the addresses of groups
 constexpr int kLastMulticast = 239;
 
 sockaddr* Generic(sockaddr_in* address) { return reinterpret_cast<sockaddr*>(address); }
+
+constexpr int kFirstFreeDescriptor = 3;  // behind those of the standard streams
+
+/// Opens a socket whose descriptor isn't 0, which stands for none: a host may have closed its standard input.
+/// \return the descriptor, or -1 with `errno`
+int OpenSenderSocket() {
+    const int opened = socket(AF_INET, SOCK_DGRAM, 0);
+    if (opened != 0) return opened;
+    const int moved = fcntl(opened, F_DUPFD, kFirstFreeDescriptor);
+    close(opened);
+    return moved;
+}
 
 /// Closes a socket, and answers false for the step that failed; `errno` stays as it was.
 bool GiveUp(int& socket, int closed) {
@@ -131,7 +144,8 @@ char* UdpServer::GetSelfMacAddress(const char* interface) {
     unsigned char mac[6];
     std::memcpy(mac, request.ifr_hwaddr.sa_data, sizeof mac);
     std::memset(macString, 0, sizeof macString);
-    std::snprintf(macString, sizeof macString, "%.2x%.2x%.2x%.2x%.2x%.2x", mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
+    std::snprintf(macString, sizeof macString, "%.2x%.2x%.2x%.2x%.2x%.2x", mac[0], mac[1], mac[2], mac[3], mac[4],
+                  mac[5]);
     return macString;
 }
 
@@ -146,7 +160,7 @@ bool UdpSender::Connect(std::uint16_t peerPort, const char* ip) {
     port = peerPort;
     slen = sizeof(sockaddr_in);
     if (s == 0) {
-        const int opened = socket(AF_INET, SOCK_DGRAM, 0);
+        const int opened = OpenSenderSocket();
         if (opened == -1) {
             std::fputs("socket", stderr);
             return false;
