@@ -7,7 +7,8 @@
 
 /// VERS: the module's version.
 char* CommandManager::ProcessVersion(char* cmd) {
-    ReplyText(cmd, kCommandSize).Add("VERS%d.%d.%dOK\r\n", version_get_major(), version_get_minor(), version_get_build());
+    ReplyText(cmd, kCommandSize)
+        .Add("VERS%d.%d.%dOK\r\n", version_get_major(), version_get_minor(), version_get_build());
     return cmd;
 }
 

@@ -44,7 +44,7 @@ void ParseLanguages(char* fields, WantedLanguage& primary, WantedLanguage& secon
 }  // namespace
 
 /// EIT: EITI at a moment, EITN now and next, EITL a listing from now.
-/// \param cmd  "EIT", the letter, transport and programme id in hexadecimal, then by the letter date and time, nothing, or span
+/// \param cmd  "EIT", the letter, both ids in hexadecimal, then by the letter date and time, nothing, or a span
 char* CommandManager::ProcessEpgData(char* cmd, int /*len*/) {
     const char cmmd = cmd[3];
     mpTunerManager->SetTunerForwarding(mpServer.get());
@@ -61,7 +61,8 @@ char* CommandManager::ProcessEpgData(char* cmd, int /*len*/) {
         case 'I':
         case 'i':
             return mpTunerManager->ProcessEpgData(cmd, transportId, programId, tmp1 != nullptr ? hatoi(tmp1) : 0,
-                                                  static_cast<std::uint32_t>(tmp2 != nullptr ? Decimal(tmp2) : 0), 0, 'i');
+                                                  static_cast<std::uint32_t>(tmp2 != nullptr ? Decimal(tmp2) : 0), 0,
+                                                  'i');
         case 'L':
         case 'l':
             return mpTunerManager->ProcessEpgData(cmd, transportId, programId, 0, 0,
@@ -83,8 +84,8 @@ char* CommandManager::ProcessSetLanguage(char* cmd, int /*len*/) {
     }
     mAudioLanguagePri = mpTunerManager->GetAudioPid(primary.code, primary.type);
     mAudioLanguageSec = mpTunerManager->GetAudioPid(secondary.code, secondary.type);
-    LOG("Rx: Languages translated to the following pids: Pri 0x%x, Sec 0x%x\n", static_cast<unsigned>(mAudioLanguagePri),
-        static_cast<unsigned>(mAudioLanguageSec));
+    LOG("Rx: Languages translated to the following pids: Pri 0x%x, Sec 0x%x\n",
+        static_cast<unsigned>(mAudioLanguagePri), static_cast<unsigned>(mAudioLanguageSec));
     if (mAudioLanguagePri < 1) mAudioLanguagePri = mAudioLanguageSec;
     if (mMulticastIpReceived[0] == '\0' || mMulticastPortReceived == 0) return mOk;  // they wait for the next play
     const int currentProgram = SharedMem::Self()->GetProgramReceivedReceiver();

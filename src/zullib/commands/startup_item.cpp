@@ -23,9 +23,12 @@ constexpr std::size_t kTextGuard = 64;  ///< zero bytes behind the item, as behi
 constexpr std::int64_t kSaveWait = platform::kSecond;
 constexpr std::int64_t kNetworkPoll = 500 * platform::kMillisecond;
 
-/// Writes a whole file. \return false when it can't be opened or written to its end
-bool WriteFile(const char* path, const char* text) {
-    FILE* const file = std::fopen(platform::DiskPath(path).c_str(), "w");
+FILE* OpenFile(const char* path, const char* mode) { return std::fopen(platform::DiskPath(path).c_str(), mode); }
+
+/// Writes a text to a file and closes it.
+/// \param file  null where it couldn't be opened
+/// \return false without a file, or when it can't be written to its end
+bool WriteAndClose(FILE* file, const char* text) {
     if (file == nullptr) return false;
     const std::size_t size = std::strlen(text);
     const bool written = std::fwrite(text, 1, size, file) == size;
@@ -35,7 +38,7 @@ bool WriteFile(const char* path, const char* text) {
 /// Reads at most `size` bytes of a file into `text`, which has room for a terminator behind them.
 /// \return false when it can't be opened
 bool ReadFile(const char* path, const char* mode, char* text, std::size_t size) {
-    FILE* const file = std::fopen(platform::DiskPath(path).c_str(), mode);
+    FILE* const file = OpenFile(path, mode);
     if (file == nullptr) return false;
     text[std::fread(text, 1, size, file)] = '\0';
     std::fclose(file);
@@ -52,13 +55,12 @@ bool CommandManager::SaveDefaultStartupItem(const char* cmd) {
             PANIC("Can't remount rw");
             return false;
         }
-        LOG("Saving Default Startup Item %s\n", cmd);
-        if (!WriteFile(kStartupFile, cmd)) {
-            PANIC("Can't open def startup file");
-            SystemManager::RemountHd(kSettingsPartition, 0);
-            return false;
-        }
+        FILE* const file = OpenFile(kStartupFile, "w");
+        if (file != nullptr) LOG("Saving Default Startup Item %s\n", cmd);
+        const bool saved = WriteAndClose(file, cmd);
+        if (!saved) PANIC("Can't open def startup file");
         SystemManager::RemountHd(kSettingsPartition, 0);
+        if (!saved) return false;
     }
     platform::Sleep(kSaveWait);
     return true;
@@ -88,7 +90,7 @@ bool CommandManager::SaveTunerMode(int tunerMode) {
     if (tunerMode < TunerManager::eATSC || tunerMode >= TunerManager::eModeMax) return false;
     char text[8];
     std::snprintf(text, sizeof text, "%d\n", tunerMode);
-    if (WriteFile(kTunerModeFile, text)) {
+    if (WriteAndClose(OpenFile(kTunerModeFile, "w"), text)) {
         LOG("Saved mode %s\n", text);
     } else {
         PANIC("Cant open tunermode file for w");

@@ -28,8 +28,8 @@ char* CommandManager::ProcessStatusGetTransmitter(char* cmd) {
         const auto stream = mpTsf->StatusOfStream(slot);
         if (!stream) continue;
         any = true;
-        reply.Add("%d %d %s:%d %d:%d:%.2x:[", stream->active ? 1 : 0, stream->id, stream->address, stream->port, 0, lockMode,
-                  sigStrength);
+        reply.Add("%d %d %s:%d %d:%d:%.2x:[", stream->active ? 1 : 0, stream->id, stream->address, stream->port, 0,
+                  lockMode, sigStrength);
         const char* separator = "";
         for (const std::uint16_t program : stream->programs) {
             reply.Add("%s%.4x", separator, program);
@@ -58,7 +58,7 @@ char* CommandManager::ProcessStatusGetReceiver(char* cmd) {
     const int load = block->GetCpuUtilization();
     ReplyText(cmd, kCommandSize)
         .Add("STATUS %d %s:%d %d:%.4x %d %d %d %d %d%%OK\r\n", mLastUnitCommandId, mMulticastIpReceived,
-             mMulticastPortReceived, lockState, static_cast<unsigned>(program), video, audio, mBrowserUp ? kBrowserUp : 0, 0,
-             load);
+             mMulticastPortReceived, lockState, static_cast<unsigned>(program), video, audio,
+             mBrowserUp ? kBrowserUp : 0, 0, load);
     return cmd;
 }

@@ -20,7 +20,7 @@ constexpr const char* kModeTexts[] = {"ATSC", "QAM64", "QAM256"};
 static_assert(std::size(kModeTexts) == TunerManager::eModeMax);
 
 constexpr char finito[] = "ffff\r\nOK\r\n";  ///< ends the SCAL report, its zero byte too
-constexpr int kReportPiece = 1024;          ///< bytes behind which a piece of the report is sent
+constexpr int kReportPiece = 1024;           ///< bytes behind which a piece of the report is sent
 
 /// The scan's state as SCA? tells it, by ScanStateEnum.
 constexpr unsigned char kStateCodes[] = {0, 2, 5, 0xff};
@@ -85,7 +85,8 @@ char* CommandManager::ProcessTunerScanStatusCommand(char* buffer) {
     return nullptr;
 }
 
-/// SCAL: the store as lines, several to a datagram, none split. \return null, as it replies for itself; mKo during a scan
+/// SCAL: the store as lines, several to a datagram, none split.
+/// \return null, as it replies for itself; mKo during a scan
 char* CommandManager::ProcessTunerScanQueryCommand(char* buffer) {
     if (!IsTransmitter()) return mKo;
     if (mpTunerManager->ScanState() == TunerManager::eScanInProgress) {
