@@ -136,7 +136,12 @@ TEST_F(PlayTest, KeysAndSerialBytesReachTheMasterThatAsked) {
     const struct { long type; char text[16]; } key{1, {0, 0, 0, 0, 11}};
     ASSERT_EQ(msgsnd(msgget(1250, 0), &key, 16, 0), 0);
     EXPECT_EQ(mMaster.TakeCount(1), Texts{std::string("REMOTE\x01\x04\x6e\x07\x00\xcc", 12)});
+    EXPECT_EQ(Ask("CALLBACK10"), kOk) << "the log channel reads one character, the forwarding a number";
+    EXPECT_NE(error_udp_sender.load(), nullptr);
+    ASSERT_EQ(msgsnd(msgget(1250, 0), &key, 16, 0), 0);
+    EXPECT_TRUE(mMaster.Take(100).empty());
     EXPECT_EQ(Ask("CALLBACK0"), kOk);
+    EXPECT_EQ(error_udp_sender.load(), nullptr);
     ASSERT_EQ(msgsnd(msgget(1250, 0), &key, 16, 0), 0);
     EXPECT_TRUE(mMaster.Take(100).empty());
     const std::string page = FileText("/mnt/hd1/zul_def_startup");

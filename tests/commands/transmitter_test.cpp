@@ -1,14 +1,25 @@
 // A transmitter's commands: request and reply, what reaches the agent, the tuner and the disk.
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 #include "commands/command_fixture.h"
+#include "statistics.h"
+#include "transport.h"
+#include "tunermanager.h"
 
 namespace {
 
 const Texts kOk{"OK\r\n"};
 const Texts kKo{"KO\r\n"};
 
+int serialTests = 0;
+
 }  // namespace
+
+/// The host's serial test.
+extern "C" void run_serial_test();
+void run_serial_test() { ++serialTests; }
 
 TEST_F(CommandManagerTest, EveryRequestHasItsReply) {
     struct Case { const char* request; Texts reply; };
@@ -165,4 +176,99 @@ TEST_F(CommandManagerTest, AScanAnswersItsQuestions) {
     EXPECT_EQ(messages, (Texts{"BLINDCMP:0 OK\r\n", "BLINDSTART:0 OK\r\n", "OK\r\n"}));
     EXPECT_EQ(Ask("SCA?"), Texts{std::string("\0\x20\0\5", 4)}) << "one behind the channel, nothing found, done";
     EXPECT_EQ(Ask("BLIND99"), kOk);
+}
+
+TEST_F(CommandManagerTest, AShortCommandReadsNothingOfTheOneBefore) {
+    struct Case { const char* before; const char* request; const char* mode; };
+    for (const Case& step : {Case{"TUNERMODE2", "TUNERMOD", "0"}, {"TUNERMODE11", "TUNERMODE1", "1"}, {"VERSxxxxx2", "TUNERMODE", "0"}}) {
+        Ask(step.before);
+        EXPECT_EQ(Ask(step.request), kOk) << step.request;
+        EXPECT_EQ(mAgent.Get("TUNER_MODE"), step.mode) << step.request << " after " << step.before;
+    }
+}
+
+TEST_F(CommandManagerTest, ALongReplyIsCutAndEndsInAZeroByte) {
+    const std::size_t around = std::string("DHCP:0 MAC:02005e100001 IP: GW:GW NM:NM OK\r\n").size();
+    mAgent.Put("IP_GATEWAY", "GW");
+    mAgent.Put("IP_MASK", "NM");
+    for (const std::size_t length : {1022u, 1023u, 1024u}) {
+        mAgent.AnswerWith("IP_ADDRESS", "= : " + std::string(length - around, '5'));
+        const std::string reply = Ask("IP?")[0];
+        EXPECT_EQ(reply.size(), length);
+        EXPECT_EQ(reply.back(), length == 1024 ? '\0' : '\n') << length;
+    }
+}
+
+TEST_F(CommandManagerTest, AnAddressChangeIsAnsweredBeforeItHappens) {
+    Texts heard;
+    fast_machine::OnSleep([&](std::int64_t microseconds) {
+        if (microseconds == 1'000'000) heard = mMaster.Take(1000);
+    });
+    mAgent.Requests().Clear();
+    EXPECT_EQ(Ask("DHCP0,1.2.3.4,5.6.7.8,255.0.0.0"), Texts{}) << "no second reply";
+    fast_machine::OnSleep(nullptr);
+    EXPECT_EQ(heard, kOk);
+    std::string sets;
+    for (const board::SettingsRequest& request : mAgent.Requests().All()) sets += request.name + " " + request.type + " " + request.value + "\n";
+    EXPECT_EQ(sets, "DHCP_ENABLE i 0\nIP_ADDRESS a 1.2.3.4\nIP_GATEWAY a 5.6.7.8\nIP_MASK a 255.0.0.0\nNETWORK_COMMIT i 0\n");
+}
+
+TEST_F(CommandManagerTest, AnAgentThatRefusesIsTold) {
+    for (const char* name : {"REBOOT", "DHCP_ENABLE", "IP_ADDRESS", "IP_GATEWAY", "IP_MASK"}) mAgent.AnswerWith(name, "no");
+    EXPECT_EQ(Ask("RESET"), kKo);
+    EXPECT_EQ(Ask("IP?"), kKo);
+    for (const char* name : {"DHCP_ENABLE", "IP_ADDRESS", "IP_GATEWAY", "IP_MASK"}) {  // the steps of a change, in their order
+        EXPECT_EQ(Ask("DHCP0,1.1.1.1,2.2.2.2,3.3.3.3"), kKo) << name;
+        mAgent.AnswerWith(name, std::nullopt);
+    }
+    EXPECT_EQ(Ask("DHCP0,1.1.1.1,2.2.2.2,3.3.3.3"), kOk);
+}
+
+TEST_F(CommandManagerTest, TheReportOfManyProgrammesGoesOutInWholeLines) {
+    for (std::uint16_t id = 1; id <= 60; ++id) Tuner().AddProgramToScanResults(1, id);
+    const Texts first = Ask("SCAL");
+    EXPECT_EQ(first.size(), 3u) << "of 60 lines of 38 bytes";
+    std::string all;
+    for (const std::string& piece : first) {
+        EXPECT_LT(piece.size(), 1024u + 60) << piece;
+        EXPECT_EQ(piece.substr(0, 5), &piece == &first.back() && piece.size() == 11 ? "ffff\r" : "SCAL ");
+        all += piece;
+    }
+    EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 62);
+    EXPECT_EQ(all.substr(all.size() - 11), std::string("ffff\r\nOK\r\n\0", 11));
+    EXPECT_EQ(Ask("SCAL"), first) << "from the first programme again";
+}
+
+TEST_F(CommandManagerTest, BenchCommandsDoTheirWork) {
+    EXPECT_EQ(Ask("testser"), kKo);
+    EXPECT_EQ(serialTests, 1);
+    std::ofstream("in.ts") << "G";
+    struct Case { const char* request; bool in, out; };
+    for (const Case& step : {Case{"STREAMFROMFILE,in.ts,out.ts", true, true}, {"STREAMFROMFILE,in.ts", true, false}, {"STREAMFROMFILE,x,out.ts", false, true},
+                             {"STREAMFROMFILE,none,out.ts", false, false}, {"STREAMFROMFIL,x", false, false}, {"STREAMFROMFILE", false, false}}) {
+        EXPECT_EQ(Ask(step.request), kKo) << step.request;
+        EXPECT_EQ(dbg_file_in != nullptr, step.in) << step.request;
+        EXPECT_EQ(dbg_file_out != nullptr, step.out) << step.request;
+    }
+}
+
+TEST_F(CommandManagerTest, FilterWalksWhatArrivesUntilAnEmptyDatagram) {
+    using namespace transport;
+    Blob stream = SectionPacket(0, 0, Pat(1, 0, {{1, 0x30}}));
+    Append(stream, Filled(0x1FFE, 0, 0xFF));
+    std::atomic<bool> done{false};
+    std::thread host([&] {
+        const Client packets;
+        while (!done) {  // until somebody listens, and has heard enough
+            packets.Send(6000, std::string(stream.begin(), stream.end()));
+            usleep(500);
+            packets.Send(6000, "");
+        }
+    });
+    // It may begin to listen just in front of the empty datagram. Each time the same port is opened again.
+    for (int turn = 0; turn < 100 && Statistics::Self()->mPatCounter == 0; ++turn) EXPECT_EQ(Ask("FILTER,6000"), kKo);
+    EXPECT_GT(Statistics::Self()->mPatCounter, 0u);
+    done = true;
+    host.join();
+    EXPECT_EQ(Ask("VERS"), Texts{"VERS0.82.14OK\r\n"});
 }

@@ -70,8 +70,8 @@ TEST(UdpServer, MacOfAnInterface) {
 }
 
 TEST(UdpSender, FailsWithoutASocketAndReconnects) {
-    close(0);  // a host without standard input: its descriptor means "no socket" here
     Client client;
+    close(0);  // a host without standard input: its descriptor means "no socket" here
     UdpSender sender;
     EXPECT_LT(sender.Send("x", 1), 0);
     EXPECT_FALSE(sender.Connect(client.port, "nonsense"));
