@@ -4,6 +4,7 @@
 
 #include "broadcasttime.h"
 #include "filter/filter_fixture.h"
+#include "psip_sections.h"
 
 using namespace transport;
 using namespace std::string_literals;
@@ -13,117 +14,6 @@ namespace {
 constexpr unsigned kBasePid = 0x1FFB;
 constexpr unsigned kGuidePid = 0x1D00;
 constexpr std::uint16_t kSource = 0x0102;
-
-void Put16(Blob& to, unsigned value) {
-    Append(to, {static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)});
-}
-void Put32(Blob& to, std::uint32_t value) {
-    Put16(to, value >> 16);
-    Put16(to, value & 0xFFFF);
-}
-
-/// Head of a PSIP table; Closed gives it the length, and sets the top bits of byte 1 as A/65 wants them but for one.
-Blob Head(unsigned tableId, unsigned extension, unsigned version = 1) {
-    return {static_cast<std::uint8_t>(tableId),
-            0,
-            0,
-            static_cast<std::uint8_t>(extension >> 8),
-            static_cast<std::uint8_t>(extension),
-            static_cast<std::uint8_t>(0xC1 | version << 1),
-            0,
-            0,
-            0};
-}
-
-/// Closes a section with private_indicator set too.
-Blob Sealed(Blob section) {
-    section = Closed(section);
-    section.resize(section.size() - kCrcSize);
-    section[1] |= 0xF0;
-    const std::uint32_t crc = crc32(section.data(), static_cast<std::uint32_t>(section.size()));
-    Put32(section, crc);
-    return section;
-}
-
-Blob MgtTable(unsigned type, unsigned pid, const Blob& descriptors = {}) {
-    Blob entry;
-    Put16(entry, type);
-    Put16(entry, 0xE000 | pid);
-    Append(entry, {0xE1, 0, 0, 0, 0});
-    Put16(entry, 0xF000 | static_cast<unsigned>(descriptors.size()));
-    Append(entry, descriptors);
-    return entry;
-}
-
-Blob Mgt(const std::vector<Blob>& entries) {
-    Blob section = Head(0xC7, 0);
-    Put16(section, static_cast<unsigned>(entries.size()));
-    for (const Blob& entry : entries) Append(section, entry);
-    Put16(section, 0xF000);
-    return Sealed(section);
-}
-
-Blob VctChannel(unsigned program, unsigned major, unsigned minor, unsigned source, const Blob& descriptors = {}) {
-    Blob entry{0, 'N', 0, 'E', 0, 'W', 0, 'S', 0, static_cast<std::uint8_t>('0' + program), 0, 0, 0, 0};
-    const unsigned numbers = 0xF00000 | major << 10 | minor;
-    Append(entry, {static_cast<std::uint8_t>(numbers >> 16)});
-    Put16(entry, numbers & 0xFFFF);
-    Append(entry, {4});
-    Put32(entry, 57000000);
-    Put16(entry, 0xABCD);
-    Put16(entry, program);
-    Append(entry, {0x1D, 0xC2});  // hidden
-    Put16(entry, source);
-    Put16(entry, 0xFC00 | static_cast<unsigned>(descriptors.size()));
-    Append(entry, descriptors);
-    return entry;
-}
-
-Blob Vct(unsigned tableId, unsigned transportId, const std::vector<Blob>& channels) {
-    Blob section = Head(tableId, transportId);
-    Append(section, {static_cast<std::uint8_t>(channels.size())});
-    for (const Blob& channel : channels) Append(section, channel);
-    Put16(section, 0xFC00);
-    return Sealed(section);
-}
-
-Blob Plain(const std::string& text) {
-    Blob structure{1, 'e', 'n', 'g', static_cast<std::uint8_t>(text.size() / 200 + 1)};
-    for (std::size_t at = 0; at <= text.size(); at += 200) {
-        const std::string piece = text.substr(at, 200);
-        Append(structure, {0, 0, static_cast<std::uint8_t>(piece.size())});
-        Append(structure, Blob(piece.begin(), piece.end()));
-    }
-    return structure;
-}
-
-Blob EitEvent(unsigned id, std::uint32_t start, unsigned seconds, const Blob& title, const Blob& descriptors = {}) {
-    Blob event;
-    Put16(event, 0xC000 | id);
-    Put32(event, start);
-    Append(event, {static_cast<std::uint8_t>(0xC0 | seconds >> 16)});
-    Put16(event, seconds & 0xFFFF);
-    Append(event, {static_cast<std::uint8_t>(title.size())});
-    Append(event, title);
-    Put16(event, 0xF000 | static_cast<unsigned>(descriptors.size()));
-    Append(event, descriptors);
-    return event;
-}
-
-Blob Eit(const std::vector<Blob>& events) {
-    Blob section = Head(0xCB, kSource);
-    Append(section, {static_cast<std::uint8_t>(events.size())});
-    for (const Blob& event : events) Append(section, event);
-    return Sealed(section);
-}
-
-Blob Ett(unsigned idHi, unsigned idLo, const Blob& text) {
-    Blob section = Head(0xCC, 0);
-    Put16(section, idHi);
-    Put16(section, idLo);
-    Append(section, text);
-    return Sealed(section);
-}
 
 /// The same section with other bits in one byte, and a right CRC.
 Blob Flipped(Blob section, std::size_t at, unsigned bits) {
@@ -157,15 +47,9 @@ class AnalysersTest : public TsFilterTest {
 
     /// Feeds a section in packets. \return the log's lines of the analysis
     std::string Feed(const Blob& section, unsigned pid = kBasePid) {
-        Blob bytes, body{0};
-        Append(body, section);
-        for (std::size_t at = 0; at < body.size(); at += 184) {
-            const std::size_t end = std::min(at + 184, body.size());
-            Append(bytes, Packet(pid, mContinuity[pid]++, Blob(&body[at], &body[0] + end), at == 0));
-        }
         global_debug_flag = 1;
         testing::internal::CaptureStdout();
-        FeedProved(bytes);
+        FeedProved(SectionPackets(pid, mContinuity[pid], section));
         const std::string lines = testing::internal::GetCapturedStdout();
         global_debug_flag = 0;
         std::string kept;
@@ -299,10 +183,7 @@ TEST_F(AnalysersTest, VctNamesEveryChannelOfTheStore) {
 
 TEST_F(AnalysersTest, SttSetsTheClockAtEveryDelivery) {
     for (const std::uint32_t time : {1400000000u, 1400000001u, 1300000000u}) {
-        Blob section = Head(0xCD, 0);
-        Put32(section, time);
-        Append(section, {17, 0x60, 0x00, 0xFF});
-        const Blob stt = Sealed(section);
+        const Blob stt = Stt(time, 17);
         Feed(stt);
         EXPECT_EQ(Time::Self()->GetSystemTime(), time);
         EXPECT_EQ(Time::Self()->MjdToSystem(44244, 0), 17u) << "GPS_UTC_offset";
@@ -313,9 +194,9 @@ TEST_F(AnalysersTest, SttSetsTheClockAtEveryDelivery) {
 
 TEST_F(AnalysersTest, EitFilesItsEvents) {
     const Blob none;
-    EXPECT_EQ(Feed(Eit({EitEvent(1, 1000, 0xFFFFF, none), EitEvent(2, 2000, 60, Plain("News"), Blob(200, 0)),
-                        EitEvent(3, 0xFFFFFFFF, 0, none), EitEvent(0x3FFF, 4000, 5, Plain("")),
-                        EitEvent(5, 5000, 5, Plain("b\x01")), EitEvent(6, 6000, 5, none)}),
+    EXPECT_EQ(Feed(Eit(kSource, {EitEvent(1, 1000, 0xFFFFF, none), EitEvent(2, 2000, 60, Plain("News"), Blob(200, 0)),
+                                 EitEvent(3, 0xFFFFFFFF, 0, none), EitEvent(0x3FFF, 4000, 5, Plain("")),
+                                 EitEvent(5, 5000, 5, Plain("b\x01")), EitEvent(6, 6000, 5, none)}),
                    kGuidePid),
               "");
     EXPECT_EQ(Events(), (std::vector<std::string>{"1 1000 1048575 ", "2 2000 60 News", "3 4294967295 0 News",
@@ -329,14 +210,14 @@ TEST_F(AnalysersTest, EitTitlesCountInOneByte) {
         Append(title, Blob(plain, 'x'));
         for (int i = 0; i < 10; ++i) Append(title, {1, 0, 3, 0x43, 0x65, 0xEC});
         ASSERT_LT(title.size(), 256u);
-        Feed(Eit({EitEvent(1, 1000, 5, title)}), kGuidePid);
+        Feed(Eit(kSource, {EitEvent(1, 1000, 5, title)}), kGuidePid);
         EXPECT_EQ(Programme().mEvents.begin(0)->titleLen, filed) << plain + 90 << " bytes";
     }
 }
 
 TEST_F(AnalysersTest, EitWithWrongReservedBitsIsGivenUp) {
-    const Blob eit =
-        Eit({EitEvent(1, 1000, 5, Plain("a")), EitEvent(2, 2000, 5, Plain("b")), EitEvent(3, 3000, 5, Plain("c"))});
+    const Blob eit = Eit(kSource, {EitEvent(1, 1000, 5, Plain("a")), EitEvent(2, 2000, 5, Plain("b")),
+                                   EitEvent(3, 3000, 5, Plain("c"))});
     EXPECT_EQ(Feed(Flipped(eit, 1, 0x40), kGuidePid), "Eit: ERROR reserved not chking: pkt[1] b0 mask 0x30\n");
     EXPECT_EQ(Events(), std::vector<std::string>{});
     const std::size_t second = 10 + 21 + 19;  // the descriptors' length of the second event
@@ -349,7 +230,7 @@ TEST_F(AnalysersTest, EttFilesTextsOfEventsAndChannels) {
     Feed(Ett(kSource, 7 << 2 | 2, Plain(std::string(900, 'l'))), kGuidePid);  // in front of its EIT
     Feed(Ett(kSource, 0, Plain("Channel")), kGuidePid);
     Feed(Ett(kSource + 1, 7 << 2, Plain("another source")), kGuidePid);
-    Feed(Eit({EitEvent(7, 7000, 5, Plain("seven"))}), kGuidePid);
+    Feed(Eit(kSource, {EitEvent(7, 7000, 5, Plain("seven"))}), kGuidePid);
     ASSERT_EQ(Events(), std::vector<std::string>{"7 7000 5 seven"});
     EXPECT_EQ(std::string(Programme().mEvents.begin(0)->pLongInfo.get()), std::string(900, 'l'));
     EXPECT_EQ(Programme().channelLongName.get(), "Channe"s);
@@ -359,7 +240,7 @@ TEST_F(AnalysersTest, EttFilesTextsOfEventsAndChannels) {
 TEST_F(AnalysersTest, CutTablesCountAsFarAsTheyGo) {
     const Blob mgt = Mgt({MgtTable(0x100, 0x100, {0x0A, 1, 0}), MgtTable(0x100, 0x101)});
     const Blob vct = Vct(0xC8, 0x55, {VctChannel(3, 100, 2, kSource, Blob(4, 0)), VctChannel(4, 100, 3, 9)});
-    const Blob eit = Eit({EitEvent(1, 1000, 5, Plain("a"), Blob(4, 0)), EitEvent(2, 2000, 5, Plain("b"))});
+    const Blob eit = Eit(kSource, {EitEvent(1, 1000, 5, Plain("a"), Blob(4, 0)), EitEvent(2, 2000, 5, Plain("b"))});
     const Blob ett = Ett(kSource, 9 << 2, Plain("text"));
     for (std::size_t cut = 8; cut + kCrcSize <= std::max({mgt.size(), vct.size(), eit.size(), ett.size()}); ++cut) {
         const auto feed = [&](const Blob& whole, unsigned pid) {
@@ -392,7 +273,7 @@ TEST_F(AnalysersTest, LengthsThatLieLeaveItAlive) {
         Mgt({MgtTable(0x100, 0x100, {0x0A, 4, 'e', 'n', 'g', 0}), MgtTable(0x200, 0x101)}),
         Vct(0xC8, 0x55,
             {VctChannel(3, 100, 2, kSource, {0x86, 7, 0xC1, 'e', 'n', 'g', 0xC1, 0xBF, 0xFF}), VctChannel(4, 1, 1, 9)}),
-        Eit({EitEvent(1, 1000, 5, Plain("first")), EitEvent(2, 2000, 5, Plain("second"), Blob(9, 0))}),
+        Eit(kSource, {EitEvent(1, 1000, 5, Plain("first")), EitEvent(2, 2000, 5, Plain("second"), Blob(9, 0))}),
         Ett(kSource, 9 << 2, Plain("text")),
     };
     std::mt19937 random(8);
