@@ -1,6 +1,5 @@
 // One section, from its first byte to its CRC and version (ISO/IEC 13818-1, 2.4.4.10 and 2.4.4.11).
 #include <algorithm>
-#include <cstring>
 
 #include "psip/tablecollector.h"
 #include "statistics.h"
@@ -59,7 +58,7 @@ Bytes PsipSection::CollectPsipSection(std::uint16_t pid, Bytes data, bool startO
         return {};
     }
     const int size = std::min(mRemainingSectionLen, static_cast<int>(data.size()));
-    std::memcpy(mSectionBuffer.get() + mSectionPos, data.data(), static_cast<std::size_t>(size));
+    std::copy_n(data.data(), size, mSectionBuffer.get() + mSectionPos);
     mSectionPos += size;
     mRemainingSectionLen -= size;
     return mRemainingSectionLen == 0 ? Complete(pid, continuity, tableId) : Bytes{};

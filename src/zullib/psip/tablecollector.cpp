@@ -2,7 +2,6 @@
 #include "psip/tablecollector.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "statistics.h"
 #include "udpcom.h"
@@ -141,15 +140,15 @@ void TableCollector::KeepHead(std::uint16_t pid, Bytes data) {
     }
     place->pid = pid;
     place->size = data.size();
-    std::memcpy(place->bytes, data.data(), data.size());
+    std::ranges::copy(data, place->bytes);
 }
 
 /// Puts a head that waited in front of the bytes that followed it.
 /// \return the joined bytes, in `joined`; the head is free again
 Bytes TableCollector::JoinHead(SplitHead* head, Bytes data, std::array<std::uint8_t, 256>& joined) {
     const std::size_t size = std::min(data.size(), joined.size() - head->size);
-    std::memcpy(joined.data(), head->bytes, head->size);
-    std::memcpy(joined.data() + head->size, data.data(), size);
+    std::copy_n(head->bytes, head->size, joined.data());
+    std::copy_n(data.data(), size, joined.data() + head->size);
     const Bytes whole(joined.data(), head->size + size);
     head->size = 0;
     return whole;
