@@ -29,6 +29,11 @@ TEST(GuideReply, ReadsEventsByTheirLengths) {
     EXPECT_EQ(reply->events[1].text, "a]\r\nEITI ") << "a text may look like the protocol";
     EXPECT_EQ(reply->events[2].title, "");
     EXPECT_EQ(reply->events[2].text, "映画");
+    // Cyrillic in UTF-16: the board has made a '*' of each high byte.
+    EXPECT_EQ(ParseGuideReply("EITI d3a4 1930 1015 S4,3f[2a 3c 00 41]L2,3f[04 3c]\r\nOK\r\n")->events[0].title,
+              "\xEF\xBF\xBD"
+              "A");
+    EXPECT_EQ(ParseGuideReply("EITI d3a4 1930 1015 S4,3f[2a 3c 00 41]L2,3f[04 3c]\r\nOK\r\n")->events[0].text, "м");
 }
 
 TEST(GuideReply, EmptyRefusedAndDamaged) {

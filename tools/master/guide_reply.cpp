@@ -18,6 +18,14 @@ constexpr int kLongestText = 4096;
 constexpr std::chrono::minutes kLongestSpan{99 * 60 + 59};
 constexpr std::size_t kMostEvents = 1000;
 
+/// A board replaces each byte of a title below 0x20 by '*', whatever the mode. In UTF-16 that hits the high byte of
+/// most alphabets: such a character is lost, and better shown as lost than as another one (U+2A00 to U+2AFF).
+void HideReplacedBytes(std::string& units) {
+    for (std::size_t n = 0; n + 1 < units.size(); n += 2) {
+        if (units[n] == '*') units[n] = '\xFF', units[n + 1] = '\xFD';
+    }
+}
+
 /// Takes "S4,00[News]" or the same behind L.
 std::string TakeText(TextWalk& walk, std::string_view letter, std::uint8_t& mode) {
     walk.Take(letter);
@@ -35,6 +43,7 @@ std::string TakeText(TextWalk& walk, std::string_view letter, std::uint8_t& mode
         }
     }
     walk.Take("]");
+    if (letter == "S" && mode == kModeUtf16) HideReplacedBytes(text);
     return walk.Ok() ? ShownText(mode, text) : std::string();
 }
 

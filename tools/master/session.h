@@ -36,6 +36,8 @@ class Session {
 
     /// \return the one board meant by --board, or the only one of the role there is
     Target OneBoard(std::optional<Role> role);
+    /// \return the board of this name or address
+    Target Named(const std::string& board, Role role) { return Resolve(board, role).front(); }
     /// \return the boards meant by every --board, or with --all all that are known or heard
     std::vector<Target> Boards(std::optional<Role> role);
     Client Connect(const Target& target) const { return Client(target.at, mClientOptions); }

@@ -53,12 +53,16 @@ std::string StopText(std::optional<int> slot) {
     return fmt::format("UNIT5,{}", *slot);
 }
 
-void RefuseWhileBusy(Client& client) {
+void RefuseDuringUpgrade(Client& client) {
     const auto upgrade = ParseUpgradeState(client.Ask("UPGR?"));
     if (upgrade && (*upgrade == 1 || *upgrade == 2)) {
         throw Failure(kRefused, fmt::format("{} is taking an upgrade ({})", EndpointText(client.Board()),
                                             UpgradeStateName(*upgrade)));
     }
+}
+
+void RefuseWhileBusy(Client& client) {
+    RefuseDuringUpgrade(client);
     const auto scan = ParseScanState(client.Ask("SCA?"));
     if (scan && scan->state == ScanState::State::kRunning) {
         throw Failure(kRefused,

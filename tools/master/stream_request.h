@@ -34,7 +34,9 @@ ProgrammeId ParseProgramme(const std::string& text);
 std::string StartText(const StreamRequest& request);
 std::string StopText(std::optional<int> slot);
 
-/// Throws Failure(kRefused) while the board scans or takes an upgrade: it would say no.
+/// Throws Failure(kRefused) while the board takes an upgrade: it would say no.
+void RefuseDuringUpgrade(Client& client);
+/// As RefuseDuringUpgrade, and while a transmitter scans.
 void RefuseWhileBusy(Client& client);
 
 }  // namespace zulctl

@@ -10,9 +10,12 @@ using zulctl::Session;
 
 constexpr void (*kCommands[])(CLI::App&, Session&) = {
     // in the order of --help
-    zulctl::AddDiscoverCommand, zulctl::AddStatusCommand,    zulctl::AddScanCommand,   zulctl::AddChannelsCommand,
-    zulctl::AddGuideCommand,    zulctl::AddLanguagesCommand, zulctl::AddStreamCommand, zulctl::AddProbeCommand,
-    zulctl::AddLogCommand,      zulctl::AddRawCommand,
+    zulctl::AddDiscoverCommand, zulctl::AddStatusCommand,    zulctl::AddScanCommand,       zulctl::AddChannelsCommand,
+    zulctl::AddGuideCommand,    zulctl::AddStreamCommand,    zulctl::AddProbeCommand,      zulctl::AddPlayCommand,
+    zulctl::AddPageCommand,     zulctl::AddScaleCommand,     zulctl::AddResolutionCommand, zulctl::AddCaptionsCommand,
+    zulctl::AddLanguageCommand, zulctl::AddLanguagesCommand, zulctl::AddKeysCommand,       zulctl::AddSerialCommand,
+    zulctl::AddNetworkCommand,  zulctl::AddResetCommand,     zulctl::AddUpgradeCommand,    zulctl::AddLogCommand,
+    zulctl::AddRawCommand,
 };
 
 int Run(CLI::App& app, Session& session, int argc, char** argv) {

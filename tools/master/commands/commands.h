@@ -6,14 +6,25 @@
 namespace zulctl {
 
 void AddChannelsCommand(CLI::App& app, Session& session);
+void AddCaptionsCommand(CLI::App& app, Session& session);
 void AddDiscoverCommand(CLI::App& app, Session& session);
 void AddGuideCommand(CLI::App& app, Session& session);
+void AddKeysCommand(CLI::App& app, Session& session);
+void AddLanguageCommand(CLI::App& app, Session& session);
 void AddLanguagesCommand(CLI::App& app, Session& session);
 void AddLogCommand(CLI::App& app, Session& session);
+void AddNetworkCommand(CLI::App& app, Session& session);
+void AddPageCommand(CLI::App& app, Session& session);
+void AddPlayCommand(CLI::App& app, Session& session);
 void AddProbeCommand(CLI::App& app, Session& session);
 void AddRawCommand(CLI::App& app, Session& session);
+void AddResetCommand(CLI::App& app, Session& session);
+void AddResolutionCommand(CLI::App& app, Session& session);
+void AddScaleCommand(CLI::App& app, Session& session);
 void AddScanCommand(CLI::App& app, Session& session);
 void AddStatusCommand(CLI::App& app, Session& session);
+void AddSerialCommand(CLI::App& app, Session& session);
 void AddStreamCommand(CLI::App& app, Session& session);
+void AddUpgradeCommand(CLI::App& app, Session& session);
 
 }  // namespace zulctl

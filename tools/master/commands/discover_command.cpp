@@ -46,7 +46,7 @@ Table EmptyTable() {
                   {"ROLE"},
                   {"ADDRESS"},
                   {"VERSION"},
-                  {"MODEL", Align::kLeft, true, 2},
+                  {"MODEL", Align::kLeft, false, 2},
                   {"MAC", Align::kLeft, false, 3},
                   {"LAST SEEN", Align::kLeft, false, 1}});
 }

@@ -42,6 +42,13 @@ std::vector<Cell> TableRow(const std::string& name, const TableReport& table) {
             Cell(std::to_string(table.crcErrors), table.crcErrors == 0 ? Style::kPlain : Style::kBad)};
 }
 
+/// A guide has dozens of PIDs that carry next to nothing.
+constexpr unsigned kMostMinorPids = 4;
+bool IsMinor(const StreamReport& report, std::uint16_t pid, const PidReport& item) {
+    return item.packets * 200 < report.packets && item.continuityErrors + item.damaged == 0 &&
+           report.PidPurpose(pid) == "other";
+}
+
 std::string People(const Output& out, const StreamReport& report, const std::vector<Finding>& findings, bool good) {
     std::string text = fmt::format(
         "{} in {:.1f} s: {} datagrams of {:.0f} to {:.0f} bytes, {:.2f}/{:.2f}/{:.2f} ms apart (least/mean/most)\n\n",
@@ -55,12 +62,17 @@ std::string People(const Output& out, const StreamReport& report, const std::vec
                 {"LOST", Align::kRight},
                 {"TWICE", Align::kRight, false, 2},
                 {"SCRAMBLED", Align::kRight, false, 1}});
+    unsigned folded = 0;
     for (const auto& [pid, item] : report.pids) {
+        if (IsMinor(report, pid, item) && ++folded > kMostMinorPids) continue;
         pids.Add(
             {fmt::format("0x{:04x}", pid), report.PidPurpose(pid), std::to_string(item.packets),
              fmt::format("{:.1f} %", 100.0 * static_cast<double>(item.packets) / static_cast<double>(report.packets)),
              Cell(std::to_string(item.continuityErrors), item.continuityErrors == 0 ? Style::kPlain : Style::kBad),
              std::to_string(item.duplicates), std::to_string(item.scrambled)});
+    }
+    if (folded > kMostMinorPids) {
+        pids.Add({"", Cell(fmt::format("and {} more small ones", folded - kMostMinorPids), Style::kDim)});
     }
     Table tables({{"TABLE"},
                   {"SECTIONS", Align::kRight},

@@ -1,0 +1,129 @@
+// zulctl network and reset: the board's address, and its restart.
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "commands.h"
+#include "escape.h"
+#include "requests_text.h"
+#include "status.h"
+#include "stream_request.h"
+#include "wait_for_board.h"
+
+namespace zulctl {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kAddressPatience = 90s, kRestartPatience = 180s;
+constexpr auto kCommitTime = 4s;  // in which a change that fails says so
+
+void Show(Session& session) {
+    const Target target = session.OneBoard(std::nullopt);
+    Client client = session.Connect(target);
+    const std::string reply = client.Ask("IP?");
+    const auto settings = ParseAddressSettings(reply);
+    if (!settings)
+        throw Failure(kRefused, fmt::format("{} doesn't give its settings: {}", target.name, Escaped(reply)));
+    const Json body = {{"board", target.name},         {"dhcp", settings->dhcp == 1},  {"mac", settings->mac},
+                       {"address", settings->address}, {"gateway", settings->gateway}, {"netmask", settings->netmask}};
+    session.out.Emit("zulctl.network/1", body, [&] {
+        return fmt::format("address  {}{}\ngateway  {}\nnetmask  {}\nmac      {}\n", Escaped(settings->address),
+                           settings->dhcp == 1 ? " (by DHCP)" : "", Escaped(settings->gateway),
+                           Escaped(settings->netmask), Escaped(settings->mac));
+    });
+}
+
+std::optional<FoundBoard> Await(Session& session, const std::string& mac, bool wake, std::chrono::seconds usual) {
+    const auto limit = session.Timeout() ? std::chrono::ceil<std::chrono::seconds>(*session.Timeout()) : usual;
+    return WaitForBeacon(session.Discovery(), mac, wake, limit, [&](std::chrono::seconds passed) {
+        session.out.Progress(
+            fmt::format("waiting for the board's beacon, {} of {} s...", passed.count(), limit.count()));
+        return true;
+    });
+}
+
+void Report(Session& session, const char* schema, const Target& target, const std::optional<FoundBoard>& board,
+            const char* done) {
+    if (!board) {
+        throw Failure(
+            kNoAnswer,
+            fmt::format(
+                "{} has taken the order, but its beacon isn't heard; \"zulctl discover --watch\" goes on listening",
+                target.name));
+    }
+    session.out.Emit(schema,
+                     {{"board", target.name},
+                      {"address", AddressText(board->at.address)},
+                      {"port", board->at.port},
+                      {"mac", board->beacon.mac}},
+                     [&] { return fmt::format("{} {} at {}\n", Escaped(target.name), done, EndpointText(board->at)); });
+}
+
+void Change(Session& session, const std::string& request) {
+    const Target target = session.OneBoard(std::nullopt);
+    Client client = session.Connect(target);
+    RefuseDuringUpgrade(client);
+    const std::string mac = MacOf(client);
+    std::string answers;
+    session.out.Progress("changing the address...");
+    client.Listen(request, kCommitTime, [&](const Datagram& datagram) {
+        if (datagram.from.port == target.at.port) answers += datagram.bytes;
+        return answers.find("KO") == std::string::npos;
+    });
+    if (answers.empty()) throw Failure(kNoAnswer, fmt::format("{} doesn't answer \"{}\"", target.name, request));
+    if (answers.starts_with("OK\r\nKO"))
+        throw Failure(kRefused, target.name + " has stored the addresses, but can't put them to use");
+    if (IsKo(answers)) throw Failure(kRefused, target.name + " refuses the addresses");
+    Report(session, "zulctl.network_change/1", target, Await(session, mac, true, kAddressPatience), "is now");
+}
+
+void Reset(Session& session, bool wait) {
+    const Target target = session.OneBoard(std::nullopt);
+    Client client = session.Connect(target);
+    const std::string mac = wait ? MacOf(client) : "";
+    client.Order("RESET", "the restart");
+    if (!wait) {
+        return session.out.Emit("zulctl.reset/1", {{"board", target.name}, {"waited", false}},
+                                [&] { return Escaped(target.name) + " restarts\n"; });
+    }
+    // The request has quieted the board's beacon: the next one is that of its start.
+    Report(session, "zulctl.reset/1", target, Await(session, mac, false, kRestartPatience), "has restarted");
+}
+
+}  // namespace
+
+void AddNetworkCommand(CLI::App& app, Session& session) {
+    struct Choice {
+        std::string address, gateway, netmask;
+    };
+    CLI::App* command = app.add_subcommand(
+        "network", "Tell or change a board's address; a change waits until the board is heard again");
+    command->require_subcommand(0, 1);
+    const auto choice = std::make_shared<Choice>();
+    CLI::App* dhcp = command->add_subcommand("dhcp", "Take the address from the network");
+    CLI::App* fixed = command->add_subcommand("fixed", "Set a fixed address");
+    fixed->add_option("address", choice->address, "The board's address")->required();
+    fixed->add_option("gateway", choice->gateway, "Its gateway, in the same network; 0.0.0.0 for none")->required();
+    fixed->add_option("netmask", choice->netmask, "Its netmask, as 255.255.255.0")->required();
+    command->callback([&session, dhcp, fixed, choice] {
+        session.run = [&session, dhcp, fixed, choice] {
+            if (dhcp->parsed())
+                Change(session, "DHCP1");
+            else if (fixed->parsed())
+                Change(session, FixedAddressText(choice->address, choice->gateway, choice->netmask));
+            else
+                Show(session);
+        };
+    });
+}
+
+void AddResetCommand(CLI::App& app, Session& session) {
+    CLI::App* command = app.add_subcommand("reset", "Restart a board and wait until it is heard again");
+    const auto noWait = std::make_shared<bool>(false);
+    command->add_flag("--no-wait", *noWait, "Don't wait");
+    command->callback([&session, noWait] { session.run = [&session, noWait] { Reset(session, !*noWait); }; });
+}
+
+}  // namespace zulctl

@@ -1,0 +1,21 @@
+// Commands that are one request and its OK.
+#include "order.h"
+
+#include <fmt/format.h>
+
+#include "stream_request.h"
+
+namespace zulctl {
+
+void RunOrder(Session& session, std::optional<Role> role, const std::string& request, const std::string& what,
+              const std::string& done) {
+    const Target target = session.OneBoard(role);
+    Client client = session.Connect(target);
+    RefuseDuringUpgrade(client);
+    session.out.Progress(fmt::format("asking {}...", target.name));
+    client.Order(request, what);
+    session.out.Emit("zulctl.order/1", {{"board", target.name}, {"request", request}, {"done", true}},
+                     [&] { return done + "\n"; });
+}
+
+}  // namespace zulctl

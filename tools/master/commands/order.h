@@ -1,0 +1,14 @@
+/// Commands that are one request and its OK.
+#pragma once
+
+#include <string>
+
+#include "session.h"
+
+namespace zulctl {
+
+/// Refuses during an upgrade, sends the request, throws Failure unless the board says OK, and prints what was done.
+void RunOrder(Session& session, std::optional<Role> role, const std::string& request, const std::string& what,
+              const std::string& done);
+
+}  // namespace zulctl

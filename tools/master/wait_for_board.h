@@ -1,0 +1,23 @@
+/// Waits for a board that changes its address or starts afresh.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "discover.h"
+
+namespace zulctl {
+
+/// Listens for the beacon of the board with this MAC address.
+/// \param wake      asks boards to speak, again and again; without it the first beacon is the one of a start
+/// \param progress  called about once a second; false gives up
+/// \return where the board is heard, or nothing when the time is up
+std::optional<FoundBoard> WaitForBeacon(const DiscoverOptions& options, const std::string& mac, bool wake,
+                                        std::chrono::seconds limit,
+                                        const std::function<bool(std::chrono::seconds passed)>& progress);
+
+/// \return the MAC address that a board's beacon text tells. Throws Failure where it doesn't answer or has none
+std::string MacOf(Client& client);
+
+}  // namespace zulctl
