@@ -86,12 +86,14 @@ std::vector<Cell> RowOf(const Answer& answer) {
         row.emplace_back(fmt::format("{} %", status->load));
         row.emplace_back(fmt::format("{}, {} stream{}", Escaped(status->tunerMode), active, active == 1 ? "" : "s"));
     } else if (const auto& playing = answer.receiver) {
+        const bool ordered = !playing->address.empty() && playing->address != "0.0.0.0";
+        const std::string stream = fmt::format("{}:{}", Escaped(playing->address), playing->port);
         row.emplace_back("");
         row.emplace_back(fmt::format("{} %", playing->load));
-        row.emplace_back((playing->playsStream ? fmt::format("plays {}:{} programme {:04x}", Escaped(playing->address),
-                                                             playing->port, playing->programme)
-                                               : std::string("plays no stream")) +
-                         (playing->browserUp ? ", browser up" : ""));
+        row.emplace_back((playing->playsStream ? fmt::format("plays {} programme {:04x}", stream, playing->programme)
+                          : ordered            ? "told to play " + stream
+                                               : "plays no stream") +
+                         std::string(playing->browserUp ? ", browser up" : ""));
     } else {
         row.emplace_back(""), row.emplace_back("");
         row.emplace_back(answer.error, Style::kBad);
