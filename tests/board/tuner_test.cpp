@@ -109,11 +109,11 @@ TEST(Tuner, KeepsTheStreamsPace) {
 }
 
 TEST(ToolBox, AToolEndsWhenTheBoardHasActed) {
-    std::string acted;
+    Journal<std::string> acted;
     {
-        ToolBox tools("/mnt/tools", [&acted](const std::string& line) { acted = line; });
+        ToolBox tools("/mnt/tools", [&acted](const std::string& line) { acted.Add(line); });
         ASSERT_EQ(std::system("m710cmmd -atsc 7 >/dev/null"), 0);
-        EXPECT_EQ(acted, "m710cmmd -atsc 7");
+        EXPECT_EQ(acted.All(), std::vector<std::string>{"m710cmmd -atsc 7"});
         ASSERT_EQ(std::system("m710cmd -vdbg 22 1"), 0);
         EXPECT_EQ(tools.Lines().All().back(), "m710cmd -vdbg 22 1");
     }

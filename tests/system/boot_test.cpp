@@ -12,14 +12,14 @@ namespace {
 class Asked {
  public:
     explicit Asked(Board& board) {
-        board.TellTo([this](std::string_view process, const std::string& line) {
-            mLines.Add(std::string(process) + ": " + line);
+        board.TellTo([lines = mLines](std::string_view process, const std::string& line) {
+            lines->Add(std::string(process) + ": " + line);
         });
     }
-    std::vector<std::string> Lines() const { return mLines.All(); }
+    std::vector<std::string> Lines() const { return mLines->All(); }
 
  private:
-    Journal<std::string> mLines;
+    std::shared_ptr<Journal<std::string>> mLines = std::make_shared<Journal<std::string>>();  // the board outlives us
 };
 
 TEST(Boot, ATransmitterSetsItsBoardUpInThisOrder) {

@@ -52,7 +52,8 @@ std::string LiveBoard::Hear(Milliseconds limit) {
     zulctl::UdpSocket* const sockets[] = {&mMaster};
     const auto deadline = zulctl::Clock::now() + limit;
     while (zulctl::WaitForAny(sockets, deadline)) {
-        if (const auto datagram = mMaster.Take()) return datagram->bytes;
+        const auto datagram = mMaster.Take();
+        if (datagram && !datagram->bytes.starts_with("LOG:")) return datagram->bytes;
     }
     return kSilence;
 }

@@ -36,7 +36,7 @@ class LiveBoard {
     /// Sends a request and waits for one datagram. \return it, or "(silence)"
     std::string Ask(const std::string& request, Milliseconds limit = kPatience);
 
-    /// Waits for one more datagram to the master. \return it, or "(silence)"
+    /// Waits for one more datagram to the master, past lines of the log channel. \return it, or "(silence)"
     std::string Hear(Milliseconds limit = kPatience);
 
     /// Waits for datagrams until one begins with `last`, or `limit` is over. \return all of them

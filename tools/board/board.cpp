@@ -34,14 +34,39 @@ Board::Board(BoardPlan plan) : mPlan(std::move(plan)) {
     mStatus.emplace(Has(Process::kStatusBlock) ? StatusBlock::Segment::kUsable : StatusBlock::Segment::kTooSmall);
     if (Has(Process::kSettingsAgent)) {
         mSettings.emplace(mPlan.root + "/burnt.tar");
-        if (mPlan.role == 'R') mSettings->Put("QVAN_VERSION", kReceiverVersion);
     }
     if (Has(Process::kSystemDaemon)) mDaemon.emplace(mPlan.root);
     mModule = std::make_unique<Module>(mPlan.module);
+    if (mPlan.role == 'R') MakeReceiver();
     mTuner.emplace(mPlan.band, &*mStatus, [this](std::span<std::uint8_t> data) {
         if (mPlan.role == 'T') mModule->Filter(data);
     });
     mTools.emplace(mPlan.root + "/tools", [this](const std::string& line) { RunTool(line); });
+}
+
+void Board::MakeReceiver() {
+    if (mSettings) mSettings->Put("QVAN_VERSION", kReceiverVersion);
+    if (Has(Process::kPlayer)) {
+        mPlayer.emplace(&*mStatus, Player::Duties{[this](std::span<std::uint8_t> section) { mModule->Filter(section); },
+                                                  [this](const std::string& item) {
+                                                      if (mSettings) mSettings->Put("CURRENT_ITEM_BEING_PLAYED", item);
+                                                  }});
+    }
+    mInfrared.emplace();
+    if (Has(Process::kBrowser)) mBrowser.emplace();
+    if (Has(Process::kSerialPort)) mSerial.emplace();
+}
+
+bool Board::SaveScreen(const std::string& file) {
+    constexpr std::size_t kMostLines = 8;
+    Screen screen = ThePlayer().Shown();
+    if (mBrowser) {
+        for (const BrowserOrder& order : mBrowser->Orders().All()) screen.browserLines.push_back(Describe(order));
+        if (screen.browserLines.size() > kMostLines) {
+            screen.browserLines.erase(screen.browserLines.begin(), screen.browserLines.end() - kMostLines);
+        }
+    }
+    return DrawScreen(screen, file, mPlan.root + "/screen");
 }
 
 // The module's threads go on as long as the process does; the processes that they would ask are gone.
@@ -58,6 +83,12 @@ void Board::TellTo(std::function<void(std::string_view, const std::string&)> tel
     if (mDaemon) watch(mDaemon->Requests(), "daemon");
     watch(mTools->Lines(), "tool");
     watch(mTuner->Tunings(), "tuner");
+    if (mPlayer) watch(mPlayer->Orders(), "player");
+    if (mBrowser) watch(mBrowser->Orders(), "browser");
+    if (mSerial) watch(mSerial->Received(), "serial");
+    if (mInfrared) {
+        mInfrared->Keys().Watch([tell](int code) { tell("infrared", "key " + KeyName(code)); });
+    }
 }
 
 void Board::RunTool(const std::string& line) {

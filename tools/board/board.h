@@ -9,7 +9,11 @@
 #include <string>
 #include <string_view>
 
+#include "browser_controller.h"
+#include "infrared_service.h"
 #include "module.h"
+#include "player.h"
+#include "serial_port.h"
 #include "settings_agent.h"
 #include "status_block.h"
 #include "system_daemon.h"
@@ -19,7 +23,7 @@
 namespace board {
 
 /// Processes that a board can lack.
-enum class Process { kSettingsAgent, kSystemDaemon, kStatusBlock };
+enum class Process { kSettingsAgent, kSystemDaemon, kStatusBlock, kPlayer, kBrowser, kSerialPort };
 
 struct BoardPlan {
     char role = 'T';              ///< 'T' or 'R'
@@ -53,10 +57,19 @@ class Board {
     StatusBlock& Status() { return mStatus.value(); }
     ToolBox& Tools() { return mTools.value(); }
     Tuner& TheTuner() { return mTuner.value(); }
+    // Of a receiver:
+    Player& ThePlayer() { return mPlayer.value(); }
+    InfraredService& Infrared() { return mInfrared.value(); }
+    BrowserController& Browser() { return mBrowser.value(); }
+    SerialPort& Serial() { return mSerial.value(); }
+
+    /// Saves a receiver's screen as PNG. \return false when it can't be drawn
+    bool SaveScreen(const std::string& file);
 
     const BoardPlan& Plan() const { return mPlan; }
 
  private:
+    void MakeReceiver();
     bool Has(Process process) const { return !mPlan.absent.contains(process); }
     void RunTool(const std::string& line);
 
@@ -65,6 +78,10 @@ class Board {
     std::optional<StatusBlock> mStatus;
     std::optional<SettingsAgent> mSettings;
     std::optional<SystemDaemon> mDaemon;
+    std::optional<Player> mPlayer;
+    std::optional<InfraredService> mInfrared;
+    std::optional<BrowserController> mBrowser;
+    std::optional<SerialPort> mSerial;
     std::optional<Tuner> mTuner;
     std::optional<ToolBox> mTools;
 };

@@ -37,6 +37,11 @@ std::optional<int> KeyCode(std::string_view name) {
     return key->code;
 }
 
+std::string KeyName(int code) {
+    const auto* key = std::find_if(std::begin(kKeys), std::end(kKeys), [code](const Key& k) { return k.code == code; });
+    return key == std::end(kKeys) ? std::to_string(code) : std::string(key->name);
+}
+
 InfraredService::InfraredService() : mQueue(kQueueKey) {}
 
 void InfraredService::Press(int code) {

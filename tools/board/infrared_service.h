@@ -14,6 +14,9 @@ namespace board {
 /// lacks
 std::optional<int> KeyCode(std::string_view name);
 
+/// \return a key's name, or its number for a code that the remote lacks
+std::string KeyName(int code);
+
 class InfraredService {
  public:
     InfraredService();

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "browser_controller.h"
+#include "player.h"
 #include "settings_agent.h"
 #include "system_daemon.h"
 #include "tuner.h"
@@ -13,6 +15,9 @@ std::string Describe(const SettingsRequest& request);
 std::string Describe(const Burn& burn);
 std::string Describe(const RemountRequest& request);
 std::string Describe(const Tuning& tuning);
-inline std::string Describe(const std::string& line) { return line; }
+std::string Describe(const PlayerOrder& order);
+std::string Describe(const BrowserOrder& order);
+/// A line of a tool, or bytes of the serial port: what can't be printed as \xNN.
+std::string Describe(const std::string& bytes);
 
 }  // namespace board

@@ -15,6 +15,7 @@
 #include <string>
 
 #include "board.h"
+#include "console.h"
 
 namespace {
 
@@ -114,6 +115,7 @@ bool Live(const Options& options, Teller& tell) {
     board.TheTuner().SetSpeed(options.speed);
     tell("board", options.plan.role == 'T' ? "starts as transmitter" : "starts as receiver");
     board.Start();
+    board::ReadOrders(board, [&tell](const std::string& answer) { tell("console", answer); });
     int signal = 0;
     sigwait(&signals, &signal);
     tell("board", signal == SIGHUP ? "reboots" : "ends");

@@ -1,0 +1,218 @@
+// The player: orders of the module, and what they change on the screen.
+#include "player.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+namespace board {
+
+namespace {
+
+constexpr int kQueueKey = 1234;
+constexpr long kOrderType = 2;
+constexpr int kPortMask = 0xFFFF;
+constexpr int kSwitchPids = 14;  ///< first parameter of DEBUG_CMMD: other PIDs of the running stream
+
+// Types as this player numbers them in the status block, by stream_type (ISO/IEC 13818-1, table 2-34; A/53, part 3).
+constexpr std::uint32_t VideoCode(int streamType) {
+    switch (streamType) {
+        case 0: return 0;
+        case 0x1B: return 22;  // H.264
+        case 0x24: return 23;  // H.265
+        default: return 2;     // MPEG-1 and MPEG-2
+    }
+}
+constexpr std::uint32_t AudioCode(int streamType) {
+    switch (streamType) {
+        case 0: return 0;
+        case 0x81: return 7;  // AC-3
+        case 0x87: return 6;  // E-AC-3
+        default: return 2;    // MPEG
+    }
+}
+
+template <std::size_t Size>
+std::string Text(const char (&field)[Size]) {
+    return std::string(field, strnlen(field, Size));
+}
+
+void Place(Layer& layer, const sKBL_LAYER_INFO& info) {
+    layer.centerX = info.centerX;
+    layer.centerY = info.centerY;
+    layer.width = info.width;
+    layer.height = info.height;
+    layer.alpha = std::clamp(info.alpha, 0, 255);
+}
+
+constexpr std::pair<std::int32_t, const char*> kNames[] = {
+    {START_IMAGE_DISPLAY, "START_IMAGE_DISPLAY"},
+    {START_STREAM_DISPLAY, "START_STREAM_DISPLAY"},
+    {STOP_IMAGE, "STOP_IMAGE"},
+    {SET_RESOLUTION, "SET_RESOLUTION"},
+    {BROWSER_START, "BROWSER_START"},
+    {BROWSER_NEXT, "BROWSER_NEXT"},
+    {BROWSER_STOP, "BROWSER_STOP"},
+    {STOP_VIDEO, "STOP_VIDEO"},
+    {START_VIDEO_PLAY, "START_VIDEO_PLAY"},
+    {START_PICTURE_PLAY, "START_PICTURE_PLAY"},
+    {STOP_ALL, "STOP_ALL"},
+    {PLAYER_CTL, "PLAYER_CTL"},
+    {COLOR_BAR, "COLOR_BAR"},
+    {OSD_START, "OSD_START"},
+    {OSD_STOP, "OSD_STOP"},
+    {VIDEO_NEXT, "VIDEO_NEXT"},
+    {PICTURE_NEXT, "PICTURE_NEXT"},
+    {OSD_LAYER, "OSD_LAYER"},
+    {VIDEO_LAYER, "VIDEO_LAYER"},
+    {BROWSER_LAYER, "BROWSER_LAYER"},
+    {DEBUG_CMMD, "DEBUG_CMMD"},
+    {VPLAYER_STATUS, "VPLAYER_STATUS"},
+    {START_TUNER_CHANNEL, "START_TUNER_CHANNEL"},
+    {HWC_DISPLAY, "HWC_DISPLAY"},
+    {TUNER_SCAN, "TUNER_SCAN"},
+};
+
+}  // namespace
+
+std::string OrderName(std::int32_t command) {
+    for (const auto& [number, name] : kNames) {
+        if (number == command) return name;
+    }
+    return fmt::format("order {}", command);
+}
+
+Player::Player(StatusBlock* block, Duties duties) : mBlock(block), mDuties(std::move(duties)) {
+    mReader = std::make_unique<QueueReader>(kQueueKey, QueueReader::AtEnd::kRemoveQueue,
+                                            [this](const Message& message) { Take(message); });
+}
+
+Player::~Player() = default;
+
+void Player::Set(Fault fault) {
+    {
+        const std::lock_guard lock(mMutex);
+        mFault = fault;
+    }
+    mReader->Clog(fault == Fault::kFull);
+}
+
+Screen Player::Shown() const {
+    std::shared_ptr<StreamTap> tap;
+    Screen screen;
+    {
+        const std::lock_guard lock(mMutex);
+        tap = mTap;
+        screen = mScreen;
+    }
+    if (tap) screen.videoBytes = tap->LastBytes();
+    return screen;
+}
+
+std::uint64_t Player::BytesReceived() const {
+    const std::lock_guard lock(mMutex);
+    return mTap ? mTap->BytesReceived() : 0;
+}
+
+void Player::Take(const Message& message) {
+    if (message.type != kOrderType || message.bytes.size() < sizeof(std::int32_t)) return;
+    PlayerOrder order;
+    order.size = message.bytes.size();
+    std::memcpy(&order.record, message.bytes.data(), std::min(order.size, sizeof order.record));
+    order.command = order.record.cmmd.cmmdId;
+    Fault fault;
+    {
+        const std::lock_guard lock(mMutex);
+        fault = mFault;
+    }
+    if (fault != Fault::kSilent) Obey(order.record);
+    mOrders.Add(order);
+}
+
+void Player::Obey(const sMSG_COMMON_FORMAT& record) {
+    switch (record.cmmd.cmmdId) {
+        case START_STREAM_DISPLAY: return Play(record.streamStart);
+        case DEBUG_CMMD: return Switch(record.dbg);
+        case STOP_VIDEO: return StopVideo();
+        case STOP_ALL: StopVideo(); break;
+        default: break;
+    }
+    const std::lock_guard lock(mMutex);
+    switch (record.cmmd.cmmdId) {
+        case STOP_ALL: mScreen.browser.item = mScreen.picture.item = ""; break;
+        case BROWSER_STOP: mScreen.browser.item = ""; break;
+        case STOP_IMAGE: mScreen.picture.item = ""; break;
+        case VIDEO_LAYER: Place(mScreen.video, record.layer); break;
+        case BROWSER_LAYER: Place(mScreen.browser, record.layer); break;
+        case OSD_LAYER: Place(mScreen.picture, record.layer); break;
+        case BROWSER_START:
+        case BROWSER_NEXT: ShowFile(mScreen.browser, record.fileStart); break;
+        case START_PICTURE_PLAY:
+        case PICTURE_NEXT: ShowFile(mScreen.picture, record.fileStart); break;
+        default: break;
+    }
+    if (mBlock == nullptr) return;
+    mBlock->Layer(0, mScreen.video.IsVisible() ? 1 : 0, mScreen.video.item);
+    mBlock->Layer(1, mScreen.browser.IsVisible() ? 1 : 0, mScreen.browser.item);
+}
+
+void Player::ShowFile(Layer& layer, const sSTART_FILE_PLAY& order) {
+    Place(layer, order.dispParam);
+    layer.item = Text(order.fileName);
+}
+
+void Player::Play(const sSTART_STREAM_DISPLAY& order) {
+    StopVideo();
+    const std::string group = Text(order.addr);
+    const int port = order.portNo & kPortMask;
+    std::shared_ptr<StreamTap> tap;
+    try {
+        tap = std::make_shared<StreamTap>(group, port, order.videoInfo.vType >> 16 & 0xFFFF,
+                                          order.videoInfo.aType >> 16 & 0xFFFF, mDuties.section,
+                                          [this](const ProgrammeStreams& streams) { TellStreams(streams); });
+    } catch (const std::system_error&) {
+        return;  // as a player does: no picture, and nobody is told
+    }
+    const std::string item = fmt::format("Stream {}:{}", group, port);
+    {
+        const std::lock_guard lock(mMutex);
+        mTap = std::move(tap);
+        Place(mScreen.video, order.dispParam);
+        mScreen.video.item = item;
+    }
+    if (mBlock != nullptr) mBlock->Layer(0, 1, item);
+    mDuties.item(item);
+}
+
+void Player::Switch(const sCMMD_DBG& order) {
+    if (order.param[0] == kSwitchPids && mTap) mTap->Choose(order.param[1], order.param[2]);
+}
+
+void Player::StopVideo() {
+    std::shared_ptr<StreamTap> tap;
+    {
+        const std::lock_guard lock(mMutex);
+        tap = std::exchange(mTap, nullptr);
+        mScreen.video.item = "";
+    }
+    if (!tap) return;
+    tap.reset();  // ends its thread, which tells streams until then
+    TellStreams({});
+    mDuties.item("");
+}
+
+void Player::TellStreams(const ProgrammeStreams& streams) {
+    {
+        const std::lock_guard lock(mMutex);
+        mScreen.programme = streams.programme;
+    }
+    if (mBlock == nullptr) return;
+    mBlock->Programme(static_cast<std::uint32_t>(streams.programme));
+    mBlock->VideoType(VideoCode(streams.videoType));
+    mBlock->AudioType(AudioCode(streams.audioType));
+}
+
+}  // namespace board

@@ -1,0 +1,72 @@
+/// The board's player: takes the module's orders from queue 1234, plays multicasts, and keeps the screen.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+
+#include "fault.h"
+#include "journal.h"
+#include "kbl_interprocess.h"
+#include "queue.h"
+#include "screen.h"
+#include "status_block.h"
+#include "stream_tap.h"
+
+namespace board {
+
+/// One order, as it came.
+struct PlayerOrder {
+    std::int32_t command = 0;
+    sMSG_COMMON_FORMAT record{};  ///< the command number and its parameters; zero behind what came
+    std::size_t size = 0;         ///< bytes of the message
+};
+
+class Player {
+ public:
+    /// What the player does for the board besides showing pictures.
+    struct Duties {
+        std::function<void(std::span<std::uint8_t>)> section;  ///< PSI sections of what it plays go there
+        std::function<void(const std::string&)> item;          ///< told of what it plays, "" when it stops
+    };
+
+    /// \param block  where it tells programme, types and layers; null for none
+    Player(StatusBlock* block, Duties duties);
+    ~Player();
+
+    Journal<PlayerOrder>& Orders() { return mOrders; }
+
+    /// kSilent takes orders and obeys none, kFull takes none.
+    void Set(Fault fault);
+
+    /// \return what is shown at present
+    Screen Shown() const;
+
+    /// \return bytes of multicast received since the stream's start; 0 while none plays
+    std::uint64_t BytesReceived() const;
+
+ private:
+    void Take(const Message& message);
+    void Obey(const sMSG_COMMON_FORMAT& record);
+    void Play(const sSTART_STREAM_DISPLAY& order);
+    void Switch(const sCMMD_DBG& order);
+    void StopVideo();
+    void ShowFile(Layer& layer, const sSTART_FILE_PLAY& order);
+    void TellStreams(const ProgrammeStreams& streams);
+
+    StatusBlock* const mBlock;
+    const Duties mDuties;
+    Journal<PlayerOrder> mOrders;
+    mutable std::mutex mMutex;
+    Screen mScreen;
+    std::shared_ptr<StreamTap> mTap;  ///< changed on the reader's thread alone
+    Fault mFault = Fault::kNone;
+    std::unique_ptr<QueueReader> mReader;  ///< last: its thread uses all of the above
+};
+
+/// \return an order's name, such as "START_STREAM_DISPLAY", or its number
+std::string OrderName(std::int32_t command);
+
+}  // namespace board

@@ -1,0 +1,99 @@
+// The picture of a screen: one run of ffmpeg that lays the layers over each other.
+#include "screen.h"
+
+#include <fmt/format.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+extern char** environ;
+
+namespace board {
+
+namespace {
+
+constexpr int kWidth = 1280;
+constexpr int kHeight = 768;
+
+/// A layer in pixels; sides are even and at least 2, as scalers want them.
+struct Box {
+    explicit Box(const Layer& layer)
+        : width(std::max(2, kWidth * layer.width / 100 & ~1)),
+          height(std::max(2, kHeight * layer.height / 100 & ~1)),
+          x((kWidth * layer.centerX - kWidth * layer.width / 2) / 100),
+          y((kHeight * layer.centerY - kHeight * layer.height / 2) / 100) {}
+    int width, height, x, y;
+};
+
+/// A filter graph that grows by one layer at a time over a black ground.
+class Graph {
+ public:
+    /// \param source  filters that give a picture of the layer's size
+    void Lay(const Layer& layer, const std::string& source) {
+        const Box box(layer);
+        mText += fmt::format("{0},format=rgba,colorchannelmixer=aa={1:.3f}[l{2}];[g{2}][l{2}]overlay={3}:{4}[g{5}];",
+                             source, layer.alpha / 255.0, mLayers, box.x, box.y, mLayers + 1);
+        ++mLayers;
+    }
+    /// \return the graph; its output is "[screen]"
+    std::string Text() const {
+        return fmt::format("color=c=black:s={}x{}[g0];{}[g{}]null[screen]", kWidth, kHeight, mText, mLayers);
+    }
+
+ private:
+    std::string mText;
+    int mLayers = 0;
+};
+
+/// A panel with the lines of a text file on it.
+std::string Panel(const Layer& layer, const char* colour, const std::string& textFile, const std::string& text) {
+    std::ofstream(textFile) << text;
+    const Box box(layer);
+    return fmt::format("color=c={}:s={}x{},drawtext=textfile={}:fontcolor=white:fontsize={}:x=24:y=24:line_spacing=8",
+                       colour, box.width, box.height, textFile, std::clamp(box.width / 30, 10, 36));
+}
+
+bool Run(const std::vector<std::string>& words) {
+    std::vector<char*> arguments;
+    for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    pid_t child = 0;
+    if (posix_spawnp(&child, arguments[0], nullptr, nullptr, arguments.data(), environ) != 0) return false;
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+}  // namespace
+
+bool DrawScreen(const Screen& screen, const std::string& file, const std::string& folder) {
+    std::filesystem::create_directories(folder);
+    std::vector<std::string> words = {"ffmpeg", "-nostdin", "-v", "fatal", "-y"};
+    Graph graph;
+    if (screen.video.IsVisible() && !screen.videoBytes.empty()) {
+        const std::string stream = folder + "/video.ts";
+        std::ofstream(stream, std::ios::binary)
+            .write(reinterpret_cast<const char*>(screen.videoBytes.data()),
+                   static_cast<std::streamsize>(screen.videoBytes.size()));
+        words.insert(words.end(), {"-i", stream});
+        const Box box(screen.video);
+        // The pictures of the first second may depend on ones that came before.
+        graph.Lay(screen.video, fmt::format("[0:p:{}:v]trim=start=1,setpts=PTS-STARTPTS,scale={}:{}", screen.programme,
+                                            box.width, box.height));
+    }
+    if (screen.browser.IsVisible()) {
+        std::string text = screen.browser.item + "\n";
+        for (const std::string& line : screen.browserLines) text += line + "\n";
+        graph.Lay(screen.browser, Panel(screen.browser, "0x204060", folder + "/page.txt", text));
+    }
+    if (screen.picture.IsVisible()) {
+        graph.Lay(screen.picture, Panel(screen.picture, "0x406020", folder + "/picture.txt", screen.picture.item));
+    }
+    words.insert(words.end(), {"-filter_complex", graph.Text(), "-map", "[screen]", "-frames:v", "1", file});
+    return Run(words);
+}
+
+}  // namespace board

@@ -1,0 +1,38 @@
+/// What the player shows, and a picture of it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace board {
+
+/// One display layer: where it lies, in percent of the screen, how opaque it is, and what it shows.
+struct Layer {
+    int centerX = 50;
+    int centerY = 50;
+    int width = 100;
+    int height = 100;
+    int alpha = 0;     ///< 0 invisible to 255 opaque
+    std::string item;  ///< stream, page or file; empty: nothing
+
+    bool IsVisible() const { return alpha > 0 && width > 0 && height > 0 && !item.empty(); }
+};
+
+/// The layers, the lowest first, and what is on them.
+struct Screen {
+    Layer video;
+    Layer browser;
+    Layer picture;
+    int programme = 0;                      ///< number of the programme that plays
+    std::vector<std::uint8_t> videoBytes;   ///< its last seconds, as transport packets
+    std::vector<std::string> browserLines;  ///< what the page shows below its address, such as keys it got
+};
+
+/// Draws a screen of 1280 by 768 with ffmpeg and saves it as PNG. A page is a panel with its address: there is no
+/// browser here.
+/// \param folder  for the pieces that ffmpeg reads; made if needed
+/// \return false when ffmpeg fails
+bool DrawScreen(const Screen& screen, const std::string& file, const std::string& folder);
+
+}  // namespace board

@@ -1,0 +1,111 @@
+// Receiving a multicast stream.
+#include "stream_tap.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include "transport_file.h"
+
+namespace board {
+
+namespace {
+
+constexpr std::size_t kKept = 8'000 * kPacketSize;  ///< bytes: some 2.5 s of a programme of 5 Mbit/s
+constexpr std::size_t kLargestDatagram = 65536;
+constexpr int kReceiveBuffer = 4 << 20;
+constexpr std::uint8_t kSync = 0x47;
+
+int Join(const std::string& group, int port) {
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const int on = 1;
+    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    if (setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer, sizeof kReceiveBuffer) != 0) {
+        setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
+    }
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    ip_mreqn membership{};
+    const bool joined = inet_aton(group.c_str(), &address.sin_addr) != 0 &&
+                        bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+                        ((membership.imr_multiaddr = address.sin_addr), true) &&
+                        setsockopt(fd, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) == 0;
+    if (joined) return fd;
+    const int error = errno;
+    close(fd);
+    throw std::system_error(error, std::generic_category(), "can't join " + group);
+}
+
+}  // namespace
+
+StreamTap::StreamTap(const std::string& group, int port, int programme, int audioPid, PsiReader::OnSection onSection,
+                     std::function<void(const ProgrammeStreams&)> onStreams)
+    : mOnStreams(std::move(onStreams)), mSocket(Join(group, port)), mReader(programme, audioPid, std::move(onSection)) {
+    if (pipe2(mStop, O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe2");
+    mThread = std::thread([this] { Run(); });
+}
+
+StreamTap::~StreamTap() {
+    close(mStop[1]);
+    mThread.join();
+    close(mStop[0]);
+    close(mSocket);
+}
+
+void StreamTap::Choose(int programme, int audioPid) {
+    const std::lock_guard lock(mMutex);
+    mReader.Choose(programme, audioPid);
+}
+
+std::vector<std::uint8_t> StreamTap::LastBytes() const {
+    const std::lock_guard lock(mMutex);
+    return {mLast.begin(), mLast.end()};
+}
+
+void StreamTap::Run() {
+    std::vector<std::uint8_t> datagram(kLargestDatagram);
+    for (;;) {
+        pollfd ends[] = {{mSocket, POLLIN, 0}, {mStop[0], POLLIN, 0}};
+        if (poll(ends, 2, -1) == -1) continue;
+        if (ends[1].revents != 0) return;
+        const ssize_t size = recv(mSocket, datagram.data(), datagram.size(), MSG_DONTWAIT);
+        if (size > 0) Take({datagram.data(), static_cast<std::size_t>(size)});
+    }
+}
+
+void StreamTap::Take(std::span<const std::uint8_t> datagram) {
+    ProgrammeStreams streams;
+    bool changed;
+    {
+        const std::lock_guard lock(mMutex);
+        mOpen.insert(mOpen.end(), datagram.begin(), datagram.end());
+        std::size_t at = 0;
+        while (at + kPacketSize <= mOpen.size()) {
+            if (mOpen[at] != kSync) {
+                ++at;
+                continue;
+            }
+            const std::span packet(&mOpen[at], kPacketSize);
+            mReader.Take(packet);
+            mLast.insert(mLast.end(), packet.begin(), packet.end());
+            at += kPacketSize;
+        }
+        mOpen.erase(mOpen.begin(), mOpen.begin() + static_cast<std::ptrdiff_t>(at));
+        if (mLast.size() > kKept) mLast.erase(mLast.begin(), mLast.end() - static_cast<std::ptrdiff_t>(kKept));
+        streams = mReader.Streams();
+        changed = streams != mTold;
+        mTold = streams;
+    }
+    mBytesReceived.fetch_add(datagram.size(), std::memory_order_relaxed);
+    if (changed) mOnStreams(streams);
+}
+
+}  // namespace board

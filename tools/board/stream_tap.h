@@ -1,0 +1,52 @@
+/// The receiving end of a multicast stream: joins the group for its life, keeps the last seconds, reads the tables.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "psi_reader.h"
+
+namespace board {
+
+class StreamTap {
+ public:
+    /// Joins the group. Throws std::system_error when the network refuses.
+    /// \param onSection  called on the tap's thread, as PsiReader says
+    /// \param onStreams  called on the tap's thread when the PMT tells of other streams
+    StreamTap(const std::string& group, int port, int programme, int audioPid, PsiReader::OnSection onSection,
+              std::function<void(const ProgrammeStreams&)> onStreams);
+    ~StreamTap();
+    StreamTap(const StreamTap&) = delete;
+    StreamTap& operator=(const StreamTap&) = delete;
+
+    /// Plays another programme or audio of the same stream from now on.
+    void Choose(int programme, int audioPid);
+
+    /// \return the last bytes of the stream, whole packets, some seconds of a programme
+    std::vector<std::uint8_t> LastBytes() const;
+
+    std::uint64_t BytesReceived() const { return mBytesReceived.load(std::memory_order_relaxed); }
+
+ private:
+    void Run();
+    void Take(std::span<const std::uint8_t> datagram);
+
+    const std::function<void(const ProgrammeStreams&)> mOnStreams;
+    int mSocket = -1;
+    int mStop[2] = {-1, -1};
+    std::atomic<std::uint64_t> mBytesReceived{0};
+    mutable std::mutex mMutex;
+    PsiReader mReader;
+    ProgrammeStreams mTold;
+    std::vector<std::uint8_t> mOpen;  ///< a packet that began in the datagram before
+    std::deque<std::uint8_t> mLast;
+    std::thread mThread;
+};
+
+}  // namespace board
