@@ -1,5 +1,6 @@
-/// Formats shared with the player process: its status block in shared memory and the records of its command queue. All
-/// integers are 32 bits wide and native; sizes and offsets hold on every machine.
+/// Formats shared with the board's other processes: the player's status block in shared memory, the records of its
+/// command queue, and those of the browser's controller. All integers are 32 bits wide and native; sizes and offsets
+/// hold on every machine. The first member of each record stands at its offset 0.
 #pragma once
 
 #include <cstddef>
@@ -183,29 +184,78 @@ struct sKBL_CTL_MSG { std::int32_t cmmdId; char cmmdParam[380]; };
 static_assert(sizeof(sKBL_CTL_MSG) == 384 && offsetof(sKBL_CTL_MSG, cmmdParam) == 4);
 
 // Records that the module doesn't send; they are part of the format.
+
 struct sSTOP_DISPLAY { std::int32_t cmmdId; };
+static_assert(sizeof(sSTOP_DISPLAY) == 4);
+
 struct sCMD_ONLY { std::int32_t cmmdId; };
+static_assert(sizeof(sCMD_ONLY) == 4);
+
 struct sIMAGE_OPTION { std::int32_t cmmdId, flip_int, delay_till_flip; };
+static_assert(sizeof(sIMAGE_OPTION) == 12 && offsetof(sIMAGE_OPTION, flip_int) == 4 &&
+              offsetof(sIMAGE_OPTION, delay_till_flip) == 8);
+
 struct sPLAY_INTERNAL_IMAGE { std::int32_t cmmdId, imageId; };
+static_assert(sizeof(sPLAY_INTERNAL_IMAGE) == 8 && offsetof(sPLAY_INTERNAL_IMAGE, imageId) == 4);
+
 struct sKBL_PLAYER_CHANGES { std::int32_t cmmdId, volChange, curVol, muteChange, curMute; };
+static_assert(sizeof(sKBL_PLAYER_CHANGES) == 20 && offsetof(sKBL_PLAYER_CHANGES, volChange) == 4 &&
+              offsetof(sKBL_PLAYER_CHANGES, curVol) == 8 && offsetof(sKBL_PLAYER_CHANGES, muteChange) == 12 &&
+              offsetof(sKBL_PLAYER_CHANGES, curMute) == 16);
+
 struct sDEINTERLACE_MSG { std::int32_t type, enable, mode, val[3]; };
+static_assert(sizeof(sDEINTERLACE_MSG) == 24 && offsetof(sDEINTERLACE_MSG, enable) == 4 &&
+              offsetof(sDEINTERLACE_MSG, mode) == 8 && offsetof(sDEINTERLACE_MSG, val) == 12);
+
 /// pCfg is a pointer of the board, which has 32 bits.
 struct sCFG_MSG {
-    std::int32_t cmmdId, updateId;
-    std::uint32_t pCfg, ptcVersion;
-    std::int32_t hwVersion, monType, defaultRes;
-    char macAddr[6];
+    std::int32_t  cmmdId;
+    std::int32_t  updateId;
+    std::uint32_t pCfg;
+    std::uint32_t ptcVersion;
+    std::int32_t  hwVersion;
+    std::int32_t  monType;
+    std::int32_t  defaultRes;
+    char          macAddr[6];
 };
+static_assert(sizeof(sCFG_MSG) == 36 && offsetof(sCFG_MSG, updateId) == 4 && offsetof(sCFG_MSG, pCfg) == 8 &&
+              offsetof(sCFG_MSG, ptcVersion) == 12 && offsetof(sCFG_MSG, hwVersion) == 16 &&
+              offsetof(sCFG_MSG, monType) == 20 && offsetof(sCFG_MSG, defaultRes) == 24 &&
+              offsetof(sCFG_MSG, macAddr) == 28);
+
 struct sCHANNEL_START { std::int32_t cmmdId, channelId; };
+static_assert(sizeof(sCHANNEL_START) == 8 && offsetof(sCHANNEL_START, channelId) == 4);
+
 struct sPLAYER_SETTING { std::int32_t cmmdId, tvRes, aType, aFreq, vType, vSysType, vForceSD, avPID; };
+static_assert(sizeof(sPLAYER_SETTING) == 32 && offsetof(sPLAYER_SETTING, tvRes) == 4 &&
+              offsetof(sPLAYER_SETTING, aType) == 8 && offsetof(sPLAYER_SETTING, aFreq) == 12 &&
+              offsetof(sPLAYER_SETTING, vType) == 16 && offsetof(sPLAYER_SETTING, vSysType) == 20 &&
+              offsetof(sPLAYER_SETTING, vForceSD) == 24 && offsetof(sPLAYER_SETTING, avPID) == 28);
+
 struct sFRAME_CT { std::int32_t cmmdId; std::uint32_t frameCt; std::int32_t reserve[4]; };
+static_assert(sizeof(sFRAME_CT) == 24 && offsetof(sFRAME_CT, frameCt) == 4 && offsetof(sFRAME_CT, reserve) == 8);
+
 struct sOSD_ACTION { std::int32_t cmmdId, action, param; };
+static_assert(sizeof(sOSD_ACTION) == 12 && offsetof(sOSD_ACTION, action) == 4 && offsetof(sOSD_ACTION, param) == 8);
+
 struct sLAYERING_CTL { std::int32_t cmmdId, subCmdId; std::uint32_t param[94]; };
+static_assert(sizeof(sLAYERING_CTL) == 384 && offsetof(sLAYERING_CTL, subCmdId) == 4 &&
+              offsetof(sLAYERING_CTL, param) == 8);
+
 struct sCOLOR_SETTING { std::int32_t cmmdId, brightness, color, contrast, tint; };
+static_assert(sizeof(sCOLOR_SETTING) == 20 && offsetof(sCOLOR_SETTING, brightness) == 4 &&
+              offsetof(sCOLOR_SETTING, color) == 8 && offsetof(sCOLOR_SETTING, contrast) == 12 &&
+              offsetof(sCOLOR_SETTING, tint) == 16);
+
 struct sSIZE_ADJ_SETTING { std::int32_t cmmdId, adjWidth, adjX, adjHeight, adjY; };
+static_assert(sizeof(sSIZE_ADJ_SETTING) == 20 && offsetof(sSIZE_ADJ_SETTING, adjWidth) == 4 &&
+              offsetof(sSIZE_ADJ_SETTING, adjX) == 8 && offsetof(sSIZE_ADJ_SETTING, adjHeight) == 12 &&
+              offsetof(sSIZE_ADJ_SETTING, adjY) == 16);
+
 struct sTUNER_CHANNEL_STATUS { std::int32_t cmmdId, channelId, subChanCnt, signalStrength, param[4]; };
-static_assert(sizeof(sDEINTERLACE_MSG) == 24 && sizeof(sCFG_MSG) == 36 && sizeof(sPLAYER_SETTING) == 32 &&
-              sizeof(sFRAME_CT) == 24 && sizeof(sLAYERING_CTL) == 384 && sizeof(sTUNER_CHANNEL_STATUS) == 32);
+static_assert(sizeof(sTUNER_CHANNEL_STATUS) == 32 && offsetof(sTUNER_CHANNEL_STATUS, channelId) == 4 &&
+              offsetof(sTUNER_CHANNEL_STATUS, subChanCnt) == 8 && offsetof(sTUNER_CHANNEL_STATUS, signalStrength) == 12 &&
+              offsetof(sTUNER_CHANNEL_STATUS, param) == 16);
 
 /// Any record.
 union sMSG_COMMON_FORMAT {
@@ -243,5 +293,11 @@ static_assert(sizeof(sMSG_COMMON_FORMAT) == 384);
 /// The message on the queue, as the board's processes declare it; the type is the system's `long` of the board.
 struct s_MSG_BUF { std::int32_t type, cmmdId; char buf[380]; };
 static_assert(sizeof(s_MSG_BUF) == 388 && offsetof(s_MSG_BUF, cmmdId) == 4 && offsetof(s_MSG_BUF, buf) == 8);
+
+// Records of the browser controller's queues.
+
+/// A status request, with cmmdId 71, the key of the queue for the answer and 2; its answer has the status in param[1].
+struct sMSG_CMD_FORMAT { std::int32_t cmmdId, param[7]; };
+static_assert(sizeof(sMSG_CMD_FORMAT) == 32 && offsetof(sMSG_CMD_FORMAT, param) == 4);
 
 // clang-format on

@@ -3,143 +3,253 @@
 
 #include <sys/msg.h>
 
+#include <cstring>
 #include <map>
 
-#include "kbl_interprocess.h"
-#include "playback/browsercontrol.h"
 #include "playback/m710cmmd.h"
-#include "fast_machine.h"
 
 namespace {
 
-/// One message as the player gets it: its number, its length, and the words of its record that aren't 0, by offset.
+/// The 32-bit words of a record that aren't 0, by their offset in it.
+using Record = std::map<int, std::uint32_t>;
+
+Record operator+(Record left, const Record& right) {
+    for (const auto& [offset, word] : right) left[offset] = word;
+    return left;
+}
+
+/// A layer at an offset: its centre, size and alpha.
+Record Layer(int at, std::uint32_t x, std::uint32_t y, std::uint32_t w, std::uint32_t h, std::uint32_t alpha) {
+    return {{at + 4, x}, {at + 8, y}, {at + 12, w}, {at + 16, h}, {at + 20, alpha}};
+}
+Record Full(int at) { return Layer(at, 50, 50, 100, 100, 255); }
+
+Record Text(int at, const std::string& text) {
+    Record record;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        record[at + static_cast<int>(i) / 4 * 4] |= static_cast<std::uint32_t>(static_cast<unsigned char>(text[i]))
+                                                    << i % 4 * 8;
+    }
+    return record;
+}
+
+/// One message as the player gets it.
 struct Order {
     int number;
-    int length;
-    std::map<int, std::uint32_t> words;
-    std::string text;  ///< where the record holds one
+    int length;  ///< of the message's text
+    Record record;
 
     bool operator==(const Order&) const = default;
 };
+using Orders = std::vector<Order>;
 
 std::ostream& operator<<(std::ostream& out, const Order& order) {
-    out << order.number << " length " << order.length;
-    for (const auto& [offset, word] : order.words) out << " @" << offset << '=' << word;
-    return out << " '" << order.text << "'";
+    out << order.number << " length " << order.length << std::hex;
+    for (const auto& [offset, word] : order.record) out << " @" << std::dec << offset << "=0x" << std::hex << word;
+    return out << std::dec;
 }
 
-std::vector<Order> TakeOrders(int key, long type) {
-    std::vector<Order> orders;
-    struct { long type; std::uint32_t word[200]; } message{};
+Orders TakeOrders(int key, long type) {
+    Orders orders;
+    struct {
+        long type;
+        std::uint32_t word[200];
+    } message{};
     const int queue = msgget(key, 0);
     for (ssize_t size; (size = msgrcv(queue, &message, sizeof message.word, type, IPC_NOWAIT)) >= 0; message = {}) {
-        Order order{static_cast<int>(message.word[0]), static_cast<int>(size), {}, ""};
-        const int textAt = size >= 132 && size <= 388 && order.number != DEBUG_CMMD && order.number != HWC_DISPLAY && order.number != DEVICE_REMOUNT_REQ ? 76 : order.number == START_STREAM_DISPLAY ? 8 : 0;
-        const int textEnd = textAt == 76 ? 332 : 24;
-        if (textAt != 0) order.text = reinterpret_cast<const char*>(message.word) + textAt;
+        Order order{static_cast<int>(message.word[0]), static_cast<int>(size), {}};
         for (int offset = 4; offset < size; offset += 4) {
-            if (textAt != 0 && offset >= textAt && offset < textEnd) continue;
-            if (message.word[offset / 4] != 0) order.words[offset] = message.word[offset / 4];
+            if (message.word[offset / 4] != 0) order.record[offset] = message.word[offset / 4];
         }
         orders.push_back(std::move(order));
     }
     return orders;
 }
 
-std::vector<Order> OrdersOf(std::string line) {
+Orders OrdersOf(std::string line) {
     m710cmmd(line.data());
     return TakeOrders(1234, 2);
 }
 
-using Orders = std::vector<Order>;
-
-std::map<int, std::uint32_t> Layer(int at, std::uint32_t x, std::uint32_t y, std::uint32_t w, std::uint32_t h, std::uint32_t alpha) {
-    return {{at + 4, x}, {at + 8, y}, {at + 12, w}, {at + 16, h}, {at + 20, alpha}};
-}
-
-std::map<int, std::uint32_t> With(std::map<int, std::uint32_t> words, std::initializer_list<std::pair<const int, std::uint32_t>> more) {
-    for (const auto& [offset, word] : more) words[offset] = word;
-    return words;
+std::string OutputOf(std::string line) {
+    testing::internal::CaptureStdout();
+    m710cmmd(line.data());
+    return testing::internal::GetCapturedStdout();
 }
 
 }  // namespace
 
 TEST(PlayerLanguage, EveryOptionBecomesItsOrder) {
     msgget(1234, IPC_CREAT | 0666);
-    const auto full = [](int at) { return Layer(at, 50, 50, 100, 100, 255); };
-    struct Case { const char* line; Orders orders; };
-    const Order stopAll{33, 8, {}, ""}, stopVideo{27, 8, {}, ""};
-    const Case cases[] = {
-        {"", {}}, {"word", {}}, {"-anext 1 2", {}}, {"-stopall", {stopAll}}, {"-stopall\r\n", {}}, {"  -stopall   -stopvid ", {stopAll, stopVideo}},
-        {"-vstat", {{72, 8, {}, ""}}}, {"-colorbar", {{37, 8, {}, ""}}}, {"-osdstart", {{45, 8, {}, ""}}}, {"-osdstop", {{46, 8, {}, ""}}},
-        {"-stoppic", {{2, 8, {}, ""}}}, {"-stopb", {{11, 8, {}, ""}}}, {"-help -stopvid", {stopVideo}},
-        {"-image 7 -stopall", {{0, 28, {{4, 1}, {8, 1}, {16, 10}}, ""}, stopAll}}, {"-image", {}},
-        {"-udp 239.1.1.1 5004 1f 0 50 50 100 100 0 255 0", {{1, 96, With(full(28), {{4, 5004}, {28, 65}, {60, 0x1F0000}}), "239.1.1.1"}}},
-        {"-udp 239.1.1.1 5004", {{1, 96, With(full(28), {{4, 5004}}), "239.1.1.1"}}},
-        {"-rtp 239.1.1.1 5004 0x1f 2A", {{1, 96, With(full(28), {{4, 0x100138C}, {60, 0x1F0000}, {68, 0x2A0000}}), "239.1.1.1"}}},
-        {"-udp 239.100.100.100.100 5004 1 2 10 20 30 40 5 60 7 0x80 -stopall -stopvid", {{1, 96, With(Layer(28, 10, 20, 30, 40, 60), {{4, 5004}, {24, 0x80}, {28, 65}, {52, 5}, {56, 7}, {60, 0x10000}, {68, 0x20000}}), "239.100.100.100"}, stopVideo}},
-        {"-udp 239.1.1.1 -stopall", {}}, {"-udp", {}},
-        {"-vdbg", {{67, 388, {{4, 0xFFFFFFFF}}, ""}}}, {"-vdbg 14 1f 20 -stopall -stopvid", {{67, 388, {{4, 14}, {8, 0x1f}, {12, 0x20}}, ""}, stopVideo}},
-        {"-vdbg 0x16 1 2 3 4 5 -stopall", {{67, 388, {{4, 0x16}, {8, 1}, {12, 2}, {16, 3}, {20, 4}, {24, 5}}, ""}, stopAll}},
-        {"-vdbg 7 abcd -stopall", {{67, 388, {{4, 7}, {8, 0x64636261}}, ""}, stopAll}}, {"-vdbg 9 -stopall -stopvid", {stopVideo}},
-        {"-trick 2 5 -stopall", {{34, 64, {{4, 2}, {8, 5}}, ""}, stopAll}}, {"-trick 2 -stopall -stopvid", {{34, 64, {{4, 2}}, ""}, stopVideo}}, {"-trick", {}},
-        {"-res 010 -stopall", {{8, 64, {{4, 8}}, ""}, stopAll}}, {"-res", {}},
-        {"-vs 50 50 100 100 0 255", {{65, 40, Layer(0, 50, 50, 100, 100, 255), ""}}}, {"-vs 50 50 100 100 0", {}},
-        {"-ps 1 -2 3 4 5 6 7 -stopall", {{66, 40, With(Layer(0, 1, 0xFFFFFFFE, 3, 4, 6), {{24, 5}, {28, 7}}), ""}, stopAll}},
-        {"-os 1 2 3 4 5 6 -stopall -stopvid", {{64, 40, With(Layer(0, 1, 2, 3, 4, 6), {{24, 5}}), ""}, stopVideo}},
-        {"-video a.mp4", {{29, 5 + 124 + 8, With(full(16), {{4, 1}}), "a.mp4"}}},
-        {"-vnext a.mp4 3 20 1 2 3 4 5 6 7 -stopall", {{47, 137, With(Layer(16, 1, 2, 3, 4, 6), {{4, 3}, {8, 20}, {40, 5}, {44, 7}}), "a.mp4"}, stopAll}},
-        {"-pic a.jpg", {{30, 137, With(full(16), {{4, 1}, {8, 15}}), "a.jpg"}}}, {"-pic -stopall -stopvid", {stopVideo}}, {"-pnext a.jpg 9", {{49, 137, With(full(16), {{4, 1}, {8, 9}}), "a.jpg"}}},
-        {"-browser p 0 -5", {{9, 133, With(full(16), {{4, 1}, {12, 2}, {20, 0xFFFFFFFB}}), "p"}}}, {"-bnext p", {{10, 133, With(full(16), {{4, 1}, {12, 2}}), "p"}}}, {"-browser", {}},
-        {"-hwc ABCDEFGHIJKLMNOP 3 6 -stopall", {{114, 136, {{4, 0x44434241}, {8, 0x48474645}, {12, 0x4C4B4A49}, {16, 3}, {20, 6}}, ""}, stopAll}}, {"-hwc -stopall -stopvid", {stopVideo}},
-        {"-atsc", {{106, 88, With(full(20), {{12, 14}, {16, 1}}), ""}}}, {"-atsc 7 2 30 -stopall", {{106, 88, With(full(20), {{8, 30}, {12, 7}, {16, 2}}), ""}, stopAll}},
-        {"-scan", {{118, 88, {}, ""}}}, {"-scan 1 -stopall -stopvid", {{118, 88, {{4, 1}}, ""}, stopVideo}}, {"-hostip", {}}, {"-hostname", {}}, {"-hostip localhost -stopall", {stopAll}},
+    const Order stopAll{33, 8, {}}, stopVideo{27, 8, {}};
+    const std::string group = "239.1.1.1";
+    struct Case {
+        std::string line;
+        Orders orders;
     };
+    // clang-format off
+    const Case cases[] = {
+        // Words that are no option, and options without words.
+        {"", {}}, {"word", {}}, {"-anext 1 2", {}}, {"-stopall\r\n", {}}, {"-STOPALL", {}}, {"-stopal", {}}, {"m7 -", {}},
+        {"-stopall", {stopAll}}, {"  -stopall   -stopvid ", {stopAll, stopVideo}}, {"-help -stopvid", {stopVideo}},
+        {"-stoppic", {{2, 8, {}}}}, {"-stopb", {{11, 8, {}}}}, {"-vstat", {{72, 8, {}}}}, {"-colorbar", {{37, 8, {}}}},
+        {"-osdstart", {{45, 8, {}}}}, {"-osdstop", {{46, 8, {}}}},
+        {"-image 7 -stopall", {{0, 28, {{4, 1}, {8, 1}, {16, 10}}}, stopAll}}, {"-image -stopall -stopvid", {}},
+
+        // Streams: IDs always hexadecimal, the rest as written; all twelve words step over a thirteenth.
+        {"-udp 239.1.1.1 5004 1f 0 50 50 100 100 0 255 0",
+         {{1, 96, Full(28) + Text(8, group) + Record{{4, 5004}, {28, 65}, {60, 0x1F0000}}}}},
+        {"-udp 239.1.1.1 5004", {{1, 96, Full(28) + Text(8, group) + Record{{4, 5004}}}}},
+        {"-udp 239.1.1.1 5004 1 -stopall -stopvid",
+         {{1, 96, Full(28) + Text(8, group) + Record{{4, 5004}, {60, 0x10000}}}, stopVideo}},
+        {"-rtp 239.1.1.1 5004 0x1f 2A",
+         {{1, 96, Full(28) + Text(8, group) + Record{{4, 0x100138C}, {60, 0x1F0000}, {68, 0x2A0000}}}}},
+        {"-udp 239.100.100.100.100 5004 1 2 10 -20 30 010 5 60 7 0x80 -stopall -stopvid",
+         {{1, 96, Layer(28, 10, 0xFFFFFFEC, 30, 8, 60) + Text(8, "239.100.100.100") +
+                      Record{{4, 5004}, {24, 0x80}, {28, 65}, {52, 5}, {56, 7}, {60, 0x10000}, {68, 0x20000}}},
+          stopVideo}},
+        {"-udp 239.1.1.1 -stopall", {}}, {"-rtp -stopall", {}}, {"-udp", {}},
+
+        // Debug orders: numbers in hexadecimal behind the first, or one text.
+        {"-vdbg", {{67, 388, {{4, 0xFFFFFFFF}}}}}, {"-vdbg -stopall -stopvid", {{67, 388, {{4, 0xFFFFFFFF}}}, stopVideo}},
+        {"-vdbg 14 1f 20 -stopall -stopvid", {{67, 388, {{4, 14}, {8, 0x1f}, {12, 0x20}}}, stopVideo}},
+        {"-vdbg 0x16 1 2 3 4 0x5 -stopall", {{67, 388, {{4, 0x16}, {8, 1}, {12, 2}, {16, 3}, {20, 4}, {24, 5}}}, stopAll}},
+        {"-vdbg 6 10", {{67, 388, {{4, 6}, {8, 0x10}}}}}, {"-vdbg 10 10", {{67, 388, {{4, 10}, {8, 0x10}}}}},
+        {"-vdbg 7 host.name -stopall", {{67, 388, Text(8, "host.name") + Record{{4, 7}}}, stopAll}},
+        {"-vdbg 8 10", {{67, 388, Text(8, "10") + Record{{4, 8}}}}}, {"-vdbg 9 -stopall -stopvid", {stopVideo}},
+
+        // The player's state, the resolution, the layers: asp before alpha here, behind it in the record.
+        {"-trick 2 5 -stopall", {{34, 64, {{4, 2}, {8, 5}}}, stopAll}}, {"-trick", {}}, {"-trick -stopall", {}},
+        {"-trick 2 -stopall -stopvid", {{34, 64, {{4, 2}}}, stopVideo}},
+        {"-res 010 -stopall", {{8, 64, {{4, 8}}}, stopAll}}, {"-res", {}},
+        {"-vs 50 50 100 100 0 255", {{65, 40, Full(0)}}}, {"-vs 50 50 100 100 0", {}}, {"-os 1 2 3 4 5 -stopall", {}},
+        {"-ps 1 -2 3 4 5 6 7 -stopall", {{66, 40, Layer(0, 1, 0xFFFFFFFE, 3, 4, 6) + Record{{24, 5}, {28, 7}}}, stopAll}},
+        {"-os 1 2 3 4 5 6 -stopall -stopvid", {{64, 40, Layer(0, 1, 2, 3, 4, 6) + Record{{24, 5}}}, stopVideo}},
+
+        // Files, pictures and pages: the length counts the name.
+        {"-video a.mp4", {{29, 5 + 124 + 8, Full(16) + Text(76, "a.mp4") + Record{{4, 1}}}}},
+        {"-video a.mp4 0 20 -stopall -stopvid",
+         {{29, 137, Full(16) + Text(76, "a.mp4") + Record{{4, 1}, {8, 20}}}, stopVideo}},
+        {"-vnext a.mp4 3 20 1 2 3 4 5 6 7 -stopall",
+         {{47, 137, Layer(16, 1, 2, 3, 4, 6) + Text(76, "a.mp4") + Record{{4, 3}, {8, 20}, {40, 5}, {44, 7}}}, stopAll}},
+        {"-pic a.jpg", {{30, 137, Full(16) + Text(76, "a.jpg") + Record{{4, 1}, {8, 15}}}}},
+        {"-pic a.jpg 0 1", {{30, 137, Full(16) + Text(76, "a.jpg") + Record{{4, 1}, {8, 15}, {20, 1}}}}},
+        {"-pnext a.jpg 9", {{49, 137, Full(16) + Text(76, "a.jpg") + Record{{4, 1}, {8, 9}}}}},
+        {"-browser p 0 -5", {{9, 133, Full(16) + Text(76, "p") + Record{{4, 1}, {12, 2}, {20, 0xFFFFFFFB}}}}},
+        {"-bnext p 30", {{10, 133, Full(16) + Text(76, "p") + Record{{4, 1}, {8, 30}, {12, 2}}}}},
+        {"-video", {}}, {"-vnext -stopall", {}}, {"-browser -stopall", {}}, {"-bnext", {}},
+        {"-pic -stopall -stopvid", {stopVideo}}, {"-pnext -stopall -stopvid", {stopVideo}},
+
+        // Messages, the tuner, look-ups.
+        {"-hwc ABCDEFGHIJKLMNOP 3 6 -stopall", {{114, 136, Text(4, "ABCDEFGHIJKL") + Record{{16, 3}, {20, 6}}}, stopAll}},
+        {"-hwc AB", {{114, 136, Text(4, "AB")}}}, {"-hwc -stopall -stopvid", {stopVideo}},
+        {"-atsc", {{106, 88, Full(20) + Record{{12, 14}, {16, 1}}}}},
+        {"-atsc 0 0 30 -stopall", {{106, 88, Full(20) + Record{{8, 30}, {12, 14}, {16, 1}}}, stopAll}},
+        {"-atsc 7 2", {{106, 88, Full(20) + Record{{12, 7}, {16, 2}}}}},
+        {"-scan", {{118, 88, {}}}}, {"-scan 1 -stopall -stopvid", {{118, 88, {{4, 1}}}, stopVideo}},
+        {"-hostip", {}}, {"-hostname -stopall", {}}, {"-hostip localhost -stopall", {stopAll}},
+
+        // Numbers stop at their first bad character and are held within 32 bits.
+        {"-res 12x", {{8, 64, {{4, 12}}}}}, {"-res x", {{8, 64, {}}}}, {"-res 99999999999", {{8, 64, {{4, 0xFFFFFFFF}}}}},
+        {"-vs 99999999999 -99999999999 0 0 0 0", {{65, 40, {{4, 0x7FFFFFFF}, {8, 0x80000000}}}}},
+    };
+    // clang-format on
     for (const Case& step : cases) EXPECT_EQ(OrdersOf(step.line), step.orders) << step.line;
+}
+
+TEST(PlayerLanguage, MountGoesToTheSystemDaemon) {
+    msgget(1234, IPC_CREAT | 0666);
+    EXPECT_EQ(OrdersOf("-mount 4 rw -stopall").size(), 1u) << "no daemon: the line goes on";
     msgget(1240, IPC_CREAT | 0666);
-    EXPECT_EQ(OrdersOf("-mount 4 rw -stopall"), Orders{stopAll});
-    EXPECT_EQ(TakeOrders(1240, 20), (Orders{{73, 392, {{4, 1234}, {8, 2}, {16, 4}, {20, 1}, {24, 15}}, ""}}));
-    EXPECT_EQ(OrdersOf("-mount 4"), Orders{});
+    for (const auto& [how, state] : {std::pair{"rw", 1u}, {"ro", 0u}, {"RW", 0u}, {"rwx", 0u}}) {
+        EXPECT_EQ(OrdersOf(std::string("-mount 4 ") + how + " -stopall").size(), 1u) << how;
+        Record wanted{{4, 1234}, {8, 2}, {16, 4}, {24, 15}};
+        if (state != 0) wanted[20] = state;
+        EXPECT_EQ(TakeOrders(1240, 20), (Orders{{73, 392, wanted}})) << how;
+    }
+    EXPECT_EQ(OrdersOf("-mount 4 -stopall"), Orders{});
+    EXPECT_EQ(TakeOrders(1240, 20), Orders{});
+}
+
+TEST(PlayerLanguage, SaysWhatItDoes) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"word", ""},
+        {"-stopall", ""},
+        {"-trick 2 5", "[m710cmmd] trick id = 2/5\n"},
+        {"-res 3", "[kb] resolution index = 3\n"},
+        {"-vs 1 2 3 4 5 6", "[kb] -vs command 65\n"},
+        {"-ps 1 2 3 4 5 6", "[kb] -ps command 66\n"},
+        {"-os 1 2 3 4 5 6", "[kb] -os command 64\n"},
+        {"-video a", "[m710cmmd] play video a\n"},
+        {"-vnext a", "[m710cmmd] play video a\n"},
+        {"-pic a", ""},
+        {"-browser a", "[m710cmmd] play browser a\n"},
+        {"-bnext a", "[m710cmmd] play next browser item a\n"},
+        {"-hwc ABCDEFGHIJKLMNOP 3 6", "\n[m710cmmd] hwc = ABCDEFGHIJKL. dur = 3-sec. pos = 6.\n\n"},
+        {"-hostip 127.0.0.9",
+         "[hostIp] h_name = 127.0.0.9\n\th_addrtype = 2\n\th_length = 4\n\t[hostIp] 127.0.0.9 ip = 127.0.0.9\n"},
+        {"-hostname 127.0.0.1",
+         "[hostName] h_name = localhost\n\th_addrtype = 2\n\th_length = 4\n\t\t\t = 127.0.0.1\n"},
+    };
+    for (const auto& [line, output] : cases) EXPECT_EQ(OutputOf(line), "m710cmmd " + line + "\n" + output);
+
+    const std::string menu = OutputOf("-help").substr(std::strlen("m710cmmd -help\n"));
+    EXPECT_EQ(menu.rfind("\n\ninput command menu:\n", 0), 0u);
+    std::size_t at = 0;
+    for (const char* option :
+         {"-mount",    "-image",    "-hostip",  "-hostname", "-rtp",     "-rtsp",  "-video", "-trick", "-vdbg",
+          "-colorbar", "-osdstart", "-stopall", "-stoppic",  "-stopvid", "-stopb", "-res",   "-vs",    "-video",
+          "-vnext",    "-pic",      "-pnext",   "-browser",  "-bnext",   "-hwc",   "-atsc",  "-scan",  "-anext"}) {
+        at = menu.find("\n" + std::string(option), at);
+        ASSERT_NE(at, std::string::npos) << option << " isn't in its place";
+        ++at;
+    }
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(Main(0, nullptr), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), menu);
+}
+
+TEST(PlayerLanguage, AFailedLookUpEndsTheLine) {
+    msgget(1234, IPC_CREAT | 0666);
+    const std::string longName(300, 'n');
+    const std::tuple<std::string, std::string, const char*> cases[] = {
+        {"-hostip ", longName, "[hostIp] iplookup error: "},
+        {"-hostname ", "no.address", "[hostName] lookup for no.address error: "},
+    };
+    for (const auto& [option, word, errors] : cases) {
+        const std::string output = OutputOf(option + word + " -stopall");
+        EXPECT_NE(output.find(errors), std::string::npos) << output;
+        EXPECT_EQ(TakeOrders(1234, 2), Orders{}) << option;
+    }
 }
 
 TEST(PlayerLanguage, LongLinesAndNamesAreHeldToTheirFields) {
     msgget(1234, IPC_CREAT | 0666);
-    const Orders file = OrdersOf("-video " + std::string(3000, 'n'));
-    ASSERT_EQ(file.size(), 1u);
-    EXPECT_EQ(file[0].length, 255 + 124 + 8);
-    EXPECT_EQ(file[0].text, std::string(255, 'n'));
-    EXPECT_EQ(OrdersOf("-vdbg 8 " + std::string(3000, 't'))[0].words.size(), 1u + 94u);
+    EXPECT_EQ(OrdersOf("-video " + std::string(3000, 'n')),
+              (Orders{{29, 255 + 124 + 8, Full(16) + Text(76, std::string(255, 'n')) + Record{{4, 1}}}}));
+    EXPECT_EQ(OrdersOf("-vdbg 8 " + std::string(3000, 't')),
+              (Orders{{67, 388, Text(8, std::string(375, 't')) + Record{{4, 8}}}}));
     std::string many;
     for (int i = 0; i < 400; ++i) many += "-stopvid ";
+    testing::internal::CaptureStderr();
     EXPECT_EQ(OrdersOf(many).size(), 255u) << "a table of 256 words, the first its name";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "m710cmmd TOO MANY ARGUMENTS");
 }
 
 TEST(PlayerLanguage, AnAbsentOrFullQueueLosesTheOrder) {
     EXPECT_EQ(send_msg(1234, 2, 33, nullptr, 0), 0) << "no player";
-    const int queue = msgget(1234, IPC_CREAT | 0666);
+    EXPECT_EQ(OutputOf("-stopall"), "m710cmmd -stopall\n") << "silent";
+    msgget(1234, IPC_CREAT | 0666);
     int sent = 0;
+    testing::internal::CaptureStdout();
     while (sent < 100000 && send_msg(1234, 2, 33, nullptr, 0) == 1) ++sent;
     EXPECT_LT(sent, 100000) << "never waits";
-    msgctl(queue, IPC_RMID, nullptr);
+    const std::string output = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(output.rfind("[kb] can't send cmmd 33 Type: 2 to msg 1234 (id=", 0), 0u) << output;
+    EXPECT_NE(output.find(")\n\tError Resource temporarily unavailable (11)\n"), std::string::npos) << output;
 }
 
-TEST(Browser, TextCommandsAndTheStatusQuery) {
-    struct Message { long type; char text[1024]; } message{};
-    EXPECT_EQ(sendMessgageToKonqueror(1, "-k123"), 0);
-    const int out = msgget(945602, 0);
-    ASSERT_EQ(msgrcv(out, &message, sizeof message.text, 1, IPC_NOWAIT), 1024);
-    EXPECT_EQ(std::string(message.text, 8), std::string("-k123\0\0\0", 8));
-    EXPECT_EQ(sendMessgageToKonqueror(1, std::string(3000, 'x').c_str()), 0);
-    ASSERT_EQ(msgrcv(out, &message, sizeof message.text, 1, IPC_NOWAIT), 1024);
-    EXPECT_EQ(strnlen(message.text, 1024), 1020u);
-    fast_machine::TakeSleeps();
-    const int in = msgget(31561, IPC_CREAT | 0666);
-    struct { long type; std::int32_t word[3]; } stale{5, {72, 0, 99}};
-    msgsnd(in, &stale, 12, 0);
-    EXPECT_EQ(isAlive(), -1) << "a stale answer doesn't count";
-    EXPECT_EQ(fast_machine::TakeSleeps(), std::vector<std::int64_t>(5, 500000));
-    ASSERT_EQ(msgrcv(out, &message, sizeof message.text, 2, IPC_NOWAIT), 1024);
-    const auto request = reinterpret_cast<const std::int32_t*>(message.text);
-    EXPECT_EQ((std::vector{request[0], request[1], request[2]}), (std::vector{71, 31561, 2}));
-    EXPECT_EQ(sendMessgageToKonqueror(1, "-a"), 0) << "whatever the status";
+TEST(PlayerLanguage, RtspEndsTheProcess) {
+    char line[] = "-rtsp -stopall";
+    EXPECT_EXIT(m710cmmd(line), testing::ExitedWithCode(0), "");
 }

@@ -5,7 +5,6 @@
 #include <sys/msg.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -25,13 +24,6 @@ constexpr std::size_t kMaxText = 1020;
 constexpr int kPolls = 5;
 constexpr std::int64_t kPollWait = 500 * platform::kMillisecond;
 constexpr int kMostStaleAnswers = 10000;  ///< more than a queue holds: a controller that floods doesn't hold us up
-
-/// A status request, and its answer with the status in param[1].
-struct sMSG_CMD_FORMAT {
-    std::int32_t cmmdId;
-    std::int32_t param[7];
-};
-static_assert(sizeof(sMSG_CMD_FORMAT) == 32 && offsetof(sMSG_CMD_FORMAT, param) == 4);
 
 platform::MsgQueue msgqid;
 

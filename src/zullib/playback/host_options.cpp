@@ -1,8 +1,9 @@
-// Options that send no order: name look-ups and the menu.
+// Options that send nothing: the menu, the end of the process, and name look-ups.
 #include <arpa/inet.h>
 #include <netdb.h>
 
 #include <cstdio>
+#include <cstdlib>
 
 #include "playback/playeroptions.h"
 
@@ -24,7 +25,8 @@ constexpr const char* kMenu =
     "-vdbg [paramVal [...]]         debug order of the player, further words in hexadecimal:\n"
     "    0 read state               1 read and clear state      2 toggle video FIFO monitor\n"
     "    3 dump video data          4 exit the player           5 get domain name\n"
-    "    7 set domain name (text)   8 host name by IP (text)    9 host IP by name (text)\n"
+    "    6, 7 set domain name (only 7 with its text)             8 host name by IP (text)\n"
+    "    9 host IP by name (text)\n"
     "    10 tuner type (0 none, 1 LG_H066F, 2 LG_H081P)         11 toggle vidProfEnableDbg\n"
     "    12 set tuner broadcast enable                          13 closed-caption type (0 to 6)\n"
     "    14 progPid audioPid of the multicast                   15 tuner multicast to 239.1.2.10:10000 off, on\n"
@@ -68,13 +70,15 @@ struct AddressBytes {
 
 }  // namespace
 
-int RunHelp(const PlayerOption& /*option*/, PaddedRecord& /*record*/, const Words& /*words*/, int at) {
+int RunHelp(const PlayerOption& /*option*/, const Words& /*words*/, int at) {
     std::puts(kMenu);
     return at + 1;
 }
 
+int RunExit(const PlayerOption& /*option*/, const Words& /*words*/, int /*at*/) { std::exit(0); }
+
 /// -hostip hostname
-int RunHostIp(const PlayerOption& /*option*/, PaddedRecord& /*record*/, const Words& words, int at) {
+int RunHostIp(const PlayerOption& /*option*/, const Words& words, int at) {
     if (!words.Usable(at + 1)) return kEndOfLine;
     const hostent* const host = gethostbyname(words[at + 1]);
     if (host == nullptr) {
@@ -83,13 +87,14 @@ int RunHostIp(const PlayerOption& /*option*/, PaddedRecord& /*record*/, const Wo
         return kEndOfLine;
     }
     const AddressBytes ip(*host);
-    std::printf("[hostIp] h_name = %s\n\th_addrtype = %d\n\th_length = %d\n\t", host->h_name, host->h_addrtype, host->h_length);
+    std::printf("[hostIp] h_name = %s\n\th_addrtype = %d\n\th_length = %d\n\t", host->h_name, host->h_addrtype,
+                host->h_length);
     std::printf("[hostIp] %s ip = %u.%u.%u.%u\n", words[at + 1], ip.byte[0], ip.byte[1], ip.byte[2], ip.byte[3]);
     return at + 2;
 }
 
 /// -hostname hostip
-int RunHostName(const PlayerOption& /*option*/, PaddedRecord& /*record*/, const Words& words, int at) {
+int RunHostName(const PlayerOption& /*option*/, const Words& words, int at) {
     if (!words.Usable(at + 1)) return kEndOfLine;
     in_addr address{};
     const hostent* const host =

@@ -1,11 +1,11 @@
-// Orders to the player: the table of options, the scan over a line's words, and the queue.
+// Orders to the player: a line cut into words, the scan over them, the records, and the queue.
 #include "playback/m710cmmd.h"
 
 #include <sys/ipc.h>
-#include <sys/msg.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 
@@ -14,70 +14,74 @@
 
 namespace {
 
-constexpr unsigned kPlayerQueue = 1234;
-constexpr unsigned kPlayerType = 2;
-constexpr int kMaxParameters = 384;   ///< bytes behind a command number
-constexpr int kSentBehind = 4;        ///< zero bytes more
+constexpr int kMaxParameters = 384;  ///< bytes behind a command number
+constexpr int kSentBehind = 4;       ///< zero bytes more
 constexpr int kMaxWords = 256;
-constexpr int kNoOrder = -1;
 
-// clang-format off
-constexpr PlayerOption kOptions[] = {
-    // word       order                 size run
-    {"-help",     kNoOrder,             0,   RunHelp},
-    {"-mount",    DEVICE_REMOUNT_REQ,   384, RunMount},
-    {"-image",    START_IMAGE_DISPLAY,  20,  RunImage},
-    {"-rtsp",     kNoOrder,             0,   RunExit},
-    {"-rtp",      START_STREAM_DISPLAY, 88,  RunRtp},
-    {"-udp",      START_STREAM_DISPLAY, 88,  RunUdp},
-    {"-vdbg",     DEBUG_CMMD,           380, RunDebug},
-    {"-vstat",    VPLAYER_STATUS,       0,   RunPlain},
-    {"-colorbar", COLOR_BAR,            0,   RunPlain},
-    {"-osdstart", OSD_START,            0,   RunPlain},
-    {"-osdstop",  OSD_STOP,             0,   RunPlain},
-    {"-stopall",  STOP_ALL,             0,   RunPlain},
-    {"-stoppic",  STOP_IMAGE,           0,   RunPlain},
-    {"-stopvid",  STOP_VIDEO,           0,   RunPlain},
-    {"-stopb",    BROWSER_STOP,         0,   RunPlain},
-    {"-trick",    PLAYER_CTL,           56,  RunTrick},
-    {"-res",      SET_RESOLUTION,       56,  RunResolution},
-    {"-vs",       VIDEO_LAYER,          32,  RunLayer},
-    {"-ps",       BROWSER_LAYER,        32,  RunLayer},
-    {"-os",       OSD_LAYER,            32,  RunLayer},
-    {"-video",    START_VIDEO_PLAY,     124, RunVideo},
-    {"-vnext",    VIDEO_NEXT,           124, RunVideo},
-    {"-pic",      START_PICTURE_PLAY,   124, RunPicture},
-    {"-pnext",    PICTURE_NEXT,         124, RunPicture},
-    {"-browser",  BROWSER_START,        124, RunBrowser},
-    {"-bnext",    BROWSER_NEXT,         124, RunBrowser},
-    {"-hwc",      HWC_DISPLAY,          128, RunMessage},
-    {"-atsc",     START_TUNER_CHANNEL,  80,  RunTuner},
-    {"-scan",     TUNER_SCAN,           80,  RunScan},
-    {"-hostip",   kNoOrder,             0,   RunHostIp},
-    {"-hostname", kNoOrder,             0,   RunHostName},
-};
-// clang-format on
-
-/// Words are distinct, and every size can be copied from a record and its padding.
-constexpr bool OptionsHold() {
-    for (std::size_t i = 0; i < std::size(kOptions); ++i) {
-        if (kOptions[i].size > kMaxParameters) return false;
-        if (4 + kOptions[i].size > static_cast<int>(sizeof(PaddedRecord))) return false;
-        for (std::size_t later = i + 1; later < std::size(kOptions); ++later) {
-            if (kOptions[i].word == kOptions[later].word) return false;
+/// The record of one order, while it is filled. Fields are reached by their offsets, which the option table holds.
+class OrderRecord {
+ public:
+    explicit OrderRecord(const PlayerOption& option) : mSize(option.size) {
+        for (const OptionWord& word : option.words) {
+            if (!word.IsText()) Put(word.offset, word.absent);
         }
+        for (const FixedField& field : option.fixed) Put(field.offset, field.value);
     }
-    return true;
+
+    void Take(const OptionWord& word, const char* text);
+
+    const sMSG_COMMON_FORMAT& Get() const { return mRecord.record; }
+    const char* Parameters() const { return Bytes() + sizeof(std::int32_t); }
+    int Size() const { return mSize; }  ///< bytes of the parameters
+
+ private:
+    char* Bytes() { return reinterpret_cast<char*>(&mRecord); }
+    const char* Bytes() const { return reinterpret_cast<const char*>(&mRecord); }
+    void Put(std::size_t offset, std::int32_t value) { std::memcpy(Bytes() + offset, &value, sizeof value); }
+    void PutText(const OptionWord& word, const char* text, std::size_t room);
+
+    PaddedRecord mRecord{};
+    int mSize;
+};
+
+void OrderRecord::Take(const OptionWord& word, const char* text) {
+    switch (word.kind) {
+        case Kind::kUnread: break;
+        case Kind::kSigned: Put(word.offset, ValueOf(text, Number::kSigned)); break;
+        case Kind::kUnsigned: Put(word.offset, ValueOf(text, Number::kUnsigned)); break;
+        case Kind::kNotZero:
+            if (const std::int32_t value = ValueOf(text, Number::kUnsigned); value != 0) Put(word.offset, value);
+            break;
+        case Kind::kPort: {
+            std::int32_t flags;
+            std::memcpy(&flags, Bytes() + word.offset, sizeof flags);
+            Put(word.offset, flags | ValueOf(text, Number::kUnsigned));
+            break;
+        }
+        case Kind::kHex: Put(word.offset, ValueOf(text, Number::kHex)); break;
+        case Kind::kUpperHex:
+            Put(word.offset, static_cast<std::int32_t>(static_cast<std::uint32_t>(ValueOf(text, Number::kHex)) << 16));
+            break;
+        case Kind::kMode:
+            Put(word.offset, ValueOf(text, Number::kUnsigned));
+            Put(word.offset - offsetof(sKBL_LAYER_INFO, xyMode), VIDEO_LAYER);
+            break;
+        case Kind::kReadWrite: Put(word.offset, std::strcmp(text, "rw") == 0 ? 1 : 0); break;
+        case Kind::kText: PutText(word, text, word.size - 1u); break;
+        case Kind::kName:
+            PutText(word, text, word.size - 1u);
+            mSize += static_cast<int>(strnlen(text, word.size - 1u));
+            break;
+        case Kind::kUnterminated: PutText(word, text, word.size); break;
+    }
 }
-static_assert(OptionsHold());
+
+/// The record is zero-filled: what is left of a field terminates its text.
+void OrderRecord::PutText(const OptionWord& word, const char* text, std::size_t room) {
+    std::memcpy(Bytes() + word.offset, text, strnlen(text, room));
+}
 
 }  // namespace
-
-const PlayerOption* FindOption(std::string_view word) {
-    const auto found = std::find_if(std::begin(kOptions), std::end(kOptions),
-                                    [word](const PlayerOption& option) { return option.word == word; });
-    return found != std::end(kOptions) ? found : nullptr;
-}
 
 int send_msg(unsigned int msgQID, unsigned int TypeId, unsigned int cmmdId, const void* pParam, int paramSize) {
     platform::MsgQueue queue;
@@ -89,34 +93,37 @@ int send_msg(unsigned int msgQID, unsigned int TypeId, unsigned int cmmdId, cons
     const int size = std::clamp(paramSize, 0, kMaxParameters);
     if (pParam != nullptr) std::memcpy(message.parameters, pParam, static_cast<std::size_t>(size));
     const auto length = sizeof message.cmmdId + static_cast<std::size_t>(size + kSentBehind);
-    if (queue.Send(static_cast<int>(TypeId), &message, length, IPC_NOWAIT | MSG_NOERROR)) return 1;
+    if (queue.Send(static_cast<int>(TypeId), &message, length, IPC_NOWAIT)) return 1;
     const int error = errno;
-    std::printf("[kb] can't send cmmd %u Type: %u to msg %u (id=%d)\n\tError %s (%d)\n", cmmdId, TypeId, msgQID, queue.Id(),
-                std::strerror(error), error);
+    std::printf("[kb] can't send cmmd %u Type: %u to msg %u (id=%d)\n\tError %s (%d)\n", cmmdId, TypeId, msgQID,
+                queue.Id(), std::strerror(error), error);
     return 0;
 }
 
-void SendToPlayer(const PlayerOption& option, const PaddedRecord& record, int size) {
-    const char* const bytes = reinterpret_cast<const char*>(&record);
-    send_msg(kPlayerQueue, kPlayerType, static_cast<unsigned>(option.cmmdId), bytes + sizeof(std::int32_t), size);
+int RunOrder(const PlayerOption& option, const Words& words, int at) {
+    OrderRecord record(option);
+    const int wanted = static_cast<int>(option.words.size());
+    int taken = 0;
+    for (; taken < wanted && words.Usable(at + 1 + taken); ++taken) {
+        record.Take(option.words[static_cast<std::size_t>(taken)], words[at + 1 + taken]);
+    }
+    const bool dropsOne = taken < wanted || option.oneMore;
+    const int next = at + 1 + taken + (dropsOne ? 1 : 0);
+    if (taken < option.required) return option.missing == Missing::kDropLine ? kEndOfLine : next;
+    if (option.print != nullptr) option.print(option, record.Get(), words[at + 1]);
+    send_msg(option.to.key, option.to.type, static_cast<unsigned>(option.cmmdId), record.Parameters(), record.Size());
+    return next;
 }
 
 int Main(int argc, char** argv) {
     const Words words{argc, argv};
-    PaddedRecord record;
     if (argc < 1) {
-        RunHelp(kOptions[0], record, words, 0);
+        RunHelp({}, words, 0);
         return 0;
     }
-    for (int at = 0; at < argc;) {
+    for (int at = 0; at < argc && at != kEndOfLine;) {
         const PlayerOption* const option = FindOption(words[at]);
-        if (option == nullptr) {
-            ++at;
-            continue;
-        }
-        std::memset(&record, 0, sizeof record);
-        at = option->run(*option, record, words, at);
-        if (at == kEndOfLine) return 0;
+        at = option != nullptr ? option->run(*option, words, at) : at + 1;
     }
     return 0;
 }

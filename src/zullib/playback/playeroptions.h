@@ -1,7 +1,8 @@
-/// The options of the player's language.
+/// The options of the player's language: what stands behind each, and the order that it becomes.
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "kbl_interprocess.h"
@@ -13,43 +14,86 @@ struct PaddedRecord {
     char padding[8];
 };
 
+/// Queue and message type that an order goes to.
+struct Destination {
+    unsigned key;
+    unsigned type;
+};
+constexpr Destination kPlayer = {1234, 2};
+constexpr Destination kDaemon = {1240, 20};  ///< the system daemon's
+
+/// How the word behind an option is read. Numbers are decimal, 0x hexadecimal or leading-zero octal, unless told.
+enum class Kind : std::uint8_t {
+    kUnread,        ///< must be there, and is all the same
+    kSigned,        ///< number
+    kUnsigned,      ///< number
+    kNotZero,       ///< unsigned number; 0 stands for the one that an absent word gives
+    kPort,          ///< unsigned number, or-ed into what stands there
+    kHex,           ///< hexadecimal, with or without a prefix
+    kUpperHex,      ///< hexadecimal, shifted into the upper 16 bits
+    kMode,          ///< unsigned number, a layer's xyMode; marks that layer as given
+    kReadWrite,     ///< 1 for "rw", 0 for any other word
+    kText,          ///< text, cut to its field and terminated
+    kName,          ///< the same, and the order's size counts its characters
+    kUnterminated,  ///< text, cut to its field
+};
+
+/// One word behind an option.
+struct OptionWord {
+    Kind kind;
+    std::uint16_t offset = 0;  ///< of its field in the record
+    std::int32_t absent = 0;   ///< number that stands in the field when there is no word
+    std::uint16_t size = 4;    ///< bytes of its field
+
+    constexpr bool IsText() const { return kind == Kind::kText || kind == Kind::kName || kind == Kind::kUnterminated; }
+};
+
+/// A number that an order always carries.
+struct FixedField {
+    std::uint16_t offset;
+    std::int32_t value;
+};
+
+/// What the scan does when a word that must be there isn't.
+enum class Missing : std::uint8_t {
+    kDropLine,  ///< reads nothing more of the line
+    kDropWord,  ///< goes on behind the word that stands there instead
+};
+
+constexpr std::int32_t kNoOrder = -1;
 constexpr int kEndOfLine = -1;  ///< nothing more of the line is read
+
+struct PlayerOption;
+
+/// Fills the option's record from its words, and sends it.
+/// \param at  place of the option word
+/// \return place of the word that the scan goes on with: behind the option's words when all were there, else behind the
+///         word that ended them, whatever it was; or kEndOfLine
+int RunOrder(const PlayerOption& option, const Words& words, int at);
 
 /// One option of the player's language.
 struct PlayerOption {
+    using Run = int (*)(const PlayerOption& option, const Words& words, int at);
+    using Print = void (*)(const PlayerOption& option, const sMSG_COMMON_FORMAT& record, const char* firstWord);
+
     std::string_view word;
-    std::int32_t cmmdId;
-    int size;  ///< bytes sent of the record, from its byte 4 on; file orders add their name's length
-    /// Reads the option's words and sends its order.
-    /// \param record  cleared
-    /// \param at      place of the option word
-    /// \return place of the word that the scan goes on with, or kEndOfLine
-    int (*run)(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
+    std::int32_t cmmdId = kNoOrder;
+    int size = 0;      ///< bytes sent of the record, from its byte 4 on; a kName adds its length
+    int required = 0;  ///< leading words that must be there
+    std::span<const OptionWord> words{};
+    std::span<const FixedField> fixed{};
+    Print print = nullptr;  ///< line on standard output before the order leaves
+    Missing missing = Missing::kDropLine;
+    Run run = RunOrder;
+    bool oneMore = false;  ///< steps over one more word when all were there
+    Destination to = kPlayer;
 };
 
 /// \return the option of a word, or null
 const PlayerOption* FindOption(std::string_view word);
 
-/// Sends a record to the player's queue.
-void SendToPlayer(const PlayerOption& option, const PaddedRecord& record, int size);
-
-// Options by what stands behind them: control_options.cpp, stream_options.cpp, host_options.cpp.
-int RunPlain(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunHelp(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunExit(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunMount(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunImage(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunRtp(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunUdp(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunDebug(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunTrick(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunResolution(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunLayer(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunVideo(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunPicture(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunBrowser(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunMessage(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunTuner(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunScan(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunHostIp(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
-int RunHostName(const PlayerOption& option, PaddedRecord& record, const Words& words, int at);
+// Options that send nothing.
+int RunHelp(const PlayerOption& option, const Words& words, int at);
+int RunExit(const PlayerOption& option, const Words& words, int at);
+int RunHostIp(const PlayerOption& option, const Words& words, int at);
+int RunHostName(const PlayerOption& option, const Words& words, int at);

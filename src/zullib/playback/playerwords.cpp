@@ -1,4 +1,4 @@
-// Numbers and optional tails of the player's language.
+// Numbers of the player's language.
 #include "playback/playerwords.h"
 
 #include <algorithm>
@@ -6,6 +6,7 @@
 #include <limits>
 
 std::int32_t ValueOf(const char* word, Number number) {
+    // In 64 bits, so that the limits are those of the board's 32-bit strtol and strtoul on every machine.
     const long long value = std::strtoll(word, nullptr, number == Number::kHex ? 16 : 0);
     if (number == Number::kSigned) {
         return static_cast<std::int32_t>(std::clamp<long long>(value, std::numeric_limits<std::int32_t>::min(),
@@ -13,14 +14,4 @@ std::int32_t ValueOf(const char* word, Number number) {
     }
     return static_cast<std::int32_t>(
         static_cast<std::uint32_t>(std::min<long long>(value, std::numeric_limits<std::uint32_t>::max())));
-}
-
-int TakeTail(const Words& words, int at, std::span<const Field> fields, int* filled) {
-    if (filled != nullptr) *filled = 0;
-    for (const Field& field : fields) {
-        if (!words.Usable(at)) return at + 1;
-        *field.to = ValueOf(words[at++], field.number);
-        if (filled != nullptr) ++*filled;
-    }
-    return at;
 }

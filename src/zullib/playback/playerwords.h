@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 
 /// The words, the option words among them.
 struct Words {
@@ -16,12 +15,6 @@ struct Words {
     bool Usable(int at) const {
         return at < count && !(word[at][0] == '-' && !(word[at][1] >= '0' && word[at][1] <= '9'));
     }
-    bool Usable(int first, int number) const {
-        for (int at = first; at < first + number; ++at) {
-            if (!Usable(at)) return false;
-        }
-        return true;
-    }
 };
 
 /// How a number is written.
@@ -32,16 +25,5 @@ enum class Number {
 };
 
 /// Value of a word; it stops at the first bad character, and is held within 32 bits.
+/// \return 0 for a word without digits
 std::int32_t ValueOf(const char* word, Number number);
-
-/// A field of a record, and how its word is written.
-struct Field {
-    std::int32_t* to;
-    Number number;
-};
-
-/// Fills fields from the words of an optional tail.
-/// \param at      first word of the tail
-/// \param filled  gets the number of fields that had a word; may be null
-/// \return where the scan goes on: behind the last word when all had one, else behind the word that ended the tail
-int TakeTail(const Words& words, int at, std::span<const Field> fields, int* filled = nullptr);

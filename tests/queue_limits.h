@@ -1,0 +1,29 @@
+/// The machine's limit of message queues, reached on purpose.
+#pragma once
+
+#include <sys/ipc.h>
+#include <sys/msg.h>
+
+#include <vector>
+
+/// Makes queues until the machine has no more; gives them back at its end.
+class QueueHog {
+ public:
+    QueueHog() {
+        for (int id; (id = msgget(IPC_PRIVATE, 0600)) != -1;) mQueues.push_back(id);
+    }
+    ~QueueHog() {
+        while (!mQueues.empty()) GiveOne();
+    }
+    QueueHog(const QueueHog&) = delete;
+    QueueHog& operator=(const QueueHog&) = delete;
+
+    /// Makes room for one queue.
+    void GiveOne() {
+        msgctl(mQueues.back(), IPC_RMID, nullptr);
+        mQueues.pop_back();
+    }
+
+ private:
+    std::vector<int> mQueues;
+};
