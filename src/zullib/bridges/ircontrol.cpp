@@ -25,15 +25,6 @@ constexpr std::int64_t kFailureWait = platform::kSecond;
 constexpr std::uint32_t kVolumeGap = 250;  ///< 1/1024 seconds between the repeats of a held volume key
 constexpr std::uint32_t kOtherGap = 300;   ///< that any other key must have been let go
 
-/// A key on its way to the master.
-struct KeyDatagram {
-    char remoteStr[6];
-    std::uint8_t remoteId, length, systemCode, key, repeat, crc;
-};
-static_assert(sizeof(KeyDatagram) == 12 && offsetof(KeyDatagram, remoteId) == 6 && offsetof(KeyDatagram, key) == 9 &&
-              offsetof(KeyDatagram, crc) == 11);
-constexpr KeyDatagram kKeyTemplate = {{'R', 'E', 'M', 'O', 'T', 'E'}, 0x01, 0x04, 0x00, 0x0F, 0x00, 0xCC};
-
 void* ir_thread(void* arg) {
     LOG("IR THREAD STARTED");
     static IrControl* ir;
@@ -138,8 +129,8 @@ int IrControl::SendKeyToUdp(int key) {
     } else {
         PANIC("Unknown key %d\n", key);
     }
-    LOG(" Sending out key %.2x %.2x %.2x %.2x %.2x %.2x\n", buff.remoteId, buff.length, buff.systemCode, buff.key, buff.repeat,
-        buff.crc);
+    LOG(" Sending out key %.2x %.2x %.2x %.2x %.2x %.2x\n", buff.remoteId, buff.length, buff.systemCode, buff.key,
+        buff.repeat, buff.crc);
     const platform::MutexLock lock(mMutex);
     if (mpUdp != nullptr) mpUdp->Send(&buff, sizeof buff);
     return 0;

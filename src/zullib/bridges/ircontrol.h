@@ -12,7 +12,7 @@ class UdpServer;
 
 /// Routes the keys on a thread of its own. Receivers only.
 class IrControl {
-   public:
+ public:
     /// Opens the queues and starts the thread. Ends the process when that fails.
     IrControl();
     ~IrControl();
@@ -28,7 +28,7 @@ class IrControl {
     /// Gives the keys to the browser, or takes them away from it.
     void BrowserRunning(bool running) { mBrowserRunning.store(running, std::memory_order_relaxed); }
 
-   private:
+ private:
     friend class IrControlTest;
 
     int ReceiveKey();

@@ -1,6 +1,7 @@
-/// The keys of the remote control.
+/// The keys of the remote control, and the datagram in which the master gets one.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
 
@@ -51,6 +52,23 @@ constexpr RemoteKey kRemoteKeys[] = {
 constexpr int kKeyMenu = 16;
 constexpr int kKeyVolumeUp = 44;
 constexpr int kKeyVolumeDown = 45;
+
+/// A key on its way to the master.
+struct KeyDatagram {
+    char remoteStr[6];  ///< "REMOTE", without a terminator
+    std::uint8_t remoteId;
+    std::uint8_t length;
+    std::uint8_t systemCode;  ///< low byte of the code that the remote obeys
+    std::uint8_t key;         ///< RemoteKey::datagramCode
+    std::uint8_t repeat;      ///< 1 for a held volume key, else 0
+    std::uint8_t crc;         ///< a constant
+};
+static_assert(sizeof(KeyDatagram) == 12 && offsetof(KeyDatagram, remoteId) == 6 && offsetof(KeyDatagram, length) == 7 &&
+              offsetof(KeyDatagram, systemCode) == 8 && offsetof(KeyDatagram, key) == 9 &&
+              offsetof(KeyDatagram, repeat) == 10 && offsetof(KeyDatagram, crc) == 11);
+
+/// What every datagram starts from; the key's code is the one of a key that the table lacks.
+constexpr KeyDatagram kKeyTemplate = {{'R', 'E', 'M', 'O', 'T', 'E'}, 0x01, 0x04, 0x00, 0x0F, 0x00, 0xCC};
 
 /// \return the key's row, or null
 constexpr const RemoteKey* FindKey(int irCode) {

@@ -56,8 +56,8 @@ struct CpuTicks {
 bool ReadCpuTicks(CpuTicks& ticks) {
     FILE* const file = std::fopen(kLoadFile, "r");
     if (file == nullptr) return false;
-    const int converted = std::fscanf(file, "cpu %" SCNu64 " %" SCNu64 " %" SCNu64 " %" SCNu64, &ticks.user, &ticks.userLow,
-                                      &ticks.sys, &ticks.idle);
+    const int converted = std::fscanf(file, "cpu %" SCNu64 " %" SCNu64 " %" SCNu64 " %" SCNu64, &ticks.user,
+                                      &ticks.userLow, &ticks.sys, &ticks.idle);
     std::fclose(file);
     return converted == 4;
 }

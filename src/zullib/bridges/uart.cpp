@@ -47,7 +47,8 @@ Uart::~Uart() {
 void Uart::RunThread() {
     for (;;) {
         const int port = mSerialFd.load(std::memory_order_relaxed);
-        if (!mForwardUart.load(std::memory_order_acquire) || port == 0 || mChangingSettings.load(std::memory_order_relaxed)) {
+        if (!mForwardUart.load(std::memory_order_acquire) || port == 0 ||
+            mChangingSettings.load(std::memory_order_relaxed)) {
             platform::Sleep(kPoll);
             continue;
         }
@@ -95,9 +96,9 @@ bool Uart::ProcessUartSetParameters(char* cmd, SnmpLocal* pSnmp) {
     const char* const baud = strtok_r(cmd, ",", &position);
     const char* const databits = strtok_r(nullptr, ",", &position);
     const char* const parity = strtok_r(nullptr, ",", &position);
-    const char* const stopbits = strtok_r(nullptr, ",", &position);
-    if (baud == nullptr || databits == nullptr || parity == nullptr || stopbits == nullptr) return false;
-    if (std::strlen(parity) != 1) return false;
+    if (baud == nullptr || databits == nullptr || parity == nullptr || std::strlen(parity) != 1) return false;
+    const char* const stopbits = position;  // what stands behind the parity's comma
+    if (stopbits == nullptr || stopbits[0] == '\0') return false;
     char value[64];
     // Parity moves to the second place.
     std::snprintf(value, sizeof value, "\"%d,%s,%d,%d\"", Decimal(baud), parity, Decimal(databits), Decimal(stopbits));

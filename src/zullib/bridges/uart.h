@@ -11,7 +11,7 @@ class UdpServer;
 
 /// Reads the port on a thread of its own, and writes it on the command thread. Receivers only.
 class Uart {
-   public:
+ public:
     /// Starts the thread. Ends the process when that fails.
     Uart();
     ~Uart();
@@ -33,7 +33,7 @@ class Uart {
     /// Starts the bridge towards the last client of `pUdp`; null stops it. The port, once open, stays so.
     void SetUartForwarding(UdpServer* pUdp) EXCLUDES(mMutex);
 
-   private:
+ private:
     friend class UartTest;
 
     bool WriteToUdp(const char* buffer, int len) EXCLUDES(mMutex);

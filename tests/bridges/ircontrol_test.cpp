@@ -1,0 +1,198 @@
+// Keys of the remote control: their codes, the repeats that are held back, and their roads.
+#include "bridges/ircontrol.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/msg.h>
+
+#include "bridges/forwarding.h"
+#include "bridges/keytable.h"
+#include "browser_controller.h"
+#include "fast_machine.h"
+#include "infrared_service.h"
+#include "queue_limits.h"
+#include "sharedmem.h"
+#include "status_block.h"
+
+using Texts = std::vector<std::string>;
+
+class IrControlTest : public ::testing::Test {
+ protected:
+    /// \return the datagram of a key: the bytes behind its head
+    static std::string Datagram(int systemCode, int key, int repeat) {
+        return std::string("REMOTE\x01\x04") + static_cast<char>(systemCode) + static_cast<char>(key) +
+               static_cast<char>(repeat) + '\xCC';
+    }
+
+    bool Slow(int key, std::uint8_t* repeat) { return mControl->SlowKey(key, repeat); }
+    void Route(int key) { mControl->RouteKey(key); }
+
+    board::StatusBlock mBlock;
+    board::InfraredService mRemote;
+    Client mMaster;
+    CommandServer mServer;
+    IrControl* mControl = new IrControl;  // its thread doesn't end
+};
+
+namespace {
+
+enum Code { kUp = 11, kDown = 12, kVolumeUp = 44, kVolumeDown = 45 };
+
+}  // namespace
+
+TEST_F(IrControlTest, RepeatRulesOverAllTransitions) {
+    // Kind of key by kind of the key before, and each side of each gap; a suppressed key moves the start of the gap,
+    // unless it is a volume key.
+    struct Step {
+        int key;
+        std::uint32_t at;
+        bool passes;
+        int repeat;
+    };
+    // clang-format off
+    const Step steps[] = {
+        {kUp, 1000, true, 0},  // the first key ever
+        {kUp, 1100, false, 0}, {kUp, 1200, false, 0}, {kUp, 1499, false, 0}, {kUp, 1799, true, 0},
+        {kDown, 1800, true, 0}, {kUp, 1801, true, 0}, {kUp, 2100, false, 0},
+        {kVolumeUp, 2101, true, 0}, {kVolumeUp, 2201, false, 0}, {kVolumeUp, 2350, false, 0}, {kVolumeUp, 2351, true, 1},
+        {kVolumeUp, 2451, false, 0}, {kVolumeUp, 2600, false, 0}, {kVolumeUp, 2651, true, 1},
+        {kVolumeDown, 2652, true, 0}, {kVolumeUp, 2653, true, 0}, {kVolumeUp, 2902, false, 0}, {kVolumeUp, 2903, true, 1},
+        {kUp, 2904, true, 0}, {kUp, 3204, true, 0}, {kVolumeDown, 3205, true, 0},
+        {kVolumeDown, 5, true, 1},  // the counter wrapped
+    };
+    // clang-format on
+    for (const Step& step : steps) {
+        fast_machine::SetTick(step.at);
+        std::uint8_t repeat = 9;
+        EXPECT_EQ(Slow(step.key, &repeat), step.passes) << step.key << " at " << step.at;
+        EXPECT_EQ(repeat, step.repeat) << step.key << " at " << step.at;
+    }
+    EXPECT_TRUE(Slow(kDown, nullptr));
+}
+
+TEST_F(IrControlTest, EveryKeyReachesTheMasterAsItsCode) {
+    struct Key {
+        int code;
+        const char* name;
+        int sent;
+    };
+    // clang-format off
+    const Key keys[] = {
+        {0, "", 15}, {1, "KEY_NUM_0 ", 25}, {2, "KEY_NUM_1 ", 15}, {3, "KEY_NUM_2 ", 16}, {4, "KEY_NUM_3 ", 17},
+        {5, "KEY_NUM_4 ", 18}, {6, "KEY_NUM_5 ", 19}, {7, "KEY_NUM_6 ", 20}, {8, "KEY_NUM_7 ", 21}, {9, "KEY_NUM_8 ", 22},
+        {10, "KEY_NUM_9 ", 23}, {11, "KEY_UP ", 7}, {12, "KEY_DOWN ", 13}, {13, "KEY_RIGHT ", 11}, {14, "KEY_LEFT ", 9},
+        {15, "KEY_ENTER (SEL) ", 10}, {16, "KEY_MENU ", 29}, {17, "", 15}, {25, "", 15}, {26, "KEY_FF ", 14}, {27, "", 15},
+        {32, "", 15}, {33, "KEY_OFF", 2}, {34, "KEY_ZUL ", 3}, {35, "KEY_RED ", 27}, {36, "KEY_GREEN ", 28},
+        {37, "KEY_YELLOW ", 30}, {38, "KEY_BLUE ", 31}, {39, "KEY_F1 ", 26}, {40, "KEY_CHAN_UP ", 1},
+        {41, "KEY_CHAN_DOWN ", 4}, {42, "KEY_GUIDE ", 12}, {43, "KEY_INFO ", 24}, {44, "KEY_VOL_UP ", 8},
+        {45, "KEY_VOL_DOWN ", 6}, {46, "KEY_MUTE ", 5}, {47, "", 15}, {127, "", 15},
+    };
+    // clang-format on
+    global_debug_flag = 0;  // standard output shows the names alone
+    mControl->SetIrForwarding(mServer.After(mMaster));
+    for (const Key& key : keys) {
+        SharedMem::Self()->IrModeCode(static_cast<std::uint16_t>(0x40 + key.code));
+        testing::internal::CaptureStdout();
+        mRemote.Press(key.code);
+        EXPECT_EQ(mMaster.TakeCount(1), Texts{Datagram(0x40 + key.code, key.sent, 0)}) << key.code;
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), key.name) << key.code;
+    }
+}
+
+TEST_F(IrControlTest, AHeldVolumeKeyRepeatsAndAnyOtherDoesNot) {
+    mControl->SetIrForwarding(mServer.After(mMaster));
+    for (const int key : {kVolumeUp, kUp}) {
+        for (std::uint32_t at = 0; at <= 1000; at += 100) {
+            fast_machine::SetTick(5000 + at);
+            Route(key);
+        }
+    }
+    EXPECT_EQ(mMaster.TakeCount(5),
+              (Texts{Datagram(0, 8, 0), Datagram(0, 8, 1), Datagram(0, 8, 1), Datagram(0, 8, 1), Datagram(0, 7, 0)}))
+        << "at 0, 300, 600 and 900, and once";
+    EXPECT_TRUE(mMaster.Take(50).empty());
+}
+
+TEST_F(IrControlTest, EachKeyTakesTheRoadOfItsState) {
+    board::BrowserController browser;
+    struct Case {
+        bool forward, running;
+        int key;
+        bool toMaster;
+        const char* toBrowser;
+        bool runningThen;
+    };
+    // clang-format off
+    const Case cases[] = {
+        {true, false, kUp, true, "", false}, {true, true, kUp, true, "", true}, {true, false, kKeyMenu, true, "", false},
+        {false, false, kUp, false, "", false}, {false, true, kUp, false, "-k011", true},
+        {false, false, kKeyMenu, false, "-k016", true}, {false, true, kKeyMenu, false, "-k016", true},
+        {false, true, 127, false, "-k127", true},
+    };
+    // clang-format on
+    std::uint32_t tick = 0;
+    for (const Case& step : cases) {
+        const auto where = [&] { return std::to_string(&step - cases); };
+        fast_machine::SetTick(tick += 1000);
+        mControl->SetIrForwarding(step.forward ? mServer.After(mMaster) : nullptr);
+        mControl->BrowserRunning(step.running);
+        browser.Orders().Clear();
+        Route(step.key);
+        EXPECT_EQ(mMaster.Take(step.toMaster ? 2000 : 20).size(), step.toMaster ? 1u : 0u) << where();
+        if (step.toBrowser[0] != '\0') {
+            const auto orders = browser.Orders().WaitForCount(1);
+            ASSERT_EQ(orders.size(), 1u) << where();
+            EXPECT_EQ(orders[0].text, step.toBrowser) << where();
+            EXPECT_EQ(orders[0].size, 12u) << where();
+        }
+        fast_machine::SetTick(tick += 1000);
+        mControl->SetIrForwarding(nullptr);
+        browser.Orders().Clear();
+        Route(kDown);  // reaches the browser when it has the keys
+        Route(kKeyMenu);
+        const auto then = browser.Orders().WaitForCount(step.runningThen ? 2 : 1);
+        EXPECT_EQ(then.at(0).text, step.runningThen ? "-k012" : "-k016") << where();
+    }
+}
+
+TEST_F(IrControlTest, TheLastMasterThatAskedGetsTheKeys) {
+    const Client second;
+    mControl->SetIrForwarding(mServer.After(mMaster));
+    mControl->SetIrForwarding(mServer.After(second));
+    mRemote.Press(kUp);
+    EXPECT_EQ(second.TakeCount(1).size(), 1u);
+    mControl->SetIrForwarding(nullptr);
+    mRemote.Press(kDown);
+    mRemote.Press(kUp);
+    EXPECT_TRUE(second.Take(50).empty());
+    EXPECT_TRUE(mMaster.Take().empty());
+}
+
+TEST_F(IrControlTest, AKeyThatCantBeReceivedIsReportedAndTheNextOneCounts) {
+    const int queue = msgget(1250, 0);
+    const struct {
+        long type;
+        char text[16];
+    } empty{1, {}};
+    mControl->SetIrForwarding(mServer.After(mMaster));
+    fast_machine::TakeSleeps();
+    testing::internal::CaptureStderr();
+    ASSERT_EQ(msgsnd(queue, &empty, 0, 0), 0);  // no text
+    mRemote.Press(-1);
+    mRemote.Press(kUp);
+    EXPECT_EQ(mMaster.TakeCount(1), Texts{Datagram(0, 7, 0)});
+    msgctl(queue, IPC_RMID, nullptr);
+    for (int turn = 0; turn < 200 && fast_machine::TakeSleeps().empty(); ++turn) usleep(1000);
+    usleep(5000);
+    const std::string errors = testing::internal::GetCapturedStderr();
+    const std::size_t second = errors.find("Error receiving key: -1", errors.find("Error receiving key: -1") + 1);
+    EXPECT_NE(second, std::string::npos) << errors;
+    EXPECT_NE(errors.find("Message Queue receive error", second), std::string::npos) << errors;
+}
+
+TEST(IrControlStart, EndsTheProcessWithoutItsQueues) {
+    QueueHog hog;
+    EXPECT_EXIT(IrControl(), testing::ExitedWithCode(255), "msgget in snmplc failed");
+    hog.GiveOne();
+    EXPECT_EXIT(IrControl(), testing::ExitedWithCode(254), "msgget in snmplc failed");
+}
