@@ -24,7 +24,7 @@ class CommandManagerTest : public ::testing::Test {
     explicit CommandManagerTest(char role = 'T') {
         global_debug_flag = 0;
         fast_machine::RecordShell(true);
-        fast_machine::SetSpeed(500);  // a board's other processes have a tenth of a second for their minute
+        fast_machine::SetSpeed(200);  // a board's other processes have 300 ms for their minute
         mBoard = new CommandManager(role);  // lives on, as in a player: its threads don't end
         EXPECT_TRUE(mBoard->mpServer->Connect(kPort));
         EXPECT_EQ(chdir("/mnt"), 0);  // files that a request names land in the sandbox
@@ -39,6 +39,7 @@ class CommandManagerTest : public ::testing::Test {
 
     CommandManager::UpgradeStateEnum& UpgradeState() { return mBoard->mUpgradeState; }
     int LastUnit() const { return mBoard->mLastUnitCommandId; }
+    const char* LastUnitText() const { return mBoard->mLastUnitCommand.get(); }
     TunerManager& Tuner() { return *mBoard->mpTunerManager; }
     TsFilter& Filter() { return *mBoard->mpTsf; }
     void Boot() { mBoard->ProcessTunerModeAndDefaultStartupItem(nullptr); }
