@@ -5,8 +5,10 @@
 
 #include <cstring>
 #include <map>
+#include <set>
 
 #include "playback/m710cmmd.h"
+#include "playback/playeroptions.h"
 
 namespace {
 
@@ -154,7 +156,15 @@ TEST(PlayerLanguage, EveryOptionBecomesItsOrder) {
         {"-vs 99999999999 -99999999999 0 0 0 0", {{65, 40, {{4, 0x7FFFFFFF}, {8, 0x80000000}}}}},
     };
     // clang-format on
-    for (const Case& step : cases) EXPECT_EQ(OrdersOf(step.line), step.orders) << step.line;
+    std::set<int> met;
+    for (const Case& step : cases) {
+        EXPECT_EQ(OrdersOf(step.line), step.orders) << step.line;
+        for (const Order& order : step.orders) met.insert(order.number);
+    }
+    for (const PlayerOption& option : PlayerOptions()) {
+        if (option.cmmdId == kNoOrder || option.to.key != kPlayer.key) continue;
+        EXPECT_TRUE(met.count(option.cmmdId) == 1) << option.word << " isn't met";
+    }
 }
 
 TEST(PlayerLanguage, MountGoesToTheSystemDaemon) {

@@ -222,6 +222,8 @@ static_assert(std::all_of(std::begin(kOptions), std::end(kOptions), OrderHolds) 
 
 }  // namespace
 
+std::span<const PlayerOption> PlayerOptions() { return kOptions; }
+
 const PlayerOption* FindOption(std::string_view word) {
     const auto found = std::find_if(std::begin(kOptions), std::end(kOptions),
                                     [word](const PlayerOption& option) { return option.word == word; });

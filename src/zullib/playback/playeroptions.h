@@ -89,6 +89,9 @@ struct PlayerOption {
     Destination to = kPlayer;
 };
 
+/// \return all options
+std::span<const PlayerOption> PlayerOptions();
+
 /// \return the option of a word, or null
 const PlayerOption* FindOption(std::string_view word);
 
