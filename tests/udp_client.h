@@ -41,11 +41,13 @@ class Client {
         return datagrams;
     }
 
-    /// Takes datagrams until there are `count`, or for two seconds.
+    /// Takes datagrams until there are `count`, or none comes for two seconds.
     std::vector<std::string> TakeCount(std::size_t count) const {
         std::vector<std::string> all;
-        for (int turn = 0; turn < 20 && all.size() < count; ++turn) {
-            for (std::string& text : Take(100)) all.push_back(std::move(text));
+        while (all.size() < count) {
+            std::vector<std::string> more = Take(2000);
+            if (more.empty()) break;
+            for (std::string& text : more) all.push_back(std::move(text));
         }
         return all;
     }

@@ -24,8 +24,10 @@ class CommandManagerTest : public ::testing::Test {
     explicit CommandManagerTest(char role = 'T') {
         global_debug_flag = 0;
         fast_machine::RecordShell(true);
-        fast_machine::SetSpeed(200);  // a board's other processes have 300 ms for their minute
-        mBoard = new CommandManager(role);  // lives on, as in a player: its threads don't end
+        fast_machine::SetSpeed(200);  // the minute that a remount may take stays long enough for a busy machine
+        static CommandManager* board;  // lives on, as in a player: its threads don't end
+        board = new CommandManager(role);
+        mBoard = board;
         EXPECT_TRUE(mBoard->mpServer->Connect(kPort));
         EXPECT_EQ(chdir("/mnt"), 0);  // files that a request names land in the sandbox
     }
