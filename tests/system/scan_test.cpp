@@ -1,0 +1,140 @@
+// A scan as its master sees it, and what the master asks for afterwards: channel list, guide, languages.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "evidence.h"
+#include "live_board.h"
+
+namespace board {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+/// A band of strong and weak channels: two multiplexes, one of nothing but null packets, one too weak.
+class Scan : public testing::Test {
+ protected:
+    static LiveOptions Band() {
+        auto multiplex = SmallMultiplex();
+        WriteStream("/mnt/seven.ts", multiplex);
+        multiplex.transportStreamId = 78;
+        multiplex.programmes.erase(multiplex.programmes.begin());
+        WriteStream("/mnt/thirteen.ts", multiplex);
+        return {.band = {{7, {"/mnt/seven.ts", 5}},
+                         {9, {"/mnt/seven.ts", 2}},
+                         {11, {"", 3}},
+                         {13, {"/mnt/thirteen.ts", 3}}},
+                .clock = 50};
+    }
+
+    /// Lines of the channel list that the small multiplex makes, in the order of its PAT.
+    static Lines Listed() {
+        return {"SCAL 111 004d 0001 [07:0:ff:02:81] C A ONE", "SCAL 112 004d 0002 [07:0:ff:02:81] C A TWO",
+                "SCAL 113 004d 0003 [07:0:ff:02:81] E A THREE", "SCAL 112 004e 0002 [0d:0:99:02:81] C A TWO",
+                "SCAL 113 004e 0003 [0d:0:99:02:81] E A THREE"};
+    }
+
+    static std::string Reply(const Lines& lines) {
+        std::string reply;
+        for (const auto& line : lines) reply += line + "\r\n";
+        return reply + std::string("ffff\r\nOK\r\n\0", 11);
+    }
+
+    static std::string State(int channel, int found, int state) {
+        return {'\0', static_cast<char>(channel), static_cast<char>(found), static_cast<char>(state)};
+    }
+};
+
+TEST_F(Scan, TellsItsMasterEachStepAndRemembersWhatItFound) {
+    const LiveOptions band = Band();
+    ASSERT_TRUE(LiveOnce([&band] {
+        LiveBoard board('T', band);
+        ASSERT_TRUE(board.Start());
+        EXPECT_EQ(board.Ask("SCA?"), State(0, 0, 0));
+        EXPECT_EQ(board.Ask("BLIND0"), "BLINDSTART:0 OK\r\n");
+        const Lines messages = board.HearUntil("BLINDCMP", Milliseconds(60'000));
+        const Lines expected = {"BLINDLOCK:7 OK\r\n",  "BLINDFND:3 OK\r\n", "BLINDLOCK:11 OK\r\n", "BLINDFND:0 OK\r\n",
+                                "BLINDLOCK:13 OK\r\n", "BLINDFND:2 OK\r\n", "BLINDCMP:0 OK\r\n"};
+        EXPECT_EQ(messages, expected);
+        EXPECT_EQ(board.Ask("SCA?"), State(70, 3, 5));
+        EXPECT_EQ(board.Ask("SCAL"), Reply(Listed()));
+        EXPECT_EQ(board.Ask("LAN?"), "OK\r\n") << "the tuner stands behind the band";
+        EXPECT_EQ(board->TheTuner().Tunings().All().size(), 68u);
+        EXPECT_FALSE(board->Daemon().IsWritable(1));
+    }));
+    LiveBoard board('T', {.clock = 200});
+    ASSERT_TRUE(board.Start());
+    EXPECT_EQ(board.Ask("SCAL"), Reply(Listed())) << "the saved list";
+}
+
+TEST_F(Scan, IsAskedAndRefusesOtherWorkAllAlong) {
+    LiveBoard board('T', Band());
+    ASSERT_TRUE(board.Start());
+    EXPECT_EQ(board.Ask("BLIND0"), "BLINDSTART:0 OK\r\n");
+    // Another master, as scan messages go to the first.
+    zulctl::UdpSocket other;
+    other.Bind(0);
+    zulctl::UdpSocket* const sockets[] = {&other};
+    const auto ask = [&](const std::string& request) -> std::string {
+        other.Send(request, {*zulctl::ParseAddress("127.0.0.1"), 5000});
+        if (!zulctl::WaitForAny(sockets, zulctl::Clock::now() + kPatience)) return "(silence)";
+        return other.Take()->bytes;
+    };
+    int asked = 0;
+    Lines messages;
+    for (; ask("SCA?").at(3) == 2; ++asked) {
+        for (const char* request : {"SCAL", "UNIT1,239.1.1.1,5001,7", "Tuner://7", "BLIND0", "TUNERMODE1"}) {
+            if (asked >= 10) continue;  // well before the scan ends
+            EXPECT_EQ(ask(request), "KO\r\n") << request;
+        }
+        for (const char* request : {"LAN?", "SUB?", "EITN4d,1", "EITL4d,1,2359"}) board.Send(request);
+        while (messages.empty() || messages.back() != "(silence)") messages.push_back(board.Hear(Milliseconds(0)));
+        messages.pop_back();
+    }
+    EXPECT_GT(asked, 20);
+    const Lines rest = board.HearUntil("BLINDCMP", Milliseconds(500));
+    messages.insert(messages.end(), rest.begin(), rest.end());
+    EXPECT_EQ(std::count(messages.begin(), messages.end(), "BLINDCMP:0 OK\r\n"), 1);
+    EXPECT_EQ(std::count(messages.begin(), messages.end(), "BLINDFND:3 OK\r\n"), 1);
+}
+
+TEST_F(Scan, StopsAfterTheChannelInProgress) {
+    LiveBoard board('T', Band());
+    ASSERT_TRUE(board.Start());
+    EXPECT_EQ(board.Ask("BLIND0"), "BLINDSTART:0 OK\r\n");
+    EXPECT_EQ(board.HearUntil("BLINDLOCK:7").back(), "BLINDLOCK:7 OK\r\n");
+    board.Send("BLIND99");
+    const Lines messages = board.HearUntil("BLINDCMP");
+    EXPECT_EQ(messages.back(), "BLINDCMP:0 OK\r\n");
+    EXPECT_TRUE(StartsWith(board.Ask("SCA?").substr(3), "\x05"));
+    EXPECT_LT(board->TheTuner().Tunings().All().back().channel, 13);
+    EXPECT_EQ(board.Ask("SCAL"), Reply({Listed()[0], Listed()[1], Listed()[2]}));
+}
+
+TEST_F(Scan, OfOneChannelLeavesItsGuideAndLanguagesAtHand) {
+    LiveBoard board('T', Band());
+    ASSERT_TRUE(board.Start());
+    board.Send("Tuner://7");
+    EXPECT_EQ(board.HearUntil("BLINDCMP").back(), "BLINDCMP:0 OK\r\n");
+    EXPECT_EQ(board.Ask("SCAL"), Reply({Listed()[0], Listed()[1], Listed()[2]}));
+    // The stream that follows tunes the channel again: its guide and languages come with it.
+    EXPECT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
+    EXPECT_EQ(board.Ask("LAN?"),
+              "LANG 004d 0001 eng00,spa01\r\nLANG 004d 0002 fra00\r\nLANG 004d 0003 eng00\r\nOK\r\n");
+    EXPECT_EQ(board.Ask("SUB?"), "SUB 004d 0001 eng\r\nSUB 004d 0002 \r\nSUB 004d 0003 \r\nOK\r\n");
+    const std::string guide = board.Ask("EITN4d,1");
+    EXPECT_NE(guide.find("S4,00[News]L29,00[What happened today, and why.]"), std::string::npos) << guide;
+    EXPECT_NE(guide.find("[The Feature Film]"), std::string::npos) << guide;
+    EXPECT_TRUE(StartsWith(board.Ask("TIME"), "TIME "));
+    // Languages are chosen by what the filter lets through.
+    GroupListener group("239.1.1.1", 5001);
+    const auto programme = SmallMultiplex().programmes.at(0);
+    EXPECT_EQ(board.Ask("LANGspa,1"), "OK\r\n");
+    group.Collect(100'000);
+    const Evidence evidence = group.Collect(200'000);
+    EXPECT_TRUE(evidence.Has(programme.audio.at(1).pid));
+    EXPECT_FALSE(evidence.Has(programme.audio.at(0).pid));
+}
+
+}  // namespace
+}  // namespace board
