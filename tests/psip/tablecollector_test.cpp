@@ -1,110 +1,20 @@
-// Sections rebuilt from pieces: scenarios step by step, every cut, and streams that mean harm.
+// Sections rebuilt from pieces: scenarios step by step.
 #include "psip/tablecollector.h"
 
-#include <gtest/gtest.h>
-
-#include <deque>
-#include <random>
-#include <string>
-
-#include "transport.h"
-#include "udpcom.h"
+#include "psip/collector_fixture.h"
+#include "statistics.h"
 
 namespace {
 
-using transport::Blob;
-
-constexpr std::uint16_t kPid = 0x1FFB;
-
-/// A section of `size` bytes in all, 12 and above, whose CRC is right. \param seed  tells its bytes from another's
-Blob Section(unsigned tableId, std::size_t size, unsigned version = 1, unsigned number = 0, unsigned seed = 0) {
-    Blob section{static_cast<std::uint8_t>(tableId), 0, 0, 0, 1, static_cast<std::uint8_t>(0xC1 | version << 1),
-                 static_cast<std::uint8_t>(number),  0};
-    while (section.size() < size - kCrcSize) section.push_back(static_cast<std::uint8_t>(section.size() * 7 + seed));
-    return transport::Closed(section);
-}
-
-/// Bytes [from, to) of a section.
-Blob Part(const Blob& section, std::size_t from, std::size_t to) {
-    return Blob(section.begin() + static_cast<std::ptrdiff_t>(from), section.begin() + static_cast<std::ptrdiff_t>(to));
-}
-
-Blob operator+(Blob first, const Blob& second) {
-    transport::Append(first, second);
-    return first;
-}
-
-Blob Altered(Blob section, std::size_t at, unsigned bits) {
-    section[at] = static_cast<std::uint8_t>(section[at] ^ bits);
-    return section;
-}
-
-/// The same with a right CRC behind it.
-Blob Resealed(const Blob& section, std::size_t at, unsigned bits) {
-    return transport::Closed(Part(Altered(section, at, bits), 0, section.size() - kCrcSize));
-}
-
-/// A section whose bytes from 183 on look like a start of its own, as in a stream that repeats a head.
-Blob SectionWithTwoHeads() {
-    Blob section = Part(Section(0xC7, 300), 0, 296);
-    std::copy_n(section.begin(), 8, section.begin() + 183);
-    return transport::Closed(section);
-}
-
-struct Step {
-    Blob piece;
-    bool start;
-    int continuity;
-    Blob delivered;  ///< empty: nothing
-    std::uint16_t pid = kPid;
-};
-
-/// Chance, the same at every run.
-class Dice {
- public:
-    explicit Dice(unsigned seed) : mEngine(seed) {}
-    /// \return 0 to `sides` - 1
-    unsigned operator()(unsigned sides) { return static_cast<unsigned>(mEngine() % sides); }
-
- private:
-    std::mt19937 mEngine;
-};
-
-constexpr bool kStart = true;
-constexpr bool kGoesOn = false;
-constexpr int kCounted = 0xF0;  ///< added to the continuity of a packet's second piece
-const Blob kNothing;
-const Blob kStuffing(20, 0xFF);
-
-class CollectorTest : public testing::Test {
- protected:
-    CollectorTest() { global_debug_flag = 0; }
-
-    /// The piece lies flush in a block of its own, so that a byte too many is caught.
-    Blob Collect(const Step& step) {
-        const Blob piece(step.piece);
-        int tableId = 0;
-        const Bytes whole = mCollector.CollectPsipSection(step.pid, piece, step.start,
-                                                          static_cast<std::uint8_t>(step.continuity), &tableId);
-        EXPECT_EQ(tableId, whole.empty() ? -1 : whole[0]);
-        return Blob(whole.begin(), whole.end());
-    }
-
-    void Run(const std::string& name, const std::vector<Step>& steps) {
-        for (std::size_t i = 0; i < steps.size(); ++i) {
-            EXPECT_EQ(Collect(steps[i]), steps[i].delivered) << name << ", step " << i;
-        }
-    }
-
-    TableCollector mCollector;
-};
+using namespace collector;
 
 /// Scenarios on fresh collectors. The log lines are those in front of which stands "ZUL: ", without "new pPsip".
 TEST(Collector, Scenarios) {
     const Blob a = Section(0xC7, 300);
     const Blob a1 = Part(a, 0, 183), a2 = Part(a, 183, 300) + kStuffing;
     const Blob b = Section(0xC8, 40);
-    const Blob twice = SectionWithTwoHeads(), twice1 = Part(twice, 0, 183), twice2 = Part(twice, 183, 300);
+    const Blob twice = SectionWithTwoHeads(183), twice1 = Part(twice, 0, 183), twice2 = Part(twice, 183, 300);
+    const Blob later = SectionWithTwoHeads(200);
     const Blob bad{0xC7, 0xB0, 0x09, 0, 0, 0xC1, 0, 0, 0xFE, 0xDC, 0xBA, 0x98};
     const std::string gap = "DROP2 my 4 coming 5 tbl 0xc7 pid 0x1ffb continued\n";
     const std::string before = "Section continuation before start; drop\n";
@@ -137,6 +47,11 @@ TEST(Collector, Scenarios) {
         {"a start in the middle, in step, goes on with the section",
          {{twice1, kStart, 3, {}}, {twice2, kStart, 4, twice}},
          inTheMiddle + "4\n"},
+        {"the same in the middle of a packet, which counts once",
+         {{Part(later, 0, 183), kStart, 3, {}},
+          {Part(later, 183, 200), kGoesOn, 4, {}},
+          {Part(later, 200, 300), kStart, 4 + kCounted, later}},
+         "PROBLEM: CollectSection: sect 0x0 len 100 (should be 0) pid/mPid 0x1ffb/0x1ffb, cont 4\n"},
         {"another table between the pieces", {{a1, kStart, 3, {}}, {b, kStart, 4, b}, {a2, kGoesOn, 5, a}}, ""},
         {"the same section on two PIDs",
          {{a1, kStart, 3, {}}, {a1, kStart, 7, {}, 0x100}, {a2, kGoesOn, 4, a}, {a2, kGoesOn, 8, a, 0x100}},
@@ -189,8 +104,9 @@ TEST_F(CollectorTest, AHeadThatIsCutWaitsForItsRest) {
         Run("a gap loses it", {{head, kStart, 3, {}}, {rest, kGoesOn, 5, {}}, {rest, kGoesOn, 6, {}}});
         if (cut >= 8) continue;  // enough to tell its table: no head that waits
         Run("a start loses it", {{head, kStart, 7, {}}, {b, kStart, 8, b}, {rest, kGoesOn, 9, {}}});
-        Run("stuffing is no head", {{Blob(cut, 0xFF), kStart, 1, {}}, {a, kStart, 2, a}, {b, kGoesOn, 3, {}}});
+        Run("stuffing is no head", {{Blob(cut, 0xFF), kStart, 1, {}}, {a, kGoesOn, 2, {}}, {a, kStart, 3, a}});
     }
+    EXPECT_EQ(mCollector.GetStats().size(), 2u) << "no object but those of a and b";
 }
 
 TEST_F(CollectorTest, SizesAreHeldToTheTablesBuffer) {
@@ -274,9 +190,22 @@ TEST_F(CollectorTest, AnMgtMakesOneEitAndOneEttNew) {
     EXPECT_EQ(changes, (std::vector<std::uint32_t>{0, 1, 0, 1, 0})) << "EIT 0 and 1, ETT 0 and 1, MGT";
 }
 
+TEST_F(CollectorTest, CountsGoodAndDroppedSectionsByTable) {
+    const Blob good = Section(0xC8, 60), long1 = Part(Section(0xC9, 300), 0, 183);
+    Statistics::Self()->Reset();
+    for (const Blob& piece : {good, good, Altered(good, 20, 1), Resealed(good, 5, 1), long1})
+        Collect({piece, kStart, 0, {}});
+    Collect({long1, kGoesOn, 9, {}});
+    testing::internal::CaptureStdout();
+    Statistics::Self()->DumpStats();
+    const std::string dump = testing::internal::GetCapturedStdout();
+    EXPECT_NE(dump.find("SECTION 0xc8: good 2, dropped 2\nSECTION 0xc9: good 0, dropped 1\n"), std::string::npos)
+        << dump;
+}
+
 // Five failures let a table through only where a start, in step, comes in the middle of a section.
 TEST_F(CollectorTest, ACrcThatNeverMatchesIsIgnoredAfterFiveFailures) {
-    const Blob bad = Altered(SectionWithTwoHeads(), 20, 0x01);
+    const Blob bad = Altered(SectionWithTwoHeads(183), 20, 0x01);
     const Blob front = Part(bad, 0, 183), rest = Part(bad, 183, 300);
     int counter = 0;
     for (int failures = 0; failures < 4; ++failures) {
@@ -310,84 +239,6 @@ TEST_F(CollectorTest, KeepsAtMost1024ObjectsAndTakesTheOldestIdleOneAgain) {
     EXPECT_EQ(stats.front().sectionNo, 1);
     EXPECT_EQ(stats.front().pid, 0x100);
     EXPECT_EQ(stats.back().tableId, 0xD0);
-}
-
-/// One PID's sections, one behind the other, cut into payloads of random sizes as packets with adaptation fields have.
-/// Behind a section that begins and ends in a packet stands stuffing: one start a packet.
-std::vector<Step> Packetized(const std::vector<Blob>& sections, std::uint16_t pid, Dice& random) {
-    std::vector<Step> steps;
-    int counter = static_cast<int>(random(16));
-    Blob rest;  // of the section in progress
-    std::size_t next = 0;
-    const Blob* inProgress = nullptr;
-    while (next < sections.size() || !rest.empty()) {
-        const std::size_t room = 10 + random(174);
-        counter = (counter + 1) % 16;
-        Blob body = Part(rest, 0, std::min(room, rest.size()));
-        const bool ends = !rest.empty() && body.size() == rest.size();
-        rest = Part(rest, body.size(), rest.size());
-        const bool starts = rest.empty() && next < sections.size() && room >= body.size() + 2;
-        if (!starts) {
-            if (!body.empty()) {
-                body.resize(room, 0xFF);
-                steps.push_back({body, kGoesOn, counter, ends ? *inProgress : kNothing, pid});
-            }
-            continue;
-        }
-        const Blob& section = sections[next++];
-        Blob piece = Part(section, 0, std::min(section.size(), room - body.size()));
-        rest = Part(section, piece.size(), section.size());
-        piece.resize(room - body.size(), 0xFF);
-        if (!body.empty()) steps.push_back({body + piece, kGoesOn, counter, ends ? *inProgress : kNothing, pid});
-        const int counted = body.empty() ? 0 : kCounted;
-        steps.push_back({piece, kStart, counter + counted, rest.empty() ? section : kNothing, pid});
-        inProgress = &section;
-    }
-    return steps;
-}
-
-TEST_F(CollectorTest, EverySectionOfARandomStreamArrivesOnce) {
-    Dice random(3);
-    for (int round = 0; round < 30; ++round) {
-        std::vector<std::vector<Step>> pids;
-        for (std::uint16_t pid = 0x100; pid < 0x108; ++pid) {
-            std::vector<Blob> sections;
-            for (int i = 0; i < 20; ++i) {
-                sections.push_back(Section(0xC7 + random(6), 12 + random(i % 5 == 0 ? 1000 : 200), random(32),
-                                           random(4), random(256)));
-            }
-            pids.push_back(Packetized(sections, pid, random));
-        }
-        std::vector<std::size_t> at(pids.size());
-        for (std::size_t left = pids.size(); left > 0;) {  // PIDs in turn by chance
-            const std::size_t pid = random(8);
-            if (at[pid] == pids[pid].size()) continue;
-            const Step& step = pids[pid][at[pid]];
-            ASSERT_EQ(Collect(step), step.delivered) << "round " << round << ", PID " << pid << ", step " << at[pid];
-            if (++at[pid] == pids[pid].size()) --left;
-        }
-    }
-}
-
-TEST_F(CollectorTest, WhateverComesOnlySectionsWithAGoodCrcAreDelivered) {
-    Dice random(4);
-    const Blob good = Section(0xC7, 100);
-    for (int round = 0; round < 60000; ++round) {
-        Blob piece(random(185));
-        for (auto& byte : piece) byte = static_cast<std::uint8_t>(random(256));
-        if (piece.size() > 2 && random(2) == 0) piece[1] &= 0x0Fu;  // of a size that a buffer takes
-        if (random(8) == 0) piece = Part(good, 0, std::min<std::size_t>(good.size(), random(120)));
-        const bool start = random(2) == 0;
-        if (start && piece.size() > 2 && (piece[1] & 0x0F) == 0x0F) piece[1] = 0;  // "too large" is tested above
-        if (start && piece.size() > 2 && (piece[1] << 8 | piece[2]) % 0x1000 == 0) piece[2] = 9;
-        const Blob whole =
-            Collect({piece, start, static_cast<int>(random(16)), {}, static_cast<std::uint16_t>(random(4))});
-        if (whole.empty()) continue;
-        ASSERT_GE(whole.size(), kCrcSize);
-        const auto covered = static_cast<std::uint32_t>(whole.size() - kCrcSize);
-        EXPECT_EQ(Be32(whole, covered), crc32(whole.data(), covered)) << "round " << round;
-    }
-    EXPECT_LE(mCollector.GetStats().size(), TableCollector::kMaxSections);
 }
 
 TEST(PsipSection, NeedsABuffer) {

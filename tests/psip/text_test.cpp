@@ -254,6 +254,7 @@ TEST(Huffman2, EndsWithItsBitsAndItsBuffer) {
     EXPECT_EQ(Huffman2({}, 1), "");
     EXPECT_EQ(Huffman2({0x00}, 1), "  ") << "blanks of three bits; the last two bits are none";
     EXPECT_EQ(Huffman2({0x00}, 2), "   ") << "blanks of two bits";
+    EXPECT_EQ(Huffman2({0x00, 0x10}, 1), "   e") << "in the last three bits nothing is looked for";
     EXPECT_EQ(Huffman2(Blob(400, 0x00), 1).size(), 1023u);
     EXPECT_EQ(Huffman2(Blob(400, 0x00), 7).size(), 1023u);
     std::mt19937 random(7);
