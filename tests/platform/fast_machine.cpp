@@ -68,9 +68,15 @@ std::vector<std::int64_t> TakeSleeps() {
     return std::exchange(TheMachine().sleeps, {});
 }
 
-void OnSleep(std::function<void(std::int64_t)> action) { TheMachine().onSleep = std::move(action); }
+void OnSleep(std::function<void(std::int64_t)> action) {
+    const std::lock_guard lock(TheMachine().mutex);
+    TheMachine().onSleep = std::move(action);
+}
 
-void OnShell(std::function<void(const std::string&)> action) { TheMachine().onShell = std::move(action); }
+void OnShell(std::function<void(const std::string&)> action) {
+    const std::lock_guard lock(TheMachine().mutex);
+    TheMachine().onShell = std::move(action);
+}
 
 void RecordShell(bool on) {
     const std::lock_guard lock(TheMachine().mutex);
@@ -93,11 +99,13 @@ namespace platform {
 
 void Sleep(std::int64_t microseconds) {
     Machine& machine = TheMachine();
+    std::function<void(std::int64_t)> action;  // called without the lock: it may ask the machine for more
     {
         const std::lock_guard lock(machine.mutex);
         if (machine.sleeps.size() < kMostSleeps) machine.sleeps.push_back(microseconds);
+        action = machine.onSleep;
     }
-    if (machine.onSleep) machine.onSleep(microseconds);
+    if (action) action(microseconds);
     NanoSleep(microseconds * 1000 / machine.speed);
 }
 
@@ -127,7 +135,12 @@ std::uint32_t Tick() {
 
 void Shell(const char* line) {
     Machine& machine = TheMachine();
-    if (machine.onShell) machine.onShell(line);
+    std::function<void(const std::string&)> action;
+    {
+        const std::lock_guard lock(machine.mutex);
+        action = machine.onShell;
+    }
+    if (action) action(line);
     {
         const std::lock_guard lock(machine.mutex);
         if (machine.recordShell) {
