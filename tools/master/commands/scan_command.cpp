@@ -26,7 +26,7 @@ struct ScanChoice {
 
 const std::map<std::string, int> kModes = {{"atsc", 0}, {"qam64", 1}, {"qam256", 2}};
 
-constexpr auto kPollInterval = 1500ms;  // between questions for the channel in progress
+constexpr auto kChannelPoll = 1500ms;  // between questions for the channel in progress
 constexpr auto kLongestSilence = 20s;   // of a board that answers nothing at all
 constexpr auto kLongestStop = 20s;      // a stop waits for the channel in progress
 
@@ -49,7 +49,7 @@ class Follower {
         while (!mEnded) {
             Show();
             if (Interrupted()) Stop();
-            if (const auto message = mEar.Next(Clock::now() + kPollInterval)) {
+            if (const auto message = mEar.Next(Clock::now() + kChannelPoll)) {
                 lastSign = Clock::now();
                 Take(message->bytes);
             } else if (!Interrupted() && Poll()) {

@@ -23,7 +23,7 @@ struct UpgradeChoice {
 
 constexpr int kRestarts = 4;
 constexpr auto kBurnPatience = 10min;
-constexpr auto kPollInterval = 2s;
+constexpr auto kStatePoll = 2s;
 
 enum UpgradeState { kIdle = 0, kDownloading = 1, kBurning = 2, kDownloadFailed = 3, kBurnFailed = 4 };
 
@@ -78,7 +78,7 @@ std::string Follow(Session& session, Client& client) {
                                          : wentAway ? "restarting"
                                                     : "waiting",
                                          seconds));
-        SleepUntil(Clock::now() + kPollInterval);
+        SleepUntil(Clock::now() + kStatePoll);
     }
     throw Failure(kNoAnswer,
                   "the image is on the board, and what became of it isn't known; \"zulctl raw UPGR?\" tells its state");
