@@ -72,12 +72,13 @@ void CloseLogChannel() {
 void LogLine(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    if (global_debug_flag.load(std::memory_order_relaxed) == 1) {
+    const int level = global_debug_flag.load(std::memory_order_relaxed);  // may have changed since LogIsWanted
+    if (level == 1) {
         flockfile(stdout);  // the prefix and its text in one piece
         std::fputs("ZUL: ", stdout);
         std::vprintf(format, arguments);
         funlockfile(stdout);
-    } else {
+    } else if (level == 2) {
         SendLine(kLogPrefix, kLogLimit, 1, format, arguments);
     }
     va_end(arguments);
