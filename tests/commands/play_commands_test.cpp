@@ -136,6 +136,11 @@ TEST_F(PlayTest, TheOrdersOfAPlay) {
     }
 }
 
+TEST_F(PlayTest, ALineForThePlayerLosesTheCommandsLineEnd) {
+    EXPECT_EQ(Ask("M710CMMD -stopvid -stopall\r\n"), kKo) << "as all commands for the bench";
+    EXPECT_EQ(mPlayer.TakeNumbers(), (Orders{STOP_VIDEO, STOP_ALL}));
+}
+
 TEST_F(PlayTest, AnotherLanguageChangesThePidsOfTheRunningStream) {
     EXPECT_EQ(Ask("LANGeng,0"), kOk);
     EXPECT_EQ(mPlayer.TakeNumbers(), kNone) << "nothing plays";

@@ -100,7 +100,7 @@ constexpr CommandManager::Command CommandManager::kCommands[] = {
     {"STREAMFROMFILE",  14,   kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { b.StreamFromFile(cmd); return static_cast<char*>(mKo); }},
     {"TESTSER",         7,    kBoth, kSilent,   kLine,  [](CommandManager&,   char*,     int)     { if (run_serial_test != nullptr) run_serial_test(); return static_cast<char*>(mKo); }},
     {"DUMPLANG",        8,    kBoth, kSilent,   kLine,  [](CommandManager& b, char*,     int)     { b.mpTunerManager->DumpLanguageInfo(); return static_cast<char*>(mKo); }},
-    {"M710CMMD",        8,    kBoth, kSilent,   kRaw,   [](CommandManager&,   char* cmd, int)     { m710cmmd(cmd + 9); return static_cast<char*>(mKo); }},
+    {"M710CMMD",        8,    kBoth, kSilent,   kLine,  [](CommandManager&,   char* cmd, int)     { m710cmmd(cmd + 9); return static_cast<char*>(mKo); }},
     {"FILTER",          6,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessFilterDebug(cmd); }},
 };
 // clang-format on
