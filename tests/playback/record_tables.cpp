@@ -90,7 +90,7 @@ constexpr RecordRow kOrders[] = {
            cmmdId, repeatCnt, durSec, channelNo, subChannelNo, dispParam, videoInfo, iType),
     RECORD(sSTART_IMAGE_DISPLAY, "built-in pictures; `imageStart`", cmmdId, pic1Id, pic2Id, pic3Id, durSec),
     RECORD(sKBL_PLAYER_CTL, "`ePLAYER_CTL`: 0 unmute, 1 mute, 2 volume, 3 play, 4 stop, 5 pause, 6 forward, 7 rewind, 8 slow, "
-           "9 fast; `playerCtl`", cmmdId, playerCmmd, param),
+           "9 fast; of `-res` the index; `playerCtl`", cmmdId, playerCmmd, param),
     RECORD(sHWC_MSG_DISPLAY, "a text of 12 characters without a terminator; `hwcMsg`", cmmdId, hwcMsg, duration, position),
     RECORD(sTUNER_SCAN_MSG, "0 stop, 1 start; `scanCmmd`", cmmdId, subCmmdId, param),
     RECORD(sSAPP_CMMD_MSG, "numbers, also as `sCMMD_DBG`; `sapp`, `dbg`", cmmdId, param),
@@ -103,7 +103,7 @@ constexpr RecordRow kOrders[] = {
     RECORD(sCFG_MSG, "not sent, `pCfg` is a pointer of the board; `cfgMsg`",
            cmmdId, updateId, pCfg, ptcVersion, hwVersion, monType, defaultRes, macAddr),
     RECORD(sCHANNEL_START, "not sent; `chStart`", cmmdId, channelId),
-    RECORD(sPLAYER_SETTING, "the resolution in `tvRes`; `setting`", cmmdId, tvRes, aType, aFreq, vType, vSysType, vForceSD, avPID),
+    RECORD(sPLAYER_SETTING, "not sent; `setting`", cmmdId, tvRes, aType, aFreq, vType, vSysType, vForceSD, avPID),
     RECORD(sFRAME_CT, "not sent; `frameCount`", cmmdId, frameCt, reserve),
     RECORD(sOSD_ACTION, "not sent; `osdAction`", cmmdId, action, param),
     RECORD(sLAYERING_CTL, "not sent; `layerCtl`", cmmdId, subCmdId, param),
@@ -151,13 +151,13 @@ const char* RecordOf(std::int32_t order) {
     switch (order) {
         case START_IMAGE_DISPLAY: return "`sSTART_IMAGE_DISPLAY`";
         case START_STREAM_DISPLAY: return "`sSTART_STREAM_DISPLAY`";
-        case SET_RESOLUTION: return "`sPLAYER_SETTING`";
         case BROWSER_START:
         case BROWSER_NEXT:
         case START_VIDEO_PLAY:
         case START_PICTURE_PLAY:
         case VIDEO_NEXT:
         case PICTURE_NEXT: return "`sSTART_FILE_PLAY`";
+        case SET_RESOLUTION:
         case PLAYER_CTL: return "`sKBL_PLAYER_CTL`";
         case OSD_LAYER:
         case VIDEO_LAYER:

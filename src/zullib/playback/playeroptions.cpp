@@ -80,7 +80,7 @@ constexpr OptionWord kDebugTextWords[] = {
 // cmmd param; index; Cx Cy W H asp alpha xymod
 constexpr OptionWord kTrickWords[] = {
     {Kind::kUnsigned, FIELD(playerCtl.playerCmmd)}, {Kind::kUnsigned, FIELD(playerCtl.param[0])}};
-constexpr OptionWord kResolutionWords[] = {{Kind::kUnsigned, FIELD(setting.tvRes)}};
+constexpr OptionWord kResolutionWords[] = {{Kind::kUnsigned, FIELD(playerCtl.playerCmmd)}};
 constexpr auto kLayerWords = LayerWords(FIELD(layer), Kind::kSigned, Kind::kSigned, false);
 
 // fname [loop] duration Cx Cy W H asp alpha xymod
@@ -115,7 +115,7 @@ void PrintTrick(const PlayerOption&, const sMSG_COMMON_FORMAT& record, const cha
     std::printf("[m710cmmd] trick id = %d/%d\n", record.playerCtl.playerCmmd, record.playerCtl.param[0]);
 }
 void PrintResolution(const PlayerOption&, const sMSG_COMMON_FORMAT& record, const char*) {
-    std::printf("[kb] resolution index = %d\n", record.setting.tvRes);
+    std::printf("[kb] resolution index = %d\n", record.playerCtl.playerCmmd);
 }
 void PrintLayer(const PlayerOption& option, const sMSG_COMMON_FORMAT&, const char*) {
     std::printf("[kb] %s command %d\n", option.word.data(), option.cmmdId);
