@@ -35,7 +35,8 @@ ZUL_EXPORT void Zul_Filter(unsigned char* data, unsigned int len);
 ZUL_EXPORT void m710cmmd(char* arg);
 
 /**
- * Runs the player's command language on words that are cut already, the first of which is skipped as a name.
+ * Runs the player's command language on words that are cut already. The first is read like the others: a program's name
+ * in front of them is skipped, as any word that is no option.
  * \return 0
  */
 ZUL_EXPORT int Main(int argc, char** argv);

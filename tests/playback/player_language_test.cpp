@@ -165,6 +165,10 @@ TEST(PlayerLanguage, EveryOptionBecomesItsOrder) {
         if (option.cmmdId == kNoOrder || option.to.key != kPlayer.key) continue;
         EXPECT_TRUE(met.count(option.cmmdId) == 1) << option.word << " isn't met";
     }
+    char word[] = "-stopall";
+    char* words[] = {word};
+    EXPECT_EQ(Main(1, words), 0);
+    EXPECT_EQ(TakeOrders(1234, 2), Orders{stopAll}) << "the first word counts like the others";
 }
 
 TEST(PlayerLanguage, MountGoesToTheSystemDaemon) {

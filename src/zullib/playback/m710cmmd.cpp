@@ -130,7 +130,7 @@ int Main(int argc, char** argv) {
 
 void m710cmmd(char* arg) {
     static char name[] = "m7";  // stands where a program's name would, and matches no option
-    static char* table[kMaxWords];
+    char* table[kMaxWords];     // of this call: a host may give orders while the command thread does
     std::printf("m710cmmd %s\n", arg);
     int argc = 0;
     table[argc++] = name;
