@@ -46,9 +46,9 @@ Uart::~Uart() {
 
 void Uart::RunThread() {
     for (;;) {
+        const bool forwards = mForwardUart.load(std::memory_order_acquire);  // first: the port that goes with it
         const int port = mSerialFd.load(std::memory_order_relaxed);
-        if (!mForwardUart.load(std::memory_order_acquire) || port == 0 ||
-            mChangingSettings.load(std::memory_order_relaxed)) {
+        if (!forwards || port == 0 || mChangingSettings.load(std::memory_order_relaxed)) {
             platform::Sleep(kPoll);
             continue;
         }
