@@ -1,6 +1,4 @@
 // RESOLUTION: the output resolution of a receiver.
-#include <cstdio>
-
 #include "core/commandmanager.h"
 #include "platform/machine.h"
 #include "replytext.h"
@@ -43,11 +41,9 @@ char* CommandManager::ProcessResolution(char* cmd, int /*len*/) {
 
 /// Stops the player before the mode changes under it, and plays the same stream again, without saving either.
 void CommandManager::ReplayLastUnit() {
-    // Behind each text stand zero bytes, as behind a request.
-    static char buffer[kSavedUnitSize + 64];
-    static char stop[16 + 64];
-    std::snprintf(buffer, kSavedUnitSize, "%s", mLastUnitCommand.get());
-    std::snprintf(stop, sizeof stop, "UNIT0");
+    char buffer[kSavedUnitSize];
+    char stop[] = "UNIT0";
+    CopyText(buffer, mLastUnitCommand.get());
     ProcessSelectChannelsToPlay(stop, false);
     platform::Sleep(kChangeWait);
     if (buffer[0] != '\0') ProcessSelectChannelsToPlay(buffer, false);

@@ -10,17 +10,18 @@
 
 namespace {
 
-constexpr int kStrengthStep = 51;  ///< the reply's strength runs from 0 to 255
-constexpr int kStreamLock = 5;     ///< lock state while the item being played is a stream
+constexpr unsigned kStrengthStep = 51;  ///< the reply's strength runs from 0 to 255
+constexpr int kStreamLock = 5;          ///< lock state while the item being played is a stream
 constexpr int kBrowserUp = 2;
 
 }  // namespace
 
 /// Transmitter: a group for each stream, then tuner mode and CPU load, which takes a second to measure.
 char* CommandManager::ProcessStatusGetTransmitter(char* cmd) {
-    const int strength = SharedMem::Self()->GetSignalStrengthTransmitter() * kStrengthStep;
-    const auto sigStrength = static_cast<unsigned>(strength);
-    const int lockMode = strength != 0 ? 1 : 0;
+    // Unsigned, as the player may have left any number there.
+    const unsigned sigStrength =
+        static_cast<unsigned>(SharedMem::Self()->GetSignalStrengthTransmitter()) * kStrengthStep;
+    const int lockMode = sigStrength != 0 ? 1 : 0;
     ReplyText reply(cmd, kCommandSize);
     reply.Add("STATUS ");
     bool any = false;
