@@ -113,10 +113,11 @@ void TsFilter::AnalyzePatEntry(Bytes entry, std::size_t offset, std::uint16_t tr
 }
 
 /// Turns the edited copies of the section into packets, which are what the streams keep.
+/// \param sectionSize  kPatHead bytes and more
 void TsFilter::FinishPrivatePats(std::size_t sectionSize, const StreamerList& streams) {
     for (Streamer* streamer : streams) {
         std::uint8_t* const buffer = streamer->mpPrivatePatBuffer.get();
-        if (buffer == nullptr || sectionSize < kPatHead + kCrcSize) continue;
+        if (buffer == nullptr) continue;
         if (streamer->mPrivatePatCrcInvalid) {
             const std::size_t covered = sectionSize - kCrcSize;
             PutBe32(buffer + covered, crc32(buffer, static_cast<std::uint32_t>(covered)));
