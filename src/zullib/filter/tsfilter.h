@@ -124,7 +124,7 @@ class TsFilter {
     const char* GetStreamingAddress() const { return "0.0.0.0"; }
     int GetStreamingPort() const { return 0; }
 
-    // PAT and PMT: tsfilter_psi.cpp, tsfilter_descriptors.cpp
+    // PAT and PMT: tsfilter_pat.cpp, tsfilter_pmt.cpp
     /// Analyses a PAT that the host hands over. \param sectionPtr  a whole section
     /// \return false only for a bad section_length
     bool AnalyzeSectionPat(unsigned char* sectionPtr) EXCLUDES(mMutex);
@@ -205,7 +205,7 @@ class TsFilter {
     // PMT and descriptors: tsfilter_pmt.cpp, tsfilter_descriptors.cpp
     bool AnalyzePmt(Bytes section, int packetId) REQUIRES(mMutex);
     bool AnalyzePmtProgramInfoLoop(Bytes loop, int packetMapPid, std::uint16_t program_number) REQUIRES(mMutex);
-    bool AnalyzeDescriptors(Bytes loop, std::uint16_t pid, int caller) REQUIRES(mMutex);
+    bool AnalyzeDescriptor(Bytes loop, std::uint16_t pid, int caller) REQUIRES(mMutex);
     bool IsReported(const PacketIdMapType& row) const;
     void AnalyzeDescriptorLanguage(Bytes body, std::size_t descriptor_length, std::uint16_t pid) REQUIRES(mMutex);
     void AnalyzeDescriptorCaption(Bytes body, std::size_t descriptor_length, std::uint16_t pid) REQUIRES(mMutex);

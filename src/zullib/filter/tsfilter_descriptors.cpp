@@ -25,7 +25,7 @@ void CopyLanguage(char (&language)[4], Bytes code) {
 /// Walks a descriptor loop for a row. Of the tags that the tables carry, two are read; video (0x02), audio (0x03),
 /// AC-3 (0x81) and service location (0xA1) tell nothing that is used.
 /// \param caller  0 an elementary stream, 1 a PMT's program info, 3 the VCT, 4 the MGT; changes nothing
-bool TsFilter::AnalyzeDescriptors(Bytes loop, std::uint16_t pid, int /*caller*/) {
+bool TsFilter::AnalyzeDescriptor(Bytes loop, std::uint16_t pid, int /*caller*/) {
     const std::size_t length = loop.size();
     std::size_t curbyte = 0;  // by the descriptors' own word, which may run past the loop
     while (!loop.empty()) {

@@ -41,7 +41,7 @@ bool TsFilter::AnalyzePmt(Bytes section, int packetId) {
     }
     const std::uint16_t program_number = Be16(*head, 3);
     const Bytes programInfo = TakeAtMost(loop, Be16(*head, 10) & 0x0FFFu);
-    if (!programInfo.empty()) AnalyzeDescriptors(programInfo, static_cast<std::uint16_t>(packetId), kCallerProgram);
+    if (!programInfo.empty()) AnalyzeDescriptor(programInfo, static_cast<std::uint16_t>(packetId), kCallerProgram);
     if (!loop.empty()) AnalyzePmtProgramInfoLoop(loop, packetId, program_number);
     mpStatistics->mPmtCounter.fetch_add(1, std::memory_order_relaxed);
     return true;
@@ -62,7 +62,7 @@ bool TsFilter::AnalyzePmtProgramInfoLoop(Bytes loop, int packetMapPid, std::uint
             row.type = ePidElementary;
             row.status = ePidKnown;
         }
-        if (!stream->descriptors.empty()) AnalyzeDescriptors(stream->descriptors, stream->pid, kCallerStream);
+        if (!stream->descriptors.empty()) AnalyzeDescriptor(stream->descriptors, stream->pid, kCallerStream);
     }
     if (!loop.empty()) LOG_SOMETIMES(kCutsPerLine, "PMT: entry cut\n");
     return true;

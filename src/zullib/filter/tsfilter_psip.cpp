@@ -80,7 +80,7 @@ bool TsFilter::AnalyzeSectionMgt(Bytes section) {
         if (!AllSet(fixed[2], 0xE0)) LOG("Mgt: reserved (2) byte is %.2x, mask 0xE0\n", fixed[2]);
         if (!AllSet(fixed[4], 0xE0)) LOG("Mgt: reserved (3) byte is %.2x, mask 0xE0\n", fixed[4]);
         if (!AllSet(fixed[9], 0xF0)) LOG("Mgt: reserved (4) byte is %.2x, mask 0xF0\n", fixed[9]);
-        if (!entry->descriptors.empty()) AnalyzeDescriptors(entry->descriptors, 0, kCallerMgt);
+        if (!entry->descriptors.empty()) AnalyzeDescriptor(entry->descriptors, 0, kCallerMgt);
         MarkRow(mPacketIdMap[entry->pid], entry->tableType);
     }
     return true;
@@ -118,7 +118,7 @@ bool TsFilter::AnalyzeSectionVct(Bytes section) {
         if (!AllSet(fixed[30], 0xFC)) {
             LOG("Reserved not checking out! (3) pkt[curbyte] 0x%.2x [%d ?= 39] mask 0xFC\n", fixed[30], curbyte + 30);
         }
-        if (!channel->descriptors.empty()) AnalyzeDescriptors(channel->descriptors, 0, kCallerVct);
+        if (!channel->descriptors.empty()) AnalyzeDescriptor(channel->descriptors, 0, kCallerVct);
         mpTunerManager->SetPsipInfoForProgram(transport_stream_id, channel->programNumber, short_name, channel->majorNumber,
                                               channel->minorNumber, channel->modulationMode, channel->carrierFrequency,
                                               channel->channelTsid, channel->sourceId);
