@@ -25,7 +25,7 @@ class EventIndex {
 
     /// \return the first event in list order with start <= moment <= start + duration, or null. The sum is one of
     ///         unsigned 32 bits: an event that passes the end of 32-bit time is never found.
-    Event* FindTime(std::uint32_t moment) const;
+    Event* FindEventPlayingAtDtime(std::uint32_t moment) const;
 
  private:
     static constexpr unsigned kPageBits = 8;

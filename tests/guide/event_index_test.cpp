@@ -70,10 +70,12 @@ void CompareWithTheWalk(const Broadcast& broadcast) {
             for (const std::uint32_t edge : {event->startTime, end}) moments.insert({edge - 1, edge, edge + 1});
         }
         const std::uint32_t moment = broadcast.origin + upTo(broadcast.span);
-        ASSERT_EQ(index.FindTime(moment), WalkForTime(events, moment)) << broadcast.what << ", moment " << moment;
+        ASSERT_EQ(index.FindEventPlayingAtDtime(moment), WalkForTime(events, moment))
+            << broadcast.what << ", moment " << moment;
     }
     for (const std::uint32_t moment : moments) {
-        ASSERT_EQ(index.FindTime(moment), WalkForTime(events, moment)) << broadcast.what << ", moment " << moment;
+        ASSERT_EQ(index.FindEventPlayingAtDtime(moment), WalkForTime(events, moment))
+            << broadcast.what << ", moment " << moment;
     }
     for (unsigned id = 0; id < 0x10000; ++id) {
         const Event* const found = index.FindId(static_cast<std::uint16_t>(id));

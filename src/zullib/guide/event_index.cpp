@@ -25,7 +25,7 @@ void EventIndex::SetTime(Event& event, std::uint32_t start, std::uint32_t durati
     Insert({start, start + duration, event.place, &event});
 }
 
-Event* EventIndex::FindTime(std::uint32_t moment) const {
+Event* EventIndex::FindEventPlayingAtDtime(std::uint32_t moment) const {
     Event* first = nullptr;
     for (const Block& block : mByTime) {
         if (block.firstStart > moment) break;

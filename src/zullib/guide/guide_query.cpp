@@ -65,11 +65,11 @@ const char* WhatIsWrong(std::uint32_t date, std::uint32_t time, std::uint32_t ti
 
 /// \return the event that plays one second after another's end, or null
 const Event* NextEvent(const ScalProgramDesc& program, const Event& event) {
-    return program.mEventIndex.FindTime(event.startTime + event.duration + 1);
+    return program.mEventIndex.FindEventPlayingAtDtime(event.startTime + event.duration + 1);
 }
 
 const Event* PlayingNow(const ScalProgramDesc& program) {
-    return program.mEventIndex.FindTime(Time::Self()->GetSystemTime());
+    return program.mEventIndex.FindEventPlayingAtDtime(Time::Self()->GetSystemTime());
 }
 
 }  // namespace
@@ -114,7 +114,7 @@ char* TunerManager::ProcessEpgData(char* buffer, std::uint16_t transportId, std:
 void TunerManager::QueryMoment(ReplyText& reply, std::uint16_t programId, std::uint32_t moment) {
     for (const ScalProgramDesc& program : CurrentList()) {
         if (program.channelId != GetCurrentChannel() || program.programId != programId) continue;
-        const Event* const event = program.mEventIndex.FindTime(moment);
+        const Event* const event = program.mEventIndex.FindEventPlayingAtDtime(moment);
         if (event == nullptr) continue;
         FormatEvent(reply, *event);
         return;

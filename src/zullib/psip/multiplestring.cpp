@@ -11,6 +11,13 @@ namespace {
 constexpr std::size_t kStringHead = 4;
 constexpr std::size_t kSegmentHead = 3;
 
+/// \param room  characters that fit in front of a terminator \return those written and the terminator
+int DecodeHuffman(Bytes textIn, char* textOut, int room, unsigned type) {
+    std::uint32_t len_out = 0;
+    atsc_huffman1_to_string(textIn, textOut, static_cast<std::uint32_t>(room), &len_out, type);
+    return static_cast<int>(len_out);
+}
+
 /// The text that is being joined.
 struct JoinedText {
     char text[kMaxText + 9];
@@ -26,9 +33,7 @@ struct JoinedText {
 
     /// Appends a segment decoded. \return false when the text is full
     bool AppendDecoded(Bytes segment, unsigned compression) {
-        std::uint32_t size = 0;
-        atsc_huffman1_to_string(segment, text + length, static_cast<std::uint32_t>(kMaxText - length), &size, compression);
-        length += static_cast<int>(size);
+        length += DecodeHuffman(segment, text + length, kMaxText - length, compression);
         return length < kMaxText;
     }
 };
@@ -42,7 +47,8 @@ bool AppendString(JoinedText& joined, Bytes& rest, int segments, std::uint8_t* u
         *unicode_mode = (*head)[1];
         const Bytes segment = TakeAtMost(rest, (*head)[2]);
         if (compression > 2) continue;  // reserved
-        if (!(compression == 0 ? joined.AppendPlain(segment) : joined.AppendDecoded(segment, compression))) return false;
+        if (!(compression == 0 ? joined.AppendPlain(segment) : joined.AppendDecoded(segment, compression)))
+            return false;
     }
     return true;
 }
