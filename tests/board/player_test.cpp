@@ -5,7 +5,8 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include "mux/description_json.h"
 #include "mux/multiplexer.h"
@@ -81,13 +82,24 @@ void ExpectColour(const std::string& file, const std::string& crop, int red, int
 
 TEST(Screen, IsDrawnWithItsLayersWhereTheyLie) {
     if (std::system("ffmpeg -version >/dev/null 2>&1") != 0) GTEST_SKIP() << "no ffmpeg";
+    ASSERT_EQ(std::system("ffmpeg -v error -f lavfi -i color=red:s=64x48 -t 2 -c:v mpeg2video -g 10 -f mpegts "
+                          "-mpegts_service_id 5 /mnt/red.ts"),
+              0);
+    std::ifstream stream("/mnt/red.ts", std::ios::binary);
     Screen screen;
-    screen.browser = {75, 25, 50, 50, 128, "page"};
+    screen.videoBytes.assign(std::istreambuf_iterator<char>(stream), {});
+    screen.video = {25, 25, 50, 50, 255, "Stream"};
+    screen.browser = {50, 25, 50, 50, 128, "%{a:page}"};
     screen.picture = {25, 75, 50, 50, 255, "picture"};
-    ASSERT_TRUE(DrawScreen(screen, "/mnt/screen.png", "/mnt/pieces"));
-    ExpectColour("/mnt/screen.png", "100:100:100:100", 0, 0, 0);
-    ExpectColour("/mnt/screen.png", "100:100:1100:250", 16, 32, 48);  // the panel, half opaque
-    ExpectColour("/mnt/screen.png", "100:100:400:600", 64, 96, 32);
+    for (const int programme : {5, 0}) {  // 0: its tables haven't come
+        screen.programme = programme;
+        ASSERT_TRUE(DrawScreen(screen, "/mnt/screen.png", "/mnt/pieces")) << programme;
+        const int red = programme == 0 ? 0 : 254;
+        ExpectColour("/mnt/screen.png", "100:100:100:100", red, 0, 0);
+        ExpectColour("/mnt/screen.png", "100:100:500:250", 16 + red / 2, 32, 48);  // the panel, half opaque
+        ExpectColour("/mnt/screen.png", "100:100:1100:250", 0, 0, 0);
+        ExpectColour("/mnt/screen.png", "100:100:400:600", 64, 96, 32);
+    }
 }
 
 }  // namespace

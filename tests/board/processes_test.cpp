@@ -53,13 +53,24 @@ TEST(SettingsAgent, AnswersAsTheSettingsTypeAsks) {
     EXPECT_EQ(agent.Get("VIDEO_RESOLUTION"), "3");
 }
 
-TEST(SettingsAgent, BurnsTheImageItIsToldOf) {
-    SettingsAgent agent("/mnt/burnt");
+TEST(SettingsAgent, BurnsTheImageItIsToldOfAndReadsItBack) {
+    const struct {
+        const char* into;
+        const char* image;
+        bool good;
+    } rows[] = {{"/mnt/burnt", "/mnt/hd4/multiple.tar", true},
+                {"/mnt/burnt", "/mnt/hd4/nothing.tar", false},
+                {"/dev/full", "/mnt/hd4/multiple.tar", false}};
     std::ofstream("/mnt/hd4/multiple.tar") << "image";
-    Ask(769, ".1.3.6.1.4.1.48217.3.5.32.0 s ide:///mnt/hd4/multiple.tar");
-    const auto burn = agent.Burns().WaitFor([](const Burn&) { return true; });
-    ASSERT_TRUE(burn);
-    std::ifstream copy(burn->copy);
+    for (const auto& row : rows) {
+        SettingsAgent agent(row.into);
+        Ask(769, ".1.3.6.1.4.1.48217.3.5.32.0 s ide://" + std::string(row.image));
+        const auto burn = agent.Burns().WaitFor([](const Burn&) { return true; });
+        ASSERT_TRUE(burn);
+        EXPECT_EQ(burn->good, row.good) << row.into << " " << row.image;
+        EXPECT_EQ(burn->image, row.image);
+    }
+    std::ifstream copy("/mnt/burnt");
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(copy), {}), "image");
 }
 

@@ -1,6 +1,9 @@
 // The board: its processes, and what passes between them without the module.
 #include "board.h"
 
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <netinet/in.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
@@ -19,6 +22,22 @@ constexpr int kStatusKey = 2000;
 
 constexpr const char* kReceiverVersion = "67174400";  // 0x04010000
 
+/// \return the IPv4 address of eth0, or "" without one
+std::string OwnAddress() {
+    std::string address;
+    ifaddrs* all = nullptr;
+    if (getifaddrs(&all) != 0) return address;
+    for (const ifaddrs* one = all; one != nullptr; one = one->ifa_next) {
+        if (std::string_view(one->ifa_name) != "eth0" || one->ifa_addr == nullptr) continue;
+        if (one->ifa_addr->sa_family != AF_INET) continue;
+        char text[INET_ADDRSTRLEN];
+        const auto* inet = reinterpret_cast<const sockaddr_in*>(one->ifa_addr);
+        if (inet_ntop(AF_INET, &inet->sin_addr, text, sizeof text) != nullptr) address = text;
+    }
+    freeifaddrs(all);
+    return address;
+}
+
 }  // namespace
 
 void ClearBoardMemory() {
@@ -34,6 +53,8 @@ Board::Board(BoardPlan plan) : mPlan(std::move(plan)) {
     mStatus.emplace(Has(Process::kStatusBlock) ? StatusBlock::Segment::kUsable : StatusBlock::Segment::kTooSmall);
     if (Has(Process::kSettingsAgent)) {
         mSettings.emplace(mPlan.root + "/burnt.tar");
+        const std::string address = OwnAddress();
+        if (!address.empty()) mSettings->Put("IP_ADDRESS", address);
     }
     if (Has(Process::kSystemDaemon)) mDaemon.emplace(mPlan.root);
     mModule = std::make_unique<Module>(mPlan.module);
@@ -57,16 +78,14 @@ void Board::MakeReceiver() {
     if (Has(Process::kSerialPort)) mSerial.emplace();
 }
 
-bool Board::SaveScreen(const std::string& file) {
+Screen Board::Shown() {
     constexpr std::size_t kMostLines = 8;
     Screen screen = ThePlayer().Shown();
-    if (mBrowser) {
-        for (const BrowserOrder& order : mBrowser->Orders().All()) screen.browserLines.push_back(Describe(order));
-        if (screen.browserLines.size() > kMostLines) {
-            screen.browserLines.erase(screen.browserLines.begin(), screen.browserLines.end() - kMostLines);
-        }
-    }
-    return DrawScreen(screen, file, mPlan.root + "/screen");
+    if (!mBrowser) return screen;
+    auto& lines = screen.browserLines;
+    for (const BrowserOrder& order : mBrowser->Orders().All()) lines.push_back(Describe(order));
+    if (lines.size() > kMostLines) lines.erase(lines.begin(), lines.end() - kMostLines);
+    return screen;
 }
 
 // The module's threads go on as long as the process does; the processes that they would ask are gone.

@@ -63,8 +63,8 @@ class Board {
     BrowserController& Browser() { return mBrowser.value(); }
     SerialPort& Serial() { return mSerial.value(); }
 
-    /// Saves a receiver's screen as PNG. \return false when it can't be drawn
-    bool SaveScreen(const std::string& file);
+    /// \return what a receiver shows at present, with the latest keys that its page got
+    Screen Shown();
 
     const BoardPlan& Plan() const { return mPlan; }
 

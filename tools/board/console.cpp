@@ -10,6 +10,8 @@
 #include <thread>
 #include <utility>
 
+#include "story.h"
+
 namespace board {
 
 namespace {
@@ -61,7 +63,11 @@ std::string ObeyOrder(Board& board, const std::string& line) try {
         board.Serial().Send(Unescaped(rest));
         return "bytes sent into the serial port";
     }
-    if (order == "screen") return board.SaveScreen(rest) ? "screen saved in " + rest : "the screen can't be drawn";
+    if (order == "screen") {
+        const Screen screen = board.Shown();
+        if (!DrawScreen(screen, rest, board.Plan().root + "/screen")) return "the screen can't be drawn";
+        return rest + " shows " + Describe(screen);
+    }
     if (order == "signal") {
         std::istringstream fields(rest);
         int channel = 0;

@@ -207,7 +207,7 @@ void Player::StopVideo() {
 void Player::TellStreams(const ProgrammeStreams& streams) {
     {
         const std::lock_guard lock(mMutex);
-        mScreen.programme = streams.programme;
+        mScreen.programme = streams.videoType == 0 ? 0 : streams.programme;
     }
     if (mBlock == nullptr) return;
     mBlock->Programme(static_cast<std::uint32_t>(streams.programme));

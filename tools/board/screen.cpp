@@ -48,12 +48,21 @@ class Graph {
     int mLayers = 0;
 };
 
-/// A panel with the lines of a text file on it.
-std::string Panel(const Layer& layer, const char* colour, const std::string& textFile, const std::string& text) {
-    std::ofstream(textFile) << text;
+/// A panel with a bar on its top that shows the layer's item, and lines of text below.
+/// \param piece  path of the text files, without their ends
+std::string Panel(const Layer& layer, const char* colour, const std::string& piece, const std::string& text) {
+    std::ofstream(piece + ".item") << layer.item;
+    std::ofstream(piece + ".text") << text;
     const Box box(layer);
-    return fmt::format("color=c={}:s={}x{},drawtext=textfile={}:fontcolor=white:fontsize={}:x=24:y=24:line_spacing=8",
-                       colour, box.width, box.height, textFile, std::clamp(box.width / 30, 10, 36));
+    const int size = std::clamp(box.width / 30, 10, 36);
+    // The texts come from files and are taken as they are: nothing in them is syntax.
+    const auto write = [&](const char* end, int y) {
+        return fmt::format(
+            "drawtext=expansion=none:textfile={}.{}:fontcolor=white:fontsize={}:x={}:y={}:line_spacing={}", piece, end,
+            size, size, y, size / 2);
+    };
+    return fmt::format("color=c={}:s={}x{},drawbox=h={}:c=black@0.4:t=fill,{},{}", colour, box.width, box.height,
+                       2 * size, write("item", size / 2), write("text", 3 * size));
 }
 
 bool Run(const std::vector<std::string>& words) {
@@ -73,7 +82,7 @@ bool DrawScreen(const Screen& screen, const std::string& file, const std::string
     std::filesystem::create_directories(folder);
     std::vector<std::string> words = {"ffmpeg", "-nostdin", "-v", "fatal", "-y"};
     Graph graph;
-    if (screen.video.IsVisible() && !screen.videoBytes.empty()) {
+    if (screen.video.IsVisible() && screen.programme != 0 && !screen.videoBytes.empty()) {
         const std::string stream = folder + "/video.ts";
         std::ofstream(stream, std::ios::binary)
             .write(reinterpret_cast<const char*>(screen.videoBytes.data()),
@@ -85,12 +94,12 @@ bool DrawScreen(const Screen& screen, const std::string& file, const std::string
                                             box.width, box.height));
     }
     if (screen.browser.IsVisible()) {
-        std::string text = screen.browser.item + "\n";
+        std::string text;
         for (const std::string& line : screen.browserLines) text += line + "\n";
-        graph.Lay(screen.browser, Panel(screen.browser, "0x204060", folder + "/page.txt", text));
+        graph.Lay(screen.browser, Panel(screen.browser, "0x204060", folder + "/page", text));
     }
     if (screen.picture.IsVisible()) {
-        graph.Lay(screen.picture, Panel(screen.picture, "0x406020", folder + "/picture.txt", screen.picture.item));
+        graph.Lay(screen.picture, Panel(screen.picture, "0x406020", folder + "/picture", ""));
     }
     words.insert(words.end(), {"-filter_complex", graph.Text(), "-map", "[screen]", "-frames:v", "1", file});
     return Run(words);

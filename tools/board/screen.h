@@ -24,7 +24,7 @@ struct Screen {
     Layer video;
     Layer browser;
     Layer picture;
-    int programme = 0;                      ///< number of the programme that plays
+    int programme = 0;                      ///< number of the programme whose pictures are shown; 0: there are none
     std::vector<std::uint8_t> videoBytes;   ///< its last seconds, as transport packets
     std::vector<std::string> browserLines;  ///< what the page shows below its address, such as keys it got
 };

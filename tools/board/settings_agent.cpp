@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -75,6 +77,13 @@ std::string Shown(const std::string& type, const std::string& value) {
     if (type == "i") return "INTEGER: " + value;
     if (type == "a") return "IpAddress: " + value;
     return fmt::format("STRING: \"{}\"", value);
+}
+
+/// \return a whole file, or nothing when it can't be read
+std::optional<std::string> BytesOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) return std::nullopt;
+    return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 }  // namespace
@@ -160,8 +169,8 @@ void SettingsAgent::Take(const Message& message) {
     mRequests.Add(request);
     if (fault == Fault::kSlow) std::this_thread::sleep_for(kLate);
     if (fault != Fault::kSilent) mAnswerQueue.Send({kAnswerType, answer + '\0'});
-    if (applied) applied(WithoutQuotes(request.value));
     if (request.set && request.name == "MULTIPLE_UPGRADE") BurnImage(request.value);
+    if (applied) applied(WithoutQuotes(request.value));
 }
 
 // Called with mMutex held.
@@ -185,7 +194,9 @@ void SettingsAgent::BurnImage(const std::string& url) {
     Burn burn{url.substr(kScheme.size()), mBurnInto};
     std::error_code error;
     std::filesystem::copy_file(burn.image, burn.copy, std::filesystem::copy_options::overwrite_existing, error);
-    if (error) burn.copy.clear();
+    const auto image = BytesOf(burn.image);
+    burn.size = image ? image->size() : 0;
+    burn.good = !error && image == BytesOf(burn.copy);
     mBurns.Add(burn);
 }
 

@@ -26,7 +26,9 @@ struct SettingsRequest {
 /// One image that was burnt.
 struct Burn {
     std::string image;  ///< path that the module gave
-    std::string copy;   ///< file that the image went to; empty when it couldn't be read
+    std::string copy;   ///< file that the image went to
+    std::size_t size = 0;
+    bool good = false;  ///< the copy reads back as the image
 };
 
 class SettingsAgent {
@@ -42,7 +44,7 @@ class SettingsAgent {
     std::string Get(std::string_view name) const;
     void Put(std::string_view name, const std::string& value);
 
-    /// Calls `applied` on the agent's thread after a setting was set and answered.
+    /// Calls `applied` on the agent's thread after a setting was set and answered, and an image burnt.
     void OnSet(std::string_view name, std::function<void(const std::string& value)> applied);
 
     /// kSilent and kFull hold up the module for good. kSlow answers after 300 ms. kLying tells another value than it

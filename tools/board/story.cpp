@@ -3,6 +3,10 @@
 
 #include <fmt/format.h>
 
+#include <cstdlib>
+
+#include "infrared_service.h"
+
 namespace board {
 
 std::string Describe(const SettingsRequest& request) {
@@ -11,8 +15,8 @@ std::string Describe(const SettingsRequest& request) {
 }
 
 std::string Describe(const Burn& burn) {
-    if (burn.copy.empty()) return fmt::format("can't burn {}", burn.image);
-    return fmt::format("burnt {} into {}", burn.image, burn.copy);
+    if (!burn.good) return fmt::format("can't burn {}", burn.image);
+    return fmt::format("burnt the {} bytes of {} into {}, read back the same", burn.size, burn.image, burn.copy);
 }
 
 std::string Describe(const RemountRequest& request) {
@@ -54,7 +58,24 @@ std::string Describe(const PlayerOrder& order) {
 }
 
 std::string Describe(const BrowserOrder& order) {
-    return order.statusRequest ? "asked for its status" : "got " + Describe(order.text);
+    if (order.statusRequest) return "asked for its status";
+    constexpr std::string_view kKey = "-k";
+    if (!order.text.starts_with(kKey)) return "got " + Describe(order.text);
+    const int code = std::atoi(order.text.c_str() + kKey.size());
+    return fmt::format("got the key {} ({})", KeyName(code), Describe(order.text));
+}
+
+std::string Describe(const Screen& screen) {
+    std::string layers;
+    const auto add = [&layers](const Layer& layer, const std::string& what) {
+        if (!layer.IsVisible()) return;
+        layers += fmt::format("{}{} on {} x {} %, alpha {}", layers.empty() ? "" : "; ", what, layer.width,
+                              layer.height, layer.alpha);
+    };
+    add(screen.video, screen.programme == 0 ? "no picture yet" : fmt::format("programme {}", screen.programme));
+    add(screen.browser, screen.browser.item);
+    add(screen.picture, screen.picture.item);
+    return layers.empty() ? "nothing" : layers;
 }
 
 std::string Describe(const std::string& bytes) {

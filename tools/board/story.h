@@ -5,6 +5,7 @@
 
 #include "browser_controller.h"
 #include "player.h"
+#include "screen.h"
 #include "settings_agent.h"
 #include "system_daemon.h"
 #include "tuner.h"
@@ -17,6 +18,8 @@ std::string Describe(const RemountRequest& request);
 std::string Describe(const Tuning& tuning);
 std::string Describe(const PlayerOrder& order);
 std::string Describe(const BrowserOrder& order);
+/// The layers that can be seen, the lowest first.
+std::string Describe(const Screen& screen);
 /// A line of a tool, or bytes of the serial port: what can't be printed as \xNN.
 std::string Describe(const std::string& bytes);
 

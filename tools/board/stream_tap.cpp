@@ -18,7 +18,8 @@ namespace board {
 
 namespace {
 
-constexpr std::size_t kKept = 8'000 * kPacketSize;  ///< bytes: some 2.5 s of a programme of 5 Mbit/s
+/// What is kept of the stream: a second to find its tables and a whole picture in, and what is shown of it.
+constexpr std::chrono::milliseconds kKept{2500};
 constexpr std::size_t kLargestDatagram = 65536;
 constexpr int kReceiveBuffer = 4 << 20;
 constexpr std::uint8_t kSync = 0x47;
@@ -67,7 +68,9 @@ void StreamTap::Choose(int programme, int audioPid) {
 
 std::vector<std::uint8_t> StreamTap::LastBytes() const {
     const std::lock_guard lock(mMutex);
-    return {mLast.begin(), mLast.end()};
+    std::vector<std::uint8_t> bytes;
+    for (const Piece& piece : mLast) bytes.insert(bytes.end(), piece.packets.begin(), piece.packets.end());
+    return bytes;
 }
 
 void StreamTap::Run() {
@@ -87,6 +90,7 @@ void StreamTap::Take(std::span<const std::uint8_t> datagram) {
     {
         const std::lock_guard lock(mMutex);
         mOpen.insert(mOpen.end(), datagram.begin(), datagram.end());
+        Piece piece{std::chrono::steady_clock::now(), {}};
         std::size_t at = 0;
         while (at + kPacketSize <= mOpen.size()) {
             if (mOpen[at] != kSync) {
@@ -95,11 +99,12 @@ void StreamTap::Take(std::span<const std::uint8_t> datagram) {
             }
             const std::span packet(&mOpen[at], kPacketSize);
             mReader.Take(packet);
-            mLast.insert(mLast.end(), packet.begin(), packet.end());
+            piece.packets.insert(piece.packets.end(), packet.begin(), packet.end());
             at += kPacketSize;
         }
         mOpen.erase(mOpen.begin(), mOpen.begin() + static_cast<std::ptrdiff_t>(at));
-        if (mLast.size() > kKept) mLast.erase(mLast.begin(), mLast.end() - static_cast<std::ptrdiff_t>(kKept));
+        mLast.push_back(std::move(piece));
+        while (mLast.back().arrival - mLast.front().arrival > kKept) mLast.pop_front();
         streams = mReader.Streams();
         changed = streams != mTold;
         mTold = streams;

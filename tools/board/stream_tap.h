@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -28,12 +29,18 @@ class StreamTap {
     /// Plays another programme or audio of the same stream from now on.
     void Choose(int programme, int audioPid);
 
-    /// \return the last bytes of the stream, whole packets, some seconds of a programme
+    /// \return the packets of the last seconds
     std::vector<std::uint8_t> LastBytes() const;
 
     std::uint64_t BytesReceived() const { return mBytesReceived.load(std::memory_order_relaxed); }
 
  private:
+    /// The packets that a datagram made whole.
+    struct Piece {
+        std::chrono::steady_clock::time_point arrival;
+        std::vector<std::uint8_t> packets;
+    };
+
     void Run();
     void Take(std::span<const std::uint8_t> datagram);
 
@@ -45,7 +52,7 @@ class StreamTap {
     PsiReader mReader;
     ProgrammeStreams mTold;
     std::vector<std::uint8_t> mOpen;  ///< a packet that began in the datagram before
-    std::deque<std::uint8_t> mLast;
+    std::deque<Piece> mLast;
     std::thread mThread;
 };
 

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <mutex>
 #include <string>
+#include <thread>
 
 #include "board.h"
 #include "console.h"
@@ -20,6 +21,8 @@
 namespace {
 
 using board::Channel;
+
+constexpr board::Milliseconds kBurning{3000};  ///< of a board, with the restart to come
 
 /// Lines with the seconds since the start, on the standard output as it was before the module's own went elsewhere.
 class Teller {
@@ -77,6 +80,7 @@ Options Read(int argc, char** argv) {
     CLI::App app{
         "A simulated set-top board: loads the module in a role and plays the rest of the board for it.\n"
         "It uses a board's fixed ports and keys, so run it in tests/sandbox."};
+    app.footer(board::kConsoleHelp);
     Options options;
     std::string role = "T";
     std::vector<std::string> channels;
@@ -111,7 +115,14 @@ bool Live(const Options& options, Teller& tell) {
 
     board::Board board(options.plan);
     board.TellTo([&tell](std::string_view process, const std::string& line) { tell(process, line); });
-    board.Settings().OnSet("REBOOT", [](const std::string&) { kill(getpid(), SIGHUP); });
+    const auto reboot = [] { kill(getpid(), SIGHUP); };
+    board.Settings().OnSet("REBOOT", [reboot](const std::string&) { reboot(); });
+    board.Settings().OnSet("MULTIPLE_UPGRADE", [&board, reboot](const std::string&) {
+        const auto burns = board.Settings().Burns().All();
+        if (burns.empty() || !burns.back().good) return;
+        std::this_thread::sleep_for(kBurning);
+        reboot();
+    });
     board.TheTuner().SetSpeed(options.speed);
     tell("board", options.plan.role == 'T' ? "starts as transmitter" : "starts as receiver");
     board.Start();
@@ -139,7 +150,7 @@ int main(int argc, char** argv) try {
         execv("/proc/self/exe", argv);
         throw std::runtime_error("the board doesn't start again");
     }
-    std::fflush(nullptr);
+    std::fflush(stdout);  // alone: the thread that reads orders holds the standard input
     _exit(0);  // the module's threads have no end: nothing may be taken down under them
 } catch (const std::exception& error) {
     fmt::print(stderr, "zul-board: {}\n", error.what());
