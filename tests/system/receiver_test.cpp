@@ -1,8 +1,13 @@
 // A receiver between its master, its player, its browser and its viewer.
 #include <gtest/gtest.h>
 
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <fstream>
 #include <thread>
 
@@ -224,6 +229,47 @@ TEST_F(BareReceiver, ServesWithoutPlayerBrowserAndSerialPort) {
     }
     board->Infrared().Press(*KeyCode("OFF"));
     EXPECT_EQ(board.Hear().substr(0, 6), "REMOTE");
+}
+
+/// A transmitter in a process and with queues of its own, in the same network, until the object goes.
+class TransmitterBeside {
+ public:
+    TransmitterBeside(const std::string& stream, const char* request) : mProcess(fork()) {
+        if (mProcess != 0) return;
+        unshare(CLONE_NEWIPC);
+        LiveBoard board('T', {.band = {{7, {stream, 5}}}, .clock = 4});
+        if (board.Start()) board.Ask(request);
+        for (;;) pause();
+    }
+    ~TransmitterBeside() {
+        kill(mProcess, SIGKILL);
+        waitpid(mProcess, nullptr, 0);
+    }
+
+ private:
+    const pid_t mProcess;
+};
+
+TEST(ReceiverBesideATransmitter, PlaysWhatItSendsAndNothingElseOfTheChannel) {
+    const auto multiplex = SmallMultiplex();
+    WriteStream("/mnt/seven.ts", multiplex);
+    const TransmitterBeside transmitter("/mnt/seven.ts", "UNIT1,239.1.1.1,5001,7,4d,2");
+    LiveBoard board('R');
+    ASSERT_TRUE(board.Start());
+    EXPECT_EQ(board.Ask("UNIT1,239.1.1.1,5001,0,2"), "OK\r\n");
+    const auto deadline = zulctl::Clock::now() + kPatience;
+    while (board->Status().Programme() != 2 && zulctl::Clock::now() < deadline) {
+        std::this_thread::sleep_for(Milliseconds(50));
+    }
+    EXPECT_TRUE(StartsWith(board.Ask("STATUS"), "STATUS 1 239.1.1.1:5001 5:0002 0 1 0 0 "));
+    EXPECT_EQ(board.Ask("CALLBACK0"), "OK\r\n");
+    const std::string languages = board.Ask("LAN?");
+    EXPECT_NE(languages.find(" 0002 fra00\r\n"), std::string::npos) << languages;
+    std::set<int> allowed = PidsOf(multiplex.programmes.at(1));
+    allowed.insert({0, 0x1FFB});
+    for (const auto& [pid, packets] : SortPackets(board->ThePlayer().Shown().videoBytes)) {
+        EXPECT_TRUE(allowed.contains(pid) || pid >= 0x1D00) << "PID " << pid;  // tables of the guide from there on
+    }
 }
 
 TEST(ReceiverAfterALossOfPower, PlaysWhatItPlayedLast) {
