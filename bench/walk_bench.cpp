@@ -1,11 +1,15 @@
-// What the walk costs, against floors that are printed in the same run: a bare walk with PID look-up, the same with a copy
-// into datagrams, and that with one send each.
+// What the walk costs, against floors of the same run: a bare walk with PID look-up; the same with a copy into datagrams; that
+// with one sendto a datagram; and with one sendmmsg a host buffer.
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <map>
+#include <string>
 #include <vector>
 
 #include "filter/tsfilter.h"
@@ -14,11 +18,31 @@
 
 namespace {
 
+bool sendsAreMade = true;
+
+}  // namespace
+
+// The linker leads the system's sends through these: without them, what is left is the walk and the copy.
+extern "C" {
+ssize_t __real_sendto(int, const void*, std::size_t, int, const sockaddr*, socklen_t);
+int __real_sendmmsg(int, mmsghdr*, unsigned, int);
+ssize_t __wrap_sendto(int s, const void* data, std::size_t size, int flags, const sockaddr* to, socklen_t length) {
+    return sendsAreMade ? __real_sendto(s, data, size, flags, to, length) : static_cast<ssize_t>(size);
+}
+int __wrap_sendmmsg(int s, mmsghdr* messages, unsigned count, int flags) {
+    return sendsAreMade ? __real_sendmmsg(s, messages, count, flags) : static_cast<int>(count);
+}
+}
+
+namespace {
+
 constexpr int kHostBuffer = 174;  ///< packets
 constexpr int kProgrammes = 6;
 constexpr int kDatagram = 1316;
 
 constexpr int kHostBuffers = 2000;  ///< 65 MB: more than the caches hold, as with data from a tuner
+
+constexpr unsigned PidOfProgramme(int programme) { return 0x100u + static_cast<unsigned>(programme) * 16; }
 
 /// Host buffers, one behind the other: six programmes' packets in turn, without signalling; or all of it signalling.
 class Multiplex {
@@ -35,7 +59,7 @@ class Multiplex {
  private:
     void Fill(int i, bool signalling) {
         unsigned char* const packet = mBytes.data() + static_cast<std::size_t>(i) * kPacketSize;
-        const unsigned pid = signalling ? kPsipBasePid : 0x100u + static_cast<unsigned>(i % kProgrammes) * 16;
+        const unsigned pid = signalling ? kPsipBasePid : PidOfProgramme(i % kProgrammes);
         packet[0] = kSyncByte;
         packet[1] = static_cast<unsigned char>(pid >> 8);
         packet[2] = static_cast<unsigned char>(pid);
@@ -59,23 +83,74 @@ struct Sink {
         close(receiver);
         close(sender);
     }
+    Sink(const Sink&) = delete;
+    sockaddr* Address() { return reinterpret_cast<sockaddr*>(&address); }
     int receiver, sender;
     sockaddr_in address{};
 };
 
-enum class Floor { kWalk, kCopy, kSend };
+/// Which of six programmes go to which streams.
+struct Load {
+    const char* name;
+    int streams;     ///< sockets
+    int programmes;  ///< of each stream
+    /// \return the programme, 0 to 5, that stands in a place of a stream's list
+    static int Programme(int stream, int place) { return (stream + place) % kProgrammes; }
+};
+constexpr Load kLoads[] = {{"1 of 6", 1, 1}, {"8 streams", 8, 1}, {"whole", 1, 6}};
 
-/// \param wanted  programmes of six that are copied
+/// What there is to do at least, done in the plainest way.
+enum class Floor { kWalk, kCopy, kSendTo, kSendMmsg };
+
+/// One stream of a floor: datagrams that fill up, and leave one by one or a host buffer's together.
+template <Floor floor>
+class FloorStream {
+ public:
+    void Take(const unsigned char* packet, Sink& sink) {
+        std::memcpy(mBytes + mFilled, packet, kPacketSize);
+        mFilled += kPacketSize;
+        if (floor == Floor::kSendMmsg || mFilled < kDatagram) return;
+        if (floor == Floor::kSendTo) sendto(sink.sender, mBytes, kDatagram, 0, sink.Address(), sizeof sink.address);
+        benchmark::DoNotOptimize(mBytes);
+        mFilled = 0;
+    }
+    void EndBuffer(Sink& sink) {
+        if (floor != Floor::kSendMmsg) return;
+        mmsghdr messages[kHostBuffer] = {};
+        iovec pieces[kHostBuffer];
+        unsigned count = 0;
+        for (int at = 0; at + kDatagram <= mFilled; at += kDatagram, ++count) {
+            pieces[count] = {mBytes + at, kDatagram};
+            messages[count].msg_hdr.msg_iov = &pieces[count];
+            messages[count].msg_hdr.msg_iovlen = 1;
+            messages[count].msg_hdr.msg_name = sink.Address();
+            messages[count].msg_hdr.msg_namelen = sizeof sink.address;
+        }
+        if (count == 0) return;
+        sendmmsg(sink.sender, messages, count, 0);
+        const int sent = static_cast<int>(count) * kDatagram;
+        std::memmove(mBytes, mBytes + sent, static_cast<std::size_t>(mFilled - sent));
+        mFilled -= sent;
+    }
+
+ private:
+    int mFilled = 0;
+    unsigned char mBytes[65536];
+};
+
 template <Floor floor>
 void BM_Floor(benchmark::State& state) {
+    const Load& load = kLoads[state.range(0)];
     Multiplex multiplex(false);
-    const auto wanted = static_cast<unsigned>(state.range(0));
     std::vector<std::uint32_t> counts(kPids);
-    std::vector<unsigned char> takes(kPids);
-    for (unsigned programme = 0; programme < wanted; ++programme) takes[0x100u + programme * 16] = 1;
-    Sink sink;
-    unsigned char datagram[kDatagram];
-    int filled = 0;
+    std::vector<std::vector<FloorStream<floor>*>> takers(kPids);
+    std::vector<FloorStream<floor>> streams(static_cast<std::size_t>(load.streams));
+    std::vector<Sink> sinks(streams.size());
+    for (int stream = 0; stream < load.streams; ++stream) {
+        for (int place = 0; place < load.programmes; ++place) {
+            takers[PidOfProgramme(Load::Programme(stream, place))].push_back(&streams[static_cast<std::size_t>(stream)]);
+        }
+    }
     for (auto _ : state) {
         const unsigned char* const buffer = multiplex.Next();
         for (int i = 0; i + 1 < kHostBuffer; ++i) {
@@ -83,23 +158,16 @@ void BM_Floor(benchmark::State& state) {
             if (packet[0] != kSyncByte || packet[kPacketSize] != kSyncByte) break;
             const unsigned pid = (packet[1] & 0x1Fu) << 8 | packet[2];
             ++counts[pid];
-            if (floor == Floor::kWalk || takes[pid] == 0) continue;
-            std::memcpy(datagram + filled, packet, kPacketSize);
-            filled += kPacketSize;
-            if (filled < kDatagram) continue;
-            filled = 0;
-            if (floor == Floor::kSend) {
-                sendto(sink.sender, datagram, kDatagram, 0, reinterpret_cast<sockaddr*>(&sink.address), sizeof sink.address);
+            if (floor == Floor::kWalk) continue;
+            for (FloorStream<floor>* stream : takers[pid]) {
+                stream->Take(packet, sinks[static_cast<std::size_t>(stream - streams.data())]);
             }
-            benchmark::DoNotOptimize(datagram);
         }
+        for (std::size_t i = 0; i < streams.size(); ++i) streams[i].EndBuffer(sinks[i]);
         benchmark::DoNotOptimize(counts.data());
     }
     state.SetItemsProcessed(state.iterations() * kHostBuffer);
 }
-BENCHMARK(BM_Floor<Floor::kWalk>)->Name("floor/walk")->Arg(0);
-BENCHMARK(BM_Floor<Floor::kCopy>)->Name("floor/walk+copy")->Arg(1)->Arg(6);
-BENCHMARK(BM_Floor<Floor::kSend>)->Name("floor/walk+copy+sendto")->Arg(1)->Arg(6);
 
 }  // namespace
 
@@ -107,12 +175,11 @@ BENCHMARK(BM_Floor<Floor::kSend>)->Name("floor/walk+copy+sendto")->Arg(1)->Arg(6
 class TsFilterTest {
  public:
     TsFilterTest() { global_debug_flag = 0; }
-    ~TsFilterTest() { filter.SetDebugOutput(nullptr); }
 
     /// Rows of six programmes, settled.
     void Settle() NO_THREAD_SAFETY_ANALYSIS {
-        for (unsigned programme = 0; programme < kProgrammes; ++programme) {
-            PacketIdMapType& row = filter.mPacketIdMap[0x100u + programme * 16];
+        for (int programme = 0; programme < kProgrammes; ++programme) {
+            PacketIdMapType& row = filter.mPacketIdMap[PidOfProgramme(programme)];
             row.transportId = 1;
             row.programId = static_cast<std::uint16_t>(programme + 1);
             row.status = ePidKnown;
@@ -120,19 +187,12 @@ class TsFilterTest {
         filter.FilterActive(true);
     }
 
-    /// Streams go to a file that takes everything and does nothing: what is left is the walk and the copy.
-    void SendNothing() {
-        const cookie_io_functions_t nothing{nullptr, [](void*, const char*, std::size_t size) { return static_cast<ssize_t>(size); },
-                                            nullptr, nullptr};
-        FILE* const file = fopencookie(nullptr, "w", nothing);
-        std::setvbuf(file, nullptr, _IONBF, 0);
-        filter.SetDebugOutput(file);
-    }
-
-    void AddStream(int id, int programmes, std::uint16_t port) {
-        filter.AddStream(id, "127.0.0.1", port);
-        for (int programme = 1; programme <= programmes; ++programme) {
-            filter.AddProgramToStream(id, 1, static_cast<std::uint16_t>(programme));
+    void AddStreams(const Load& load, const std::vector<Sink>& sinks) {
+        for (int id = 0; id < load.streams; ++id) {
+            filter.AddStream(id, "127.0.0.1", ntohs(sinks[static_cast<std::size_t>(id)].address.sin_port));
+            for (int place = 0; place < load.programmes; ++place) {
+                filter.AddProgramToStream(id, 1, static_cast<std::uint16_t>(Load::Programme(id, place) + 1));
+            }
         }
     }
 
@@ -144,32 +204,91 @@ namespace {
 
 void Run(benchmark::State& state, TsFilterTest& test, bool signalling) {
     Multiplex multiplex(signalling);
+    for (int warm = 0; warm < 50; ++warm) test.filter.Filter(multiplex.Next(), kHostBuffer * kPacketSize);  // streams connect
     for (auto _ : state) test.filter.Filter(multiplex.Next(), kHostBuffer * kPacketSize);
     state.SetItemsProcessed(state.iterations() * kHostBuffer);
 }
 
-/// \param range(0)  streams, range(1) programmes of each
 template <bool sends>
 void BM_Filter(benchmark::State& state) {
+    const Load& load = kLoads[state.range(0)];
     TsFilterTest test;
-    Sink sink;
     test.Settle();
-    if (!sends) test.SendNothing();
-    for (int id = 0; id < state.range(0); ++id) {
-        test.AddStream(id, static_cast<int>(state.range(1)), ntohs(sink.address.sin_port));
-    }
+    sendsAreMade = sends;
+    std::vector<Sink> sinks(static_cast<std::size_t>(load.streams));
+    test.AddStreams(load, sinks);
     Run(state, test, false);
+    sendsAreMade = true;
 }
-BENCHMARK(BM_Filter<false>)->Name("ours/without sends")->Args({0, 0})->Args({1, 1})->Args({1, 6})->Args({8, 1});
-BENCHMARK(BM_Filter<true>)->Name("ours/whole path")->Args({1, 1})->Args({1, 6})->Args({8, 1});
 
 void BM_Signalling(benchmark::State& state) {
     TsFilterTest test;
     test.Settle();
     Run(state, test, true);
 }
-BENCHMARK(BM_Signalling)->Name("ours/all packets signalling");
+/// Prints what the benchmarks print, and keeps the times for the table at the end.
+class Keeper : public benchmark::ConsoleReporter {
+ public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            if (run.run_type == Run::RT_Iteration) mTimes[run.run_name.function_name].push_back(run.GetAdjustedCPUTime());
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+    double Median(const std::string& name) {
+        std::vector<double>& times = mTimes[name];
+        if (times.empty()) return 0;
+        std::sort(times.begin(), times.end());
+        return times[times.size() / 2];
+    }
+
+ private:
+    std::map<std::string, std::vector<double>> mTimes;
+};
+
+struct Ratio {
+    const char* ours;
+    const char* floor;
+};
+constexpr Ratio kRatios[] = {
+    {"ours without sends", "walk and copy"},
+    {"ours", "copy and sendmmsg"},
+    {"ours", "copy and sendto"},
+};
+
+std::string Name(const char* what, const Load& load) { return std::string(what) + " / " + load.name; }
+
+void Register() {
+    const auto add = [](const char* what, void (*function)(benchmark::State&)) {
+        for (int load = 0; load < 3; ++load) {
+            benchmark::RegisterBenchmark(Name(what, kLoads[load]).c_str(), function)->Arg(load);
+        }
+    };
+    benchmark::RegisterBenchmark("walk", BM_Floor<Floor::kWalk>)->Arg(0);
+    add("walk and copy", BM_Floor<Floor::kCopy>);
+    add("copy and sendto", BM_Floor<Floor::kSendTo>);
+    add("copy and sendmmsg", BM_Floor<Floor::kSendMmsg>);
+    add("ours without sends", BM_Filter<false>);
+    add("ours", BM_Filter<true>);
+    benchmark::RegisterBenchmark("ours, all signalling", BM_Signalling);
+}
 
 }  // namespace
 
-BENCHMARK_MAIN();
+/// Takes Google Benchmark's options; --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true gives medians.
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    Register();
+    Keeper keeper;
+    benchmark::RunSpecifiedBenchmarks(&keeper);
+    std::printf("\n%-42s", "medians of this run");
+    for (const Load& load : kLoads) std::printf("%12s", load.name);
+    for (const Ratio& ratio : kRatios) {
+        std::printf("\n%-20s : %-19s", ratio.ours, ratio.floor);
+        for (const Load& load : kLoads) {
+            const double floor = keeper.Median(Name(ratio.floor, load));
+            std::printf("%12.2f", floor > 0 ? keeper.Median(Name(ratio.ours, load)) / floor : 0);
+        }
+    }
+    std::printf("\n");
+}

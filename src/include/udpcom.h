@@ -76,6 +76,12 @@ class UdpSender {
     /// \return bytes sent, or a negative number with a line on standard error
     int Send(const void* data, int length, const char* ipAddress = nullptr);
 
+    /// Sends datagrams that lie one behind the other, by one system call where the system has such a call.
+    /// \param sizes  theirs, in bytes; `count` of them, at least one
+    /// \return datagrams sent, in order from the first; or a negative number with a line on standard error when the first
+    ///         couldn't be sent
+    int SendTogether(const std::uint8_t* data, const int* sizes, int count);
+
    private:
     char serverIp[16] = "";
     std::uint16_t port = 0;

@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -189,3 +190,28 @@ int UdpSender::Send(const void* data, int length, const char* /*ipAddress*/) {
     if (sent < 0) std::fprintf(stderr, "sendto() - 2 errno %d\n", errno);
     return static_cast<int>(sent);
 }
+
+#ifdef __linux__
+int UdpSender::SendTogether(const std::uint8_t* data, const int* sizes, int count) {
+    constexpr int kMost = 64;
+    if (s == 0 || count == 1) return Send(data, sizes[0]) < 0 ? -1 : 1;
+    mmsghdr messages[kMost];
+    iovec pieces[kMost];
+    const int taken = std::min(count, kMost);
+    const std::uint8_t* at = data;
+    for (int i = 0; i < taken; at += sizes[i++]) {
+        pieces[i] = {const_cast<std::uint8_t*>(at), static_cast<std::size_t>(sizes[i])};
+        messages[i].msg_hdr = {.msg_name = &siOther, .msg_namelen = sizeof siOther, .msg_iov = &pieces[i], .msg_iovlen = 1,
+                               .msg_control = nullptr, .msg_controllen = 0, .msg_flags = 0};
+    }
+    const int sent = sendmmsg(s, messages, static_cast<unsigned>(taken), 0);
+    if (sent > 0) return sent;
+    if (errno == ENOSYS) return Send(data, sizes[0]) < 0 ? -1 : 1;
+    std::fprintf(stderr, "sendto() - 2 errno %d\n", errno);
+    return -1;
+}
+#else
+int UdpSender::SendTogether(const std::uint8_t* data, const int* sizes, int /*count*/) {
+    return Send(data, sizes[0]) < 0 ? -1 : 1;
+}
+#endif

@@ -135,7 +135,7 @@ void TsFilter::SendPrivatePats(const StreamerList& streams) {
         if (buffer == nullptr) continue;
         streamer->mPrivatePatContinuity = (streamer->mPrivatePatContinuity + 1) % 16;
         buffer[3] = static_cast<std::uint8_t>((buffer[3] & 0xF0) | streamer->mPrivatePatContinuity);
-        streamer->Stream(buffer, streamer->mPrivatePatBufferLen);
+        streamer->Collect(buffer, streamer->mPrivatePatBufferLen);
     }
 }
 

@@ -32,6 +32,9 @@ bool TsFilter::Filter(unsigned char* inData, int size) {
     if (dbg_file_in != nullptr && std::fread(inData, 1, bytes, dbg_file_in) != bytes) return false;
 
     const bool walked = WalkBuffer(Bytes(inData, bytes));
+    for (const auto& streamer : mStreamersList) {
+        if (streamer) streamer->Flush();
+    }
     mpStatistics->AddDroppedBytes(mDroppedBytes);
     mDroppedBytes = 0;
     if (walked) mpStatistics->AddInBytes(static_cast<unsigned>(bytes));
@@ -92,7 +95,7 @@ void TsFilter::Forward(Bytes bytes) {
         mDroppedBytes += static_cast<std::uint32_t>(bytes.size());
         return;
     }
-    for (Streamer* streamer : *mpStreamerList) streamer->Stream(bytes.data(), static_cast<int>(bytes.size()));
+    for (Streamer* streamer : *mpStreamerList) streamer->Collect(bytes.data(), static_cast<int>(bytes.size()));
 }
 
 /// Takes block flag and streams of a PID for bytes that are neither counted nor analysed.
