@@ -108,6 +108,32 @@ TEST(Streamer, AFailedSendDropsTheRestAndReconnects) {
     EXPECT_EQ(receiver.Sizes(), Sizes{1316});
 }
 
+TEST(Streamer, CollectedDatagramsLeaveTogetherInOrder) {
+    Receiver receiver;
+    Streamer streamer(65536, 1316);
+    streamer.StreamSet(receiver.port, "127.0.0.1");
+    streamer.Activated(true);
+    const std::vector<std::uint8_t> data(40000, 1);
+    fast_machine::TakeSleeps();
+    for (const int piece : {1000, 316, 1400, 1315, 2000}) streamer.Collect(data.data(), piece);
+    EXPECT_EQ(receiver.Sizes(), Sizes{});
+    EXPECT_EQ(streamer.Flush(), 1316 + 1400 + 3315);
+    EXPECT_EQ(receiver.Sizes(), (Sizes{1316, 1400, 3315}));
+    EXPECT_EQ(fast_machine::TakeSleeps().size(), 1u) << "the first of them connects";
+    EXPECT_EQ(streamer.Flush(), 0);
+    streamer.Collect(data.data(), 1315);
+    streamer.Collect(data.data(), 40000);
+    streamer.Collect(data.data(), 30000);  // doesn't fit beside the other: that one goes first
+    EXPECT_EQ(receiver.Sizes(), (Sizes{32768, 41315 - 32768}));
+    EXPECT_EQ(streamer.Flush(), 30000);
+    receiver.Sizes();
+
+    streamer.StreamSet(5000, "no address");
+    for (int datagram = 0; datagram < 3; ++datagram) streamer.Collect(data.data(), 1316);
+    EXPECT_EQ(streamer.Flush(), 0);
+    EXPECT_EQ(fast_machine::TakeSleeps().size(), 3u) << "each connects anew";
+}
+
 TEST(Streamer, ListsNoteProgrammesOnceAndPidsAlways) {
     Streamer streamer(100, 1316);
     for (const auto& [programme, pid] : {std::pair{1, 0x30}, {1, 0x31}, {0, 0x50}, {2, 0x40}, {1, 0x30}}) {

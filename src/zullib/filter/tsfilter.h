@@ -187,6 +187,7 @@ class TsFilter {
     void FinishBuffer(Bytes tail) REQUIRES(mMutex);
     void RouteBy(unsigned pid) REQUIRES(mMutex);
     void Forward(Bytes bytes) REQUIRES(mMutex);
+    void FlushStreams() REQUIRES(mMutex);
     void CleanRows() REQUIRES(mMutex);
 
     // From packet to section, and from section to its analyser: tsfilter_analysis.cpp

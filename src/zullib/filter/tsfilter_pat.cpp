@@ -36,7 +36,9 @@ const StreamerList kNoStreams;
 
 bool TsFilter::AnalyzeSectionPat(unsigned char* sectionPtr) {
     const platform::MutexLock lock(mMutex);
-    return AnalyzePat(WholeSection(sectionPtr));
+    const bool analysed = AnalyzePat(WholeSection(sectionPtr));
+    FlushStreams();
+    return analysed;
 }
 
 bool TsFilter::AnalyzePat(Bytes section) {

@@ -32,9 +32,7 @@ bool TsFilter::Filter(unsigned char* inData, int size) {
     if (dbg_file_in != nullptr && std::fread(inData, 1, bytes, dbg_file_in) != bytes) return false;
 
     const bool walked = WalkBuffer(Bytes(inData, bytes));
-    for (const auto& streamer : mStreamersList) {
-        if (streamer) streamer->Flush();
-    }
+    FlushStreams();
     mpStatistics->AddDroppedBytes(mDroppedBytes);
     mDroppedBytes = 0;
     if (walked) mpStatistics->AddInBytes(static_cast<unsigned>(bytes));
@@ -96,6 +94,13 @@ void TsFilter::Forward(Bytes bytes) {
         return;
     }
     for (Streamer* streamer : *mpStreamerList) streamer->Collect(bytes.data(), static_cast<int>(bytes.size()));
+}
+
+/// Sends the datagrams that wait. Called before the lock is given back, so that none waits for the next buffer.
+void TsFilter::FlushStreams() {
+    for (const auto& streamer : mStreamersList) {
+        if (streamer) streamer->Flush();
+    }
 }
 
 /// Takes block flag and streams of a PID for bytes that are neither counted nor analysed.
