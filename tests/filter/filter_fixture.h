@@ -7,6 +7,7 @@
 
 #include "fast_machine.h"
 #include "filter/tsfilter.h"
+#include "psip/tablecollector.h"
 #include "transport.h"
 #include "tunermanager.h"
 #include "udpcom.h"
@@ -44,6 +45,9 @@ class TsFilterTest : public ::testing::Test {
 
     /// The PID table's row, between two buffers.
     PacketIdMapType& Row(unsigned pid) NO_THREAD_SAFETY_ANALYSIS { return mFilter.mPacketIdMap[pid]; }
+
+    /// Tables and sections that the collector knows, between two buffers.
+    std::size_t Sections() NO_THREAD_SAFETY_ANALYSIS { return mFilter.mpTableCollector->GetStats().size(); }
 
     /// What the streams sent since the last call.
     transport::Blob TakeOutput() {

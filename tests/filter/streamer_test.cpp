@@ -113,7 +113,7 @@ TEST(Streamer, CollectedDatagramsLeaveTogetherInOrder) {
     Streamer streamer(65536, 1316);
     streamer.StreamSet(receiver.port, "127.0.0.1");
     streamer.Activated(true);
-    const std::vector<std::uint8_t> data(40000, 1);
+    const std::vector<std::uint8_t> data(70000, 1);
     fast_machine::TakeSleeps();
     for (const int piece : {1000, 316, 1400, 1315, 2000}) streamer.Collect(data.data(), piece);
     EXPECT_EQ(receiver.Sizes(), Sizes{});
@@ -127,6 +127,10 @@ TEST(Streamer, CollectedDatagramsLeaveTogetherInOrder) {
     EXPECT_EQ(receiver.Sizes(), (Sizes{32768, 41315 - 32768}));
     EXPECT_EQ(streamer.Flush(), 30000);
     receiver.Sizes();
+    for (const int piece : {1316, 100}) streamer.Collect(data.data(), piece);
+    EXPECT_EQ(streamer.Flush(), 1316);
+    streamer.Collect(data.data(), 65536 - 100 + 1);
+    EXPECT_EQ(streamer.Flush(), 0) << "one byte too many behind what stayed: all is lost";
 
     streamer.StreamSet(5000, "no address");
     for (int datagram = 0; datagram < 3; ++datagram) streamer.Collect(data.data(), 1316);

@@ -27,17 +27,22 @@ class PsiTest : public TsFilterTest {
 
 TEST_F(PsiTest, PrivatePat_BlanksProgrammesTheStreamDoesNotCarry) {
     FeedPat(1);
-    AddEagerStream(0);
-    mFilter.AddProgramToStream(0, 0x1234, 1);
+    for (const int id : {0, 1}) {
+        AddEagerStream(id);
+        mFilter.AddProgramToStream(id, 0x1234, static_cast<std::uint16_t>(1 + id));
+    }
     FeedPat(2);
     EXPECT_TRUE(TakeOutput().empty()) << "the PAT that is analysed in full is not sent";
     for (unsigned i = 1; i <= 12; ++i) {  // behind the 15th of 128 it is analysed again
         FeedPat(2);
-        const Blob packet = TakeOutput();
-        ASSERT_EQ(packet.size(), kPacket) << i;
-        EXPECT_EQ(packet[3], 0x10 | (i & 0xF)) << "the stream's own continuity";
-        Blob wanted = Pat(0x1234, 2, {{1, kPmt1}, {0, kPmt2}});
-        EXPECT_EQ(SectionOf(packet), wanted) << "blanked in its place, with a CRC of its own";
+        const Blob packets = TakeOutput();
+        ASSERT_EQ(packets.size(), 2 * kPacket) << i;
+        for (unsigned id = 0; id < 2; ++id) {
+            const Blob packet(packets.begin() + id * kPacket, packets.begin() + (id + 1) * kPacket);
+            EXPECT_EQ(packet[3], 0x10 | (i & 0xF)) << "the stream's own continuity";
+            const Blob wanted = Pat(0x1234, 2, {{id == 0 ? 1u : 0u, kPmt1}, {id == 1 ? 2u : 0u, kPmt2}});
+            EXPECT_EQ(SectionOf(packet), wanted) << "blanked in its place, with a CRC of its own";
+        }
     }
 }
 
@@ -64,7 +69,9 @@ TEST_F(PsiTest, OnePatIn128IsAnalysedAgain) {
 }
 
 TEST_F(PsiTest, PatFillsRowsAndStore) {
+    Row(kPmt1).status = ePidKnown;  // as a stream leaves a PID that nobody claimed
     FeedPat(1, {{1, kPmt1}, {0, 0x10}, {0x7FFF, 0x1FFE}});
+    EXPECT_EQ(Row(kPmt1).status, ePidUnknown);
     EXPECT_EQ(Row(kPmt1).type, ePidPmt);
     EXPECT_EQ(Row(kPmt1).programId, 1);
     EXPECT_EQ(Row(kPmt1).transportId, 0x1234);
@@ -121,6 +128,37 @@ TEST_F(PsiTest, PmtSettlesItsStreamsOnce) {
     EXPECT_EQ(first.videoType, 2u);
     EXPECT_EQ(first.audioType, 0x81u);
     EXPECT_EQ(first.language.size(), 3u) << "eng, spa on 0x35, spa on 0x34";
+}
+
+TEST(Psi, LanguagesOfNoTransportStreamAreReportedOnAReceiverAlone) {
+    for (const char role : {'T', 'R'}) {
+        TunerManager tuner(role);
+        TsFilter filter(role, &tuner);
+        Blob pat = Pat(0x1234, 1, kTwo), pmt = Pmt(1, {{0x81, 0x34, {0x0A, 4, 'e', 'n', 'g', 0}}});
+        filter.AnalyzeSectionPat(pat.data());
+        filter.AnalyzeSectionPmt(pmt.data(), 0);
+        EXPECT_EQ(tuner.GetScalProgramDesc(0)->front().language.size(), role == 'R' ? 1u : 0u) << role;
+    }
+}
+
+TEST_F(PsiTest, APacketMayEndOneSectionAndBeginAnother) {
+    unsigned continuity = 0;
+    for (const auto& [pointer, read] : {std::pair{1u, true}, {100u, true}, {181u, true}, {182u, false}}) {
+        mFilter.CleanPacketIdMap();
+        FeedPat(pointer & 0x1F);
+        const Blob first = Pmt(1, {{2, 0x31, Blob(162 + pointer)}});  // 183 bytes of it fill the packet in front
+        const Blob second = Pmt(1, {{0x81, 0x34, {}}});
+        const std::size_t cut = std::min<std::size_t>(183 - pointer, second.size());
+        Blob start{0}, middle{static_cast<std::uint8_t>(pointer)};
+        start.insert(start.end(), first.begin(), first.begin() + 183);
+        middle.insert(middle.end(), first.begin() + 183, first.end());
+        middle.insert(middle.end(), second.begin(), second.begin() + static_cast<long>(cut));
+        FeedProved(Packet(kPmt1, continuity++, start, true));
+        FeedProved(Packet(kPmt1, continuity++, middle, true));
+        FeedProved(Packet(kPmt1, continuity++, Blob(second.begin() + static_cast<long>(cut), second.end())));
+        EXPECT_EQ(Row(0x31).status == ePidKnown, read) << "the rest before a pointer_field of " << pointer;
+        EXPECT_EQ(Row(0x34).status == ePidKnown, read) << "the start behind it";
+    }
 }
 
 TEST_F(PsiTest, DescriptorsThatLieAreHeldToTheirBytes) {

@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "filter/filter_fixture.h"
+#include "statistics.h"
 
 using namespace transport;
 
@@ -26,11 +27,13 @@ TEST_F(StreamsTest, AStreamCarriesPsiItsProgrammeAndWhatNobodyClaims) {
     Row(0x51).count = 1;
     Row(0x52).count = 2;
     Row(0x52).type = ePidEit;
+    Row(0x14).status = ePidKnown;
     AddEagerStream(3);
     mFilter.AddProgramToStream(3, 7, 1);
     for (const unsigned pid : {0x0u, 0x1u, 0x10u, 0x14u, 0x1FFBu, 0x30u, 0x31u, 0x50u, 0x52u}) EXPECT_EQ(IdsOn(pid), Ids{3}) << pid;
     for (const unsigned pid : {0x15u, 0x40u, 0x51u, 0x1FFFu}) EXPECT_EQ(IdsOn(pid), Ids{}) << pid;
     EXPECT_EQ(Row(0x50).status, ePidKnown);
+    EXPECT_EQ(Row(0x14).status, ePidUnknown) << "PSI is analysed";
     EXPECT_EQ(Row(0x52).status, ePidUnknown) << "its sections are still read";
     const auto status = mFilter.StatusOfStream(3);
     ASSERT_TRUE(status);
@@ -41,7 +44,35 @@ TEST_F(StreamsTest, AStreamCarriesPsiItsProgrammeAndWhatNobodyClaims) {
     EXPECT_EQ(IdsOn(0x30), Ids{});
 }
 
+TEST_F(StreamsTest, TheWholeMultiplexLeavesNoiseAndPrivateTablesOut) {
+    const struct { unsigned pid, count; std::int8_t status; Ids wanted; } kRows[] = {
+        {0x30, 3, ePidKnown, {0}}, {0x31, 2, ePidKnown, {}}, {0x32, 9, ePidIgnored, {}}, {0x33, 9, ePidUnknown, {0}}};
+    for (const auto& row : kRows) {
+        Row(row.pid).programId = 1;
+        Row(row.pid).count = row.count;
+        Row(row.pid).status = row.status;
+    }
+    AddEagerStream(0);
+    mFilter.AddAllProgramsToStream(0);
+    for (const auto& row : kRows) EXPECT_EQ(IdsOn(row.pid), row.wanted) << row.pid;
+    EXPECT_TRUE(mFilter.AddStream(0, "239.1.1.2", 5001)) << "a new destination";
+    const auto status = mFilter.StatusOfStream(0);
+    EXPECT_EQ(std::string(status->address) + ":" + std::to_string(status->port), "239.1.1.2:5001");
+    EXPECT_EQ(status->programs, std::list<std::uint16_t>{1});
+}
+
+TEST_F(StreamsTest, AtMost256PidsThatNobodyClaimsUntilTheNextStart) {
+    for (unsigned pid = 0x100; pid < 0x100 + 300; ++pid) Row(pid).count = 2;
+    for (const int id : {0, 1}) mFilter.AddStream(id, "239.1.1.1", 5000);
+    EXPECT_EQ(IdsOn(0x100 + 255), Ids{0});
+    EXPECT_EQ(IdsOn(0x100 + 256), Ids{});
+    std::string cmd = "239.1.1.1,5000,5,7,1";
+    EXPECT_TRUE(mFilter.StartMulticast(2, cmd.data()));
+    EXPECT_EQ(IdsOn(0x100), (Ids{0, 2}));
+}
+
 TEST_F(StreamsTest, StartMulticastRefusesBeforeItChangesAnything) {
+    fast_machine::TakeShellLines();
     for (const char* text : {"", "239.1.1.1", "239.1.1.1,5000", "239.1.1.x,5000,5", "300.1.1.1,5000,5"}) {
         std::string cmd = text;
         EXPECT_FALSE(mFilter.StartMulticast(0, cmd.data())) << text;
@@ -58,10 +89,25 @@ TEST_F(StreamsTest, StartTunesWaitsAttaches_StopDetachesAndCleans) {
     std::string cmd = "239.1.1.1,5000,1f,7,1,7";  // a first id without a second ends the walk
     Row(0x30).programId = 1;
     Row(0x30).transportId = 7;
+    FeedProved(SectionPacket(0, 0, Pat(7, 1, {{1, 0x30}})));
+    ASSERT_EQ(Sections(), 1u);
+    Statistics::Self()->AddNoSync();
+    fast_machine::OnSleep([&](std::int64_t microseconds) {
+        if (microseconds != 5000000) return;
+        EXPECT_EQ(Sections(), 0u) << "the sections begin afresh, before the table fills";
+        for (unsigned i = 0; i < 2; ++i) FeedProved(SectionPacket(0, i, Pat(7, 1, {{1, 0x30}})));
+    });
     fast_machine::TakeSleeps();
     EXPECT_TRUE(mFilter.StartMulticast(0, cmd.data()));
+    fast_machine::OnSleep(nullptr);
     EXPECT_EQ(fast_machine::TakeShellLines(), std::vector<std::string>{"m710cmmd -atsc 31 >/dev/null"});
     EXPECT_EQ(fast_machine::TakeSleeps(), (std::vector<std::int64_t>{3000000, 5000000}));
+    testing::internal::CaptureStdout();
+    Statistics::Self()->DumpStats();
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("No Sync 0\n"), std::string::npos);
+    mFilter.SetPacketSize(0);
+    for (unsigned i = 0; i < 2; ++i) FeedProved(SectionPacket(0, 2 + i, Pat(7, 1, {{1, 0x30}})));
+    EXPECT_EQ(TakeOutput().size(), kPacket) << "the first PAT builds the stream's own, the second sends it";
     EXPECT_EQ(IdsOn(0x30), Ids{0});
     mFilter.AddStream(5, "239.1.1.2", 5001);
     EXPECT_TRUE(mFilter.StopMulticast(0, true));
@@ -71,6 +117,10 @@ TEST_F(StreamsTest, StartTunesWaitsAttaches_StopDetachesAndCleans) {
     EXPECT_EQ(Row(0x30).programId, 0);
     EXPECT_EQ(Row(0).type, ePidPat);
     EXPECT_FALSE(Feed(Filled(0x30, 0, 0)));
+    for (const bool scan : {true, false}) {
+        EXPECT_TRUE(mFilter.EnterScanMode(scan));
+        EXPECT_EQ(Feed(Filled(0x30, 0, 0)), scan);
+    }
 }
 
 TEST_F(StreamsTest, LanguageFilterBlocksOtherAudioAsLongAsOneMatches) {

@@ -110,9 +110,12 @@ TEST_F(WalkTest, ALostSyncIsFoundAgainAndCountedOnce) {
         EXPECT_EQ(TakeOutput(), step.output) << step.what;
         testing::internal::CaptureStdout();
         Statistics::Self()->DumpStats();
-        EXPECT_NE(testing::internal::GetCapturedStdout().find("No Sync " + std::to_string(step.losses) + "\n"),
-                  std::string::npos)
-            << step.what;
+        const std::string dump = testing::internal::GetCapturedStdout();
+        const std::size_t in = Joined(step.input).size(), out = step.output.size();
+        for (const auto& [text, figure] : {std::pair{"Rx-ed ", in}, {"Tx-ed ", out}, {"Dr-ed ", in - out},
+                                           {"Diff (bug if != 0) ", std::size_t{0}}, {"No Sync ", std::size_t{step.losses}}}) {
+            EXPECT_NE(dump.find(text + std::to_string(figure) + "\n"), std::string::npos) << step.what << "\n" << dump;
+        }
     }
 }
 
