@@ -47,13 +47,14 @@ TEST_P(Requests, WithAKeywordAndGarbageBehindItLeaveTheServiceAlive) {
                                     "SUART",    "SCA?",        "UPGR",           "TIME",    "EIT",      "DEBUG",
                                     "DUMPPIDS", "DUMPSTATS",   "DBGSIMPLE",      "DUMPEIT", "DUMPLANG", "M710CMMD",
                                     "TESTSER",  "DUMPCOLLECT", "MCASTPACKETSIZE"};
+    const std::string_view garbage = ",0123456789-:?.%snAzZ /\xFF";
     LiveBoard board(GetParam(), {.clock = 1000});
     ASSERT_TRUE(board.Start());
     std::mt19937 random(8);
     for (const std::string keyword : keywords) {
         for (const std::size_t length : {0u, 1u, 2u, 3u, 15u, 16u, 127u, 128u, 255u, 256u, 1023u, 1024u, 2030u}) {
             std::string request = keyword;
-            for (std::size_t i = 0; i < length; ++i) request += ",0123456789-:?.%snAzZ /\xFF"[random() % 26];
+            for (std::size_t i = 0; i < length; ++i) request += garbage[random() % garbage.size()];
             board.Send(request);
         }
         board.Send("VERS");
