@@ -72,7 +72,7 @@ TEST_F(CommandManagerTest, AnAcceptedUnitIsSavedAsItCameAndReplayedAtBoot) {
     EXPECT_EQ(FileText(file), "UNIT2,239.1.1.1,5000,5,1,2\r\n") << "a refused command saves nothing";
     EXPECT_FALSE(mDaemon.IsWritable(1));
     fast_machine::TakeShellLines();
-    EXPECT_EQ(Ask("UNIT0"), kOk);
+    EXPECT_EQ(Ask("unit0"), kOk);
     Boot();
     EXPECT_TRUE(fast_machine::TakeShellLines().empty()) << "UNIT0 as the item starts nothing";
     EXPECT_EQ(Ask("UNIT4,3,239.1.1.1,5000,1f"), kOk);
@@ -80,6 +80,9 @@ TEST_F(CommandManagerTest, AnAcceptedUnitIsSavedAsItCameAndReplayedAtBoot) {
 }
 
 TEST_F(CommandManagerTest, TunerModeIsKeptShownAndHandedToTheAgent) {
+    mAgent.Put("TUNER_MODE", "2");
+    Boot();
+    EXPECT_EQ(mAgent.Get("TUNER_MODE"), "0") << "nothing was kept";
     EXPECT_EQ(Ask("TUNERMODE2"), kOk);
     EXPECT_EQ(FileText("/mnt/hd1/zul_tunermode"), "2\n");
     EXPECT_EQ(mAgent.Get("TUNER_MODE"), "2");

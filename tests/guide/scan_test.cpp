@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -12,6 +13,7 @@
 #include "guide_fixture.h"
 #include "status_block.h"
 #include "system_daemon.h"
+#include "systemmanager.h"
 
 namespace {
 
@@ -132,6 +134,10 @@ TEST_F(Scan, WalksTheBandAndTellsTheMasterStepByStep) {
     Begin('T');
     EXPECT_TRUE(store->LoadScanResults());
     EXPECT_EQ(Scal(), report) << "after a restart";
+    band = {{2, {4, 0}}};
+    EXPECT_TRUE(store->TuneToChannel(2));
+    store->SetInfoForProgram(2, 1, 2, 0);
+    EXPECT_EQ(Scal().substr(0, 39), "SCAL 000 0002 0001 [02:0:cc:02:00] C A ") << "the signal of the last tune";
 }
 
 TEST_F(Scan, OfOneChannelEmptiesTheStoreAndSavesNothing) {
@@ -228,6 +234,15 @@ TEST_F(Scan, EndsInErrorWhereItCannotRun) {
     WaitForTheEnd();
     EXPECT_NE(testing::internal::GetCapturedStderr().find("Can't save scan results"), std::string::npos);
     EXPECT_EQ(store->ScanState(), TunerManager::eScanDone);
+    daemon.Set(board::Fault::kNone);
+    ASSERT_EQ(SystemManager::RemountHd(1, 1), 0);
+    std::filesystem::create_directory("/mnt/hd1/zul_scan_results");
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(store->BlindScan(TunerManager::eScanUk));
+    HearScan();
+    WaitForTheEnd();
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("cant open scan file for wr"), std::string::npos);
+    EXPECT_FALSE(daemon.IsWritable(1)) << "the disk is closed again";
 }
 
 TEST_F(Scan, KeepsItsFirstPeer) {
