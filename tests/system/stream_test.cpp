@@ -61,6 +61,9 @@ TEST_F(Streams, OfAWholeChannelCarryAllButNullPackets) {
         EXPECT_EQ(board.Ask(request), "OK\r\n");
         ExpectWhole(group.Collect(2 * kEnough), {1, 2, 3});
     }
+    // UNIT2 drops the programmes when the third comma is among the first 48 characters; this one is the 49th.
+    EXPECT_EQ(board.Ask("UNIT2,239.1.1.2," + std::string(32, '0') + "5002,7,4d,1"), "OK\r\n");
+    ExpectWhole(group.Collect(kEnough), {1});
 }
 
 TEST_F(Streams, RunBesideEachOtherUntilEachIsStopped) {
