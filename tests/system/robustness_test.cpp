@@ -107,6 +107,15 @@ TEST(Robustness, ABrokenBroadcastStopsNeitherTheServiceNorTheStreamThatFollows) 
     EXPECT_EQ(evidence.pats.back().front().first, 1);
 }
 
+/// \return whether the board answers; asked again, as log lines may crowd a reply out of the master's socket
+bool Serves(LiveBoard& board) {
+    for (int asked = 0; asked < 20; ++asked) {
+        board.Send("VERS");
+        if (board.HearUntil("VERS0", Milliseconds(1000)).back() == kVersion) return true;
+    }
+    return false;
+}
+
 TEST(Robustness, StreamsComeAndGoWhileDataRunsFlatOut) {
     const auto played = WriteStream("/mnt/seven.ts", SmallMultiplex());
     LiveBoard board('T', {.band = {{7, {"/mnt/seven.ts", 5}}}, .clock = 200});
@@ -138,13 +147,11 @@ TEST(Robustness, StreamsComeAndGoWhileDataRunsFlatOut) {
             "EITL4d,1,2359",
         };
         board.Send(requests[random() % requests.size()]);
-        board.Send("VERS");
-        ASSERT_EQ(board.HearUntil("VERS0").back(), kVersion);
+        ASSERT_TRUE(Serves(board));
     } while (std::chrono::steady_clock::now() < end);
     board.Send("DEBUG0");
     board.Send("UNIT0");
-    board.Send("VERS");
-    EXPECT_EQ(board.HearUntil("VERS0").back(), kVersion);
+    EXPECT_TRUE(Serves(board));
 }
 
 /// \return bytes of this process that lie in memory
