@@ -47,6 +47,7 @@ Machine& TheMachine() {
 constexpr std::size_t kMostSleeps = 100000;
 
 void NanoSleep(std::int64_t nanoseconds) {
+    if (nanoseconds < 1000) return;  // shorter than the call itself
     timespec left{static_cast<time_t>(nanoseconds / 1000000000), static_cast<long>(nanoseconds % 1000000000)};
     while (nanosleep(&left, &left) == -1 && errno == EINTR) {
     }

@@ -1,0 +1,80 @@
+/// The data path as a host sees it, for the doors of broadcast data.
+#pragma once
+
+#include "core/entry.h"
+#include "door.h"
+#include "filter/tsfilter.h"
+#include "psip/tablecollector.h"
+#include "tunermanager.h"
+#include "zul.h"
+
+/// Opens the filter's inside, as to the tests of its room.
+class TsFilterTest {
+ public:
+    static PacketIdMapType& Row(TsFilter& filter, unsigned pid) NO_THREAD_SAFETY_ANALYSIS {
+        return filter.mPacketIdMap[pid];
+    }
+
+    /// Attaches a PID to the first stream, as a command would that walks all rows.
+    static void Attach(TsFilter& filter, unsigned pid) {
+        const platform::MutexLock lock(filter.mMutex);
+        filter.Attach(filter.mPacketIdMap[pid], filter.mStreamersList[0].get());
+    }
+
+    /// Hands a section to the analyser of its table, as the collector does.
+    static void Analyse(TsFilter& filter, Bytes section, unsigned pid) {
+        const platform::MutexLock lock(filter.mMutex);
+        switch (section[0]) {
+            case 0x00: filter.AnalyzePat(section); break;
+            case 0x02: filter.AnalyzePmt(section, static_cast<int>(pid)); break;
+            case 0xC7: filter.AnalyzeSectionMgt(section); break;
+            case 0xC8:
+            case 0xC9: filter.AnalyzeSectionVct(section); break;
+            case 0xCB: filter.AnalyzeSectionEit(section); break;
+            case 0xCC: filter.AnalyzeSectionEtt(section); break;
+            case 0xCD: filter.AnalyzeSectionStt(section); break;
+            default: break;
+        }
+    }
+};
+
+namespace fuzz {
+
+constexpr std::uint16_t kTransport = 0x55, kProgramme = 3, kSource = 0x0102;
+constexpr unsigned kPmtPid = 0x30, kGuidePid = 0x1D00;
+
+/// A filter with its store, reached by `Zul_Filter`, in a role: on a transmitter it runs and has a stream.
+class Board {
+ public:
+    explicit Board(char role);
+    ~Board();
+    Board(const Board&) = delete;
+    Board& operator=(const Board&) = delete;
+
+    /// Puts everything to where a programme of the current channel is known, with its source and its PIDs.
+    void KnowProgramme();
+
+    /// Asks all that can be asked of the store.
+    void AskStore();
+    /// Asks all that can be asked of the PID table, which costs a walk for each question.
+    void AskTable();
+
+    TunerManager tuner;
+    TsFilter filter;
+
+ private:
+    char mRole;
+};
+
+/// A section in packets of its own, behind them the head of another packet, which proves the last.
+Block Packets(unsigned pid, Bytes section, unsigned continuity);
+
+/// Writes section_length and CRC_32 of a section that takes all the bytes; too few or too many stay as they are.
+void Seal(std::span<std::uint8_t> section);
+
+/// The door of one table: to its analyser, flush, or in packets to `Zul_Filter`, or on a receiver.
+/// \param flags   0 to 3 the way, 4 the store is asked behind it, 8 the PID table
+/// \param tables  the table_ids that it reads; the first stands in for all others
+void EnterTable(Input& input, unsigned flags, std::initializer_list<std::uint8_t> tables, unsigned pid);
+
+}  // namespace fuzz

@@ -1,0 +1,61 @@
+// The table of doors, and one run through one of them.
+#include <cstdio>
+
+#include "door.h"
+#include "world.h"
+
+namespace fuzz {
+
+namespace {
+
+// clang-format off
+constexpr Door kDoors[] = {
+    // name       run         longest repair         dictionary
+    {"walk",       Walk,       6000,   RepairPackets},
+    {"collector",  Collector,  3000,   RepairSteps},
+    {"pat",        Pat,        1040,   RepairSection},
+    {"pmt",        Pmt,        1040,   RepairSection},
+    {"mgt",        Mgt,        4097,   RepairSection},
+    {"vct",        Vct,        1040,   RepairSection},
+    {"stt",        Stt,        1040,   RepairSection},
+    {"eit",        Eit,        4097,   RepairSection},
+    {"ett",        Ett,        4097,   RepairSection},
+    {"huffman",    Huffman,    600},
+    {"strings",    Strings,    1200},
+    {"dispatcher", Dispatcher, 2200,   nullptr,       PrintKeywords},
+    {"command",    Command,    2200},
+    {"player",     Player,     1000,   nullptr,       PrintOptions},
+    {"agent",      Agent,      1200},
+    {"daemon",     Daemon,     200},
+    {"browser",    Browser,    1200},
+    {"keys",       Keys,       200},
+    {"results",    Results,    2000},
+    {"startup",    Startup,    1200,   nullptr,       PrintKeywords},
+};
+// clang-format on
+
+}  // namespace
+
+std::span<const Door> Doors() { return kDoors; }
+
+const Door* FindDoor(std::string_view name) {
+    for (const Door& door : kDoors) {
+        if (door.name == name) return &door;
+    }
+    return nullptr;
+}
+
+void Promise(bool kept, const char* promise) {
+    if (kept) return;
+    TellAlways(promise);
+    std::abort();
+}
+
+void Enter(const Door& door, Bytes input) {
+    Input rest(input);
+    const std::uint8_t first = rest.Byte();
+    const World world(LevelOf(first));
+    door.run(rest, FlagsOf(first));
+}
+
+}  // namespace fuzz

@@ -1,0 +1,38 @@
+// Pieces of sections straight into the collector, which packets can't give it in every size and order.
+#include "board.h"
+
+namespace fuzz {
+
+namespace {
+
+// A piece: PID and start in byte 0, continuity in byte 1, bytes in byte 2, then these bytes.
+constexpr std::size_t kPieceHead = 3;
+
+}  // namespace
+
+void Collector(Input& input, unsigned /*flags*/) {
+    TableCollector collector;
+    while (!input.Empty()) {
+        const std::uint8_t head = input.Byte();
+        const std::uint8_t continuity = input.Byte();
+        const Block piece = input.Take(std::min<std::size_t>(input.Byte(), 184));
+        int tableId = 0;
+        const Bytes section = collector.CollectPsipSection(head % 8, piece, head >= 128, continuity, &tableId);
+        Promise(tableId == (section.empty() ? -1 : section[0]), "table_id goes with the section");
+        if (section.empty()) continue;
+        Promise(section.size() >= kCrcSize && section.size() == kSectionHead + SectionLength(section),
+                "a section is as long as it says");
+    }
+    TableCollector::PrintStats(collector.GetStats());
+}
+
+/// Seals the sections that lie whole in their first piece.
+void RepairSteps(std::span<std::uint8_t> input) {
+    while (input.size() > kPieceHead) {
+        const std::size_t size = std::min<std::size_t>(input[2], input.size() - kPieceHead);
+        if (input[0] >= 128) Seal(input.subspan(kPieceHead, size));
+        input = input.subspan(kPieceHead + size);
+    }
+}
+
+}  // namespace fuzz

@@ -1,0 +1,15 @@
+// Answers of the remount daemon: each a byte for its size, then its bytes.
+#include "systemmanager.h"
+#include "world.h"
+
+void fuzz::Daemon(Input& input, unsigned /*flags*/) {
+    constexpr int kExchanges = 4;  // a minute each, where there is no answer
+    for (int i = 0; i < kExchanges && !input.Empty(); ++i) {
+        TheMeanwhile().daemonAnswer = [&input] { return input.Take(input.Byte()); };
+        SystemManager::RemountHd(1, 1);
+        SystemManager::RemountHd(1, 0);
+    }
+    TheMeanwhile().daemonAnswer = nullptr;
+    // Whatever came before: the next exchanges work.
+    for (const int rw : {1, 0}) Promise(SystemManager::RemountHd(1, rw) == 0, "a good answer is taken");
+}

@@ -1,0 +1,10 @@
+// The files that a start reads: the tuner's mode up to a line end, and behind it the start-up item.
+#include "manager.h"
+
+void fuzz::Startup(Input& input, unsigned flags) {
+    WriteFile("/mnt/hd1/zul_tunermode", input.TakeTo('\n'));
+    WriteFile("/mnt/hd1/zul_def_startup", input.Rest());
+    Manager manager(flags);
+    manager.Boot();
+    manager.Serve({'S', 'T', 'A', 'T', 'U', 'S'});
+}

@@ -1,0 +1,125 @@
+// Makes files of the corpus that can't be written by hand: the sections of a transport stream, its first packets, and
+// the tables of the tests.
+//   fuzz_seeds STREAM CORPUS
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <set>
+#include <string>
+
+#include "filter/tsfilter.h"
+#include "psip_sections.h"
+#include "udpcom.h"
+
+namespace {
+
+using namespace transport;
+
+std::filesystem::path corpus;
+
+void Write(const std::string& door, const std::string& name, unsigned first, const Blob& bytes) {
+    std::filesystem::create_directories(corpus / door);
+    std::ofstream file(corpus / door / name, std::ios::binary);
+    file.put(static_cast<char>(first));
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+std::string DoorOf(unsigned tableId) {
+    static const std::map<unsigned, std::string> doors = {{0x00, "pat"}, {0x02, "pmt"}, {0xC7, "mgt"}, {0xC8, "vct"},
+                                                          {0xC9, "vct"}, {0xCB, "eit"}, {0xCC, "ett"}, {0xCD, "stt"}};
+    const auto found = doors.find(tableId);
+    return found != doors.end() ? found->second : "";
+}
+
+/// Every kind of section of a stream, a few of each, by each way into the module; and packets of each kind for the walk.
+void WriteStream(const Blob& stream) {
+    constexpr unsigned kOfEach = 3;
+    TableCollector collector;
+    std::map<std::string, unsigned> written;
+    std::map<unsigned, unsigned> packetsOf;
+    std::set<std::string> seen;
+    Blob walk;
+    for (std::size_t at = 0; at + kPacket <= stream.size(); at += kPacket) {
+        const Blob packet(stream.begin() + static_cast<std::ptrdiff_t>(at), stream.begin() + static_cast<std::ptrdiff_t>(at + kPacket));
+        const auto pid = static_cast<std::uint16_t>((packet[1] & 0x1F) << 8 | packet[2]);
+        if (packetsOf[pid]++ < 2 && walk.size() < 30 * kPacket) Append(walk, packet);
+        const unsigned payload = TsFilter::GetTsPayloadIndex(packet.data(), pid);
+        if (payload < 4 || payload >= kPacket - 8) continue;
+        const bool start = (packet[1] & 0x40) != 0 && packet[payload] == 0;
+        const Blob piece(packet.begin() + payload + (start ? 1 : 0), packet.end());
+        if (start && DoorOf(piece[0]).empty()) continue;
+        int table = 0;
+        const Bytes whole = collector.CollectPsipSection(pid, piece, start, packet[3] & 0xF, &table);
+        const Blob section(whole.begin(), whole.end());
+        const std::string door = section.empty() ? "" : DoorOf(section[0]);
+        if (door.empty() || section.size() > 1100 || !seen.emplace(section.begin(), section.end()).second || written[door] >= kOfEach) continue;
+        const unsigned number = written[door]++;
+        const unsigned ways[] = {4u | 0u, 12u | 2u, 12u | 3u};  // flush, twice in packets, from the host
+        Write(door, "stream-" + std::to_string(number), ways[number] * 3 + number, section);
+    }
+    for (const unsigned flags : {8u, 29u, 15u}) {
+        Blob input{static_cast<std::uint8_t>(flags)};
+        Append(input, walk);
+        Write("walk", "stream-" + std::to_string(flags), flags * 3 + flags % 3, input);
+    }
+}
+
+/// The tables of the tests, with what zul-mux doesn't write.
+void WriteTables() {
+    const Blob languages{0x0A, 8, 'e', 'n', 'g', 0, 's', 'p', 'a', 1};
+    const Blob captions{0x86, 13, 0xC2, 'e', 'n', 'g', 0xC1, 0x3F, 0xFF, 's', 'p', 'a', 0xC2, 0x3F, 0xFF};
+    Blob coded{1, 'e', 'n', 'g', 3, 1, 0, 3, 0x51, 0x22, 0x33, 2, 0, 3, 0x99, 0x88, 0x77, 0, 0x3F, 4, 0, 'A', 0, 'B'};
+    constexpr unsigned kAsk = 4;
+    const struct {
+        const char* door;
+        unsigned way;
+        Blob section;
+    } tables[] = {
+        {"pat", 2, Pat(0x55, 1, {{0, 0x10}, {3, 0x30}, {4, 0x40}})},
+        {"pmt", 0, Pmt(3, {{0x02, 0x31, captions}, {0x81, 0x34, languages}, {0x0F, 0x35, {0x0A, 3, 'f', 'r', 'a'}}}, 0, languages)},
+        {"mgt", 0, Mgt({MgtTable(0, 0x1FFB), MgtTable(0x100, 0x1D00), MgtTable(0x200, 0x1E00, {0x80, 1, 2}), MgtTable(0x1400, 0x50), MgtTable(0x500, 0x51), MgtTable(0x301, 0x52), MgtTable(0x900, 0x53)})},
+        {"vct", 1, Vct(0xC9, 0x55, {VctChannel(3, 11, 1, 0x0102, captions), VctChannel(4, 11, 2, 0x0103)})},
+        {"stt", 1, Stt(1388534400, 16)},
+        {"eit", 0, Eit(0x0102, {EitEvent(1, 1388534000, 1800, Plain("News")), EitEvent(2, 1388535801, 3600, coded, languages), EitEvent(3, 1388540000, 60, {})})},
+        {"eit", 2, Eit(0x0102, {EitEvent(1, 1388534000, 1800, Plain(std::string(200, 'x')))})},
+        {"ett", 0, Ett(0x0102, 1 << 2 | 2, coded)},
+        {"ett", 1, Ett(0x0102, 0, Plain("The first channel."))},
+    };
+    unsigned number = 0;
+    for (const auto& [door, way, section] : tables) {
+        Write(door, "test-" + std::to_string(number), (way | kAsk) * 3 + number % 3, section);
+        ++number;
+    }
+    Write("strings", "mixed", 0, coded);
+    Write("strings", "plain", 0, Plain(std::string(450, 'p')));
+    for (unsigned decoder = 0; decoder < 4; ++decoder) {
+        Write("huffman", std::to_string(decoder), decoder * 3, {200, 0x51, 0x22, 0x33, 0x8C, 0x7E, 0x01, 0xFF, 0x00, 0xAA});
+    }
+    Blob steps;
+    const Blob sections[] = {Stt(1388534400, 16), Mgt({MgtTable(0x100, 0x1D00)}), Eit(0x0102, {EitEvent(1, 1, 60, Plain(std::string(250, 'e')))})};
+    unsigned continuity = 0;
+    for (const Blob& section : sections) {
+        for (std::size_t at = 0; at < section.size(); at += 100) {
+            const auto size = static_cast<std::uint8_t>(std::min<std::size_t>(100, section.size() - at));
+            Append(steps, {static_cast<std::uint8_t>((at == 0 ? 0x80 : 0) | 3), static_cast<std::uint8_t>(continuity++ % 16), size});
+            steps.insert(steps.end(), section.begin() + static_cast<std::ptrdiff_t>(at), section.begin() + static_cast<std::ptrdiff_t>(at + size));
+        }
+    }
+    Write("collector", "three", 0, steps);
+    Write("collector", "three-logged", 1, steps);
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+    if (count != 3) return 2;
+    global_debug_flag = 0;
+    corpus = words[2];
+    std::ifstream file(words[1], std::ios::binary);
+    const std::string stream((std::istreambuf_iterator<char>(file)), {});
+    WriteStream(Blob(stream.begin(), stream.end()));
+    WriteTables();
+    return 0;
+}

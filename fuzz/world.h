@@ -1,0 +1,56 @@
+/// What the module finds around it while it is fuzzed: no threads, no waits, no shell, and in place of the board's other
+/// processes answers of the input's choice. Everything happens on one thread, so that an input always does the same.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "door.h"
+
+class TunerManager;
+
+namespace fuzz {
+
+/// The world of one run: put to its start, and emptied when the run is over.
+class World {
+ public:
+    /// \param level  of the log, 0 to 2; level 2 has a log channel
+    explicit World(unsigned level);
+    ~World();
+    World(const World&) = delete;
+    World& operator=(const World&) = delete;
+};
+
+/// How the module's sleeps are spent: what other processes and threads of a board would do meanwhile.
+struct Meanwhile {
+    bool daemonLies = false;
+    /// The bytes of the daemon's answer in place of a good one.
+    std::function<Block()> daemonAnswer;
+    /// Answer of the browser's controller to a status query, none when it is empty.
+    Block browserAnswer;
+    /// The tuner whose scan is run when one is wanted, or null.
+    TunerManager* scans = nullptr;
+    /// Scans one channel in place of the whole band, which takes a second.
+    bool shortScans = true;
+    /// Called in every sleep of a scan.
+    std::function<void()> duringScan;
+};
+Meanwhile& TheMeanwhile();
+
+/// Puts answers of the settings agent into its queue, in place of those that are left there.
+/// \param answer  bytes of each; empty for a well-formed one
+void FillAgent(Bytes answer);
+
+/// Puts one message into a queue that the module reads; one that has no room is dropped.
+void Post(int key, long type, Bytes text);
+
+/// Writes a file of the board. \param path  as the board knows it, in /mnt/hd1
+void WriteFile(const char* path, Bytes bytes);
+
+/// A datagram to a port of this machine, from the master's port.
+void SendFromMaster(std::uint16_t port, Bytes datagram);
+
+/// Prints a line on the standard error that the process had at first.
+void TellAlways(const char* line);
+
+}  // namespace fuzz
