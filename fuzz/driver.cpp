@@ -1,6 +1,7 @@
-// Without libFuzzer: brings the files of a corpus in by one door, each once.
-//   fuzz_corpus DOOR FILE_OR_FOLDER...
-//   fuzz_corpus --doors | --dictionary DOOR
+// Without libFuzzer: brings files in, each once.
+//   zul_fuzz CORPUS                   each folder by the door of its name
+//   zul_fuzz DOOR FILE_OR_FOLDER...   by one door
+//   zul_fuzz --doors
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -60,32 +61,35 @@ void Enter(const fuzz::Door& door, const std::filesystem::path& path) {
     alarm(0);
 }
 
-int PrintDoors(int count, char** words) {
-    if (count == 2 && std::strcmp(words[1], "--doors") == 0) {
-        for (const fuzz::Door& door : fuzz::Doors()) std::puts(std::string(door.name).c_str());
-        return 0;
+/// One file, and the door that it comes in by.
+struct Visit {
+    const fuzz::Door* door;
+    std::filesystem::path path;
+};
+
+void Add(std::vector<Visit>& visits, const fuzz::Door* door, const std::filesystem::path& path) {
+    if (!std::filesystem::is_directory(path)) {
+        visits.push_back({door, path});
+        return;
     }
-    const fuzz::Door* const door = count == 3 && std::strcmp(words[1], "--dictionary") == 0 ? fuzz::FindDoor(words[2]) : nullptr;
-    if (door != nullptr && door->dictionary != nullptr) door->dictionary();
-    return door != nullptr ? 0 : 2;
+    for (const auto& entry : std::filesystem::directory_iterator(path)) visits.push_back({door, entry.path()});
 }
 
 }  // namespace
 
 int main(int count, char** words) {
-    const fuzz::Door* const door = count >= 3 ? fuzz::FindDoor(words[1]) : nullptr;
-    if (door == nullptr) return PrintDoors(count, words);
-    std::vector<std::filesystem::path> files;  // all found before the first comes in, which changes the folder
-    for (int i = 2; i < count; ++i) {
-        const std::filesystem::path path = std::filesystem::absolute(words[i]);
-        if (std::filesystem::is_directory(path)) {
-            for (const auto& entry : std::filesystem::directory_iterator(path)) files.push_back(entry.path());
-        } else {
-            files.push_back(path);
-        }
+    if (count == 2 && std::strcmp(words[1], "--doors") == 0) {
+        for (const fuzz::Door& door : fuzz::Doors()) std::puts(std::string(door.name).c_str());
+        return 0;
     }
+    std::vector<Visit> visits;  // all found before the first comes in, which changes the folder
+    if (count == 2 && std::filesystem::is_directory(words[1])) {
+        for (const fuzz::Door& door : fuzz::Doors()) Add(visits, &door, std::filesystem::absolute(words[1]) / door.name);
+    }
+    const fuzz::Door* const door = count > 2 ? fuzz::FindDoor(words[1]) : nullptr;
+    for (int i = 2; door != nullptr && i < count; ++i) Add(visits, door, std::filesystem::absolute(words[i]));
     Hush();
-    for (const auto& file : files) Enter(*door, file);
-    fuzz::TellAlways((std::to_string(files.size()) + " files came in").c_str());
-    return files.empty() ? 1 : 0;
+    for (const Visit& visit : visits) Enter(*visit.door, visit.path);
+    fuzz::TellAlways((std::to_string(visits.size()) + " files came in").c_str());
+    return visits.empty() ? 1 : 0;
 }

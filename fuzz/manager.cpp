@@ -53,16 +53,17 @@ Manager::Manager(unsigned flags) : mRole((flags & 1) != 0 ? 'R' : 'T') {
     mBoard = std::make_unique<CommandManager>(mRole);
     Promise(CommandManagerTest::Connect(*mBoard), "the command port is free");
     TheMeanwhile().scans = &CommandManagerTest::Tuner(*mBoard);
-    TheMeanwhile().duringScan = [this] { Receive(); };
     if ((flags & 4) == 0) return;
     CommandManagerTest::Filter(*mBoard).FilterActive(true);
     process_pat = true;
     Receive();
+    TheMeanwhile().host = [this] { Receive(); };
 }
 
 Manager::~Manager() {
     Serve({'U', 'P', 'G', 'R', '0'});  // the image's file is closed
     TheMeanwhile().scans = nullptr;
+    TheMeanwhile().host = nullptr;
     if (Uart* const port = CommandManagerTest::SerialPort(*mBoard)) UartTest::ClosePort(*port);
     CommandManagerTest::Filter(*mBoard).SetDebugInput(nullptr);
     CommandManagerTest::Filter(*mBoard).SetDebugOutput(nullptr);
@@ -72,7 +73,8 @@ Manager::~Manager() {
 void Manager::Receive() {
     Block data = Broadcast();
     if (mRole == 'T') {
-        Zul_Filter(data.data(), static_cast<unsigned>(data.size()));
+        constexpr int kTimes = 3;  // so often a PID must be seen for the whole multiplex to take it along
+        for (int i = 0; i < kTimes; ++i) Zul_Filter(data.data(), static_cast<unsigned>(data.size()));
         return;
     }
     for (const std::size_t at : {std::size_t{5}, transport::kPacket + 5}) {

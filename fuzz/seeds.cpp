@@ -87,6 +87,20 @@ void WriteTables() {
         {"ett", 0, Ett(0x0102, 1 << 2 | 2, coded)},
         {"ett", 1, Ett(0x0102, 0, Plain("The first channel."))},
     };
+    std::vector<Blob> many, wide;  // more events than a block of the index takes, more text than a listing takes
+    for (unsigned id = 1; id <= 150; ++id) many.push_back(EitEvent(id, 1388534400 + 60 * (id % 7) - id, 59, {}));
+    Blob title = Plain(std::string(60, 't'));
+    title[6] = 0x3F;  // UTF-16
+    for (unsigned id = 1; id <= 45; ++id) wide.push_back(EitEvent(id, 1388534400 - 60 + 60 * id, 59, title));
+    Write("eit", "many", (0 | kAsk) * 3, Eit(0x0102, many));
+    Write("eit", "wide", (0 | kAsk) * 3, Eit(0x0102, wide));
+    Blob ids;  // every table that the analysis knows, and one that it doesn't
+    unsigned continuityOfIds = 0;
+    for (const unsigned id : {0xC0, 0xC1, 0xC2, 0xC3, 0xC4, 0xC5, 0xC6, 0xC7, 0xC8, 0xC9, 0xCA, 0xCB, 0xCC, 0xCD, 0xD3}) {
+        Append(ids, SectionPackets(0x1FFB, continuityOfIds, Sealed(Head(id, 0))));
+    }
+    ids.insert(ids.begin(), 0);
+    Write("walk", "tables", 12, ids);
     unsigned number = 0;
     for (const auto& [door, way, section] : tables) {
         Write(door, "test-" + std::to_string(number), (way | kAsk) * 3 + number % 3, section);
@@ -109,6 +123,7 @@ void WriteTables() {
     }
     Write("collector", "three", 0, steps);
     Write("collector", "three-logged", 1, steps);
+    Write("collector", "full", 4, steps);
 }
 
 }  // namespace

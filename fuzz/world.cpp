@@ -11,9 +11,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <utility>
 
@@ -34,9 +36,12 @@ namespace {
 constexpr int kAgentRequests = 1235, kAgentAnswers = 1236, kAgentAnswerType = 0x304;
 constexpr int kPlayer = 1234, kDaemon = 1240, kDaemonAnswers = 1689, kKeys = 1250;
 constexpr int kBrowser = 945602, kBrowserAnswers = 31561;
-constexpr int kQueues[] = {kAgentRequests, kAgentAnswers, kPlayer, kDaemon, kDaemonAnswers, kKeys, kBrowser, kBrowserAnswers};
+constexpr int kQueues[] = {kAgentRequests, kPlayer, kDaemon, kDaemonAnswers, kKeys, kBrowser, kBrowserAnswers, kAgentAnswers};
+int queueIds[std::size(kQueues)];
 
-constexpr int kAnswers = 24;  ///< of the agent for one request; no command asks it more often
+int IdOf(int key) { return queueIds[std::find(std::begin(kQueues), std::end(kQueues), key) - std::begin(kQueues)]; }
+
+constexpr unsigned kAnswers = 24;  ///< of the agent for one request; no command asks it more often
 constexpr std::uint16_t kLogPort = 9;
 constexpr std::uint32_t kNow = 1388534400;  ///< GPS seconds
 
@@ -47,7 +52,7 @@ struct Message {
 
 /// Takes a message of any type. \return its bytes, or -1
 ssize_t Fetch(int key, Message& message) {
-    return msgrcv(msgget(key, 0666), &message, sizeof message.text, 0, IPC_NOWAIT | MSG_NOERROR);
+    return msgrcv(IdOf(key), &message, sizeof message.text, 0, IPC_NOWAIT | MSG_NOERROR);
 }
 
 void Empty(int key) {
@@ -81,39 +86,39 @@ void PlayBrowser() {
     }
 }
 
-/// Runs the scan that its own thread would run, and what goes on during one.
+/// Runs the scan that its own thread would run.
 void PlayScan() {
     static bool scanning = false;
     Meanwhile& meanwhile = TheMeanwhile();
-    if (meanwhile.scans == nullptr || meanwhile.scans->ScanState() != TunerManager::eScanInProgress) return;
-    if (scanning) {
-        if (meanwhile.duringScan) meanwhile.duringScan();
-        return;
-    }
+    if (scanning || meanwhile.scans == nullptr || meanwhile.scans->ScanState() != TunerManager::eScanInProgress) return;
     scanning = true;
     if (meanwhile.shortScans) meanwhile.scans->ScanOneChannel(7);
     meanwhile.scans->DoScan();
     scanning = false;
 }
 
-void OnSleep(std::int64_t) {
+void OnSleep(std::int64_t microseconds) {
+    constexpr std::int64_t kForData = 5'000'000;  // so long are these sleeps, and no lock is held in them
     PlayDaemon();
     PlayBrowser();
     PlayScan();
+    if (microseconds >= kForData && TheMeanwhile().host) TheMeanwhile().host();
 }
 
-/// The status block, with a signal that a scan finds usable.
+/// The status block, with a signal that a scan finds usable, and the programme that the broadcasts here carry.
 void MakeStatusBlock() {
     constexpr std::size_t kSize = 49152, kOffset = 24576;
     auto* const at = static_cast<char*>(shmat(shmget(2000, kSize, IPC_CREAT | 0666), nullptr, 0));
     Promise(reinterpret_cast<std::intptr_t>(at) != -1, "fuzzing needs tests/sandbox");
-    reinterpret_cast<sVPLAYER_SM_STRUCT*>(at + kOffset)->vStatus.tunerSignalStrength = 4;
+    sKBL_VPLAYER_STATUS& status = reinterpret_cast<sVPLAYER_SM_STRUCT*>(at + kOffset)->vStatus;
+    status.tunerSignalStrength = 4;
+    status.progId = 3;
 }
 
 bool MakeWorld() {
     Promise(std::getenv("ZUL_SANDBOX") != nullptr, "fuzzing needs tests/sandbox");
     Promise(chdir("/mnt") == 0, "no /mnt");  // files that a request names land in the sandbox
-    for (const int key : kQueues) msgget(key, IPC_CREAT | 0666);
+    std::transform(std::begin(kQueues), std::end(kQueues), queueIds, [](int key) { return msgget(key, IPC_CREAT | 0666); });
     MakeStatusBlock();
     (void)!symlink("/dev/null", "/dev/ttyS0");
     prctl(PR_SET_TIMERSLACK, 1);
@@ -151,7 +156,9 @@ World::~World() {
     global_debug_flag = 0;
     CloseLogChannel();
     TheMeanwhile() = {};
-    for (const int key : kQueues) Empty(key);
+    for (const int key : kQueues) {
+        if (key != kAgentAnswers) Empty(key);
+    }
     char rest[2048];
     while (recv(MasterSocket(), rest, sizeof rest, MSG_DONTWAIT) >= 0) {
     }
@@ -162,9 +169,13 @@ World::~World() {
 void FillAgent(Bytes answer) {
     static constexpr char kGood[] = "x = INTEGER: 3 \r\n";
     if (answer.empty()) answer = Bytes(reinterpret_cast<const std::uint8_t*>(kGood), sizeof kGood);
+    static Block before;  // what is left of the answers to the last request needn't go when they are the same
+    if (!std::ranges::equal(answer, before)) Empty(kAgentAnswers);
+    before.assign(answer.begin(), answer.end());
     Empty(kAgentRequests);
-    Empty(kAgentAnswers);
-    for (int i = 0; i < kAnswers; ++i) Post(kAgentAnswers, kAgentAnswerType, answer);
+    msqid_ds queue{};
+    msgctl(IdOf(kAgentAnswers), IPC_STAT, &queue);
+    for (auto count = queue.msg_qnum; count < kAnswers; ++count) Post(kAgentAnswers, kAgentAnswerType, answer);
 }
 
 void Post(int key, long type, Bytes text) {
@@ -172,7 +183,7 @@ void Post(int key, long type, Bytes text) {
     message.type = type;
     const std::size_t size = std::min(text.size(), sizeof message.text);
     if (size != 0) std::memcpy(message.text, text.data(), size);
-    (void)!msgsnd(msgget(key, 0666), &message, size, IPC_NOWAIT);
+    (void)!msgsnd(IdOf(key), &message, size, IPC_NOWAIT);
 }
 
 void WriteFile(const char* path, Bytes bytes) {

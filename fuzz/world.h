@@ -32,8 +32,8 @@ struct Meanwhile {
     TunerManager* scans = nullptr;
     /// Scans one channel in place of the whole band, which takes a second.
     bool shortScans = true;
-    /// Called in every sleep of a scan.
-    std::function<void()> duringScan;
+    /// What a host does in those sleeps in which the module waits for its data.
+    std::function<void()> host;
 };
 Meanwhile& TheMeanwhile();
 

@@ -8,10 +8,22 @@ namespace {
 // A piece: PID and start in byte 0, continuity in byte 1, bytes in byte 2, then these bytes.
 constexpr std::size_t kPieceHead = 3;
 
+/// Makes so many objects that the next section takes the place of an older one; each second one is in progress.
+void Fill(TableCollector& collector) {
+    for (unsigned i = 0; i < TableCollector::kMaxSections; ++i) {
+        const std::uint8_t size = i % 2 == 0 ? 9 : 100;
+        const Block head{0xC0, 0xF0, size, 0, 0, 0xC1, static_cast<std::uint8_t>(i), 0, 1, 2, 3, 4};
+        int tableId = 0;
+        collector.CollectPsipSection(static_cast<std::uint16_t>(i / 256), head, true, 0, &tableId);
+    }
+}
+
 }  // namespace
 
-void Collector(Input& input, unsigned /*flags*/) {
+/// \param flags  1: the collector has all the objects that it may have
+void Collector(Input& input, unsigned flags) {
     TableCollector collector;
+    if (flags % 2 == 1) Fill(collector);
     while (!input.Empty()) {
         const std::uint8_t head = input.Byte();
         const std::uint8_t continuity = input.Byte();
