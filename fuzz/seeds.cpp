@@ -1,6 +1,6 @@
 // Makes files of the corpus that can't be written by hand: the sections of a transport stream, its first packets, and
 // the tables of the tests.
-//   fuzz_seeds STREAM CORPUS
+//   fuzz_seeds NAME STREAM CORPUS
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -34,7 +34,7 @@ std::string DoorOf(unsigned tableId) {
 }
 
 /// Every kind of section of a stream, a few of each, by each way into the module; and packets of each kind for the walk.
-void WriteStream(const Blob& stream) {
+void WriteStream(const std::string& name, const Blob& stream) {
     constexpr unsigned kOfEach = 3;
     TableCollector collector;
     std::map<std::string, unsigned> written;
@@ -44,7 +44,8 @@ void WriteStream(const Blob& stream) {
     for (std::size_t at = 0; at + kPacket <= stream.size(); at += kPacket) {
         const Blob packet(stream.begin() + static_cast<std::ptrdiff_t>(at), stream.begin() + static_cast<std::ptrdiff_t>(at + kPacket));
         const auto pid = static_cast<std::uint16_t>((packet[1] & 0x1F) << 8 | packet[2]);
-        if (packetsOf[pid]++ < 2 && walk.size() < 30 * kPacket) Append(walk, packet);
+        const bool tables = pid % 16 == 0 || pid >= 0x1D00;  // by zul-mux's habit
+        if (packetsOf[pid]++ < (tables ? 6 : 1) && walk.size() < 30 * kPacket) Append(walk, packet);
         const unsigned payload = TsFilter::GetTsPayloadIndex(packet.data(), pid);
         if (payload < 4 || payload >= kPacket - 8) continue;
         const bool start = (packet[1] & 0x40) != 0 && packet[payload] == 0;
@@ -57,13 +58,28 @@ void WriteStream(const Blob& stream) {
         if (door.empty() || section.size() > 1100 || !seen.emplace(section.begin(), section.end()).second || written[door] >= kOfEach) continue;
         const unsigned number = written[door]++;
         const unsigned ways[] = {4u | 0u, 12u | 2u, 12u | 3u};  // flush, twice in packets, from the host
-        Write(door, "stream-" + std::to_string(number), ways[number] * 3 + number, section);
+        Write(door, name + "-" + std::to_string(number), ways[number] * 3 + number, section);
     }
     for (const unsigned flags : {8u, 29u, 15u}) {
         Blob input{static_cast<std::uint8_t>(flags)};
         Append(input, walk);
-        Write("walk", "stream-" + std::to_string(flags), flags * 3 + flags % 3, input);
+        Write("walk", name + "-" + std::to_string(flags), flags * 3 + flags % 3, input);
     }
+}
+
+/// Sections in pieces for the collector's door, all on one PID.
+Blob Steps(const std::vector<Blob>& sections) {
+    constexpr std::size_t kPiece = 183;
+    Blob steps;
+    unsigned continuity = 0;
+    for (const Blob& section : sections) {
+        for (std::size_t at = 0; at < section.size(); at += kPiece) {
+            const std::size_t size = std::min(kPiece, section.size() - at);
+            Append(steps, {static_cast<std::uint8_t>((at == 0 ? 0x80 : 0) | 3), static_cast<std::uint8_t>(continuity++ % 16), static_cast<std::uint8_t>(size)});
+            steps.insert(steps.end(), section.begin() + static_cast<std::ptrdiff_t>(at), section.begin() + static_cast<std::ptrdiff_t>(at + size));
+        }
+    }
+    return steps;
 }
 
 /// The tables of the tests, with what zul-mux doesn't write.
@@ -87,6 +103,11 @@ void WriteTables() {
         {"ett", 0, Ett(0x0102, 1 << 2 | 2, coded)},
         {"ett", 1, Ett(0x0102, 0, Plain("The first channel."))},
     };
+    std::vector<Programme> programmes;  // more than a PAT of the largest accepted size has
+    for (unsigned number = 1; number <= 600; ++number) programmes.push_back({number, 0x30 + number});
+    for (const unsigned way : {0u, 3u}) Write("pat", "long-" + std::to_string(way), (way | kAsk) * 3, Pat(0x55, 1, programmes));
+    programmes.resize(253);
+    for (const unsigned way : {0u, 2u}) Write("pat", "full-" + std::to_string(way), (way | kAsk) * 3, Pat(0x55, 1, programmes));
     std::vector<Blob> many, wide;  // more events than a block of the index takes, more text than a listing takes
     for (unsigned id = 1; id <= 150; ++id) many.push_back(EitEvent(id, 1388534400 + 60 * (id % 7) - id, 59, {}));
     Blob title = Plain(std::string(60, 't'));
@@ -111,15 +132,11 @@ void WriteTables() {
     for (unsigned decoder = 0; decoder < 4; ++decoder) {
         Write("huffman", std::to_string(decoder), decoder * 3, {200, 0x51, 0x22, 0x33, 0x8C, 0x7E, 0x01, 0xFF, 0x00, 0xAA});
     }
-    Blob steps;
-    const Blob sections[] = {Stt(1388534400, 16), Mgt({MgtTable(0x100, 0x1D00)}), Eit(0x0102, {EitEvent(1, 1, 60, Plain(std::string(250, 'e')))})};
-    unsigned continuity = 0;
-    for (const Blob& section : sections) {
-        for (std::size_t at = 0; at < section.size(); at += 100) {
-            const auto size = static_cast<std::uint8_t>(std::min<std::size_t>(100, section.size() - at));
-            Append(steps, {static_cast<std::uint8_t>((at == 0 ? 0x80 : 0) | 3), static_cast<std::uint8_t>(continuity++ % 16), size});
-            steps.insert(steps.end(), section.begin() + static_cast<std::ptrdiff_t>(at), section.begin() + static_cast<std::ptrdiff_t>(at + size));
-        }
+    const Blob steps = Steps({Stt(1388534400, 16), Mgt({MgtTable(0x100, 0x1D00)}), Eit(0x0102, {EitEvent(1, 1, 60, Plain(std::string(250, 'e')))})});
+    for (const auto& [id, size] : {std::pair{0xC8, 1024u}, {0xC8, 1025u}, {0xC8, 1200u}, {0xCB, 4096u}}) {  // the largest, and more
+        Blob section = Head(static_cast<unsigned>(id), 0x55);
+        section.resize(size - kCrcSize);
+        Write("collector", std::to_string(id) + "-" + std::to_string(size), 0, Steps({Sealed(section)}));
     }
     Write("collector", "three", 0, steps);
     Write("collector", "three-logged", 1, steps);
@@ -129,12 +146,12 @@ void WriteTables() {
 }  // namespace
 
 int main(int count, char** words) {
-    if (count != 3) return 2;
+    if (count != 4) return 2;
     global_debug_flag = 0;
-    corpus = words[2];
-    std::ifstream file(words[1], std::ios::binary);
+    corpus = words[3];
+    std::ifstream file(words[2], std::ios::binary);
     const std::string stream((std::istreambuf_iterator<char>(file)), {});
-    WriteStream(Blob(stream.begin(), stream.end()));
+    WriteStream(words[1], Blob(stream.begin(), stream.end()));
     WriteTables();
     return 0;
 }

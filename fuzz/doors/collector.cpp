@@ -20,10 +20,10 @@ void Fill(TableCollector& collector) {
 
 }  // namespace
 
-/// \param flags  1: the collector has all the objects that it may have
+/// \param flags  1 of 16: the collector has all the objects that it may have
 void Collector(Input& input, unsigned flags) {
     TableCollector collector;
-    if (flags % 2 == 1) Fill(collector);
+    if (flags % 16 == 1) Fill(collector);  // takes its time
     while (!input.Empty()) {
         const std::uint8_t head = input.Byte();
         const std::uint8_t continuity = input.Byte();

@@ -1,4 +1,6 @@
 // Transport stream by Zul_Filter: buffers cut at odd places, with the stream table changed between two.
+#include <map>
+
 #include "board.h"
 
 namespace fuzz {
@@ -61,13 +63,15 @@ void Walk(Input& input, unsigned flags) {
     if ((flags & 16) != 0) board.AskTable();
 }
 
-/// Puts sync bytes a packet apart, and seals sections that lie whole in one.
+/// Puts sync bytes a packet apart, counts the packets of each PID on, and seals sections that lie whole in one.
 void RepairPackets(std::span<std::uint8_t> input) {
     constexpr std::size_t kHead = 5;  // with the pointer_field
+    std::map<unsigned, unsigned> continuity;
     for (std::size_t at = 1; at < input.size(); at += kPacketSize) {
         input[at] = kSyncByte;
         if (input.size() - at < kPacketSize) return;
         const auto packet = input.subspan(at, kPacketSize);
+        packet[3] = static_cast<std::uint8_t>((packet[3] & 0xF0) | (++continuity[Be16(packet, 1) & 0x1FFFu] & 0x0F));
         const std::size_t start = kHead + packet[4];
         if ((packet[1] & 0x40) == 0 || (packet[3] & 0x30) != 0x10 || start + kSectionHead > packet.size()) continue;
         const std::size_t size = kSectionHead + SectionLength(packet.subspan(start));
