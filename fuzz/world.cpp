@@ -166,16 +166,21 @@ World::~World() {
     fast_machine::TakeShellLines();
 }
 
-void FillAgent(Bytes answer) {
+void FillAgent(Bytes answers) {
     static constexpr char kGood[] = "x = INTEGER: 3 \r\n";
-    if (answer.empty()) answer = Bytes(reinterpret_cast<const std::uint8_t*>(kGood), sizeof kGood);
-    static Block before;  // what is left of the answers to the last request needn't go when they are the same
-    if (!std::ranges::equal(answer, before)) Empty(kAgentAnswers);
-    before.assign(answer.begin(), answer.end());
+    static Block before;  // what is left of the answers to the last request needn't go when they are all the same
+    if (answers.empty()) answers = Bytes(reinterpret_cast<const std::uint8_t*>(kGood), sizeof kGood);
+    const bool various = std::find(answers.begin(), answers.end(), kNextAnswer) != answers.end();
+    if (various || !std::ranges::equal(answers, before)) Empty(kAgentAnswers);
+    before.assign(answers.begin(), answers.end());
     Empty(kAgentRequests);
     msqid_ds queue{};
     msgctl(IdOf(kAgentAnswers), IPC_STAT, &queue);
-    for (auto count = queue.msg_qnum; count < kAnswers; ++count) Post(kAgentAnswers, kAgentAnswerType, answer);
+    Input rest(answers);
+    for (auto count = queue.msg_qnum; count < kAnswers; ++count) {
+        if (rest.Empty()) rest = Input(answers);
+        Post(kAgentAnswers, kAgentAnswerType, rest.TakeTo(kNextAnswer));
+    }
 }
 
 void Post(int key, long type, Bytes text) {

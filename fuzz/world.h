@@ -38,8 +38,9 @@ struct Meanwhile {
 Meanwhile& TheMeanwhile();
 
 /// Puts answers of the settings agent into its queue, in place of those that are left there.
-/// \param answer  bytes of each; empty for a well-formed one
-void FillAgent(Bytes answer);
+/// \param answers  their bytes in turn, over and over, with kNextAnswer between two; empty for a well-formed one
+void FillAgent(Bytes answers);
+constexpr std::uint8_t kNextAnswer = 0x1F;
 
 /// Puts one message into a queue that the module reads; one that has no room is dropped.
 void Post(int key, long type, Bytes text);

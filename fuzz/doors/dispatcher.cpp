@@ -12,7 +12,7 @@ namespace fuzz {
 namespace {
 
 constexpr std::uint8_t kSeparator = 0x1E;  ///< between two requests
-constexpr std::uint8_t kAnswer = '=';      ///< begins the settings agent's answer to the requests behind it
+constexpr std::uint8_t kAnswer = '=';      ///< begins the settings agent's answers to the requests behind it
 
 /// Ends FILTER, which serves nothing but its port until a datagram without bytes comes.
 class FilterFeed {
@@ -73,7 +73,7 @@ void Dispatcher(Input& input, unsigned flags) {
 
 void PrintKeywords() {
     for (const auto& row : CommandManagerTest::Keywords()) std::printf("\"%s\"\n", std::string(row.keyword).c_str());
-    for (const char* word : {"\\x1e", "=", ",", "\\x0d\\x0a", "UNIT1,", "UNIT4,", "UNIT5,", "239.1.1.1", "5000", "0055,0003",
+    for (const char* word : {"\\x1e", "\\x1f", "=", ",", "\\x0d\\x0a", "UNIT1,", "UNIT4,", "UNIT5,", "239.1.1.1", "5000", "0055,0003",
                              "EITI", "EITN", "EITL", "URLkey", "UPGR:", "UPGR20", "BLIND99", "eng", "-udp", "OFF"}) {
         std::printf("\"%s\"\n", word);
     }
