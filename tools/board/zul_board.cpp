@@ -4,19 +4,25 @@
 #include <fmt/chrono.h>
 #include <fmt/core.h>
 #include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <fstream>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
 #include "board.h"
 #include "console.h"
+#include "replay.h"
 
 namespace {
 
@@ -74,6 +80,8 @@ struct Options {
     board::BoardPlan plan;
     double speed = 1;
     std::string moduleLog;
+    std::string replay;
+    std::string replayOf;
 };
 
 Options Read(int argc, char** argv) {
@@ -93,6 +101,13 @@ Options Read(int argc, char** argv) {
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
     app.add_option("--module-log", options.moduleLog, "file for what the module itself prints");
+    app.add_option("--replay", options.replay,
+                   "a record of zulctl --record: its requests are asked again, and the exit code is 1 where an answer "
+                   "differs; tools/board/README.md tells what may")
+        ->type_name("FILE")
+        ->check(CLI::ExistingFile);
+    app.add_option("--replay-of", options.replayOf, "the board of the record that is meant, where it has several")
+        ->type_name("ADDRESS");
     try {
         app.parse(argc, argv);
         for (const auto& text : channels) options.plan.band.insert(ReadChannel(text));
@@ -133,6 +148,46 @@ bool Live(const Options& options, Teller& tell) {
     return signal == SIGHUP;
 }
 
+/// Set in the board that a record is played to, for its whole life with all restarts.
+constexpr const char* kReplayed = "ZUL_BOARD_REPLAYED";
+
+using Record = std::vector<board::RecordedRequest>;
+
+int PortOf(const Options& options) { return options.plan.role == 'T' ? 5000 : 2008; }
+
+/// \return the record that is to be played; nothing in a board that one is played to
+std::optional<Record> RecordToPlay(const Options& options) {
+    if (options.replay.empty() || std::getenv(kReplayed) != nullptr) return std::nullopt;
+    std::ifstream file(options.replay);
+    return board::ReadRecord(file, PortOf(options), options.replayOf);
+}
+
+/// Becomes two processes: one goes on as the board, this one plays it the record and ends it.
+/// \return the exit code, or nothing in the process that goes on
+std::optional<int> PlayRecord(const Options& options, const Record& record, Teller& tell) {
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child < 0) throw std::runtime_error("no second process for the board");
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+        setenv(kReplayed, "1", 1);
+        return std::nullopt;
+    }
+    const auto say = [&tell](const std::string& line) { tell("replay", line); };
+    std::optional<int> differences;
+    try {
+        differences = board::Replay(record, PortOf(options), say);
+    } catch (const std::exception& error) {
+        say(error.what());
+    }
+    kill(child, SIGTERM);
+    waitpid(child, nullptr, 0);
+    if (!differences) return 1;
+    say(fmt::format("{} requests, {} answered otherwise than recorded", record.size(),
+                    *differences == 0 ? "none" : std::to_string(*differences)));
+    return *differences == 0 ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) try {
@@ -142,8 +197,12 @@ int main(int argc, char** argv) try {
                    options.plan.root, argv[0]);
         return 2;
     }
+    const auto record = RecordToPlay(options);
     FILE* out = RedirectModule(options.moduleLog);
     Teller tell(out);
+    if (record) {
+        if (const auto code = PlayRecord(options, *record, tell)) return *code;
+    }
     if (Live(options, tell)) {
         dup2(fileno(out), STDOUT_FILENO);
         dup2(fileno(out), STDERR_FILENO);
@@ -151,7 +210,7 @@ int main(int argc, char** argv) try {
         throw std::runtime_error("the board doesn't start again");
     }
     std::fflush(stdout);  // alone: the thread that reads orders holds the standard input
-    _exit(0);  // the module's threads have no end: nothing may be taken down under them
+    _exit(0);             // the module's threads have no end: nothing may be taken down under them
 } catch (const std::exception& error) {
     fmt::print(stderr, "zul-board: {}\n", error.what());
     return 1;
