@@ -3,14 +3,14 @@
 
 #include <atomic>
 #include <cstdint>
-#include <cstring>
 #include <list>
 #include <memory>
 
 #include "udpcom.h"
 
-/// Collects the packets that the filter routes to it and sends a datagram when `mPacketSize` bytes wait. The filter lets the
-/// datagrams that one host buffer completes leave together, which costs a third of sending each by itself.
+/// Collects the packets that the filter routes to it and sends a datagram when `mPacketSize` bytes wait. The datagrams that one
+/// host buffer completes leave together, which costs a third of sending each by itself, and from the host's buffer, without a
+/// copy of ours: only what the next buffer completes is kept in the streamer's own.
 /// All operations but the plain accessors run under the filter's lock.
 class Streamer {
    public:
@@ -43,28 +43,29 @@ class Streamer {
     const std::list<std::uint16_t>& ProgramList() const { return mProgramList; }
     const std::list<std::uint16_t>& PidList() const { return mPidList; }
 
-    /// Takes bytes, and sends when the threshold is reached. A reconnect holds up the caller for 100 ms.
+    /// Takes a copy of bytes, and sends what is complete. A reconnect holds up the caller for 100 ms.
     /// \return bytes sent by this call, 0 if it only stored or dropped
     int Stream(const std::uint8_t* addData, int len);
 
-    /// Takes bytes as `Stream` does, but lets datagrams wait for `Flush`, as long as the buffer has room for them.
+    /// Takes bytes that stay where they are, and unchanged, until `Flush`; so long complete datagrams may wait.
     void Collect(const std::uint8_t* addData, int len) {
         if (!Activated()) return;
-        if (len > mRoom && !MakeRoom(len)) return;
-        if (len == kTransportPacket) {
-            std::memcpy(mpCurrWritePtr, addData, kTransportPacket);  // a size that the compiler knows costs half
-        } else {
-            std::memcpy(mpCurrWritePtr, addData, static_cast<std::size_t>(len));
-        }
-        mpCurrWritePtr += len;
+        if (len > mRoom) return Refuse(len);
         mRoom -= len;
+        if (addData == mpNextByte) {
+            mPieces[mPieceCount - 1].iov_len += static_cast<std::size_t>(len);
+        } else {
+            AddPiece(addData, len);
+        }
+        mpNextByte = addData + len;
         mDataCount += len;
         if (mDataCount >= mPacketSize) CompleteDatagram();
     }
 
-    /// Sends the datagrams that wait, in order. A reconnect holds up the caller for 100 ms.
+    /// Sends the datagrams that wait, in order, and keeps a copy of the bytes of the next. A reconnect holds up the caller
+    /// for 100 ms.
     /// \return bytes sent
-    int Flush() { return mDatagrams == 0 ? 0 : SendWaiting(); }
+    int Flush();
 
     /// Notes a PID, and its programme if it isn't noted yet; programme 0 notes nothing.
     void AddProgramToList(std::uint16_t programId, std::uint16_t pid);
@@ -83,24 +84,38 @@ class Streamer {
 
     static constexpr int kTransportPacket = 188;  ///< bytes
     static constexpr int kMostDatagrams = 64;     ///< that wait for `Flush`
+    static constexpr int kMostPieces = 512;       ///< of them and of the datagram that is being filled
 
-    bool MakeRoom(int len);
+    void Refuse(int len);
+    void AddPiece(const std::uint8_t* data, int len) {
+        if (mPieceCount == kMostPieces) Flush();
+        __builtin_prefetch(data + 64);  // the rest of a packet, of which the walk read only the head: the send will want it
+        __builtin_prefetch(data + 128);
+        mPieces[mPieceCount++] = {const_cast<std::uint8_t*>(data), static_cast<std::size_t>(len)};
+    }
+    void BeginDatagram();
     void CompleteDatagram();
     int SendWaiting();
-    int SendDatagram(const std::uint8_t* data, int size);
+    int SendCopied(const UdpSender::Datagram& datagram);
     int SendChunk(const std::uint8_t* data, int size);
+    void Gather(const iovec* pieces, int count);
+    void KeepRest();
     void Fail();
 
     // What a packet's way touches.
     std::atomic<bool> mActive{false};
-    int mRoom = 0;                           ///< bytes left in the buffer; 0 until there is a destination
-    std::uint8_t* mpCurrWritePtr = nullptr;  ///< behind the datagrams that wait and the bytes of the next
-    int mDataCount = 0;                      ///< bytes of the datagram that is being filled
+    int mRoom = 0;                             ///< bytes that the buffer could still keep; 0 until there is a destination
+    const std::uint8_t* mpNextByte = nullptr;  ///< where bytes begin that lengthen the last piece; null for a new datagram
+    int mDataCount = 0;                        ///< bytes of the datagram that is being filled
     int mPacketSize = kDefaultPacketSize;
+    int mPieceCount = 0;
+    int mFirstPiece = 0;  ///< of the datagram that is being filled
+    int mDatagrams = 0;   ///< that wait
 
-    int mDatagrams = 0;                   ///< that wait at the buffer's start
-    int mSizes[kMostDatagrams] = {};      ///< theirs, in bytes
-    std::unique_ptr<std::uint8_t[]> mpFilteredBuffer;
+    iovec mPieces[kMostPieces];                      ///< bytes of the host, but the first may be of the buffer
+    UdpSender::Datagram mWaiting[kMostDatagrams];
+    std::unique_ptr<std::uint8_t[]> mpFilteredBuffer;  ///< what was kept of the datagram that is being filled
+    std::uint8_t* mpCurrWritePtr = nullptr;            ///< behind it
     int mBufferSize = 0;
     std::uint16_t mMulticastPort = 0;
     char mMulticastIp[16] = "";

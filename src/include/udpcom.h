@@ -2,6 +2,7 @@
 #pragma once
 
 #include <netinet/in.h>
+#include <sys/uio.h>
 
 #include <atomic>
 #include <cerrno>
@@ -76,13 +77,22 @@ class UdpSender {
     /// \return bytes sent, or a negative number with a line on standard error
     int Send(const void* data, int length, const char* ipAddress = nullptr);
 
-    /// Sends datagrams that lie one behind the other, by one system call where the system has such a call.
-    /// \param sizes  theirs, in bytes; `count` of them, at least one
+    /// One datagram: its pieces, in order.
+    struct Datagram {
+        iovec* pieces;
+        int count;  ///< pieces, at least one
+        int size;   ///< bytes of all pieces
+    };
+
+    /// Sends datagrams by one system call, where the system has such a call.
+    /// \param count  of the datagrams, at least one
     /// \return datagrams sent, in order from the first; or a negative number with a line on standard error when the first
     ///         couldn't be sent
-    int SendTogether(const std::uint8_t* data, const int* sizes, int count);
+    int SendTogether(const Datagram* datagrams, int count);
 
    private:
+    int Sent(ssize_t result);
+
     char serverIp[16] = "";
     std::uint16_t port = 0;
     int s = 0;  ///< 0: no socket

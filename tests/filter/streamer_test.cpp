@@ -6,6 +6,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <random>
 #include <vector>
 
 #include "fast_machine.h"
@@ -31,6 +33,12 @@ class Receiver {
         char data[65536];
         for (ssize_t got; (got = recv(mSocket, data, sizeof data, MSG_DONTWAIT)) >= 0;) sizes.push_back(static_cast<int>(got));
         return sizes;
+    }
+
+    /// Appends the bytes of all that came.
+    void TakeTo(std::vector<std::uint8_t>& bytes) {
+        std::uint8_t data[65536];
+        for (ssize_t got; (got = recv(mSocket, data, sizeof data, MSG_DONTWAIT)) >= 0;) bytes.insert(bytes.end(), data, data + got);
     }
 
     std::uint16_t port = 0;
@@ -108,6 +116,39 @@ TEST(Streamer, AFailedSendDropsTheRestAndReconnects) {
     EXPECT_EQ(receiver.Sizes(), Sizes{1316});
 }
 
+TEST(Streamer, SendsBytesAsTheyWereHandedOver) {
+    Receiver receiver;
+    Streamer streamer(65536, 1316);
+    streamer.StreamSet(receiver.port, "127.0.0.1");
+    streamer.Activated(true);
+    std::mt19937 random;  // NOLINT: the same row in every run
+    std::vector<std::uint8_t> handedOver, sent;
+    for (int buffer = 0; buffer < 300; ++buffer) {
+        std::vector<std::uint8_t> host(8000);
+        std::generate(host.begin(), host.end(), [&] { return static_cast<std::uint8_t>(random()); });
+        if (random() % 16 == 0) streamer.SetPacketSize(static_cast<int>(188 * (1 + random() % 20)));
+        const bool small = random() % 8 == 0;  // more pieces than the streamer has room for
+        for (std::size_t at = 0; at < host.size();) {
+            const std::size_t len = std::min<std::size_t>(small ? random() % 4 : random() % 400, host.size() - at);
+            const auto* const piece = host.data() + at;
+            at += len + random() % 2;  // some begin where the last one ended
+            if (random() % 32 == 0) {
+                std::vector<std::uint8_t> passing(piece, piece + len);
+                streamer.Stream(passing.data(), static_cast<int>(len));
+                std::fill(passing.begin(), passing.end(), 0);
+            } else {
+                streamer.Collect(piece, static_cast<int>(len));
+            }
+            handedOver.insert(handedOver.end(), piece, piece + len);
+        }
+        streamer.Flush();
+        receiver.TakeTo(sent);
+    }
+    ASSERT_GT(sent.size(), handedOver.size() - 20 * 188);
+    handedOver.resize(sent.size());
+    EXPECT_TRUE(sent == handedOver);
+}
+
 TEST(Streamer, CollectedDatagramsLeaveTogetherInOrder) {
     Receiver receiver;
     Streamer streamer(65536, 1316);
@@ -115,22 +156,17 @@ TEST(Streamer, CollectedDatagramsLeaveTogetherInOrder) {
     streamer.Activated(true);
     const std::vector<std::uint8_t> data(70000, 1);
     fast_machine::TakeSleeps();
-    for (const int piece : {1000, 316, 1400, 1315, 2000}) streamer.Collect(data.data(), piece);
+    for (const int piece : {1000, 316, 1400, 1315, 40000, 30000}) streamer.Collect(data.data(), piece);
     EXPECT_EQ(receiver.Sizes(), Sizes{});
-    EXPECT_EQ(streamer.Flush(), 1316 + 1400 + 3315);
-    EXPECT_EQ(receiver.Sizes(), (Sizes{1316, 1400, 3315}));
+    EXPECT_EQ(streamer.Flush(), 1316 + 1400 + 41315 + 30000);
+    EXPECT_EQ(receiver.Sizes(), (Sizes{1316, 1400, 32768, 41315 - 32768, 30000}));
     EXPECT_EQ(fast_machine::TakeSleeps().size(), 1u) << "the first of them connects";
     EXPECT_EQ(streamer.Flush(), 0);
-    streamer.Collect(data.data(), 1315);
-    streamer.Collect(data.data(), 40000);
-    streamer.Collect(data.data(), 30000);  // doesn't fit beside the other: that one goes first
-    EXPECT_EQ(receiver.Sizes(), (Sizes{32768, 41315 - 32768}));
-    EXPECT_EQ(streamer.Flush(), 30000);
-    receiver.Sizes();
     for (const int piece : {1316, 100}) streamer.Collect(data.data(), piece);
     EXPECT_EQ(streamer.Flush(), 1316);
     streamer.Collect(data.data(), 65536 - 100 + 1);
     EXPECT_EQ(streamer.Flush(), 0) << "one byte too many behind what stayed: all is lost";
+    receiver.Sizes();
 
     streamer.StreamSet(5000, "no address");
     for (int datagram = 0; datagram < 3; ++datagram) streamer.Collect(data.data(), 1316);

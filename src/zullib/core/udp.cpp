@@ -180,38 +180,38 @@ bool UdpSender::Connect(std::uint16_t peerPort, const char* ip) {
     return true;
 }
 
-int UdpSender::Send(const void* data, int length, const char* /*ipAddress*/) {
-    ssize_t sent = -1;
-    if (s != 0) {
-        sent = sendto(s, data, static_cast<std::size_t>(length), 0, Generic(&siOther), sizeof siOther);
-    } else {
-        errno = EBADF;  // descriptor 0 is somebody else's
-    }
-    if (sent < 0) std::fprintf(stderr, "sendto() - 2 errno %d\n", errno);
-    return static_cast<int>(sent);
+/// Tells of a send that failed. \return its result
+int UdpSender::Sent(ssize_t result) {
+    if (result < 0) std::fprintf(stderr, "sendto() - 2 errno %d\n", errno);
+    return static_cast<int>(result);
 }
 
-#ifdef __linux__
-int UdpSender::SendTogether(const std::uint8_t* data, const int* sizes, int count) {
-    constexpr int kMost = 64;
-    if (s == 0 || count == 1) return Send(data, sizes[0]) < 0 ? -1 : 1;
-    mmsghdr messages[kMost];
-    iovec pieces[kMost];
-    const int taken = std::min(count, kMost);
-    const std::uint8_t* at = data;
-    for (int i = 0; i < taken; at += sizes[i++]) {
-        pieces[i] = {const_cast<std::uint8_t*>(at), static_cast<std::size_t>(sizes[i])};
-        messages[i].msg_hdr = {.msg_name = &siOther, .msg_namelen = sizeof siOther, .msg_iov = &pieces[i], .msg_iovlen = 1,
-                               .msg_control = nullptr, .msg_controllen = 0, .msg_flags = 0};
+int UdpSender::Send(const void* data, int length, const char* /*ipAddress*/) {
+    if (s == 0) {
+        errno = EBADF;  // descriptor 0 is somebody else's
+        return Sent(-1);
     }
+    return Sent(sendto(s, data, static_cast<std::size_t>(length), 0, Generic(&siOther), sizeof siOther));
+}
+
+int UdpSender::SendTogether(const Datagram* datagrams, int count) {
+    if (s == 0) {
+        errno = EBADF;
+        return Sent(-1);
+    }
+    const auto message = [this](const Datagram& datagram) {
+        return msghdr{.msg_name = &siOther, .msg_namelen = sizeof siOther, .msg_iov = datagram.pieces,
+                      .msg_iovlen = static_cast<std::size_t>(datagram.count), .msg_control = nullptr, .msg_controllen = 0,
+                      .msg_flags = 0};
+    };
+#ifdef __linux__
+    constexpr int kMost = 64;
+    mmsghdr messages[kMost];
+    const int taken = std::min(count, kMost);
+    for (int i = 0; i < taken; ++i) messages[i].msg_hdr = message(datagrams[i]);
     const int sent = sendmmsg(s, messages, static_cast<unsigned>(taken), 0);
-    if (sent > 0) return sent;
-    if (errno == ENOSYS) return Send(data, sizes[0]) < 0 ? -1 : 1;
-    std::fprintf(stderr, "sendto() - 2 errno %d\n", errno);
-    return -1;
-}
-#else
-int UdpSender::SendTogether(const std::uint8_t* data, const int* sizes, int /*count*/) {
-    return Send(data, sizes[0]) < 0 ? -1 : 1;
-}
+    if (sent > 0 || errno != ENOSYS) return Sent(sent);
 #endif
+    const msghdr first = message(datagrams[0]);
+    return Sent(sendmsg(s, &first, 0)) < 0 ? -1 : 1;
+}

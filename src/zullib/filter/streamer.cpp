@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <span>
 
 #include "platform/machine.h"
 #include "replytext.h"
@@ -33,7 +34,7 @@ Streamer::~Streamer() { Activated(false); }
 bool Streamer::StreamSet(std::uint16_t port, const char* ip) {
     if (!mpUdp) {
         mpUdp = std::make_unique<UdpSender>();
-        if (mpFilteredBuffer) mRoom = mBufferSize;
+        BeginDatagram();
     }
     CopyText(mMulticastIp, ip);
     mMulticastPort = port;
@@ -43,81 +44,115 @@ bool Streamer::StreamSet(std::uint16_t port, const char* ip) {
 }
 
 int Streamer::Stream(const std::uint8_t* addData, int len) {
-    Collect(addData, len);
-    return Flush();
+    if (!Activated()) return 0;
+    const int sent = Flush();  // what comes stands behind what was kept
+    if (len > mRoom || !mpFilteredBuffer) {
+        Refuse(len);
+        return sent;
+    }
+    std::uint8_t* const copy = mpCurrWritePtr;
+    std::memcpy(copy, addData, static_cast<std::size_t>(len));
+    mpCurrWritePtr += len;
+    Collect(copy, len);
+    return sent + Flush();
 }
 
-/// Called when bytes don't fit behind those that are there. The datagrams that wait go first; if that isn't enough the
-/// bytes, and all that were there, are lost.
-/// \return true when they fit now
-bool Streamer::MakeRoom(int len) {
+/// The next bytes begin a datagram; the buffer could keep as many of them as it holds.
+void Streamer::BeginDatagram() {
+    mpNextByte = nullptr;
+    mRoom = mpFilteredBuffer ? mBufferSize : 0;
+}
+
+/// Called for bytes that the buffer couldn't keep. They, and all of their datagram that was there, are lost.
+void Streamer::Refuse(int len) {
     if (!mpUdp) {
         PANIC("no udp");
-        return false;
+        return;
     }
-    if (!mpFilteredBuffer) return false;  // the allocation failed and was reported
-    Flush();
-    if (len <= mRoom) return true;
+    if (!mpFilteredBuffer) return;  // the allocation failed and was reported
     if (paniccount.fetch_add(1, std::memory_order_relaxed) % kOverflowsPerPanic == 0) {
         PANIC("Too much data called from Stream: %d > %d", mDataCount + len, mBufferSize);
     }
-    mpCurrWritePtr = mpFilteredBuffer.get();
+    mPieceCount = mFirstPiece;
     mDataCount = 0;
-    mRoom = mBufferSize;
-    return false;
+    BeginDatagram();
 }
 
 /// Ends a datagram: it waits for `Flush`.
 void Streamer::CompleteDatagram() {
     if (mDataCount < 0) PANIC("Negative data count %d", mDataCount);
     if (mDataCount <= 0) return;
-    mSizes[mDatagrams++] = mDataCount;
+    mWaiting[mDatagrams++] = {mPieces + mFirstPiece, mPieceCount - mFirstPiece, mDataCount};
+    mFirstPiece = mPieceCount;
     mDataCount = 0;
-    if (mDatagrams == kMostDatagrams) SendWaiting();
+    BeginDatagram();
+    if (mDatagrams == kMostDatagrams) Flush();
+}
+
+int Streamer::Flush() {
+    const int sent = SendWaiting();
+    KeepRest();
+    return sent;
 }
 
 /// Sends the datagrams that wait: together, but for the first after a reconnect, for one of several chunks, and for those
 /// that go to a file.
 int Streamer::SendWaiting() {
-    const std::uint8_t* const start = mpFilteredBuffer.get();
-    const std::uint8_t* at = start;
+    if (mDatagrams == 0) return 0;
     int sent = 0;
     for (int next = 0; next < mDatagrams;) {
-        if (mMulticastChanged || mSizes[next] > kMaxChunk || dbg_file_out != nullptr) {
-            sent += SendDatagram(at, mSizes[next]);
-            at += mSizes[next++];
+        const auto alone = [this](int i) { return mMulticastChanged || mWaiting[i].size > kMaxChunk || dbg_file_out != nullptr; };
+        if (alone(next)) {
+            sent += SendCopied(mWaiting[next++]);
             continue;
         }
         int last = next + 1;
-        while (last < mDatagrams && mSizes[last] <= kMaxChunk) ++last;
-        const int together = mpUdp->SendTogether(at, mSizes + next, last - next);
-        if (together <= 0) Fail();
-        for (const int end = next + std::max(together, 1); next < end; at += mSizes[next++]) {
-            if (together > 0) sent += mSizes[next];
+        while (last < mDatagrams && !alone(last)) ++last;
+        const int together = mpUdp->SendTogether(mWaiting + next, last - next);
+        if (together <= 0) {
+            Fail();
+            ++next;
         }
+        for (const int end = next + std::max(together, 0); next < end; ++next) sent += mWaiting[next].size;
     }
-    // The datagram that is being filled begins the buffer again.
-    std::memmove(mpFilteredBuffer.get(), at, static_cast<std::size_t>(mDataCount));
-    mpCurrWritePtr = mpFilteredBuffer.get() + mDataCount;
-    mRoom = mBufferSize - mDataCount;
     mDatagrams = 0;
     Statistics::Self()->AddOutBytes(static_cast<unsigned>(sent));
     return sent;
 }
 
-/// Sends one datagram, after a reconnect where the destination changed or the last send failed.
+/// Brings the bytes of a datagram together in the buffer; what the buffer has of them already stands at its start.
+void Streamer::Gather(const iovec* pieces, int count) {
+    mpCurrWritePtr = mpFilteredBuffer.get();
+    for (const iovec& piece : std::span(pieces, static_cast<std::size_t>(count))) {
+        if (piece.iov_base != mpCurrWritePtr) std::memcpy(mpCurrWritePtr, piece.iov_base, piece.iov_len);
+        mpCurrWritePtr += piece.iov_len;
+    }
+}
+
+/// Keeps a copy of what there is of the datagram that is being filled. REQUIRES: none waits.
+void Streamer::KeepRest() {
+    Gather(mPieces + mFirstPiece, mPieceCount - mFirstPiece);
+    mPieceCount = mFirstPiece = 0;
+    if (mDataCount == 0) return;
+    mPieces[mPieceCount++] = {mpFilteredBuffer.get(), static_cast<std::size_t>(mDataCount)};
+    mpNextByte = mpCurrWritePtr;
+}
+
+/// Sends one datagram from the buffer, after a reconnect where the destination changed or the last send failed.
 /// The wait of a reconnect lies inside the filter's lock: the whole filter pauses for it.
 /// \return bytes sent; what a failed send leaves is dropped: old video is worth nothing
-int Streamer::SendDatagram(const std::uint8_t* data, int size) {
+int Streamer::SendCopied(const UdpSender::Datagram& datagram) {
     if (mMulticastChanged) {
         mMulticastChanged = false;
         mpUdp->Disconnect();
         mpUdp->Connect(mMulticastPort, mMulticastIp);
         platform::Sleep(kReconnectWait);
     }
+    Gather(datagram.pieces, datagram.count);
+    const std::uint8_t* const data = mpFilteredBuffer.get();
     int sent = 0;
-    while (sent < size) {
-        const int chunk = std::min(size - sent, kMaxChunk);
+    while (sent < datagram.size) {
+        const int chunk = std::min(datagram.size - sent, kMaxChunk);
         const int written = std::max(SendChunk(data + sent, chunk), 0);
         sent += written;
         if (written < chunk) {

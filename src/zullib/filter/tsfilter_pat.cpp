@@ -36,9 +36,7 @@ const StreamerList kNoStreams;
 
 bool TsFilter::AnalyzeSectionPat(unsigned char* sectionPtr) {
     const platform::MutexLock lock(mMutex);
-    const bool analysed = AnalyzePat(WholeSection(sectionPtr));
-    FlushStreams();
-    return analysed;
+    return AnalyzePat(WholeSection(sectionPtr));
 }
 
 bool TsFilter::AnalyzePat(Bytes section) {
@@ -137,7 +135,7 @@ void TsFilter::SendPrivatePats(const StreamerList& streams) {
         if (buffer == nullptr) continue;
         streamer->mPrivatePatContinuity = (streamer->mPrivatePatContinuity + 1) % 16;
         buffer[3] = static_cast<std::uint8_t>((buffer[3] & 0xF0) | streamer->mPrivatePatContinuity);
-        streamer->Collect(buffer, streamer->mPrivatePatBufferLen);
+        streamer->Stream(buffer, streamer->mPrivatePatBufferLen);
     }
 }
 

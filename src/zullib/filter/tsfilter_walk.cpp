@@ -12,6 +12,9 @@ namespace {
 /// Bytes that prove a packet: its own and the sync byte of the next.
 constexpr std::size_t kProof = kPacketSize + 1;
 
+/// How far ahead of the walk the heads of packets are fetched: the machine doesn't foresee steps of one packet.
+constexpr std::size_t kAhead = 16 * kPacketSize;
+
 constexpr std::size_t kPidBytes = 3;  ///< bytes of a packet's head that name its PID
 
 constexpr unsigned PidOf(std::uint8_t byte1, std::uint8_t byte2) { return (byte1 & 0x1Fu) << 8 | byte2; }
@@ -47,6 +50,7 @@ bool TsFilter::WalkBuffer(Bytes buffer) {
     std::size_t expected = mExpectedSync;
     while (buffer.size() - at >= kProof) {
         if (start[at] == kSyncByte && start[at + kPacketSize] == kSyncByte) {
+            __builtin_prefetch(start + at + kAhead);
             RouteInStep(start + at);
             at += kPacketSize;
             expected = at;
@@ -87,7 +91,7 @@ void TsFilter::RouteInStep(const std::uint8_t* packet) {
     if (!mBlock) Forward(Bytes(packet, kPacketSize));
 }
 
-/// Hands bytes to the streams of the packet routed last.
+/// Hands bytes to the streams of the packet routed last. They stay unchanged until the streams are flushed.
 void TsFilter::Forward(Bytes bytes) {
     if (mpStreamerList == nullptr) {
         mDroppedBytes += static_cast<std::uint32_t>(bytes.size());
@@ -96,7 +100,7 @@ void TsFilter::Forward(Bytes bytes) {
     for (Streamer* streamer : *mpStreamerList) streamer->Collect(bytes.data(), static_cast<int>(bytes.size()));
 }
 
-/// Sends the datagrams that wait. Called before the lock is given back, so that none waits for the next buffer.
+/// Sends the datagrams that wait, and lets the streams keep the rest: the bytes that they were handed may change behind it.
 void TsFilter::FlushStreams() {
     for (const auto& streamer : mStreamersList) {
         if (streamer) streamer->Flush();
@@ -153,7 +157,10 @@ bool TsFilter::SendHeldTail(Bytes buffer) {
         return false;
     }
     RouteBy(PidOf(head[1], head[2]));
-    if (!mBlock) Forward(Bytes(head, mHeldCount));
+    if (!mBlock) {
+        Forward(Bytes(head, mHeldCount));
+        FlushStreams();
+    }
     mHeldCount = 0;
     return true;
 }
