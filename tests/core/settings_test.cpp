@@ -78,7 +78,10 @@ TEST(SystemManager, AnAnswerThatCameTooLateIsNotTakenForTheNext) {
     board::SystemDaemon daemon;
     daemon.Set(board::Fault::kSlow);
     EXPECT_EQ(SystemManager::RemountHd(1, 1), -3) << "a minute passes faster than the daemon's 300 ms";
-    usleep(500'000);
+    const int answers = msgget(daemon.Requests().All().back().replyKey, 0);
+    msqid_ds queue{};
+    for (int turn = 0; turn < 2000 && queue.msg_qnum == 0; ++turn) usleep(10'000), msgctl(answers, IPC_STAT, &queue);
+    ASSERT_EQ(queue.msg_qnum, 1u) << "the late answer";
     fast_machine::SetSpeed(10);
     EXPECT_EQ(SystemManager::RemountHd(1, 0), 0);
 }
