@@ -129,7 +129,7 @@ TEST(Streamer, SendsBytesAsTheyWereHandedOver) {
         if (random() % 16 == 0) streamer.SetPacketSize(static_cast<int>(188 * (1 + random() % 20)));
         const bool small = random() % 8 == 0;  // more pieces than the streamer has room for
         for (std::size_t at = 0; at < host.size();) {
-            const std::size_t len = std::min<std::size_t>(small ? random() % 4 : random() % 400, host.size() - at);
+            const std::size_t len = std::min<std::size_t>(small ? 1 + random() % 3 : 1 + random() % 400, host.size() - at);
             const auto* const piece = host.data() + at;
             at += len + random() % 2;  // some begin where the last one ended
             if (random() % 32 == 0) {
