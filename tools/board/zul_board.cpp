@@ -22,6 +22,7 @@
 
 #include "board.h"
 #include "console.h"
+#include "relay.h"
 #include "replay.h"
 
 namespace {
@@ -82,7 +83,17 @@ struct Options {
     std::string moduleLog;
     std::string replay;
     std::string replayOf;
+    std::string net;
+    std::uint64_t netSeed = 1;
 };
+
+/// \return what is wrong with it, in words; nothing where nothing is
+std::string WhyNoNetPlan(const std::string& text) try {
+    board::ParseNetPlan(text);
+    return "";
+} catch (const std::invalid_argument& error) {
+    return error.what();
+}
 
 Options Read(int argc, char** argv) {
     CLI::App app{
@@ -108,6 +119,14 @@ Options Read(int argc, char** argv) {
         ->check(CLI::ExistingFile);
     app.add_option("--replay-of", options.replayOf, "the board of the record that is meant, where it has several")
         ->type_name("ADDRESS");
+    app.add_option(
+           "--net", options.net,
+           "faults of the network, each way: loss=5%, dup=1%, reorder=1%, delay=20ms, with commas between; needs "
+           "a machine of its own, as in tests/sandbox --lan")
+        ->type_name("FAULTS")
+        ->check([](const std::string& text) { return WhyNoNetPlan(text); })
+        ->excludes("--replay");
+    app.add_option("--net-seed", options.netSeed, "chooses the datagrams that have them")->capture_default_str();
     try {
         app.parse(argc, argv);
         for (const auto& text : channels) options.plan.band.insert(ReadChannel(text));
@@ -146,6 +165,16 @@ bool Live(const Options& options, Teller& tell) {
     sigwait(&signals, &signal);
     tell("board", signal == SIGHUP ? "reboots" : "ends");
     return signal == SIGHUP;
+}
+
+/// Set once a board has gone behind its relay, for its whole life with all restarts.
+constexpr const char* kBehindRelay = "ZUL_BOARD_BEHIND_RELAY";
+
+void PutFaultsIntoNet(const Options& options, Teller& tell) {
+    if (options.net.empty() || std::getenv(kBehindRelay) != nullptr) return;
+    setenv(kBehindRelay, "1", 1);
+    board::MoveBehindRelay(board::ParseNetPlan(options.net), options.netSeed,
+                           [&tell](const std::string& tale) { tell("net", tale); });
 }
 
 /// Set in the board that a record is played to, for its whole life with all restarts.
@@ -200,6 +229,7 @@ int main(int argc, char** argv) try {
     const auto record = RecordToPlay(options);
     FILE* out = RedirectModule(options.moduleLog);
     Teller tell(out);
+    PutFaultsIntoNet(options, tell);
     if (record) {
         if (const auto code = PlayRecord(options, *record, tell)) return *code;
     }

@@ -1,0 +1,47 @@
+/// Faults of a network, as data: what happens to which datagram.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <random>
+#include <string>
+
+#include "journal.h"
+
+namespace board {
+
+/// Shares are 0 to 1.
+struct NetPlan {
+    double loss = 0;
+    double twice = 0;
+    double overtaken = 0;  ///< those that behind them come first
+    Milliseconds delay{0};
+};
+
+/// Reads "loss=5%,dup,reorder=2%,delay=20ms": shares in percent, 0 to 100, the delay up to 10 s; without a value
+/// 1 % and 20 ms. Throws std::invalid_argument.
+NetPlan ParseNetPlan(const std::string& text);
+
+/// What becomes of one datagram.
+struct Fate {
+    int copies = 1;  ///< 0: lost
+    Milliseconds late{0};
+};
+
+/// Decides for each datagram of each flow. The n-th datagram of a flow has the same fate for the same seed, whatever
+/// other flows carry, and whether it is lost doesn't depend on the other faults of the plan.
+class NetFaults {
+ public:
+    NetFaults(const NetPlan& plan, std::uint64_t seed) : mPlan(plan), mSeed(seed) {}
+
+    /// \param flow  any number that tells flows apart
+    Fate Decide(std::uint64_t flow);
+
+ private:
+    const NetPlan mPlan;
+    const std::uint64_t mSeed;
+    std::map<std::uint64_t, std::mt19937_64> mFlows;
+};
+
+}  // namespace board

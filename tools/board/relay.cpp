@@ -1,0 +1,276 @@
+// The relay: two network namespaces, a packet socket in front of each.
+#include "relay.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <ifaddrs.h>
+#include <linux/ethtool.h>
+#include <linux/if_packet.h>
+#include <linux/sockios.h>
+#include <net/ethernet.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <netinet/ip.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <bit>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <queue>
+#include <stdexcept>
+#include <system_error>
+#include <vector>
+
+namespace board {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Frame = std::vector<std::uint8_t>;  ///< behind a packet socket's own head
+
+constexpr const char* kOuter = "zul-relay";  ///< the ends of the new link
+constexpr const char* kInner = "zul-board0";
+/// Size of Linux' struct virtio_net_hdr, which tells of a checksum that is still to come; linux/virtio_net.h is no C++.
+constexpr std::size_t kHead = 10;
+constexpr int kBuffer = 8 << 20;
+constexpr std::size_t kLargestFrame = 70'000;
+
+[[noreturn]] void Fail(const std::string& what) { throw std::system_error(errno, std::generic_category(), what); }
+
+void Run(const std::string& command) {
+    if (std::system(command.c_str()) != 0) throw std::runtime_error("a network with faults can't be made: " + command);
+}
+
+/// Address and hardware address of an interface, as `ip` takes them.
+struct Identity {
+    std::string address, hardware;
+};
+
+Identity IdentityOf(const char* name) {
+    Identity identity;
+    ifaddrs* all = nullptr;
+    if (getifaddrs(&all) != 0) Fail("getifaddrs");
+    for (const ifaddrs* one = all; one != nullptr; one = one->ifa_next) {
+        if (one->ifa_addr == nullptr || std::string_view(one->ifa_name) != name) continue;
+        if (one->ifa_addr->sa_family == AF_INET) {
+            const auto& address = reinterpret_cast<const sockaddr_in*>(one->ifa_addr)->sin_addr;
+            const auto& mask = reinterpret_cast<const sockaddr_in*>(one->ifa_netmask)->sin_addr;
+            char text[INET_ADDRSTRLEN];
+            inet_ntop(AF_INET, &address, text, sizeof text);
+            identity.address = fmt::format("{}/{}", text, std::popcount(mask.s_addr));
+        } else if (one->ifa_addr->sa_family == AF_PACKET) {
+            const auto* octets = reinterpret_cast<const sockaddr_ll*>(one->ifa_addr)->sll_addr;
+            for (int n = 0; n < 6; ++n) identity.hardware += fmt::format("{}{:02x}", n == 0 ? "" : ":", octets[n]);
+        }
+    }
+    freeifaddrs(all);
+    if (identity.address.empty() || identity.hardware.empty()) {
+        throw std::runtime_error(std::string(name) + " has no address, so there is no network to have faults");
+    }
+    return identity;
+}
+
+/// Has the kernel finish each datagram before it leaves: the relay is to lose datagrams, not bundles of them.
+void FinishDatagrams(const char* name) {
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    for (const std::uint32_t what : {ETHTOOL_STXCSUM, ETHTOOL_STSO, ETHTOOL_SGSO}) {
+        ethtool_value off{what, 0};
+        ifreq request{};
+        std::strncpy(request.ifr_name, name, IFNAMSIZ - 1);
+        request.ifr_data = reinterpret_cast<char*>(&off);
+        ioctl(fd, SIOCETHTOOL, &request);  // what the kernel lacks needn't be turned off
+    }
+    close(fd);
+}
+
+/// One side of the relay.
+class Side {
+ public:
+    explicit Side(const char* name) : mFd(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+        const int on = 1;
+        packet_mreq all{};
+        sockaddr_ll local{};
+        local.sll_family = AF_PACKET;
+        local.sll_protocol = htons(ETH_P_ALL);
+        local.sll_ifindex = all.mr_ifindex = static_cast<int>(if_nametoindex(name));
+        all.mr_type = PACKET_MR_PROMISC;
+        if (mFd < 0 || setsockopt(mFd, SOL_PACKET, PACKET_VNET_HDR, &on, sizeof on) != 0 ||
+            setsockopt(mFd, SOL_PACKET, PACKET_ADD_MEMBERSHIP, &all, sizeof all) != 0 ||
+            bind(mFd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
+            Fail(std::string("a socket for the frames of ") + name);
+        }
+        for (const int option : {SO_RCVBUFFORCE, SO_SNDBUFFORCE}) {
+            setsockopt(mFd, SOL_SOCKET, option, &kBuffer, sizeof kBuffer);
+        }
+    }
+    Side(const Side&) = delete;
+    Side& operator=(const Side&) = delete;
+    ~Side() { close(mFd); }
+
+    int Descriptor() const { return mFd; }
+
+    /// \return the next frame that arrived; empty when none did
+    Frame Take() {
+        Frame frame(kLargestFrame);
+        sockaddr_ll from{};
+        socklen_t size = sizeof from;
+        ssize_t got;
+        do {
+            got = recvfrom(mFd, frame.data(), frame.size(), 0, reinterpret_cast<sockaddr*>(&from), &size);
+        } while (got >= 0 && from.sll_pkttype == PACKET_OUTGOING);
+        frame.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+        return frame;
+    }
+
+    void Send(const Frame& frame) const {
+        if (write(mFd, frame.data(), frame.size()) < 0) return;  // a full device loses frames too
+    }
+
+ private:
+    const int mFd;
+};
+
+/// Destination of a frame's UDP datagram, and its port in the first fragment. \return 0 for any other frame
+std::uint64_t FlowOf(const Frame& frame) {
+    constexpr std::size_t kIp = kHead + sizeof(ether_header);
+    if (frame.size() < kIp + sizeof(iphdr) + 4) return 0;
+    const std::uint8_t* const ip = &frame[kIp];
+    if (ip[-2] != 0x08 || ip[-1] != 0x00 || ip[0] >> 4 != 4 || ip[9] != IPPROTO_UDP) return 0;
+    const bool isFirst = ((ip[6] & 0x1Fu) << 8 | ip[7]) == 0;
+    const std::size_t udp = kIp + (ip[0] & 15u) * 4u;
+    std::uint64_t flow = 0;
+    for (int n = 16; n < 20; ++n) flow = flow << 8 | ip[n];
+    if (!isFirst || frame.size() < udp + 4) return flow << 16;
+    return flow << 16 | static_cast<unsigned>(frame[udp + 2] << 8 | frame[udp + 3]);
+}
+
+/// A frame on its way.
+struct Travelling {
+    Clock::time_point due;
+    std::uint64_t number;
+    const Side* to;
+    Frame frame;
+    bool operator>(const Travelling& other) const { return due != other.due ? due > other.due : number > other.number; }
+};
+
+class Relay {
+ public:
+    Relay(const NetPlan& plan, std::uint64_t seed) : mFaults(plan, seed), mDelay(plan.delay) {}
+
+    /// Carries frames until the other end of `life` is closed.
+    void Carry(int life) {
+        for (;;) {
+            int wait = -1;
+            if (!mUnderWay.empty()) {
+                const auto left = std::chrono::ceil<Milliseconds>(mUnderWay.top().due - Clock::now()).count();
+                wait = static_cast<int>(std::max<std::int64_t>(left, 0));
+            }
+            pollfd ends[] = {{mOuter.Descriptor(), POLLIN, 0}, {mInner.Descriptor(), POLLIN, 0}, {life, 0, 0}};
+            poll(ends, std::size(ends), wait);
+            if (ends[2].revents != 0 || (ends[1].revents & POLLERR) != 0) return;
+            Take(mInner, mOuter);
+            Take(mOuter, mInner);
+            for (; !mUnderWay.empty() && mUnderWay.top().due <= Clock::now(); mUnderWay.pop()) {
+                mUnderWay.top().to->Send(mUnderWay.top().frame);
+            }
+        }
+    }
+
+    std::string Tale() const {
+        return fmt::format("{} datagrams, {} of them lost, {} twice, {} overtaken", mDatagrams, mLost, mTwice, mLate);
+    }
+
+ private:
+    void Take(Side& from, const Side& to) {
+        constexpr int kMostAtOnce = 64;  // the other way has its turn too
+        for (int n = 0; n < kMostAtOnce; ++n) {
+            Frame frame = from.Take();
+            if (frame.empty()) return;
+            const std::uint64_t flow = FlowOf(frame);
+            Fate fate;
+            if (flow != 0) {
+                fate = mFaults.Decide(flow);
+                ++mDatagrams;
+                mLost += fate.copies == 0;
+                mTwice += fate.copies == 2;
+                mLate += fate.copies > 0 && fate.late > mDelay;
+            }
+            for (int copy = 0; copy < fate.copies; ++copy) {
+                mUnderWay.push({Clock::now() + fate.late, mNumber++, &to, frame});
+            }
+        }
+    }
+
+    Side mOuter{"eth0"}, mInner{kOuter};
+    NetFaults mFaults;
+    const Milliseconds mDelay;
+    std::priority_queue<Travelling, std::vector<Travelling>, std::greater<>> mUnderWay;
+    std::uint64_t mNumber = 0, mDatagrams = 0, mLost = 0, mTwice = 0, mLate = 0;
+};
+
+/// Waits for the other process' word. \return false when that has ended
+bool AwaitWord(int fd) {
+    char word = 0;
+    return read(fd, &word, 1) == 1;
+}
+
+void SayWord(int fd) {
+    if (write(fd, "", 1) != 1) Fail("the relay's other half");
+}
+
+/// The process that stays: \param other the socket to the one that leaves
+void Stay(const NetPlan& plan, std::uint64_t seed, const Identity& eth0, int other,
+          const std::function<void(const std::string&)>& tell) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(signal, SIG_IGN);
+    if (!AwaitWord(other)) return;
+    Run(fmt::format("ip link add {} type veth peer name {} netns {}", kOuter, kInner, getppid()));
+    Run(fmt::format("ip link set {} up", kOuter));
+    Run("ip address flush dev eth0");
+    {
+        Relay relay(plan, seed);
+        SayWord(other);
+        relay.Carry(other);
+        tell(relay.Tale());
+    }
+    Run(fmt::format("ip address add {} dev eth0 && ip route replace 224.0.0.0/4 dev eth0", eth0.address));
+}
+
+}  // namespace
+
+void MoveBehindRelay(const NetPlan& plan, std::uint64_t seed, const std::function<void(const std::string&)>& tell) {
+    const Identity eth0 = IdentityOf("eth0");
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) Fail("socketpair");
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child < 0) Fail("no second process for the relay");
+    if (child == 0) {
+        close(ends[1]);
+        fcntl(ends[0], F_SETFD, FD_CLOEXEC);
+        try {
+            Stay(plan, seed, eth0, ends[0], tell);
+        } catch (const std::exception& error) {
+            tell(error.what());
+        }
+        _exit(0);
+    }
+    close(ends[0]);  // the other end stays open for this process' life, over an exec too
+    if (unshare(CLONE_NEWNET) != 0) Fail("a network of its own for the board");
+    SayWord(ends[1]);
+    if (!AwaitWord(ends[1])) throw std::runtime_error("the relay doesn't start");
+    Run("ip link set lo up && ip link set lo multicast on");
+    Run(fmt::format("ip link set {} name eth0 address {}", kInner, eth0.hardware));
+    FinishDatagrams("eth0");
+    Run(fmt::format("ip address add {} dev eth0 && ip link set eth0 up && ip route add 224.0.0.0/4 dev eth0",
+                    eth0.address));
+}
+
+}  // namespace board
