@@ -219,10 +219,10 @@ void Save(benchmark::State& state) {
     fast_machine::OnShell({});
 }
 
-BENCHMARK(EitRepetition)->Arg(100)->Arg(5000)->Arg(10000);
+BENCHMARK(EitRepetition)->RangeMultiplier(10)->Range(10, 10000);
 BENCHMARK(EitOfNewTimes)->Arg(100)->Arg(5000)->Arg(10000);
 BENCHMARK(EttRepetition)->Arg(100)->Arg(5000)->Arg(10000);
-BENCHMARK(NowAndNext)->Arg(100)->Arg(10000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(NowAndNext)->RangeMultiplier(10)->Range(10, 10000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Listing)->Arg(100)->Arg(10000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(LanguageListing)->Unit(benchmark::kMicrosecond);
 BENCHMARK(ScalReport)->Unit(benchmark::kMicrosecond);

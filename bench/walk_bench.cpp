@@ -38,18 +38,21 @@ int __wrap_sendmmsg(int s, mmsghdr* messages, unsigned count, int flags) {
 namespace {
 
 constexpr int kHostBuffer = 174;  ///< packets
-constexpr int kProgrammes = 6;
+constexpr int kMostProgrammes = 30;
 constexpr int kDatagram = 1316;
 
 constexpr int kHostBuffers = 2000;  ///< 65 MB: more than the caches hold, as with data from a tuner
 
 constexpr unsigned PidOfProgramme(int programme) { return 0x100u + static_cast<unsigned>(programme) * 16; }
 
-/// Host buffers, one behind the other: six programmes' packets in turn, without signalling; or all of it signalling.
+/// Host buffers, one behind the other: some programmes' packets in turn, without signalling; or all of it signalling.
 class Multiplex {
  public:
-    explicit Multiplex(bool signalling) : mBytes(static_cast<std::size_t>(kHostBuffers) * kHostBuffer * kPacketSize, 0xA5) {
-        for (int i = 0; i < kHostBuffers * kHostBuffer; ++i) Fill(i, signalling);
+    static constexpr int kSignalling = 0;
+
+    /// \param programmes  how many, or kSignalling
+    explicit Multiplex(int programmes) : mBytes(static_cast<std::size_t>(kHostBuffers) * kHostBuffer * kPacketSize, 0xA5) {
+        for (int i = 0; i < kHostBuffers * kHostBuffer; ++i) Fill(i, programmes);
         // The system has seen these pages before, as those of a tuner's ring; where memory is virtual twice, its first look costs
         // more than a send.
         const int file = memfd_create("multiplex", 0);
@@ -63,9 +66,9 @@ class Multiplex {
     }
 
  private:
-    void Fill(int i, bool signalling) {
+    void Fill(int i, int programmes) {
         unsigned char* const packet = mBytes.data() + static_cast<std::size_t>(i) * kPacketSize;
-        const unsigned pid = signalling ? kPsipBasePid : PidOfProgramme(i % kProgrammes);
+        const unsigned pid = programmes == kSignalling ? kPsipBasePid : PidOfProgramme(i % programmes);
         packet[0] = kSyncByte;
         packet[1] = static_cast<unsigned char>(pid >> 8);
         packet[2] = static_cast<unsigned char>(pid);
@@ -95,15 +98,16 @@ struct Sink {
     sockaddr_in address{};
 };
 
-/// Which of six programmes go to which streams.
+/// Which programmes of the multiplex go to which streams.
 struct Load {
     const char* name;
     int streams;     ///< sockets
     int programmes;  ///< of each stream
-    /// \return the programme, 0 to 5, that stands in a place of a stream's list
-    static int Programme(int stream, int place) { return (stream + place) % kProgrammes; }
+    int all;         ///< programmes of the multiplex
+    /// \return the programme, from 0, that stands in a place of a stream's list
+    int Programme(int stream, int place) const { return (stream + place) % all; }
 };
-constexpr Load kLoads[] = {{"1 of 6", 1, 1}, {"8 streams", 8, 1}, {"whole", 1, 6}};
+constexpr Load kLoads[] = {{"1 of 6", 1, 1, 6}, {"8 streams", 8, 1, 6}, {"whole", 1, 6, 6}};
 
 /// What there is to do at least, done in the plainest way.
 enum class Floor { kWalk, kCopy, kSendTo, kSendMmsg };
@@ -147,14 +151,14 @@ class FloorStream {
 template <Floor floor>
 void BM_Floor(benchmark::State& state) {
     const Load& load = kLoads[state.range(0)];
-    Multiplex multiplex(false);
+    Multiplex multiplex(load.all);
     std::vector<std::uint32_t> counts(kPids);
     std::vector<std::vector<FloorStream<floor>*>> takers(kPids);
     std::vector<FloorStream<floor>> streams(static_cast<std::size_t>(load.streams));
     std::vector<Sink> sinks(streams.size());
     for (int stream = 0; stream < load.streams; ++stream) {
         for (int place = 0; place < load.programmes; ++place) {
-            takers[PidOfProgramme(Load::Programme(stream, place))].push_back(&streams[static_cast<std::size_t>(stream)]);
+            takers[PidOfProgramme(load.Programme(stream, place))].push_back(&streams[static_cast<std::size_t>(stream)]);
         }
     }
     for (auto _ : state) {
@@ -182,9 +186,9 @@ class TsFilterTest {
  public:
     TsFilterTest() { global_debug_flag = 0; }
 
-    /// Rows of six programmes, settled.
+    /// Rows of all programmes, settled.
     void Settle() NO_THREAD_SAFETY_ANALYSIS {
-        for (int programme = 0; programme < kProgrammes; ++programme) {
+        for (int programme = 0; programme < kMostProgrammes; ++programme) {
             PacketIdMapType& row = filter.mPacketIdMap[PidOfProgramme(programme)];
             row.transportId = 1;
             row.programId = static_cast<std::uint16_t>(programme + 1);
@@ -197,7 +201,7 @@ class TsFilterTest {
         for (int id = 0; id < load.streams; ++id) {
             filter.AddStream(id, "127.0.0.1", ntohs(sinks[static_cast<std::size_t>(id)].address.sin_port));
             for (int place = 0; place < load.programmes; ++place) {
-                filter.AddProgramToStream(id, 1, static_cast<std::uint16_t>(Load::Programme(id, place) + 1));
+                filter.AddProgramToStream(id, 1, static_cast<std::uint16_t>(load.Programme(id, place) + 1));
             }
         }
     }
@@ -208,29 +212,40 @@ class TsFilterTest {
 
 namespace {
 
-void Run(benchmark::State& state, TsFilterTest& test, bool signalling) {
-    Multiplex multiplex(signalling);
+void Run(benchmark::State& state, TsFilterTest& test, int programmes) {
+    Multiplex multiplex(programmes);
     for (int warm = 0; warm < 50; ++warm) test.filter.Filter(multiplex.Next(), kHostBuffer * kPacketSize);  // streams connect
     for (auto _ : state) test.filter.Filter(multiplex.Next(), kHostBuffer * kPacketSize);
     state.SetItemsProcessed(state.iterations() * kHostBuffer);
 }
 
 template <bool sends>
-void BM_Filter(benchmark::State& state) {
-    const Load& load = kLoads[state.range(0)];
+void Filter(benchmark::State& state, const Load& load) {
     TsFilterTest test;
     test.Settle();
     sendsAreMade = sends;
     std::vector<Sink> sinks(static_cast<std::size_t>(load.streams));
     test.AddStreams(load, sinks);
-    Run(state, test, false);
+    Run(state, test, load.all);
     sendsAreMade = true;
+}
+
+template <bool sends>
+void BM_Filter(benchmark::State& state) {
+    Filter<sends>(state, kLoads[state.range(0)]);
+}
+
+// Cost against streams of one programme of six each, and against programmes that all go to one stream.
+void BM_Streams(benchmark::State& state) { Filter<true>(state, {"", static_cast<int>(state.range(0)), 1, 6}); }
+void BM_Programmes(benchmark::State& state) {
+    const int all = static_cast<int>(state.range(0));
+    Filter<true>(state, {"", 1, all, all});
 }
 
 void BM_Signalling(benchmark::State& state) {
     TsFilterTest test;
     test.Settle();
-    Run(state, test, true);
+    Run(state, test, Multiplex::kSignalling);
 }
 /// Prints what the benchmarks print, and keeps the times for the table at the end.
 class Keeper : public benchmark::ConsoleReporter {
@@ -282,8 +297,17 @@ void Register() {
 }  // namespace
 
 /// Takes Google Benchmark's options; --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true gives medians.
+/// With --curves in front of them it measures ours against streams and programmes, in place of ours against the floors.
 int main(int argc, char** argv) {
+    const bool curves = argc > 1 && std::strcmp(argv[1], "--curves") == 0;
+    if (curves) std::copy(argv + 2, argv + argc--, argv + 1);
     benchmark::Initialize(&argc, argv);
+    if (curves) {
+        benchmark::RegisterBenchmark("streams", BM_Streams)->DenseRange(1, 8);
+        for (const int all : {1, 2, 6, 12, 20, kMostProgrammes}) benchmark::RegisterBenchmark("programmes", BM_Programmes)->Arg(all);
+        benchmark::RunSpecifiedBenchmarks();
+        return 0;
+    }
     Register();
     Keeper keeper;
     benchmark::RunSpecifiedBenchmarks(&keeper);
