@@ -37,7 +37,7 @@ await() {
 power_up() {
     local number=$1 role=$2
     shift 2
-    ZUL_FAST_CLOCK=${speed:-20} on "$number" zul-board --role "$role" --module "$build/tests/libzul_fast.so" \
+    ZUL_FAST_CLOCK=${speed:-20} on "$number" zul-board --role "$role" --module "${module:-$build/tests/libzul_fast.so}" \
         --speed "${speed:-20}" --module-log /dev/null "$@" >"$number.log" 2>&1 </dev/null &
     boards+=($!)
 }
