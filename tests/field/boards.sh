@@ -10,8 +10,10 @@ export ZULCTL_CONFIG=/dev/null COLUMNS=100
 work=$(mktemp -d)
 boards=()
 clean_up() {
-    [ ${#boards[@]} -eq 0 ] || kill "${boards[@]}" 2>/dev/null || true
-    wait "${boards[@]}" 2>/dev/null || true
+    if [ ${#boards[@]} -gt 0 ]; then
+        kill "${boards[@]}" 2>/dev/null || true
+        wait "${boards[@]}" 2>/dev/null || true
+    fi
     rm -rf "$work"
 }
 trap clean_up EXIT
