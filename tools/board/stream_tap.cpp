@@ -73,6 +73,11 @@ std::vector<std::uint8_t> StreamTap::LastBytes() const {
     return bytes;
 }
 
+std::uint64_t StreamTap::BytesReceived() const {
+    const std::lock_guard lock(mMutex);
+    return mBytesReceived;
+}
+
 void StreamTap::Run() {
     std::vector<std::uint8_t> datagram(kLargestDatagram);
     for (;;) {
@@ -89,6 +94,7 @@ void StreamTap::Take(std::span<const std::uint8_t> datagram) {
     bool changed;
     {
         const std::lock_guard lock(mMutex);
+        mBytesReceived += datagram.size();
         mOpen.insert(mOpen.end(), datagram.begin(), datagram.end());
         Piece piece{std::chrono::steady_clock::now(), {}};
         std::size_t at = 0;
@@ -109,7 +115,6 @@ void StreamTap::Take(std::span<const std::uint8_t> datagram) {
         changed = streams != mTold;
         mTold = streams;
     }
-    mBytesReceived.fetch_add(datagram.size(), std::memory_order_relaxed);
     if (changed) mOnStreams(streams);
 }
 

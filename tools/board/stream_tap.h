@@ -1,7 +1,6 @@
 /// The receiving end of a multicast stream: joins the group for its life, keeps the last seconds, reads the tables.
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <deque>
@@ -32,7 +31,7 @@ class StreamTap {
     /// \return the packets of the last seconds
     std::vector<std::uint8_t> LastBytes() const;
 
-    std::uint64_t BytesReceived() const { return mBytesReceived.load(std::memory_order_relaxed); }
+    std::uint64_t BytesReceived() const;
 
  private:
     /// The packets that a datagram made whole.
@@ -47,8 +46,8 @@ class StreamTap {
     const std::function<void(const ProgrammeStreams&)> mOnStreams;
     int mSocket = -1;
     int mStop[2] = {-1, -1};
-    std::atomic<std::uint64_t> mBytesReceived{0};
     mutable std::mutex mMutex;
+    std::uint64_t mBytesReceived = 0;
     PsiReader mReader;
     ProgrammeStreams mTold;
     std::vector<std::uint8_t> mOpen;  ///< a packet that began in the datagram before

@@ -85,6 +85,11 @@ void Tuner::SetSpeed(double speed) {
     mChanged.notify_all();
 }
 
+std::uint64_t Tuner::BytesFed() const {
+    const std::lock_guard lock(mMutex);
+    return mBytesFed;
+}
+
 void Tuner::Run() {
     std::vector<std::uint8_t> buffer(kBufferSize);
     int channel = 0;
@@ -107,6 +112,7 @@ void Tuner::Run() {
         lock.unlock();
         Deliver(station, buffer);
         lock.lock();
+        mBytesFed += buffer.size();
         if (speed <= 0) continue;
         const double rate = station.stream ? station.stream->Rate() : kChannelRate;
         next += std::chrono::duration_cast<Clock::duration>(
@@ -131,7 +137,6 @@ void Tuner::Deliver(const Station& station, std::span<std::uint8_t> buffer) {
     }
     if (station.strength <= kWeak) Damage(buffer);
     mFeed(buffer);
-    mBytesFed.fetch_add(buffer.size(), std::memory_order_relaxed);
 }
 
 }  // namespace board

@@ -2,7 +2,6 @@
 /// delivers the tuned one as the host does.
 #pragma once
 
-#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -57,7 +56,7 @@ class Tuner {
     void SetSpeed(double speed);
 
     /// \return bytes handed over since the start
-    std::uint64_t BytesFed() const { return mBytesFed.load(std::memory_order_relaxed); }
+    std::uint64_t BytesFed() const;
 
  private:
     struct Station {
@@ -71,15 +70,15 @@ class Tuner {
     StatusBlock* const mBlock;
     const std::function<void(std::span<std::uint8_t>)> mFeed;
     Journal<Tuning> mTunings;
-    std::mutex mMutex;
+    mutable std::mutex mMutex;
     std::condition_variable mChanged;
     std::map<int, Station> mBand;
     int mChannel = 0;
     unsigned mGeneration = 0;  ///< counts what the thread has to start afresh for
     double mSpeed = 1;
     bool mStop = false;
+    std::uint64_t mBytesFed = 0;
     std::size_t mPosition = 0;  ///< of the thread, in the tuned stream
-    std::atomic<std::uint64_t> mBytesFed{0};
     std::thread mThread;
 };
 
