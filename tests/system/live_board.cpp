@@ -4,13 +4,18 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 namespace board {
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 constexpr const char* kSilence = "(silence)";
 
@@ -24,8 +29,7 @@ BoardPlan PlanFor(char role, const LiveOptions& options) {
 LiveBoard::LiveBoard(char role, LiveOptions options)
     : mStart(options.start != 0 ? options.start : role),
       mBoard(PlanFor(role, options)),
-      mCommands{*zulctl::ParseAddress("127.0.0.1"), static_cast<std::uint16_t>(role == 'T' ? 5000 : 2008)} {
-    mMaster.Bind(0);
+      mCommands(role == 'T' ? 5000 : 2008) {
     mBoard.TheTuner().SetSpeed(options.clock);
 }
 
@@ -41,7 +45,7 @@ bool LiveBoard::Start() {
     return false;
 }
 
-void LiveBoard::Send(const std::string& request) { mMaster.Send(request, mCommands); }
+void LiveBoard::Send(const std::string& request) { mMaster.Send(mCommands, request); }
 
 std::string LiveBoard::Ask(const std::string& request, Milliseconds limit) {
     Send(request);
@@ -49,20 +53,28 @@ std::string LiveBoard::Ask(const std::string& request, Milliseconds limit) {
 }
 
 std::string LiveBoard::Hear(Milliseconds limit) {
-    zulctl::UdpSocket* const sockets[] = {&mMaster};
-    const auto deadline = zulctl::Clock::now() + limit;
-    while (zulctl::WaitForAny(sockets, deadline)) {
-        const auto datagram = mMaster.Take();
-        if (datagram && !datagram->bytes.starts_with("LOG:")) return datagram->bytes;
-    }
+    const auto deadline = Clock::now() + limit;
+    do {
+        if (mHeard.empty()) {
+            const auto left = std::chrono::ceil<Milliseconds>(deadline - Clock::now());
+            for (auto& datagram : mMaster.Take(std::max(0, static_cast<int>(left.count())))) {
+                mHeard.push_back(std::move(datagram));
+            }
+        }
+        while (!mHeard.empty()) {
+            const std::string datagram = std::move(mHeard.front());
+            mHeard.pop_front();
+            if (!datagram.starts_with("LOG:")) return datagram;
+        }
+    } while (Clock::now() < deadline);
     return kSilence;
 }
 
 std::vector<std::string> LiveBoard::HearUntil(const std::string& last, Milliseconds limit) {
     std::vector<std::string> heard;
-    const auto deadline = zulctl::Clock::now() + limit;
+    const auto deadline = Clock::now() + limit;
     do {
-        heard.push_back(Hear(std::chrono::ceil<Milliseconds>(deadline - zulctl::Clock::now())));
+        heard.push_back(Hear(std::chrono::ceil<Milliseconds>(deadline - Clock::now())));
     } while (heard.back() != kSilence && !heard.back().starts_with(last));
     return heard;
 }

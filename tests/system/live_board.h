@@ -3,12 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
 
 #include "board.h"
-#include "master/udp_socket.h"
+#include "udp_client.h"
 
 namespace board {
 
@@ -45,8 +46,9 @@ class LiveBoard {
  private:
     const char mStart;
     Board mBoard;
-    const zulctl::Endpoint mCommands;
-    zulctl::UdpSocket mMaster;
+    const std::uint16_t mCommands;  ///< the board's port
+    Client mMaster;
+    std::deque<std::string> mHeard;  ///< datagrams that wait to be told
 };
 
 /// Runs `life` in a process of its own with what this one has on disk, as a board lives between two losses of power.

@@ -1,103 +1,12 @@
 // A receiver between its master, its player, its browser and its viewer.
 #include <gtest/gtest.h>
 
-#include <sched.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <atomic>
-#include <csignal>
-#include <fstream>
-#include <thread>
 
-#include "evidence.h"
-#include "live_board.h"
-#include "mux/multiplexer.h"
-#include "story.h"
+#include "receiver_fixture.h"
 
 namespace board {
 namespace {
-
-/// Sends a stream to a group over and over, as a transmitter does, at some megabits a second.
-class Sender {
- public:
-    Sender(const std::string& group, std::uint16_t port, std::vector<std::uint8_t> stream)
-        : mThread([this, to = zulctl::Endpoint{*zulctl::ParseAddress(group), port}, stream = std::move(stream)] {
-              constexpr std::size_t kDatagram = 7 * 188;
-              zulctl::UdpSocket socket;
-              for (std::size_t at = 0; !mStop; at = at + 2 * kDatagram > stream.size() ? 0 : at + kDatagram) {
-                  socket.Send({reinterpret_cast<const char*>(&stream[at]), kDatagram}, to);
-                  std::this_thread::sleep_for(Milliseconds(1));
-              }
-          }) {}
-    ~Sender() {
-        mStop = true;
-        mThread.join();
-    }
-
- private:
-    std::atomic<bool> mStop{false};
-    std::thread mThread;
-};
-
-class Receiver : public testing::Test {
- protected:
-    explicit Receiver(LiveOptions options = {}) : board('R', std::move(options)) {}
-    void SetUp() override { ASSERT_TRUE(board.Start()); }
-
-    /// Waits for an order to the player. \return its lines, as the board tells them, up to that one
-    std::vector<std::string> OrdersUntil(std::int32_t command) {
-        board->ThePlayer().Orders().WaitFor([command](const PlayerOrder& order) { return order.command == command; });
-        std::vector<std::string> lines;
-        for (const PlayerOrder& order : board->ThePlayer().Orders().All()) lines.push_back(Describe(order));
-        board->ThePlayer().Orders().Clear();
-        return lines;
-    }
-
-    /// Repeats a request until its answer begins with one of `starts`: some answers come with the next tables.
-    testing::AssertionResult ComesTo(const std::string& request, const std::vector<std::string>& starts) {
-        std::string answer;
-        for (int turn = 0; turn < 500; ++turn) {
-            answer = board.Ask(request);
-            for (const auto& start : starts) {
-                if (answer.starts_with(start)) return testing::AssertionSuccess();
-            }
-            std::this_thread::sleep_for(Milliseconds(20));
-        }
-        return StartsWith(answer, starts.front());
-    }
-
-    LiveBoard board;
-};
-
-using Lines = std::vector<std::string>;
-
-TEST_F(Receiver, PlaysAProgrammeAndKnowsItsLanguages) {
-    const auto multiplex = SmallMultiplex();
-    const auto& programme = multiplex.programmes.at(0);
-    const Sender sender("239.1.1.1", 5001, mux::MakeMultiplex(multiplex, {.milliseconds = 2000}));
-    EXPECT_EQ(board.Ask("UNIT1,239.1.1.1,5001,0,1"), "OK\r\n");
-    const Lines played = {"OSD_LAYER 50 50 100 100, alpha 0",
-                          "START_STREAM_DISPLAY 239.1.1.1:5001, programme 1, audio PID 0"};
-    EXPECT_EQ(OrdersUntil(START_STREAM_DISPLAY), played);
-    EXPECT_TRUE(ComesTo("STATUS", {"STATUS 1 239.1.1.1:5001 5:0001 0 1 0 0 "})) << "MPEG-2 video, AC-3 sound";
-
-    EXPECT_EQ(board.Ask("CALLBACK0"), "OK\r\n");
-    // The PMT may come before the PAT that tells the transport stream of its programme.
-    EXPECT_TRUE(ComesTo("LAN?", {"LANG 0000 0001 eng00,spa01\r\nLANG 004d 0002 \r\nLANG 004d 0003 \r\nOK\r\n",
-                                 "LANG 004d 0001 eng00,spa01\r\nLANG 004d 0002 \r\nLANG 004d 0003 \r\nOK\r\n"}));
-    EXPECT_EQ(board.Ask("LANGspa,1,eng,0"), "OK\r\n");
-    const Lines switched = {"OSD_LAYER 50 50 100 100, alpha 0", "VIDEO_LAYER 50 50 100 100, alpha 255",
-                            "DEBUG_CMMD 14 1 " + std::to_string(programme.audio.at(1).pid)};
-    EXPECT_EQ(OrdersUntil(DEBUG_CMMD), switched);
-
-    EXPECT_EQ(board.Ask("UNIT0"), "OK\r\n");
-    const Lines stopped = {"VIDEO_LAYER 50 50 100 100, alpha 0", "OSD_LAYER 50 50 100 100, alpha 0", "STOP_ALL"};
-    EXPECT_EQ(OrdersUntil(STOP_ALL), stopped);
-    EXPECT_TRUE(ComesTo("STATUS", {"STATUS 0 0.0.0.0:0 0:0000 2 3 0 0 "}));
-    EXPECT_EQ(FileText("/mnt/hd1/zul_def_startup"), "UNIT0");
-}
 
 TEST_F(Receiver, ShowsAPageOverTheVideoAndPassesKeysToIt) {
     board->Infrared().Press(*KeyCode("UP"));  // goes nowhere: no browser, no forwarding
@@ -233,47 +142,6 @@ TEST_F(BareReceiver, ServesWithoutPlayerBrowserAndSerialPort) {
     }
     board->Infrared().Press(*KeyCode("OFF"));
     EXPECT_EQ(board.Hear().substr(0, 6), "REMOTE");
-}
-
-/// A transmitter in a process and with queues of its own, in the same network, until the object goes.
-class TransmitterBeside {
- public:
-    TransmitterBeside(const std::string& stream, const char* request) : mProcess(fork()) {
-        if (mProcess != 0) return;
-        unshare(CLONE_NEWIPC);
-        LiveBoard board('T', {.band = {{7, {stream, 5}}}, .clock = 4});
-        if (board.Start()) board.Ask(request);
-        for (;;) pause();
-    }
-    ~TransmitterBeside() {
-        kill(mProcess, SIGKILL);
-        waitpid(mProcess, nullptr, 0);
-    }
-
- private:
-    const pid_t mProcess;
-};
-
-TEST(ReceiverBesideATransmitter, PlaysWhatItSendsAndNothingElseOfTheChannel) {
-    const auto multiplex = SmallMultiplex();
-    WriteStream("/mnt/seven.ts", multiplex);
-    const TransmitterBeside transmitter("/mnt/seven.ts", "UNIT1,239.1.1.1,5001,7,4d,2");
-    LiveBoard board('R');
-    ASSERT_TRUE(board.Start());
-    EXPECT_EQ(board.Ask("UNIT1,239.1.1.1,5001,0,2"), "OK\r\n");
-    const auto deadline = zulctl::Clock::now() + kPatience;
-    while (board->Status().Programme() != 2 && zulctl::Clock::now() < deadline) {
-        std::this_thread::sleep_for(Milliseconds(50));
-    }
-    EXPECT_TRUE(StartsWith(board.Ask("STATUS"), "STATUS 1 239.1.1.1:5001 5:0002 0 1 0 0 "));
-    EXPECT_EQ(board.Ask("CALLBACK0"), "OK\r\n");
-    const std::string languages = board.Ask("LAN?");
-    EXPECT_NE(languages.find(" 0002 fra00\r\n"), std::string::npos) << languages;
-    std::set<int> allowed = PidsOf(multiplex.programmes.at(1));
-    allowed.insert({0, 0x1FFB});
-    for (const auto& [pid, packets] : SortPackets(board->ThePlayer().Shown().videoBytes)) {
-        EXPECT_TRUE(allowed.contains(pid) || pid >= 0x1D00) << "PID " << pid;  // tables of the guide from there on
-    }
 }
 
 TEST(ReceiverAfterALossOfPower, PlaysWhatItPlayedLast) {
