@@ -54,7 +54,7 @@ endif()
 # zul_build_quickly(TARGET): for programs whose speed doesn't matter, in the builds that only test. Command lines and test
 # cases are most of a build's time, and take half of it when nothing is optimised.
 function(zul_build_quickly target)
-  if(ZUL_SANITIZE)
+  if(ZUL_SANITIZE OR CMAKE_CROSSCOMPILING)
     target_compile_options(${target} PRIVATE -O0)
   endif()
 endfunction()

@@ -14,6 +14,8 @@ namespace {
 
 constexpr std::int64_t kUnixTimeOfGpsEpoch = 315964800;  // 1980-01-06 00:00:00 UTC
 constexpr std::int64_t kMjdOfUnixEpoch = 40587;
+/// Last GPS second that the library's calendar knows: a time_t of 32 bits ends in 2038.
+constexpr std::uint32_t kLast = sizeof(std::time_t) > 4 ? 0xFFFFFFFFu : 0x7FFFFFFFu - kUnixTimeOfGpsEpoch;
 
 class TimeTest : public testing::Test {
  protected:
@@ -37,9 +39,9 @@ TEST_F(TimeTest, TextAndItsReverseAgreeWithTheCalendar) {
     for (int round = 0; round < 2000; ++round) {
         const auto offset = static_cast<std::uint8_t>(round < 1000 ? 18 : random());
         const std::uint32_t gps =
-            round == 0 ? 86400u + offset : static_cast<std::uint32_t>(256 + random() % 0xFFFFFF00u);
+            round == 0 ? 86400u + offset : static_cast<std::uint32_t>(256 + random() % (kLast - 255));
         mTime.SetTime(gps, offset, 0xA5C0);
-        const std::time_t utc = static_cast<std::time_t>(gps) - offset + kUnixTimeOfGpsEpoch;
+        const auto utc = static_cast<std::time_t>(gps - offset + kUnixTimeOfGpsEpoch);
         std::tm calendar{};
         gmtime_r(&utc, &calendar);
         char expected[32];
