@@ -240,6 +240,21 @@ TEST(StreamProbe, CountsVersionsScramblingAndRepeatedDatagrams) {
     EXPECT_NE(feeder.Notes().find("scrambled"), std::string::npos);
 }
 
+TEST(StreamProbe, ANewReportKnowsWhatCameBeforeIt) {
+    Feeder feeder;
+    FeedGood(feeder, 100);
+    feeder.probe.StartOver();
+    FeedGood(feeder, 100, 100);
+    const StreamReport& report = feeder.probe.Report();
+    EXPECT_EQ(report.packets, 700u);
+    EXPECT_NEAR(report.seconds, 1, 0.011);
+    EXPECT_EQ(feeder.Faults(), "") << "the streams are known and their counters go on";
+    feeder.probe.StartOver();
+    EXPECT_EQ(report.PidPurpose(0x102), "AC-3 audio of 3 (eng)");
+    FeedGood(feeder, 100, 201);
+    EXPECT_EQ(report.pids.at(0x102).continuityErrors, 1u) << "what is lost between two reports is lost";
+}
+
 TEST(StreamProbe, AnythingAtAllIsSurvived) {
     std::mt19937 random(42);
     Feeder feeder;

@@ -11,8 +11,6 @@
 #include <cstddef>
 #include <cstring>
 
-#include "failure.h"
-
 namespace zulctl {
 
 namespace {
@@ -59,8 +57,8 @@ PortLock::PortLock(const std::string& text, Clock::time_point deadline) : mFd(St
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
         if (left <= 0 || Interrupted()) {
             close(mFd);
-            throw Failure(kNoAnswer, "another zulctl (process " + std::to_string(holder) +
-                                         ") is at this board; its turn didn't end in time");
+            throw TurnTaken("another zulctl (process " + std::to_string(holder) +
+                            ") is at this board; its turn didn't end in time");
         }
         holder = WaitForHolder(name, static_cast<int>(std::min<long long>(left, 100)));
     }

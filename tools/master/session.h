@@ -40,6 +40,8 @@ class Session {
     Target Named(const std::string& board, Role role) { return Resolve(board, role).front(); }
     /// \return the boards meant by every --board, or with --all all that are known or heard
     std::vector<Target> Boards(std::optional<Role> role);
+    /// \return whether the command line names boards with --board
+    bool BoardsAreNamed() const { return !mBoards.empty(); }
     Client Connect(const Target& target) const { return Client(target.at, mClientOptions); }
     Client Connect(std::optional<Role> role) { return Connect(OneBoard(role)); }
 

@@ -108,6 +108,19 @@ void StreamProbe::Add(Bytes datagram, Time arrived) {
     mBytes.erase(mBytes.begin(), mBytes.begin() + static_cast<std::ptrdiff_t>(std::min(at, mBytes.size())));
 }
 
+void StreamProbe::StartOver() {
+    StreamReport next;
+    next.transportId = mReport.transportId;
+    next.blankedEntries = mReport.blankedEntries;
+    next.pat.version = mReport.pat.version;
+    for (auto& [number, programme] : mReport.programmes) {
+        ProgrammeReport& kept = next.programmes[number];
+        kept = {programme.pmtPid, programme.pcrPid, std::move(programme.streams), {}};
+        kept.pmt.version = programme.pmt.version;
+    }
+    mReport = std::move(next);
+}
+
 void StreamProbe::Packet(Bytes packet) {
     ++mReport.packets, ++Second().packets;
     const std::uint16_t pid = PidOf(packet);

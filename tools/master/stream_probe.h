@@ -98,6 +98,8 @@ class StreamProbe {
     void Add(Bytes datagram, Time arrived);
     const StreamReport& Report() const { return mReport; }
     StreamReport& Report() { return mReport; }
+    /// Begins a new report. What the packets before tell of the next ones stays: continuity, cut sections, the PAT.
+    void StartOver();
 
  private:
     struct PidState {

@@ -16,6 +16,9 @@ constexpr void (*kCommands[])(CLI::App&, Session&) = {
     zulctl::AddLanguageCommand, zulctl::AddLanguagesCommand, zulctl::AddKeysCommand,       zulctl::AddSerialCommand,
     zulctl::AddNetworkCommand,  zulctl::AddResetCommand,     zulctl::AddUpgradeCommand,    zulctl::AddLogCommand,
     zulctl::AddRawCommand,
+#ifdef ZUL_SERVE
+    zulctl::AddServeCommand,
+#endif
 };
 
 int Run(CLI::App& app, Session& session, int argc, char** argv) {

@@ -5,7 +5,7 @@
 
 #include "commands.h"
 #include "escape.h"
-#include "status.h"
+#include "status_json.h"
 
 namespace zulctl {
 
@@ -39,39 +39,9 @@ std::string Programmes(const StreamStatus& stream) {
     return text.empty() ? "none" : text;
 }
 
-Json JsonOf(const TransmitterStatus& status) {
-    Json streams = Json::array();
-    for (const StreamStatus& stream : status.streams) {
-        streams.push_back({{"slot", stream.id},
-                           {"active", stream.active},
-                           {"group", AddressText(stream.group.address)},
-                           {"port", stream.group.port},
-                           {"programmes", stream.programmes}});
-    }
-    return {{"locked", status.locked},
-            {"signal_percent", status.signal * 100 / 255},
-            {"tuner_mode", status.tunerMode},
-            {"load_percent", status.load},
-            {"cut", status.cut},
-            {"streams", streams}};
-}
-
-Json JsonOf(const ReceiverStatus& status) {
-    return {{"last_unit", status.lastUnit}, {"plays_stream", status.playsStream}, {"group", status.address},
-            {"port", status.port},          {"programme", status.programme},      {"video_code", status.video},
-            {"audio_code", status.audio},   {"browser_up", status.browserUp},     {"load_percent", status.load}};
-}
-
 Json JsonOf(const Answer& answer) {
-    Json board = {{"name", answer.target.name},
-                  {"address", AddressText(answer.target.at.address)},
-                  {"port", answer.target.at.port},
-                  {"role", RoleName(answer.target.role)},
-                  {"answered", answer.error.empty()}};
-    if (answer.transmitter) board["transmitter"] = JsonOf(*answer.transmitter);
-    if (answer.receiver) board["receiver"] = JsonOf(*answer.receiver);
-    if (!answer.error.empty()) board["error"] = answer.error;
-    return board;
+    return BoardJson(answer.target.name, answer.target.at, answer.target.role, answer.transmitter, answer.receiver,
+                     answer.error);
 }
 
 std::vector<Cell> RowOf(const Answer& answer) {

@@ -1,0 +1,83 @@
+// Which requests are let in.
+#include "guard.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <fstream>
+
+#include "failure.h"
+
+namespace zulctl::serve {
+namespace {
+
+TEST(Guard, KnowsTheNamesThatItIsCalledByWithAnyPort) {
+    const Guard guard({"localhost", "127.0.0.1", "Wall.Hotel.example"}, "");
+    for (const char* host :
+         {"localhost", "LOCALHOST:8410", "127.0.0.1:1", "wall.hotel.example", "WALL.hotel.EXAMPLE:80"})
+        EXPECT_TRUE(guard.Knows(host)) << host;
+    for (const char* host : {"", ":8410", "localhost.evil.example", "127.0.0.1.evil.example:8410", "127.0.0.2",
+                             "localhost:80:80", "localhost:x", "[::1]", "localhost, evil.example", "localhost "})
+        EXPECT_FALSE(guard.Knows(host)) << host;
+}
+
+TEST(Guard, TakesOrdersFromItsOwnPageAndFromProgramsThatHaveTheToken) {
+    const std::string token = "0123456789abcdef0123456789abcdef";
+    const Guard guard({"localhost"}, token);
+    const Source good{"localhost:8410", "http://localhost:8410", "same-origin", "application/json", token};
+    EXPECT_EQ(guard.WhyNot(good), "");
+    EXPECT_EQ(guard.WhyNot({"localhost:8410", "", "", "application/json; charset=utf-8", token}), "");  // no browser
+
+    struct {
+        std::string Source::*header;
+        std::string value;
+    } const kRefused[] = {
+        {&Source::origin, "http://evil.example"},
+        {&Source::origin, "https://localhost:8410"},
+        {&Source::origin, "http://localhost:8411"},
+        {&Source::origin, "null"},
+        {&Source::site, "cross-site"},
+        {&Source::site, "same-site"},
+        {&Source::site, "none"},
+        {&Source::contentType, ""},
+        {&Source::contentType, "text/plain"},
+        {&Source::contentType, "application/x-www-form-urlencoded"},
+        {&Source::token, ""},
+        {&Source::token, token.substr(1)},
+        {&Source::token, token + "0"},
+        {&Source::token, "0123456789abcdef0123456789abcdee"},
+    };
+    for (const auto& [header, value] : kRefused) {
+        Source source = good;
+        source.*header = value;
+        EXPECT_NE(guard.WhyNot(source), "") << value;
+    }
+    EXPECT_NE(Guard({"localhost"}, "").WhyNot(good), "") << "a read-only service takes none";
+}
+
+TEST(Guard, TokensAreLongSecretAndNew) {
+    EXPECT_EQ(NewToken().size(), 32u);
+    EXPECT_NE(NewToken(), NewToken());
+    const std::string path = testing::TempDir() + "/token";
+    const auto refused = [&](const char* content, mode_t mode) {
+        std::ofstream(path) << content;
+        chmod(path.c_str(), mode);
+        try {
+            ReadToken(path);
+            return false;
+        } catch (const Failure&) {
+            return true;
+        }
+    };
+    EXPECT_FALSE(refused("correct-horse_battery\n", 0600));
+    EXPECT_FALSE(refused("correct-horse_battery\n", 0440)) << "as the service manager gives it";
+    EXPECT_TRUE(refused("correct-horse_battery\n", 0644)) << "all may read it";
+    EXPECT_TRUE(refused("short\n", 0600));
+    EXPECT_TRUE(refused("\n", 0600));
+    EXPECT_TRUE(refused("with a blank in it\n", 0600));
+    std::remove(path.c_str());
+    EXPECT_THROW(ReadToken(path), Failure);
+}
+
+}  // namespace
+}  // namespace zulctl::serve

@@ -1,0 +1,285 @@
+// The service over HTTP: what it tells of boards that a test plays, what it refuses, and what orders become.
+#include "service.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <sstream>
+#include <thread>
+
+namespace zulctl::serve {
+namespace {
+
+using namespace std::chrono_literals;
+using Json = nlohmann::json;
+
+constexpr std::uint32_t kHere = 0x7F000001;
+const std::string kToken = "0123456789abcdef0123456789abcdef";
+
+/// A board that gives a fixed answer to each request and remembers what was asked.
+class PlayedBoard {
+ public:
+    PlayedBoard(std::uint16_t port, std::map<std::string, std::string> answers) : mAnswers(std::move(answers)) {
+        mSocket.Bind(port, kHere);
+        mForward.Bind(0, kHere);
+        mThread = std::jthread([this](const std::stop_token& stop) { Serve(stop); });
+    }
+    int Asked(const std::string& request) const {
+        const std::lock_guard lock(mMutex);
+        const auto found = mAsked.find(request);
+        return found == mAsked.end() ? 0 : found->second;
+    }
+
+ private:
+    void Serve(const std::stop_token& stop) {
+        UdpSocket* const sockets[] = {&mSocket};
+        while (!stop.stop_requested()) {
+            if (!WaitForAny(sockets, Clock::now() + 50ms)) continue;
+            const auto datagram = mSocket.Take();
+            if (!datagram) continue;
+            const std::lock_guard lock(mMutex);
+            ++mAsked[datagram->bytes];
+            for (const auto& [request, answer] : mAnswers) {
+                if (datagram->bytes.starts_with(request))
+                    (request.starts_with("EIT") ? mForward : mSocket).Send(answer, datagram->from);
+            }
+        }
+    }
+
+    const std::map<std::string, std::string> mAnswers;
+    UdpSocket mSocket, mForward;
+    mutable std::mutex mMutex;
+    std::map<std::string, int> mAsked;
+    std::jthread mThread;
+};
+
+struct Reply {
+    int status = 0;  ///< 0: the connection was closed without an answer
+    std::string head, body;
+};
+
+/// Sends bytes to the service and takes all that comes until it closes.
+Reply Send(std::uint16_t port, const std::string& request) {
+    const int fd = socket(AF_INET, SOCK_STREAM, 0);
+    const sockaddr_in to = Endpoint{kHere, port}.Sockaddr();
+    Reply reply;
+    const timeval limit{30, 0};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    if (connect(fd, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0) {
+        send(fd, request.data(), request.size(), MSG_NOSIGNAL);
+        std::string all;
+        char piece[4096];
+        for (ssize_t size = 0; (size = recv(fd, piece, sizeof piece, 0)) > 0;)
+            all.append(piece, static_cast<std::size_t>(size));
+        const std::size_t end = all.find("\r\n\r\n");
+        if (all.starts_with("HTTP/1.1 ") && end != std::string::npos)
+            reply = {std::stoi(all.substr(9, 3)), all.substr(0, end), all.substr(end + 4)};
+    }
+    close(fd);
+    return reply;
+}
+
+Reply Get(std::uint16_t port, const std::string& path) {
+    return Send(port, "GET " + path + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
+}
+
+Reply Post(std::uint16_t port, const std::string& path, const std::string& body, const std::string& headers) {
+    return Send(port, "POST " + path + " HTTP/1.1\r\nHost: localhost\r\n" + headers +
+                          "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+}
+
+const std::string kOrderHeaders = "Content-Type: application/json\r\nX-Zulctl-Token: " + kToken + "\r\n";
+
+std::map<std::string, std::string> Transmitter(const std::string& scan = std::string("\0\2\1\5", 4)) {
+    return {
+        {"STATUS", "STATUS 1 0 239.1.1.1:5000 0:1:ff:[0001] F:ATSC E:0 C:\"NO CAM\" 7% OK\r\n"},
+        {"SCA?", scan},
+        {"VERS", "VERS<b>\"\\\nOK\r\n"},
+        {"TIME", "TIME d3a4 1930 OK\r\n"},
+        {"UPGR?", "UPGRSTATUS0 OK\r\n"},
+        {"SCAL", std::string("SCAL 021 0201 0001 [02:0:ff:02:81] C A <img x>\r\nffff\r\nOK\r\n\0", 59)},
+        {"EITL", "EITI d3a4 1930 0100 S29,00[<script>alert(1)</script>\"&'>]L0,00[]\r\nOK\r\n"},
+        {"EITI", "EITI OK\r\n"},
+        {"UNIT", "OK\r\n"},
+    };
+}
+
+class ServiceTest : public testing::Test {
+ protected:
+    void Serve(const std::string& token = "") {
+        ServiceOptions options;
+        options.listen = {kHere, 0};
+        options.token = token;
+        options.stillsEvery = 0s;
+        BoardState transmitter, receiver;
+        transmitter.at = {kHere, 5000}, transmitter.role = Role::kTransmitter;
+        receiver.at = {kHere, 2008}, receiver.role = Role::kReceiver;
+        options.watch.only = {transmitter, receiver};
+        options.watch.discovery.client.timeout = 1500ms;
+        mService.emplace(options);
+        port = mService->Start();
+    }
+    /// Asks until the answer is as wanted, for 30 s at most.
+    std::string Await(const std::string& path, const std::function<bool(const std::string&)>& wanted) {
+        std::string body;
+        for (int turn = 0; turn < 600; ++turn) {
+            mService->Follow();
+            body = Get(port, path).body;
+            if (wanted(body)) return body;
+            std::this_thread::sleep_for(50ms);
+        }
+        ADD_FAILURE() << path << " stays " << body;
+        return body;
+    }
+    std::string Await(const std::string& path, const std::string& part) {
+        return Await(path, [&](const std::string& body) { return body.find(part) != std::string::npos; });
+    }
+
+    std::uint16_t port = 0;
+
+ private:
+    std::optional<Service> mService;
+};
+
+TEST_F(ServiceTest, TellsWhatBoardsSayInTheShapesOfTheCommandLine) {
+    PlayedBoard transmitter(5000, Transmitter());
+    Serve();
+    Await("/api/guide?board=127.0.0.1:5000", "alert");
+    Await("/api/overview", "\"stream\":\"239.1.1.1:5000\"");
+    const Json status = Json::parse(Get(port, "/api/status").body);
+    EXPECT_EQ(status["schema"], "zulctl.status/1");
+    ASSERT_EQ(status["boards"].size(), 2u);
+    const Json& board = status["boards"][1];
+    EXPECT_EQ(board["transmitter"]["signal_percent"], 100) << board;
+    EXPECT_EQ(board["transmitter"]["streams"][0]["group"], "239.1.1.1") << board;
+    EXPECT_FALSE(status["boards"][0]["answered"]) << "nobody is at the receiver's port";
+
+    const Json channels = Json::parse(Get(port, "/api/channels?board=127.0.0.1:5000").body);
+    EXPECT_EQ(channels["schema"], "zulctl.channels/1");
+    EXPECT_EQ(channels["channels"][0]["name"], "<img x>");
+    const Json guide = Json::parse(Get(port, "/api/guide?board=127.0.0.1:5000").body);
+    EXPECT_EQ(guide["guide"][0]["events"][0]["title"], "<script>alert(1)</script>\"&'>");
+    const Json overview = Json::parse(Get(port, "/api/overview").body);
+    EXPECT_EQ(overview["takes_orders"], false);
+    EXPECT_EQ(overview["streams"][0]["sources"][0]["programmes"][0]["name"], "<img x>");
+    EXPECT_EQ(Json::parse(Get(port, "/api/probe?stream=239.1.1.1:5000").body)["schema"], "zulctl.probe/1");
+}
+
+TEST_F(ServiceTest, MetricsAreWhatPrometheusReads) {
+    PlayedBoard transmitter(5000, Transmitter());
+    Serve();
+    Await("/metrics", "zul_stream_bits_per_second{");
+    const std::string text = Await("/metrics", "zul_board_up{board=\"127.0.0.1:2008\"");
+    // The text format, version 0.0.4: HELP, TYPE, and samples with quoted labels.
+    const std::regex sample(R"(([a-z_]+)\{([a-z_]+="([^"\\\n]|\\[\\"n])*",?)*\} [-+0-9.eE]+)");
+    std::istringstream lines(text);
+    std::string line, family;
+    while (std::getline(lines, line)) {
+        std::smatch parts;
+        if (line.starts_with("# TYPE ")) family = line.substr(7, line.find(' ', 7) - 7);
+        if (line.starts_with("#")) continue;
+        ASSERT_TRUE(std::regex_match(line, parts, sample)) << line;
+        EXPECT_EQ(parts[1], family) << line;
+    }
+    for (const char* wanted :
+         {"zul_board_up{board=\"127.0.0.1:5000\",name=\"127.0.0.1\",role=\"transmitter\"} 1\n",
+          "zul_board_up{board=\"127.0.0.1:2008\",name=\"127.0.0.1\",role=\"receiver\"} 0\n", "zul_board_load_ratio{",
+          "zul_board_signal_ratio{board=\"127.0.0.1:5000\",name=\"127.0.0.1\",role=\"transmitter\"} 1\n",
+          "zul_stream_info{stream=\"239.1.1.1:5000\",board=\"127.0.0.1:5000\",slot=\"0\"} 1\n",
+          "zul_stream_continuity_errors_total{stream=\"239.1.1.1:5000\"} 0\n"})
+        EXPECT_NE(text.find(wanted), std::string::npos) << wanted << "isn't in\n" << text;
+}
+
+TEST_F(ServiceTest, RefusesWhatNoPageOfItsOwnWouldAsk) {
+    Serve();
+    const std::string get = "GET / HTTP/1.1\r\n", host = "Host: localhost\r\n", end = "\r\n";
+    struct {
+        const char* what;
+        std::string request;
+        std::set<int> statuses;
+    } const kRequests[] = {
+        {"the page", get + host + end, {200}},
+        {"its head", "HEAD / HTTP/1.1\r\n" + host + end, {200}},
+        {"a name that was pointed here", get + "Host: evil.example\r\n" + end, {421}},
+        {"no name", get + end, {421}},
+        {"two names", get + host + "Host: evil.example\r\n" + end, {421}},
+        {"a path outside", "GET /../../etc/passwd HTTP/1.1\r\n" + host + end, {404}},
+        {"the same, coded", "GET /%2e%2e/%2e%2e/etc/passwd HTTP/1.1\r\n" + host + end, {404}},
+        {"a zero byte", "GET /page.css%00.html HTTP/1.1\r\n" + host + end, {404}},
+        {"a board that isn't watched", "GET /api/channels?board=10.9.9.9:5000 HTTP/1.1\r\n" + host + end, {404}},
+        {"another method", "DELETE / HTTP/1.1\r\n" + host + end, {405}},
+        {"a preflight", "OPTIONS /api/play HTTP/1.1\r\n" + host + "Origin: http://evil.example\r\n" + end, {405}},
+        {"an order, read-only",
+         "POST /api/play HTTP/1.1\r\n" + host + kOrderHeaders + "Content-Length: 2\r\n\r\n{}",
+         {403}},
+        {"a long path", "GET /" + std::string(9000, 'a') + " HTTP/1.1\r\n" + host + end, {0, 400, 414}},
+        {"headers without end", get + host + std::string(40000, 'a') + end, {0, 400}},
+        {"no HTTP", std::string(64, '\x16') + "\r\n\r\n", {0, 400}},
+    };
+    for (const auto& [what, request, statuses] : kRequests) {
+        const Reply reply = Send(port, request);
+        EXPECT_TRUE(statuses.contains(reply.status)) << what << ": " << reply.status;
+        if (reply.status == 0 || reply.status == 400 || reply.status == 414) continue;
+        EXPECT_EQ(reply.head.find("Access-Control"), std::string::npos) << what;
+        EXPECT_NE(reply.head.find("default-src 'none'"), std::string::npos) << what;
+    }
+    const auto began = Clock::now();
+    EXPECT_NE(Send(port, get + "Host: local").status, 200) << "half a request";
+    EXPECT_LT(Clock::now() - began, 25s);
+}
+
+TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {
+    PlayedBoard transmitter(5000, Transmitter());
+    PlayedBoard receiver(2008, {{"STATUS", "STATUS 0 :0 0:0000 2 3 0 0 0%OK\r\n"},
+                                {"UPGR?", "UPGRSTATUS0 OK\r\n"},
+                                {"VERS", "VERS0.82.14OK\r\n"},
+                                {"UNIT", "OK\r\n"}});
+    Serve(kToken);
+    const std::string play = R"({"board": "127.0.0.1:2008", "stream": "239.1.1.1:5000", "programme": 1})";
+    const std::string json = "Content-Type: application/json\r\n";
+    EXPECT_EQ(Post(port, "/api/play", play, json).status, 403);
+    EXPECT_EQ(Post(port, "/api/play", play, kOrderHeaders + "Origin: http://evil.example\r\n").status, 403);
+    EXPECT_EQ(Post(port, "/api/play", play, "X-Zulctl-Token: " + kToken + "\r\nContent-Type: text/plain\r\n").status,
+              403);
+    EXPECT_EQ(Post(port, "/api/play", std::string(5000, ' '), kOrderHeaders).status, 413);
+    EXPECT_EQ(receiver.Asked("UNIT1,239.1.1.1,5000,0,1"), 0);
+
+    const Reply played = Post(port, "/api/play", play, kOrderHeaders);
+    EXPECT_EQ(played.status, 200) << played.body;
+    const Json done = Json::parse(played.body);
+    EXPECT_EQ(done["schema"], "zulctl.order/1");
+    EXPECT_EQ(receiver.Asked(done["request"]), 1) << done;
+
+    const auto start = [&](const std::string& to, const std::string& channel) {
+        const Json body = {{"board", "127.0.0.1:5000"}, {"to", to}, {"channels", {channel}}, {"slot", nullptr}};
+        return Post(port, "/api/stream/start", body.dump(), kOrderHeaders);
+    };
+    EXPECT_EQ(start("10.0.0.1:5000", "2.1").status, 400) << "no group";
+    EXPECT_EQ(start("239.1.1.1:5000", "9.9").status, 400) << "no such channel";
+    EXPECT_EQ(start("239.1.1.2:5000", "2.1").status, 200);
+    EXPECT_EQ(transmitter.Asked("UNIT1,239.1.1.2,5000,2,201,1"), 1);
+    EXPECT_EQ(Post(port, "/api/stream/stop", R"({"board": "127.0.0.1:5000", "slot": 8})", kOrderHeaders).status, 400);
+    EXPECT_EQ(Post(port, "/api/stream/stop", R"({"board": "10.9.9.9:5000"})", kOrderHeaders).status, 400)
+        << "not watched";
+    EXPECT_EQ(Post(port, "/api/stream/stop", R"({"board": "127.0.0.1:5000", "slot": 0})", kOrderHeaders).status, 200);
+    EXPECT_EQ(transmitter.Asked("UNIT5,0"), 1);
+    for (const char* body : {"", "[]", "{", "{\"board\": 7}", "null"})
+        EXPECT_EQ(Post(port, "/api/stream/stop", body, kOrderHeaders).status, 400) << body;
+    EXPECT_EQ(Post(port, "/api/reset", "{}", kOrderHeaders).status, 404);
+}
+
+TEST_F(ServiceTest, AScanningBoardStartsNothing) {
+    PlayedBoard transmitter(5000, Transmitter(std::string("\0\2\0\2", 4)));
+    Serve(kToken);
+    const Reply reply = Post(port, "/api/stream/stop", R"({"board": "127.0.0.1:5000", "slot": 0})", kOrderHeaders);
+    EXPECT_EQ(reply.status, 409) << reply.body;
+    EXPECT_EQ(transmitter.Asked("UNIT5,0"), 0);
+}
+
+}  // namespace
+}  // namespace zulctl::serve

@@ -1,0 +1,85 @@
+// zulctl serve: the status page.
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "commands.h"
+#include "serve/service.h"
+
+namespace zulctl {
+
+namespace {
+
+struct ServeChoice {
+    std::string listen = "127.0.0.1:8410";
+    std::vector<std::string> hosts;
+    bool control = false;
+    std::string tokenFile;
+    int stillsEvery = 10;
+};
+
+serve::ServiceOptions Wanted(Session& session, const ServeChoice& choice) {
+    serve::ServiceOptions options;
+    const auto listen = ParseEndpoint(choice.listen);
+    if (!listen) throw Failure(kUsage, fmt::format("\"{}\" isn't ADDRESS:PORT", choice.listen));
+    options.listen = *listen;
+    options.hosts = choice.hosts;
+    options.interfaceIndex = session.InterfaceIndex();
+    options.stillsEvery = std::chrono::seconds(choice.stillsEvery);
+    options.watch.discovery = session.Discovery();
+    options.watch.names = session.Names();
+    if (session.BoardsAreNamed()) {
+        for (const Target& target : session.Boards(std::nullopt)) {
+            serve::BoardState board;
+            board.at = target.at, board.name = target.name, board.role = target.role;
+            options.watch.only.push_back(std::move(board));
+        }
+    }
+    if (!choice.tokenFile.empty() && !choice.control) throw Failure(kUsage, "a token is of use with --control alone");
+    if (choice.control)
+        options.token = choice.tokenFile.empty() ? serve::NewToken() : serve::ReadToken(choice.tokenFile);
+    return options;
+}
+
+void RunServe(Session& session, const ServeChoice& choice) {
+    CatchInterrupts();
+    const serve::ServiceOptions options = Wanted(session, choice);
+    serve::Service service(options);
+    const Endpoint at{options.listen.address, service.Start()};
+    const bool newToken = choice.control && choice.tokenFile.empty();
+    const std::string address = EndpointText({at.address == 0 ? 0x7F000001 : at.address, at.port});
+    session.out.Say(fmt::format("the status page is at http://{}/{}", address,
+                                newToken ? "#token=" + options.token : std::string()));
+    service.Run();
+    session.out.Say("stopped");
+}
+
+}  // namespace
+
+void AddServeCommand(CLI::App& app, Session& session) {
+    CLI::App* command = app.add_subcommand("serve", "Serve a status page, its JSON, and metrics for Prometheus");
+    command->footer(
+        "It asks every board that is named or heard, or those given with --board, and joins every stream that they "
+        "send. It listens on this machine alone unless told otherwise, and changes nothing without --control.");
+    const auto choice = std::make_shared<ServeChoice>();
+    command->add_option("--listen", choice->listen, "Where to; 0.0.0.0 for all of this machine's addresses")
+        ->type_name("ADDRESS:PORT")
+        ->capture_default_str();
+    command
+        ->add_option("--host", choice->hosts,
+                     "A name that the page is called by in addresses; may be given several times. Others are refused")
+        ->type_name("NAME")
+        ->take_all()
+        ->allow_extra_args(false);
+    command->add_flag("--control", choice->control,
+                      "Let whoever has the token start and stop streams and play them on receivers");
+    command->add_option("--token-file", choice->tokenFile, "Read the token from a file instead of making a new one")
+        ->type_name("FILE");
+    command->add_option("--pictures", choice->stillsEvery, "Make a still picture of each stream this often; 0: never")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0, 3600))
+        ->capture_default_str();
+    command->callback([&session, choice] { session.run = [&session, choice] { RunServe(session, *choice); }; });
+}
+
+}  // namespace zulctl

@@ -1,0 +1,278 @@
+// Who is asked when, and what.
+#include "board_watch.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "failure.h"
+
+namespace zulctl::serve {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int kWorkers = 8;               ///< boards that are asked at the same time
+constexpr std::size_t kMostBoards = 512;  ///< beacons can be forged
+constexpr auto kStatusEvery = 2s, kSilentEvery = 5s, kListEvery = 60s, kGuideEvery = 60s, kVersionEvery = 300s;
+constexpr auto kLostEvery = 300s;  ///< for a guide whose answers go elsewhere
+constexpr auto kForgetAfter = 600s;
+constexpr auto kPollPatience = 15s;  ///< of an order for the request that is under way
+constexpr std::chrono::minutes kGuideSpan{6 * 60};
+constexpr std::size_t kMostGuideRows = 64;
+
+}  // namespace
+
+double BoardState::SilentSeconds(Clock::time_point now) const {
+    return std::chrono::duration<double>(now - lastAnswer.value_or(known)).count();
+}
+
+BoardWatch::BoardWatch(WatchOptions options) : mOptions(std::move(options)) {
+    if (!mOptions.only.empty()) {
+        for (const BoardState& board : mOptions.only) Add(board.at, board.role, true);
+    } else {
+        for (const NamedBoard& board : mOptions.names.boards) {
+            const auto role = board.role                       ? board.role
+                              : board.port == kReceiverPort    ? std::optional(Role::kReceiver)
+                              : board.port == kTransmitterPort ? std::optional(Role::kTransmitter)
+                                                               : std::nullopt;
+            if (role) Add({board.address, board.port != 0 ? board.port : CommandPort(*role)}, *role, true);
+        }
+        mThreads.emplace_back([this](const std::stop_token& stop) { Listen(stop); });
+    }
+    for (int n = 0; n < kWorkers; ++n) mThreads.emplace_back([this](const std::stop_token& stop) { Work(stop); });
+}
+
+BoardWatch::~BoardWatch() {
+    for (std::jthread& thread : mThreads) thread.request_stop();
+}
+
+std::vector<BoardState> BoardWatch::Boards() const {
+    const std::lock_guard lock(mMutex);
+    std::vector<BoardState> list;
+    for (const auto& [at, entry] : mBoards) {
+        list.push_back(entry.state);
+        if (entry.ordered) list.back().busy = "it takes an order";
+    }
+    return list;
+}
+
+std::optional<BoardState> BoardWatch::Find(const std::string& id) const {
+    const auto at = ParseEndpoint(id);
+    const std::lock_guard lock(mMutex);
+    const auto found = at ? mBoards.find(*at) : mBoards.end();
+    return found == mBoards.end() ? std::nullopt : std::optional(found->second.state);
+}
+
+bool BoardWatch::BeginOrder(const Endpoint& board) {
+    std::unique_lock lock(mMutex);
+    const auto found = mBoards.find(board);
+    if (found == mBoards.end() || std::exchange(found->second.ordered, true)) return false;
+    // An order that waited for its turn at the port instead would take its own service for somebody else.
+    mChanged.wait_for(lock, kPollPatience, [&] { return !found->second.asking; });
+    return true;
+}
+
+void BoardWatch::EndOrder(const Endpoint& board) {
+    const std::lock_guard lock(mMutex);
+    Entry& entry = mBoards.at(board);
+    entry.ordered = false;
+    entry.due = Clock::now();
+    mChanged.notify_one();
+}
+
+std::set<Endpoint> BoardWatch::Groups() const {
+    const std::lock_guard lock(mMutex);
+    std::set<Endpoint> groups;
+    for (const auto& [at, entry] : mBoards) {
+        if (!entry.state.transmitter) continue;
+        for (const StreamStatus& stream : entry.state.transmitter->streams) {
+            if (stream.active && IsMulticast(stream.group.address) && stream.group.port != 0)
+                groups.insert(stream.group);
+        }
+    }
+    return groups;
+}
+
+void BoardWatch::Add(const Endpoint& at, Role role, bool named) {
+    const std::lock_guard lock(mMutex);
+    if (mBoards.size() >= kMostBoards || mBoards.contains(at)) return;
+    Entry& entry = mBoards[at];
+    const std::string name = mOptions.names.NameOf(at, role);
+    entry.state.at = at, entry.state.role = role;
+    entry.state.name = name.empty() ? AddressText(at.address) : name;
+    entry.state.known = entry.due = Clock::now();
+    entry.named = named;
+    mChanged.notify_one();
+}
+
+void BoardWatch::Hear(const FoundBoard& board) {
+    if (!board.beacon.role) return;
+    Add(board.at, *board.beacon.role, false);
+    const std::lock_guard lock(mMutex);
+    const auto found = mBoards.find(board.at);
+    if (found == mBoards.end()) return;
+    found->second.state.model = board.beacon.model;
+    if (found->second.state.version.empty()) found->second.state.version = board.beacon.revision;
+}
+
+void BoardWatch::Listen(const std::stop_token& stop) {
+    DiscoverOptions options = mOptions.discovery;
+    options.time = 1500ms;
+    while (!stop.stop_requested() && !Interrupted()) {
+        try {
+            Discover(options, [&](const FoundBoard& board) {
+                Hear(board);
+                return !stop.stop_requested();
+            });
+        } catch (const Failure&) {
+            // No network yet, or none any more: the next round may find one.
+        }
+        // Boards that are switched on later send beacons by themselves; they are woken now and then all the same.
+        std::unique_lock lock(mMutex);
+        mChanged.wait_for(lock, stop, 1s, [] { return false; });
+        const auto now = Clock::now();
+        Forget(now);
+        lock.unlock();
+        options.wake = now.time_since_epoch() % 30s < 3s;
+    }
+}
+
+void BoardWatch::Forget(Clock::time_point now) {
+    std::erase_if(mBoards, [&](const auto& item) {
+        const Entry& entry = item.second;
+        return !entry.named && !entry.asking && !entry.ordered &&
+               now - entry.state.lastAnswer.value_or(entry.state.known) > kForgetAfter;
+    });
+}
+
+BoardWatch::Entry* BoardWatch::Next(Clock::time_point now, Clock::time_point& wake) {
+    Entry* first = nullptr;
+    for (auto& [at, entry] : mBoards) {
+        if (!entry.asking && !entry.ordered && (first == nullptr || entry.due < first->due)) first = &entry;
+    }
+    if (first != nullptr && first->due <= now) return first;
+    if (first != nullptr) wake = std::min(wake, first->due);
+    return nullptr;
+}
+
+void BoardWatch::Work(const std::stop_token& stop) {
+    std::unique_lock lock(mMutex);
+    while (!stop.stop_requested() && !Interrupted()) {
+        auto wake = Clock::now() + 500ms;
+        Entry* entry = Next(Clock::now(), wake);
+        if (entry == nullptr) {
+            mChanged.wait_until(lock, stop, wake, [] { return false; });
+            continue;
+        }
+        entry->asking = true;
+        lock.unlock();
+        Poll(*entry);  // what is being asked isn't forgotten meanwhile
+        lock.lock();
+        entry->asking = false;
+        if (entry->ordered) mChanged.notify_all();
+    }
+}
+
+void BoardWatch::Poll(Entry& entry) {
+    BoardState state;
+    {
+        const std::lock_guard lock(mMutex);
+        state = entry.state;
+        entry.due = Clock::now() + kStatusEvery;  // Hurry may make it earlier while the board is asked
+    }
+    state.busy.clear();
+    try {
+        Client client = Connect(state.at);
+        const std::string reply = client.Ask("STATUS");
+        state.lastAnswer = Clock::now();
+        state.trouble.clear();
+        if (state.role == Role::kTransmitter) {
+            state.transmitter = ParseTransmitterStatus(reply);
+            Publish(entry, state);  // lists and guides may take their time
+            PollTransmitter(client, entry, state);
+        } else {
+            state.receiver = ParseReceiverStatus(reply);
+        }
+        if (!state.transmitter && !state.receiver) state.trouble = "its answer isn't a status";
+        if (Clock::now() >= entry.versionDue) {
+            if (const auto version = ParseVersion(client.Ask("VERS"))) state.version = *version;
+            entry.versionDue = Clock::now() + kVersionEvery;
+        }
+    } catch (const TurnTaken& failure) {
+        state.busy = failure.what();
+    } catch (const Failure& failure) {
+        state.trouble = failure.what();
+    }
+    Publish(entry, state);
+}
+
+void BoardWatch::Publish(Entry& entry, BoardState state) {
+    const std::lock_guard lock(mMutex);
+    state.model = std::move(entry.state.model);  // beacons may have told it meanwhile
+    if (state.version.empty()) state.version = std::move(entry.state.version);
+    entry.state = std::move(state);
+    if (!entry.state.trouble.empty()) entry.due = std::max(entry.due, Clock::now() + kSilentEvery);
+}
+
+void BoardWatch::PollTransmitter(Client& client, Entry& entry, BoardState& state) const {
+    const auto before = state.scan;
+    state.scan = ParseScanState(client.Ask("SCA?"));
+    const bool scanning = state.scan && state.scan->state == ScanState::State::kRunning;
+    const bool ended = before && before->state == ScanState::State::kRunning && !scanning;
+    if (ended) entry.listDue = Clock::now();
+    if (scanning) return;
+    if (Clock::now() >= entry.listDue) PollLists(client, entry, state);
+    const int tuned = state.scan ? state.scan->channel : -1;
+    if (tuned != entry.guideChannel) state.guide.reset(), entry.guideDue = Clock::now();
+    entry.guideChannel = tuned;
+    if (Clock::now() >= entry.guideDue) PollGuide(client, entry, state);
+}
+
+bool BoardWatch::IsOrdered(const Entry& entry) const {
+    const std::lock_guard lock(mMutex);
+    return entry.ordered;
+}
+
+void BoardWatch::PollLists(Client& client, Entry& entry, BoardState& state) const {
+    entry.listDue = Clock::now() + kListEvery;
+    try {
+        state.channels = std::make_shared<const std::vector<Channel>>(FetchChannels(client));
+        state.channelsTrouble.clear();
+        ++state.channelsRevision;
+    } catch (const TurnTaken&) {
+        entry.listDue = Clock::now() + 5s;
+    } catch (const Failure& failure) {
+        state.channelsTrouble = failure.what();
+    }
+}
+
+void BoardWatch::PollGuide(Client& client, Entry& entry, BoardState& state) const {
+    auto guide = std::make_shared<std::vector<ChannelGuide>>();
+    try {
+        if (const auto told = ParseBroadcastTime(client.Ask("TIME"))) state.clock = BroadcastClock{*told, Clock::now()};
+        for (const Channel& channel : state.channels ? *state.channels : std::vector<Channel>{}) {
+            if (!state.scan || channel.tunerChannel != state.scan->channel || guide->size() >= kMostGuideRows) continue;
+            if (IsOrdered(entry)) return;
+            // Each request takes its own turn at the forwarded messages, so that others get theirs in between.
+            guide->push_back({channel, FetchListing(client, channel.id, kGuideSpan, nullptr)});
+        }
+        state.guideTrouble.clear();
+        entry.guideDue = Clock::now() + kGuideEvery;
+        // Right after tuning, a guide is still coming in.
+        const auto isEmpty = [](const ChannelGuide& row) { return row.events.empty(); };
+        const bool complete = std::none_of(guide->begin(), guide->end(), isEmpty);
+        if (!complete) entry.guideDue = Clock::now() + 10s;
+    } catch (const TurnTaken&) {
+        entry.guideDue = Clock::now() + 5s;
+        return;
+    } catch (const Failure& failure) {
+        state.guideTrouble = failure.what();
+        entry.guideDue = Clock::now() + kLostEvery;
+        return;
+    }
+    state.guide = std::move(guide);
+    ++state.guideRevision;
+}
+
+}  // namespace zulctl::serve

@@ -1,0 +1,116 @@
+/// Asks boards again and again what they do, each one at a time and for short turns, and remembers what they said.
+#pragma once
+
+#include <condition_variable>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "channels.h"
+#include "config.h"
+#include "discover.h"
+#include "guide_reply.h"
+#include "status.h"
+
+namespace zulctl::serve {
+
+struct ChannelGuide {
+    Channel channel;
+    std::vector<GuideEvent> events;
+};
+
+/// A moment of the broadcast and when it was told.
+struct BroadcastClock {
+    Minutes told{};
+    Clock::time_point when{};
+};
+
+/// What is known of a board. The lists are shared: they change as a whole.
+struct BoardState {
+    Endpoint at;
+    std::string name;  ///< as in the file of names, or its address
+    Role role{};
+    std::string model, version;
+
+    std::optional<TransmitterStatus> transmitter;
+    std::optional<ReceiverStatus> receiver;
+    std::string trouble;  ///< why it doesn't answer; empty when it does
+    std::string busy;     ///< who else is at it, so that it can't be asked; it may be well
+    std::optional<Clock::time_point> lastAnswer;
+    Clock::time_point known;  ///< since when it is asked
+
+    std::optional<ScanState> scan;
+    std::optional<BroadcastClock> clock;
+    std::shared_ptr<const std::vector<Channel>> channels;    ///< null before the first list
+    std::shared_ptr<const std::vector<ChannelGuide>> guide;  ///< null before the first one
+    std::string channelsTrouble, guideTrouble;
+    unsigned channelsRevision = 0, guideRevision = 0;  ///< grow with each new list
+
+    /// \return "10.0.0.1:5000": what a board is called in requests
+    std::string Id() const { return EndpointText(at); }
+    /// \return seconds without an answer
+    double SilentSeconds(Clock::time_point now) const;
+};
+
+struct WatchOptions {
+    DiscoverOptions discovery;  ///< also tells how boards are asked
+    Config names;
+    std::vector<BoardState>
+        only;  ///< boards to watch (address, name and role count); empty: all that are named or heard
+};
+
+class BoardWatch {
+ public:
+    explicit BoardWatch(WatchOptions options);
+    ~BoardWatch();
+    BoardWatch(const BoardWatch&) = delete;
+    BoardWatch& operator=(const BoardWatch&) = delete;
+
+    /// \return all boards, by address
+    std::vector<BoardState> Boards() const;
+    /// \return the board of this id, or nothing
+    std::optional<BoardState> Find(const std::string& id) const;
+    /// Leaves a board alone while it takes an order, once what it is being asked is answered. \return false where it
+    /// takes one already, or isn't known
+    bool BeginOrder(const Endpoint& board);
+    /// Asks it again, at once: something was changed.
+    void EndOrder(const Endpoint& board);
+    /// \return the groups that transmitters send to
+    std::set<Endpoint> Groups() const;
+
+    Client Connect(const Endpoint& board) const { return Client(board, mOptions.discovery.client); }
+
+ private:
+    struct Entry {
+        BoardState state;
+        Clock::time_point due, listDue, guideDue, versionDue;
+        int guideChannel = -1;  ///< tuner channel of the guide
+        bool asking = false, ordered = false;
+        bool named = false;  ///< stays even when it is never heard
+    };
+    void Add(const Endpoint& at, Role role, bool named);
+    void Hear(const FoundBoard& board);
+    void Listen(const std::stop_token& stop);
+    void Work(const std::stop_token& stop);
+    Entry* Next(Clock::time_point now, Clock::time_point& wake);
+    void Poll(Entry& entry);
+    void Publish(Entry& entry, BoardState state);
+    void PollTransmitter(Client& client, Entry& entry, BoardState& state) const;
+    void PollLists(Client& client, Entry& entry, BoardState& state) const;
+    void PollGuide(Client& client, Entry& entry, BoardState& state) const;
+    bool IsOrdered(const Entry& entry) const;
+    void Forget(Clock::time_point now);
+
+    const WatchOptions mOptions;
+    mutable std::mutex mMutex;
+    std::condition_variable_any mChanged;
+    std::map<Endpoint, Entry> mBoards;
+    std::vector<std::jthread> mThreads;
+};
+
+}  // namespace zulctl::serve

@@ -1,0 +1,165 @@
+// httplib, with a stream of ours beneath it: its own gives each read a time and a request none.
+#include "http_server.h"
+
+#include <httplib.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+#include "failure.h"
+
+namespace zulctl::serve {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kThreads = 32;
+constexpr auto kAnswerTime = std::chrono::seconds(20);  ///< for a client to take an answer
+
+/// Nothing is loaded from elsewhere, and no other site may show or read what is served.
+const httplib::Headers kHeaders = {
+    {"Content-Security-Policy",
+     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; base-uri 'none'; "
+     "form-action 'none'; frame-ancestors 'none'"},
+    {"X-Content-Type-Options", "nosniff"},
+    {"X-Frame-Options", "DENY"},
+    {"Referrer-Policy", "no-referrer"},
+    {"Cross-Origin-Resource-Policy", "same-origin"},
+    {"Cross-Origin-Opener-Policy", "same-origin"},
+    {"Cache-Control", "no-store"},
+};
+
+/// A connection whose request has a deadline and a size, whatever pieces it comes in.
+class BoundedStream final : public httplib::Stream {
+ public:
+    explicit BoundedStream(socket_t fd) : mFd(fd), mDeadline(Clock::now() + std::chrono::seconds(kRequestSeconds)) {}
+
+    bool is_readable() const override { return mAt < mFilled || Ready(POLLIN, mDeadline); }
+    bool is_writable() const override { return Ready(POLLOUT, Clock::now() + kAnswerTime); }
+    socket_t socket() const override { return mFd; }
+    void get_remote_ip_and_port(std::string&, int&) const override {}
+    void get_local_ip_and_port(std::string&, int&) const override {}
+
+    ssize_t read(char* to, size_t size) override {
+        if (mAt == mFilled && !Fill()) return -1;
+        const std::size_t count = std::min(size, mFilled - mAt);
+        std::memcpy(to, mBuffer + mAt, count);
+        mAt += count;
+        return static_cast<ssize_t>(count);
+    }
+
+    ssize_t write(const char* from, size_t size) override {
+        if (mWritesUntil == Clock::time_point{}) mWritesUntil = Clock::now() + kAnswerTime;
+        if (!Ready(POLLOUT, mWritesUntil)) return -1;
+        return send(mFd, from, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+    }
+
+ private:
+    bool Ready(short events, Clock::time_point deadline) const {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        pollfd polled{mFd, events, 0};
+        return left > 0 && poll(&polled, 1, static_cast<int>(left)) == 1;
+    }
+
+    bool Fill() {
+        if (mTotal >= kLargestHead + kLargestBody || !Ready(POLLIN, mDeadline)) return false;
+        const ssize_t size = recv(mFd, mBuffer, sizeof mBuffer, 0);
+        if (size <= 0) return false;
+        mAt = 0, mFilled = static_cast<std::size_t>(size);
+        mTotal += mFilled;
+        return true;
+    }
+
+    const socket_t mFd;
+    const Clock::time_point mDeadline;
+    Clock::time_point mWritesUntil{};
+    std::size_t mAt = 0, mFilled = 0, mTotal = 0;
+    char mBuffer[2048];
+};
+
+HttpRequest Converted(const httplib::Request& request) {
+    HttpRequest converted{request.method, request.path, {}, {}, 0, request.body};
+    for (const auto& [name, value] : request.params) converted.query.emplace(name, value);
+    converted.header = [&request](const char* name) { return request.get_header_value(name); };
+    converted.hosts = static_cast<int>(request.get_header_value_count("Host"));
+    return converted;
+}
+
+void Give(const HttpAnswer& answer, httplib::Response& response) {
+    response.status = answer.status;
+    if (!answer.allow.empty()) response.set_header("Allow", answer.allow);
+    response.set_content(answer.body ? *answer.body : std::string(), answer.type);
+}
+
+}  // namespace
+
+HttpAnswer TextAnswer(int status, std::string type, std::string body) {
+    return {status, std::move(type), std::make_shared<const std::string>(std::move(body)), {}};
+}
+
+class HttpServer::Impl final : public httplib::Server {
+ public:
+    std::thread thread;
+
+ private:
+    bool process_and_close_socket(socket_t fd) override {
+        BoundedStream stream(fd);
+        bool closed = false;
+        const bool done = process_request(stream, true, closed, [](httplib::Request& request) {
+            // Compressing costs more than sending, and ranges of a status make no sense.
+            request.headers.erase("Accept-Encoding");
+            request.ranges.clear();
+        });
+        ::shutdown(fd, SHUT_RDWR);
+        ::close(fd);
+        return done;
+    }
+};
+
+HttpServer::HttpServer(std::function<HttpAnswer(const HttpRequest&)> check,
+                       std::function<HttpAnswer(const HttpRequest&)> handle)
+    : mpImpl(std::make_unique<Impl>()) {
+    httplib::Server& server = *mpImpl;
+    server.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
+    server.set_payload_max_length(kLargestBody);
+    server.set_default_headers(kHeaders);
+    server.set_tcp_nodelay(true);
+    // Paths aren't given to httplib, which would take them for regular expressions and for files.
+    server.set_pre_routing_handler([check, handle](const httplib::Request& request, httplib::Response& response) {
+        const HttpRequest converted = Converted(request);
+        HttpAnswer answer = check(converted);
+        if (answer.status == 200 && request.method == "POST") return httplib::Server::HandlerResponse::Unhandled;
+        if (answer.status == 200) answer = handle(converted);
+        Give(answer, response);
+        return httplib::Server::HandlerResponse::Handled;
+    });
+    server.Post("[^]*", [handle](const httplib::Request& request, httplib::Response& response) {
+        Give(handle(Converted(request)), response);
+    });
+}
+
+HttpServer::~HttpServer() { Stop(); }
+
+std::uint16_t HttpServer::Start(const Endpoint& at) {
+    const std::string address = AddressText(at.address);
+    const int port = at.port == 0                             ? mpImpl->bind_to_any_port(address)
+                     : mpImpl->bind_to_port(address, at.port) ? at.port
+                                                              : -1;
+    if (port <= 0) throw Failure(kUsage, "can't listen at " + EndpointText(at) + ": is another service there?");
+    mpImpl->thread = std::thread([this] { mpImpl->listen_after_bind(); });
+    while (!mpImpl->is_running()) std::this_thread::yield();
+    return static_cast<std::uint16_t>(port);
+}
+
+void HttpServer::Stop() {
+    mpImpl->stop();
+    if (mpImpl->thread.joinable()) mpImpl->thread.join();
+}
+
+}  // namespace zulctl::serve

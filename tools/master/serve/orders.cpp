@@ -1,0 +1,130 @@
+// Orders, one at a time a board.
+#include "orders.h"
+
+#include <nlohmann/json.hpp>
+
+#include "failure.h"
+#include "overview.h"
+#include "requests_text.h"
+#include "stream_order.h"
+
+namespace zulctl::serve {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// The board's time for one order; pollers leave it alone meanwhile.
+class Hold {
+ public:
+    Hold(BoardWatch& boards, const Endpoint& at) : mrBoards(boards), mAt(at) {
+        if (!mrBoards.BeginOrder(mAt)) throw Failure(kRefused, "the board is taking another order");
+    }
+    ~Hold() { mrBoards.EndOrder(mAt); }
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+
+ private:
+    BoardWatch& mrBoards;
+    const Endpoint mAt;
+};
+
+[[noreturn]] void Wrong(const char* key) { throw Failure(kUsage, std::string("\"") + key + "\" is missing or wrong"); }
+
+std::string TextOf(const Json& body, const char* key) {
+    if (!body.contains(key) || !body[key].is_string()) Wrong(key);
+    return body[key].get<std::string>();
+}
+
+/// \return a number from 0 to `most`, or nothing where it is null or missing
+std::optional<int> NumberOf(const Json& body, const char* key, int most) {
+    if (!body.contains(key) || body[key].is_null()) return std::nullopt;
+    if (!body[key].is_number_unsigned() || body[key].get<std::uint64_t>() > static_cast<std::uint64_t>(most))
+        Wrong(key);
+    return body[key].get<int>();
+}
+
+Json Start(Client& client, const Json& body) {
+    StreamChoice choice;
+    choice.to = TextOf(body, "to");
+    choice.slot = NumberOf(body, "slot", kStreamSlots - 1);
+    if (!body.contains("channels") || !body["channels"].is_array() || body["channels"].empty()) Wrong("channels");
+    for (const Json& channel : body["channels"]) {
+        if (!channel.is_string()) Wrong("channels");
+        choice.channels.push_back(channel.get<std::string>());
+    }
+    if (body.contains("whole") && !body["whole"].is_boolean()) Wrong("whole");
+    choice.whole = body.value("whole", false);
+    const StreamRequest request = FindStream(client, choice);
+    const std::string text = StartText(request);
+    CheckAgainstBoard(client, request);
+    client.Order(text, "the stream");
+    return StartedJson(request, text);
+}
+
+Json Stop(Client& client, const Json& body) {
+    const auto slot = NumberOf(body, "slot", kStreamSlots - 1);
+    const std::string text = StopText(slot);
+    RefuseWhileBusy(client);
+    client.Order(text, "the stop");
+    return StoppedJson(slot, text);
+}
+
+Json Tell(Client& client, const std::string& text, const char* what) {
+    RefuseDuringUpgrade(client);
+    client.Order(text, what);
+    return {{"board", EndpointText(client.Board())}, {"request", text}, {"done", true}};
+}
+
+Json Play(Client& client, const Json& body) {
+    const auto stream = ParseEndpoint(TextOf(body, "stream"));
+    if (!stream) Wrong("stream");
+    std::optional<std::uint16_t> programme;
+    if (const auto number = NumberOf(body, "programme", 0xFFFF)) programme = static_cast<std::uint16_t>(*number);
+    return Tell(client, PlayText(*stream, programme), "the play");
+}
+
+Json StopPlaying(Client& client, const Json&) { return Tell(client, "UNIT0", "the stop"); }
+
+constexpr struct {
+    std::string_view path;
+    Role role;
+    const char* schema;
+    Json (*obey)(Client& client, const Json& body);
+} kOrders[] = {
+    {"/api/stream/start", Role::kTransmitter, "zulctl.stream/1", Start},
+    {"/api/stream/stop", Role::kTransmitter, "zulctl.stream/1", Stop},
+    {"/api/play", Role::kReceiver, "zulctl.order/1", Play},
+    {"/api/play/stop", Role::kReceiver, "zulctl.order/1", StopPlaying},
+};
+
+HttpAnswer JsonAnswer(int status, std::string body) { return TextAnswer(status, HttpAnswer{}.type, std::move(body)); }
+
+int StatusOf(const Failure& failure) { return failure.code == kUsage ? 400 : failure.code == kRefused ? 409 : 504; }
+
+}  // namespace
+
+HttpAnswer Orders::Obey(const std::string& path, const std::string& text) {
+    for (const auto& order : kOrders) {
+        if (path != order.path) continue;
+        try {
+            const Json body = Json::parse(text, nullptr, false);
+            if (!body.is_object()) throw Failure(kUsage, "an order is a JSON object");
+            const auto board = mrBoards.Find(TextOf(body, "board"));
+            if (!board || board->role != order.role)
+                throw Failure(kUsage, std::string("no ") + RoleName(order.role) + " is called that");
+            const Hold hold(mrBoards, board->at);
+            Client client = mrBoards.Connect(board->at);
+            Json done = {{"schema", order.schema}};
+            done.update(order.obey(client, body));
+            return JsonAnswer(200, done.dump());
+        } catch (const TurnTaken& failure) {
+            return JsonAnswer(409, ErrorJson(failure.what()));
+        } catch (const Failure& failure) {
+            return JsonAnswer(StatusOf(failure), ErrorJson(failure.what()));
+        }
+    }
+    return JsonAnswer(404, ErrorJson("there is no such order"));
+}
+
+}  // namespace zulctl::serve

@@ -1,0 +1,65 @@
+// What hangs together: streams with the slots that feed them and the receivers that play them.
+#include "overview.h"
+
+#include <algorithm>
+
+namespace zulctl::serve {
+
+const char* BoardHealthName(BoardHealth health) {
+    switch (health) {
+        case BoardHealth::kGood: return "good";
+        case BoardHealth::kBusy: return "busy";
+        case BoardHealth::kSilent: return "silent";
+        default: return "waiting";
+    }
+}
+
+BoardHealth HealthOf(const BoardState& board, Clock::time_point now) {
+    if (!board.busy.empty()) return BoardHealth::kBusy;
+    if (board.lastAnswer && board.trouble.empty()) return BoardHealth::kGood;
+    return board.SilentSeconds(now) < kBoardPatience ? BoardHealth::kWaiting : BoardHealth::kSilent;
+}
+
+std::vector<StreamSource> Overview::SourcesOf(const Endpoint& group) const {
+    std::vector<StreamSource> sources;
+    for (const BoardState& board : boards) {
+        if (!board.transmitter) continue;
+        for (const StreamStatus& slot : board.transmitter->streams) {
+            if (slot.active && slot.group == group) sources.push_back({&board, &slot});
+        }
+    }
+    return sources;
+}
+
+std::vector<const BoardState*> Overview::PlayersOf(const Endpoint& group) const {
+    std::vector<const BoardState*> players;
+    for (const BoardState& board : boards) {
+        if (!board.receiver || !board.receiver->playsStream) continue;
+        const auto address = ParseAddress(board.receiver->address);
+        if (address == group.address && board.receiver->port == group.port) players.push_back(&board);
+    }
+    return players;
+}
+
+Overview TakeOverview(const BoardWatch& boards, const StreamWatch& streams, const Stills* stills) {
+    Overview overview{Clock::now(), boards.Boards(), streams.Streams(), {}};
+    for (const Measured& stream : overview.streams)
+        overview.stills.push_back(stills != nullptr ? stills->Of(stream.group) : Still{});
+    return overview;
+}
+
+const Channel* ChannelOf(const BoardState& board, std::uint16_t programme) {
+    if (!board.channels || !board.scan) return nullptr;
+    const auto& list = *board.channels;
+    const auto found = std::find_if(list.begin(), list.end(), [&](const Channel& channel) {
+        return channel.id.programme == programme && (channel.tunerChannel & 0xFF) == board.scan->channel;
+    });
+    return found == list.end() ? nullptr : &*found;
+}
+
+std::optional<std::chrono::sys_seconds> BroadcastNow(const BoardState& board, Clock::time_point now) {
+    if (!board.clock) return std::nullopt;
+    return board.clock->told + std::chrono::floor<std::chrono::seconds>(now - board.clock->when);
+}
+
+}  // namespace zulctl::serve

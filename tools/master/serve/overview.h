@@ -1,0 +1,59 @@
+/// All that is known and measured at one moment, and what of it is wrong. Pages, metrics and JSON are made from it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "board_watch.h"
+#include "stills.h"
+#include "stream_watch.h"
+
+namespace zulctl::serve {
+
+enum class BoardHealth { kWaiting, kGood, kBusy, kSilent };
+const char* BoardHealthName(BoardHealth health);
+
+/// A board that doesn't answer may be tuning or restarting; it is silent after so many seconds.
+inline constexpr double kBoardPatience = 20;
+
+BoardHealth HealthOf(const BoardState& board, Clock::time_point now);
+
+/// A slot of a transmitter that feeds a stream.
+struct StreamSource {
+    const BoardState* board;
+    const StreamStatus* slot;
+};
+
+struct Overview {
+    Clock::time_point now;
+    std::vector<BoardState> boards;
+    std::vector<Measured> streams;
+    std::vector<Still> stills;  ///< one a stream, in their order
+
+    std::vector<StreamSource> SourcesOf(const Endpoint& group) const;
+    /// \return receivers that play the group
+    std::vector<const BoardState*> PlayersOf(const Endpoint& group) const;
+};
+
+Overview TakeOverview(const BoardWatch& boards, const StreamWatch& streams, const Stills* stills);
+
+/// \return the channel of a programme number on the channel that the board is tuned to, or null
+const Channel* ChannelOf(const BoardState& board, std::uint16_t programme);
+/// \return the broadcast's time now, as far as it was told; nothing before
+std::optional<std::chrono::sys_seconds> BroadcastNow(const BoardState& board, Clock::time_point now);
+
+/// \return "Mbit/s by the second" and all else that the page shows: zulctl.overview/1
+std::string OverviewJson(const Overview& overview, bool takesOrders);
+/// \return the shape of `zulctl status --json`: zulctl.status/1
+std::string StatusJson(const Overview& overview);
+/// \return the shapes of `zulctl channels --json`, `guide --json` and `probe --json`
+std::string ChannelsJson(const BoardState& board);
+std::string GuideJson(const BoardState& board);
+std::string ProbeJson(const Measured& stream);
+/// \return {"schema": "zulctl.error/1", "error": text}
+std::string ErrorJson(const std::string& text);
+
+/// \return Prometheus' text format, version 0.0.4
+std::string MetricsText(const Overview& overview);
+
+}  // namespace zulctl::serve

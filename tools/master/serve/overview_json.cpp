@@ -1,0 +1,147 @@
+// What is known and measured, as JSON.
+#include "channel_json.h"
+#include "escape.h"
+#include "overview.h"
+#include "status_json.h"
+#include "stream_report_json.h"
+
+namespace zulctl::serve {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// ASCII only, and texts that aren't UTF-8 after all can't stop it.
+std::string Dump(const Json& value) { return value.dump(-1, ' ', true, Json::error_handler_t::replace); }
+
+std::string UtcSeconds(std::chrono::sys_seconds when) {
+    return UtcText(std::chrono::time_point_cast<std::chrono::system_clock::duration>(when));
+}
+
+Json StatusOf(const BoardState& board) {
+    std::string error = !board.busy.empty() ? board.busy : board.trouble;
+    if (error.empty() && !board.lastAnswer) error = "not asked yet";
+    const bool answered = error.empty();
+    return BoardJson(board.name, board.at, board.role, answered ? board.transmitter : std::nullopt,
+                     answered ? board.receiver : std::nullopt, error);
+}
+
+/// What the page shows of a board: its last status stays while it doesn't answer.
+Json JsonOf(const BoardState& board, Clock::time_point now) {
+    Json json = {{"id", board.Id()}};
+    json.update(StatusOf(board));
+    if (board.transmitter) json["transmitter"] = JsonOf(*board.transmitter);
+    if (board.receiver) json["receiver"] = JsonOf(*board.receiver);
+    json["health"] = BoardHealthName(HealthOf(board, now));
+    json["silent_seconds"] = board.SilentSeconds(now);
+    json["model"] = board.model;
+    json["version"] = board.version;
+    if (board.role != Role::kTransmitter) return json;
+    json["scan"] = board.scan ? Json({{"state", ScanStateName(board.scan->state)},
+                                      {"channel", board.scan->channel},
+                                      {"found", board.scan->found}})
+                              : Json();
+    const auto clock = BroadcastNow(board, now);
+    json["broadcast_time"] = clock ? Json(UtcSeconds(*clock)) : Json();
+    json["channels_revision"] = board.channelsRevision;
+    json["guide_revision"] = board.guideRevision;
+    json["channels_error"] = board.channelsTrouble.empty() ? Json() : Json(board.channelsTrouble);
+    json["guide_error"] = board.guideTrouble.empty() ? Json() : Json(board.guideTrouble);
+    return json;
+}
+
+Json JsonOf(const StreamSource& source) {
+    Json programmes = Json::array();
+    for (const std::uint16_t number : source.slot->programmes) {
+        const Channel* channel = ChannelOf(*source.board, number);
+        programmes.push_back(
+            {{"programme", number},
+             {"name", channel != nullptr ? Json(channel->name) : Json()},
+             {"number", channel != nullptr && channel->number != 0 ? Json(channel->NumberText()) : Json()}});
+    }
+    return {{"board", source.board->Id()}, {"slot", source.slot->id}, {"programmes", programmes}};
+}
+
+Json HistoryOf(const Measured& stream) {
+    Json bits = Json::array(), errors = Json::array();
+    for (const Sample& sample : stream.history) bits.push_back(sample.bits), errors.push_back(sample.errors);
+    return {{"bits", bits}, {"errors", errors}};
+}
+
+Json JsonOf(const Overview& overview, std::size_t index) {
+    const Measured& stream = overview.streams[index];
+    const Still& still = overview.stills[index];
+    Json sources = Json::array(), players = Json::array(), faults = Json::array(), notes = Json::array();
+    for (const StreamSource& source : overview.SourcesOf(stream.group)) sources.push_back(JsonOf(source));
+    for (const BoardState* player : overview.PlayersOf(stream.group)) players.push_back(player->Id());
+    if (stream.report) {
+        for (const Finding& finding : Judge(*stream.report)) (finding.fault ? faults : notes).push_back(finding.text);
+    }
+    const double age = std::chrono::duration<double>(overview.now - still.taken).count();
+    return {{"stream", EndpointText(stream.group)},
+            {"health", HealthName(HealthOf(stream))},
+            {"error", stream.trouble.empty() ? Json() : Json(stream.trouble)},
+            {"bits_per_second", stream.BitRate()},
+            {"recent_errors", stream.RecentErrors()},
+            {"continuity_errors", stream.continuityErrors},
+            {"sync_losses", stream.syncLosses},
+            {"dropped_here", stream.droppedHere},
+            {"watched_seconds", stream.watchedSeconds},
+            {"silent_seconds", stream.silentSeconds},
+            {"faults", faults},
+            {"notes", notes},
+            {"sources", sources},
+            {"players", players},
+            {"picture", still.jpeg ? Json({{"number", still.number}, {"age_seconds", age}}) : Json()},
+            {"picture_error", still.trouble.empty() ? Json() : Json(still.trouble)},
+            {"history", HistoryOf(stream)}};
+}
+
+std::string WithSchema(const char* schema, const Json& body) {
+    Json whole = {{"schema", schema}};
+    whole.update(body);
+    return Dump(whole);
+}
+
+}  // namespace
+
+std::string OverviewJson(const Overview& overview, bool takesOrders) {
+    Json boards = Json::array(), streams = Json::array();
+    for (const BoardState& board : overview.boards) boards.push_back(JsonOf(board, overview.now));
+    for (std::size_t n = 0; n < overview.streams.size(); ++n) streams.push_back(JsonOf(overview, n));
+    return WithSchema("zulctl.overview/1", {{"time", UtcNow()},
+                                            {"takes_orders", takesOrders},
+                                            {"history_seconds", kHistorySeconds},
+                                            {"boards", boards},
+                                            {"streams", streams}});
+}
+
+std::string StatusJson(const Overview& overview) {
+    Json boards = Json::array();
+    for (const BoardState& board : overview.boards) boards.push_back(StatusOf(board));
+    return WithSchema("zulctl.status/1", {{"boards", boards}});
+}
+
+std::string ChannelsJson(const BoardState& board) {
+    return WithSchema("zulctl.channels/1", {{"channels", board.channels ? JsonOf(*board.channels) : Json::array()}});
+}
+
+std::string GuideJson(const BoardState& board) {
+    Json guide = Json::array();
+    for (const ChannelGuide& row : board.guide ? *board.guide : std::vector<ChannelGuide>{}) {
+        Json events = Json::array();
+        for (const GuideEvent& event : row.events) events.push_back(JsonOf(event));
+        guide.push_back({{"channel", JsonOf(row.channel)}, {"events", events}});
+    }
+    return WithSchema("zulctl.guide/1", {{"guide", guide}});
+}
+
+std::string ProbeJson(const Measured& stream) {
+    const StreamReport report = stream.report ? *stream.report : StreamReport{};
+    return WithSchema("zulctl.probe/1",
+                      JsonOf(EndpointText(stream.group), report, Judge(report), HealthOf(stream) == Health::kGood));
+}
+
+std::string ErrorJson(const std::string& text) { return WithSchema("zulctl.error/1", {{"error", text}}); }
+
+}  // namespace zulctl::serve

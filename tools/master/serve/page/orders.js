@@ -1,0 +1,91 @@
+// Orders, for whoever has the token: it came behind # in the address or is typed in, and stays in this tab.
+import {byId, counted, hexText, make, openDialog, toast} from './parts.js';
+
+let token = '';
+let taken = false;  // the service takes orders
+
+try {
+  token = sessionStorage.getItem('token') ?? '';
+} catch { /* a browser may keep nothing */ }
+
+function remember(value) {
+  token = value;
+  try {
+    sessionStorage.setItem('token', value);
+  } catch { /* as above */ }
+}
+
+const given = /^#token=([\w-]+)$/.exec(location.hash);
+if (given) {
+  remember(given[1]);
+  history.replaceState(null, '', location.pathname);  // not for whoever looks over a shoulder
+}
+
+export const canOrder = () => taken && token !== '';
+
+export function setTaken(value) {
+  taken = value;
+  byId('unlock').hidden = !taken || token !== '';
+}
+
+byId('unlock').addEventListener('click', () => {
+  openDialog('Token', [
+    make('p', {class: 'soft'}, 'It is in the address that zulctl serve printed, or in its token file.'),
+    make('label', {}, 'token', make('input', {name: 'token', type: 'password', required: true, autocomplete: 'off'})),
+  ], 'Use it', (fields) => { remember(fields.token.trim()); });
+});
+
+async function order(path, body, doing, done) {
+  toast(`${doing}…`);
+  document.body.setAttribute('aria-busy', 'true');
+  try {
+    const answer = await fetch(path, {
+      method: 'POST', body: JSON.stringify(body), headers: {'Content-Type': 'application/json', 'X-Zulctl-Token': token},
+    });
+    const told = await answer.json();
+    if (answer.status === 403) remember('');
+    toast(answer.ok ? done(told) : told.error, !answer.ok);
+  } catch {
+    toast('The service doesn’t answer.', true);
+  }
+  document.body.removeAttribute('aria-busy');
+}
+
+export function stopPlaying(board) {
+  order('/api/play/stop', {board}, 'stopping', () => 'stopped');
+}
+
+export function askWhereToPlay(stream, overview) {
+  const receivers = overview.boards.filter((board) => board.role === 'receiver');
+  const programmes = stream.sources.flatMap((source) => source.programmes);
+  if (!receivers.length) return toast('No receiver is known.', true);
+  const pick = (name, options) => make('label', {}, name, make('select', {name}, ...options));
+  openDialog(`Play ${stream.stream}`, [
+    pick('receiver', receivers.map((board) => make('option', {value: board.id}, board.name))),
+    pick('programme', [make('option', {value: ''}, 'the first'), ...programmes.map((programme) => make('option', {value: programme.programme},
+      programme.name ? `${programme.name} (${hexText(programme.programme)})` : hexText(programme.programme)))]),
+  ], 'Play', (fields) => order('/api/play', {
+    board: fields.receiver, stream: stream.stream, programme: fields.programme === '' ? null : Number(fields.programme),
+  }, 'playing', () => `plays ${stream.stream}`));
+}
+
+export function confirmStop(stream, name) {
+  const {board, slot} = stream.sources[0];
+  openDialog(`Stop ${name}?`, [make('p', {}, `Slot ${slot} of ${board} stops${slot === 0 ? '' : ', and slot 0 with it'}.`)], 'Stop', () =>
+    order('/api/stream/stop', {board, slot}, 'stopping', () => 'stopped'));
+}
+
+export function askWhereToSend(channel, board) {
+  const running = board.transmitter?.streams.filter((stream) => stream.active) ?? [];
+  openDialog(`Send ${channel.name}`, [
+    make('label', {}, 'to', make('input', {name: 'to', required: true, placeholder: '239.1.1.1:5000', pattern: '[0-9.]+:[0-9]+',
+      title: 'GROUP:PORT', autocomplete: 'off'})),
+    make('label', {}, 'slot', make('select', {name: 'slot'},
+      make('option', {value: ''}, running.length ? `in place of ${counted(running.length, 'stream')} that run` : 'the only one'),
+      ...[...Array(8).keys()].map((slot) => make('option', {value: slot}, String(slot))))),
+    make('p', {class: 'soft'}, 'All streams of a board come from one tuner channel. Starting any slot stops slot 0.'),
+  ], 'Send', (fields) => order('/api/stream/start', {
+    board: board.id, to: fields.to, slot: fields.slot === '' ? null : Number(fields.slot),
+    channels: [`${hexText(channel.transport_stream_id)}:${hexText(channel.programme)}`],
+  }, 'tuning and starting, some 11 s', (told) => `sends ${channel.name} to ${told.group}:${told.port}`));
+}

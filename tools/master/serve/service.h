@@ -1,0 +1,64 @@
+/// The status service: what is answered at which path.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "guard.h"
+#include "http_server.h"
+#include "orders.h"
+#include "overview.h"
+
+namespace zulctl::serve {
+
+struct ServiceOptions {
+    Endpoint listen;
+    std::vector<std::string> hosts;  ///< names that it is called by, besides its address and localhost
+    std::string token;               ///< of orders; empty: read-only
+    int interfaceIndex = 0;
+    std::chrono::seconds stillsEvery{10};  ///< 0: no pictures
+    WatchOptions watch;
+};
+
+class Service {
+ public:
+    explicit Service(ServiceOptions options);
+    ~Service();
+
+    /// \return the port that it listens at. Throws Failure
+    std::uint16_t Start();
+    /// Does what is to be done now and then, until an interrupt.
+    void Run();
+    /// One round of that: streams that started are joined.
+    void Follow();
+
+ private:
+    /// A body that many clients may ask for and that is made once.
+    struct Shared {
+        std::mutex mutex;
+        std::shared_ptr<const std::string> body;
+        Clock::time_point made{};
+    };
+    template <typename Make>
+    std::shared_ptr<const std::string> Fresh(Shared& shared, Make make);
+
+    HttpAnswer Check(const HttpRequest& request) const;
+    HttpAnswer Handle(const HttpRequest& request);
+    HttpAnswer Get(const HttpRequest& request);
+    HttpAnswer OfBoard(const HttpRequest& request, std::string (*json)(const BoardState&)) const;
+    HttpAnswer Probe(const HttpRequest& request) const;
+    HttpAnswer Picture(const HttpRequest& request) const;
+
+    const ServiceOptions mOptions;
+    const Guard mGuard;
+    BoardWatch mBoards;
+    Orders mOrders;
+    StreamWatch mStreams;
+    std::unique_ptr<Stills> mpStills;
+    Shared mOverview, mMetrics;
+    HttpServer mServer;
+};
+
+}  // namespace zulctl::serve

@@ -1,0 +1,216 @@
+// Sockets, judges and their history.
+#include "stream_watch.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "failure.h"
+
+namespace zulctl::serve {
+
+namespace {
+
+constexpr int kWantedBuffer = 4 << 20;  ///< bytes: a second of the fastest multiplex, for a machine that is busy
+constexpr int kMostAtOnce = 256;        ///< datagrams of one stream before the others have their turn
+constexpr std::chrono::milliseconds kRound{10};
+constexpr std::size_t kRecentErrorSeconds = 30;
+constexpr double kSilence = 3;
+
+double Seconds(Clock::duration span) { return std::chrono::duration<double>(span).count(); }
+
+std::uint32_t Clamped(std::uint64_t value) {
+    return static_cast<std::uint32_t>(std::min<std::uint64_t>(value, UINT32_MAX));
+}
+
+std::uint64_t ErrorsOfLast(const std::vector<Sample>& history, std::size_t seconds) {
+    const auto from = history.end() - static_cast<std::ptrdiff_t>(std::min(seconds, history.size()));
+    return std::accumulate(from, history.end(), std::uint64_t{0},
+                           [](std::uint64_t sum, const Sample& sample) { return sum + sample.errors; });
+}
+
+}  // namespace
+
+double Measured::BitRate() const {
+    const std::size_t seconds = std::min<std::size_t>(5, history.size());
+    if (seconds == 0) return 0;
+    double bits = 0;
+    for (std::size_t n = history.size() - seconds; n < history.size(); ++n) bits += history[n].bits;
+    return bits / static_cast<double>(seconds);
+}
+
+std::uint64_t Measured::RecentErrors() const { return ErrorsOfLast(history, 60); }
+
+const char* HealthName(Health health) {
+    switch (health) {
+        case Health::kGood: return "good";
+        case Health::kFaulty: return "faulty";
+        case Health::kSilent: return "silent";
+        default: return "waiting";
+    }
+}
+
+Health HealthOf(const Measured& stream) {
+    if (!stream.trouble.empty() || stream.silentSeconds > kSilence) return Health::kSilent;
+    if (ErrorsOfLast(stream.history, kRecentErrorSeconds) > 0) return Health::kFaulty;
+    if (!stream.report) return Health::kWaiting;
+    const auto findings = Judge(*stream.report);
+    const bool faulty = std::any_of(findings.begin(), findings.end(), [](const Finding& item) { return item.fault; });
+    return faulty ? Health::kFaulty : Health::kGood;
+}
+
+/// A stream that is joined. The totals of finished reports are in `measured`.
+struct StreamWatch::Watched {
+    Measured measured;
+    std::optional<UdpSocket> socket;
+    StreamProbe probe;
+    Clock::time_point joined = Clock::now(), last = joined, reportBegan = joined;
+    std::uint64_t bitsBefore = 0, errorsBefore = 0;  ///< totals at the last tick
+    std::uint32_t lostBefore = 0;                    ///< of the socket, at the report's begin
+    std::deque<Sample> history;
+    std::optional<std::string> captured;  ///< there while somebody waits for it
+    std::size_t wanted = 0;               ///< bytes
+
+    std::uint64_t Bytes() const { return measured.bytes + probe.Report().bytes; }
+    std::uint64_t Continuity() const { return measured.continuityErrors + probe.Report().ContinuityErrors(); }
+    std::uint64_t Sync() const { return measured.syncLosses + probe.Report().syncLosses; }
+
+    void Take(const Datagram& datagram);
+    void EndSecond(double elapsed);
+    void EndReport(Clock::time_point now);
+    Measured Now(Clock::time_point now) const;
+};
+
+void StreamWatch::Watched::Take(const Datagram& datagram) {
+    last = Clock::now();
+    probe.Add({reinterpret_cast<const std::uint8_t*>(datagram.bytes.data()), datagram.bytes.size()}, datagram.arrived);
+    probe.Report().lostHere = datagram.lost - lostBefore;
+    if (captured && captured->size() < wanted) *captured += datagram.bytes;
+}
+
+void StreamWatch::Watched::EndSecond(double elapsed) {
+    const std::uint64_t bits = Bytes() * 8, errors = Continuity() + Sync();
+    // A busy machine makes a second longer; the rate is that of the time that it took.
+    const auto rate = static_cast<std::uint64_t>(static_cast<double>(bits - bitsBefore) / elapsed);
+    history.push_back({Clamped(rate), Clamped(errors - errorsBefore)});
+    if (history.size() > kHistorySeconds) history.pop_front();
+    bitsBefore = bits, errorsBefore = errors;
+}
+
+void StreamWatch::Watched::EndReport(Clock::time_point now) {
+    reportBegan = now;
+    const StreamReport& report = probe.Report();
+    measured.bytes += report.bytes;
+    measured.packets += report.packets;
+    measured.continuityErrors += report.ContinuityErrors();
+    measured.syncLosses += report.syncLosses;
+    measured.droppedHere += report.lostHere;
+    lostBefore += static_cast<std::uint32_t>(report.lostHere);
+    measured.report = std::make_shared<const StreamReport>(report);
+    probe.StartOver();
+}
+
+Measured StreamWatch::Watched::Now(Clock::time_point now) const {
+    Measured copy = measured;
+    copy.bytes = Bytes(), copy.continuityErrors = Continuity(), copy.syncLosses = Sync();
+    copy.packets += probe.Report().packets;
+    copy.droppedHere += probe.Report().lostHere;
+    copy.watchedSeconds = Seconds(now - joined);
+    copy.silentSeconds = Seconds(now - last);
+    copy.history.assign(history.begin(), history.end());
+    return copy;
+}
+
+StreamWatch::StreamWatch(int interfaceIndex)
+    : mInterfaceIndex(interfaceIndex), mThread([this](const std::stop_token& stop) { Run(stop); }) {}
+
+StreamWatch::~StreamWatch() {
+    mThread.request_stop();
+    const std::lock_guard lock(mMutex);
+    mEnding = true;
+    mCaptured.notify_all();
+}
+
+void StreamWatch::Want(const std::set<Endpoint>& groups) {
+    const std::lock_guard lock(mMutex);
+    std::erase_if(mStreams, [&](const auto& item) { return !groups.contains(item.first); });
+    for (const Endpoint& group : groups) {
+        if (!mStreams.contains(group)) Join(group);
+    }
+}
+
+void StreamWatch::Join(const Endpoint& group) {
+    auto stream = std::make_shared<Watched>();
+    stream->measured.group = group;
+    try {
+        stream->socket.emplace();
+        stream->socket->ShareAddress();
+        stream->socket->WantBuffer(kWantedBuffer);
+        stream->socket->Bind(group.port, group.address);
+        if (!stream->socket->Join(group.address, mInterfaceIndex)) {
+            stream->measured.trouble = "can't join " + AddressText(group.address) + ": is there a route for it?";
+        }
+    } catch (const Failure& failure) {
+        stream->measured.trouble = failure.what();
+    }
+    if (!stream->measured.trouble.empty()) stream->socket.reset();
+    mStreams.emplace(group, std::move(stream));
+}
+
+std::vector<Measured> StreamWatch::Streams() const {
+    const auto now = Clock::now();
+    const std::lock_guard lock(mMutex);
+    std::vector<Measured> list;
+    for (const auto& [group, stream] : mStreams) list.push_back(stream->Now(now));
+    return list;
+}
+
+std::optional<std::string> StreamWatch::Capture(const Endpoint& group, std::size_t most, Clock::duration howLong) {
+    std::unique_lock lock(mMutex);
+    const auto found = mStreams.find(group);
+    if (found == mStreams.end() || found->second->captured) return std::nullopt;
+    const auto stream = found->second;
+    stream->captured.emplace();
+    stream->wanted = most;
+    mCaptured.wait_for(lock, howLong, [&] { return mEnding || stream->captured->size() >= most; });
+    std::optional<std::string> bytes;
+    stream->captured.swap(bytes);
+    return mEnding ? std::nullopt : bytes;
+}
+
+void StreamWatch::Run(const std::stop_token& stop) {
+    auto lastTick = Clock::now();
+    while (!stop.stop_requested() && !Interrupted()) {
+        // The kernel notes when a datagram came, so that it may wait for the next round: one wake takes what many
+        // would.
+        SleepUntil(Clock::now() + kRound);
+        Drain();
+        const auto now = Clock::now();
+        if (now - lastTick < std::chrono::seconds(1)) continue;
+        Tick(now, Seconds(now - lastTick));
+        lastTick = now;
+    }
+}
+
+void StreamWatch::Drain() {
+    const std::lock_guard lock(mMutex);
+    bool filled = false;
+    for (const auto& [group, stream] : mStreams) {
+        for (int count = 0; stream->socket && count < kMostAtOnce; ++count) {
+            const auto datagram = stream->socket->Take();
+            if (!datagram) break;
+            stream->Take(*datagram);
+        }
+        filled = filled || (stream->captured && stream->captured->size() >= stream->wanted);
+    }
+    if (filled) mCaptured.notify_all();
+}
+
+void StreamWatch::Tick(Clock::time_point now, double elapsed) {
+    const std::lock_guard lock(mMutex);
+    for (const auto& [group, stream] : mStreams) {
+        stream->EndSecond(elapsed);
+        if (now - stream->reportBegan >= std::chrono::seconds(kReportSeconds)) stream->EndReport(now);
+    }
+}
+
+}  // namespace zulctl::serve
