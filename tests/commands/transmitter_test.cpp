@@ -132,28 +132,60 @@ TEST_F(CommandManagerTest, NetworkIdentity) {
 }
 
 TEST_F(CommandManagerTest, UpgradeOverAllItsStates) {
-    const std::string tooLarge = "KO\r\n File too large or too small: ";
-    const std::string piece(100, '\x7f');
-    struct Step { std::string request; std::string reply; int state; };
-    const Step steps[] = {
-        {"UPGR10", tooLarge + "10\r\n", 0}, {"UPGR1000000001", tooLarge + "1000000001\r\n", 0}, {"UPGR:" + piece, tooLarge + "0\r\n", 0},
-        {"UPGR200", "OK\r\n", 1}, {"UPGR:" + piece, "OK\r\n", 1}, {"UPGR150", "OK\r\n", 1},
-        {"UPGR:" + piece, "OK\r\n", 1}, {"UPGR:" + piece, "KO\r\n Error saving upgrade file at 200 of 150 bytes\r\n", 3},
-        {"UPGR?", "UPGRSTATUS3 OK\r\n\r\n", 3}, {"UPGR200", "OK\r\n", 1}, {"UPGRx", tooLarge + "0\r\n", 3}, {"UPGR200", "OK\r\n", 1},
-        {"UPGR:" + piece, "OK\r\n", 1}, {"UPGR:" + piece, "OK\r\n", 2}, {"UPGR?", "UPGRSTATUS2 OK\r\n\r\n", 2},
-        {"UPGR200", "KO\r\n Invalid state 2\r\n", 2}, {"UNIT0", "KO\r\n", 2}, {"BLIND0", "KO\r\n", 2}, {"Tuner://5", "KO\r\n", 2},
+    const auto piece = [](std::size_t size) { return "UPGR:" + std::string(size, '\x7f'); };
+    const std::string ok = "OK\r\n", ko = "KO\r\n", busy = ko + " Invalid state 2\r\n", size = ko + " File too large or too small: ";
+    const std::string noBurn = ko + " Error starting burn process\r\n";
+    struct Then { std::string reply; int state; };
+    struct Row {
+        std::string request;
+        bool refused;  ///< by the agent
+        Then idle, downloading, burning, downloadError, burnError;
     };
-    for (const Step& step : steps) {
-        EXPECT_EQ(Ask(step.request), Texts{step.reply}) << step.request.substr(0, 20);
-        EXPECT_EQ(UpgradeState(), step.state) << step.request.substr(0, 20);
+    // What brings a board that did nothing yet into each state; downloading has 5 bytes of 20.
+    const std::vector<std::string> ways[] = {{}, {"UPGR20", piece(5)}, {"UPGR11", piece(11)}, {"UPGR11", piece(12)}, {"UPGR11", piece(11)}};
+    // clang-format off
+    const Row rows[] = {
+        {"UPGR?", false, {"UPGRSTATUS0 OK\r\n\r\n", 0}, {"UPGRSTATUS1 OK\r\n\r\n", 1}, {"UPGRSTATUS2 OK\r\n\r\n", 2},
+                         {"UPGRSTATUS3 OK\r\n\r\n", 3}, {"UPGRSTATUS4 OK\r\n\r\n", 4}},
+        {"UPGR10", false, {size + "10\r\n", 0}, {size + "10\r\n", 3}, {busy, 2}, {size + "10\r\n", 3}, {size + "10\r\n", 4}},
+        {"UPGR1000000001", false, {size + "1000000001\r\n", 0}, {size + "1000000001\r\n", 3}, {busy, 2},
+                                  {size + "1000000001\r\n", 3}, {size + "1000000001\r\n", 4}},
+        {"UPGRx", false, {size + "0\r\n", 0}, {size + "0\r\n", 3}, {busy, 2}, {size + "0\r\n", 3}, {size + "0\r\n", 4}},
+        {"UPGR11", false, {ok, 1}, {ok, 1}, {busy, 2}, {ok, 1}, {ok, 1}},
+        {"UPGR1000000000", false, {ok, 1}, {ok, 1}, {busy, 2}, {ok, 1}, {ok, 1}},
+        {piece(5), false, {size + "0\r\n", 0}, {ok, 1}, {busy, 2}, {size + "0\r\n", 3}, {size + "0\r\n", 4}},
+        {piece(15), false, {size + "0\r\n", 0}, {ok, 2}, {busy, 2}, {size + "0\r\n", 3}, {size + "0\r\n", 4}},
+        {piece(15), true, {size + "0\r\n", 0}, {noBurn, 4}, {busy, 2}, {size + "0\r\n", 3}, {size + "0\r\n", 4}},
+        {piece(16), false, {size + "0\r\n", 0}, {ko + " Error saving upgrade file at 21 of 20 bytes\r\n", 3}, {busy, 2},
+                           {size + "0\r\n", 3}, {size + "0\r\n", 4}},
+        {"UNIT0", false, {ok, 0}, {ko, 1}, {ko, 2}, {ok, 3}, {ok, 4}},
+    };
+    // clang-format on
+    const auto refuse = [&](bool refused) {
+        mAgent.AnswerWith("MULTIPLE_UPGRADE", refused ? std::optional<std::string>("no") : std::nullopt);
+    };
+    for (const Row& row : rows) {
+        const Then* const thens[] = {&row.idle, &row.downloading, &row.burning, &row.downloadError, &row.burnError};
+        for (int state = 0; state <= CommandManager::eUpgradeBurnError; ++state) {
+            const auto where = [&] { return row.request.substr(0, 20) + " in state " + std::to_string(state); };
+            UpgradeState() = CommandManager::eUpgradeIdle;
+            refuse(state == CommandManager::eUpgradeBurnError);
+            for (const std::string& request : ways[state]) Ask(request);
+            ASSERT_EQ(UpgradeState(), state) << where();
+            refuse(row.refused);
+            EXPECT_EQ(Ask(row.request), Texts{thens[state]->reply}) << where();
+            EXPECT_EQ(UpgradeState(), thens[state]->state) << where();
+            if (thens[state]->state == CommandManager::eUpgradeBurning && state == CommandManager::eUpgradeDownloading) {
+                EXPECT_EQ(FileText("/mnt/hd4/multiple.tar"), std::string(20, '\x7f'));
+                EXPECT_EQ(mAgent.Get("MULTIPLE_UPGRADE"), "ide:///mnt/hd4/multiple.tar");
+            }
+        }
     }
-    EXPECT_EQ(mAgent.Get("MULTIPLE_UPGRADE"), "ide:///mnt/hd4/multiple.tar");
-    EXPECT_EQ(FileText("/mnt/hd4/multiple.tar"), piece + piece);
+    for (const auto state : {CommandManager::eUpgradeDownloading, CommandManager::eUpgradeBurning}) {
+        UpgradeState() = state;
+        for (const char* held : {"BLIND0", "Tuner://5"}) EXPECT_EQ(Ask(held), kKo) << held << state;
+    }
     UpgradeState() = CommandManager::eUpgradeIdle;
-    mAgent.AnswerWith("MULTIPLE_UPGRADE", "no");
-    Ask("UPGR11");
-    EXPECT_EQ(Ask("UPGR:12345678901"), Texts{"KO\r\n Error starting burn process\r\n"});
-    EXPECT_EQ(UpgradeState(), CommandManager::eUpgradeBurnError);
     mDaemon.Set(board::Fault::kLying);
     EXPECT_EQ(Ask("UPGR11"), kOk) << "partition 4 stayed writable";
 }

@@ -35,6 +35,43 @@ TEST(SnmpLocal, ReadsValuesInEveryForm) {
     EXPECT_STREQ(snmp.SnmpGet(Oid(IP_ADDRESS)), "1%d%s");
 }
 
+TEST(SnmpLocal, EveryRowOfTheTableReachesTheAgentByItsId) {
+    // Between .1.3.6.1.4.1.48217. and .0; empty where the agent serves none.
+    // clang-format off
+    const char* const ids[kQvanSettings] = {
+        "", "", "", "3.5.13", "", "", "", "3.3.1", "3.4.9", "", "3.4.15", "3.1.1", "3.1.2", "3.1.3", "3.1.4",
+        "3.1.5", "3.1.6", "3.1.13", "3.1.7", "3.1.26", "3.5.28", "3.5.29", "3.5.32", "", "", "", "3.1.21", "3.1.28",
+        "3.1.20", "3.1.22", "3.1.23", "3.1.24", "3.1.27", "3.1.19", "3.1.14", "3.1.15", "3.1.16", "3.1.17", "3.1.18",
+        "3.1.25", "3.3.3", "3.3.10", "3.3.11", "3.3.46", "3.3.47", "3.3.48", "3.3.49", "3.3.50", "3.3.51", "3.3.9",
+        "3.3.6", "3.3.30", "3.3.23", "3.3.32", "3.3.24", "3.3.25", "3.3.26", "3.3.27", "3.3.29", "3.2.9", "3.2.1",
+        "3.2.14", "3.5.27", "3.5.11", "3.5.7", "3.8.5", "3.8.6", "3.3.54", "3.3.43",
+    };
+    // clang-format on
+    board::SettingsAgent agent("/mnt/burnt");
+    SnmpLocal snmp;
+    int known = 0;
+    for (std::size_t row = 0; row < kQvanSettings; ++row) {
+        const QvanSettingsType& setting = qvanSettings[row];
+        EXPECT_EQ(setting.snmp_cmd[0] == '\0', ids[row][0] == '\0') << row;
+        if (ids[row][0] == '\0') continue;
+        const std::string oid = std::string(".1.3.6.1.4.1.48217.") + ids[row] + ".0";
+        for (const bool set : {false, true}) {
+            agent.Requests().Clear();
+            const char* const value =
+                set ? snmp.SnmpSet("%s %s 7", setting.snmp_cmd, setting.type) : snmp.SnmpGet(setting.snmp_cmd);
+            const board::SettingsRequest request = agent.Requests().All().at(0);
+            EXPECT_EQ(request.oid, oid) << row;
+            EXPECT_EQ(request.set, set) << row;
+            if (request.name.empty()) continue;  // the simulated board has those that the module uses
+            EXPECT_EQ(request.name, setting.field_name) << row;
+            EXPECT_EQ(value != nullptr, !set || setting.type[0] != '\0') << "of the agent's own type: " << row;
+            if (set && value != nullptr) { EXPECT_STREQ(value, "7") << row; }
+            ++known;
+        }
+    }
+    EXPECT_EQ(known, 2 * 16);
+}
+
 TEST(SnmpLocal, SendsTheTextAndFourBytesMore) {
     SnmpLocal snmp;
     std::thread module([&] { EXPECT_STREQ(snmp.SnmpSet("%s i %d", Oid(REBOOT), 0), "0"); });

@@ -13,6 +13,7 @@
 #include "bridges/keytable.h"
 #include "kbl_interprocess.h"
 #include "playback/playeroptions.h"
+#include "snmplocal.h"
 
 namespace {
 
@@ -184,6 +185,19 @@ std::string OptionTable() {
     return text;
 }
 
+/// The settings that the module asks for.
+std::string SettingsTable() {
+    std::string text = "| Setting | Type | OID |\n|---|---|---|\n";
+    for (const QvanSetting setting :
+         {QVAN_VERSION, CURRENT_ITEM_BEING_PLAYED, IP_ADDRESS, IP_MASK, IP_GATEWAY, DHCP_ENABLE, NETWORK_COMMIT,
+          MULTIPLE_UPGRADE, VIDEO_RESOLUTION, SERIAL_PARAMETERS, IR_CONTROL, CONFIG_SAVE, REBOOT, TUNER_MODE,
+          CLOSE_CAPTION, NETWORK_BUFFER_SIZE}) {
+        const QvanSettingsType& row = qvanSettings[setting];
+        text += "| `" + std::string(row.field_name) + "` | " + row.type + " | " + row.snmp_cmd + " |\n";
+    }
+    return text;
+}
+
 std::string Table(std::span<const RecordRow> records) {
     std::string text;
     for (const RecordRow& record : records) {
@@ -205,7 +219,8 @@ std::string RecordTables() {
            "four zero bytes.\n\n" +
            OptionTable() + "\n### Records of the player's queue\n" + Table(kOrders) +
            "\n### Status block, at byte 24576 of the segment\n" + Table(kStatusBlock) +
-           "\n### Browser controller and keys\n" + Table(kOthers) + "\n";
+           "\n### Browser controller and keys\n" + Table(kOthers) + "\n### Settings\n\nThe type is that of a set: an integer, an address, a text.\n\n" +
+           SettingsTable() + "\n";
 }
 
 std::string WithRecordTables(const std::string& document) {
