@@ -55,17 +55,6 @@ void Flatten(const Json& value, const std::string& key, std::string& lines) {
              "\n";
 }
 
-Json WithSchema(std::string_view schema, const Json& body) {
-    Json whole = {{"schema", schema}};
-    whole.update(body);
-    return whole;
-}
-
-/// ASCII only: what a terminal would take for a command can't get through.
-std::string Dump(const Json& value, int indent) {
-    return value.dump(indent, ' ', true, Json::error_handler_t::replace) + "\n";
-}
-
 }  // namespace
 
 Output::Output() : mErrIsTerminal(isatty(STDERR_FILENO) != 0), mColour(MayColour()), mWidth(TerminalWidth()) {}
@@ -73,7 +62,7 @@ Output::Output() : mErrIsTerminal(isatty(STDERR_FILENO) != 0), mColour(MayColour
 void Output::Emit(std::string_view schema, const Json& body, const std::function<std::string()>& people) {
     Progress("");
     switch (format) {
-        case Format::kJson: Write(stdout, Dump(WithSchema(schema, body), 2)); break;
+        case Format::kJson: Write(stdout, JsonText(schema, body)); break;
         case Format::kPlain: Write(stdout, PlainText(body)); break;
         case Format::kTable: Write(stdout, people()); break;
     }
@@ -82,7 +71,7 @@ void Output::Emit(std::string_view schema, const Json& body, const std::function
 void Output::EmitItem(std::string_view schema, const Json& body, const std::function<std::string()>& people) {
     Progress("");
     switch (format) {
-        case Format::kJson: Write(stdout, Dump(WithSchema(schema, body), -1)); break;
+        case Format::kJson: Write(stdout, JsonText(schema, body, -1)); break;
         case Format::kPlain: Write(stdout, PlainText(body) + "\n"); break;
         case Format::kTable: Write(stdout, people()); break;
     }
@@ -111,6 +100,12 @@ void Output::Progress(const std::string& line) {
     if (!HasProgress() || (line.empty() && !mProgressShown)) return;
     Write(stderr, "\r\x1b[K" + CutToWidth(line, mWidth - std::min<std::size_t>(mWidth, 1)));
     mProgressShown = !line.empty();
+}
+
+std::string JsonText(std::string_view schema, const Json& body, int indent) {
+    Json whole = {{"schema", schema}};
+    whole.update(body);
+    return whole.dump(indent, ' ', true, Json::error_handler_t::replace) + "\n";
 }
 
 std::string PlainText(const Json& body) {

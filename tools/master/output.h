@@ -54,6 +54,9 @@ class Output {
     bool mProgressShown = false;
 };
 
+/// \return the object with its schema in front, in ASCII: what a terminal would take for a command can't get through
+std::string JsonText(std::string_view schema, const Json& body, int indent = 2);
+
 /// \return key=value lines, with keys such as streams.0.group; values are escaped, so that each stays on its line
 std::string PlainText(const Json& body);
 

@@ -8,6 +8,7 @@ namespace zulctl {
 void AddChannelsCommand(CLI::App& app, Session& session);
 void AddCaptionsCommand(CLI::App& app, Session& session);
 void AddDiscoverCommand(CLI::App& app, Session& session);
+void AddExportCommand(CLI::App& app, Session& session);
 void AddGuideCommand(CLI::App& app, Session& session);
 void AddKeysCommand(CLI::App& app, Session& session);
 void AddLanguageCommand(CLI::App& app, Session& session);

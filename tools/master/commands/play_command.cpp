@@ -1,12 +1,12 @@
 // zulctl play: what a receiver shows.
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <memory>
 
 #include "channels.h"
 #include "commands.h"
 #include "escape.h"
+#include "lineup.h"
 #include "order.h"
 #include "requests_text.h"
 #include "status.h"
@@ -32,14 +32,8 @@ Playable StreamOf(Session& session, const std::string& transmitter, const std::s
     const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
     const auto scan = ParseScanState(client.Ask("SCA?"));
     if (!status || !scan) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
-    // Programme numbers are unique within a channel alone.
-    for (const StreamStatus& stream : status->streams) {
-        const auto& numbers = stream.programmes;
-        if (stream.active && scan->channel == channel.tunerChannel &&
-            std::find(numbers.begin(), numbers.end(), channel.id.programme) != numbers.end()) {
-            return {stream.group, channel.id.programme};
-        }
-    }
+    const Lineup lineup = LineupOf(transmitter, {channel}, *status, scan->channel);
+    if (const auto& stream = lineup.front().stream) return {*stream, channel.id.programme};
     throw Failure(kUsage, fmt::format("no stream of {} carries {}; \"zulctl stream start\" starts one", transmitter,
                                       Escaped(CallName(channel))));
 }

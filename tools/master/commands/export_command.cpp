@@ -1,0 +1,142 @@
+// zulctl export: channel list and guide for other programs.
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <memory>
+
+#include "channels.h"
+#include "commands.h"
+#include "escape.h"
+#include "lineup.h"
+
+namespace zulctl {
+
+namespace {
+
+struct ExportChoice {
+    std::string form, player = "kodi", guide, span = "24h", file;
+};
+
+struct BoardLineup {
+    Lineup lineup;
+    std::optional<Failure> failure;
+};
+
+BoardLineup FetchLineup(const Session& session, const Target& target, std::optional<std::chrono::minutes> span) {
+    try {
+        Client client = session.Connect(target);
+        const auto channels = FetchChannels(client);
+        const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
+        const auto scan = ParseScanState(client.Ask("SCA?"));
+        if (!status || !scan) throw Failure(kNoAnswer, target.name + " gives no status of a transmitter");
+        BoardLineup board{LineupOf(target.name, channels, *status, scan->channel), std::nullopt};
+        if (!span) return board;
+        Ear ear(target.at.address, session.Options(), Clock::now() + std::chrono::seconds(5));
+        for (LineupEntry& entry : board.lineup) {
+            // A board knows the guide of the channel that its tuner is on, and of no other.
+            if (entry.channel.tunerChannel == scan->channel)
+                entry.events = FetchListing(client, entry.channel.id, *span, &ear);
+        }
+        return board;
+    } catch (const Failure& failure) {
+        return {{}, failure};
+    }
+}
+
+/// Replaces a file in one step, so that whoever reads it never sees half of one.
+void WriteFile(const std::string& path, const std::string& text) {
+    const std::string part = fmt::format("{}.{}", path, getpid());
+    std::ofstream file(part, std::ios::binary);
+    file << text;
+    file.close();
+    std::error_code error;
+    if (file) std::filesystem::rename(part, path, error);
+    if (file && !error) return;
+    std::error_code ignored;
+    std::filesystem::remove(part, ignored);
+    throw Failure(kUsage, path + " can't be written");
+}
+
+std::string TextOf(const Lineup& lineup, const Json& body, const ExportChoice& choice) {
+    if (choice.form == "m3u")
+        return M3uText(lineup, choice.player == "vlc" ? Player::kVlc : Player::kKodi, choice.guide);
+    if (choice.form == "xmltv") return XmltvText(lineup);
+    return JsonText("zulctl.export/1", body);
+}
+
+void Summarise(Session& session, const Lineup& lineup, const ExportChoice& choice) {
+    std::size_t streams = 0, events = 0;
+    for (const LineupEntry& entry : lineup) streams += entry.stream ? 1 : 0, events += entry.events.size();
+    if (choice.form == "m3u" && streams == 0)
+        session.out.Warning(
+            "nothing is streamed, so the playlist is empty; \"zulctl stream start\" or \"zulctl apply\" starts "
+            "something");
+    if (choice.form != "m3u" && events == 0)
+        session.out.Warning("no board knows an event: a board knows the guide of the channel that its tuner is on");
+    if (!choice.file.empty())
+        session.out.Say(fmt::format("{}: {} channels, {} streamed, {} events", Escaped(choice.file), lineup.size(),
+                                    streams, events));
+}
+
+void RunExport(Session& session, const ExportChoice& choice) {
+    const auto span = choice.form == "m3u"
+                          ? std::nullopt
+                          : std::optional(std::chrono::ceil<std::chrono::minutes>(ParseSpan(choice.span)));
+    const std::vector<Target> targets = session.Boards(Role::kTransmitter);
+    session.out.Progress(fmt::format("asking {} board{}...", targets.size(), targets.size() == 1 ? "" : "s"));
+    std::vector<std::future<BoardLineup>> pending;
+    for (const Target& target : targets) {
+        pending.push_back(std::async(std::launch::async, [&, target] { return FetchLineup(session, target, span); }));
+    }
+    Lineup lineup;
+    std::vector<Failure> failures;
+    for (auto& future : pending) {
+        BoardLineup board = future.get();
+        if (board.failure) failures.push_back(*board.failure);
+        std::move(board.lineup.begin(), board.lineup.end(), std::back_inserter(lineup));
+    }
+    if (failures.size() == targets.size()) {
+        for (std::size_t n = 1; n < failures.size(); ++n) session.out.Error(failures[n].what());
+        throw failures.front();
+    }
+    for (const Failure& failure : failures) session.out.Error(failure.what());
+    const Json body = {{"channels", JsonOf(lineup)}};
+    const auto text = [&] { return TextOf(lineup, body, choice); };
+    if (choice.file.empty())
+        session.out.Emit("zulctl.export/1", body, text);
+    else
+        WriteFile(choice.file, text());
+    Summarise(session, lineup, choice);
+    if (!failures.empty())
+        throw Failure(kPartly, fmt::format("{} of {} boards are missing in it", failures.size(), targets.size()));
+}
+
+}  // namespace
+
+void AddExportCommand(CLI::App& app, Session& session) {
+    CLI::App* command = app.add_subcommand("export", "Write channels, streams and guide for players and recorders");
+    command->footer(
+        "A playlist holds what is streamed now; the guide what the boards know: that of the channel each tuner is on. "
+        "The tvg-id of a channel is its id in the guide, and stays the same whatever it is called.");
+    const auto choice = std::make_shared<ExportChoice>();
+    command->add_option("form", choice->form, "m3u: a playlist; xmltv: the guide; json: both")
+        ->required()
+        ->check(CLI::IsMember({"m3u", "xmltv", "json"}));
+    command->add_option("--for", choice->player, "Player that the playlist is for")
+        ->check(CLI::IsMember({"vlc", "kodi"}))
+        ->capture_default_str();
+    command->add_option("--guide-url", choice->guide, "Address of the guide, for the playlist's head")
+        ->type_name("URL");
+    command->add_option("--span", choice->span, "How much of the guide, from now on; 99 h at most")
+        ->type_name("SPAN")
+        ->capture_default_str();
+    command->add_option("-o,--output", choice->file, "File to replace in one step, instead of standard output")
+        ->type_name("FILE");
+    command->callback([&session, choice] { session.run = [&session, choice] { RunExport(session, *choice); }; });
+}
+
+}  // namespace zulctl
