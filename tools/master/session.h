@@ -37,9 +37,11 @@ class Session {
     /// \return the one board meant by --board, or the only one of the role there is
     Target OneBoard(std::optional<Role> role);
     /// \return the board of this name or address
-    Target Named(const std::string& board, Role role) { return Resolve(board, role).front(); }
+    Target Named(const std::string& board, std::optional<Role> role) { return Resolve(board, role).front(); }
     /// \return the boards meant by every --board, or with --all all that are known or heard
     std::vector<Target> Boards(std::optional<Role> role);
+    /// \return every --board, as given
+    const std::vector<std::string>& Chosen() const { return mBoards; }
     /// \return whether the command line names boards with --board
     bool BoardsAreNamed() const { return !mBoards.empty(); }
     Client Connect(const Target& target) const { return Client(target.at, mClientOptions); }

@@ -15,7 +15,7 @@ constexpr void (*kCommands[])(CLI::App&, Session&) = {
     zulctl::AddPageCommand,     zulctl::AddScaleCommand,     zulctl::AddResolutionCommand, zulctl::AddCaptionsCommand,
     zulctl::AddLanguageCommand, zulctl::AddLanguagesCommand, zulctl::AddKeysCommand,       zulctl::AddSerialCommand,
     zulctl::AddNetworkCommand,  zulctl::AddResetCommand,     zulctl::AddUpgradeCommand,    zulctl::AddLogCommand,
-    zulctl::AddRawCommand,      zulctl::AddExportCommand,
+    zulctl::AddRawCommand,      zulctl::AddExportCommand,    zulctl::AddApplyCommand,
 #ifdef ZUL_SERVE
     zulctl::AddServeCommand,
 #endif

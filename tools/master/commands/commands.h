@@ -5,6 +5,7 @@
 
 namespace zulctl {
 
+void AddApplyCommand(CLI::App& app, Session& session);
 void AddChannelsCommand(CLI::App& app, Session& session);
 void AddCaptionsCommand(CLI::App& app, Session& session);
 void AddDiscoverCommand(CLI::App& app, Session& session);
