@@ -16,6 +16,7 @@ constexpr void (*kCommands[])(CLI::App&, Session&) = {
     zulctl::AddLanguageCommand, zulctl::AddLanguagesCommand, zulctl::AddKeysCommand,       zulctl::AddSerialCommand,
     zulctl::AddNetworkCommand,  zulctl::AddResetCommand,     zulctl::AddUpgradeCommand,    zulctl::AddLogCommand,
     zulctl::AddRawCommand,      zulctl::AddExportCommand,    zulctl::AddApplyCommand,
+    zulctl::AddDoctorCommand,
 #ifdef ZUL_SERVE
     zulctl::AddServeCommand,
 #endif

@@ -9,6 +9,7 @@ void AddApplyCommand(CLI::App& app, Session& session);
 void AddChannelsCommand(CLI::App& app, Session& session);
 void AddCaptionsCommand(CLI::App& app, Session& session);
 void AddDiscoverCommand(CLI::App& app, Session& session);
+void AddDoctorCommand(CLI::App& app, Session& session);
 void AddExportCommand(CLI::App& app, Session& session);
 void AddGuideCommand(CLI::App& app, Session& session);
 void AddKeysCommand(CLI::App& app, Session& session);

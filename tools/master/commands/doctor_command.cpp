@@ -1,0 +1,193 @@
+// zulctl doctor: why boards aren't heard, streams die or answers stay out.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <future>
+#include <map>
+#include <memory>
+
+#include "commands.h"
+#include "diagnosis.h"
+#include "escape.h"
+
+namespace zulctl {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+struct DoctorChoice {
+    std::string group, howLong = "5s";
+};
+
+constexpr int kAskings = 3;
+constexpr auto kReplyPatience = 1500ms;
+
+/// Named boards, those asked for and those heard; each once.
+std::vector<BoardHealth> FindBoards(Session& session) {
+    std::map<Endpoint, BoardHealth> boards;
+    for (const std::string& text : session.Chosen()) {
+        try {
+            const Target target = session.Named(text, std::nullopt);
+            boards[target.at] = {target.name, target.at, {}, {}, "", ""};
+        } catch (const Failure& failure) {
+            if (failure.code != kNoAnswer) throw;
+            const Endpoint at{ParseAddress(text).value_or(0), 0};
+            boards[at] = {text, at, {}, {}, failure.what(), ""};
+        }
+    }
+    DiscoverOptions options = session.Discovery();
+    const bool all = boards.empty();
+    for (const Endpoint& at : options.known) {
+        const NamedBoard* named = nullptr;
+        for (const NamedBoard& board : session.Names().boards) {
+            if (board.address == at.address && (board.role || board.port != 0)) named = &board;
+        }
+        if (all && named != nullptr) boards[at] = {named->name, at, {}, {}, "", ""};
+    }
+    session.out.Progress("listening for beacons...");
+    Discover(options, [&](const FoundBoard& heard) {
+        auto found = boards.find(heard.at);
+        if (found == boards.end()) {
+            if (!all || !heard.beacon.role) return true;
+            const std::string name = session.Names().NameOf(heard.at, heard.beacon.role);
+            found =
+                boards
+                    .emplace(heard.at,
+                             BoardHealth{name.empty() ? AddressText(heard.at.address) : name, heard.at, {}, {}, "", ""})
+                    .first;
+        }
+        if (!heard.probed) found->second.beaconTtl = heard.ttl;
+        return true;
+    });
+    std::vector<BoardHealth> list;
+    for (auto& [at, board] : boards) list.push_back(std::move(board));
+    return list;
+}
+
+void Ask(const Session& session, BoardHealth& board) {
+    if (!board.silence.empty()) return;
+    ClientOptions options = session.Options();
+    if (!options.timeout) options.timeout = kReplyPatience;
+    Client client(board.at, options);
+    try {
+        for (int n = 0; n < kAskings; ++n) {
+            const auto start = Clock::now();
+            client.Ask("VERS");
+            board.replies.push_back(std::chrono::duration<double>(Clock::now() - start).count());
+        }
+    } catch (const Failure& failure) {
+        board.silence = failure.what();
+        return;
+    }
+    try {
+        client.Ask("LAN?");
+    } catch (const Failure& failure) {
+        board.messages = failure.what();
+    }
+}
+
+const char* LevelName(Diagnosis::Level level) {
+    return level == Diagnosis::Level::kGood ? "good" : level == Diagnosis::Level::kNote ? "note" : "fault";
+}
+
+Json JsonOf(const std::vector<Diagnosis>& findings, const std::vector<BoardHealth>& boards) {
+    Json list = Json::array(), health = Json::array();
+    bool healthy = true;
+    for (const Diagnosis& item : findings) {
+        healthy = healthy && item.level != Diagnosis::Level::kFault;
+        list.push_back({{"check", item.check},
+                        {"level", LevelName(item.level)},
+                        {"finding", item.finding},
+                        {"advice", item.advice.empty() ? Json() : Json(item.advice)}});
+    }
+    for (const BoardHealth& board : boards) {
+        Json replies = Json::array();
+        for (const double reply : board.replies) replies.push_back(reply * 1000);
+        health.push_back({{"board", board.name},
+                          {"address", AddressText(board.at.address)},
+                          {"port", board.at.port},
+                          {"beacon_ttl", board.beaconTtl ? Json(*board.beaconTtl) : Json()},
+                          {"answers", board.silence.empty()},
+                          {"reply_ms", replies},
+                          {"messages_come_here", board.silence.empty() && board.messages.empty()}});
+    }
+    return {{"healthy", healthy}, {"findings", list}, {"boards", health}};
+}
+
+/// The answer to a script: who is silent counts before what else is wrong.
+void Conclude(const std::vector<Diagnosis>& findings, const std::vector<BoardHealth>& boards) {
+    const auto silent = static_cast<std::size_t>(
+        std::count_if(boards.begin(), boards.end(), [](const BoardHealth& board) { return !board.silence.empty(); }));
+    const auto faults = std::count_if(findings.begin(), findings.end(),
+                                      [](const Diagnosis& item) { return item.level == Diagnosis::Level::kFault; });
+    if (silent == boards.size()) throw Failure(kNoAnswer, boards.empty() ? "no board is heard" : "no board answers");
+    if (silent > 0) throw Failure(kPartly, fmt::format("{} of {} boards don't answer", silent, boards.size()));
+    if (faults > 0) throw Failure(kRefused, fmt::format("{} fault{}", faults, faults == 1 ? "" : "s"));
+}
+
+void RunDoctor(Session& session, const DoctorChoice& choice) {
+    std::uint32_t group = kBeaconGroup;
+    if (!choice.group.empty()) {
+        const auto endpoint = ParseEndpoint(choice.group);
+        const auto address = endpoint ? endpoint->address : ParseAddress(choice.group);
+        if (!address || !IsMulticast(*address))
+            throw Failure(kUsage, fmt::format("\"{}\" isn't a multicast group", choice.group));
+        group = *address;
+    }
+    const auto howLong = ParseSpan(choice.howLong);
+    CatchInterrupts();
+    std::vector<Diagnosis> findings = ExamineMachine(group, session.InterfaceIndex(), session.Options().localPort);
+
+    // The querier is listened for all the while.
+    const auto start = Clock::now();
+    const std::string interfaceName = InterfaceOfJoin(group, session.InterfaceIndex()).value_or("");
+    std::unique_ptr<QuerierEar> ear;
+    for (const Interface& item : Interfaces()) {
+        if (item.name == interfaceName) ear = QuerierEar::Open(item.index);
+    }
+    if (ear) ear->Provoke();
+    std::vector<BoardHealth> boards = FindBoards(session);
+    session.out.Progress(fmt::format("asking {} board{}...", boards.size(), boards.size() == 1 ? "" : "s"));
+    std::vector<std::future<void>> pending;
+    for (BoardHealth& board : boards)
+        pending.push_back(std::async(std::launch::async, [&session, &board] { Ask(session, board); }));
+    for (auto& future : pending) future.get();
+    std::optional<std::uint32_t> querier;
+    while (ear && !querier && !Interrupted() && Clock::now() < start + howLong) {
+        const auto left = std::chrono::ceil<std::chrono::seconds>(start + howLong - Clock::now());
+        session.out.Progress(
+            fmt::format("listening for an IGMP querier, {} s more; Ctrl-C ends that...", left.count()));
+        querier = ear->Wait(std::min(start + howLong, Clock::now() + 1s));
+    }
+    if (!interfaceName.empty()) {
+        findings.push_back(ExamineQuerier(ear != nullptr, querier, interfaceName,
+                                          std::chrono::floor<std::chrono::seconds>(Clock::now() - start)));
+    }
+    const auto aboutBoards = ExamineBoards(boards, session.Chosen().empty());
+    findings.insert(findings.end(), aboutBoards.begin(), aboutBoards.end());
+    session.out.Emit("zulctl.doctor/1", JsonOf(findings, boards),
+                     [&] { return Findings(findings, session.out.Width(), session.out.Colour()); });
+    Conclude(findings, boards);
+}
+
+}  // namespace
+
+void AddDoctorCommand(CLI::App& app, Session& session) {
+    CLI::App* command =
+        app.add_subcommand("doctor", "Look for what is wrong between this machine, the network and the boards");
+    command->footer(
+        "Exits with 1 where something is wrong, 3 where no board answers, 4 where some don't. Without --board it "
+        "examines "
+        "all boards that are named or heard. Listening for a querier needs root; one speaks every 125 s, and mostly at "
+        "once when a member leaves, which doctor makes happen.");
+    const auto choice = std::make_shared<DoctorChoice>();
+    command->add_option("--group", choice->group, "Examine the way to this group in place of the beacon's")
+        ->type_name("GROUP");
+    command->add_option("--for", choice->howLong, "How long to listen for an IGMP querier; 130s is certain")
+        ->type_name("SPAN")
+        ->capture_default_str();
+    command->callback([&session, choice] { session.run = [&session, choice] { RunDoctor(session, *choice); }; });
+}
+
+}  // namespace zulctl
