@@ -22,6 +22,7 @@
 
 #include "board.h"
 #include "console.h"
+#include "manual.h"
 #include "relay.h"
 #include "replay.h"
 
@@ -98,8 +99,10 @@ std::string WhyNoNetPlan(const std::string& text) try {
 Options Read(int argc, char** argv) {
     CLI::App app{
         "A simulated set-top board: loads the module in a role and plays the rest of the board for it.\n"
-        "It uses a board's fixed ports and keys, so run it in tests/sandbox."};
+        "It uses a board's fixed ports and keys, so run it in tests/sandbox.",
+        "zul-board"};
     app.footer(board::kConsoleHelp);
+    cli::AddManualFlag(app, {"0.82.14", {{"see also", "zulctl(1), zul-mux(1)"}}});
     Options options;
     std::string role = "T";
     std::vector<std::string> channels;

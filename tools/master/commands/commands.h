@@ -8,6 +8,7 @@ namespace zulctl {
 void AddApplyCommand(CLI::App& app, Session& session);
 void AddChannelsCommand(CLI::App& app, Session& session);
 void AddCaptionsCommand(CLI::App& app, Session& session);
+void AddCompletionCommand(CLI::App& app, Session& session);
 void AddDiscoverCommand(CLI::App& app, Session& session);
 void AddDoctorCommand(CLI::App& app, Session& session);
 void AddExportCommand(CLI::App& app, Session& session);

@@ -1,0 +1,131 @@
+// Pages in the man macros, man(7).
+#include "manual.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <sstream>
+
+#include "option_text.h"
+
+namespace cli {
+
+namespace {
+
+/// Text that roff takes for text: no escapes, plain hyphens, no request at a line's begin.
+std::string Roff(const std::string& text) {
+    std::string roff;
+    for (const char c : text) {
+        if (c == '\\')
+            roff += "\\e";
+        else if (c == '-')
+            roff += "\\-";
+        else if (c == '\'')
+            roff += "\\(aq";
+        else if (c == '.' && (roff.empty() || roff.back() == '\n'))
+            roff += "\\&.";
+        else
+            roff += c;
+    }
+    return roff;
+}
+
+std::string Upper(std::string text) {
+    for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return text;
+}
+
+/// Paragraphs, and lines that are shown as they are.
+std::string Prose(const std::string& text) {
+    std::istringstream lines(text);
+    std::string roff;
+    bool verbatim = false;
+    for (std::string line; std::getline(lines, line);) {
+        const bool shown = line.starts_with("  ");
+        if (shown != verbatim) roff += shown ? ".PP\n.nf\n" : ".fi\n.PP\n";
+        verbatim = shown;
+        roff += Roff(line) + "\n";
+    }
+    return roff + (verbatim ? ".fi\n" : "");
+}
+
+std::string OptionEntry(const CLI::Option& option) {
+    const bool positional = option.get_positional();
+    std::string names;
+    if (positional) names = "\\fI" + Roff(option.get_name(true)) + "\\fR";
+    for (const std::string& name : option.get_snames())
+        names += (names.empty() ? "" : ", ") + ("\\fB\\-" + Roff(name)) + "\\fR";
+    for (const std::string& name : option.get_lnames())
+        names += (names.empty() ? "" : ", ") + ("\\fB\\-\\-" + Roff(name)) + "\\fR";
+    std::string value = ValueOf(option);
+    if (positional && (value == "TEXT" || value == "INT" || value == "UINT")) value.clear();
+    std::string text =
+        ".TP\n" + names + (value.empty() ? "" : " \\fI" + Roff(value) + "\\fR") + "\n" + Roff(option.get_description());
+    if (!option.get_default_str().empty() && TakesValue(option))
+        text += " (" + Roff(option.get_default_str()) + " unless given)";
+    return text + (option.get_required() ? "; required.\n" : ".\n");
+}
+
+std::string Options(const CLI::App& app) {
+    std::string text;
+    for (const bool positional : {true, false}) {
+        for (const CLI::Option* option : ShownOptions(app)) {
+            const bool isHelp = option == app.get_help_ptr() && app.get_parent() != nullptr;
+            if (option->get_positional() == positional && !isHelp) text += OptionEntry(*option);
+        }
+    }
+    return text;
+}
+
+std::string Usage(const CLI::App& app, const std::string& name) {
+    std::string text = ".B " + Roff(name) + "\n.RI [ options ]";
+    for (const CLI::Option* option : ShownOptions(app)) {
+        if (!option->get_positional()) continue;
+        const std::string word = "\" " + Roff(option->get_name(true)) + "\"";
+        text += option->get_required() ? "\n.I " + word : "\n.RI [" + word + " ]";
+    }
+    if (!ShownCommands(app).empty()) text += "\n.I command";
+    return text + "\n";
+}
+
+void Commands(const CLI::App& app, const std::string& name, std::string& text) {
+    for (const CLI::App* command : ShownCommands(app)) {
+        const std::string full = name + command->get_name();
+        text += ".SS " + Roff(full) + "\n" + Roff(command->get_description()) + ".\n" + Options(*command);
+        const bool inherited = command->get_footer() == app.get_footer();
+        if (!inherited && !command->get_footer().empty()) text += ".PP\n" + Prose(command->get_footer());
+        Commands(*command, full + " ", text);
+    }
+}
+
+}  // namespace
+
+std::string ManualPage(const CLI::App& app, const ManualMatter& matter) {
+    const std::string& name = app.get_name();
+    const std::string description = app.get_description();
+    const std::string first = description.substr(0, description.find_first_of(":.\n"));
+    std::string text =
+        ".TH " + Upper(Roff(name)) + " 1 \"\" \"" + Roff(name + " " + matter.version) + "\" \"User Commands\"\n";
+    text += ".SH NAME\n" + Roff(name) + " \\- " + Roff(first) + "\n.SH SYNOPSIS\n" + Usage(app, name);
+    text += ".SH DESCRIPTION\n" + Prose(description) + ".SH OPTIONS\n" + Options(app);
+    std::string commands;
+    Commands(app, "", commands);
+    if (!commands.empty()) text += ".SH COMMANDS\n" + commands;
+    for (const auto& [title, section] : matter.sections) text += ".SH " + Upper(Roff(title)) + "\n" + Prose(section);
+    // The footer of zulctl is a short form of its section.
+    const bool told = std::any_of(matter.sections.begin(), matter.sections.end(),
+                                  [](const auto& section) { return section.first == "exit status"; });
+    if (!told && !app.get_footer().empty()) text += ".SH NOTES\n" + Prose(app.get_footer());
+    return text;
+}
+
+void AddManualFlag(CLI::App& app, const ManualMatter& matter) {
+    app.add_flag_callback("--man",
+                          [&app, matter] {
+                              std::fputs(ManualPage(app, matter).c_str(), stdout);
+                              throw CLI::Success();
+                          })
+        ->group("");
+}
+
+}  // namespace cli

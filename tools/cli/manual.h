@@ -1,0 +1,24 @@
+/// Manual pages from the option tree that --help shows.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace cli {
+
+/// What a manual page tells beyond the option tree: sections by their titles, before the exit codes. A line of a
+/// section that begins with two blanks is shown as it is.
+struct ManualMatter {
+    std::string version;
+    std::vector<std::pair<std::string, std::string>> sections;
+};
+
+/// \return a page of section 1 in the man macros of roff
+std::string ManualPage(const CLI::App& app, const ManualMatter& matter);
+
+/// Adds the hidden flag --man, which prints the page and ends the program as --help does.
+void AddManualFlag(CLI::App& app, const ManualMatter& matter);
+
+}  // namespace cli
