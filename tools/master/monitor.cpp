@@ -51,7 +51,10 @@ std::optional<std::string> Monitor::Ask(std::string_view request) {
         auto datagram = mSocket.Take(&refused);
         if (refused) throw Failure(kNoAnswer, "nobody listens at " + EndpointText(mBoard));
         if (!datagram) continue;
-        if (datagram->from.port == mBoard.port) return std::move(datagram->bytes);
+        if (datagram->from.port == mBoard.port) {
+            if (kind.accepts(datagram->bytes)) return std::move(datagram->bytes);
+            continue;  // the late answer to something else
+        }
         mKept.push_back(std::move(datagram->bytes));
     }
     return std::nullopt;

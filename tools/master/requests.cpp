@@ -40,7 +40,7 @@ constexpr RequestKind kKinds[] = {
     {"IP?",              Route::kDirect,    4000ms,  2,    WordOrKo<kAddress>,      "address settings"},
     {"VERS",             Route::kDirect,    1500ms,  2,    WordOrKo<kVersion>,      "version"},
     {"STATUS",           Route::kDirect,    3000ms,  2,    WordOrKo<kStatus>,       "streams sent or item played, load"},
-    {"UNIT",             Route::kDirect,    40s,     1,    OkOrKo,                  "streams or plays"},
+    {"UNIT",             Route::kDirect,    75s,     1,    OkOrKo,                  "streams or plays"},
     {"SUB?",             Route::kForwarded, 3000ms,  2,    Captions,                "caption languages"},
     {"LAN?",             Route::kForwarded, 3000ms,  2,    Languages,               "audio languages"},
     {"SUBS",             Route::kDirect,    5000ms,  1,    OkOrKo,                  "caption service"},

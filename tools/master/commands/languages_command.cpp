@@ -42,8 +42,11 @@ Json JsonOf(const ProgrammeId& id, const Languages& languages) {
 
 void RunLanguages(Session& session) {
     Client client = session.Connect(std::nullopt);
-    const auto audio = ParseAudioLanguages(client.Ask("LAN?"));
-    const auto captions = ParseCaptionLanguages(client.Ask("SUB?"));
+    const std::string audioReply = client.Ask("LAN?"), captionReply = client.Ask("SUB?");
+    if (IsKo(audioReply) || IsKo(captionReply))
+        throw Failure(kRefused, EndpointText(client.Board()) + " refuses to list languages");
+    const auto audio = ParseAudioLanguages(audioReply);
+    const auto captions = ParseCaptionLanguages(captionReply);
     if (!audio || !captions) throw Failure(kNoAnswer, EndpointText(client.Board()) + " sends a damaged listing");
     std::map<ProgrammeId, Languages> programmes;
     for (const auto& programme : *audio) programmes[programme.id].audio = programme.entries;

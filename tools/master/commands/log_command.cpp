@@ -32,14 +32,25 @@ void Show(Session& session, const Target& board, bool several, const LogLine& li
 void RunLog(Session& session, const LogChoice& choice) {
     const auto deadline =
         Clock::now() + (choice.howLong.empty() ? std::chrono::hours(24 * 365) : ParseSpan(choice.howLong));
-    const std::vector<Target> boards = session.Boards(std::nullopt);
     CatchInterrupts();
     std::vector<std::unique_ptr<Monitor>> monitors;
     std::vector<UdpSocket*> sockets;
-    for (const Target& board : boards) {
-        monitors.push_back(std::make_unique<Monitor>(board.at, session.Options(), !choice.errorsOnly));
+    const std::vector<Target> wanted = session.Boards(std::nullopt);
+    std::vector<Target> boards;
+    std::optional<Failure> missing;
+    for (const Target& board : wanted) {
+        try {
+            monitors.push_back(std::make_unique<Monitor>(board.at, session.Options(), !choice.errorsOnly));
+        } catch (const Failure& failure) {
+            if (wanted.size() == 1) throw;
+            session.out.Error(failure.what());
+            missing = failure;
+            continue;
+        }
         sockets.push_back(&monitors.back()->Socket());
+        boards.push_back(board);
     }
+    if (boards.empty()) throw Failure(missing->code, "no board opens its log");
     session.out.Say(fmt::format("listening to {} board{}; Ctrl-C ends", boards.size(), boards.size() == 1 ? "" : "s"));
     const auto drain = [&](std::size_t n) {
         while (const auto message = monitors[n]->Take()) {
@@ -49,6 +60,9 @@ void RunLog(Session& session, const LogChoice& choice) {
     };
     for (std::size_t n = 0; n < boards.size(); ++n) drain(n);
     while (const auto ready = WaitForAny(sockets, deadline)) drain(*ready);
+    if (missing)
+        throw Failure(kPartly,
+                      fmt::format("{} of {} boards were missing", wanted.size() - boards.size(), wanted.size()));
 }
 
 }  // namespace

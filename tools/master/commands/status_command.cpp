@@ -17,18 +17,20 @@ struct Answer {
     std::optional<TransmitterStatus> transmitter;
     std::optional<ReceiverStatus> receiver;
     std::string error;
+    ExitCode code = kDone;
 };
 
 Answer AskStatus(const Session& session, const Target& target) {
-    Answer answer{target, std::nullopt, std::nullopt, ""};
+    Answer answer{target, std::nullopt, std::nullopt, "", kDone};
     try {
         const std::string reply = session.Connect(target).Ask("STATUS");
         if (target.role == Role::kTransmitter) answer.transmitter = ParseTransmitterStatus(reply);
         if (target.role == Role::kReceiver) answer.receiver = ParseReceiverStatus(reply);
         if (!answer.transmitter && !answer.receiver)
-            answer.error = "its answer isn't a status: " + CutToWidth(Escaped(reply), 60);
+            throw Failure(kRefused, "its answer isn't a status: " + CutToWidth(Escaped(reply), 60));
     } catch (const Failure& failure) {
         answer.error = failure.what();
+        answer.code = failure.code;
     }
     return answer;
 }
@@ -110,11 +112,11 @@ void RunStatus(Session& session) {
         list.push_back(JsonOf(answers.back()));
         silent += answers.back().error.empty() ? 0 : 1;
     }
-    if (silent == answers.size() && answers.size() == 1) throw Failure(kNoAnswer, answers.front().error);
+    if (silent == answers.size() && answers.size() == 1) throw Failure(answers.front().code, answers.front().error);
     session.out.Emit("zulctl.status/1", {{"boards", list}}, [&] { return People(session.out, answers); });
     if (silent > 0) {
         throw Failure(silent == answers.size() ? kNoAnswer : kPartly,
-                      fmt::format("{} of {} boards don't answer", silent, answers.size()));
+                      fmt::format("{} of {} boards don't tell their status", silent, answers.size()));
     }
 }
 

@@ -27,14 +27,14 @@ constexpr auto kStatePoll = 2s;
 
 enum UpgradeState { kIdle = 0, kDownloading = 1, kBurning = 2, kDownloadFailed = 3, kBurnFailed = 4 };
 
-void Confirm(const Output& out, const Target& target, const UpgradeChoice& choice, const Image& image) {
-    std::fprintf(stderr, "image   %s, %zu bytes\nsha256  %s\nboard   %s, %s at %s\n", Escaped(choice.file).c_str(),
-                 image.Size(), image.Sha256().c_str(), RoleName(target.role), Escaped(target.name).c_str(),
-                 EndpointText(target.at).c_str());
-    if (choice.yes) return;
+void Confirm(Output& out, const Target& target, const UpgradeChoice& choice, const Image& image) {
+    const std::string what =
+        fmt::format("image   {}, {} bytes\nsha256  {}\nboard   {}, {} at {}", Escaped(choice.file), image.Size(),
+                    image.Sha256(), RoleName(target.role), Escaped(target.name), EndpointText(target.at));
+    if (choice.yes) return out.Say(what);
     if (!isatty(STDIN_FILENO) || out.format != Format::kTable)
         throw Failure(kUsage, "an upgrade asks first; --yes says yes");
-    std::fprintf(stderr, "Burn it? The board restarts afterwards. [y/N] ");
+    std::fprintf(stderr, "%s\nBurn it? The board restarts afterwards. [y/N] ", what.c_str());
     char answer[16] = "";
     if (std::fgets(answer, sizeof answer, stdin) == nullptr || (answer[0] != 'y' && answer[0] != 'Y'))
         throw Failure(kRefused, "not confirmed; nothing was sent");
