@@ -6,10 +6,12 @@
 #include "world.h"
 
 void fuzz::Agent(Input& input, unsigned /*flags*/) {
-    const Block answer = input.Rest();
-    FillAgent(answer);
+    const Block answers = input.Rest();
+    FillAgent(answers);
     const auto agent = std::make_unique<SnmpLocal>();
-    for (const char* value : {agent->SnmpGet(Oid(TUNER_MODE)), agent->SnmpSet("%s s %s", Oid(SERIAL_PARAMETERS), "%s%n")}) {
-        if (value != nullptr) Promise(std::strlen(value) <= answer.size() + 16, "a value is part of the answer");
-    }
+    const auto judge = [&answers](const char* value) {  // good until the next request
+        if (value != nullptr) Promise(std::strlen(value) <= answers.size() + 16, "a value is part of an answer");
+    };
+    judge(agent->SnmpGet(Oid(TUNER_MODE)));
+    judge(agent->SnmpSet("%s s %s", Oid(SERIAL_PARAMETERS), "%s%n"));
 }
