@@ -52,7 +52,7 @@ void Uart::RunThread() {
             platform::Sleep(kPoll);
             continue;
         }
-        char byte;
+        char byte = 0;
         const ssize_t got = read(port, &byte, 1);
         if (got == 1) WriteToUdp(&byte, 1);
         if (got >= 0 || errno == EINTR) continue;

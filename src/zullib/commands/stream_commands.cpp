@@ -58,7 +58,7 @@ char* CommandManager::ProcessSelectChannelsToStream(char* cmd, bool save) {
     }
     if (!RunStreamCommand(cmdId, cmd + 6)) return mKo;
     if (save && !SaveDefaultStartupItem(saveCmd)) PANIC("Can't save default startup item\n");
-    mLastUnitCommandId = cmdId;
+    mLastUnitCommandId = static_cast<unsigned char>(cmdId);
     return mOk;
 }
 

@@ -35,7 +35,7 @@ void SendLine(const char* prefix, std::size_t limit, int zeroBytes, const char* 
     UdpSender* const channel = error_udp_sender.load(std::memory_order_relaxed);
     if (channel == nullptr || error_buffer == nullptr) return;
     std::size_t length = std::strlen(prefix);
-    std::memcpy(error_buffer, prefix, length);
+    std::copy_n(prefix, length, error_buffer);
     const int wanted = std::vsnprintf(error_buffer + length, limit, format, arguments);
     length += std::min(static_cast<std::size_t>(std::max(wanted, 0)), limit - 1);
     std::memcpy(error_buffer + length, kLineEnd, sizeof kLineEnd);

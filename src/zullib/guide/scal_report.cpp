@@ -32,7 +32,7 @@ bool TunerManager::RewindScan() {
 const ScalProgramDesc* TunerManager::NextOfReport() {
     if (mScalRestart.exchange(false, std::memory_order_relaxed)) {
         mScalChannel = 0;
-        mScalIt = mScalProgramDescriptors[0].begin();
+        mScalIt = mScalProgramDescriptors[mScalChannel].begin();
     }
     while (mScalIt == mScalProgramDescriptors[mScalChannel].end()) {
         if (mScalChannel == kChannels - 1) {

@@ -33,7 +33,7 @@ bool MsgQueue::Send(int type, const void* text, std::size_t size, int flags) con
     }
     message.type = type;
     if (size != 0) std::memcpy(message.text, text, size);
-    int result;
+    int result = -1;
     do {
         result = msgsnd(mId, &message, size, flags & ~MSG_NOERROR);
     } while (result == -1 && errno == EINTR);
@@ -46,7 +46,7 @@ ssize_t MsgQueue::Receive(int type, void* text, std::size_t size, int flags) con
         errno = EINVAL;
         return -1;
     }
-    ssize_t received;
+    ssize_t received = -1;
     do {
         received = msgrcv(mId, &message, size, type, flags | MSG_NOERROR);
     } while (received == -1 && errno == EINTR);

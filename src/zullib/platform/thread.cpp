@@ -18,7 +18,7 @@ ThreadStart StartThread(void* (*body)(void*), void* arg) {
     // Without this the policy above is ignored and the thread inherits its maker's.
     pthread_attr_setinheritsched(&attributes, PTHREAD_EXPLICIT_SCHED);
 
-    pthread_t thread;
+    pthread_t thread{};
     ThreadStart start = ThreadStart::kRoundRobin;
     int result = pthread_create(&thread, &attributes, body, arg);
     if (result == EPERM) {

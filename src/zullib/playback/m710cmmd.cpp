@@ -53,7 +53,7 @@ void OrderRecord::Take(const OptionWord& word, const char* text) {
             if (const std::int32_t value = ValueOf(text, Number::kUnsigned); value != 0) Put(word.offset, value);
             break;
         case Kind::kPort: {
-            std::int32_t flags;
+            std::int32_t flags = 0;
             std::memcpy(&flags, Bytes() + word.offset, sizeof flags);
             Put(word.offset, flags | ValueOf(text, Number::kUnsigned));
             break;

@@ -98,9 +98,9 @@ class BitReader {
 };
 
 /// Takes one character's code.
-/// \return the character, or the end of the string where the bits run out
+/// \return the character, or the end of the string where the bits run out or there is no table
 std::uint8_t TakeCode(const Code& code, unsigned before, BitReader& bits) {
-    if (!bits.Has(1)) return kEndOfString;
+    if (code.jumps == nullptr || !bits.Has(1)) return kEndOfString;
     const Jump jump = (*code.jumps)[before][bits.Peek(kJumpBits)];
     if (!bits.Has(jump.bits)) return kEndOfString;
     bits.Skip(jump.bits);
@@ -117,7 +117,7 @@ std::uint8_t TakeCode(const Code& code, unsigned before, BitReader& bits) {
 char* atsc_huffman1_to_string(Bytes compressed, char* retval, std::uint32_t room, std::uint32_t* out_size,
                               unsigned table_index) {
     const Code code = table_index < std::size(atsc_tables) ? atsc_tables[table_index] : Code{};
-    BitReader bits(code.jumps != nullptr ? compressed : Bytes{});
+    BitReader bits(compressed);
     std::uint32_t strpos = 0;
     for (std::uint8_t character = 0; strpos < room; retval[strpos++] = static_cast<char>(character)) {
         character = TakeCode(code, character, bits);
