@@ -37,6 +37,7 @@ class Scan : public GuideTest {
         fast_machine::OnSleep([this](std::int64_t microseconds) {
             // A remount has a minute, in turns of a second: on a busy machine 60 ms are too few for the daemon.
             if (microseconds == 1000000) std::this_thread::sleep_for(std::chrono::milliseconds(4));
+            if (microseconds == 100000) stopPolls = true;
             if (microseconds != 5000000 || !band.contains(tuned)) return;
             const Channel& channel = band[tuned];
             if (++listened != channel.listens) return;
@@ -86,6 +87,7 @@ class Scan : public GuideTest {
     TsFilter& filter;  // outlives the test, as the scan thread does
     std::map<int, Channel> band;
     std::function<void(int channel)> onListen;
+    std::atomic<bool> stopPolls = false;  ///< somebody waits for the end of a scan that he stopped
     int tuned = 0;
     int listened = 0;
 };
@@ -181,15 +183,14 @@ TEST_F(Scan, StopsBehindTheChannelInProgress) {
     band = {{2, {5, 1}}, {3, {5, 1}}};
     EXPECT_TRUE(store->BlindScan(TunerManager::eScanStop)) << "nothing to stop";
     EXPECT_EQ(master.Hear(), "OK\r\n");
-    std::atomic<bool> listening = false, stopping = false;
+    std::atomic<bool> listening = false;
     onListen = [&](int) {
+        stopPolls = false;  // of the streams' stop at the start
         listening = true;
-        while (!stopping) std::this_thread::yield();
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        while (!stopPolls) std::this_thread::yield();
     };
     store->BlindScan(TunerManager::eScanUk);
     while (!listening) std::this_thread::yield();
-    stopping = true;
     EXPECT_TRUE(store->BlindScan(TunerManager::eScanStop));
     const std::string messages = HearScan();
     EXPECT_EQ(messages.find("BLINDSTART:0 OK\r\nBLINDLOCK:2 OK\r\n"), 0u) << messages;
