@@ -50,10 +50,12 @@ struct Refusal {
     const char* tunerModeReply;
 };
 
-void FillTheDisk(LiveBoard& board) {
-    board->Daemon().Set(Fault::kNone);
-    ASSERT_EQ(std::system("mount -o remount,rw,bind /mnt/hd1 && ! dd if=/dev/zero of=/mnt/hd1/filler bs=4k 2>/dev/null;"
-                          "mount -o remount,ro,bind /mnt/hd1"),
+/// Fills a partition but for `left` bytes, under a daemon that knows nothing of it.
+void Fill(const std::string& partition, int left) {
+    ASSERT_EQ(std::system(("mount -o remount,rw,bind " + partition + " && ! dd if=/dev/zero of=" + partition +
+                           "/filler bs=4k 2>/dev/null; truncate -s -" + std::to_string(left) + " " + partition +
+                           "/filler && mount -o remount,ro,bind " + partition)
+                              .c_str()),
               0);
 }
 
@@ -65,7 +67,9 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"StaysReadOnly", [](LiveBoard& b) { b->Daemon().Set(Fault::kLying); }, "OK\r\n", "KO\r\n"},
         Refusal{"HasASilentDaemon", [](LiveBoard& b) { b->Daemon().Set(Fault::kSilent); }, "OK\r\n", "KO\r\n"},
         Refusal{"HasADaemonWithAFullQueue", [](LiveBoard& b) { b->Daemon().Set(Fault::kFull); }, "OK\r\n", "KO\r\n"},
-        Refusal{"IsFull", FillTheDisk, "OK\r\n", "OK\r\n"}),
+        Refusal{"IsFull", [](LiveBoard&) { Fill("/mnt/hd1", 0); }, "OK\r\n", "OK\r\n"},
+        Refusal{"IsReadOnlyWhateverTheDaemonSays",
+                [](LiveBoard&) { ASSERT_EQ(std::system("mount -t tmpfs -o ro none /mnt/hd1"), 0); }, "OK\r\n", "OK\r\n"}),
     [](const auto& refusal) { return refusal.param.name; });
 
 TEST_P(RefusingDisk, CostsTheSavedItemAndNothingElse) {
@@ -77,8 +81,49 @@ TEST_P(RefusingDisk, CostsTheSavedItemAndNothingElse) {
     EXPECT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), GetParam().unitReply);
     EXPECT_NE(FileText(kStartupItem), "UNIT1,239.1.1.1,5001,7,4d,1");
     EXPECT_EQ(board.Ask("TUNERMODE1"), GetParam().tunerModeReply);
+    EXPECT_EQ(board.Ask("MCASTPACKETSIZE1316"), "OK\r\n");
     EXPECT_EQ(Difference(group.Collect(kEnough).pids, played), "");
     EXPECT_EQ(board.Ask("VERS"), "VERS0.82.14OK\r\n");
+}
+
+TEST(Disk, ThatFillsInTheMiddleOfAScansResultsLosesTheFileAndNotTheList) {
+    WriteStream("/mnt/seven.ts", SmallMultiplex());
+    LiveOptions options = WithChannel();
+    options.clock = 100;
+    ASSERT_TRUE(LiveOnce([&options] {
+        LiveBoard board('T', options);
+        ASSERT_TRUE(board.Start());
+        Fill("/mnt/hd1", 0);
+        EXPECT_EQ(board.Ask("BLIND0"), "BLINDSTART:0 OK\r\n");
+        EXPECT_EQ(board.HearUntil("BLINDCMP", Milliseconds(60'000)).back(), "BLINDCMP:0 OK\r\n");
+        EXPECT_NE(board.Ask("SCAL").find("004d 0003"), std::string::npos);
+        EXPECT_EQ(FileText("/mnt/hd1/zul_scan_results"), "");
+        EXPECT_FALSE(board->Daemon().IsWritable(1));
+    }));
+    LiveBoard board('T', options);
+    ASSERT_TRUE(board.Start());
+    EXPECT_EQ(board.Ask("SCAL"), std::string("ffff\r\nOK\r\n\0", 11)) << "the next life knows no channels";
+}
+
+TEST(Disk, ThatFillsInTheMiddleOfAnImageEndsTheTransferAndTheNextOneSucceeds) {
+    LiveBoard board('T', {.clock = 100});
+    ASSERT_TRUE(board.Start());
+    const std::string piece(2000, 'i');
+    const auto send = [&](int pieces) {
+        std::string reply = board.Ask("UPGR20000");
+        for (int sent = 0; sent < pieces && reply == "OK\r\n"; ++sent) reply = board.Ask("UPGR:" + piece);
+        return reply;
+    };
+    Fill("/mnt/hd4", 8192);
+    EXPECT_EQ(send(10), "KO\r\n Error saving upgrade file at 8192 of 20000 bytes\r\n");
+    EXPECT_EQ(board.Ask("UPGR?"), "UPGRSTATUS3 OK\r\n\r\n");
+    EXPECT_EQ(board.Ask("UNIT0"), "OK\r\n") << "the transfer is over";
+    ASSERT_EQ(std::system("mount -o remount,rw,bind /mnt/hd4 && rm /mnt/hd4/filler"), 0);
+    EXPECT_EQ(send(10), "OK\r\n");
+    const auto burn = board->Settings().Burns().WaitFor([](const Burn&) { return true; });
+    ASSERT_TRUE(burn);
+    EXPECT_TRUE(burn->good);
+    EXPECT_EQ(burn->size, 20000u);
 }
 
 TEST(Disk, AnItemThatNoLongerParsesIsRefusedAndTheBoardServes) {

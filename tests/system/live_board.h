@@ -2,6 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/types.h>
 
 #include <deque>
 #include <functional>
@@ -37,7 +38,7 @@ class LiveBoard {
     /// Sends a request and waits for one datagram. \return it, or "(silence)"
     std::string Ask(const std::string& request, Milliseconds limit = kPatience);
 
-    /// Waits for one more datagram to the master, past lines of the log channel. \return it, or "(silence)"
+    /// Waits for one more datagram to the master, past lines of the log channel and beacons. \return it, or "(silence)"
     std::string Hear(Milliseconds limit = kPatience);
 
     /// Waits for datagrams until one begins with `last`, or `limit` is over. \return all of them
@@ -49,6 +50,19 @@ class LiveBoard {
     const std::uint16_t mCommands;  ///< the board's port
     Client mMaster;
     std::deque<std::string> mHeard;  ///< datagrams that wait to be told
+};
+
+/// A board in a process and with queues of its own, in the same network, until the object goes. It is asked one request
+/// when it serves. To be made before this process has a board.
+class BoardBeside {
+ public:
+    BoardBeside(char role, const LiveOptions& options, const std::string& request);
+    ~BoardBeside();
+    BoardBeside(const BoardBeside&) = delete;
+    BoardBeside& operator=(const BoardBeside&) = delete;
+
+ private:
+    const pid_t mProcess;
 };
 
 /// Runs `life` in a process of its own with what this one has on disk, as a board lives between two losses of power.

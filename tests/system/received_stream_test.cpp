@@ -1,12 +1,7 @@
 // A receiver that plays a stream of a network.
 #include <gtest/gtest.h>
 
-#include <sched.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <atomic>
-#include <csignal>
 #include <thread>
 
 #include "evidence.h"
@@ -77,29 +72,10 @@ TEST_F(Receiver, PlaysAProgrammeAndKnowsItsLanguages) {
     EXPECT_EQ(FileText("/mnt/hd1/zul_def_startup"), "UNIT0");
 }
 
-/// A transmitter in a process and with queues of its own, in the same network, until the object goes.
-class TransmitterBeside {
- public:
-    TransmitterBeside(const std::string& stream, const char* request) : mProcess(fork()) {
-        if (mProcess != 0) return;
-        unshare(CLONE_NEWIPC);
-        LiveBoard board('T', {.band = {{7, {stream, 5}}}, .clock = 4});
-        if (board.Start()) board.Ask(request);
-        for (;;) pause();
-    }
-    ~TransmitterBeside() {
-        kill(mProcess, SIGKILL);
-        waitpid(mProcess, nullptr, 0);
-    }
-
- private:
-    const pid_t mProcess;
-};
-
 TEST(ReceiverBesideATransmitter, PlaysWhatItSendsAndNothingElseOfTheChannel) {
     const auto multiplex = SmallMultiplex();
     WriteStream("/mnt/seven.ts", multiplex);
-    const TransmitterBeside transmitter("/mnt/seven.ts", "UNIT1,239.1.1.1,5001,7,4d,2");
+    const BoardBeside transmitter('T', {.band = {{7, {"/mnt/seven.ts", 5}}}, .clock = 4}, "UNIT1,239.1.1.1,5001,7,4d,2");
     LiveBoard board('R');
     ASSERT_TRUE(board.Start());
     EXPECT_EQ(board.Ask("UNIT1,239.1.1.1,5001,0,2"), "OK\r\n");

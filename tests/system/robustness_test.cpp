@@ -162,6 +162,66 @@ std::size_t ResidentSize() {
     return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
+/// A buffer of packets on the base PID of PSIP, each with the head of another section that never ends.
+class Hostility {
+ public:
+    Bytes operator()() {
+        Bytes buffer;
+        for (int packet = 0; packet < 174; ++packet, ++mWanted) {
+            const auto table = static_cast<std::uint8_t>(mWanted / 256 % 254 + 1);
+            const auto number = static_cast<std::uint8_t>(mWanted);
+            const Bytes head{0x47, 0x5F, 0xFB, static_cast<std::uint8_t>(0x10 | (mWanted & 0xF)),
+                             0,    table, 0xF3, 0xFD, 0, 1, 0xC1, number};
+            buffer.insert(buffer.end(), head.begin(), head.end());
+            buffer.resize(buffer.size() + 188 - head.size(), table);
+        }
+        return buffer;
+    }
+    int Wanted() const { return mWanted; }
+
+ private:
+    std::atomic<int> mWanted{0};
+};
+
+TEST(Robustness, AStreamThatWants50000SectionsGetsALimitAndCostsNobodyAnything) {
+    const auto multiplex = SmallMultiplex();
+    const auto played = WriteStream("/mnt/seven.ts", multiplex);
+    GroupListener group("239.1.1.1", 5001);
+    LiveBoard board('T', {.band = {{7, {"/mnt/seven.ts", 5}}}});
+    ASSERT_TRUE(board.Start());
+    ASSERT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
+    board->TheTuner().Stop();
+    group.IsSilent();
+    const std::size_t before = ResidentSize();
+    Hostility hostility;
+    std::size_t position = 0;
+    {
+        const Host host(board->TheModule(), [&] {
+            constexpr std::size_t kPiece = 174 * 188;
+            Bytes buffer = hostility();
+            for (std::size_t size = 0; size < kPiece; ++size) buffer.push_back(played[position++ % played.size()]);
+            std::this_thread::sleep_for(Milliseconds(2));  // a listener must keep up
+            return buffer;
+        });
+        group.Collect(20'000);  // with the seam
+        const auto deadline = std::chrono::steady_clock::now() + 3 * kPatience;
+        do {
+            Evidence evidence = group.Collect(200'000);
+            evidence.pids.erase(0x1FFB);
+            ASSERT_EQ(Difference(evidence.pids, played), "");
+            ASSERT_EQ(board.Ask("VERS"), kVersion);
+        } while (hostility.Wanted() < 50'000 && std::chrono::steady_clock::now() < deadline);
+    }
+    EXPECT_GE(hostility.Wanted(), 50'000);
+#ifndef ZUL_SANITIZED
+    EXPECT_LE(ResidentSize(), before + (32u << 20)) << "50,000 would take 200 MB";
+#else
+    static_cast<void>(before);
+#endif
+    ASSERT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
+    EXPECT_TRUE(StartsWith(board.Ask("LAN?"), "LANG 004d 0001 eng00,spa01\r\n")) << "tables are read as ever";
+}
+
 TEST(Robustness, HoursOfStreamLeaveTheMemoryAsItWas) {
 #ifdef ZUL_SANITIZED
     GTEST_SKIP() << "a sanitizer keeps freed memory";

@@ -1,0 +1,160 @@
+// A board while one of its processes, its network, its clock or its signal fails, and after that is mended.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "evidence.h"
+#include "live_board.h"
+
+namespace board {
+namespace {
+
+constexpr std::size_t kEnough = 100'000;
+constexpr const char* kHeld = "(held up)";  ///< answered when the fault is mended
+
+struct Exchange {
+    const char* request;
+    const char* start;  ///< of the answer
+};
+
+/// One fault of one process, what is asked meanwhile, and what is asked when it is mended.
+struct Failure {
+    const char* name;
+    char role;
+    bool streams;  ///< its stream stays whole meanwhile
+    void (*spoil)(LiveBoard& board);
+    std::vector<Exchange> meanwhile;
+    void (*mend)(LiveBoard& board);
+    std::vector<Exchange> then;
+};
+
+void MendAgent(LiveBoard& board) { board->Settings().Set(Fault::kNone); }
+void MendSilentAgent(LiveBoard& board) {
+    board->Settings().Requests().WaitFor([](const SettingsRequest& request) { return request.name == "REBOOT"; });
+    MendAgent(board);
+    Queue(1236).Send({772, "x = INTEGER: 1"});  // the answer that didn't come
+}
+void MendDaemon(LiveBoard& board) { board->Daemon().Set(Fault::kNone); }
+void MendPlayer(LiveBoard& board) { board->ThePlayer().Set(Fault::kNone); }
+void MendBrowser(LiveBoard& board) { board->Browser().Set(Fault::kNone); }
+
+const std::vector<Exchange> kServes = {{"VERS", "VERS0.82.14OK\r\n"}};
+const std::vector<Exchange> kStops = {{"RESET", kHeld}, {"VERS", kHeld}};
+const std::vector<Exchange> kGoesOn = {{"", "OK\r\n"}, {"", "VERS0.82.14OK\r\n"}, {"RESET", "OK\r\n"}};
+
+const Failure kFailures[] = {
+    {"SilentAgent", 'T', true, [](LiveBoard& b) { b->Settings().Set(Fault::kSilent); }, kStops, MendSilentAgent, kGoesOn},
+    {"FullAgent", 'T', true, [](LiveBoard& b) { b->Settings().Set(Fault::kFull); }, kStops, MendAgent, kGoesOn},
+    {"SlowAgent", 'T', true, [](LiveBoard& b) { b->Settings().Set(Fault::kSlow); }, {{"IP?", "DHCP:0 MAC:"}}, MendAgent, kServes},
+    {"LyingAgent", 'T', true, [](LiveBoard& b) { b->Settings().Set(Fault::kLying); },
+     {{"IP?", "DHCP:4711 MAC:"}, {"TUNERMODE1", "OK\r\n"}, {"RESET", "OK\r\n"}}, MendAgent, {{"IP?", "DHCP:0 MAC:"}}},
+    {"SlowDaemon", 'T', true, [](LiveBoard& b) { b->Daemon().Set(Fault::kSlow); },
+     {{"MCASTPACKETSIZE1316", "OK\r\n"}, {"TUNERMODE1", "OK\r\n"}}, MendDaemon, {{"TUNERMODE0", "OK\r\n"}}},
+    {"WeakSignal", 'T', false, [](LiveBoard& b) { b->TheTuner().Put(7, {"/mnt/seven.ts", 1}); },
+     {{"STATUS", "STATUS 1 0 239.1.1.1:5001 0:1:33:[0001] "}, {"LAN?", ""}},
+     [](LiveBoard& b) { b->TheTuner().Put(7, {"/mnt/seven.ts", 5}); },
+     {{"UNIT1,239.1.1.1,5001,7,4d,1", "OK\r\n"}, {"STATUS", "STATUS 1 0 239.1.1.1:5001 0:1:ff:[0001] "}}},
+    {"SilentPlayer", 'R', false, [](LiveBoard& b) { b->ThePlayer().Set(Fault::kSilent); },
+     {{"UNIT1,239.1.1.1,5001,0,1", "OK\r\n"}, {"LANGspa,1", "OK\r\n"}, {"STATUS", "STATUS 1 "}, {"UNIT0", "OK\r\n"}}, MendPlayer,
+     {{"UNIT1,239.1.1.1,5001,0,1", "OK\r\n"}}},
+    {"SilentBrowser", 'R', false, [](LiveBoard& b) { b->Browser().Set(Fault::kSilent); },
+     {{"URLpage,0,0,640,384,255,0", "OK\r\n"}, {"URLkey16", "OK\r\n"}, {"STATUS", "STATUS 0 "}}, MendBrowser,
+     {{"URLkey17", "OK\r\n"}, {"URLblank", "OK\r\n"}}},
+    {"FullPlayer", 'R', false, [](LiveBoard& b) { b->ThePlayer().Set(Fault::kFull); },
+     {{"UNIT1,239.1.1.1,5001,0,1", "OK\r\n"}, {"VSCALE,0,0,50,50", "OK\r\n"}, {"STATUS", "STATUS 1 "}}, MendPlayer,
+     {{"UNIT1,239.1.1.1,5001,0,1", "OK\r\n"}}},
+};
+
+class FailingBoard : public testing::TestWithParam<Failure> {};
+INSTANTIATE_TEST_SUITE_P(Fault, FailingBoard, testing::ValuesIn(kFailures), [](const auto& row) { return row.param.name; });
+
+TEST_P(FailingBoard, ServesWhatItCanKeepsItsStreamAndRecovers) {
+    const Failure& failure = GetParam();
+    const bool transmits = failure.role == 'T';
+    const auto played = WriteStream("/mnt/seven.ts", SmallMultiplex());
+    GroupListener group("239.1.1.1", 5001);
+    LiveBoard board(failure.role, {.band = {{7, {"/mnt/seven.ts", 5}}}});
+    ASSERT_TRUE(board.Start());
+    if (transmits) {
+        EXPECT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
+    }
+
+    failure.spoil(board);
+    for (const Exchange& exchange : failure.meanwhile) {
+        board.Send(exchange.request);
+        if (exchange.start == kHeld) continue;
+        EXPECT_TRUE(StartsWith(board.Hear(), exchange.start)) << exchange.request;
+    }
+    if (failure.meanwhile.back().start == kHeld) {
+        EXPECT_EQ(board.Hear(Milliseconds(200)), "(silence)");
+    }
+    if (failure.streams) {
+        EXPECT_EQ(Difference(group.Collect(kEnough).pids, played), "");
+    }
+
+    failure.mend(board);
+    for (const Exchange& exchange : failure.then) {
+        if (*exchange.request != '\0') board.Send(exchange.request);
+        EXPECT_TRUE(StartsWith(board.Hear(), exchange.start)) << exchange.request;
+    }
+    if (!transmits) return;
+    const Evidence evidence = group.Collect(kEnough);
+    EXPECT_EQ(Difference(evidence.pids, played), "");
+    EXPECT_FALSE(evidence.pats.empty());
+}
+
+TEST(Fault, AnAgentThatComesLateLetsTheStartGoOn) {
+    LiveBoard board('T', {.absent = {Process::kSettingsAgent}});
+    std::thread host([&board] { board->Start('T'); });
+    EXPECT_EQ(board.Ask("VERS", Milliseconds(300)), "(silence)");
+    SettingsAgent agent("/mnt/burnt.tar");  // finds the request that waits
+    host.join();
+    std::string answer;
+    for (int turn = 0; turn < 200 && answer != "VERS0.82.14OK\r\n"; ++turn) answer = board.Ask("VERS", Milliseconds(100));
+    EXPECT_EQ(answer, "VERS0.82.14OK\r\n");
+}
+
+TEST(Fault, ANetworkThatGoesAwayCostsTheStreamWhatWouldHaveGoneOutMeanwhile) {
+    const auto played = WriteStream("/mnt/seven.ts", SmallMultiplex());
+    GroupListener group("239.1.1.1", 5001);
+    LiveBoard board('T', {.band = {{7, {"/mnt/seven.ts", 5}}}});
+    ASSERT_TRUE(board.Start());
+    ASSERT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
+    for (int turn = 0; turn < 2; ++turn) {
+        EXPECT_EQ(Difference(group.Collect(kEnough).pids, played), "") << turn;
+        ASSERT_EQ(std::system("ip link set eth0 down"), 0);  // ENETUNREACH
+        group.IsSilent();                                    // what was on the way is gone
+        EXPECT_TRUE(group.IsSilent());
+        EXPECT_EQ(board.Ask("VERS"), "VERS0.82.14OK\r\n");
+        ASSERT_EQ(std::system("ip link set eth0 up && ip route add 224.0.0.0/4 dev eth0"), 0);
+        group.Collect(kEnough / 4);  // with the seam
+    }
+    EXPECT_EQ(Difference(group.Collect(kEnough).pids, played), "");
+    EXPECT_TRUE(StartsWith(board.Ask("STATUS"), "STATUS 1 0 239.1.1.1:5001 0:1:ff:[0001] "));
+}
+
+TEST(Fault, ABroadcastClockThatJumpsIsFollowedAndTheGuideStays) {
+    auto multiplex = SmallMultiplex();
+    WriteStream("/mnt/seven.ts", multiplex);
+    const auto start = multiplex.start;
+    LiveBoard board('T', {.band = {{7, {"/mnt/seven.ts", 5}}}});
+    ASSERT_TRUE(board.Start());
+    ASSERT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
+    std::set<std::string> days{board.Ask("TIME").substr(0, 9)};
+    for (const int years : {10, -20}) {
+        multiplex.start = static_cast<std::uint32_t>(start + years * 366 * 86'400LL);
+        const std::string file = "/mnt/" + std::to_string(multiplex.start) + ".ts";  // the tuner has the one before open
+        WriteStream(file, multiplex);
+        board->TheTuner().Put(7, {file, 5});
+        std::string time;
+        for (int turn = 0; turn < 200 && !days.insert(time = board.Ask("TIME").substr(0, 9)).second; ++turn) {
+            std::this_thread::sleep_for(Milliseconds(50));
+        }
+        EXPECT_TRUE(StartsWith(board.Ask("EITN4d,1"), "EITI")) << time;
+        EXPECT_EQ(board.Ask("VERS"), "VERS0.82.14OK\r\n");
+    }
+    EXPECT_EQ(days.size(), 3u);
+}
+
+}  // namespace
+}  // namespace board
