@@ -15,7 +15,8 @@ void SetSpeed(int factor);
 /// Fixes the tick at a value, or lets it follow the fast time again.
 void SetTick(std::optional<std::uint32_t> tick);
 
-/// The sleeps asked for since the last call, in microseconds, of all threads, in order (at most the first 100000).
+/// The sleeps asked for since the last call, in microseconds, of all threads, in order (at most the first 100000;
+/// none in a process whose environment has ZUL_FAST_CLOCK).
 std::vector<std::int64_t> TakeSleeps();
 
 /// Calls a test at the start of each sleep, on the thread that sleeps, with the microseconds asked for. Set it before
