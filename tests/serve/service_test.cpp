@@ -7,10 +7,16 @@
 #include <unistd.h>
 
 #include <functional>
+#include <map>
+#include <mutex>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <thread>
+
+#include "failure.h"
 
 namespace zulctl::serve {
 namespace {
@@ -197,6 +203,7 @@ TEST_F(ServiceTest, MetricsAreWhatPrometheusReads) {
 
 TEST_F(ServiceTest, RefusesWhatNoPageOfItsOwnWouldAsk) {
     Serve();
+    EXPECT_THROW(HttpServer({}, {}).Start({kHere, port}), Failure) << "the port is taken";
     const std::string get = "GET / HTTP/1.1\r\n", host = "Host: localhost\r\n", end = "\r\n";
     struct {
         const char* what;

@@ -17,6 +17,7 @@ constexpr std::size_t kMostBoards = 512;  ///< beacons can be forged
 constexpr auto kStatusEvery = 2s, kSilentEvery = 5s, kListEvery = 60s, kGuideEvery = 60s, kVersionEvery = 300s;
 constexpr auto kLostEvery = 300s;  ///< for a guide whose answers go elsewhere
 constexpr auto kForgetAfter = 600s;
+constexpr auto kWakeEvery = 30s;     ///< for boards that were switched on and beacons that got lost
 constexpr auto kPollPatience = 15s;  ///< of an order for the request that is under way
 constexpr std::chrono::minutes kGuideSpan{6 * 60};
 constexpr std::size_t kMostGuideRows = 64;
@@ -119,6 +120,7 @@ void BoardWatch::Hear(const FoundBoard& board) {
 void BoardWatch::Listen(const std::stop_token& stop) {
     DiscoverOptions options = mOptions.discovery;
     options.time = 1500ms;
+    auto nextWake = Clock::now() + kWakeEvery;
     while (!stop.stop_requested() && !Interrupted()) {
         try {
             Discover(options, [&](const FoundBoard& board) {
@@ -128,13 +130,14 @@ void BoardWatch::Listen(const std::stop_token& stop) {
         } catch (const Failure&) {
             // No network yet, or none any more: the next round may find one.
         }
-        // Boards that are switched on later send beacons by themselves; they are woken now and then all the same.
         std::unique_lock lock(mMutex);
         mChanged.wait_for(lock, stop, 1s, [] { return false; });
         const auto now = Clock::now();
         Forget(now);
         lock.unlock();
-        options.wake = now.time_since_epoch() % 30s < 3s;
+        options.wake = now >= nextWake;
+        options.known = options.wake ? mOptions.discovery.known : std::vector<Endpoint>{};
+        if (options.wake) nextWake = now + kWakeEvery;
     }
 }
 
@@ -186,6 +189,7 @@ void BoardWatch::Poll(Entry& entry) {
         Client client = Connect(state.at);
         const std::string reply = client.Ask("STATUS");
         state.lastAnswer = Clock::now();
+        if (!state.trouble.empty()) entry.listDue = entry.guideDue = Clock::now();  // it may have restarted
         state.trouble.clear();
         if (state.role == Role::kTransmitter) {
             state.transmitter = ParseTransmitterStatus(reply);

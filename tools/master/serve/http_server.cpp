@@ -2,6 +2,7 @@
 #include "http_server.h"
 
 #include <httplib.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -19,7 +20,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t kThreads = 32;
+constexpr std::size_t kThreads = 128;                   ///< so many slow clients hold up nobody
 constexpr auto kAnswerTime = std::chrono::seconds(20);  ///< for a client to take an answer
 
 /// Nothing is loaded from elsewhere, and no other site may show or read what is served.
@@ -83,6 +84,14 @@ class BoundedStream final : public httplib::Stream {
     char mBuffer[2048];
 };
 
+/// httplib's own options would let a second service have the same port.
+void SetOptions(socket_t fd) {
+    const int yes = 1, seconds = kRequestSeconds;
+    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    // A browser's connections in reserve stay with the kernel until something comes.
+    setsockopt(fd, IPPROTO_TCP, TCP_DEFER_ACCEPT, &seconds, sizeof seconds);
+}
+
 HttpRequest Converted(const httplib::Request& request) {
     HttpRequest converted{request.method, request.path, {}, {}, 0, request.body};
     for (const auto& [name, value] : request.params) converted.query.emplace(name, value);
@@ -130,6 +139,7 @@ HttpServer::HttpServer(std::function<HttpAnswer(const HttpRequest&)> check,
     server.set_payload_max_length(kLargestBody);
     server.set_default_headers(kHeaders);
     server.set_tcp_nodelay(true);
+    server.set_socket_options(SetOptions);
     // Paths aren't given to httplib, which would take them for regular expressions and for files.
     server.set_pre_routing_handler([check, handle](const httplib::Request& request, httplib::Response& response) {
         const HttpRequest converted = Converted(request);

@@ -12,7 +12,7 @@ namespace zulctl::serve {
 
 inline constexpr std::size_t kLargestHead = 16 << 10;  ///< bytes of request line and headers
 inline constexpr std::size_t kLargestBody = 4 << 10;
-inline constexpr int kRequestSeconds = 5;  ///< for a request to come in whole
+inline constexpr int kRequestSeconds = 3;  ///< for a request to come in whole
 
 struct HttpRequest {
     std::string method, path;                        ///< path: decoded, without the query

@@ -142,7 +142,7 @@ void Stills::Run(const std::stop_token& stop) {
         mDue[*group] = Clock::now() + mEvery;
         const std::lock_guard lock(mMutex);
         Still& still = mStills[*group];
-        still.trouble = jpeg ? "" : "no picture could be made";
+        still.trouble = jpeg ? "" : "no picture in it";
         if (!jpeg) continue;
         still.jpeg = std::make_shared<const std::string>(*std::move(jpeg));
         still.taken = Clock::now();

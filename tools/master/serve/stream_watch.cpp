@@ -38,7 +38,7 @@ double Measured::BitRate() const {
     return bits / static_cast<double>(seconds);
 }
 
-std::uint64_t Measured::RecentErrors() const { return ErrorsOfLast(history, 60); }
+std::uint64_t Measured::RecentErrors() const { return ErrorsOfLast(history, 60) + unfinishedErrors; }
 
 const char* HealthName(Health health) {
     switch (health) {
@@ -51,7 +51,7 @@ const char* HealthName(Health health) {
 
 Health HealthOf(const Measured& stream) {
     if (!stream.trouble.empty() || stream.silentSeconds > kSilence) return Health::kSilent;
-    if (ErrorsOfLast(stream.history, kRecentErrorSeconds) > 0) return Health::kFaulty;
+    if (ErrorsOfLast(stream.history, kRecentErrorSeconds) + stream.unfinishedErrors > 0) return Health::kFaulty;
     if (!stream.report) return Health::kWaiting;
     const auto findings = Judge(*stream.report);
     const bool faulty = std::any_of(findings.begin(), findings.end(), [](const Finding& item) { return item.fault; });
@@ -112,6 +112,7 @@ void StreamWatch::Watched::EndReport(Clock::time_point now) {
 Measured StreamWatch::Watched::Now(Clock::time_point now) const {
     Measured copy = measured;
     copy.bytes = Bytes(), copy.continuityErrors = Continuity(), copy.syncLosses = Sync();
+    copy.unfinishedErrors = Continuity() + Sync() - errorsBefore;
     copy.packets += probe.Report().packets;
     copy.droppedHere += probe.Report().lostHere;
     copy.watchedSeconds = Seconds(now - joined);

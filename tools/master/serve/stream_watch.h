@@ -40,6 +40,7 @@ struct Measured {
     double watchedSeconds = 0;                   ///< since it was joined
     double silentSeconds = 0;                    ///< since the last datagram, or since it was joined
     std::vector<Sample> history;                 ///< whole seconds, the oldest first
+    std::uint64_t unfinishedErrors = 0;          ///< of the second that runs
     std::shared_ptr<const StreamReport> report;  ///< of the last whole report; null before the first one
 
     /// \return bits a second over the last five whole seconds

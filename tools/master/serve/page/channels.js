@@ -20,16 +20,17 @@ function create(board) {
   const head = (text, style = '') => make('th', {scope: 'col', class: style}, text);
   return make('div', {class: 'channels', tabindex: 0, role: 'region', 'aria-label': `channels of ${board.name}`},
     make('h3', {}), make('p', {class: 'why warn'}),
-    make('table', {}, make('thead', {}, make('tr', {}, head('No.'), head('Name'), head('Tuner', 'number'), head('Signal', 'number'), head(''), head(''))), make('tbody', {})));
+    make('table', {}, make('thead', {}, make('tr', {}, head('No.'), head('Name'), head('Tuner', 'number'), head('Signal', 'number'), head(''))), make('tbody', {})));
 }
 
 function createRow(channel, board) {
+  const what = [channel.video_type ? '' : 'no video', channel.scrambled ? 'scrambled' : ''].filter(Boolean).join(', ');
   return make('tr', {},
     make('td', {}, channel.number ?? ''),
-    make('td', {class: 'name', title: `programme ${hexText(channel.transport_stream_id)}:${hexText(channel.programme)}`}, channel.name || '—'),
+    make('td', {class: 'name', title: `programme ${hexText(channel.transport_stream_id)}:${hexText(channel.programme)}`},
+      channel.name || '—', make('small', {}, what)),
     make('td', {class: 'number'}, String(channel.tuner_channel)),
     make('td', {class: `number ${channel.signal_percent < 60 ? 'warn' : ''}`}, `${channel.signal_percent} %`),
-    make('td', {class: 'soft'}, [channel.video_type ? '' : 'no video', channel.scrambled ? 'scrambled' : ''].filter(Boolean).join(', ')),
     make('td', {class: 'number'}, make('button', {type: 'button', class: 'send', onclick: () => askWhereToSend(channel, board)}, 'Send…')));
 }
 
