@@ -79,7 +79,7 @@ TEST(Findings, GoFromGoodToFault) {
     } rows[] = {
         {{"a", at, 4, {0.001}, "", ""}, {Level::kGood, Level::kGood, Level::kGood}},
         {{"a", at, 2, {0.5, 0.7}, "", "its answer went elsewhere"}, {Level::kNote, Level::kNote, Level::kFault}},
-        {{"a", at, std::nullopt, {}, "a doesn't answer", ""}, {Level::kNote, Level::kFault}},
+        {{"a", at, std::nullopt, {}, "a doesn't answer", ""}, {Level::kFault}},
     };
     for (const auto& row : rows) {
         std::vector<Level> levels;

@@ -78,6 +78,8 @@ TEST(Zulctl, BringsABoardToItsPlanAndExportsWhatItSends) {
     WritePlan(one);
     EXPECT_TRUE(Says("apply /mnt/plan.toml", 0, "1 change made"));
     EXPECT_NE(board.Ask("STATUS").find(" 1 1 239.1.1.1:5000 0:1:ff:[0001] "), std::string::npos);
+    EXPECT_TRUE(Says("-b 10.0.0.1:5000 -b 10.0.0.77 --timeout 5 status", 4, "10.0.0.77 doesn't say"))
+        << "the other is served";
     EXPECT_TRUE(Says(at + "doctor --for 1s", 0, "scan, guide and language messages of 10.0.0.1 come here"));
     EXPECT_TRUE(Says(at + "doctor --for 1s --json", 0, "\"messages_come_here\": true"));
 }
@@ -94,6 +96,7 @@ TEST(Zulctl, EndsWithTheCodeThatTellsWhy) {
         {"doctor --group 10.0.0.1", 2, "isn't a multicast group"},
         {"--timeout 0.2 apply /mnt/plan.toml", 3, "10.0.0.1:5000"},
         {"--timeout 0.2 --board 10.0.0.1:5000 doctor --for 1s", 3, "no board answers"},
+        {"--timeout 0.2 -b 10.0.0.77 -b 10.0.0.78 status", 3, "none of these boards answers"},
         {"--timeout 0.2 doctor --for 1s", 3, "no board is heard, though all were asked"},
     };
     for (const auto& row : rows) EXPECT_TRUE(Says(row.arguments, row.code, row.words));

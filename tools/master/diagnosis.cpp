@@ -211,7 +211,8 @@ std::vector<Diagnosis> ExamineBoards(const std::vector<BoardHealth>& boards, boo
                             "discover --broadcast\" where multicast doesn't pass."});
     }
     for (const BoardHealth& board : boards) {
-        findings.push_back(ExamineBeacon(board));
+        // Of a board that is silent all round, one finding is enough.
+        if (board.beaconTtl || board.silence.empty()) findings.push_back(ExamineBeacon(board));
         findings.push_back(ExamineReplies(board));
         if (!board.silence.empty()) continue;
         if (board.messages.empty())

@@ -161,9 +161,19 @@ std::vector<Target> Session::Boards(std::optional<Role> role) {
         if (!known) targets.push_back(target);
     };
     for (const std::string& text : mBoards) {
-        for (const Target& target : Resolve(text, role)) add(target);
+        try {
+            for (const Target& target : Resolve(text, role)) add(target);
+        } catch (const Failure& failure) {
+            // The others are served all the same.
+            if (failure.code != kNoAnswer || mBoards.size() == 1) throw;
+            out.Error(failure.what());
+            mSomeAreMissing = true;
+        }
     }
-    if (!mBoards.empty() && !mAll) return targets;
+    if (!mBoards.empty() && !mAll) {
+        if (targets.empty()) throw Failure(kNoAnswer, "none of these boards answers");
+        return targets;
+    }
     if (mAll || mConfig.boards.empty()) {
         for (const Target& target : Heard(role)) add(target);
     }

@@ -40,6 +40,8 @@ class Session {
     Target Named(const std::string& board, std::optional<Role> role) { return Resolve(board, role).front(); }
     /// \return the boards meant by every --board, or with --all all that are known or heard
     std::vector<Target> Boards(std::optional<Role> role);
+    /// \return whether Boards left some out that were asked for, because they don't even tell their role
+    bool SomeAreMissing() const { return mSomeAreMissing; }
     /// \return every --board, as given
     const std::vector<std::string>& Chosen() const { return mBoards; }
     /// \return whether the command line names boards with --board
@@ -62,6 +64,7 @@ class Session {
 
     std::vector<std::string> mBoards;
     bool mAll = false;
+    bool mSomeAreMissing = false;
     bool mJson = false;
     std::string mFormat = "table";
     std::optional<double> mTimeoutSeconds;
