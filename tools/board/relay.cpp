@@ -81,8 +81,8 @@ Identity IdentityOf(const char* name) {
 /// Has the kernel finish each datagram before it leaves: the relay is to lose datagrams, not bundles of them.
 void FinishDatagrams(const char* name) {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    for (const std::uint32_t what : {ETHTOOL_STXCSUM, ETHTOOL_STSO, ETHTOOL_SGSO}) {
-        ethtool_value off{what, 0};
+    for (const int what : {ETHTOOL_STXCSUM, ETHTOOL_STSO, ETHTOOL_SGSO}) {
+        ethtool_value off{static_cast<std::uint32_t>(what), 0};
         ifreq request{};
         std::strncpy(request.ifr_name, name, IFNAMSIZ - 1);
         request.ifr_data = reinterpret_cast<char*>(&off);
