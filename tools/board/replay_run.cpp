@@ -26,6 +26,7 @@ constexpr Milliseconds kLongestPause{15'000};
 constexpr Milliseconds kStart{60'000};    ///< of a board, from power to its first answer
 constexpr Milliseconds kServing{20'000};  ///< the longest that it does so while it boots
 constexpr Milliseconds kAnswer{90'000};   ///< the slowest order waits a minute for the disk
+constexpr Milliseconds kRestart{10'000};  ///< until a board that restarts is asked again
 constexpr Milliseconds kSilence{3'000};   ///< in which an answer that mustn't come would come
 constexpr Milliseconds kBetween{200};     ///< two tries
 constexpr std::size_t kLargestDatagram = 65536;
@@ -162,6 +163,10 @@ class Asker {
     /// Sends the request, to a board that starts again too, and waits for as much as was recorded.
     void Ask(const RecordedRequest& recorded, Clock::time_point limit) {
         const bool silent = recorded.answers.empty() && recorded.messages.empty();
+        // A board that is about to restart may take a request and never answer it. No piece of an image is repeated.
+        const bool mayRestart =
+            mLast.starts_with("RESET") || (mLast.starts_with("UPGR") && !recorded.request.starts_with("UPGR"));
+        mLast = recorded.request;
         const auto all = [&] {
             // A refusal comes from the command port in place of messages: there is no sense in waiting on.
             const bool refused = !mPeer.answers.empty() && recorded.answers.empty();
@@ -170,13 +175,15 @@ class Asker {
         };
         do {
             mPeer.Send(recorded.request);
-            if (mPeer.TakeUntil(silent ? Clock::now() + kSilence : limit, all) || !mPeer.WasRefused()) return;
+            const auto patience = silent ? Clock::now() + kSilence : mayRestart ? Clock::now() + kRestart : limit;
+            if (mPeer.TakeUntil(patience, all) || (!mPeer.WasRefused() && !mayRestart)) return;
             if (!silent) std::this_thread::sleep_for(kBetween);
         } while (!silent && Clock::now() < limit);
     }
 
     Peer mPeer;
     const std::function<void(const std::string&)>& mTell;
+    std::string mLast;  ///< request before the one under way
     int mSurplus = 0;
 };
 
