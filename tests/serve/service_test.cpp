@@ -126,7 +126,7 @@ class ServiceTest : public testing::Test {
         transmitter.at = {kHere, 5000}, transmitter.role = Role::kTransmitter;
         receiver.at = {kHere, 2008}, receiver.role = Role::kReceiver;
         options.watch.only = {transmitter, receiver};
-        options.watch.discovery.client.timeout = 1500ms;
+        options.watch.discovery.client.timeout = 10s;
         mService.emplace(options);
         port = mService->Start();
     }
