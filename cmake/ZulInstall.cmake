@@ -1,0 +1,84 @@
+# What is installed, by component, and the Debian packages made of it: libzul, libzul-dev and zul-tools.
+# tools/make-packages builds them.
+set(ZUL_LIBDIR lib)
+if(EXISTS /etc/debian_version AND CMAKE_LIBRARY_ARCHITECTURE)
+  set(ZUL_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE})
+endif()
+file(RELATIVE_PATH ZUL_UP /${ZUL_LIBDIR}/pkgconfig /)
+
+# The module is loaded by its path: it has a folder of its own, beside the libraries that programs link.
+install(TARGETS zul LIBRARY DESTINATION ${ZUL_LIBDIR}/zul COMPONENT libzul)
+install(FILES ${CMAKE_SOURCE_DIR}/src/include/zul.h DESTINATION include COMPONENT libzul-dev)
+configure_file(${CMAKE_SOURCE_DIR}/packaging/zul.pc.in ${CMAKE_BINARY_DIR}/packaging/zul.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/packaging/zul.pc DESTINATION ${ZUL_LIBDIR}/pkgconfig COMPONENT libzul-dev)
+install(FILES ${CMAKE_SOURCE_DIR}/examples/host/host.c DESTINATION share/doc/libzul-dev/examples COMPONENT libzul-dev)
+install(FILES ${CMAKE_SOURCE_DIR}/docs/integration.md DESTINATION share/doc/libzul-dev COMPONENT libzul-dev)
+
+# The programs, with what the build documents them by: manual pages and completions are made by the programs themselves.
+set(components libzul libzul-dev)
+foreach(program zulctl zul-mux zul-board)
+  if(TARGET ${program})
+    list(APPEND components tools)
+    if(NOT COMMAND zul_install_program)
+      install(TARGETS ${program} DESTINATION bin COMPONENT tools)
+    endif()
+  endif()
+endforeach()
+list(REMOVE_DUPLICATES components)
+install(CODE [[
+  file(GLOB pages $ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/man/man1/zul*.1)
+  foreach(page ${pages})
+    execute_process(COMMAND gzip -9nf ${page})
+  endforeach()]] COMPONENT tools)
+
+execute_process(COMMAND gzip -9nc ${CMAKE_SOURCE_DIR}/packaging/changelog OUTPUT_FILE ${CMAKE_BINARY_DIR}/packaging/changelog.gz)
+foreach(component ${components})
+  string(REPLACE tools zul-tools package ${component})
+  install(FILES ${CMAKE_SOURCE_DIR}/packaging/copyright ${CMAKE_BINARY_DIR}/packaging/changelog.gz
+          DESTINATION share/doc/${package} COMPONENT ${component})
+endforeach()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME zul)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_CONTACT "The libzul developers <libzul@example.org>")
+set(CPACK_COMPONENTS_ALL ${components})
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+
+set(CPACK_DEBIAN_LIBZUL_PACKAGE_NAME libzul)
+set(CPACK_DEBIAN_LIBZUL_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBZUL_DESCRIPTION "television-over-IP node for set-top boards
+A module that the player process of a set-top board loads. As a transmitter
+it follows an ATSC or QAM stream, keeps channel list and programme guide, and
+sends programmes out as UDP multicast; as a receiver it plays such streams.")
+
+set(CPACK_DEBIAN_LIBZUL-DEV_PACKAGE_NAME libzul-dev)
+set(CPACK_DEBIAN_LIBZUL-DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_LIBZUL-DEV_PACKAGE_DEPENDS "libzul (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_LIBZUL-DEV_DESCRIPTION "television-over-IP node for set-top boards - development files
+The header, the pkg-config file, the integration guide and an example of a host
+for libzul, a module that the player process of a set-top board loads.")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zul-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION video)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libzul (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS ffmpeg)
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "tools around set-top boards of a television-over-IP system
+zulctl drives boards from the command line, zul-board simulates a board on a
+workstation, and zul-mux makes ATSC multiplexes for it.")
+
+if(CMAKE_CROSSCOMPILING)
+  # dpkg-shlibdeps doesn't know another machine's libraries; module.needs tells what the module asks of it.
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${CMAKE_SYSTEM_PROCESSOR})
+  set(CPACK_DEBIAN_LIBZUL_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 12)")
+else()
+  set(CPACK_DEBIAN_LIBZUL_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+endif()
+include(CPack)
