@@ -52,7 +52,7 @@ class LiveBoard {
     std::deque<std::string> mHeard;  ///< datagrams that wait to be told
 };
 
-/// A board in a process and with queues of its own, in the same network, until the object goes. It is asked one request
+/// A board in a process, with queues and disk of its own, in the same network, until the object goes. It is asked one request
 /// when it serves. To be made before this process has a board.
 class BoardBeside {
  public:
