@@ -3,6 +3,7 @@
 
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <utility>
 
 namespace board {
@@ -84,12 +86,30 @@ std::vector<std::string> LiveBoard::HearUntil(const std::string& last, Milliseco
     return heard;
 }
 
-BoardBeside::BoardBeside(char role, const LiveOptions& options, const std::string& request) : mProcess(fork()) {
-    if (mProcess != 0) return;
-    // A disk of its own too: a save of one board and a remount of the other would get into each other's way.
+namespace {
+
+/// Gives this process queues and a disk of its own, with the streams of its tuner: a save of one board and a remount of the
+/// other would get into each other's way.
+void TakeOwnMachine(const LiveOptions& options) {
+    std::map<std::string, std::string> files;
+    for (const auto& [number, channel] : options.band) files[channel.stream] = FileText(channel.stream);
     unshare(CLONE_NEWIPC | CLONE_NEWNS);
     mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
-    for (const char* partition : {"/mnt/hd1", "/mnt/hd4"}) mount("none", partition, "tmpfs", 0, "size=4m");
+    mount("none", "/mnt", "tmpfs", 0, nullptr);
+    for (const char* partition : {"/mnt/hd1", "/mnt/hd4"}) {
+        mkdir(partition, 0755);
+        mount("none", partition, "tmpfs", 0, "size=4m");
+    }
+    for (const auto& [path, bytes] : files) {
+        if (!path.empty()) std::ofstream(path, std::ios::binary) << bytes;
+    }
+}
+
+}  // namespace
+
+BoardBeside::BoardBeside(char role, const LiveOptions& options, const std::string& request) : mProcess(fork()) {
+    if (mProcess != 0) return;
+    TakeOwnMachine(options);
     LiveBoard board(role, options);
     const std::string answer = board.Start() ? board.Ask(request) : "nothing: it doesn't start";
     std::fprintf(stderr, "the board beside answers %s\n", answer.c_str());
