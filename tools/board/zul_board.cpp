@@ -66,6 +66,9 @@ std::pair<int, Channel> ReadChannel(const std::string& text) {
     return channel;
 }
 
+/// Where a failure is told: the module's output is no place for it.
+FILE* complaints = stderr;
+
 /// Sends all standard output from here on, which is the module's, to a file. \return the standard output that was
 FILE* RedirectModule(const std::string& file) {
     if (file.empty()) return stdout;
@@ -75,7 +78,7 @@ FILE* RedirectModule(const std::string& file) {
     }
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     dup2(STDOUT_FILENO, STDERR_FILENO);
-    return out;
+    return complaints = out;
 }
 
 struct Options {
@@ -245,6 +248,6 @@ int main(int argc, char** argv) try {
     std::fflush(stdout);  // alone: the thread that reads orders holds the standard input
     _exit(0);             // the module's threads have no end: nothing may be taken down under them
 } catch (const std::exception& error) {
-    fmt::print(stderr, "zul-board: {}\n", error.what());
+    fmt::print(complaints, "zul-board: {}\n", error.what());
     return 1;
 }
