@@ -105,7 +105,7 @@ class Streamer {
     // What a packet's way touches.
     std::atomic<bool> mActive{false};
     int mRoom = 0;                             ///< bytes that the buffer could still keep; 0 until there is a destination
-    const std::uint8_t* mpNextByte = nullptr;  ///< where bytes begin that lengthen the last piece; null for a new datagram
+    const std::uint8_t* mpNextByte = nullptr;  ///< where bytes begin that lengthen the last piece; null where there is none
     int mDataCount = 0;                        ///< bytes of the datagram that is being filled
     int mPacketSize = kDefaultPacketSize;
     int mPieceCount = 0;

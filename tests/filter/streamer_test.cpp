@@ -123,6 +123,11 @@ TEST(Streamer, SendsBytesAsTheyWereHandedOver) {
     streamer.Activated(true);
     std::mt19937 random;  // NOLINT: the same row in every run
     std::vector<std::uint8_t> handedOver, sent;
+    for (const std::size_t length : {0u, 188u, 0u}) {  // a PAT of its own that isn't made yet, and one that is
+        const std::vector<std::uint8_t> pat(188, 0x47);
+        streamer.Stream(pat.data(), static_cast<int>(length));
+        handedOver.insert(handedOver.end(), pat.begin(), pat.begin() + static_cast<std::ptrdiff_t>(length));
+    }
     for (int buffer = 0; buffer < 300; ++buffer) {
         std::vector<std::uint8_t> host(8000);
         std::generate(host.begin(), host.end(), [&] { return static_cast<std::uint8_t>(random()); });

@@ -133,6 +133,7 @@ void Streamer::Gather(const iovec* pieces, int count) {
 void Streamer::KeepRest() {
     Gather(mPieces + mFirstPiece, mPieceCount - mFirstPiece);
     mPieceCount = mFirstPiece = 0;
+    mpNextByte = nullptr;
     if (mDataCount == 0) return;
     mPieces[mPieceCount++] = {mpFilteredBuffer.get(), static_cast<std::size_t>(mDataCount)};
     mpNextByte = mpCurrWritePtr;

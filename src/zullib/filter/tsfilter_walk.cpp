@@ -1,5 +1,5 @@
 // The walk over the host's buffers: sync, PID look-up, routing. ISO/IEC 13818-1, 2.4.3.2. The hot path of the module:
-// a packet costs one look-up and one copy for each stream that it goes to.
+// a packet costs one look-up, and a note of where it stands for each stream that it goes to.
 #include <cstring>
 
 #include "filter/tsfilter.h"
