@@ -84,7 +84,8 @@ class UdpSender {
         int size;   ///< bytes of all pieces
     };
 
-    /// Sends datagrams by one system call, where the system has such a call.
+    /// Sends datagrams by one system call, where the system has such a call; those of equal size that follow each other, and whose
+    /// pieces do, pass through its network stack as one, where it can.
     /// \param count  of the datagrams, at least one
     /// \return datagrams sent, in order from the first; or a negative number with a line on standard error when the first
     ///         couldn't be sent
@@ -92,11 +93,14 @@ class UdpSender {
 
    private:
     int Sent(ssize_t result);
+    int SendMessages(const Datagram* datagrams, int count);
+    bool SystemCutsMessages() const;
 
     char serverIp[16] = "";
     std::uint16_t port = 0;
     int s = 0;  ///< 0: no socket
     int slen = sizeof(sockaddr_in);
+    bool mCutsMessages = false;  ///< a message of several datagrams may be left to the system to cut apart
     sockaddr_in siOther{};
 };
 
@@ -139,6 +143,9 @@ inline bool LogIsWanted() {
 
 /// Behind `PANIC`: reports on standard error and on the log channel, and goes on.
 [[gnu::format(printf, 4, 5)]] void PanicLine(int error, const char* file, int line, const char* format, ...);
+
+/// \return how many failures were reported since the start
+unsigned PanicCount();
 
 /// Logs a line by `global_debug_flag`; its arguments are evaluated only when it goes somewhere.
 #define LOG(...)                              \

@@ -38,19 +38,23 @@ void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
 }
 
 TEST(StreamFaults, ASendThatFailsCostsItsDatagramAndAReconnect) {
-    constexpr int kLengths[] = {1316, 1504, 1692};
+    const std::vector<std::size_t> unlike{1316, 1504, 1692}, alike{1316, 1316, 1316}, two{1316, 1316};
     const struct {
         const char* name;
+        std::vector<std::size_t> lengths;
         std::vector<int> sends;
         std::vector<std::size_t> arrived;
         std::size_t reconnects;
     } rows[] = {
-        {"all at once", {}, {1316, 1504, 1692}, 0},
-        {"one, then the others", {1}, {1316, 1504, 1692}, 0},
-        {"no network", {-ENETUNREACH}, {1504, 1692}, 1},
-        {"no buffers", {-ENOBUFS}, {1504, 1692}, 1},
-        {"no buffers behind the first", {1, -ENOBUFS}, {1316, 1692}, 1},
-        {"no such call: one by one", {-ENOSYS, -ENOSYS, -ENOSYS}, {1316, 1504, 1692}, 0},
+        {"all at once", unlike, {}, unlike, 0},
+        {"one, then the others", unlike, {1}, unlike, 0},
+        {"no network", unlike, {-ENETUNREACH}, {1504, 1692}, 1},
+        {"no buffers", unlike, {-ENOBUFS}, {1504, 1692}, 1},
+        {"no buffers behind the first", unlike, {1, -ENOBUFS}, {1316, 1692}, 1},
+        {"no such call: one by one", unlike, {-ENOSYS, -ENOSYS, -ENOSYS}, unlike, 0},
+        {"as one message", alike, {1}, alike, 0},
+        {"a device that can't cut it: three messages", alike, {-EIO, 3}, alike, 0},
+        {"no network, neither for one nor for three", alike, {-ENETUNREACH, -ENETUNREACH}, two, 1},
     };
     const Blob data(2000, 1);
     for (const auto& row : rows) {
@@ -62,7 +66,7 @@ TEST(StreamFaults, ASendThatFailsCostsItsDatagramAndAReconnect) {
         peer.TakeCount(1);
         fast_machine::TakeSleeps();
         gSends = row.sends;
-        for (const int length : kLengths) streamer.Collect(data.data(), length);
+        for (const std::size_t length : row.lengths) streamer.Collect(data.data(), static_cast<int>(length));
         streamer.Flush();
         std::vector<std::size_t> arrived;
         for (const std::string& datagram : peer.TakeCount(row.arrived.size())) arrived.push_back(datagram.size());

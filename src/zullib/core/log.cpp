@@ -22,6 +22,8 @@ constexpr char kPanicPrefix[] = "LOG:ERROR ";
 constexpr char kLineEnd[] = "\r\n";
 static_assert(sizeof kPanicPrefix + kLogLimit + sizeof kLineEnd <= kErrorBufferSize);
 
+std::atomic<unsigned> panicCount{0};
+
 /// Guards `error_buffer` and the channel from the first byte built to the end of the send, and its deletion.
 /// Innermost of all locks.
 platform::Mutex& ChannelLock() {
@@ -84,7 +86,10 @@ void LogLine(const char* format, ...) {
     va_end(arguments);
 }
 
+unsigned PanicCount() { return panicCount.load(std::memory_order_relaxed); }
+
 void PanicLine(int error, const char* file, int line, const char* format, ...) {
+    panicCount.fetch_add(1, std::memory_order_relaxed);
     va_list arguments;
     va_start(arguments, format);
     va_list again;

@@ -173,6 +173,7 @@ bool UdpSender::Connect(std::uint16_t peerPort, const char* ip) {
     siOther.sin_port = htons(port);
     const unsigned char ttl = kMulticastTtl;
     if (setsockopt(s, IPPROTO_IP, IP_MULTICAST_TTL, &ttl, sizeof ttl) == -1) std::fputs("setsockopt - ttl", stderr);
+    mCutsMessages = SystemCutsMessages();
     if (inet_aton(serverIp, &siOther.sin_addr) == 0) {
         std::fputs("inet_aton()", stderr);
         return GiveUp(s, 0);
@@ -192,26 +193,4 @@ int UdpSender::Send(const void* data, int length, const char* /*ipAddress*/) {
         return Sent(-1);
     }
     return Sent(sendto(s, data, static_cast<std::size_t>(length), 0, Generic(&siOther), sizeof siOther));
-}
-
-int UdpSender::SendTogether(const Datagram* datagrams, int count) {
-    if (s == 0) {
-        errno = EBADF;
-        return Sent(-1);
-    }
-    const auto message = [this](const Datagram& datagram) {
-        return msghdr{.msg_name = &siOther, .msg_namelen = sizeof siOther, .msg_iov = datagram.pieces,
-                      .msg_iovlen = static_cast<std::size_t>(datagram.count), .msg_control = nullptr, .msg_controllen = 0,
-                      .msg_flags = 0};
-    };
-#ifdef __linux__
-    constexpr int kMost = 64;
-    mmsghdr messages[kMost];
-    const int taken = std::min(count, kMost);
-    for (int i = 0; i < taken; ++i) messages[i].msg_hdr = message(datagrams[i]);
-    const int sent = sendmmsg(s, messages, static_cast<unsigned>(taken), 0);
-    if (sent > 0 || errno != ENOSYS) return Sent(sent);
-#endif
-    const msghdr first = message(datagrams[0]);
-    return Sent(sendmsg(s, &first, 0)) < 0 ? -1 : 1;
 }
