@@ -38,8 +38,9 @@ const Blob kDescription{0xD7, 0xF1, 0xD1, 0xE7, 0xBD, 0x5B, 0x4F, 0xD1, 0xF6, 0x
                         0x13, 0xEF, 0x88, 0x90, 0xF4, 0xF7, 0x66, 0xAE, 0xB1, 0x9D, 0xEC, 0xC5, 0x5F, 0x7D,
                         0x3F, 0x3B, 0x7B, 0xB2, 0xDB, 0x77, 0xA7, 0xED, 0x8E, 0x42, 0xFF, 0x4F, 0x53, 0x40};
 
-Blob Coded(std::uint8_t compression, const Blob& bytes) {
-    Blob structure{1, 'e', 'n', 'g', 1, compression, 0, static_cast<std::uint8_t>(bytes.size())};
+/// \param mode  makes a text another one for the store
+Blob Coded(std::uint8_t compression, unsigned mode, const Blob& bytes) {
+    Blob structure{1, 'e', 'n', 'g', 1, compression, static_cast<std::uint8_t>(mode), static_cast<std::uint8_t>(bytes.size())};
     transport::Append(structure, bytes);
     return structure;
 }
@@ -49,7 +50,7 @@ constexpr const char* kNames[] = {"MGT", "VCT", "STT", "EIT", "ETT plain", "ETT 
 
 constexpr unsigned Pid(Table table) { return table >= kEit ? kGuidePid : 0x1FFB; }
 
-/// A table as broadcasts have it.
+/// A table as broadcasts have it. Each version brings something new.
 Blob Section(Table table, unsigned version) {
     std::vector<Blob> entries;
     switch (table) {
@@ -64,11 +65,11 @@ Blob Section(Table table, unsigned version) {
         case kStt: return transport::Stt(1400000000, 18, version);
         case kEit:
             for (unsigned i = 1; i <= 12; ++i) {
-                entries.push_back(transport::EitEvent(i, 1400000000 + i * 1800, 1800, Coded(1, kTitle), Blob(16, 0)));
+                entries.push_back(transport::EitEvent(i, 1400000000 + i * 1800, 1800, Coded(1, version, kTitle), Blob(16, 0)));
             }
             return transport::Eit(kSource, entries, version);
-        case kEttPlain: return transport::Ett(kSource, 1 << 2 | 2, transport::Plain(std::string(500, 'x')), version);
-        case kEttCoded: return transport::Ett(kSource, 2 << 2 | 2, Coded(2, kDescription), version);
+        case kEttPlain: return transport::Ett(kSource, 1 << 2 | 2, transport::Plain(std::string(500, static_cast<char>('@' + version))), version);
+        case kEttCoded: return transport::Ett(kSource, 2 << 2 | 2, Coded(2, version, kDescription), version);
     }
     return {};
 }

@@ -172,6 +172,10 @@ class TunerManager {
     bool SetExtendedText(std::uint16_t etmIdHi, std::uint16_t etmIdLo, const char* text, std::uint32_t length,
                          std::uint8_t unicode_mode) EXCLUDES(mMutex);
 
+    /// State of all that decides what filing an EIT or ETT leaves in the store: while it stays, filing the same again changes
+    /// nothing. \return never 0
+    std::uint32_t GuideChanges() const { return mGuideChanges.load(std::memory_order_relaxed); }
+
     // Scan results
     bool ClearScanResults(int channelNo);  ///< \return false; it changes nothing
     bool RewindScan();                     ///< The next SCAL line is the first again. \return true
@@ -213,7 +217,8 @@ class TunerManager {
     ProgramList& CurrentList() REQUIRES(mMutex);
     const ScalProgramDesc* NextOfReport() REQUIRES(mMutex);
     ScalProgramDesc* FindSource(std::uint16_t sourceId) REQUIRES(mMutex);
-    static Event* GetEvent(ScalProgramDesc& program, std::uint32_t textLen, std::uint16_t eventId);
+    void CountGuideChange() REQUIRES(mMutex) { mGuideChanges.fetch_add(2, std::memory_order_relaxed); }
+    Event* GetEvent(ScalProgramDesc& program, std::uint32_t textLen, std::uint16_t eventId) REQUIRES(mMutex);
     bool SetEventText(ScalProgramDesc& program, std::uint16_t eventId, const char* text, std::uint32_t length,
                       std::uint8_t unicode_mode) REQUIRES(mMutex);
     void QueryMoment(ReplyText& reply, std::uint16_t programId, std::uint32_t moment) REQUIRES(mMutex);
@@ -242,6 +247,7 @@ class TunerManager {
     int mScalChannel GUARDED_BY(mMutex) = 0;  ///< where the SCAL report stands
     ProgramList::iterator mScalIt GUARDED_BY(mMutex);
     std::uint32_t mEmptied GUARDED_BY(mMutex) = 0;  ///< how often; while it stays, no programme or event goes away
+    std::atomic<std::uint32_t> mGuideChanges{1};       ///< odd for ever; changes under mMutex
     ProgramList::iterator mChannelStartIt GUARDED_BY(mMutex);
     ProgramList::iterator mChannelEndIt GUARDED_BY(mMutex);
     std::atomic<ScanStateEnum> mScanState{eScanIdle};

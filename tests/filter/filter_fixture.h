@@ -49,6 +49,9 @@ class TsFilterTest : public ::testing::Test {
     /// Tables and sections that the collector knows, between two buffers.
     std::size_t Sections() NO_THREAD_SAFETY_ANALYSIS { return mFilter.mpTableCollector->GetStats().size(); }
 
+    /// Has the next repetition of each section of the guide filed, whatever the store holds.
+    void ForgetFiledSections() NO_THREAD_SAFETY_ANALYSIS { mFilter.mFiledSections = {}; }
+
     /// What the streams sent since the last call.
     transport::Blob TakeOutput() {
         std::fflush(mOutput);

@@ -14,6 +14,7 @@ namespace {
 constexpr unsigned kBasePid = 0x1FFB;
 constexpr unsigned kGuidePid = 0x1D00;
 constexpr std::uint16_t kSource = 0x0102;
+constexpr std::uint16_t kOther = 0x0103;
 
 /// The same section with other bits in one byte, and a right CRC.
 Blob Flipped(Blob section, std::size_t at, unsigned bits) {
@@ -292,4 +293,79 @@ TEST_F(AnalysersTest, LengthsThatLieLeaveItAlive) {
     testing::internal::GetCapturedStderr();
     EXPECT_EQ(Feed(Mgt({MgtTable(0x100, 0x100)})), "");
     EXPECT_EQ(Row(0x100).type, ePidEit);
+}
+
+namespace {
+
+/// A transmitter that hears sections and whose store changes, and all that it holds then.
+class Hearer : public AnalysersTest {
+ public:
+    explicit Hearer(bool forgets) : mForgets(forgets) { SetUp(); }
+    ~Hearer() override { TearDown(); }
+    void TestBody() override {}
+
+    /// \return what it reported
+    std::string Hear(const Blob& section) {
+        if (mForgets) ForgetFiledSections();
+        testing::internal::CaptureStderr();
+        FeedProved(SectionPackets(kGuidePid, mContinuity[kGuidePid], section));
+        return testing::internal::GetCapturedStderr();
+    }
+
+    void Tune(int channel) { mTuner.TuneToChannel(channel); }
+    void Add(std::uint16_t program) { mTuner.AddProgramToScanResults(0x55, program); }
+    void Name(std::uint16_t program, std::uint16_t source) {
+        mTuner.SetPsipInfoForProgram(0x55, program, "\0A\0B\0C\0D\0E\0F\0G\0", 7, 1, 4, 1, 2, source);
+    }
+
+    std::string Store() {
+        std::string store;
+        const auto add = [&store](std::uint32_t number) { store += std::to_string(number) + ' '; };
+        for (int channel = 0; channel < 4; ++channel) {
+            for (ScalProgramDesc& program : *mTuner.GetScalProgramDesc(channel)) {
+                add(program.programId);
+                if (program.channelLongName) store += program.channelLongName.get();
+                for (const Event* event = program.mEvents.begin(0); event != nullptr; event = program.mEvents.next(0)) {
+                    for (const std::uint32_t number : {event->eventId, event->sourceId, event->channelId, event->startTime}) add(number);
+                    for (const unsigned number : {event->unicodeModeForTitleShort, event->unicodeModeForLongInfo}) add(number);
+                    store.append(event->titleShort, event->titleLen);
+                    if (event->pLongInfo) store += event->pLongInfo.get();
+                }
+                store += '\n';
+            }
+        }
+        return store;
+    }
+
+ private:
+    const bool mForgets;
+};
+
+}  // namespace
+
+TEST(RepeatedSections, LeaveTheStoreAsIfEachWereFiled) {
+    const Blob none;
+    std::vector<Blob> sections;
+    for (const std::uint16_t source : {kSource, kOther}) {
+        for (const char* title : {"News", "Sports"}) {
+            sections.push_back(Eit(source, {EitEvent(1, 1000, 60, Plain(title)), EitEvent(2, 2000, 60, none)}));
+            sections.push_back(Ett(source, 1 << 2, Plain(title)));
+        }
+        sections.push_back(Eit(source, {EitEvent(1, 3000, 60, Plain("News"))}));
+        sections.push_back(Eit(source, {EitEvent(3, 1000, 60, Plain(std::string(130, 'x')))}));  // reported each time
+        sections.push_back(Ett(source, 0, Plain("Channel")));
+    }
+    Hearer plain(false), forgetful(true);
+    std::mt19937 random;  // NOLINT: the same row in every run
+    for (int step = 0; step < 2000; ++step) {
+        const auto number = static_cast<std::uint16_t>(random() % 64);
+        for (Hearer* hearer : {&plain, &forgetful}) {
+            if (number < 2) hearer->Tune(2 + number);
+            if (number == 2 || number == 3) hearer->Add(number == 2 ? 3 : 4);
+            if (number >= 4 && number < 8) hearer->Name(number % 2 == 0 ? 3 : 4, number < 6 ? kSource : kOther);
+        }
+        const Blob& section = sections[random() % sections.size()];
+        ASSERT_EQ(plain.Hear(section).empty(), forgetful.Hear(section).empty()) << "step " << step;
+        ASSERT_EQ(plain.Store(), forgetful.Store()) << "step " << step;
+    }
 }

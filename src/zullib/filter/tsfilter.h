@@ -9,6 +9,7 @@
 #include <span>
 
 #include "bytes.h"
+#include "filter/filedsections.h"
 #include "platform/mutex.h"
 #include "streamer.h"
 
@@ -192,6 +193,7 @@ class TsFilter {
 
     // From packet to section, and from section to its analyser: tsfilter_analysis.cpp
     bool AnalyzePacket(const unsigned char* packetPtr, int packetId) REQUIRES(mMutex);
+    void FileInGuide(Bytes section, bool (TsFilter::*analyze)(Bytes)) REQUIRES(mMutex);
     bool CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity) REQUIRES(mMutex);
 
     // PAT: tsfilter_pat.cpp. Sections are whole, cut to their own length.
@@ -240,6 +242,7 @@ class TsFilter {
     bool mScanMode = false;
     Time* mpTime;
     std::unique_ptr<TableCollector> mpTableCollector GUARDED_BY(mMutex);
+    FiledSections mFiledSections GUARDED_BY(mMutex);
     Statistics* mpStatistics;
     std::unique_ptr<PacketIdMapType[]> mPacketIdMap GUARDED_BY(mMutex);
     StreamerList* mpStreamerList GUARDED_BY(mMutex) = nullptr;  ///< of the packet routed last

@@ -1,6 +1,7 @@
 // From a packet to its section payload, and from a section to the analyser of its table.
 #include "filter/tsfilter.h"
 #include "psip/tablecollector.h"
+#include "tunermanager.h"
 #include "udpcom.h"
 
 namespace {
@@ -66,6 +67,17 @@ bool TsFilter::AnalyzePacket(const unsigned char* packetPtr, int packetId) {
     return true;
 }
 
+/// Files an EIT or ETT, unless the guide holds what is in it. With the log on, and where filing reports something, each
+/// repetition is filed, and told, anew.
+void TsFilter::FileInGuide(Bytes section, bool (TsFilter::*analyze)(Bytes)) {
+    const auto print = FiledSections::PrintOf(section);
+    const std::uint32_t changes = mpTunerManager->GuideChanges();
+    if (mFiledSections.Hold(print, changes) && !LogIsWanted()) return;
+    const unsigned panics = PanicCount();
+    (this->*analyze)(section);
+    if (PanicCount() == panics) mFiledSections.Note(print, changes);
+}
+
 bool TsFilter::CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity) {
     int tableId = -1;
     const Bytes section = mpTableCollector->CollectPsipSection(pid, data, startOfSection, continuity, &tableId);
@@ -83,8 +95,8 @@ bool TsFilter::CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSec
         case 0xC7: AnalyzeSectionMgt(section); break;
         case 0xC8:
         case 0xC9: AnalyzeSectionVct(section); break;
-        case 0xCB: AnalyzeSectionEit(section); break;
-        case 0xCC: AnalyzeSectionEtt(section); break;
+        case 0xCB: FileInGuide(section, &TsFilter::AnalyzeSectionEit); break;
+        case 0xCC: FileInGuide(section, &TsFilter::AnalyzeSectionEtt); break;
         case 0xCD: AnalyzeSectionStt(section); break;
         default: break;
     }

@@ -1,6 +1,7 @@
 // The guide's events: filed by EIT and ETT under the programme with their source.
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "broadcasttime.h"
 #include "tunermanager.h"
@@ -24,22 +25,30 @@ std::unique_ptr<char[]> MakeText(std::uint32_t length) {
     return std::unique_ptr<char[]>(new (std::nothrow) char[length + kTextReserve]());
 }
 
-/// Files a title; one without length leaves the mode as it was.
-void SetTitle(Event& event, char* text, std::uint32_t length, std::uint8_t mode) {
+/// Copies bytes. \return true when others stood there
+bool Replace(void* to, const void* from, std::size_t size) {
+    if (std::memcmp(to, from, size) == 0) return false;
+    std::memcpy(to, from, size);
+    return true;
+}
+
+/// Files a title; one without length leaves the mode as it was. \return true when it is another than before
+bool SetTitle(Event& event, char* text, std::uint32_t length, std::uint8_t mode) {
     if (length > Event::kTitleSize) {
         PANIC("Tilte too long... (%d)", static_cast<int>(length));
         length = Event::kTitleSize;
     }
-    event.titleLen = length;
+    char title[Event::kTitleSize + 1] = "";
     if (length == 0) {
-        event.titleShort[0] = '\0';
-        return;
+        mode = event.unicodeModeForTitleShort;
+    } else {
+        ReplaceControls(text, length);
+        std::memcpy(title, text, strnlen(text, length));
     }
-    ReplaceControls(text, length);
-    const std::size_t size = strnlen(text, length);
-    std::memcpy(event.titleShort, text, size);
-    std::memset(event.titleShort + size, 0, length + 1 - size);
-    event.unicodeModeForTitleShort = mode;
+    bool changed = Replace(event.titleShort, title, length + 1);
+    changed |= std::exchange(event.titleLen, length) != length;
+    changed |= std::exchange(event.unicodeModeForTitleShort, mode) != mode;
+    return changed;
 }
 
 }  // namespace
@@ -60,10 +69,12 @@ Event* TunerManager::GetEvent(ScalProgramDesc& program, std::uint32_t textLen, s
         event->eventId = eventId;
         program.mEvents.push_back(event);
         program.mEventIndex.Append(event);
+        CountGuideChange();
     }
     if (textLen > event->longInfoSize) {
         event->pLongInfo = MakeText(textLen);
         event->longInfoSize = event->pLongInfo ? textLen : 0;
+        CountGuideChange();
     }
     return event;
 }
@@ -86,10 +97,10 @@ bool TunerManager::SetEventInfoForProgram(std::uint16_t sourceId, std::uint16_t 
     event->channelId = static_cast<std::uint32_t>(GetCurrentChannel());
     event->eventId = eventId;
     event->sourceId = sourceId;
-    if (!event->eitWasSet || event->startTime != startTime || event->duration != lengthInSecs) {
-        program->mEventIndex.SetTime(*event, startTime, lengthInSecs);
-    }
-    SetTitle(*event, titleText, titleLen, unicode_mode);
+    bool changed = !event->eitWasSet || event->startTime != startTime || event->duration != lengthInSecs;
+    if (changed) program->mEventIndex.SetTime(*event, startTime, lengthInSecs);
+    changed |= SetTitle(*event, titleText, titleLen, unicode_mode);
+    if (changed) CountGuideChange();
     if (event->eitWasSet) return true;
     event->eitWasSet = true;
     char start[Time::kDateTimeSize];
@@ -108,6 +119,7 @@ bool TunerManager::SetExtendedText(std::uint16_t etmIdHi, std::uint16_t etmIdLo,
         if (event_id != 0) return SetEventText(program, event_id, text, length, unicode_mode);
         if (program.channelLongName) continue;  // a channel's first text stays
         program.channelLongName = MakeText(length);
+        CountGuideChange();
         if (!program.channelLongName) return false;
         program.channelLongNameSize = length;
         std::memcpy(program.channelLongName.get(), text, length);
@@ -125,11 +137,13 @@ bool TunerManager::SetEventText(ScalProgramDesc& program, std::uint16_t eventId,
         PANIC("longInfoSize %d, length %d\n", static_cast<int>(event->longInfoSize), static_cast<int>(length));
         return false;
     }
+    bool changed = !event->ettWasSet;
     if (event->pLongInfo) {
-        std::memcpy(event->pLongInfo.get(), text, length);
-        event->pLongInfo[length] = '\0';
+        changed |= Replace(event->pLongInfo.get(), text, length);
+        changed |= std::exchange(event->pLongInfo[length], '\0') != '\0';
     }
-    event->unicodeModeForLongInfo = unicode_mode;
+    changed |= std::exchange(event->unicodeModeForLongInfo, unicode_mode) != unicode_mode;
+    if (changed) CountGuideChange();
     if (event->ettWasSet) return true;
     event->ettWasSet = true;
     LOG("SetExtendedText at %x (len %d) len %d for ev_id %x, src_id %x unicode 0x%x: %s\n",

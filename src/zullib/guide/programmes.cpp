@@ -1,6 +1,7 @@
 // Programmes of a channel, born of the PAT and filled by PMT and VCT.
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "tunermanager.h"
 #include "udpcom.h"
@@ -31,6 +32,7 @@ bool TunerManager::AddProgramToScanResults(std::uint16_t transportId, std::uint1
     if (channel < 0 || channel >= kChannels) return true;  // behind the last channel nothing is kept
     if (FindProgramme(programId) != nullptr) return true;
     ScalProgramDesc& program = CurrentList().emplace_back();
+    CountGuideChange();
     program.channelId = channel;
     program.transportId = transportId;
     program.programId = programId;
@@ -50,7 +52,7 @@ bool TunerManager::SetInfoForProgram(std::uint16_t transportId, std::uint16_t pr
     });
     if (found == mChannelEndIt) return true;
     found->signalStrength = mCurrentStrength.load(std::memory_order_relaxed);
-    found->channelId = GetCurrentChannel();
+    if (std::exchange(found->channelId, GetCurrentChannel()) != GetCurrentChannel()) CountGuideChange();
     found->transportId = transportId;
     found->programId = programId;
     if (scrambling == kScrambled) found->encryption = 'E';
@@ -74,7 +76,7 @@ bool TunerManager::SetPsipInfoForProgram(std::uint16_t transportId, std::uint16_
     program->modulationMode = modulationMode;
     program->channelFreq = carrierFreq;
     program->channelTsid = channelTsid;
-    program->sourceId = sourceId;
+    if (std::exchange(program->sourceId, sourceId) != sourceId) CountGuideChange();
     program->channelNo = majorChanNo * 10 + minorChanNo;
     if (program->mWasSet) return true;
     program->mWasSet = true;

@@ -101,6 +101,7 @@ bool TunerManager::LoadScanResults() {
     }
     {
         const platform::MutexLock lock(mMutex);
+        CountGuideChange();
         for (;;) {
             ProgramList line(1);  // an element can't be copied: it moves to its list in the list that it was read in
             if (!line.front().LoadFromFile(file)) break;

@@ -144,11 +144,13 @@ void TunerManager::ClearStore() {
     for (ProgramList& list : mScalProgramDescriptors) list.clear();
     mScalRestart.store(true, std::memory_order_relaxed);  // the report mustn't go on from a programme that is gone
     ++mEmptied;
+    CountGuideChange();
 }
 
 void TunerManager::SetCurrentChannel(int channel) {
     const platform::MutexLock lock(mMutex);
     mCurrentChannel.store(channel, std::memory_order_relaxed);
+    CountGuideChange();
 }
 
 void TunerManager::ScanChannel(int channel) {

@@ -54,6 +54,7 @@ bool TunerManager::TuneToChannel(int channelNo) {
         const platform::MutexLock lock(mMutex);
         mProgramsOnChannel.store(0, std::memory_order_relaxed);
         mCurrentChannel.store(channelNo, std::memory_order_relaxed);
+        CountGuideChange();
     }
     M710CmmdSet("-atsc %d", channelNo);
     platform::Sleep(kTuneWait);
