@@ -56,8 +56,7 @@ IrControl::~IrControl() {
     mRunIr.store(false, std::memory_order_relaxed);
     raise(SIGCONT);
     const platform::MutexLock lock(mMutex);
-    delete mpUdp;
-    mpUdp = nullptr;
+    mpUdp.reset();
 }
 
 int IrControl::ProcessIrKeys() {
@@ -151,17 +150,9 @@ void IrControl::SetIrForwarding(UdpServer* pUdp) {
     const platform::MutexLock lock(mMutex);
     if (pUdp == nullptr) {
         mForwardKeysToMaster.store(false, std::memory_order_relaxed);
-        delete mpUdp;
-        mpUdp = nullptr;
+        mpUdp.reset();
         return;
     }
-    const auto port = static_cast<std::uint16_t>(pUdp->GetLastClientPort());
-    if (mpUdp != nullptr) {
-        mpUdp->Disconnect();
-        if (!mpUdp->Connect(port, pUdp->GetLastClientIpAddress())) PANIC("Can't connect 1");
-    } else {
-        mpUdp = new UdpSender;
-        if (!mpUdp->Connect(port, pUdp->GetLastClientIpAddress())) PANIC("Can't connect");
-    }
+    AimAtLastClient(mpUdp, *pUdp);
     mForwardKeysToMaster.store(true, std::memory_order_relaxed);
 }

@@ -4,11 +4,10 @@
 #include <atomic>
 #include <cstdint>
 
+#include "bridges/forwarding.h"
 #include "platform/msgqueue.h"
 #include "platform/mutex.h"
 
-class UdpSender;
-class UdpServer;
 
 /// Routes the keys on a thread of its own. Receivers only.
 class IrControl {
@@ -42,7 +41,7 @@ class IrControl {
     platform::MsgQueue mMsqOutId;
     std::atomic<bool> mRunIr{true};
     std::atomic<bool> mForwardKeysToMaster{false};
-    UdpSender* mpUdp GUARDED_BY(mMutex) = nullptr;
+    std::unique_ptr<UdpSender> mpUdp GUARDED_BY(mMutex);
     std::atomic<bool> mBrowserRunning{false};
     platform::Mutex mMutex;
 };

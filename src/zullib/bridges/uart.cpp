@@ -40,8 +40,7 @@ Uart::Uart() {
 
 Uart::~Uart() {
     const platform::MutexLock lock(mMutex);
-    delete mpUdp;
-    mpUdp = nullptr;
+    mpUdp.reset();
 }
 
 void Uart::RunThread() {
@@ -118,18 +117,10 @@ void Uart::SetUartForwarding(UdpServer* pUdp) {
     const platform::MutexLock lock(mMutex);
     if (pUdp == nullptr) {
         mForwardUart.store(false, std::memory_order_relaxed);
-        delete mpUdp;
-        mpUdp = nullptr;
+        mpUdp.reset();
         return;
     }
-    const auto port = static_cast<std::uint16_t>(pUdp->GetLastClientPort());
-    if (mpUdp != nullptr) {
-        mpUdp->Disconnect();
-        if (!mpUdp->Connect(port, pUdp->GetLastClientIpAddress())) PANIC("Can't connect 1");
-    } else {
-        mpUdp = new UdpSender;
-        if (!mpUdp->Connect(port, pUdp->GetLastClientIpAddress())) PANIC("Can't connect");
-    }
+    AimAtLastClient(mpUdp, *pUdp);
     if (mSerialFd.load(std::memory_order_relaxed) < 1) {
         mSerialFd.store(open(platform::DiskPath(kPort).c_str(), O_RDWR | O_NOCTTY), std::memory_order_relaxed);
         if (mSerialFd.load(std::memory_order_relaxed) < 0) {

@@ -3,11 +3,10 @@
 
 #include <atomic>
 
+#include "bridges/forwarding.h"
 #include "platform/mutex.h"
 
 class SnmpLocal;
-class UdpSender;
-class UdpServer;
 
 /// Reads the port on a thread of its own, and writes it on the command thread. Receivers only.
 class Uart {
@@ -38,7 +37,7 @@ class Uart {
 
     bool WriteToUdp(const char* buffer, int len) EXCLUDES(mMutex);
 
-    UdpSender* mpUdp GUARDED_BY(mMutex) = nullptr;
+    std::unique_ptr<UdpSender> mpUdp GUARDED_BY(mMutex);
     std::atomic<int> mSerialFd{0};  ///< 0 until first opened
     platform::Mutex mMutex;         ///< mpUdp, the port's write, a change of parameters
     std::atomic<bool> mForwardUart{false};

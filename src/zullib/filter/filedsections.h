@@ -15,8 +15,8 @@ class FiledSections {
    public:
     /// A section, by its bytes.
     struct Print {
-        std::size_t hash;
-        std::uint32_t crc;  ///< CRC_32: on the board the hash has 32 bits, too few by themselves
+        std::uint32_t hash;
+        std::uint32_t crc;  ///< CRC_32: neither would be enough by itself
         bool operator==(const Print&) const = default;
     };
 
@@ -25,7 +25,7 @@ class FiledSections {
         const std::string_view text(reinterpret_cast<const char*>(section.data()), section.size());
         const Bytes covered = WithoutCrc(section);
         const std::uint32_t crc = covered.empty() ? 0 : Be32(section, covered.size());
-        return {std::hash<std::string_view>()(text), crc};
+        return {static_cast<std::uint32_t>(std::hash<std::string_view>()(text)), crc};
     }
 
     /// \param changes  state of the store, never 0 \return true when the section was noted in this state
