@@ -77,7 +77,7 @@ bool UdpSender::SystemCutsMessages() const {
 int UdpSender::SendMessages(const Datagram* datagrams, int count) {
     mmsghdr messages[kMostMessages];
     CutSize sizes[kMostMessages];
-    int ends[kMostMessages];  // datagrams up to the end of each message
+    int ends[kMostMessages] = {};  // datagrams up to the end of each message
     int made = 0;
     for (int next = 0; next < count && made < kMostMessages; ends[made++] = next) {
         const Datagram& first = datagrams[next];
@@ -92,11 +92,7 @@ int UdpSender::SendMessages(const Datagram* datagrams, int count) {
         if (run > 1) sizes[made].GoWith(message, first.size);
     }
     const int sent = sendmmsg(s, messages, static_cast<unsigned>(made), 0);
-    if (sent > 0) return ends[sent - 1];
-    if (ends[0] == 1 || errno == ENOSYS) return sent;
-    // The way out can't cut, by its MTU or its checksums; or it fails for each datagram by itself as well.
-    mCutsMessages = false;
-    return SendMessages(datagrams, count);
+    return sent > 0 ? ends[sent - 1] : sent;
 }
 
 #endif
@@ -107,7 +103,12 @@ int UdpSender::SendTogether(const Datagram* datagrams, int count) {
         return Sent(-1);
     }
 #ifdef __linux__
-    const int sent = SendMessages(datagrams, count);
+    int sent = SendMessages(datagrams, count);
+    if (sent < 0 && errno != ENOSYS && mCutsMessages && RunLength(datagrams, count) > 1) {
+        // The way out can't cut, by its MTU or its checksums; or it fails for each datagram by itself as well.
+        mCutsMessages = false;
+        sent = SendMessages(datagrams, count);
+    }
     if (sent > 0 || errno != ENOSYS) return Sent(sent);
 #endif
     const msghdr first{.msg_name = &siOther,
