@@ -27,8 +27,8 @@ struct ScanChoice {
 const std::map<std::string, int> kModes = {{"atsc", 0}, {"qam64", 1}, {"qam256", 2}};
 
 constexpr auto kChannelPoll = 1500ms;  // between questions for the channel in progress
-constexpr auto kLongestSilence = 20s;   // of a board that answers nothing at all
-constexpr auto kLongestStop = 20s;      // a stop waits for the channel in progress
+constexpr auto kLongestSilence = 20s;  // of a board that answers nothing at all
+constexpr auto kLongestStop = 20s;     // a stop waits for the channel in progress
 
 struct Range {
     int first, last;
@@ -106,8 +106,9 @@ class Follower {
             if (!state) return false;
             if (state->state == ScanState::State::kRunning) mChannel = state->channel;
             if (state->state == ScanState::State::kError) throw Failure(kRefused, "the scan has failed on the board");
-            // The last step may have been lost; a scan that has just been ordered isn't idle any more.
-            mEnded = state->state == ScanState::State::kDone;
+            // The last step may have been lost; a scan that has just been ordered isn't idle any more, unless the order
+            // was lost and a stop followed.
+            mEnded = state->state == ScanState::State::kDone || (mStopping && state->state == ScanState::State::kIdle);
             return true;
         } catch (const Failure& failure) {
             if (failure.code == kRefused) throw;
@@ -143,8 +144,8 @@ class Follower {
 
 /// Starts a scan; where its messages go to another peer, the scan is followed by questions alone.
 void Start(Session& session, Client& client, Ear& ear, const ScanChoice& choice) {
-    if (choice.only) return client.Order(fmt::format("Tuner://{:x}", *choice.only), "the tune");
     try {
+        if (choice.only) return client.Order(fmt::format("Tuner://{:x}", *choice.only), "the tune");
         const std::string answer = client.Ask("BLIND0", &ear);
         const auto step = ParseScanStep(answer);
         if (!step || step->kind == ScanStep::Kind::kCannotStart) {
@@ -153,6 +154,7 @@ void Start(Session& session, Client& client, Ear& ear, const ScanChoice& choice)
         }
     } catch (const Failure& failure) {
         if (failure.code != kNoAnswer) throw;
+        if (Interrupted()) return;  // the board may have begun: who follows it stops it
         const auto state = ParseScanState(client.Ask("SCA?"));
         if (!state || state->state != ScanState::State::kRunning) throw;
         session.out.Warning(
