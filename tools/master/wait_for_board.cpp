@@ -7,7 +7,7 @@ namespace zulctl {
 
 using namespace std::chrono_literals;
 
-std::optional<FoundBoard> WaitForBeacon(const DiscoverOptions& base, const std::string& mac, bool wake,
+std::optional<FoundBoard> WaitForBeacon(const DiscoverOptions& base, const SoughtBoard& sought, bool wake,
                                         std::chrono::seconds limit,
                                         const std::function<bool(std::chrono::seconds)>& progress) {
     DiscoverOptions options = base;
@@ -18,7 +18,8 @@ std::optional<FoundBoard> WaitForBeacon(const DiscoverOptions& base, const std::
     for (int turn = 0; !found && Clock::now() - start < limit && !Interrupted(); ++turn) {
         options.wake = wake && turn % 5 == 0;
         Discover(options, [&](const FoundBoard& board) {
-            if (board.beacon.mac == mac && !board.probed) found = board;
+            const bool isThere = !sought.address || board.at.address == *sought.address;
+            if (board.beacon.mac == sought.mac && !board.probed && isThere) found = board;
             return !found;
         });
         if (!found && !progress(std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - start))) break;

@@ -9,11 +9,16 @@
 
 namespace zulctl {
 
-/// Listens for the beacon of the board with this MAC address.
+struct SoughtBoard {
+    std::string mac;
+    std::optional<std::uint32_t> address;  ///< nothing: anywhere
+};
+
+/// Listens for the beacon of a board.
 /// \param wake      asks boards to speak, again and again; without it the first beacon is the one of a start
 /// \param progress  called about once a second; false gives up
 /// \return where the board is heard, or nothing when the time is up
-std::optional<FoundBoard> WaitForBeacon(const DiscoverOptions& options, const std::string& mac, bool wake,
+std::optional<FoundBoard> WaitForBeacon(const DiscoverOptions& options, const SoughtBoard& sought, bool wake,
                                         std::chrono::seconds limit,
                                         const std::function<bool(std::chrono::seconds passed)>& progress);
 

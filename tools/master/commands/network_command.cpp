@@ -35,17 +35,17 @@ void Show(Session& session) {
     });
 }
 
-std::optional<FoundBoard> Await(Session& session, const std::string& mac, bool wake, std::chrono::seconds usual) {
+std::optional<FoundBoard> Await(Session& session, const SoughtBoard& sought, bool wake, std::chrono::seconds usual) {
     const auto limit = session.Timeout() ? std::chrono::ceil<std::chrono::seconds>(*session.Timeout()) : usual;
-    return WaitForBeacon(session.Discovery(), mac, wake, limit, [&](std::chrono::seconds passed) {
+    return WaitForBeacon(session.Discovery(), sought, wake, limit, [&](std::chrono::seconds passed) {
         session.out.Progress(
             fmt::format("waiting for the board's beacon, {} of {} s...", passed.count(), limit.count()));
         return true;
     });
 }
 
-void Report(Session& session, const char* schema, const Target& target, const std::optional<FoundBoard>& board,
-            const char* done) {
+void Report(Session& session, const char* schema, Json body, const Target& target,
+            const std::optional<FoundBoard>& board, const char* done) {
     if (!board) {
         throw Failure(
             kNoAnswer,
@@ -53,15 +53,13 @@ void Report(Session& session, const char* schema, const Target& target, const st
                 "{} has taken the order, but its beacon isn't heard; \"zulctl discover --watch\" goes on listening",
                 target.name));
     }
-    session.out.Emit(schema,
-                     {{"board", target.name},
-                      {"address", AddressText(board->at.address)},
-                      {"port", board->at.port},
-                      {"mac", board->beacon.mac}},
+    body.update({{"address", AddressText(board->at.address)}, {"port", board->at.port}, {"mac", board->beacon.mac}});
+    session.out.Emit(schema, body,
                      [&] { return fmt::format("{} {} at {}\n", Escaped(target.name), done, EndpointText(board->at)); });
 }
 
-void Change(Session& session, const std::string& request) {
+/// \param address  where the board will be; nothing: where DHCP puts it
+void Change(Session& session, const std::string& request, std::optional<std::uint32_t> address) {
     const Target target = session.OneBoard(std::nullopt);
     Client client = session.Connect(target);
     RefuseDuringUpgrade(client);
@@ -76,7 +74,9 @@ void Change(Session& session, const std::string& request) {
     if (answers.starts_with("OK\r\nKO"))
         throw Failure(kRefused, target.name + " has stored the addresses, but can't put them to use");
     if (IsKo(answers)) throw Failure(kRefused, target.name + " refuses the addresses");
-    Report(session, "zulctl.network_change/1", target, Await(session, mac, true, kAddressPatience), "is now");
+    // A board may speak from its old address for a while.
+    Report(session, "zulctl.network_change/1", {{"board", target.name}}, target,
+           Await(session, {mac, address}, true, kAddressPatience), "is now");
 }
 
 void Reset(Session& session, bool wait) {
@@ -89,7 +89,8 @@ void Reset(Session& session, bool wait) {
                                 [&] { return Escaped(target.name) + " restarts\n"; });
     }
     // The request has quieted the board's beacon: the next one is that of its start.
-    Report(session, "zulctl.reset/1", target, Await(session, mac, false, kRestartPatience), "has restarted");
+    Report(session, "zulctl.reset/1", {{"board", target.name}, {"waited", true}}, target,
+           Await(session, {mac, std::nullopt}, false, kRestartPatience), "has restarted");
 }
 
 }  // namespace
@@ -110,9 +111,10 @@ void AddNetworkCommand(CLI::App& app, Session& session) {
     command->callback([&session, dhcp, fixed, choice] {
         session.run = [&session, dhcp, fixed, choice] {
             if (dhcp->parsed())
-                Change(session, "DHCP1");
+                Change(session, "DHCP1", std::nullopt);
             else if (fixed->parsed())
-                Change(session, FixedAddressText(choice->address, choice->gateway, choice->netmask));
+                Change(session, FixedAddressText(choice->address, choice->gateway, choice->netmask),
+                       ParseAddress(choice->address));
             else
                 Show(session);
         };
