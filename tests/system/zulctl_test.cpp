@@ -98,6 +98,7 @@ TEST(Zulctl, EndsWithTheCodeThatTellsWhy) {
         {"--timeout 0.2 --board 10.0.0.1:5000 doctor --for 1s", 3, "no board answers"},
         {"--timeout 0.2 -b 10.0.0.77 -b 10.0.0.78 status", 3, "none of these boards answers"},
         {"--timeout 0.2 doctor --for 1s", 3, "no board is heard, though all were asked"},
+        {"completion bash >/dev/full", 2, "standard output can't be written"},
     };
     for (const auto& row : rows) EXPECT_TRUE(Says(row.arguments, row.code, row.words));
 }

@@ -11,6 +11,7 @@
 
 #include "endpoint.h"
 #include "escape.h"
+#include "failure.h"
 
 namespace zulctl {
 
@@ -91,6 +92,10 @@ void Output::Detail(const std::string& line) {
 }
 
 void Output::Error(const std::string& line) { Line("zulctl: " + Styled(line, Style::kBad, mErrIsTerminal && mColour)); }
+
+void Output::CheckWritten() const {
+    if (std::ferror(stdout) != 0) throw Failure(kUsage, "standard output can't be written");
+}
 
 void Output::Warning(const std::string& line) {
     if (!quiet) Line("zulctl: " + Styled(line, Style::kWarn, mErrIsTerminal && mColour));

@@ -35,6 +35,8 @@ class Output {
     /// As Say, with -v only.
     void Detail(const std::string& line);
     void Error(const std::string& line);
+    /// Throws Failure where something that was printed didn't get out, as into a full disk.
+    void CheckWritten() const;
     void Warning(const std::string& line);
     /// A line that the next one replaces; on a terminal only. An empty text takes it away.
     void Progress(const std::string& line);

@@ -53,6 +53,7 @@ int Run(CLI::App& app, Session& session, int argc, char** argv) {
         app.parse(argc, argv);
         session.Prepare();
         session.run();
+        session.out.CheckWritten();
         return session.SomeAreMissing() ? zulctl::kPartly : zulctl::kDone;
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);
