@@ -80,6 +80,12 @@ TEST(Zulctl, BringsABoardToItsPlanAndExportsWhatItSends) {
     EXPECT_NE(board.Ask("STATUS").find(" 1 1 239.1.1.1:5000 0:1:ff:[0001] "), std::string::npos);
     EXPECT_TRUE(Says("-b 10.0.0.1:5000 -b 10.0.0.77 --timeout 5 status", 4, "10.0.0.77 doesn't say"))
         << "the other is served";
+    std::ofstream("/mnt/names.toml")
+        << "[boards.attic]\naddress = \"10.0.0.1\"\n[boards.cellar]\naddress = \"10.0.0.77\"\n";
+    const std::string named = "--config /mnt/names.toml ";
+    EXPECT_TRUE(Says(named + "status", 4, "attic  transmitter  10.0.0.1:5000")) << "names without a role do";
+    EXPECT_TRUE(Says(named + "status", 4, "cellar doesn't say")) << "and who is silent isn't forgotten";
+    EXPECT_TRUE(Says(named + "channels", 0, "THREE")) << "the only transmitter";
     EXPECT_TRUE(Says(at + "doctor --for 1s", 0, "scan, guide and language messages of 10.0.0.1 come here"));
     EXPECT_TRUE(Says(at + "doctor --for 1s --json", 0, "\"messages_come_here\": true"));
 }
@@ -98,6 +104,7 @@ TEST(Zulctl, EndsWithTheCodeThatTellsWhy) {
         {"--timeout 0.2 --board 10.0.0.1:5000 doctor --for 1s", 3, "no board answers"},
         {"--timeout 0.2 -b 10.0.0.77 -b 10.0.0.78 status", 3, "none of these boards answers"},
         {"--timeout 0.2 doctor --for 1s", 3, "no board is heard, though all were asked"},
+        {"--timeout 0.2 -b 10.0.0.77:6000 -b 10.0.0.77:6001 doctor --for 1s", 3, "10.0.0.77:6000 doesn't say"},
         {"completion bash >/dev/full", 2, "standard output can't be written"},
     };
     for (const auto& row : rows) EXPECT_TRUE(Says(row.arguments, row.code, row.words));

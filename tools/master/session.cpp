@@ -23,6 +23,10 @@ std::string Listed(const std::vector<Target>& targets) {
     return list;
 }
 
+Failure Roleless(const std::string& board) {
+    return {kNoAnswer, fmt::format("{} doesn't say whether it is a transmitter or a receiver", board)};
+}
+
 }  // namespace
 
 std::chrono::milliseconds ParseSpan(const std::string& text) {
@@ -100,17 +104,17 @@ DiscoverOptions Session::Discovery() const {
     return options;
 }
 
-std::vector<Target> Session::Heard(std::optional<Role> role) {
+std::vector<Target> Session::Heard() {
     std::vector<Target> targets;
     for (const FoundBoard& board : DiscoverAll(Discovery())) {
-        if (!board.beacon.role || (role && board.beacon.role != role)) continue;
+        if (!board.beacon.role) continue;
         const std::string name = mConfig.NameOf(board.at, board.beacon.role);
         targets.push_back({name.empty() ? AddressText(board.at.address) : name, board.at, *board.beacon.role});
     }
     return targets;
 }
 
-std::vector<Target> Session::Resolve(const std::string& text, std::optional<Role> wanted) {
+NamedBoard Session::Meant(const std::string& text) const {
     NamedBoard board{text, 0, 0, std::nullopt};
     if (const NamedBoard* named = mConfig.Find(text)) {
         board = *named;
@@ -123,6 +127,11 @@ std::vector<Target> Session::Resolve(const std::string& text, std::optional<Role
     }
     if (board.port == kTransmitterPort) board.role = Role::kTransmitter;
     if (board.port == kReceiverPort) board.role = Role::kReceiver;
+    return board;
+}
+
+std::vector<Target> Session::Resolve(const std::string& text, std::optional<Role> wanted) {
+    const NamedBoard board = Meant(text);
     if (wanted && board.role && board.role != wanted) {
         throw Failure(kUsage,
                       fmt::format("{} is a {}, and this is for a {}", text, RoleName(*board.role), RoleName(*wanted)));
@@ -148,48 +157,63 @@ std::vector<Target> Session::Resolve(const std::string& text, std::optional<Role
         }
         return found.size() < most;
     });
-    if (found.empty())
-        throw Failure(kNoAnswer, fmt::format("{} doesn't say whether it is a transmitter or a receiver", text));
+    if (found.empty()) throw Roleless(text);
     return found;
 }
 
-std::vector<Target> Session::Boards(std::optional<Role> role) {
+std::vector<Target> Session::Find(std::optional<Role> role, std::vector<Failure>& missing) {
     std::vector<Target> targets;
     const auto add = [&](const Target& target) {
         const bool known =
             std::any_of(targets.begin(), targets.end(), [&](const Target& other) { return other.at == target.at; });
         if (!known) targets.push_back(target);
     };
-    for (const std::string& text : mBoards) {
+    const auto addNamed = [&](const std::string& text) {
         try {
             for (const Target& target : Resolve(text, role)) add(target);
         } catch (const Failure& failure) {
-            // The others are served all the same.
-            if (failure.code != kNoAnswer || mBoards.size() == 1) throw;
-            out.Error(failure.what());
-            mSomeAreMissing = true;
+            if (failure.code != kNoAnswer) throw;
+            missing.push_back(failure);
         }
-    }
-    if (!mBoards.empty() && !mAll) {
-        if (targets.empty()) throw Failure(kNoAnswer, "none of these boards answers");
-        return targets;
-    }
-    if (mAll || mConfig.boards.empty()) {
-        for (const Target& target : Heard(role)) add(target);
+    };
+    for (const std::string& text : mBoards) addNamed(text);
+    if (!mBoards.empty() && !mAll) return targets;
+
+    const auto isRoleless = [](const NamedBoard& board) { return !board.role && board.port == 0; };
+    const bool all = mAll || mConfig.boards.empty();
+    const bool listen = all || std::any_of(mConfig.boards.begin(), mConfig.boards.end(), isRoleless);
+    const std::vector<Target> heard = listen ? Heard() : std::vector<Target>();
+    for (const Target& target : heard) {
+        const bool isWanted = all || !mConfig.NameOf(target.at, target.role).empty();
+        if (isWanted && (!role || target.role == role)) add(target);
     }
     for (const NamedBoard& board : mConfig.boards) {
-        if (role && board.role && board.role != role) continue;
-        if (board.role || board.port != 0) {
-            for (const Target& target : Resolve(board.name, role)) add(target);
+        const auto isThere = [&](const Target& target) { return target.at.address == board.address; };
+        if (!isRoleless(board)) {
+            if (!role || !board.role || board.role == role) addNamed(board.name);
+        } else if (std::none_of(heard.begin(), heard.end(), isThere)) {
+            missing.push_back(Roleless(board.name));
         }
     }
-    if (targets.empty()) throw Failure(kNoAnswer, "no board is heard; name one with --board");
+    if (targets.empty() && missing.empty()) throw Failure(kNoAnswer, "no board is heard; name one with --board");
+    return targets;
+}
+
+std::vector<Target> Session::Boards(std::optional<Role> role) {
+    std::vector<Failure> missing;
+    std::vector<Target> targets = Find(role, missing);
+    if (targets.empty() && missing.size() == 1) throw missing.front();
+    for (const Failure& failure : missing) out.Error(failure.what());  // the others are served all the same
+    if (targets.empty()) throw Failure(kNoAnswer, "none of these boards answers");
+    mSomeAreMissing = !missing.empty();
     return targets;
 }
 
 Target Session::OneBoard(std::optional<Role> role) {
     if (mAll || mBoards.size() > 1) throw Failure(kUsage, "this is for one board");
-    const std::vector<Target> targets = Boards(role);
+    std::vector<Failure> missing;
+    const std::vector<Target> targets = Find(role, missing);
+    if (targets.empty()) throw missing.front();
     if (targets.size() == 1) return targets.front();
     const bool sameAddress = std::all_of(targets.begin(), targets.end(), [&](const Target& target) {
         return target.at.address == targets.front().at.address;

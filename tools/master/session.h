@@ -40,6 +40,9 @@ class Session {
     Target Named(const std::string& board, std::optional<Role> role) { return Resolve(board, role).front(); }
     /// \return the boards meant by every --board, or with --all all that are known or heard
     std::vector<Target> Boards(std::optional<Role> role);
+    /// \return what is known of a board by its name or address alone; port and role may be missing. Throws
+    /// Failure(kUsage)
+    NamedBoard Meant(const std::string& board) const;
     /// \return whether Boards left some out that were asked for, because they don't even tell their role
     bool SomeAreMissing() const { return mSomeAreMissing; }
     /// \return every --board, as given
@@ -60,7 +63,9 @@ class Session {
 
  private:
     std::vector<Target> Resolve(const std::string& board, std::optional<Role> role);
-    std::vector<Target> Heard(std::optional<Role> role);
+    std::vector<Target> Heard();
+    /// \param missing  receives those that don't even tell their role
+    std::vector<Target> Find(std::optional<Role> role, std::vector<Failure>& missing);
 
     std::vector<std::string> mBoards;
     bool mAll = false;

@@ -26,27 +26,24 @@ constexpr auto kReplyPatience = 1500ms;
 /// Named boards, those asked for and those heard; each once.
 std::vector<BoardHealth> FindBoards(Session& session) {
     std::map<Endpoint, BoardHealth> boards;
-    for (const std::string& text : session.Chosen()) {
+    std::vector<std::string> wanted = session.Chosen();
+    const bool all = wanted.empty();
+    if (all) {
+        for (const NamedBoard& board : session.Names().boards) wanted.push_back(board.name);
+    }
+    for (const std::string& text : wanted) {
         try {
             const Target target = session.Named(text, std::nullopt);
             boards[target.at] = {target.name, target.at, {}, {}, "", ""};
         } catch (const Failure& failure) {
             if (failure.code != kNoAnswer) throw;
-            const Endpoint at{ParseAddress(text).value_or(0), 0};
+            const NamedBoard board = session.Meant(text);
+            const Endpoint at{board.address, board.port};
             boards[at] = {text, at, {}, {}, failure.what(), ""};
         }
     }
-    DiscoverOptions options = session.Discovery();
-    const bool all = boards.empty();
-    for (const Endpoint& at : options.known) {
-        const NamedBoard* named = nullptr;
-        for (const NamedBoard& board : session.Names().boards) {
-            if (board.address == at.address && (board.role || board.port != 0)) named = &board;
-        }
-        if (all && named != nullptr) boards[at] = {named->name, at, {}, {}, "", ""};
-    }
     session.out.Progress("listening for beacons...");
-    Discover(options, [&](const FoundBoard& heard) {
+    Discover(session.Discovery(), [&](const FoundBoard& heard) {
         auto found = boards.find(heard.at);
         if (found == boards.end()) {
             if (!all || !heard.beacon.role) return true;
