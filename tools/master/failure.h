@@ -1,6 +1,8 @@
 /// How a command ends when it can't do what was asked: one exception with the exit code and a line for people.
 #pragma once
 
+#include <fmt/format.h>
+
 #include <stdexcept>
 #include <string>
 
@@ -20,5 +22,12 @@ struct Failure : std::runtime_error {
     Failure(ExitCode exitCode, const std::string& text) : std::runtime_error(text), code(exitCode) {}
     ExitCode code;
 };
+
+/// Throws where some boards didn't do what they should: kPartly, or `noneDid` where that goes for all of them.
+/// \param what  as in "don't answer"
+inline void FailWhereSome(std::size_t failed, std::size_t all, ExitCode noneDid, const char* what) {
+    if (failed > 0)
+        throw Failure(failed < all ? kPartly : noneDid, fmt::format("{} of {} boards {}", failed, all, what));
+}
 
 }  // namespace zulctl

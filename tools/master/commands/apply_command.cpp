@@ -200,8 +200,7 @@ void RunApply(Session& session, const ApplyChoice& choice) {
                      [&] { return Summary(changes, done, choice.dryRun) + "\n"; });
     if (worst == nullptr) return;
     if (boards.size() == 1) throw *worst;
-    throw Failure(failed < boards.size() ? kPartly : worst->code,
-                  fmt::format("{} of {} boards aren't as planned", failed, boards.size()));
+    FailWhereSome(failed, boards.size(), worst->code, "aren't as planned");
 }
 
 }  // namespace

@@ -119,7 +119,7 @@ void Conclude(const std::vector<Diagnosis>& findings, const std::vector<BoardHea
     const auto faults = std::count_if(findings.begin(), findings.end(),
                                       [](const Diagnosis& item) { return item.level == Diagnosis::Level::kFault; });
     if (silent == boards.size()) throw Failure(kNoAnswer, boards.empty() ? "no board is heard" : "no board answers");
-    if (silent > 0) throw Failure(kPartly, fmt::format("{} of {} boards don't answer", silent, boards.size()));
+    FailWhereSome(silent, boards.size(), kNoAnswer, "don't answer");
     if (faults > 0) throw Failure(kRefused, fmt::format("{} fault{}", faults, faults == 1 ? "" : "s"));
 }
 

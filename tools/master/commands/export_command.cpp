@@ -111,8 +111,7 @@ void RunExport(Session& session, const ExportChoice& choice) {
     else
         WriteFile(choice.file, text());
     Summarise(session, lineup, choice);
-    if (!failures.empty())
-        throw Failure(kPartly, fmt::format("{} of {} boards are missing in it", failures.size(), targets.size()));
+    FailWhereSome(failures.size(), targets.size(), kPartly, "are missing in it");
 }
 
 }  // namespace

@@ -60,9 +60,7 @@ void RunLog(Session& session, const LogChoice& choice) {
     };
     for (std::size_t n = 0; n < boards.size(); ++n) drain(n);
     while (const auto ready = WaitForAny(sockets, deadline)) drain(*ready);
-    if (missing)
-        throw Failure(kPartly,
-                      fmt::format("{} of {} boards were missing", wanted.size() - boards.size(), wanted.size()));
+    FailWhereSome(wanted.size() - boards.size(), wanted.size(), kPartly, "were missing");
 }
 
 }  // namespace

@@ -114,10 +114,7 @@ void RunStatus(Session& session) {
     }
     if (silent == answers.size() && answers.size() == 1) throw Failure(answers.front().code, answers.front().error);
     session.out.Emit("zulctl.status/1", {{"boards", list}}, [&] { return People(session.out, answers); });
-    if (silent > 0) {
-        throw Failure(silent == answers.size() ? kNoAnswer : kPartly,
-                      fmt::format("{} of {} boards don't tell their status", silent, answers.size()));
-    }
+    FailWhereSome(silent, answers.size(), kNoAnswer, "don't tell their status");
 }
 
 }  // namespace
