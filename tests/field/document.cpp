@@ -80,20 +80,6 @@ class Untrue : public std::runtime_error {
 
 // --- requests ---
 
-std::string Unescaped(const std::string& text) {
-    std::string bytes;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        if (text[at] != '\\' || at + 1 == text.size()) {
-            bytes += text[at];
-            continue;
-        }
-        const char kind = text[++at];
-        bytes += kind == 'x' ? zulctl::FromHex(text.substr(at + 1, 2)) : kind == 'r' ? "\r" : "\n";
-        if (kind == 'x') at += 2;
-    }
-    return bytes;
-}
-
 /// A board and the master that the document tells of.
 class Board {
  public:
@@ -107,7 +93,7 @@ class Board {
             Lines told;
             for (++at; at < block.lines.size() && block.lines[at].starts_with("< "); ++at)
                 told.push_back(block.lines[at].substr(2));
-            Lines here = Ask(Unescaped(request.substr(2)), told.size());
+            Lines here = Ask(zulctl::Unescaped(request.substr(2)), told.size());
             std::sort(told.begin(), told.end());  // messages come when they come
             std::sort(here.begin(), here.end());
             if (told != here) throw Untrue(line, request.substr(2), told, here);

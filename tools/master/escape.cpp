@@ -90,6 +90,24 @@ std::string Escaped(std::string_view bytes) {
     return text;
 }
 
+std::string Unescaped(std::string_view text) {
+    std::string bytes;
+    for (std::size_t n = 0; n < text.size(); ++n) {
+        if (text[n] != '\\' || n + 1 == text.size()) {
+            bytes += text[n];
+            continue;
+        }
+        const char kind = text[++n];
+        if (kind == 'x' && n + 2 < text.size()) {
+            bytes += FromHex(text.substr(n + 1, 2));
+            n += 2;
+        } else {
+            bytes += kind == 'r' ? '\r' : kind == 'n' ? '\n' : kind == 't' ? '\t' : kind;
+        }
+    }
+    return bytes;
+}
+
 std::size_t DisplayWidth(std::string_view text) {
     std::size_t width = 0;
     while (!text.empty()) width += static_cast<std::size_t>(CharacterWidth(TakeUtf8(text)));

@@ -11,6 +11,9 @@ namespace zulctl {
 /// DEL, C1), bidirectional overrides, line separators and bytes that aren't UTF-8 become \r, \n, \t, \xNN or \u{NNNN}.
 std::string Escaped(std::string_view bytes);
 
+/// Turns \r, \n, \t, \\ and \xNN into the bytes that they stand for.
+std::string Unescaped(std::string_view text);
+
 /// \return the columns that escaped UTF-8 text takes on a terminal
 std::size_t DisplayWidth(std::string_view text);
 /// Cuts escaped text to at most `columns`, the last of which then shows an ellipsis.

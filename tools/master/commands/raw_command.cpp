@@ -16,25 +16,6 @@ struct RawChoice {
     std::string listen;
 };
 
-/// Turns \r, \n, \t, \\ and \xNN in an argument into the bytes they stand for.
-std::string Unescaped(const std::string& text) {
-    std::string bytes;
-    for (std::size_t n = 0; n < text.size(); ++n) {
-        if (text[n] != '\\' || n + 1 == text.size()) {
-            bytes += text[n];
-            continue;
-        }
-        const char kind = text[++n];
-        if (kind == 'x' && n + 2 < text.size()) {
-            bytes += FromHex(text.substr(n + 1, 2));
-            n += 2;
-        } else {
-            bytes += kind == 'r' ? '\r' : kind == 'n' ? '\n' : kind == 't' ? '\t' : kind;
-        }
-    }
-    return bytes;
-}
-
 struct RawAnswer {
     std::string bytes;
     bool forwarded;
