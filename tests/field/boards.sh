@@ -35,12 +35,13 @@ await() {
     done
 }
 
-# power_up NUMBER ROLE ARGUMENT...: a board of the network on a clock of $speed, with its lines in NUMBER.log.
+# power_up NUMBER ROLE ARGUMENT...: a board of the network on a clock of $speed, with its lines in NUMBER.log and its orders
+# from $console, where that is set.
 power_up() {
     local number=$1 role=$2
     shift 2
     ZUL_FAST_CLOCK=${speed:-20} on "$number" zul-board --role "$role" --module "${module:-$build/tests/libzul_fast.so}" \
-        --speed "${speed:-20}" --module-log /dev/null "$@" >"$number.log" 2>&1 </dev/null &
+        --speed "${speed:-20}" --module-log /dev/null "$@" >"$number.log" 2>&1 <"${console:-/dev/null}" &
     boards+=($!)
 }
 
