@@ -1,6 +1,8 @@
 // Playlists: extended M3U as players of television over IP read it.
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "channels.h"
 #include "lineup.h"
 
@@ -25,11 +27,17 @@ std::string Quoted(const std::string& text) {
     return '"' + quoted + '"';
 }
 
+/// Some players take the first comma of the line for the end of its attributes, between quotes too.
+std::string Attribute(std::string text) {
+    std::replace(text.begin(), text.end(), ',', ' ');
+    return Quoted(text);
+}
+
 std::string EntryText(const LineupEntry& entry, Player player) {
     const std::string name = CallName(entry.channel);
-    std::string text = fmt::format("#EXTINF:-1 tvg-id={} tvg-name={}", Quoted(entry.Id()), Quoted(name));
+    std::string text = fmt::format("#EXTINF:-1 tvg-id={} tvg-name={}", Quoted(entry.Id()), Attribute(name));
     if (entry.channel.number != 0) text += fmt::format(" tvg-chno={}", Quoted(entry.channel.NumberText()));
-    text += fmt::format(" group-title={}", Quoted(entry.board));
+    text += fmt::format(" group-title={}", Attribute(entry.board));
     if (entry.channel.videoType == 0) text += " radio=\"true\"";
     text += "," + OneLine(name) + "\n";
     const std::string at = EndpointText(*entry.stream);
