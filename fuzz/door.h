@@ -99,6 +99,7 @@ void Browser(Input&, unsigned);
 void Keys(Input&, unsigned);
 void Results(Input&, unsigned);
 void Startup(Input&, unsigned);
+void Replies(Input&, unsigned);
 // clang-format on
 
 }  // namespace fuzz

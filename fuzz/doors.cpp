@@ -31,6 +31,7 @@ constexpr Door kDoors[] = {
     {"keys",       Keys,       200},
     {"results",    Results,    2000},
     {"startup",    Startup,    1200,   nullptr,       PrintKeywords},
+    {"replies",    Replies,    6000},
 };
 // clang-format on
 

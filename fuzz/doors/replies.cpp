@@ -1,0 +1,60 @@
+// What boards answer and stream, as zulctl takes it: every parser of replies, and the judge of streams.
+#include "door.h"
+
+#ifdef ZUL_MASTER
+#include "beacon.h"
+#include "board_messages.h"
+#include "escape.h"
+#include "guide_reply.h"
+#include "language_list.h"
+#include "scal_report.h"
+#include "status.h"
+#include "stream_probe.h"
+
+namespace {
+
+using namespace zulctl;
+
+void PromiseShown(const std::string& text) {
+    for (const char c : Escaped(text))
+        fuzz::Promise(static_cast<unsigned char>(c) >= 0x20 && c != 0x7F, "a terminal gets no control character");
+}
+
+void Parse(std::string_view reply) {
+    if (const auto beacon = ParseBeacon(reply)) PromiseShown(beacon->model);
+    if (const auto line = ParseLogLine(reply)) PromiseShown(line->text);
+    if (const auto guide = ParseGuideReply(reply)) {
+        for (const GuideEvent& event : guide->events) PromiseShown(event.title), PromiseShown(event.text);
+    }
+    for (const Channel& channel : ParseScalReport(reply).channels) {
+        PromiseShown(channel.name);
+        fuzz::Promise(channel.tunerChannel >= 0 && channel.tunerChannel <= kHighestChannel, "a channel of the tuner");
+    }
+    if (const auto status = ParseTransmitterStatus(reply)) {
+        for (const StreamStatus& stream : status->streams)
+            fuzz::Promise(stream.id >= 0 && stream.id < kStreamSlots, "a slot of a board");
+    }
+    ParseReceiverStatus(reply), ParseAddressSettings(reply), ParseVersion(reply), ParseBroadcastTime(reply);
+    ParseScanState(reply), ParseUpgradeState(reply), ParseResolution(reply), ParseScanStep(reply);
+    ParseKey(reply), ParseSerialByte(reply), ParseAudioLanguages(reply), ParseCaptionLanguages(reply);
+}
+
+}  // namespace
+
+/// \param flags  1: a stream, whose datagrams have a size that the next byte tells, in quarters of a packet; else a reply
+void fuzz::Replies(Input& input, unsigned flags) {
+    if ((flags & 1) == 0) {
+        const Block reply = input.Rest();
+        return Parse({reinterpret_cast<const char*>(reply.data()), reply.size()});
+    }
+    StreamProbe probe;
+    const std::size_t size = input.Byte() * kTsPacketSize / 4 + 1;
+    for (StreamProbe::Time now{}; !input.Empty(); now += std::chrono::milliseconds(10)) probe.Add(input.Take(size), now);
+    std::uint64_t packets = 0;
+    for (const auto& [pid, item] : probe.Report().pids) packets += item.packets, PromiseShown(probe.Report().PidPurpose(pid));
+    Promise(packets == probe.Report().packets, "each packet has a PID");
+    for (const Finding& finding : Judge(probe.Report())) PromiseShown(finding.text);
+}
+#else
+void fuzz::Replies(Input&, unsigned) {}
+#endif
