@@ -61,21 +61,24 @@ void Discover(const DiscoverOptions& options, const std::function<bool(const Fou
     Probe(probes, options, interfaces);
 
     const auto start = Clock::now();
-    bool repeated = !options.wake;
+    auto end = start + options.time;
+    bool repeated = !options.wake && options.known.empty();
     UdpSocket* const sockets[] = {&beacons, &probes};
-    while (!Interrupted() && Clock::now() < start + options.time) {
+    while (!Interrupted() && Clock::now() < end) {
         // One lost datagram must not hide a board: ask a second time half a second later.
         const auto second =
             start + std::min<std::chrono::milliseconds>(options.time / 3, std::chrono::milliseconds(500));
-        const auto ready = WaitForAny(sockets, repeated ? start + options.time : second);
+        const auto ready = WaitForAny(sockets, repeated ? end : std::min(second, end));
         if (!ready) {
-            if (!repeated) Wake(probes, interfaces), Probe(probes, options, interfaces);
+            if (!repeated && options.wake) Wake(probes, interfaces);
+            if (!repeated) Probe(probes, options, interfaces);
             repeated = true;
             continue;
         }
         const auto datagram = sockets[*ready]->Take();
         const auto board = datagram ? Recognise(*datagram, *ready == 1) : std::nullopt;
         if (board && !heard(*board)) return;
+        if (board && board->probed && options.grace) end = std::min(end, Clock::now() + *options.grace);
     }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include "beacon.h"
@@ -23,8 +24,9 @@ struct DiscoverOptions {
     std::string interfaceName;    ///< empty: all of them
     std::vector<Endpoint> known;  ///< asked directly as well
     bool broadcast = false;  ///< asks every address of the networks at hand; counts as a command on each board there
-    std::chrono::milliseconds time{1500};
-    bool wake = true;  ///< sends the restart request
+    std::chrono::milliseconds time{1400};            ///< so that a command that finds boards is done within 1.5 s
+    std::optional<std::chrono::milliseconds> grace;  ///< ends it so long after the first answer to a probe
+    bool wake = true;                                ///< sends the restart request
 };
 
 /// Listens for the time and passes on each board when it is heard, again at each new beacon.

@@ -10,6 +10,9 @@ namespace zulctl {
 
 namespace {
 
+/// One address mostly has one board; where it has another one too, that was asked in the same moment.
+constexpr std::chrono::milliseconds kOtherRole{250};
+
 /// The roles whose ports a board of unknown role is asked at.
 std::vector<Role> Candidates(std::optional<Role> role) {
     if (role) return {*role};
@@ -143,6 +146,7 @@ std::vector<Target> Session::Resolve(const std::string& text, std::optional<Role
     DiscoverOptions ask = Discovery();
     ask.known.clear();
     ask.wake = false;
+    ask.grace = kOtherRole;
     if (board.port != 0) ask.known = {{board.address, board.port}};
     for (const Role candidate : Candidates(std::nullopt)) {
         if (board.port == 0) ask.known.push_back({board.address, CommandPort(candidate)});
