@@ -9,7 +9,7 @@
 #include "udpcom.h"
 
 /// Collects the packets that the filter routes to it and sends a datagram when `mPacketSize` bytes wait. The datagrams that one
-/// host buffer completes leave together, which costs a third of sending each by itself, and from the host's buffer, without a
+/// host buffer completes leave together, which costs less than half of sending each by itself, and from the host's buffer, without a
 /// copy of ours: only what the next buffer completes is kept in the streamer's own.
 /// All operations but the plain accessors run under the filter's lock.
 class Streamer {

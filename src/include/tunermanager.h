@@ -173,7 +173,7 @@ class TunerManager {
                          std::uint8_t unicode_mode) EXCLUDES(mMutex);
 
     /// State of all that decides what filing an EIT or ETT leaves in the store: while it stays, filing the same again changes
-    /// nothing. \return never 0
+    /// nothing.
     std::uint32_t GuideChanges() const { return mGuideChanges.load(std::memory_order_relaxed); }
 
     // Scan results
@@ -217,7 +217,7 @@ class TunerManager {
     ProgramList& CurrentList() REQUIRES(mMutex);
     const ScalProgramDesc* NextOfReport() REQUIRES(mMutex);
     ScalProgramDesc* FindSource(std::uint16_t sourceId) REQUIRES(mMutex);
-    void CountGuideChange() REQUIRES(mMutex) { mGuideChanges.fetch_add(2, std::memory_order_relaxed); }
+    void CountGuideChange() REQUIRES(mMutex) { mGuideChanges.fetch_add(1, std::memory_order_relaxed); }
     Event* GetEvent(ScalProgramDesc& program, std::uint32_t textLen, std::uint16_t eventId) REQUIRES(mMutex);
     bool SetEventText(ScalProgramDesc& program, std::uint16_t eventId, const char* text, std::uint32_t length,
                       std::uint8_t unicode_mode) REQUIRES(mMutex);
@@ -247,7 +247,7 @@ class TunerManager {
     int mScalChannel GUARDED_BY(mMutex) = 0;  ///< where the SCAL report stands
     ProgramList::iterator mScalIt GUARDED_BY(mMutex);
     std::uint32_t mEmptied GUARDED_BY(mMutex) = 0;  ///< how often; while it stays, no programme or event goes away
-    std::atomic<std::uint32_t> mGuideChanges{1};       ///< odd for ever; changes under mMutex
+    std::atomic<std::uint32_t> mGuideChanges{1};       ///< counted under mMutex
     ProgramList::iterator mChannelStartIt GUARDED_BY(mMutex);
     ProgramList::iterator mChannelEndIt GUARDED_BY(mMutex);
     std::atomic<ScanStateEnum> mScanState{eScanIdle};

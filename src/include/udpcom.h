@@ -81,11 +81,11 @@ class UdpSender {
     struct Datagram {
         iovec* pieces;
         int count;  ///< pieces, at least one
-        int size;   ///< bytes of all pieces
+        int size;   ///< bytes of all pieces, at least one
     };
 
-    /// Sends datagrams by one system call, where the system has such a call; those of equal size that follow each other, and whose
-    /// pieces do, pass through its network stack as one, where it can.
+    /// Sends datagrams by one system call, where the system has such a call; those of equal size whose pieces follow each
+    /// other in one array pass through its network stack as one, where it can.
     /// \param count  of the datagrams, at least one
     /// \return datagrams sent, in order from the first; or a negative number with a line on standard error when the first
     ///         couldn't be sent
@@ -93,14 +93,17 @@ class UdpSender {
 
    private:
     int Sent(ssize_t result);
+    int SendBatch(const Datagram* datagrams, int count);
     int SendMessages(const Datagram* datagrams, int count);
-    bool SystemCutsMessages() const;
+    bool KernelCuts() const;
+    void ForbidFragments(bool forbid);
 
     char serverIp[16] = "";
     std::uint16_t port = 0;
     int s = 0;  ///< 0: no socket
     int slen = sizeof(sockaddr_in);
-    bool mCutsMessages = false;  ///< a message of several datagrams may be left to the system to cut apart
+    bool mCuts = false;              ///< a message of several datagrams may be left to the kernel to cut
+    bool mForbidsFragments = false;  ///< the socket sends with "don't fragment"
     sockaddr_in siOther{};
 };
 
@@ -144,8 +147,8 @@ inline bool LogIsWanted() {
 /// Behind `PANIC`: reports on standard error and on the log channel, and goes on.
 [[gnu::format(printf, 4, 5)]] void PanicLine(int error, const char* file, int line, const char* format, ...);
 
-/// \return how many failures were reported since the start
-unsigned PanicCount();
+/// Counts what is reported whatever the log's level, or would be at another: `PANIC` and `LOG_SOMETIMES`.
+extern std::atomic<unsigned> report_count;
 
 /// Logs a line by `global_debug_flag`; its arguments are evaluated only when it goes somewhere.
 #define LOG(...)                              \
@@ -160,5 +163,6 @@ unsigned PanicCount();
 #define LOG_SOMETIMES(interval, ...)                                                              \
     do {                                                                                          \
         static std::atomic<unsigned> logCount{0};                                                 \
+        report_count.fetch_add(1, std::memory_order_relaxed);                                     \
         if (logCount.fetch_add(1, std::memory_order_relaxed) % (interval) == 0) LOG(__VA_ARGS__); \
     } while (false)

@@ -1,6 +1,8 @@
 // From MGT, VCT, STT, EIT and ETT sections to PID rows, store and clock.
 #include <map>
 #include <random>
+#include <regex>
+#include <tuple>
 
 #include "broadcasttime.h"
 #include "filter/filter_fixture.h"
@@ -304,32 +306,45 @@ class Hearer : public AnalysersTest {
     ~Hearer() override { TearDown(); }
     void TestBody() override {}
 
-    /// \return what it reported
-    std::string Hear(const Blob& section) {
+    /// \return what it reported and logged, but for addresses and line numbers
+    std::string Hear(const Blob& section, int level) {
         if (mForgets) ForgetFiledSections();
         testing::internal::CaptureStderr();
+        testing::internal::CaptureStdout();
+        global_debug_flag = level;
         FeedProved(SectionPackets(kGuidePid, mContinuity[kGuidePid], section));
-        return testing::internal::GetCapturedStderr();
+        global_debug_flag = 0;
+        const std::string lines = testing::internal::GetCapturedStderr() + testing::internal::GetCapturedStdout();
+        return std::regex_replace(lines, std::regex("SetExtendedText at [0-9a-f]+"), "");
     }
 
-    void Tune(int channel) { mTuner.TuneToChannel(channel); }
-    void Add(std::uint16_t program) { mTuner.AddProgramToScanResults(0x55, program); }
-    void Name(std::uint16_t program, std::uint16_t source) {
-        mTuner.SetPsipInfoForProgram(0x55, program, "\0A\0B\0C\0D\0E\0F\0G\0", 7, 1, 4, 1, 2, source);
+    /// Something else than a section, by number: the store is emptied, or a channel, a programme or a name comes. Others do nothing.
+    void Change(unsigned number) {
+        if (number == 0) LoadTheStoreAnew();
+        if (number == 1 || number == 2) mTuner.TuneToChannel(static_cast<int>(number));
+        if (number == 3 || number == 4) mTuner.AddProgramToScanResults(0x55, 3);
+        if (number == 4) mTuner.AddProgramToScanResults(0x55, 4);
+        for (const auto& [when, program, source] : {std::tuple{5u, 3, kSource}, {6u, 4, kSource}, {7u, 3, kOther}, {8u, 4, kOther}}) {
+            if (number != when) continue;
+            mTuner.SetPsipInfoForProgram(0x55, static_cast<std::uint16_t>(program), "\0A\0B\0C\0D\0E\0F\0G\0", 7, 1, 4, 1, 2,
+                                         source);
+        }
     }
 
     std::string Store() {
         std::string store;
-        const auto add = [&store](std::uint32_t number) { store += std::to_string(number) + ' '; };
-        for (int channel = 0; channel < 4; ++channel) {
+        const auto add = [&store](std::initializer_list<std::uint32_t> numbers) {
+            for (const std::uint32_t number : numbers) store += std::to_string(number) + ' ';
+        };
+        for (int channel = 0; channel < 3; ++channel) {
             for (ScalProgramDesc& program : *mTuner.GetScalProgramDesc(channel)) {
-                add(program.programId);
+                add({program.programId, program.channelLongNameSize, program.unicodeModeForLongName});
                 if (program.channelLongName) store += program.channelLongName.get();
                 for (const Event* event = program.mEvents.begin(0); event != nullptr; event = program.mEvents.next(0)) {
-                    for (const std::uint32_t number : {event->eventId, event->sourceId, event->channelId, event->startTime}) add(number);
-                    for (const unsigned number : {event->unicodeModeForTitleShort, event->unicodeModeForLongInfo}) add(number);
+                    add({event->eventId, event->sourceId, event->channelId, event->startTime, event->duration, event->longInfoSize,
+                         event->unicodeModeForTitleShort, event->unicodeModeForLongInfo, event->eitWasSet, event->ettWasSet});
                     store.append(event->titleShort, event->titleLen);
-                    if (event->pLongInfo) store += event->pLongInfo.get();
+                    if (event->pLongInfo) store.append(event->pLongInfo.get(), event->longInfoSize + 4);
                 }
                 store += '\n';
             }
@@ -338,15 +353,23 @@ class Hearer : public AnalysersTest {
     }
 
  private:
+    /// A scan that stops at once empties the store.
+    void LoadTheStoreAnew() {
+        mTuner.ScanOneChannel(159);
+        mTuner.DoScan();
+        mFilter.FilterActive(true);
+        Row(kGuidePid).type = ePidEit;
+    }
+
     const bool mForgets;
 };
 
 }  // namespace
 
-TEST(RepeatedSections, LeaveTheStoreAsIfEachWereFiled) {
+TEST(RepeatedSections, LeaveTheStoreAndTheLogAsIfEachWereFiled) {
     const Blob none;
     std::vector<Blob> sections;
-    for (const std::uint16_t source : {kSource, kOther}) {
+    for (const std::uint16_t source : {std::uint16_t{0}, kSource, kOther}) {  // 0: of programmes without a name
         for (const char* title : {"News", "Sports"}) {
             sections.push_back(Eit(source, {EitEvent(1, 1000, 60, Plain(title)), EitEvent(2, 2000, 60, none)}));
             sections.push_back(Ett(source, 1 << 2, Plain(title)));
@@ -354,18 +377,19 @@ TEST(RepeatedSections, LeaveTheStoreAsIfEachWereFiled) {
         sections.push_back(Eit(source, {EitEvent(1, 3000, 60, Plain("News"))}));
         sections.push_back(Eit(source, {EitEvent(3, 1000, 60, Plain(std::string(130, 'x')))}));  // reported each time
         sections.push_back(Ett(source, 0, Plain("Channel")));
+        sections.push_back(Flipped(sections[sections.size() - 3], 1, 0x40));  // logged each time
     }
     Hearer plain(false), forgetful(true);
     std::mt19937 random;  // NOLINT: the same row in every run
-    for (int step = 0; step < 2000; ++step) {
-        const auto number = static_cast<std::uint16_t>(random() % 64);
-        for (Hearer* hearer : {&plain, &forgetful}) {
-            if (number < 2) hearer->Tune(2 + number);
-            if (number == 2 || number == 3) hearer->Add(number == 2 ? 3 : 4);
-            if (number >= 4 && number < 8) hearer->Name(number % 2 == 0 ? 3 : 4, number < 6 ? kSource : kOther);
-        }
-        const Blob& section = sections[random() % sections.size()];
-        ASSERT_EQ(plain.Hear(section).empty(), forgetful.Hear(section).empty()) << "step " << step;
+    std::size_t window = 0;
+    for (int step = 0; step < 6000; ++step) {
+        const auto number = static_cast<unsigned>(random() % 200);
+        plain.Change(number);
+        forgetful.Change(number);
+        if (random() % 32 == 0) window = random();
+        const Blob& section = sections[(window + random() % 3) % sections.size()];  // few at a time, that they repeat
+        const int level = random() % 8 == 0;
+        ASSERT_EQ(plain.Hear(section, level), forgetful.Hear(section, level)) << "step " << step;
         ASSERT_EQ(plain.Store(), forgetful.Store()) << "step " << step;
     }
 }

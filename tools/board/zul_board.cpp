@@ -66,9 +66,6 @@ std::pair<int, Channel> ReadChannel(const std::string& text) {
     return channel;
 }
 
-/// Where a failure is told: the module's output is no place for it.
-FILE* complaints = stderr;
-
 /// Sends all standard output from here on, which is the module's, to a file. \return the standard output that was
 FILE* RedirectModule(const std::string& file) {
     if (file.empty()) return stdout;
@@ -78,7 +75,7 @@ FILE* RedirectModule(const std::string& file) {
     }
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     dup2(STDOUT_FILENO, STDERR_FILENO);
-    return complaints = out;
+    return out;
 }
 
 struct Options {
@@ -223,17 +220,9 @@ std::optional<int> PlayRecord(const Options& options, const Record& record, Tell
     return *differences == 0 ? 0 : 1;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) try {
-    const Options options = Read(argc, argv);
-    if (!std::filesystem::is_directory(options.plan.root + "/hd1")) {
-        fmt::print(stderr, "There is no {0}/hd1, a board's disk. Run this as: tests/sandbox {1} ...\n",
-                   options.plan.root, argv[0]);
-        return 2;
-    }
+/// Is the board until it ends. \return the exit code
+int Be(const Options& options, FILE* out, char** argv) {
     const auto record = RecordToPlay(options);
-    FILE* out = RedirectModule(options.moduleLog);
     Teller tell(out);
     PutFaultsIntoNet(options, tell);
     if (record) {
@@ -247,7 +236,25 @@ int main(int argc, char** argv) try {
     }
     std::fflush(stdout);  // alone: the thread that reads orders holds the standard input
     _exit(0);             // the module's threads have no end: nothing may be taken down under them
-} catch (const std::exception& error) {
-    fmt::print(complaints, "zul-board: {}\n", error.what());
-    return 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    FILE* complaints = stderr;  // until the module has that
+    try {
+        const Options options = Read(argc, argv);
+        if (!std::filesystem::is_directory(options.plan.root + "/hd1")) {
+            fmt::print(stderr, "There is no {0}/hd1, a board's disk. Run this as: tests/sandbox {1} ...\n",
+                       options.plan.root, argv[0]);
+            return 2;
+        }
+        FILE* out = RedirectModule(options.moduleLog);
+        if (out != stdout) complaints = out;
+        return Be(options, out, argv);
+    } catch (const std::exception& error) {
+        fmt::print(complaints, "zul-board: {}\n", error.what());
+        std::fflush(complaints);
+        return 1;
+    }
 }

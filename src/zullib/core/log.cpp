@@ -8,6 +8,7 @@
 
 std::atomic<int> global_debug_flag{1};
 std::atomic<UdpSender*> error_udp_sender{nullptr};
+std::atomic<unsigned> report_count{0};
 char* error_buffer = nullptr;
 FILE* dbg_file_in = nullptr;
 FILE* dbg_file_out = nullptr;
@@ -21,8 +22,6 @@ constexpr char kLogPrefix[] = "LOG: ";
 constexpr char kPanicPrefix[] = "LOG:ERROR ";
 constexpr char kLineEnd[] = "\r\n";
 static_assert(sizeof kPanicPrefix + kLogLimit + sizeof kLineEnd <= kErrorBufferSize);
-
-std::atomic<unsigned> panicCount{0};
 
 /// Guards `error_buffer` and the channel from the first byte built to the end of the send, and its deletion.
 /// Innermost of all locks.
@@ -86,10 +85,8 @@ void LogLine(const char* format, ...) {
     va_end(arguments);
 }
 
-unsigned PanicCount() { return panicCount.load(std::memory_order_relaxed); }
-
 void PanicLine(int error, const char* file, int line, const char* format, ...) {
-    panicCount.fetch_add(1, std::memory_order_relaxed);
+    report_count.fetch_add(1, std::memory_order_relaxed);
     va_list arguments;
     va_start(arguments, format);
     va_list again;

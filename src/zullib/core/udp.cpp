@@ -167,13 +167,14 @@ bool UdpSender::Connect(std::uint16_t peerPort, const char* ip) {
             return false;
         }
         s = opened;
+        mForbidsFragments = false;
     }
     siOther = {};
     siOther.sin_family = AF_INET;
     siOther.sin_port = htons(port);
     const unsigned char ttl = kMulticastTtl;
     if (setsockopt(s, IPPROTO_IP, IP_MULTICAST_TTL, &ttl, sizeof ttl) == -1) std::fputs("setsockopt - ttl", stderr);
-    mCutsMessages = SystemCutsMessages();
+    mCuts = KernelCuts();
     if (inet_aton(serverIp, &siOther.sin_addr) == 0) {
         std::fputs("inet_aton()", stderr);
         return GiveUp(s, 0);
@@ -192,5 +193,6 @@ int UdpSender::Send(const void* data, int length, const char* /*ipAddress*/) {
         errno = EBADF;  // descriptor 0 is somebody else's
         return Sent(-1);
     }
+    ForbidFragments(false);
     return Sent(sendto(s, data, static_cast<std::size_t>(length), 0, Generic(&siOther), sizeof siOther));
 }

@@ -1,26 +1,40 @@
-// Datagrams that leave together: several by one system call, and those of equal size as one message that the system
-// cuts apart behind its network stack, which is where a datagram's time goes.
+// Datagrams that leave together: several by one system call, and those of equal size as one message. The kernel cuts it into
+// datagrams at the end of its network stack, which is where a datagram's time goes (UDP_SEGMENT).
 #include <netinet/udp.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 
 #include "udpcom.h"
 
 namespace {
 
-constexpr int kMostMessages = 64;   ///< of one call
-constexpr int kMostInARun = 64;     ///< datagrams that the system cuts out of one message
-constexpr int kMostOfARun = 65507;  ///< bytes of a message: those of the largest UDP datagram
-constexpr int kMostToCut = 1472;  ///< bytes of a datagram that Ethernet takes whole; the system cuts out no larger ones
+msghdr MessageOf(sockaddr_in& to, iovec* pieces, std::ptrdiff_t count) {
+    msghdr message{};
+    message.msg_name = &to;
+    message.msg_namelen = sizeof to;
+    message.msg_iov = pieces;
+    message.msg_iovlen = static_cast<std::size_t>(count);
+    return message;
+}
 
-/// \return how many datagrams from the front, of equal size and with their pieces in one array, may leave as one
-/// message
+}  // namespace
+
+#if defined(__linux__) && defined(UDP_SEGMENT)
+
+namespace {
+
+constexpr int kMostMessages = 64;   ///< of one call
+constexpr int kMostInARun = 64;     ///< datagrams that the kernel cuts out of one message
+constexpr int kMostOfARun = 65507;  ///< bytes of a message: those of the largest UDP datagram
+constexpr int kMostToCut = 1472;    ///< bytes of a datagram that Ethernet takes whole; the kernel cuts out no larger ones
+
+/// \return how many datagrams from the front, of equal size and with their pieces in one array, may leave as one message
 int RunLength(const UdpSender::Datagram* datagrams, int count) {
     const UdpSender::Datagram& first = datagrams[0];
-    if (first.size > kMostToCut) return 1;
     const int most = std::min({count, kMostInARun, kMostOfARun / first.size});
     int length = 1;
     while (length < most && datagrams[length].size == first.size &&
@@ -30,12 +44,11 @@ int RunLength(const UdpSender::Datagram* datagrams, int count) {
     return length;
 }
 
-#ifdef UDP_SEGMENT
-
 /// What goes along with a message to tell the size that it is to be cut by.
 class CutSize {
- public:
+   public:
     void GoWith(msghdr& message, int size) {
+        std::memset(mBytes, 0, sizeof mBytes);
         message.msg_control = mBytes;
         message.msg_controllen = sizeof mBytes;
         cmsghdr* const head = CMSG_FIRSTHDR(&message);
@@ -46,32 +59,32 @@ class CutSize {
         std::memcpy(CMSG_DATA(head), &told, sizeof told);
     }
 
- private:
+   private:
     alignas(cmsghdr) unsigned char mBytes[CMSG_SPACE(sizeof(std::uint16_t))];
 };
 
-#else
-
-struct CutSize {
-    void GoWith(msghdr&, int) {}
-};
-
-#endif
-
 }  // namespace
 
-/// One that doesn't know of it would send a message whole, without a word: so it is asked before.
-bool UdpSender::SystemCutsMessages() const {
-#ifdef UDP_SEGMENT
-    int size = 0;
-    socklen_t length = sizeof size;
-    return getsockopt(s, IPPROTO_UDP, UDP_SEGMENT, &size, &length) == 0;
-#else
-    return false;
-#endif
+/// A kernel that knows nothing of cutting would send a message whole, without a word, so it is asked; and for the receiver's
+/// half, which is the younger one: the first kernels that cut didn't do so for members of a group on the same machine.
+bool UdpSender::KernelCuts() const {
+    const int error = errno;
+    int value = 0;
+    socklen_t length = sizeof value;
+    const bool knows = getsockopt(s, IPPROTO_UDP, UDP_GRO, &value, &length) == 0;
+    errno = error;
+    return knows;
 }
 
-#ifdef __linux__
+/// Forbids routers to fragment what is sent, as they are forbidden for each datagram by itself; or leaves it to the kernel. For a
+/// run it goes by the length of the whole message, and would allow it, with one identification for several datagrams.
+void UdpSender::ForbidFragments(bool forbid) {
+    if (forbid == mForbidsFragments) return;
+    const int error = errno;
+    const int discovery = forbid ? IP_PMTUDISC_DO : IP_PMTUDISC_WANT;
+    if (setsockopt(s, IPPROTO_IP, IP_MTU_DISCOVER, &discovery, sizeof discovery) == 0) mForbidsFragments = forbid;
+    errno = error;
+}
 
 /// \return datagrams sent, in order from the first; negative with `errno` when the first couldn't be sent
 int UdpSender::SendMessages(const Datagram* datagrams, int count) {
@@ -79,20 +92,44 @@ int UdpSender::SendMessages(const Datagram* datagrams, int count) {
     CutSize sizes[kMostMessages];
     int ends[kMostMessages] = {};  // datagrams up to the end of each message
     int made = 0;
-    for (int next = 0; next < count && made < kMostMessages; ends[made++] = next) {
+    for (int next = 0; next < count && made < kMostMessages; ++made) {
         const Datagram& first = datagrams[next];
-        const int run = mCutsMessages ? RunLength(&first, count - next) : 1;
+        const int run = mForbidsFragments ? RunLength(&first, count - next) : 1;
         next += run;
         const Datagram& last = datagrams[next - 1];
-        msghdr& message = messages[made].msg_hdr = {};
-        message.msg_name = &siOther;
-        message.msg_namelen = sizeof siOther;
-        message.msg_iov = first.pieces;
-        message.msg_iovlen = static_cast<std::size_t>(last.pieces + last.count - first.pieces);
-        if (run > 1) sizes[made].GoWith(message, first.size);
+        messages[made].msg_hdr = MessageOf(siOther, first.pieces, last.pieces + last.count - first.pieces);
+        if (run > 1) sizes[made].GoWith(messages[made].msg_hdr, first.size);
+        ends[made] = next;
     }
     const int sent = sendmmsg(s, messages, static_cast<unsigned>(made), 0);
     return sent > 0 ? ends[sent - 1] : sent;
+}
+
+/// Sends by as few messages as the way out takes. \return as SendMessages
+int UdpSender::SendBatch(const Datagram* datagrams, int count) {
+    const int error = errno;
+    ForbidFragments(mCuts && std::all_of(datagrams, datagrams + count,
+                                         [](const Datagram& datagram) { return datagram.size <= kMostToCut; }));
+    int sent = SendMessages(datagrams, count);
+    if (sent < 0 && mForbidsFragments && (errno == EIO || errno == EINVAL || errno == EMSGSIZE)) {
+        // A device that can't cut, for lack of checksums or by its MTU, or a path with a smaller one.
+        mCuts = false;
+        ForbidFragments(false);
+        sent = SendMessages(datagrams, count);
+    }
+    if (sent > 0) errno = error;
+    return sent;
+}
+
+#else
+
+bool UdpSender::KernelCuts() const { return false; }
+
+void UdpSender::ForbidFragments(bool) {}
+
+int UdpSender::SendBatch(const Datagram*, int) {
+    errno = ENOSYS;
+    return -1;
 }
 
 #endif
@@ -102,21 +139,8 @@ int UdpSender::SendTogether(const Datagram* datagrams, int count) {
         errno = EBADF;
         return Sent(-1);
     }
-#ifdef __linux__
-    int sent = SendMessages(datagrams, count);
-    if (sent < 0 && errno != ENOSYS && mCutsMessages && RunLength(datagrams, count) > 1) {
-        // The way out can't cut, by its MTU or its checksums; or it fails for each datagram by itself as well.
-        mCutsMessages = false;
-        sent = SendMessages(datagrams, count);
-    }
+    const int sent = SendBatch(datagrams, count);
     if (sent > 0 || errno != ENOSYS) return Sent(sent);
-#endif
-    const msghdr first{.msg_name = &siOther,
-                       .msg_namelen = sizeof siOther,
-                       .msg_iov = datagrams[0].pieces,
-                       .msg_iovlen = static_cast<std::size_t>(datagrams[0].count),
-                       .msg_control = nullptr,
-                       .msg_controllen = 0,
-                       .msg_flags = 0};
+    const msghdr first = MessageOf(siOther, datagrams[0].pieces, datagrams[0].count);
     return Sent(sendmsg(s, &first, 0)) < 0 ? -1 : 1;
 }

@@ -28,7 +28,7 @@ class FiledSections {
         return {static_cast<std::uint32_t>(std::hash<std::string_view>()(text)), crc};
     }
 
-    /// \param changes  state of the store, never 0 \return true when the section was noted in this state
+    /// \param changes  state of the store \return true when the section was noted in this state
     bool Hold(const Print& print, std::uint32_t changes) const {
         const Row& row = mRows[print.hash % kRows];
         return row.changes == changes && row.print == print;
@@ -38,11 +38,11 @@ class FiledSections {
     void Note(const Print& print, std::uint32_t changes) { mRows[print.hash % kRows] = {print, changes}; }
 
    private:
-    static constexpr std::size_t kRows = 4096;  ///< more than a channel's guide has sections
+    static constexpr std::size_t kRows = 4096;  ///< twice what the guide of a channel has in four days
 
     struct Row {
         Print print;
-        std::uint32_t changes;  ///< 0: an empty row
+        std::uint32_t changes;  ///< state of the store when it was filed
     };
     std::array<Row, kRows> mRows{};
 };

@@ -73,9 +73,9 @@ void TsFilter::FileInGuide(Bytes section, bool (TsFilter::*analyze)(Bytes)) {
     const auto print = FiledSections::PrintOf(section);
     const std::uint32_t changes = mpTunerManager->GuideChanges();
     if (mFiledSections.Hold(print, changes) && !LogIsWanted()) return;
-    const unsigned panics = PanicCount();
+    const unsigned reports = report_count.load(std::memory_order_relaxed);
     (this->*analyze)(section);
-    if (PanicCount() == panics) mFiledSections.Note(print, changes);
+    if (report_count.load(std::memory_order_relaxed) == reports) mFiledSections.Note(print, changes);
 }
 
 bool TsFilter::CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity) {
