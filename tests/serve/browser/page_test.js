@@ -1,6 +1,7 @@
 // page_test.js BUILD OUT: an operator's hour at the status page, in a minute.
 import assert from 'node:assert/strict';
 import {mkdtempSync, rmSync} from 'node:fs';
+import {connect} from 'node:net';
 import {tmpdir} from 'node:os';
 import {join} from 'node:path';
 import {chromium} from 'playwright-core';
@@ -118,6 +119,29 @@ async function showsItsState(page) {
   await page.setViewportSize({width: 1600, height: 900});
 }
 
+/** Asks for the page with half a request, until the service has enough of it. */
+function stall() {
+  return new Promise((closed) => {
+    const socket = connect(8410, '127.0.0.1', () => socket.write('GET / HTTP/1.1\r\nHost: local'));
+    socket.on('error', closed).on('close', closed).resume();
+  });
+}
+
+async function servesACrowd() {
+  await until('a stream is good beside 200 clients', async () => {
+    const probe = start('probe', zulctl, ['probe', group, '--for', '4s']);
+    await Promise.all(Array.from({length: 200}, async (_, number) => {
+      while (probe.ended === undefined) {
+        if (number % 10) assert.equal((await fetch(`http://${at}/api/overview`)).status, 200);
+        else await stall();
+        await new Promise((done) => { setTimeout(done, 250); });
+      }
+    }));
+    return probe.ended === 0;
+  });
+  tell('200 clients disturb no stream');
+}
+
 async function turnsRed(page, transmitter) {
   losePackets(`${out}/wall.ts`, `${out}/lossy.ts`);
   transmitter.child.stdin.write(`signal 2 ${out}/lossy.ts 5\n`);
@@ -158,6 +182,7 @@ async function story(browser) {
   await ordersStreams(page);
   await showsTheGuide(page);
   await showsItsState(page);
+  await servesACrowd();
   await turnsRed(page, transmitter);
   await showsAStrangerNoButtons(await browser);
   assert.deepEqual(seen.complaints, []);

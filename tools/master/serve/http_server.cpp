@@ -21,6 +21,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kThreads = 128;                   ///< so many slow clients hold up nobody
+constexpr int kBacklog = 512;                           ///< connections that wait for the service's turn
 constexpr auto kAnswerTime = std::chrono::seconds(20);  ///< for a client to take an answer
 
 /// Nothing is loaded from elsewhere, and no other site may show or read what is served.
@@ -114,6 +115,9 @@ HttpAnswer TextAnswer(int status, std::string type, std::string body) {
 
 class HttpServer::Impl final : public httplib::Server {
  public:
+    /// httplib lets five connections wait, and the system resets what a busy service doesn't accept in time.
+    void LetMoreWait() { ::listen(svr_sock_, kBacklog); }
+
     std::thread thread;
 
  private:
@@ -162,6 +166,7 @@ std::uint16_t HttpServer::Start(const Endpoint& at) {
                      : mpImpl->bind_to_port(address, at.port) ? at.port
                                                               : -1;
     if (port <= 0) throw Failure(kUsage, "can't listen at " + EndpointText(at) + ": is another service there?");
+    mpImpl->LetMoreWait();
     mpImpl->thread = std::thread([this] { mpImpl->listen_after_bind(); });
     while (!mpImpl->is_running()) std::this_thread::yield();
     return static_cast<std::uint16_t>(port);
