@@ -251,8 +251,7 @@ TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {
     const std::string json = "Content-Type: application/json\r\n";
     EXPECT_EQ(Post(port, "/api/play", play, json).status, 403);
     EXPECT_EQ(Post(port, "/api/play", play, kOrderHeaders + "Origin: http://evil.example\r\n").status, 403);
-    EXPECT_EQ(Post(port, "/api/play", play, "X-Zulctl-Token: " + kToken + "\r\nContent-Type: text/plain\r\n").status,
-              403);
+    EXPECT_EQ(Post(port, "/api/play", play, "X-Zulctl-Token: " + kToken + "\r\n").status, 403);
     EXPECT_EQ(Post(port, "/api/play", std::string(5000, ' '), kOrderHeaders).status, 413);
     EXPECT_EQ(receiver.Asked("UNIT1,239.1.1.1,5000,0,1"), 0);
 
@@ -270,12 +269,10 @@ TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {
     EXPECT_EQ(start("239.1.1.1:5000", "9.9").status, 400) << "no such channel";
     EXPECT_EQ(start("239.1.1.2:5000", "2.1").status, 200);
     EXPECT_EQ(transmitter.Asked("UNIT1,239.1.1.2,5000,2,201,1"), 1);
-    EXPECT_EQ(Post(port, "/api/stream/stop", R"({"board": "127.0.0.1:5000", "slot": 8})", kOrderHeaders).status, 400);
-    EXPECT_EQ(Post(port, "/api/stream/stop", R"({"board": "10.9.9.9:5000"})", kOrderHeaders).status, 400)
-        << "not watched";
     EXPECT_EQ(Post(port, "/api/stream/stop", R"({"board": "127.0.0.1:5000", "slot": 0})", kOrderHeaders).status, 200);
     EXPECT_EQ(transmitter.Asked("UNIT5,0"), 1);
-    for (const char* body : {"", "[]", "{", "{\"board\": 7}", "null"})
+    for (const char* body : {"", "[]", "{", "{\"board\": 7}", "null", R"({"board": "10.9.9.9:5000"})",
+                             R"({"board": "127.0.0.1:5000", "slot": 8})"})
         EXPECT_EQ(Post(port, "/api/stream/stop", body, kOrderHeaders).status, 400) << body;
     EXPECT_EQ(Post(port, "/api/reset", "{}", kOrderHeaders).status, 404);
 }

@@ -2,7 +2,8 @@
 import {byId, clockText, dayText, getJson, isLocal, keep, make, openDialog, say, show} from './parts.js';
 
 const kMinute = 60000;
-const kPixels = 5;            // a minute
+const kPixels = 6;            // a minute
+const kNarrow = 75;           // pixels: too few for a title and a time on lines of their own
 const kBefore = 30;           // minutes shown before now
 const guides = new Map();     // board id: {revision, rows}
 const offsets = new Map();    // board id: broadcast time minus this machine's, in milliseconds
@@ -72,6 +73,7 @@ function createEvent(event, channel, start) {
     onclick: () => showEvent(event, channel)}, make('span', {}, event.title || '—', make('small', {}, times)));
   element.style.left = `${left}px`;
   element.style.width = `${Math.max(6, right - left - 3)}px`;
+  element.classList.toggle('narrow', right - left < kNarrow);
   element.dataset.from = event.from;
   element.dataset.to = event.to;
   return element;
@@ -106,6 +108,11 @@ function mark(element, now, start) {
   const label = sheet.querySelector('.label').offsetWidth;
   line.style.left = `${label + ((now - start) / kMinute) * kPixels}px`;
   say(line.firstChild, clockText(now));
+  const place = line.firstChild.getBoundingClientRect();
+  for (const hour of sheet.querySelectorAll('.hour')) {
+    const {left, right} = hour.getBoundingClientRect();
+    hour.classList.toggle('under', left < place.right && right > place.left);
+  }
   for (const event of sheet.querySelectorAll('.event')) {
     const on = Number(event.dataset.from) <= now && now < Number(event.dataset.to);
     event.classList.toggle('on', on);
