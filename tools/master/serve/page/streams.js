@@ -81,7 +81,7 @@ function footOf(stream, boards) {
   const parts = [];
   parts.push([stream.players.length ? `plays on ${stream.players.map(nameOfBoard).join(', ')}` : 'plays on no receiver', 'soft']);
   const total = stream.continuity_errors + stream.sync_losses;
-  if (stream.recent_errors) parts.push([`${counted(stream.recent_errors, 'error')} in the last minute`, 'bad']);
+  if (stream.recent_errors) parts.push([`${counted(stream.recent_errors, 'error')} in the last minute`, stream.health === 'good' ? 'warn' : 'bad']);
   if (total !== stream.recent_errors || !total) parts.push([`${counted(total, 'error')} in ${spanText(stream.watched_seconds)}`, 'soft']);
   if (stream.dropped_here) parts.push([`${counted(stream.dropped_here, 'datagram')} dropped by this machine`, 'warn']);
   if (stream.sources.length > 1) parts.push([`${stream.sources.length} slots send here`, 'warn']);
