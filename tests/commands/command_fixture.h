@@ -6,15 +6,18 @@
 #include <fstream>
 #include <sstream>
 
-#include "udp_client.h"
 #include "core/keywordtable.h"
 #include "fast_machine.h"
 #include "settings_agent.h"
 #include "status_block.h"
 #include "system_daemon.h"
+#include "udp_client.h"
 #include "udpcom.h"
 
 using Texts = std::vector<std::string>;
+
+inline const Texts kOk{"OK\r\n"};
+inline const Texts kKo{"KO\r\n"};
 
 /// Opens the command manager's inside to the tests of its room.
 class CommandManagerTest : public ::testing::Test {
@@ -24,7 +27,7 @@ class CommandManagerTest : public ::testing::Test {
     explicit CommandManagerTest(char role = 'T') {
         global_debug_flag = 0;
         fast_machine::RecordShell(true);
-        fast_machine::SetSpeed(200);  // the minute that a remount may take stays long enough for a busy machine
+        fast_machine::SetSpeed(200);   // the minute that a remount may take stays long enough for a busy machine
         static CommandManager* board;  // lives on, as in a player: its threads don't end
         board = new CommandManager(role);
         mBoard = board;
@@ -40,7 +43,6 @@ class CommandManagerTest : public ::testing::Test {
     }
 
     CommandManager::UpgradeStateEnum& UpgradeState() { return mBoard->mUpgradeState; }
-    int LastUnit() const { return mBoard->mLastUnitCommandId; }
     const char* LastUnitText() const { return mBoard->mLastUnitCommand.get(); }
     TunerManager& Tuner() { return *mBoard->mpTunerManager; }
     TsFilter& Filter() { return *mBoard->mpTsf; }

@@ -1,5 +1,5 @@
-// docs/protocol.md tells of every keyword in one form, and which role takes it. Its examples are tried on whole boards, by
-// tests/field/protocol.
+// docs/protocol.md tells of every keyword in one form, and which role takes it. Its examples are tried on whole boards,
+// by tests/field/protocol.
 #include "commands/command_fixture.h"
 
 namespace {
@@ -62,7 +62,8 @@ TEST_F(DocumentedTransmitter, HasASectionForEveryKeywordInTheOrderOfTheTable) {
         const Section& section = mSections[row];
         EXPECT_EQ(section.keyword, Keyword(row));
         EXPECT_EQ(section.labels, (Texts{"Role", "Form", "Reply", "Refused", "Takes"})) << section.keyword;
-        EXPECT_TRUE(section.role == "both" || section.role == "transmitter" || section.role == "receiver") << section.keyword;
+        EXPECT_TRUE(section.role == "both" || section.role == "transmitter" || section.role == "receiver")
+            << section.keyword;
         EXPECT_TRUE(section.hasExample) << section.keyword;
     }
 }

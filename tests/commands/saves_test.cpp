@@ -6,24 +6,23 @@
 
 namespace {
 
-const Texts kOk{"OK\r\n"};
-const Texts kKo{"KO\r\n"};
-
 constexpr const char* kImage = "/mnt/hd4/multiple.tar";
 
 /// A command that saves a file of partition 1, its reply whatever becomes of the save, and the reports of a failed one.
 struct Save {
     const char* request;
     const char* file;
+    const char* content;        ///< of the file
     const char* fileReport;     ///< when the file can't be opened or written to its end
     const char* remountReport;  ///< when the partition can't be made writable
     Texts remountReply;
 };
 
 const Save kSaves[] = {
-    {"UNIT0", "/mnt/hd1/zul_def_startup", "Can't open def startup file", "Can't remount rw", kOk},
-    {"TUNERMODE1", "/mnt/hd1/zul_tunermode", "Cant open tunermode file for w", "Can't remount HD rw", kKo},
-    {"MCASTPACKETSIZE940", "/mnt/hd1/zul_packet_size", "cant open zul_packet_size file for wr", "Cant remount rw", kOk},
+    {"UNIT0", "/mnt/hd1/zul_def_startup", "UNIT0", "Can't open def startup file", "Can't remount rw", kOk},
+    {"TUNERMODE1", "/mnt/hd1/zul_tunermode", "1\n", "Cant open tunermode file for w", "Can't remount HD rw", kKo},
+    {"MCASTPACKETSIZE1000", "/mnt/hd1/zul_packet_size", "1000", "cant open zul_packet_size file for wr",
+     "Cant remount rw", kOk},
 };
 
 }  // namespace
@@ -64,7 +63,7 @@ TEST_F(SaveTest, AFileThatCantBeWrittenToItsEndIsReportedAndTheDiskClosedAgain) 
     }
 }
 
-TEST_F(SaveTest, ADaemonThatFailsIsReportedAndNothingIsWritten) {
+TEST_F(SaveTest, ADaemonThatFailsIsReportedAndNothingIsWrittenUntilItIsMended) {
     for (const board::Fault fault : {board::Fault::kLying, board::Fault::kSilent, board::Fault::kFull}) {
         mDaemon.Set(fault);
         for (const Save& save : kSaves) {
@@ -74,11 +73,16 @@ TEST_F(SaveTest, ADaemonThatFailsIsReportedAndNothingIsWritten) {
         }
     }
     EXPECT_EQ(mAgent.Get("TUNER_MODE"), "0");
+    mDaemon.Set(board::Fault::kNone);
+    for (const Save& save : kSaves) {
+        EXPECT_EQ(Ask(save.request), kOk);
+        EXPECT_EQ(FileText(save.file), save.content) << "as it came";
+        EXPECT_FALSE(mDaemon.IsWritable(1)) << save.file;
+    }
 }
 
 TEST_F(SaveTest, AnImageIsRefusedInTheWordsOfItsFailure) {
-    struct Case { board::Fault fault; const char* reply; };
-    const Case cases[] = {
+    const std::pair<board::Fault, const char*> cases[] = {
         {board::Fault::kLying, "KO\r\n Can't remount 'w' (-4).\r\n"},
         {board::Fault::kSilent, "KO\r\n Can't remount 'w' (-3).\r\n"},
         {board::Fault::kNone, "KO\r\n Can't open upgrade file\r\n"},
@@ -86,10 +90,10 @@ TEST_F(SaveTest, AnImageIsRefusedInTheWordsOfItsFailure) {
     ASSERT_EQ(SystemManager::RemountHd(4, 1), 0);
     Spoil(kImage, false);
     ASSERT_EQ(SystemManager::RemountHd(4, 0), 0);
-    for (const Case& step : cases) {
-        mDaemon.Set(step.fault);
-        EXPECT_EQ(Ask("UPGR200"), Texts{step.reply});
-        EXPECT_EQ(UpgradeState(), CommandManager::eUpgradeDownloadError) << step.reply;
+    for (const auto& [fault, reply] : cases) {
+        mDaemon.Set(fault);
+        EXPECT_EQ(Ask("UPGR200"), Texts{reply});
+        EXPECT_EQ(UpgradeState(), CommandManager::eUpgradeDownloadError) << reply;
     }
     Spoil(kImage, true);
     EXPECT_EQ(Ask("UPGR200"), kOk);

@@ -4,13 +4,6 @@
 #include "commands/player_queue.h"
 #include "infrared_service.h"
 
-namespace {
-
-const Texts kOk{"OK\r\n"};
-const Texts kKo{"KO\r\n"};
-
-}  // namespace
-
 class UrlTest : public ReceiverTest {
  protected:
     PlayerQueue mPlayer;
@@ -40,6 +33,8 @@ TEST_F(UrlTest, ShowsPagesInTheStoredWindow) {
     };
     // clang-format on
     Ask("SUBS3");
+    EXPECT_EQ(Ask("URL"), kOk);
+    EXPECT_STREQ(mPlayer.Take().at(2).browser.fileName, "0") << "the first of the numbers takes the page's place";
     for (const Step& step : steps) {
         EXPECT_EQ(Ask(step.request), kOk) << step.request;
         const auto orders = mPlayer.Take();
@@ -57,13 +52,6 @@ TEST_F(UrlTest, ShowsPagesInTheStoredWindow) {
         EXPECT_EQ(page.durSec, 0u) << step.request;
         EXPECT_EQ(mAgent.Get("CLOSE_CAPTION"), step.captions) << step.request;
     }
-}
-
-TEST_F(UrlTest, WithoutAPageTheNumbersTakeItsPlace) {
-    EXPECT_EQ(Ask("URL"), kOk);
-    const auto orders = mPlayer.Take();
-    ASSERT_EQ(orders.size(), 3u);
-    EXPECT_STREQ(orders[2].browser.fileName, "0");
 }
 
 TEST_F(UrlTest, LongPagesAreHeldToTheirFields) {
@@ -104,31 +92,22 @@ TEST_F(UrlTest, ThePageOnTheScreenHasTheRemotesKeys) {
 }
 
 TEST_F(UrlTest, ScalePlacesBothLayersByTheirCorner) {
-    struct Step {
-        const char* request;
-        std::vector<int> place;
-    };
-    const Step steps[] = {
-        {"VSCALE,0,0,100,100", {50, 50, 100, 100, 255, 0, 0}},
-        {"VSCALE", {100, 100, 100, 100, 255, 0, 0}},
-        {"VSCALE,10,20,31,41,7", {25, 40, 31, 41, 7, 0, 0}},
-        {"vscale,100,0,0,0,0", {100, 0, 0, 0, 0, 0, 0}},
+    const std::pair<const char*, std::vector<int>> placed[] = {
+        {"VSCALE,0,0,100,100", {50, 50, 100, 100, 255, 0, 0}}, {"VSCALE", {100, 100, 100, 100, 255, 0, 0}},
+        {"VSCALE,10,20,31,41,7", {25, 40, 31, 41, 7, 0, 0}},   {"vscale,100,0,0,0,0", {100, 0, 0, 0, 0, 0, 0}},
         {"VSCALE,,5,,6", {55, 56, 100, 100, 255, 0, 0}},
-        {"VSCALE,101", {}},
-        {"VSCALE,-1", {}},
-        {"VSCALE,0,101", {}},
-        {"VSCALE,0,0,101", {}},
-        {"VSCALE,0,0,0,101", {}},
-        {"VSCALE,0,0,0,0,256", {}},
-        {"VSCALE,0,0,0,0,-1", {}},
     };
-    for (const Step& step : steps) {
-        EXPECT_EQ(Ask(step.request), step.place.empty() ? kKo : kOk) << step.request;
+    for (const auto& [request, place] : placed) {
+        EXPECT_EQ(Ask(request), kOk) << request;
         const auto orders = mPlayer.Take();
-        ASSERT_EQ(orders.size(), step.place.empty() ? 0u : 2u) << step.request;
-        if (orders.empty()) continue;
-        EXPECT_EQ(orders[0].cmmd.cmmdId, BROWSER_LAYER) << step.request;
-        EXPECT_EQ(orders[1].cmmd.cmmdId, VIDEO_LAYER) << step.request;
-        for (const sMSG_COMMON_FORMAT& order : orders) EXPECT_EQ(Geometry(order.layer), step.place) << step.request;
+        ASSERT_EQ(orders.size(), 2u) << request;
+        EXPECT_EQ(orders[0].cmmd.cmmdId, BROWSER_LAYER) << request;
+        EXPECT_EQ(orders[1].cmmd.cmmdId, VIDEO_LAYER) << request;
+        for (const sMSG_COMMON_FORMAT& order : orders) EXPECT_EQ(Geometry(order.layer), place) << request;
     }
+    for (const char* request : {"VSCALE,101", "VSCALE,-1", "VSCALE,0,101", "VSCALE,0,0,101", "VSCALE,0,0,0,101",
+                                "VSCALE,0,0,0,0,256", "VSCALE,0,0,0,0,-1"}) {
+        EXPECT_EQ(Ask(request), kKo) << request;
+    }
+    EXPECT_TRUE(mPlayer.Take().empty());
 }
