@@ -74,12 +74,6 @@ PacketsByPid SortPackets(const std::vector<std::uint8_t>& stream) {
     return pids;
 }
 
-std::set<int> Evidence::Pids() const {
-    std::set<int> numbers;
-    for (const auto& [pid, packets] : pids) numbers.insert(pid);
-    return numbers;
-}
-
 GroupListener::GroupListener(const std::string& group, std::uint16_t port) {
     mSocket.ShareAddress();
     mSocket.WantBuffer(kReceiveBuffer);

@@ -32,7 +32,6 @@ struct Evidence {
     std::vector<PatEntries> pats;  ///< each whole PAT that libdvbpsi took
     zulctl::StreamReport report;   ///< of the master's judge
 
-    std::set<int> Pids() const;
     bool Has(int pid) const { return pids.contains(pid); }
 };
 

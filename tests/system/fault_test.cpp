@@ -3,8 +3,7 @@
 
 #include <cstdlib>
 
-#include "evidence.h"
-#include "live_board.h"
+#include "transmission_fixture.h"
 
 namespace board {
 namespace {
@@ -37,36 +36,56 @@ void MendSilentAgent(LiveBoard& board) {
 void MendDaemon(LiveBoard& board) { board->Daemon().Set(Fault::kNone); }
 void MendPlayer(LiveBoard& board) { board->ThePlayer().Set(Fault::kNone); }
 void MendBrowser(LiveBoard& board) { board->Browser().Set(Fault::kNone); }
+void ShowPageAndFillBrowser(LiveBoard& board) {
+    EXPECT_EQ(board.Ask("URLpage,0,0,640,384,255,0"), "OK\r\n");
+    board->Browser().Set(Fault::kFull);
+    board->Infrared().Press(*KeyCode("UP"));  // holds up the remote control's thread alone
+}
+void MendFullBrowser(LiveBoard& board) {
+    MendBrowser(board);
+    EXPECT_EQ(board->Browser().Orders().WaitForCount(1).at(0).text, "-k011");
+}
 
-const std::vector<Exchange> kServes = {{"VERS", "VERS0.82.14OK\r\n"}};
+const std::vector<Exchange> kServes = {{"VERS", kVersion}};
 const std::vector<Exchange> kStops = {{"RESET", kHeld}, {"VERS", kHeld}};
-const std::vector<Exchange> kGoesOn = {{"", "OK\r\n"}, {"", "VERS0.82.14OK\r\n"}, {"RESET", "OK\r\n"}};
+const std::vector<Exchange> kGoesOn = {{"", "OK\r\n"}, {"", kVersion}, {"RESET", "OK\r\n"}};
+const std::vector<Exchange> kCantSave = {
+    {kUnit, "OK\r\n"}, {"MCASTPACKETSIZE1316", "OK\r\n"}, {"TUNERMODE1", "KO\r\n"}};
+const std::vector<Exchange> kSaves = {{"TUNERMODE0", "OK\r\n"}};
+const std::vector<Exchange> kPlays = {{"UNIT1,239.1.1.1,5001,0,1", "OK\r\n"}};
 
+// clang-format off
 const Failure kFailures[] = {
     {"SilentAgent", 'T', true, [](LiveBoard& b) { b->Settings().Set(Fault::kSilent); }, kStops, MendSilentAgent, kGoesOn},
     {"FullAgent", 'T', true, [](LiveBoard& b) { b->Settings().Set(Fault::kFull); }, kStops, MendAgent, kGoesOn},
-    {"SlowAgent", 'T', true, [](LiveBoard& b) { b->Settings().Set(Fault::kSlow); }, {{"IP?", "DHCP:0 MAC:"}}, MendAgent, kServes},
+    {"SlowAgent", 'T', true, [](LiveBoard& b) { b->Settings().Set(Fault::kSlow); },
+     {{"IP?", "DHCP:0 MAC:"}}, MendAgent, kServes},
     {"LyingAgent", 'T', true, [](LiveBoard& b) { b->Settings().Set(Fault::kLying); },
      {{"IP?", "DHCP:4711 MAC:"}, {"TUNERMODE1", "OK\r\n"}, {"RESET", "OK\r\n"}}, MendAgent, {{"IP?", "DHCP:0 MAC:"}}},
     {"SlowDaemon", 'T', true, [](LiveBoard& b) { b->Daemon().Set(Fault::kSlow); },
-     {{"MCASTPACKETSIZE1316", "OK\r\n"}, {"TUNERMODE1", "OK\r\n"}}, MendDaemon, {{"TUNERMODE0", "OK\r\n"}}},
+     {{"MCASTPACKETSIZE1316", "OK\r\n"}, {"TUNERMODE1", "OK\r\n"}}, MendDaemon, kSaves},
+    {"LyingDaemon", 'T', true, [](LiveBoard& b) { b->Daemon().Set(Fault::kLying); }, kCantSave, MendDaemon, kSaves},
+    {"SilentDaemon", 'T', true, [](LiveBoard& b) { b->Daemon().Set(Fault::kSilent); }, kCantSave, MendDaemon, kSaves},
+    {"FullDaemon", 'T', true, [](LiveBoard& b) { b->Daemon().Set(Fault::kFull); }, kCantSave, MendDaemon, kSaves},
     {"WeakSignal", 'T', false, [](LiveBoard& b) { b->TheTuner().Put(7, {"/mnt/seven.ts", 1}); },
      {{"STATUS", "STATUS 1 0 239.1.1.1:5001 0:1:33:[0001] "}, {"LAN?", ""}},
      [](LiveBoard& b) { b->TheTuner().Put(7, {"/mnt/seven.ts", 5}); },
-     {{"UNIT1,239.1.1.1,5001,7,4d,1", "OK\r\n"}, {"STATUS", "STATUS 1 0 239.1.1.1:5001 0:1:ff:[0001] "}}},
+     {{kUnit, "OK\r\n"}, {"STATUS", "STATUS 1 0 239.1.1.1:5001 0:1:ff:[0001] "}}},
     {"SilentPlayer", 'R', false, [](LiveBoard& b) { b->ThePlayer().Set(Fault::kSilent); },
-     {{"UNIT1,239.1.1.1,5001,0,1", "OK\r\n"}, {"LANGspa,1", "OK\r\n"}, {"STATUS", "STATUS 1 "}, {"UNIT0", "OK\r\n"}}, MendPlayer,
-     {{"UNIT1,239.1.1.1,5001,0,1", "OK\r\n"}}},
+     {{"UNIT1,239.1.1.1,5001,0,1", "OK\r\n"}, {"LANGspa,1", "OK\r\n"}, {"STATUS", "STATUS 1 "}, {"UNIT0", "OK\r\n"}},
+     MendPlayer, kPlays},
+    {"FullPlayer", 'R', false, [](LiveBoard& b) { b->ThePlayer().Set(Fault::kFull); },
+     {{"UNIT1,239.1.1.1,5001,0,1", "OK\r\n"}, {"VSCALE,0,0,50,50", "OK\r\n"}, {"STATUS", "STATUS 1 "}}, MendPlayer, kPlays},
     {"SilentBrowser", 'R', false, [](LiveBoard& b) { b->Browser().Set(Fault::kSilent); },
      {{"URLpage,0,0,640,384,255,0", "OK\r\n"}, {"URLkey16", "OK\r\n"}, {"STATUS", "STATUS 0 "}}, MendBrowser,
      {{"URLkey17", "OK\r\n"}, {"URLblank", "OK\r\n"}}},
-    {"FullPlayer", 'R', false, [](LiveBoard& b) { b->ThePlayer().Set(Fault::kFull); },
-     {{"UNIT1,239.1.1.1,5001,0,1", "OK\r\n"}, {"VSCALE,0,0,50,50", "OK\r\n"}, {"STATUS", "STATUS 1 "}}, MendPlayer,
-     {{"UNIT1,239.1.1.1,5001,0,1", "OK\r\n"}}},
+    {"FullBrowser", 'R', false, ShowPageAndFillBrowser, kServes, MendFullBrowser, kServes},
 };
+// clang-format on
 
 class FailingBoard : public testing::TestWithParam<Failure> {};
-INSTANTIATE_TEST_SUITE_P(Fault, FailingBoard, testing::ValuesIn(kFailures), [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(Fault, FailingBoard, testing::ValuesIn(kFailures),
+                         [](const auto& row) { return row.param.name; });
 
 TEST_P(FailingBoard, ServesWhatItCanKeepsItsStreamAndRecovers) {
     const Failure& failure = GetParam();
@@ -76,7 +95,7 @@ TEST_P(FailingBoard, ServesWhatItCanKeepsItsStreamAndRecovers) {
     LiveBoard board(failure.role, {.band = {{7, {"/mnt/seven.ts", 5}}}});
     ASSERT_TRUE(board.Start());
     if (transmits) {
-        EXPECT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
+        EXPECT_EQ(board.Ask(kUnit), "OK\r\n");
     }
 
     failure.spoil(board);
@@ -103,29 +122,15 @@ TEST_P(FailingBoard, ServesWhatItCanKeepsItsStreamAndRecovers) {
     EXPECT_FALSE(evidence.pats.empty());
 }
 
-TEST(Fault, AnAgentThatComesLateLetsTheStartGoOn) {
-    LiveBoard board('T', {.absent = {Process::kSettingsAgent}});
-    std::thread host([&board] { board->Start('T'); });
-    EXPECT_EQ(board.Ask("VERS", Milliseconds(300)), "(silence)");
-    SettingsAgent agent("/mnt/burnt.tar");  // finds the request that waits
-    host.join();
-    std::string answer;
-    for (int turn = 0; turn < 200 && answer != "VERS0.82.14OK\r\n"; ++turn) answer = board.Ask("VERS", Milliseconds(100));
-    EXPECT_EQ(answer, "VERS0.82.14OK\r\n");
-}
+using FailingStream = Transmission;
 
-TEST(Fault, ANetworkThatGoesAwayCostsTheStreamWhatWouldHaveGoneOutMeanwhile) {
-    const auto played = WriteStream("/mnt/seven.ts", SmallMultiplex());
-    GroupListener group("239.1.1.1", 5001);
-    LiveBoard board('T', {.band = {{7, {"/mnt/seven.ts", 5}}}});
-    ASSERT_TRUE(board.Start());
-    ASSERT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
+TEST_F(FailingStream, GoesOnBehindANetworkThatWentAway) {
     for (int turn = 0; turn < 2; ++turn) {
         EXPECT_EQ(Difference(group.Collect(kEnough).pids, played), "") << turn;
         ASSERT_EQ(std::system("ip link set eth0 down"), 0);  // ENETUNREACH
         group.IsSilent();                                    // what was on the way is gone
         EXPECT_TRUE(group.IsSilent());
-        EXPECT_EQ(board.Ask("VERS"), "VERS0.82.14OK\r\n");
+        EXPECT_EQ(board.Ask("VERS"), kVersion);
         ASSERT_EQ(std::system("ip link set eth0 up && ip route add 224.0.0.0/4 dev eth0"), 0);
         group.Collect(kEnough / 4);  // with the seam
     }
@@ -133,25 +138,20 @@ TEST(Fault, ANetworkThatGoesAwayCostsTheStreamWhatWouldHaveGoneOutMeanwhile) {
     EXPECT_TRUE(StartsWith(board.Ask("STATUS"), "STATUS 1 0 239.1.1.1:5001 0:1:ff:[0001] "));
 }
 
-TEST(Fault, ABroadcastClockThatJumpsIsFollowedAndTheGuideStays) {
-    auto multiplex = SmallMultiplex();
-    WriteStream("/mnt/seven.ts", multiplex);
-    const auto start = multiplex.start;
-    LiveBoard board('T', {.band = {{7, {"/mnt/seven.ts", 5}}}});
-    ASSERT_TRUE(board.Start());
-    ASSERT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
+TEST_F(FailingStream, WithAClockThatJumpsIsFollowedAndKeepsItsGuide) {
     std::set<std::string> days{board.Ask("TIME").substr(0, 9)};
+    auto jumped = multiplex;
     for (const int years : {10, -20}) {
-        multiplex.start = static_cast<std::uint32_t>(start + years * 366 * 86'400LL);
-        const std::string file = "/mnt/" + std::to_string(multiplex.start) + ".ts";  // the tuner has the one before open
-        WriteStream(file, multiplex);
+        jumped.start = static_cast<std::uint32_t>(multiplex.start + years * 366 * 86'400LL);
+        const std::string file = "/mnt/" + std::to_string(jumped.start) + ".ts";  // the tuner has the one before open
+        WriteStream(file, jumped);
         board->TheTuner().Put(7, {file, 5});
         std::string time;
         for (int turn = 0; turn < 200 && !days.insert(time = board.Ask("TIME").substr(0, 9)).second; ++turn) {
             std::this_thread::sleep_for(Milliseconds(50));
         }
         EXPECT_TRUE(StartsWith(board.Ask("EITN4d,1"), "EITI")) << time;
-        EXPECT_EQ(board.Ask("VERS"), "VERS0.82.14OK\r\n");
+        EXPECT_EQ(board.Ask("VERS"), kVersion);
     }
     EXPECT_EQ(days.size(), 3u);
 }

@@ -10,24 +10,22 @@
 #include <sstream>
 #include <thread>
 
-#include "evidence.h"
-#include "live_board.h"
+#include "transmission_fixture.h"
 
 namespace board {
 namespace {
 
 constexpr std::uint16_t kTransmitterPort = 5000;
 constexpr std::uint16_t kReceiverPort = 2008;
-constexpr const char* kVersion = "VERS0.82.14OK\r\n";
 
 zulctl::Endpoint Here(std::uint16_t port) { return {*zulctl::ParseAddress("127.0.0.1"), port}; }
 
-/// Asks 20,000 times a second without waiting for answers, and judges each that comes: every request has a socket of its
-/// own. A busy machine asks less often.
-class Flood {
+/// Asks 20,000 times a second without waiting for answers, and judges each that comes: every request has a socket of
+/// its own. A busy machine asks less often.
+class Master {
  public:
-    Flood() : mThread([this] { Run(); }) {}
-    ~Flood() { End(); }
+    Master() : mThread([this] { Run(); }) {}
+    ~Master() { End(); }
 
     void End() {
         mStop = true;
@@ -49,17 +47,20 @@ class Flood {
     void Run() {
         constexpr Milliseconds kTurn{1};
         constexpr int kPerTurn = 5;  // for each of four
-        Line lines[] = {{"VERS", kVersion}, {"VER", "KO\r\n"}, {"VIDEO", "OK\r\n"}, {"SCA?", std::string("\0\7\0\0", 4)}};
+        Line lines[] = {
+            {"VERS", kVersion}, {"VER", "KO\r\n"}, {"VIDEO", "OK\r\n"}, {"SCA?", std::string("\0\7\0\0", 4)}};
         for (Line& line : lines) line.socket.Bind(0);
         const auto takeAll = [&] {
             for (Line& line : lines) {
                 while (const auto datagram = line.socket.Take()) {
                     ++answered;
-                    if (wrong.empty() && datagram->bytes != line.answer) wrong = line.request + (": " + datagram->bytes);
+                    if (wrong.empty() && datagram->bytes != line.answer)
+                        wrong = line.request + (": " + datagram->bytes);
                 }
             }
         };
-        for (auto next = zulctl::Clock::now(); !mStop; next = std::max(next + kTurn, zulctl::Clock::now() - 20 * kTurn)) {
+        for (auto next = zulctl::Clock::now(); !mStop;
+             next = std::max(next + kTurn, zulctl::Clock::now() - 20 * kTurn)) {
             std::this_thread::sleep_until(next);
             for (int i = 0; i < kPerTurn; ++i) {
                 for (Line& line : lines) asked += line.socket.Send(line.request, Here(kTransmitterPort)) ? 1 : 0;
@@ -80,13 +81,10 @@ int FloodSeconds() {
     return seconds != nullptr ? std::atoi(seconds) : 2;
 }
 
-TEST(Flood, EveryAnswerIsRightAndTheStreamLosesNothing) {
-    const auto played = WriteStream("/mnt/seven.ts", SmallMultiplex());
-    GroupListener group("239.1.1.1", 5001);
-    LiveBoard board('T', {.band = {{7, {"/mnt/seven.ts", 5}}}});
-    ASSERT_TRUE(board.Start());
-    ASSERT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
-    Flood flood;
+using Flood = Transmission;
+
+TEST_F(Flood, EveryAnswerIsRightAndTheStreamLosesNothing) {
+    Master master;
     const int seconds = FloodSeconds();
     std::uint64_t packets = 0;
     for (const auto end = zulctl::Clock::now() + std::chrono::seconds(seconds); zulctl::Clock::now() < end;) {
@@ -94,19 +92,20 @@ TEST(Flood, EveryAnswerIsRightAndTheStreamLosesNothing) {
         ASSERT_EQ(Difference(evidence.pids, played), "");
         for (const auto& [pid, of] : evidence.pids) packets += of.size();
     }
-    flood.End();
-    RecordProperty("asked_per_second", flood.asked / seconds);
-    RecordProperty("answered_per_second", flood.answered / seconds);
+    master.End();
+    RecordProperty("asked_per_second", master.asked / seconds);
+    RecordProperty("answered_per_second", master.answered / seconds);
     RecordProperty("packets_judged", static_cast<int>(packets));
-    EXPECT_EQ(flood.wrong, "");
-    EXPECT_GT(flood.answered, 0);
-    EXPECT_LE(flood.answered, flood.asked);
+    EXPECT_EQ(master.wrong, "");
+    EXPECT_GT(master.answered, 0);
+    EXPECT_LE(master.answered, master.asked);
     EXPECT_EQ(board.Ask("VERS"), kVersion) << "and the next master is served";
 }
 
 /// Sends one datagram that seems to come from another port of this machine.
 void Forge(std::uint16_t from, std::uint16_t to, const std::string& text) {
-    const std::uint16_t head[] = {htons(from), htons(to), htons(static_cast<std::uint16_t>(8 + text.size())), 0};  // no checksum
+    const std::uint16_t head[] = {htons(from), htons(to), htons(static_cast<std::uint16_t>(8 + text.size())),
+                                  0};  // no checksum
     std::string datagram(reinterpret_cast<const char*>(head), sizeof head);
     datagram += text;
     sockaddr_in address{};
@@ -148,7 +147,8 @@ TEST(TwoBoards, ThatAForgedDatagramSetsAtEachOtherServeOn) {
     const long before = DatagramsTaken();
     Forge(kReceiverPort, kTransmitterPort, "x");
     const auto deadline = zulctl::Clock::now() + kPatience;
-    while (DatagramsTaken() < before + 1000 && zulctl::Clock::now() < deadline) std::this_thread::sleep_for(Milliseconds(10));
+    while (DatagramsTaken() < before + 1000 && zulctl::Clock::now() < deadline)
+        std::this_thread::sleep_for(Milliseconds(10));
     EXPECT_GE(DatagramsTaken(), before + 1000) << "the two didn't begin";
 
     std::vector<long> microseconds;
@@ -157,13 +157,15 @@ TEST(TwoBoards, ThatAForgedDatagramSetsAtEachOtherServeOn) {
     for (int turn = 0; turn < 200; ++turn) {
         const auto asked = zulctl::Clock::now();
         ASSERT_EQ(ask(turn % 2 == 0 ? kTransmitterPort : kReceiverPort), kVersion) << turn;
-        microseconds.push_back(std::chrono::duration_cast<std::chrono::microseconds>(zulctl::Clock::now() - asked).count());
+        microseconds.push_back(
+            std::chrono::duration_cast<std::chrono::microseconds>(zulctl::Clock::now() - asked).count());
         std::this_thread::sleep_for(Milliseconds(2));
     }
     const std::chrono::duration<double> took = zulctl::Clock::now() - began;
     EXPECT_GT(DatagramsTaken(), start + 400) << "the two still go on";
     std::sort(microseconds.begin(), microseconds.end());
-    RecordProperty("exchanges_per_second", static_cast<int>(static_cast<double>(DatagramsTaken() - start) / took.count()));
+    RecordProperty("exchanges_per_second",
+                   static_cast<int>(static_cast<double>(DatagramsTaken() - start) / took.count()));
     RecordProperty("vers_median_microseconds", static_cast<int>(microseconds[microseconds.size() / 2]));
     RecordProperty("vers_longest_microseconds", static_cast<int>(microseconds.back()));
     EXPECT_EQ(receiver.Ask("UNIT1,239.1.1.1,5001,0,1"), "OK\r\n");

@@ -5,8 +5,9 @@
 #include <thread>
 
 #include "evidence.h"
+#include "live_board.h"
 #include "mux/multiplexer.h"
-#include "receiver_fixture.h"
+#include "story.h"
 
 namespace board {
 namespace {
@@ -46,28 +47,42 @@ testing::AssertionResult ComesTo(LiveBoard& board, const std::string& request, c
     return StartsWith(answer, starts.front());
 }
 
-TEST_F(Receiver, PlaysAProgrammeAndKnowsItsLanguages) {
+using Lines = std::vector<std::string>;
+
+/// Waits for an order to the player. \return its lines, as the board tells them, up to that one
+Lines OrdersUntil(LiveBoard& board, std::int32_t command) {
+    board->ThePlayer().Orders().WaitFor([command](const PlayerOrder& order) { return order.command == command; });
+    Lines lines;
+    for (const PlayerOrder& order : board->ThePlayer().Orders().All()) lines.push_back(Describe(order));
+    board->ThePlayer().Orders().Clear();
+    return lines;
+}
+
+TEST(ReceivedStream, IsPlayedAndItsLanguagesAreKnown) {
+    LiveBoard board('R');
+    ASSERT_TRUE(board.Start());
     const auto multiplex = SmallMultiplex();
     const auto& programme = multiplex.programmes.at(0);
     const Sender sender("239.1.1.1", 5001, mux::MakeMultiplex(multiplex, {.milliseconds = 2000}));
     EXPECT_EQ(board.Ask("UNIT1,239.1.1.1,5001,0,1"), "OK\r\n");
     const Lines played = {"OSD_LAYER 50 50 100 100, alpha 0",
                           "START_STREAM_DISPLAY 239.1.1.1:5001, programme 1, audio PID 0"};
-    EXPECT_EQ(OrdersUntil(START_STREAM_DISPLAY), played);
+    EXPECT_EQ(OrdersUntil(board, START_STREAM_DISPLAY), played);
     EXPECT_TRUE(ComesTo(board, "STATUS", {"STATUS 1 239.1.1.1:5001 5:0001 0 1 0 0 "})) << "MPEG-2 video, AC-3 sound";
 
     EXPECT_EQ(board.Ask("CALLBACK0"), "OK\r\n");
     // The PMT may come before the PAT that tells the transport stream of its programme.
-    EXPECT_TRUE(ComesTo(board, "LAN?", {"LANG 0000 0001 eng00,spa01\r\nLANG 004d 0002 \r\nLANG 004d 0003 \r\nOK\r\n",
-                                        "LANG 004d 0001 eng00,spa01\r\nLANG 004d 0002 \r\nLANG 004d 0003 \r\nOK\r\n"}));
+    EXPECT_TRUE(ComesTo(board, "LAN?",
+                        {"LANG 0000 0001 eng00,spa01\r\nLANG 004d 0002 \r\nLANG 004d 0003 \r\nOK\r\n",
+                         "LANG 004d 0001 eng00,spa01\r\nLANG 004d 0002 \r\nLANG 004d 0003 \r\nOK\r\n"}));
     EXPECT_EQ(board.Ask("LANGspa,1,eng,0"), "OK\r\n");
     const Lines switched = {"OSD_LAYER 50 50 100 100, alpha 0", "VIDEO_LAYER 50 50 100 100, alpha 255",
                             "DEBUG_CMMD 14 1 " + std::to_string(programme.audio.at(1).pid)};
-    EXPECT_EQ(OrdersUntil(DEBUG_CMMD), switched);
+    EXPECT_EQ(OrdersUntil(board, DEBUG_CMMD), switched);
 
     EXPECT_EQ(board.Ask("UNIT0"), "OK\r\n");
     const Lines stopped = {"VIDEO_LAYER 50 50 100 100, alpha 0", "OSD_LAYER 50 50 100 100, alpha 0", "STOP_ALL"};
-    EXPECT_EQ(OrdersUntil(STOP_ALL), stopped);
+    EXPECT_EQ(OrdersUntil(board, STOP_ALL), stopped);
     EXPECT_TRUE(ComesTo(board, "STATUS", {"STATUS 0 0.0.0.0:0 0:0000 2 3 0 0 "}));
     EXPECT_EQ(FileText("/mnt/hd1/zul_def_startup"), "UNIT0");
 }
@@ -75,7 +90,8 @@ TEST_F(Receiver, PlaysAProgrammeAndKnowsItsLanguages) {
 TEST(ReceiverBesideATransmitter, PlaysWhatItSendsAndNothingElseOfTheChannel) {
     const auto multiplex = SmallMultiplex();
     WriteStream("/mnt/seven.ts", multiplex);
-    const BoardBeside transmitter('T', {.band = {{7, {"/mnt/seven.ts", 5}}}, .clock = 4}, "UNIT1,239.1.1.1,5001,7,4d,2");
+    const BoardBeside transmitter('T', {.band = {{7, {"/mnt/seven.ts", 5}}}, .clock = 4},
+                                  "UNIT1,239.1.1.1,5001,7,4d,2");
     LiveBoard board('R');
     ASSERT_TRUE(board.Start());
     EXPECT_EQ(board.Ask("UNIT1,239.1.1.1,5001,0,2"), "OK\r\n");

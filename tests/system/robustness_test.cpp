@@ -7,8 +7,7 @@
 #include <random>
 #include <thread>
 
-#include "evidence.h"
-#include "live_board.h"
+#include "transmission_fixture.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define ZUL_SANITIZED 1
@@ -19,7 +18,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr const char* kVersion = "VERS0.82.14OK\r\n";
+using Robustness = Transmission;
 
 /// Feeds the module from a thread of its own, in place of the tuner, until it goes out of scope.
 class Host {
@@ -81,12 +80,7 @@ class Spoiler {
     std::size_t mPosition = 0;
 };
 
-TEST(Robustness, ABrokenBroadcastStopsNeitherTheServiceNorTheStreamThatFollows) {
-    const auto played = WriteStream("/mnt/seven.ts", SmallMultiplex());
-    GroupListener group("239.1.1.1", 5001);
-    LiveBoard board('T', {.band = {{7, {"/mnt/seven.ts", 5}}}});
-    ASSERT_TRUE(board.Start());
-    ASSERT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
+TEST_F(Robustness, ABrokenBroadcastStopsNeitherTheServiceNorTheStreamThatFollows) {
     board->TheTuner().Stop();
     {
         const Host host(board->TheModule(), Spoiler(played, 11));
@@ -101,11 +95,16 @@ TEST(Robustness, ABrokenBroadcastStopsNeitherTheServiceNorTheStreamThatFollows) 
         EXPECT_GT(host.Buffers(), 100u);
     }
     // A new start of the stream: what the noise taught about PIDs is forgotten with the old one.
-    ASSERT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
+    ASSERT_EQ(board.Ask(kUnit), "OK\r\n");
     const Evidence evidence = group.Collect(300'000);
     EXPECT_EQ(Difference(evidence.pids, played), "");
     EXPECT_EQ(evidence.pats.back().front().first, 1);
 }
+
+class FlatOut : public Transmission {
+ protected:
+    FlatOut() : Transmission(200) {}
+};
 
 /// \return whether the board answers; asked again, as log lines may crowd a reply out of the master's socket
 bool Serves(LiveBoard& board) {
@@ -116,10 +115,7 @@ bool Serves(LiveBoard& board) {
     return false;
 }
 
-TEST(Robustness, StreamsComeAndGoWhileDataRunsFlatOut) {
-    const auto played = WriteStream("/mnt/seven.ts", SmallMultiplex());
-    LiveBoard board('T', {.band = {{7, {"/mnt/seven.ts", 5}}}, .clock = 200});
-    ASSERT_TRUE(board.Start());
+TEST_F(FlatOut, StreamsComeAndGo) {
     ASSERT_EQ(board.Ask("CALLBACK1"), "OK\r\n");
     board->TheTuner().SetSpeed(0);
     board->TheTuner().TuneTo(7);
@@ -127,25 +123,25 @@ TEST(Robustness, StreamsComeAndGoWhileDataRunsFlatOut) {
     std::mt19937 random(12);
     do {
         const std::string slot = std::to_string(1 + random() % 4);
-        const std::vector<std::string> requests = {
-            "UNIT4," + slot + ",239.1.1." + slot + ",5001,7,4d,1",
-            "UNIT4," + slot + ",239.1.1." + slot + ",5001,7",
-            "UNIT5," + slot,
-            "UNIT1,239.1.1.9,5001,7,4d,2,4d,3",
-            "UNIT0",
-            "MCASTPACKETSIZE" + std::to_string(random() % 32769),
-            "LANGeng,0,fra,0",
-            "DUMPCOLLECT",
-            "DUMPSTATS",
-            "DUMPPIDS",
-            "DUMPLANG",
-            "DEBUG2",
-            "DEBUG0",
-            "STATUS",
-            "LAN?",
-            "SCAL",
-            "EITL4d,1,2359",
-        };
+        const std::string unit4 = "UNIT4," + slot + ",239.1.1." + slot + ",5001,7", unit5 = "UNIT5," + slot;
+        const std::string size = "MCASTPACKETSIZE" + std::to_string(random() % 32769);
+        const std::vector<std::string> requests = {unit4,
+                                                   unit4 + ",4d,1",
+                                                   unit5,
+                                                   "UNIT1,239.1.1.9,5001,7,4d,2,4d,3",
+                                                   "UNIT0",
+                                                   size,
+                                                   "DUMPCOLLECT",
+                                                   "DUMPSTATS",
+                                                   "DUMPPIDS",
+                                                   "DUMPLANG",
+                                                   "DEBUG2",
+                                                   "DEBUG0",
+                                                   "STATUS",
+                                                   "LAN?",
+                                                   "SCAL",
+                                                   "EITL4d,1,2359",
+                                                   "LANGeng,0,fra,0"};
         board.Send(requests[random() % requests.size()]);
         ASSERT_TRUE(Serves(board));
     } while (std::chrono::steady_clock::now() < end);
@@ -170,8 +166,9 @@ class Hostility {
         for (int packet = 0; packet < 174; ++packet, ++mWanted) {
             const auto table = static_cast<std::uint8_t>(mWanted / 256 % 254 + 1);
             const auto number = static_cast<std::uint8_t>(mWanted);
-            const Bytes head{0x47, 0x5F, 0xFB, static_cast<std::uint8_t>(0x10 | (mWanted & 0xF)),
-                             0,    table, 0xF3, 0xFD, 0, 1, 0xC1, number};
+            const Bytes head{0x47, 0x5F,  0xFB, static_cast<std::uint8_t>(0x10 | (mWanted & 0xF)),
+                             0,    table, 0xF3, 0xFD,
+                             0,    1,     0xC1, number};
             buffer.insert(buffer.end(), head.begin(), head.end());
             buffer.resize(buffer.size() + 188 - head.size(), table);
         }
@@ -183,13 +180,7 @@ class Hostility {
     std::atomic<int> mWanted{0};
 };
 
-TEST(Robustness, AStreamThatWants50000SectionsGetsALimitAndCostsNobodyAnything) {
-    const auto multiplex = SmallMultiplex();
-    const auto played = WriteStream("/mnt/seven.ts", multiplex);
-    GroupListener group("239.1.1.1", 5001);
-    LiveBoard board('T', {.band = {{7, {"/mnt/seven.ts", 5}}}});
-    ASSERT_TRUE(board.Start());
-    ASSERT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
+TEST_F(Robustness, AStreamThatWants50000SectionsGetsALimitAndCostsNobodyAnything) {
     board->TheTuner().Stop();
     group.IsSilent();
     const std::size_t before = ResidentSize();
@@ -218,22 +209,17 @@ TEST(Robustness, AStreamThatWants50000SectionsGetsALimitAndCostsNobodyAnything) 
 #else
     static_cast<void>(before);
 #endif
-    ASSERT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
+    ASSERT_EQ(board.Ask(kUnit), "OK\r\n");
     EXPECT_TRUE(StartsWith(board.Ask("LAN?"), "LANG 004d 0001 eng00,spa01\r\n")) << "tables are read as ever";
 }
 
-TEST(Robustness, HoursOfStreamLeaveTheMemoryAsItWas) {
+TEST_F(Robustness, HoursOfStreamLeaveTheMemoryAsItWas) {
 #ifdef ZUL_SANITIZED
     GTEST_SKIP() << "a sanitizer keeps freed memory";
 #endif
-    const auto multiplex = SmallMultiplex();
-    WriteStream("/mnt/seven.ts", multiplex);
-    LiveBoard board('T', {.band = {{7, {"/mnt/seven.ts", 5}}}});
-    ASSERT_TRUE(board.Start());
-    ASSERT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");
     board->TheTuner().SetSpeed(0);
     const std::uint64_t minute = multiplex.rate / 8 * 60;
-    const auto waitFor = [&board](std::uint64_t bytes, int seconds) {
+    const auto waitFor = [this](std::uint64_t bytes, int seconds) {
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
         const std::uint64_t start = board->TheTuner().BytesFed();
         while (board->TheTuner().BytesFed() - start < bytes && std::chrono::steady_clock::now() < end) {
