@@ -41,6 +41,15 @@ class Client {
         return datagrams;
     }
 
+    /// \return the next datagram, or "(nothing)" when none comes within `milliseconds`
+    std::string Hear(int milliseconds = 10000) const {
+        pollfd entry{mSocket, POLLIN, 0};
+        if (poll(&entry, 1, milliseconds) != 1) return "(nothing)";
+        char data[65536];
+        const ssize_t size = recv(mSocket, data, sizeof data, 0);
+        return std::string(data, size > 0 ? static_cast<std::size_t>(size) : 0);
+    }
+
     /// Takes datagrams until there are `count`, or none comes for two seconds.
     std::vector<std::string> TakeCount(std::size_t count) const {
         std::vector<std::string> all;

@@ -1,60 +1,21 @@
 /// A store with a master that hears it, and the few words that the tests of the guide speak to both in.
 #pragma once
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "bridges/forwarding.h"
 #include "broadcasttime.h"
 #include "fast_machine.h"
 #include "tunermanager.h"
-#include "udpcom.h"
-
-/// A client of the command socket, and what it is sent.
-class Master {
- public:
-    Master() : mSocket(socket(AF_INET, SOCK_DGRAM, 0)) {}
-    ~Master() { close(mSocket); }
-    Master(const Master&) = delete;
-    Master& operator=(const Master&) = delete;
-
-    /// Sends the server a datagram, so that this is its last client.
-    void Ask(UdpServer& server, std::uint16_t port) {
-        sockaddr_in to{};
-        to.sin_family = AF_INET;
-        to.sin_port = htons(port);
-        to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        sendto(mSocket, "?", 1, 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
-        char buffer[16];
-        ASSERT_TRUE(server.WaitForData(5, 0));
-        ASSERT_EQ(server.Receive(buffer, sizeof buffer - 1, 0), 1);
-    }
-
-    /// \return the next datagram, or "(nothing)" when none comes within `milliseconds`
-    std::string Hear(int milliseconds = 10000) {
-        pollfd ready{mSocket, POLLIN, 0};
-        if (poll(&ready, 1, milliseconds) != 1) return "(nothing)";
-        char data[65536];
-        const ssize_t size = recv(mSocket, data, sizeof data, 0);
-        return std::string(data, size > 0 ? static_cast<std::size_t>(size) : 0);
-    }
-
- private:
-    int mSocket;
-};
 
 /// A TunerManager with a forwarding peer, silent in the log.
 class GuideTest : public testing::Test {
  protected:
-    static constexpr std::uint16_t kPort = 5000;
-
     GuideTest() { Begin('T'); }
 
     /// Starts afresh in a role.
@@ -62,9 +23,7 @@ class GuideTest : public testing::Test {
         global_debug_flag = 0;
         fast_machine::RecordShell(true);
         store = std::make_unique<TunerManager>(role);
-        EXPECT_TRUE(server.Connect(kPort));
-        master.Ask(server, kPort);
-        store->SetTunerForwarding(&server);
+        store->SetTunerForwarding(server.After(master));
     }
 
     void Tune(int channel) { EXPECT_TRUE(store->TuneToChannel(channel)); }
@@ -114,7 +73,7 @@ class GuideTest : public testing::Test {
     }
 
     std::unique_ptr<TunerManager> store;
-    UdpServer server;
-    Master master;
+    CommandServer server;
+    Client master;
     std::vector<char> buffer;
 };

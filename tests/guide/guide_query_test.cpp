@@ -290,37 +290,26 @@ TEST_F(Guide, IsDumpedToTheLog) {
     SetText(5, 0, std::string("\0L\0O\0N\0G\0", 9));
     store->AddProgramToScanResults(6, 7);
     testing::internal::CaptureStdout();
-    store->DumpEitInfo();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    store->DumpEitInfo();  // while the log is off
     global_debug_flag = 1;
-    testing::internal::CaptureStdout();
     store->DumpEitInfo();
-    const std::string log = testing::internal::GetCapturedStdout();
-    const auto name = [](const std::string& characters) {
-        return characters + std::string(5 - characters.size(), '\0');
-    };
-    EXPECT_EQ(log,
+    // clang-format off
+    const std::string unnamed(5, '\0'), news("NEWS\0", 5), longName("LONG\0\0", 6);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "ZUL: \n === Now is d3a4 0000\n"
-              "ZUL: Ch id 0x11, sh name " +
-                  name("NEWS") +
-                  ", tr id 1a2b pr id 3c4d long name        \n"
-                  "ZUL: EvId 5 (src 9), startTime d3a4 0100, duration 90, title News\n"
-                  "ZUL: Long info 80 81 0 0 0 0 0 0\n"
-                  "ZUL: EvId 6 (src 0), startTime d3a4 0000, duration 0, title \n"
-                  "ZUL: Long info 41 42 43 44 45 46 47 48\n"
-                  "ZUL: EvId 7 (src 9), startTime d3a4 0000, duration 1, title Last\n"
-                  "ZUL: Long info 41 42 43 44 45 46 47 48\n"
-                  "ZUL: \n"
-                  "ZUL: Ch id 0x12, sh name " +
-                  name("") +
-                  ", tr id 0001 pr id 0002 long name        \n"
-                  "ZUL: \n"
-                  "ZUL: Ch id 0x12, sh name " +
-                  name("NEWS") + ", tr id 0003 pr id 0004 long name LONG" + std::string(2, '\0') +
-                  " \n"
-                  "ZUL: \n"
-                  "ZUL: Ch id 0x12, sh name " +
-                  name("") + ", tr id 0006 pr id 0007 long name LONG" + std::string(2, '\0') +
-                  " \n"
-                  "ZUL: \n");
+              "ZUL: Ch id 0x11, sh name " + news + ", tr id 1a2b pr id 3c4d long name        \n"
+              "ZUL: EvId 5 (src 9), startTime d3a4 0100, duration 90, title News\n"
+              "ZUL: Long info 80 81 0 0 0 0 0 0\n"
+              "ZUL: EvId 6 (src 0), startTime d3a4 0000, duration 0, title \n"
+              "ZUL: Long info 41 42 43 44 45 46 47 48\n"
+              "ZUL: EvId 7 (src 9), startTime d3a4 0000, duration 1, title Last\n"
+              "ZUL: Long info 41 42 43 44 45 46 47 48\n"
+              "ZUL: \n"
+              "ZUL: Ch id 0x12, sh name " + unnamed + ", tr id 0001 pr id 0002 long name        \n"
+              "ZUL: \n"
+              "ZUL: Ch id 0x12, sh name " + news + ", tr id 0003 pr id 0004 long name " + longName + " \n"
+              "ZUL: \n"
+              "ZUL: Ch id 0x12, sh name " + unnamed + ", tr id 0006 pr id 0007 long name " + longName + " \n"
+              "ZUL: \n");
+    // clang-format on
 }

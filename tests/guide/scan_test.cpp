@@ -37,14 +37,12 @@ class Scan : public GuideTest {
         fast_machine::OnSleep([this](std::int64_t microseconds) {
             // A remount has a minute, in turns of a second: on a busy machine 60 ms are too few for the daemon.
             if (microseconds == 1000000) std::this_thread::sleep_for(std::chrono::milliseconds(4));
-            if (microseconds == 100000) stopPolls = true;
             if (microseconds != 5000000 || !band.contains(tuned)) return;
             const Channel& channel = band[tuned];
             if (++listened != channel.listens) return;
             for (int number = 1; number <= channel.programmes; ++number) {
                 store->AddProgramToScanResults(static_cast<std::uint16_t>(tuned), static_cast<std::uint16_t>(number));
             }
-            if (onListen) onListen(tuned);
         });
     }
 
@@ -86,8 +84,6 @@ class Scan : public GuideTest {
     board::SystemDaemon daemon;
     TsFilter& filter;  // outlives the test, as the scan thread does
     std::map<int, Channel> band;
-    std::function<void(int channel)> onListen;
-    std::atomic<bool> stopPolls = false;  ///< somebody waits for the end of a scan that he stopped
     int tuned = 0;
     int listened = 0;
 };
@@ -179,28 +175,6 @@ TEST_F(Scan, OfOneChannelEmptiesTheStoreAndSavesNothing) {
     EXPECT_EQ(fast_machine::TakeShellLines(), std::vector<std::string>{"m710cmmd -stopvid >/dev/null"});
 }
 
-TEST_F(Scan, StopsBehindTheChannelInProgress) {
-    band = {{2, {5, 1}}, {3, {5, 1}}};
-    EXPECT_TRUE(store->BlindScan(TunerManager::eScanStop)) << "nothing to stop";
-    EXPECT_EQ(master.Hear(), "OK\r\n");
-    std::atomic<bool> listening = false;
-    onListen = [&](int) {
-        stopPolls = false;  // of the streams' stop at the start
-        listening = true;
-        while (!stopPolls) std::this_thread::yield();
-    };
-    store->BlindScan(TunerManager::eScanUk);
-    while (!listening) std::this_thread::yield();
-    EXPECT_TRUE(store->BlindScan(TunerManager::eScanStop));
-    const std::string messages = HearScan();
-    EXPECT_EQ(messages.find("BLINDSTART:0 OK\r\nBLINDLOCK:2 OK\r\n"), 0u) << messages;
-    EXPECT_NE(messages.find("\r\nOK\r\n"), std::string::npos) << messages;
-    EXPECT_EQ(messages.find("BLINDLOCK:3"), std::string::npos) << messages;
-    EXPECT_EQ(store->ScanState(), TunerManager::eScanDone);
-    EXPECT_EQ(store->GetCurrentChannel(), 3);
-    EXPECT_FALSE(FileText("/mnt/hd1/zul_scan_results").empty()) << "what was found is saved";
-}
-
 TEST_F(Scan, LeavesTheStoreOnTheListThatIsAlwaysEmpty) {
     for (const auto mode : {TunerManager::eQAM64, TunerManager::eQAM256}) {
         band = {{1, {5, 1}}, {158, {5, 1}}};
@@ -247,16 +221,15 @@ TEST_F(Scan, EndsInErrorWhereItCannotRun) {
 }
 
 TEST_F(Scan, KeepsItsFirstPeer) {
-    Master second;
-    second.Ask(server, kPort);
-    store->SetTunerForwarding(&server);
+    const Client second;
+    store->SetTunerForwarding(server.After(second));
     EXPECT_EQ(Epg('n', 1), "EITI OK\r\n");
     EXPECT_EQ(second.Hear(0), "(nothing)");
     store->SetTunerForwarding(nullptr);
     store->SetTunerForwarding(nullptr);
     buffer.assign(TunerManager::kReplySize, 'x');
     EXPECT_EQ(store->GetLanguagesOrSubtitles(Language::eAudio, buffer.data()), nullptr) << "no one to tell";
-    store->SetTunerForwarding(&server);
+    store->SetTunerForwarding(&server.server);
     store->GetLanguagesOrSubtitles(Language::eAudio, buffer.data());
     EXPECT_EQ(second.Hear(), "OK\r\n");
 }
@@ -289,7 +262,7 @@ TEST_F(Scan, SharesTheStoreWithFilterAndMaster) {
     std::vector<char> reply(TunerManager::kReplySize);
     while (store->ScanState() == TunerManager::eScanInProgress) {
         store->SetTunerForwarding(nullptr);
-        store->SetTunerForwarding(&server);
+        store->SetTunerForwarding(&server.server);
         store->ProcessEpgData(reply.data(), 1, 1, 0, 0, 100, 'l');
         store->GetLanguagesOrSubtitles(Language::eAudio, reply.data());
         EXPECT_LE(store->GetTotalChannelsFound(), 68);
