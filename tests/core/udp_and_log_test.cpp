@@ -7,49 +7,37 @@
 #include <sstream>
 #include <thread>
 
-#include "udp_client.h"
 #include "texthelpers.h"
+#include "udp_client.h"
 #include "udpcom.h"
 
 namespace {
 
 using Texts = std::vector<std::string>;
 
-std::string Bytes(const char* text, std::size_t size) { return std::string(text, size); }
-
 /// A field of one letter over and over, and what follows it.
 std::string Long(std::size_t size, const char* behind = "") { return std::string(size, 'x').append(behind); }
-
-/// A server and a client that it answers.
-struct Pair {
-    Pair() {
-        EXPECT_TRUE(server.Connect(5000));
-        client.Send(5000, "hello");
-        char buffer[16];
-        EXPECT_EQ(server.Receive(buffer, 15, 0), 5);
-    }
-    Client client;
-    UdpServer server;
-};
 
 }  // namespace
 
 TEST(UdpServer, ReceivesWithAZeroByteBehindAndAnswersItsLastPeer) {
-    Pair pair;
+    const Client client;
+    UdpServer server;
+    ASSERT_TRUE(server.Connect(5000));
     char buffer[9];
     std::memset(buffer, 'x', sizeof buffer);
-    pair.client.Send(5000, "12345678");
-    EXPECT_TRUE(pair.server.WaitForData(1, 0));
-    EXPECT_EQ(pair.server.Receive(buffer, 8, 0), 8);
+    client.Send(5000, "12345678");
+    EXPECT_TRUE(server.WaitForData(1, 0));
+    EXPECT_EQ(server.Receive(buffer, 8, 0), 8);
     EXPECT_STREQ(buffer, "12345678");
-    EXPECT_EQ(pair.server.GetLastClientPort(), pair.client.port);
-    EXPECT_STREQ(pair.server.GetLastClientIpAddress(), "127.0.0.1");
-    EXPECT_EQ(pair.server.Reply("back", 4), 4);
-    EXPECT_EQ(pair.client.Take(1000), Texts{"back"});
-    EXPECT_FALSE(pair.server.WaitForData(0, 0));
-    EXPECT_LT(pair.server.Receive(buffer, 8, MSG_DONTWAIT), 0);
+    EXPECT_EQ(server.GetLastClientPort(), client.port);
+    EXPECT_STREQ(server.GetLastClientIpAddress(), "127.0.0.1");
+    EXPECT_EQ(server.Reply("back", 4), 4);
+    EXPECT_EQ(client.Take(1000), Texts{"back"});
+    EXPECT_FALSE(server.WaitForData(0, 0));
+    EXPECT_LT(server.Receive(buffer, 8, MSG_DONTWAIT), 0);
     EXPECT_STREQ(buffer, "12345678") << "a failed receive touches nothing";
-    EXPECT_TRUE(pair.server.Connect(5001)) << "opening again lets the old socket go";
+    EXPECT_TRUE(server.Connect(5001)) << "opening again lets the old socket go";
     UdpServer other;
     EXPECT_TRUE(other.Connect(5000));
 }
@@ -115,13 +103,14 @@ TEST(Log, LevelsAndWireFormat) {
     say();
     LOG("%s|", static_cast<const char*>(nullptr) == nullptr ? "(null)" : "");
     PANIC("broken %s", "thing");
-    EXPECT_EQ(client.TakeCount(3), (Texts{Bytes("LOG: text 1\n\r\n\0", 15), Bytes("LOG: (null)|\r\n\0", 15), "LOG:ERROR broken thing\r\n"}));
+    EXPECT_EQ(client.TakeCount(3), (Texts{std::string("LOG: text 1\n\r\n\0", 15), std::string("LOG: (null)|\r\n\0", 15),
+                                          "LOG:ERROR broken thing\r\n"}));
     const std::string longText(3000, 'a');
     LOG("%s", longText.c_str());
     PANIC("%s", longText.c_str());
     const Texts cut = client.TakeCount(2);
     ASSERT_EQ(cut.size(), 2u);
-    EXPECT_EQ(cut[0], "LOG: " + std::string(1023, 'a') + Bytes("\r\n\0", 3));
+    EXPECT_EQ(cut[0], "LOG: " + std::string(1023, 'a') + std::string("\r\n\0", 3));
     EXPECT_EQ(cut[1], "LOG:ERROR " + std::string(511, 'a') + "\r\n");
     CloseLogChannel();
     CloseLogChannel();
@@ -176,29 +165,37 @@ TEST(Log, LinesOfManyThreadsAreNotTornWhileTheChannelComesAndGoes) {
 }
 
 TEST(TextHelpers, Numbers) {
-    struct Case { const char* text; unsigned hex; int decimal; };
-    const Case cases[] = {
-        {"", 0, 0}, {"1f", 0x1f, 1}, {"6e\r\n", 0x6e, 6}, {" 1 f", 0x1f, 1}, {"xyz", 0, 0}, {"-12", 0x12, -12}, {"12ab34CD", 0x12ab34cd, 12},
-        {"9912ab34cd", 0x12ab34cd, 9912}, {"99999999999", 0x99999999, 2147483647}, {"-99999999999", 0x99999999, -2147483647 - 1}, {",5", 5, 0}, {"EITN 1a2b", 0xE1A2B, 0},
+    const struct {
+        const char* text;
+        unsigned hex;
+        int decimal;
+    } cases[] = {
+        // clang-format off
+        {"", 0, 0}, {"1f", 0x1f, 1}, {"6e\r\n", 0x6e, 6}, {" 1 f", 0x1f, 1}, {"xyz", 0, 0}, {"-12", 0x12, -12}, {",5", 5, 0},
+        {"12ab34CD", 0x12ab34cd, 12}, {"9912ab34cd", 0x12ab34cd, 9912}, {"99999999999", 0x99999999, 2147483647},
+        {"-99999999999", 0x99999999, -2147483647 - 1}, {"EITN 1a2b", 0xE1A2B, 0},
+        // clang-format on
     };
-    for (const Case& step : cases) {
+    for (const auto& step : cases) {
         EXPECT_EQ(hatoi(step.text), step.hex) << step.text;
         EXPECT_EQ(Decimal(step.text), step.decimal) << step.text;
     }
 }
 
 TEST(TextHelpers, MystrtokTellsEmptyFieldsApart) {
-    struct Case { std::string text; std::vector<std::string> fields; };
-    const Case cases[] = {
-        {"a,b", {"a", "b", "-"}}, {",b", {"-", "b", "-"}}, {"a,,c", {"a", "-", "c", "-"}}, {"", {"-", "-"}}, {"a,", {"a", "-", "-"}},
-        {Long(1024, ",b"), {Long(1024), "b"}}, {Long(1025, ",b"), {"-", "-"}}, {Long(1024), {Long(1024), "-"}}, {Long(1025), {"-", "-"}},
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
+        {"a,b", {"a", "b", "-"}},       {",b", {"-", "b", "-"}},
+        {"a,,c", {"a", "-", "c", "-"}}, {"", {"-", "-"}},
+        {"a,", {"a", "-", "-"}},        {Long(1024, ",b"), {Long(1024), "b"}},
+        {Long(1025, ",b"), {"-", "-"}}, {Long(1024), {Long(1024), "-"}},
+        {Long(1025), {"-", "-"}},
     };
-    for (const Case& step : cases) {
-        std::string text = step.text;
+    for (const auto& [line, fields] : cases) {
+        std::string text = line;
         char* from = text.data();
-        for (const std::string& wanted : step.fields) {
+        for (const std::string& wanted : fields) {
             const char* const field = mystrtok(from, ",;");
-            EXPECT_EQ(field != nullptr ? field : "-", wanted) << step.text;
+            EXPECT_EQ(field != nullptr ? field : "-", wanted) << line;
             from = nullptr;
         }
     }
