@@ -8,7 +8,7 @@
 using namespace transport;
 
 class StreamsTest : public TsFilterTest {
-   protected:
+ protected:
     std::vector<int> IdsOn(unsigned pid) {
         std::vector<int> ids;
         if (!Row(pid).streamers) return ids;
@@ -30,7 +30,8 @@ TEST_F(StreamsTest, AStreamCarriesPsiItsProgrammeAndWhatNobodyClaims) {
     Row(0x14).status = ePidKnown;
     AddEagerStream(3);
     mFilter.AddProgramToStream(3, 7, 1);
-    for (const unsigned pid : {0x0u, 0x1u, 0x10u, 0x14u, 0x1FFBu, 0x30u, 0x31u, 0x50u, 0x52u}) EXPECT_EQ(IdsOn(pid), Ids{3}) << pid;
+    for (const unsigned pid : {0x0u, 0x1u, 0x10u, 0x14u, 0x1FFBu, 0x30u, 0x31u, 0x50u, 0x52u})
+        EXPECT_EQ(IdsOn(pid), Ids{3}) << pid;
     for (const unsigned pid : {0x15u, 0x40u, 0x51u, 0x1FFFu}) EXPECT_EQ(IdsOn(pid), Ids{}) << pid;
     EXPECT_EQ(Row(0x50).status, ePidKnown);
     EXPECT_EQ(Row(0x14).status, ePidUnknown) << "PSI is analysed";
@@ -45,7 +46,11 @@ TEST_F(StreamsTest, AStreamCarriesPsiItsProgrammeAndWhatNobodyClaims) {
 }
 
 TEST_F(StreamsTest, TheWholeMultiplexLeavesNoiseAndPrivateTablesOut) {
-    const struct { unsigned pid, count; std::int8_t status; Ids wanted; } kRows[] = {
+    const struct {
+        unsigned pid, count;
+        std::int8_t status;
+        Ids wanted;
+    } kRows[] = {
         {0x30, 3, ePidKnown, {0}}, {0x31, 2, ePidKnown, {}}, {0x32, 9, ePidIgnored, {}}, {0x33, 9, ePidUnknown, {0}}};
     for (const auto& row : kRows) {
         Row(row.pid).programId = 1;
@@ -124,18 +129,22 @@ TEST_F(StreamsTest, StartTunesWaitsAttaches_StopDetachesAndCleans) {
 }
 
 TEST_F(StreamsTest, LanguageFilterBlocksOtherAudioAsLongAsOneMatches) {
-    struct Audio { unsigned pid; const char* language; int type; };
-    for (const Audio& audio : {Audio{0x34, "eng", 0}, {0x35, "spa", 0}, {0x36, "eng", 3}}) {
-        Row(audio.pid).streamType = 0x81;
-        std::snprintf(Row(audio.pid).audioLanguage, 4, "%s", audio.language);
-        Row(audio.pid).audioLangType = audio.type;
+    for (const unsigned pid : {0x34u, 0x35u, 0x36u}) {
+        Row(pid).streamType = 0x81;
+        std::snprintf(Row(pid).audioLanguage, 4, "%s", pid == 0x35 ? "spa" : "eng");
+        Row(pid).audioLangType = pid == 0x36 ? 3 : 0;
     }
-    struct Step { const char* pri; int priType; const char* sec; int secType; std::string blocked; };
-    const Step steps[] = {
+    const struct {
+        const char* pri;
+        int priType;
+        const char* sec;
+        int secType;
+        std::string blocked;
+    } steps[] = {
         {"eng", 0, "", 0, "011"}, {"fra", 0, "deu", 0, "011"}, {"spa", 0, "", 0, "101"},
         {"eng", 9, "", 0, "101"}, {"spa", 0, "eng", 3, "100"},
     };
-    for (const Step& step : steps) {
+    for (const auto& step : steps) {
         EXPECT_TRUE(mFilter.SetLanguageFilter(step.pri, step.priType, step.sec, step.secType));
         std::string blocked;
         for (const unsigned pid : {0x34u, 0x35u, 0x36u}) blocked += Row(pid).block ? '1' : '0';
