@@ -21,11 +21,6 @@ int SpeedFromEnvironment() {
     return std::max(1, text != nullptr ? std::atoi(text) : 1000);
 }
 
-std::string TextFromEnvironment(const char* name) {
-    const char* text = std::getenv(name);
-    return text != nullptr ? text : "";
-}
-
 /// What the tests steer, all under one lock but for the speed.
 struct Machine {
     std::atomic<int> speed{SpeedFromEnvironment()};
@@ -35,9 +30,8 @@ struct Machine {
     std::function<void(std::int64_t)> onSleep;
     std::function<void(const std::string&)> onShell;
     const bool recordSleeps = std::getenv("ZUL_FAST_CLOCK") == nullptr;  // nobody takes those of a whole board
-    bool recordShell = TextFromEnvironment("ZUL_FAST_SHELL") == "record";
+    bool recordShell = false;
     std::vector<std::string> shellLines;
-    std::string diskRoot = TextFromEnvironment("ZUL_FAST_DISK");
 };
 
 Machine& TheMachine() {
@@ -54,46 +48,30 @@ void NanoSleep(std::int64_t nanoseconds) {
     }
 }
 
+/// \return what a member was
+template <class Value>
+Value Exchange(Value Machine::*member, std::type_identity_t<Value> value) {
+    const std::lock_guard lock(TheMachine().mutex);
+    return std::exchange(TheMachine().*member, std::move(value));
+}
+
+template <class Value>
+Value Get(Value Machine::*member) {
+    const std::lock_guard lock(TheMachine().mutex);
+    return TheMachine().*member;
+}
+
 }  // namespace
 
 namespace fast_machine {
 
 void SetSpeed(int factor) { TheMachine().speed = std::max(1, factor); }
-
-void SetTick(std::optional<std::uint32_t> tick) {
-    const std::lock_guard lock(TheMachine().mutex);
-    TheMachine().tick = tick;
-}
-
-std::vector<std::int64_t> TakeSleeps() {
-    const std::lock_guard lock(TheMachine().mutex);
-    return std::exchange(TheMachine().sleeps, {});
-}
-
-void OnSleep(std::function<void(std::int64_t)> action) {
-    const std::lock_guard lock(TheMachine().mutex);
-    TheMachine().onSleep = std::move(action);
-}
-
-void OnShell(std::function<void(const std::string&)> action) {
-    const std::lock_guard lock(TheMachine().mutex);
-    TheMachine().onShell = std::move(action);
-}
-
-void RecordShell(bool on) {
-    const std::lock_guard lock(TheMachine().mutex);
-    TheMachine().recordShell = on;
-}
-
-std::vector<std::string> TakeShellLines() {
-    const std::lock_guard lock(TheMachine().mutex);
-    return std::exchange(TheMachine().shellLines, {});
-}
-
-void SetDiskRoot(const std::string& folder) {
-    const std::lock_guard lock(TheMachine().mutex);
-    TheMachine().diskRoot = folder;
-}
+void SetTick(std::optional<std::uint32_t> tick) { Exchange(&Machine::tick, tick); }
+std::vector<std::int64_t> TakeSleeps() { return Exchange(&Machine::sleeps, {}); }
+void OnSleep(std::function<void(std::int64_t)> action) { Exchange(&Machine::onSleep, std::move(action)); }
+void OnShell(std::function<void(const std::string&)> action) { Exchange(&Machine::onShell, std::move(action)); }
+void RecordShell(bool on) { Exchange(&Machine::recordShell, on); }
+std::vector<std::string> TakeShellLines() { return Exchange(&Machine::shellLines, {}); }
 
 }  // namespace fast_machine
 
@@ -101,13 +79,12 @@ namespace platform {
 
 void Sleep(std::int64_t microseconds) {
     Machine& machine = TheMachine();
-    std::function<void(std::int64_t)> action;  // called without the lock: it may ask the machine for more
     {
         const std::lock_guard lock(machine.mutex);
         if (machine.recordSleeps && machine.sleeps.size() < kMostSleeps) machine.sleeps.push_back(microseconds);
-        action = machine.onSleep;
     }
-    if (action) action(microseconds);
+    // Called without the lock: it may ask the machine for more.
+    if (const auto action = Get(&Machine::onSleep)) action(microseconds);
     NanoSleep(microseconds * 1000 / machine.speed);
 }
 
@@ -124,25 +101,16 @@ int Wait(int fd, std::int64_t microseconds) {
 }
 
 std::uint32_t Tick() {
-    Machine& machine = TheMachine();
-    {
-        const std::lock_guard lock(machine.mutex);
-        if (machine.tick) return *machine.tick;
-    }
+    if (const auto tick = Get(&Machine::tick)) return *tick;
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    const std::int64_t microseconds = (now.tv_sec * kSecond + now.tv_nsec / 1000) * machine.speed;
+    const std::int64_t microseconds = (now.tv_sec * kSecond + now.tv_nsec / 1000) * TheMachine().speed;
     return static_cast<std::uint32_t>(microseconds * 1024 / kSecond);
 }
 
 void Shell(const char* line) {
+    if (const auto action = Get(&Machine::onShell)) action(line);
     Machine& machine = TheMachine();
-    std::function<void(const std::string&)> action;
-    {
-        const std::lock_guard lock(machine.mutex);
-        action = machine.onShell;
-    }
-    if (action) action(line);
     {
         const std::lock_guard lock(machine.mutex);
         if (machine.recordShell) {
@@ -153,9 +121,6 @@ void Shell(const char* line) {
     if (std::system(line) == -1) return;
 }
 
-std::string DiskPath(const char* path) {
-    const std::lock_guard lock(TheMachine().mutex);
-    return TheMachine().diskRoot + path;
-}
+std::string DiskPath(const char* path) { return path; }
 
 }  // namespace platform

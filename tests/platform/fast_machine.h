@@ -1,4 +1,4 @@
-/// The machine under a test's control: time that runs fast, a shell that is written down, a disk root.
+/// The machine under a test's control: time that runs fast, a shell that is written down.
 #pragma once
 
 #include <cstdint>
@@ -26,13 +26,10 @@ void OnSleep(std::function<void(std::int64_t)> action);
 /// The same for each shell line, before it is kept or run: what the board's tool does is done when `Shell` returns.
 void OnShell(std::function<void(const std::string&)> action);
 
-/// Keeps shell lines instead of running them; off at the start, when the environment has no ZUL_FAST_SHELL=record.
+/// Keeps shell lines instead of running them; off at the start.
 void RecordShell(bool on);
 
 /// The shell lines since the last call, in order.
 std::vector<std::string> TakeShellLines();
-
-/// Puts the board's files under a folder; empty for the machine's own root. Starts at ZUL_FAST_DISK or empty.
-void SetDiskRoot(const std::string& folder);
 
 }  // namespace fast_machine
