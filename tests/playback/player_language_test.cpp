@@ -3,12 +3,16 @@
 
 #include <sys/msg.h>
 
+#include <algorithm>
 #include <cstring>
+#include <fstream>
 #include <map>
+#include <regex>
 #include <set>
 
 #include "playback/m710cmmd.h"
 #include "playback/playeroptions.h"
+#include "snmplocal.h"
 
 namespace {
 
@@ -266,4 +270,35 @@ TEST(PlayerLanguage, AnAbsentOrFullQueueLosesTheOrder) {
 TEST(PlayerLanguage, RtspEndsTheProcess) {
     char line[] = "-rtsp -stopall";
     EXPECT_EXIT(m710cmmd(line), testing::ExitedWithCode(0), "");
+}
+
+// Its tables of records are the compiler's: documented_records.awk.
+TEST(IntegrationGuide, ListsTheOptionsAndSettingsOfTheCode) {
+    std::string options, settings;
+    for (const PlayerOption& option : PlayerOptions()) {
+        if (option.cmmdId == kNoOrder) continue;
+        const bool named = std::any_of(option.words.begin(), option.words.end(),
+                                       [](const OptionWord& word) { return word.kind == Kind::kName; });
+        options += "| `" + std::string(option.word) + "` | " + std::to_string(option.to.key) + " | " +
+                   std::to_string(option.to.type) + " | " + std::to_string(option.cmmdId) + " | " +
+                   std::to_string(option.size + 8) + (named ? " + name" : "") + " |\n";
+    }
+    for (const QvanSetting setting :
+         {QVAN_VERSION, CURRENT_ITEM_BEING_PLAYED, IP_ADDRESS, IP_MASK, IP_GATEWAY, DHCP_ENABLE, NETWORK_COMMIT,
+          MULTIPLE_UPGRADE, VIDEO_RESOLUTION, SERIAL_PARAMETERS, IR_CONTROL, CONFIG_SAVE, REBOOT, TUNER_MODE,
+          CLOSE_CAPTION, NETWORK_BUFFER_SIZE}) {
+        const QvanSettingsType& row = qvanSettings[setting];
+        settings += "| `" + std::string(row.field_name) + "` | " + row.type + " | " + row.snmp_cmd + " |\n";
+    }
+    std::ifstream guide(ZUL_SOURCE_DIR "/docs/integration.md");
+    std::string shownOptions, shownSettings;
+    for (std::string line; std::getline(guide, line);) {
+        // The record's name isn't the code's.
+        if (line.starts_with("| `-")) {
+            shownOptions += std::regex_replace(line, std::regex("[^|]*\\|([^|]*\\|)$"), "$1") + "\n";
+        }
+        if (line.find("` | ") != line.npos && line.ends_with(".0 |")) shownSettings += line + "\n";
+    }
+    EXPECT_EQ(shownOptions, options);
+    EXPECT_EQ(shownSettings, settings);
 }
