@@ -6,6 +6,7 @@
 
 #include "broadcasttime.h"
 #include "filter/filter_fixture.h"
+#include "psip/log_lines.h"
 #include "psip_sections.h"
 
 using namespace transport;
@@ -50,19 +51,10 @@ class AnalysersTest : public TsFilterTest {
 
     /// Feeds a section in packets. \return the log's lines of the analysis
     std::string Feed(const Blob& section, unsigned pid = kBasePid) {
-        global_debug_flag = 1;
-        testing::internal::CaptureStdout();
-        FeedProved(SectionPackets(pid, mContinuity[pid], section));
-        const std::string lines = testing::internal::GetCapturedStdout();
-        global_debug_flag = 0;
         std::string kept;
-        for (std::size_t at = 0; at < lines.size();) {
-            const std::size_t next = std::min(lines.find("ZUL: ", at + 1), lines.size());
-            const std::string line = lines.substr(at + 5, next - at - 5);
-            at = next;
-            if (line.starts_with("Mgt") || line.starts_with("Vct") || line.starts_with("Eit") ||
-                line.starts_with("Ett") || line.starts_with("Reserved")) {
-                kept += line;
+        for (const std::string& line : LogLines([&] { FeedProved(SectionPackets(pid, mContinuity[pid], section)); })) {
+            for (const char* analysis : {"Mgt", "Vct", "Eit", "Ett", "Reserved"}) {
+                if (line.starts_with(analysis)) kept += line;
             }
         }
         return kept;
@@ -106,16 +98,16 @@ TEST_F(AnalysersTest, MgtTellsWhatItsPidsCarry) {
     std::vector<Blob> entries;
     std::string log;
     for (unsigned i = 0; i < std::size(kCases); ++i) {
-        Row(0x100 + i).type = ePidPmt;
-        entries.push_back(MgtTable(kCases[i].tableType, 0x100 + i, Blob(i % 3 * 2, 0)));
+        Row(0x1E00 + i).type = ePidPmt;
+        entries.push_back(MgtTable(kCases[i].tableType, 0x1E00 + i, Blob(i % 3 * 2, 0)));
         char line[64];
         std::snprintf(line, sizeof line, "Mgt: Invalid table_type received: %x\n", kCases[i].tableType);
         if (kCases[i].logged) log += line;
     }
     EXPECT_EQ(Feed(Mgt(entries)), log);
     for (unsigned i = 0; i < std::size(kCases); ++i) {
-        EXPECT_EQ(Row(0x100 + i).type, kCases[i].type) << std::hex << kCases[i].tableType;
-        EXPECT_EQ(Row(0x100 + i).status, kCases[i].status) << std::hex << kCases[i].tableType;
+        EXPECT_EQ(Row(0x1E00 + i).type, kCases[i].type) << std::hex << kCases[i].tableType;
+        EXPECT_EQ(Row(0x1E00 + i).status, kCases[i].status) << std::hex << kCases[i].tableType;
     }
 }
 

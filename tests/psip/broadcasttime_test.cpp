@@ -7,7 +7,6 @@
 #include <random>
 #include <string>
 
-#include "fast_machine.h"
 #include "udpcom.h"
 
 namespace {
@@ -60,11 +59,6 @@ TEST_F(TimeTest, DurationsAreHoursAndMinutesOfOneDay) {
     } kCases[] = {{0, 0},      {59, 0},       {60, 1},    {3599, 59},  {3600, 100},
                   {5400, 130}, {86399, 2359}, {86400, 0}, {90061, 101}};
     for (const auto& [seconds, expected] : kCases) EXPECT_EQ(Time::GetMjdDuration(seconds), expected) << seconds;
-}
-
-TEST_F(TimeTest, TheTickIsTheMachines) {
-    fast_machine::SetTick(0xFFFFFFF0);
-    EXPECT_EQ(Time::GetTodInMs(), 0xFFFFFFF0u);
 }
 
 TEST_F(TimeTest, IsLoggedOnceAMinuteAndWhenItGoesBack) {

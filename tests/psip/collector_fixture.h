@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -73,8 +74,8 @@ class CollectorTest : public testing::Test {
     Blob Collect(const Step& step) {
         const Blob piece(step.piece);
         int tableId = 0;
-        const Bytes whole = mCollector.CollectPsipSection(step.pid, piece, step.start,
-                                                          static_cast<std::uint8_t>(step.continuity), &tableId);
+        const Bytes whole = mCollector->CollectPsipSection(step.pid, piece, step.start,
+                                                           static_cast<std::uint8_t>(step.continuity), &tableId);
         EXPECT_EQ(tableId, whole.empty() ? -1 : whole[0]);
         return Blob(whole.begin(), whole.end());
     }
@@ -85,7 +86,7 @@ class CollectorTest : public testing::Test {
         }
     }
 
-    TableCollector mCollector;
+    std::unique_ptr<TableCollector> mCollector = std::make_unique<TableCollector>();
 };
 
 }  // namespace collector

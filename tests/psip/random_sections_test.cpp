@@ -93,7 +93,7 @@ TEST_F(CollectorTest, WhateverComesOnlySectionsWithAGoodCrcAreDelivered) {
         const auto covered = static_cast<std::uint32_t>(whole.size() - kCrcSize);
         EXPECT_EQ(Be32(whole, covered), crc32(whole.data(), covered)) << "round " << round;
     }
-    EXPECT_LE(mCollector.GetStats().size(), TableCollector::kMaxSections);
+    EXPECT_LE(mCollector->GetStats().size(), TableCollector::kMaxSections);
 }
 
 }  // namespace
