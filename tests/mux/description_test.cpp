@@ -68,12 +68,8 @@ TEST(Description, TimesAreGpsSeconds) {
         {"start": "-0:10"}, {"start": "+26:05", "seconds": 90}, {"start": "2026-03-01T18:00:07Z", "minutes": 2}]}}]})")
                             .programmes[0]
                             .events;
-    EXPECT_EQ(events[0].start, -600);
-    EXPECT_EQ(events[0].seconds, 1800u);
-    EXPECT_EQ(events[1].start, 26 * 3600 + 300);
-    EXPECT_EQ(events[1].seconds, 90u);
-    EXPECT_EQ(events[2].start, 7);
-    EXPECT_EQ(events[2].seconds, 120u);
+    const std::pair<std::int64_t, std::uint32_t> expected[] = {{-600, 1800}, {26 * 3600 + 300, 90}, {7, 120}};
+    for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(std::pair(events[i].start, events[i].seconds), expected[i]) << i;
 }
 
 TEST(Description, RulesMakeDaysOfEvents) {

@@ -1,9 +1,5 @@
 // Streams with faults on purpose: each fault is there, from its moment on, and nothing else is.
-#include <bitstream/mpeg/psi/psi.h>
-#include <bitstream/mpeg/ts.h>
 #include <gtest/gtest.h>
-
-#include <algorithm>
 
 #include "mux/error.h"
 #include "mux/fault.h"
@@ -17,30 +13,18 @@ using mux::FaultKind;
 constexpr std::uint32_t kLength = 2'000;
 constexpr std::uint32_t kAt = 1'000;
 
-mux::Description MakeDescription() {
-    mux::Description description;
-    description.rate = 4'000'000;
-    description.version = 5;
-    description.repetition.eit0 = description.repetition.ett0 = 200;
-    for (std::uint16_t number = 1; number <= 2; ++number) {
-        mux::Programme programme;
-        programme.number = number;
-        programme.pmtPid = static_cast<std::uint16_t>(0x20 + 16 * number);
-        programme.sourceId = number;
-        programme.video = mux::Video{.pid = static_cast<std::uint16_t>(programme.pmtPid + 1), .bitRate = 900'000};
-        programme.audio = {{.pid = static_cast<std::uint16_t>(programme.pmtPid + 4)}};
-        programme.events = {{.id = 1,
-                             .title = {{.text = "The Late News", .compression = mux::Compression::kTitle}},
-                             .text = {{.text = "A storm delays the ferry.", .compression = mux::Compression::kNone}}}};
-        description.programmes.push_back(programme);
-    }
-    return description;
-}
-
 const std::vector<std::uint16_t> kSectionPids = {mux::kPidPat, mux::kPidPsip, 0x30, 0x40, mux::kPidEit0, mux::kPidEtt0};
 
 mux::Octets Make(std::vector<mux::Fault> faults, std::uint64_t seed = 1) {
-    return mux::MakeMultiplex(MakeDescription(), {.milliseconds = kLength, .seed = seed, .faults = std::move(faults)});
+    mux::Description description = MakeDescription(4'000'000, 2);
+    description.version = 5;
+    description.repetition.eit0 = description.repetition.ett0 = 200;
+    for (mux::Programme& programme : description.programmes) {
+        programme.events = {{.id = 1,
+                             .title = {{.text = "The Late News", .compression = mux::Compression::kTitle}},
+                             .text = {{.text = "A storm delays the ferry.", .compression = mux::Compression::kNone}}}};
+    }
+    return mux::MakeMultiplex(description, {.milliseconds = kLength, .seed = seed, .faults = std::move(faults)});
 }
 
 double Milliseconds(std::size_t packets) { return static_cast<double>(packets) * 1504 * 1000 / 4'000'000; }
@@ -99,27 +83,20 @@ std::map<unsigned, unsigned> Told(const mux::Section& mgt) {
     return versions;
 }
 
+std::vector<mux::Section> Sections(const SeenPid& seen, std::uint8_t tableId) {
+    std::vector<mux::Section> sections;
+    for (const SeenSection& section : seen.sections) {
+        if (section.bytes[0] == tableId) sections.push_back(section.bytes);
+    }
+    return sections;
+}
+
 // Versions of the sections of a table, each once, in order.
 std::vector<unsigned> Versions(const SeenPid& seen, std::uint8_t tableId) {
     std::vector<unsigned> versions;
-    for (const SeenSection& section : seen.sections) {
-        if (section.bytes[0] != tableId) continue;
-        const unsigned version = psi_get_version(section.bytes.data());
-        if (versions.empty() || versions.back() != version) versions.push_back(version);
-    }
+    for (const mux::Section& section : Sections(seen, tableId)) versions.push_back(psi_get_version(section.data()));
+    versions.erase(std::unique(versions.begin(), versions.end()), versions.end());
     return versions;
-}
-
-const mux::Section& First(const SeenPid& seen, std::uint8_t tableId) {
-    return std::find_if(seen.sections.begin(), seen.sections.end(),
-                        [&](const SeenSection& section) { return section.bytes[0] == tableId; })
-        ->bytes;
-}
-
-const mux::Section& Last(const SeenPid& seen, std::uint8_t tableId) {
-    const auto found = std::find_if(seen.sections.rbegin(), seen.sections.rend(),
-                                    [&](const SeenSection& section) { return section.bytes[0] == tableId; });
-    return found->bytes;
 }
 
 using Changes = std::vector<unsigned>;
@@ -134,15 +111,17 @@ TEST(TableFaults, VersionsWrapFrom31To0) {
         EXPECT_EQ(Versions(reader.Pid(pid), tableId), (Changes{31, 0})) << "table_id " << int{tableId};
     }
     EXPECT_EQ(Versions(reader.Pid(mux::kPidPsip), 0xCD), Changes{0}) << "an STT has no version";
-    for (const auto& [pid, version] : Told(Last(reader.Pid(mux::kPidPsip), 0xC7))) EXPECT_EQ(version, 0u) << pid;
-    for (const auto& [pid, version] : Told(First(reader.Pid(mux::kPidPsip), 0xC7))) EXPECT_EQ(version, 31u) << pid;
+    for (const auto& [pid, version] : Told(Sections(reader.Pid(mux::kPidPsip), 0xC7).back()))
+        EXPECT_EQ(version, 0u) << pid;
+    for (const auto& [pid, version] : Told(Sections(reader.Pid(mux::kPidPsip), 0xC7).front()))
+        EXPECT_EQ(version, 31u) << pid;
 }
 
 TEST(TableFaults, APmtMovesAndThePatSaysSo) {
     const mux::Octets stream = Make({{FaultKind::kPmtMove, kAt}});
     StreamReader first(stream, kSectionPids);
     EXPECT_EQ(first.Faults(), std::vector<std::string>{});
-    const mux::Section pat = Last(first.Pid(mux::kPidPat), 0);
+    const mux::Section pat = Sections(first.Pid(mux::kPidPat), 0).back();
     EXPECT_EQ(Versions(first.Pid(mux::kPidPat), 0), (Changes{5, 6}));
     int moved = 0;
     for (const std::size_t at : {8u, 12u}) {
@@ -166,11 +145,11 @@ TEST(TableFaults, CompressedTextsAreBrokenInGoodSections) {
     EXPECT_EQ(Versions(bad.Pid(mux::kPidEit0), 0xCB), (Changes{5, 6}));
     EXPECT_EQ(Versions(bad.Pid(mux::kPidPsip), 0xC7), (Changes{5, 6}));
     EXPECT_EQ(Versions(bad.Pid(mux::kPidEtt0), 0xCC), Changes{5}) << "plain texts stay";
-    auto told = Told(Last(bad.Pid(mux::kPidPsip), 0xC7));
+    auto told = Told(Sections(bad.Pid(mux::kPidPsip), 0xC7).back());
     EXPECT_EQ(told[mux::kPidEit0], 6u);
     EXPECT_EQ(told[mux::kPidEtt0], 5u);
-    mux::Section before = Last(good.Pid(mux::kPidEit0), 0xCB);
-    mux::Section after = Last(bad.Pid(mux::kPidEit0), 0xCB);
+    mux::Section before = Sections(good.Pid(mux::kPidEit0), 0xCB).back();
+    mux::Section after = Sections(bad.Pid(mux::kPidEit0), 0xCB).back();
     ASSERT_EQ(before.size(), after.size());
     // Head and event to title_length, then a string's head: all as it was but for the version.
     constexpr std::size_t kText = 8 + 2 + 10 + 1 + 4 + 3;
@@ -187,6 +166,7 @@ TEST(Faults, AreTheSameForTheSameSeed) {
     EXPECT_EQ(all[5].at, 500u);
     EXPECT_EQ(Make(all, 7), Make(all, 7));
     EXPECT_NE(Make(all, 7), Make(all, 8));
+    EXPECT_NE(Make({}, 7), Make({}, 8));
 }
 
 TEST(Faults, WhatCannotBeIsRefused) {

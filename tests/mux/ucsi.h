@@ -10,13 +10,17 @@
 
 #include "mux/section.h"
 
-/// A copy of a section, opened down to its PSIP head. Null inside when libucsi refuses it, for its CRC too.
+/// A copy of a section, opened down to its PSIP head. Null inside when libucsi refuses it, for its CRC too, and when
+/// its head isn't that of A/65.
 class UcsiSection {
  public:
     explicit UcsiSection(const mux::Section& section) : mBytes(section) {
         auto* const plain = section_codec(mBytes.data(), mBytes.size());
         auto* const extended = plain == nullptr ? nullptr : section_ext_decode(plain, 1);
-        mHead = extended == nullptr ? nullptr : atsc_section_psip_decode(extended);
+        const bool good = extended != nullptr && plain->private_indicator == 1 && plain->reserved == 3 &&
+                          extended->reserved1 == 3 && extended->current_next_indicator == 1;
+        mHead = good ? atsc_section_psip_decode(extended) : nullptr;
+        if (mHead != nullptr && mHead->protocol_version != 0) mHead = nullptr;
     }
 
     atsc_section_psip* Head() const { return mHead; }
