@@ -1,20 +1,14 @@
 // The simulated board's processes, spoken to as the module does: raw queue messages, shared memory, files.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <array>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 
 #include "browser_controller.h"
-#include "infrared_service.h"
 #include "queue.h"
-#include "serial_port.h"
 #include "settings_agent.h"
-#include "status_block.h"
 #include "system_daemon.h"
 
 namespace board {
@@ -74,28 +68,13 @@ TEST(SettingsAgent, BurnsTheImageItIsToldOfAndReadsItBack) {
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(copy), {}), "image");
 }
 
-TEST(SettingsAgent, AFullQueueTakesNothingUntilTheAgentReadsAgain) {
-    SettingsAgent agent("/mnt/burnt");
-    agent.Set(Fault::kFull);
-    EXPECT_FALSE(Queue(1235).TrySend({770, ".1"}));
-    agent.Set(Fault::kNone);
-    Ask(770, ".1");
-    EXPECT_EQ(agent.Requests().All().size(), 1u);
-}
-
-/// A remount order. \return mount state in the answer, or nothing without one
-std::optional<int> Remount(int part, int writable) {
+/// A remount order. \return mount state in the answer
+int Remount(int part, int writable) {
     std::array<std::int32_t, 15> order{73, 1689, 1, 0, part, writable, 25};
     Queue(1240).Send({20, std::string(reinterpret_cast<const char*>(order.data()), sizeof order)});
-    for (int turn = 0; turn < 50; ++turn) {
-        if (const auto answer = Queue(1689).TryReceive()) {
-            std::memcpy(order.data(), answer->bytes.data(), sizeof order);
-            EXPECT_EQ(order[0], 74);
-            return order[5];
-        }
-        std::this_thread::sleep_for(Milliseconds(10));
-    }
-    return std::nullopt;
+    std::memcpy(order.data(), Queue(1689).Receive()->bytes.data(), sizeof order);
+    EXPECT_EQ(order[0], 74);
+    return order[5];
 }
 
 bool CanWrite(const char* path) { return std::ofstream(path).is_open(); }
@@ -115,29 +94,9 @@ TEST(SystemDaemon, APartitionTakesWritesOnlyBetweenItsRemounts) {
         }
         EXPECT_EQ(Remount(1, 0), 0);
         EXPECT_FALSE(CanWrite("/mnt/hd1/file"));
-        daemon.Set(Fault::kLying);
-        EXPECT_EQ(Remount(1, 1), 0);
-        daemon.Set(Fault::kSilent);
-        EXPECT_EQ(Remount(1, 1), std::nullopt);
-        EXPECT_TRUE(daemon.IsWritable(1));
-        EXPECT_EQ(daemon.Requests().All().back().count, 25);
     }
     EXPECT_TRUE(CanWrite("/mnt/hd4/file"));
     EXPECT_FALSE(Queue::Find(1240)) << "an absent daemon has no queue";
-}
-
-TEST(InfraredService, AHeldKeyComesOverAndOver) {
-    InfraredService service;
-    service.Press(*KeyCode("MENU"));
-    service.Hold(*KeyCode("VOL_DOWN"), Milliseconds(50), Milliseconds(20));
-    for (const int code : {16, 45, 45, 45}) {
-        const auto message = Queue(1250).TryReceive();
-        ASSERT_TRUE(message);
-        EXPECT_EQ(message->type, 1);
-        EXPECT_EQ(message->bytes.at(4), code);
-    }
-    EXPECT_FALSE(Queue(1250).TryReceive());
-    EXPECT_EQ(KeyCode("SCROLL"), std::nullopt);
 }
 
 TEST(BrowserController, AnswersStatusRequestsOnTheQueueTheyName) {
@@ -152,34 +111,6 @@ TEST(BrowserController, AnswersStatusRequestsOnTheQueueTheyName) {
     EXPECT_EQ(answer[2], 7);
     EXPECT_EQ(controller.Orders().All()[0].text, "-k016");
     EXPECT_TRUE(controller.Orders().All()[1].statusRequest);
-}
-
-TEST(SerialPort, CarriesEveryByteValueBothWays) {
-    std::string all;
-    for (int value = 0; value < 256; ++value) all += static_cast<char>(value);
-    SerialPort port;
-    const int fd = open("/dev/ttyS0", O_RDWR | O_NOCTTY);
-    ASSERT_NE(fd, -1);
-    ASSERT_EQ(write(fd, all.data(), all.size()), 256);
-    EXPECT_EQ(port.WaitForBytes(256), all);
-    port.Send(all);
-    std::string got;
-    for (char byte; got.size() < all.size() && read(fd, &byte, 1) == 1;) got += byte;
-    EXPECT_EQ(got, all);
-    port.HangUp();
-    char byte;
-    EXPECT_LE(read(fd, &byte, 1), 0);
-    close(fd);
-}
-
-TEST(StatusBlock, ASegmentTooSmallKeepsOthersFromTheBlock) {
-    {
-        StatusBlock block;
-        block.TunerStrength(4);
-        EXPECT_EQ(block.TunerStrength(), 4);
-    }
-    const StatusBlock small(StatusBlock::Segment::kTooSmall);
-    EXPECT_THROW(StatusBlock(), std::system_error);
 }
 
 }  // namespace

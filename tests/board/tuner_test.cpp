@@ -2,41 +2,37 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 
 #include "tool_box.h"
+#include "transport.h"
 #include "tuner.h"
 
 namespace board {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using transport::Append;
+using transport::Blob;
 
 /// A packet of PID 0x100 whose adaptation field is all of it, with a clock reference of `base` ticks of 90 kHz.
-Bytes ClockPacket(std::uint64_t base) {
-    Bytes packet(kPacketSize, 0xFF);
-    const std::uint8_t head[] = {0x47, 0x01, 0x00, 0x20, 183, 0x10};
-    std::memcpy(packet.data(), head, sizeof head);
-    for (int i = 0; i < 4; ++i)
-        packet[6 + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(base >> (25 - 8 * i));
-    packet[10] = static_cast<std::uint8_t>((base & 1) << 7 | 0x7E);
-    packet[11] = 0;
+Blob ClockPacket(std::uint64_t base) {
+    Blob field{183, 0x10};
+    for (int shift = 25; shift > 0; shift -= 8) field.push_back(static_cast<std::uint8_t>(base >> shift));
+    Append(field, {static_cast<std::uint8_t>((base & 1) << 7 | 0x7E), 0});
+    Blob packet = transport::Packet(0x100, 0, field);
+    packet[3] = 0x20;
     return packet;
 }
 
 /// `count` packets of PID 0x200, each with its index in bytes 4 and 5.
-Bytes NumberedPackets(std::size_t count) {
-    Bytes stream(count * kPacketSize, 0);
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::uint8_t head[] = {
-            0x47, 0x02, 0x00, 0x10, static_cast<std::uint8_t>(i >> 8), static_cast<std::uint8_t>(i)};
-        std::memcpy(&stream[i * kPacketSize], head, sizeof head);
-    }
+Blob NumberedPackets(std::size_t count) {
+    Blob stream;
+    for (std::size_t i = 0; i < count; ++i)
+        Append(stream, transport::Packet(0x200, 0, {static_cast<std::uint8_t>(i >> 8), static_cast<std::uint8_t>(i)}));
     return stream;
 }
 
-std::string WriteFile(const char* path, const Bytes& bytes) {
+std::string WriteFile(const char* path, const Blob& bytes) {
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<long>(bytes.size()));
     return path;
@@ -46,12 +42,10 @@ TEST(TransportFile, PaceIsThatOfTheClockReferencesEvenWhenTheyStartAgain) {
     constexpr std::uint64_t kLast = (std::uint64_t{1} << 33) - 1;
     for (const std::uint64_t start : {std::uint64_t{0}, kLast - 40'000}) {
         // 1000 packets in a second: two references in its middle, packets of another PID around and between them.
-        Bytes stream = NumberedPackets(100);
+        Blob stream = NumberedPackets(100);
         for (const std::uint64_t step : {0, 45'000, 90'000}) {
-            const Bytes clock = ClockPacket((start + step) & kLast);
-            stream.insert(stream.end(), clock.begin(), clock.end());
-            const Bytes others = NumberedPackets(499);
-            stream.insert(stream.end(), others.begin(), others.end());
+            Append(stream, ClockPacket((start + step) & kLast));
+            Append(stream, NumberedPackets(499));
         }
         EXPECT_NEAR(RateByClock(stream), 1000 * 188 * 8, 1) << "from " << start;
     }
@@ -60,17 +54,17 @@ TEST(TransportFile, PaceIsThatOfTheClockReferencesEvenWhenTheyStartAgain) {
 
 TEST(TransportFile, RefusesWhatIsNoTransportStream) {
     EXPECT_THROW(TransportFile("/mnt/none.ts"), std::runtime_error);
-    EXPECT_THROW(TransportFile(WriteFile("/mnt/short.ts", Bytes(187, 0x47))), std::runtime_error);
-    EXPECT_THROW(TransportFile(WriteFile("/mnt/text.ts", Bytes(188, 'x'))), std::runtime_error);
-    EXPECT_EQ(TransportFile(WriteFile("/mnt/cut.ts", Bytes(200, 0x47))).Bytes().size(), 188u);
+    EXPECT_THROW(TransportFile(WriteFile("/mnt/short.ts", Blob(187, 0x47))), std::runtime_error);
+    EXPECT_THROW(TransportFile(WriteFile("/mnt/text.ts", Blob(188, 'x'))), std::runtime_error);
+    EXPECT_EQ(TransportFile(WriteFile("/mnt/cut.ts", Blob(200, 0x47))).Bytes().size(), 188u);
 }
 
 TEST(Tuner, DeliversTheTunedStreamAroundItsEndWithoutALostPacket) {
     StatusBlock block;
     const std::size_t packets = 400;
-    Journal<Bytes> fed;
+    Journal<Blob> fed;
     Tuner tuner({{7, {WriteFile("/mnt/seven.ts", NumberedPackets(packets)), 4}}, {9, {"", 5}}}, &block,
-                [&fed](std::span<std::uint8_t> data) { fed.Add(Bytes(data.begin(), data.end())); });
+                [&fed](std::span<std::uint8_t> data) { fed.Add(Blob(data.begin(), data.end())); });
     tuner.SetSpeed(0);
     tuner.TuneTo(7);
     EXPECT_EQ(block.TunerStrength(), 4);
@@ -92,11 +86,9 @@ TEST(Tuner, DeliversTheTunedStreamAroundItsEndWithoutALostPacket) {
 }
 
 TEST(Tuner, KeepsTheStreamsPace) {
-    Bytes second = ClockPacket(0);  // 200 packets a second
-    const Bytes others = NumberedPackets(199);
-    second.insert(second.end(), others.begin(), others.end());
-    const Bytes clock = ClockPacket(90'000);
-    second.insert(second.end(), clock.begin(), clock.end());
+    Blob second = ClockPacket(0);  // 200 packets a second
+    Append(second, NumberedPackets(199));
+    Append(second, ClockPacket(90'000));
     Tuner tuner({{2, {WriteFile("/mnt/two.ts", second), 5}}}, nullptr, [](std::span<std::uint8_t>) {});
     tuner.SetSpeed(10);  // 2000 packets a second
     const auto start = std::chrono::steady_clock::now();
