@@ -1,11 +1,17 @@
-// What a section costs on its way from packets to the store, table by table, beside libdvbpsi on the same packets.
+// What a section costs on its way from packets to the store, table by table, beside libdvbpsi on the same packets; and a coded text
+// by itself, which libdvbpsi leaves as it is, beside libucsi.
 #include <benchmark/benchmark.h>
 
 #include "filter/tsfilter.h"
+#include "psip/multiplestring.h"
 #include "psip/tablecollector.h"
 #include "psip_sections.h"
 #include "tunermanager.h"
 #include "udpcom.h"
+
+#ifdef ZUL_HAS_UCSI
+#include <libucsi/atsc/types.h>
+#endif
 
 #ifdef ZUL_HAS_DVBPSI
 // Each of these needs those above it.
@@ -150,6 +156,31 @@ void BM_Crc32(benchmark::State& state) {
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * state.range(0));
 }
 
+void BM_Text(benchmark::State& state) {
+    char text[1024];
+    std::uint32_t size = 0;
+    for (auto _ : state) benchmark::DoNotOptimize(atsc_huffman1_to_string(kDescription, text, sizeof text - 1, &size, 2));
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * (size - 1));
+}
+
+#ifdef ZUL_HAS_UCSI
+
+void BM_LibucsiText(benchmark::State& state) {
+    Blob segment{2, 0, static_cast<std::uint8_t>(kDescription.size())};
+    transport::Append(segment, kDescription);
+    std::uint8_t* text = nullptr;
+    std::size_t room = 0, size = 0;
+    for (auto _ : state) {
+        size = 0;
+        atsc_text_segment_decode(reinterpret_cast<atsc_text_string_segment*>(segment.data()), &text, &room, &size);
+        benchmark::DoNotOptimize(text);
+    }
+    std::free(text);
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
+}
+
+#endif
+
 #ifdef ZUL_HAS_DVBPSI
 
 /// Asks for the decoder of a table as it turns up, and drops what it decodes.
@@ -206,6 +237,10 @@ void Register() {
         }
     }
     benchmark::RegisterBenchmark("objects/all in use, another wanted", BM_Hostile);
+    benchmark::RegisterBenchmark("text/ours", BM_Text);
+#ifdef ZUL_HAS_UCSI
+    benchmark::RegisterBenchmark("text/libucsi", BM_LibucsiText);
+#endif
     benchmark::RegisterBenchmark("crc32", BM_Crc32)->Arg(16)->Arg(180)->Arg(1020)->Arg(4092);
 }
 

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <system_error>
 #include <utility>
@@ -17,9 +18,12 @@ namespace {
 constexpr int kEverybody = 0666;
 constexpr std::size_t kMaxBytes = 8192;  // the system's own limit of one message
 
-/// Types of messages that only wake the reader or fill the queue; no process of the board uses them.
+/// Types of messages that only wake the reader, fill the queue or end what filled it; no process of the board uses them.
 constexpr long kWake = 0x7FFF0001;
 constexpr long kFiller = 0x7FFF0002;
+constexpr long kEndOfFillers = 0x7FFF0003;
+
+constexpr std::chrono::seconds kPatience{5};  ///< with a queue that is removed meanwhile
 
 struct NativeMessage {
     long type;
@@ -96,10 +100,17 @@ QueueReader::~QueueReader() {
 void QueueReader::Clog(bool clogged) {
     {
         const std::lock_guard lock(mMutex);
+        if (mClogged == clogged) return;
         mClogged = clogged;
+        mHasFillers = true;
     }
     mChanged.notify_all();
-    if (!clogged) return;
+    if (!clogged) {
+        mQueue.Send({kEndOfFillers, ""});
+        std::unique_lock lock(mMutex);
+        mChanged.wait_for(lock, kPatience, [this] { return !mHasFillers; });
+        return;
+    }
     Wake();
     {
         std::unique_lock lock(mMutex);
@@ -128,7 +139,13 @@ void QueueReader::Run() {
         }
         const auto message = mQueue.Receive();
         if (!message) return;
-        if (message->type != kWake && message->type != kFiller) mTake(*message);
+        if (message->type == kEndOfFillers) {
+            const std::lock_guard lock(mMutex);
+            mHasFillers = false;
+            mChanged.notify_all();
+        } else if (message->type != kWake && message->type != kFiller) {
+            mTake(*message);
+        }
     }
 }
 

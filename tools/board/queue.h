@@ -57,7 +57,7 @@ class QueueReader {
     QueueReader(const QueueReader&) = delete;
     QueueReader& operator=(const QueueReader&) = delete;
 
-    /// Stops taking messages and fills the queue to its brim, or takes them again; what filled it is dropped.
+    /// Stops taking messages and fills the queue to its brim, or takes them again; what filled it is gone then.
     void Clog(bool clogged);
 
  private:
@@ -70,6 +70,7 @@ class QueueReader {
     std::mutex mMutex;
     std::condition_variable mChanged;
     bool mClogged = false;
+    bool mHasFillers = false;
     bool mParked = false;  ///< the thread has noticed that it is to take nothing
     bool mStop = false;
     std::thread mThread;
