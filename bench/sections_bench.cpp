@@ -1,5 +1,5 @@
-// What a section costs on its way from packets to the store, table by table, beside libdvbpsi on the same packets; and a coded text
-// by itself, which libdvbpsi leaves as it is, beside libucsi.
+// What a section costs on its way from packets to the store, table by table, beside libdvbpsi on the same packets; and
+// a coded text by itself, which libdvbpsi leaves as it is, beside libucsi.
 #include <benchmark/benchmark.h>
 
 #include "filter/tsfilter.h"
@@ -46,7 +46,8 @@ const Blob kDescription{0xD7, 0xF1, 0xD1, 0xE7, 0xBD, 0x5B, 0x4F, 0xD1, 0xF6, 0x
 
 /// \param mode  makes a text another one for the store
 Blob Coded(std::uint8_t compression, unsigned mode, const Blob& bytes) {
-    Blob structure{1, 'e', 'n', 'g', 1, compression, static_cast<std::uint8_t>(mode), static_cast<std::uint8_t>(bytes.size())};
+    Blob structure{
+        1, 'e', 'n', 'g', 1, compression, static_cast<std::uint8_t>(mode), static_cast<std::uint8_t>(bytes.size())};
     transport::Append(structure, bytes);
     return structure;
 }
@@ -71,10 +72,13 @@ Blob Section(Table table, unsigned version) {
         case kStt: return transport::Stt(1400000000, 18, version);
         case kEit:
             for (unsigned i = 1; i <= 12; ++i) {
-                entries.push_back(transport::EitEvent(i, 1400000000 + i * 1800, 1800, Coded(1, version, kTitle), Blob(16, 0)));
+                entries.push_back(
+                    transport::EitEvent(i, 1400000000 + i * 1800, 1800, Coded(1, version, kTitle), Blob(16, 0)));
             }
             return transport::Eit(kSource, entries, version);
-        case kEttPlain: return transport::Ett(kSource, 1 << 2 | 2, transport::Plain(std::string(500, static_cast<char>('@' + version))), version);
+        case kEttPlain:
+            return transport::Ett(kSource, 1 << 2 | 2,
+                                  transport::Plain(std::string(500, static_cast<char>('@' + version))), version);
         case kEttCoded: return transport::Ett(kSource, 2 << 2 | 2, Coded(2, version, kDescription), version);
     }
     return {};
@@ -159,7 +163,8 @@ void BM_Crc32(benchmark::State& state) {
 void BM_Text(benchmark::State& state) {
     char text[1024];
     std::uint32_t size = 0;
-    for (auto _ : state) benchmark::DoNotOptimize(atsc_huffman1_to_string(kDescription, text, sizeof text - 1, &size, 2));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(atsc_huffman1_to_string(kDescription, text, sizeof text - 1, &size, 2));
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * (size - 1));
 }
 

@@ -1,5 +1,5 @@
-// What the walk costs, against floors of the same run: a bare walk with PID look-up; the same with a copy into datagrams; that
-// with one sendto a datagram; and with one sendmmsg a host buffer.
+// What the walk costs, against floors of the same run: a bare walk with PID look-up; the same with a copy into
+// datagrams; that with one sendto a datagram; and with one sendmmsg a host buffer.
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 #include <sys/mman.h>
@@ -51,10 +51,11 @@ class Multiplex {
     static constexpr int kSignalling = 0;
 
     /// \param programmes  how many, or kSignalling
-    explicit Multiplex(int programmes) : mBytes(static_cast<std::size_t>(kHostBuffers) * kHostBuffer * kPacketSize, 0xA5) {
+    explicit Multiplex(int programmes)
+        : mBytes(static_cast<std::size_t>(kHostBuffers) * kHostBuffer * kPacketSize, 0xA5) {
         for (int i = 0; i < kHostBuffers * kHostBuffer; ++i) Fill(i, programmes);
-        // The system has seen these pages before, as those of a tuner's ring; where memory is virtual twice, its first look costs
-        // more than a send.
+        // The system has seen these pages before, as those of a tuner's ring; where memory is virtual twice, its first
+        // look costs more than a send.
         const int file = memfd_create("multiplex", 0);
         if (file < 0 || write(file, mBytes.data(), mBytes.size()) < 0) std::perror("memfd");
         close(file);
@@ -214,7 +215,8 @@ namespace {
 
 void Run(benchmark::State& state, TsFilterTest& test, int programmes) {
     Multiplex multiplex(programmes);
-    for (int warm = 0; warm < 50; ++warm) test.filter.Filter(multiplex.Next(), kHostBuffer * kPacketSize);  // streams connect
+    for (int warm = 0; warm < 50; ++warm)
+        test.filter.Filter(multiplex.Next(), kHostBuffer * kPacketSize);  // streams connect
     for (auto _ : state) test.filter.Filter(multiplex.Next(), kHostBuffer * kPacketSize);
     state.SetItemsProcessed(state.iterations() * kHostBuffer);
 }
@@ -252,7 +254,8 @@ class Keeper : public benchmark::ConsoleReporter {
  public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Iteration) mTimes[run.run_name.function_name].push_back(run.GetAdjustedCPUTime());
+            if (run.run_type == Run::RT_Iteration)
+                mTimes[run.run_name.function_name].push_back(run.GetAdjustedCPUTime());
         }
         ConsoleReporter::ReportRuns(runs);
     }
@@ -296,15 +299,17 @@ void Register() {
 
 }  // namespace
 
-/// Takes Google Benchmark's options; --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true gives medians.
-/// With --curves in front of them it measures ours against streams and programmes, in place of ours against the floors.
+/// Takes Google Benchmark's options; --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true gives
+/// medians. With --curves in front of them it measures ours against streams and programmes, in place of ours against
+/// the floors.
 int main(int argc, char** argv) {
     const bool curves = argc > 1 && std::strcmp(argv[1], "--curves") == 0;
     if (curves) std::copy(argv + 2, argv + argc--, argv + 1);
     benchmark::Initialize(&argc, argv);
     if (curves) {
         benchmark::RegisterBenchmark("streams", BM_Streams)->DenseRange(1, 8);
-        for (const int all : {1, 2, 6, 12, 20, kMostProgrammes}) benchmark::RegisterBenchmark("programmes", BM_Programmes)->Arg(all);
+        for (const int all : {1, 2, 6, 12, 20, kMostProgrammes})
+            benchmark::RegisterBenchmark("programmes", BM_Programmes)->Arg(all);
         benchmark::RunSpecifiedBenchmarks();
         return 0;
     }

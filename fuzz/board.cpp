@@ -34,7 +34,8 @@ void Board::KnowProgramme() {
     tuner.SetExtendedText(kSource, 1 << 2 | 2, longText.data(), static_cast<std::uint32_t>(longText.size()), 0x3F);
     constexpr int kWalks = 28;  // of 30: an entry is about to fall out
     tuner.SetLanguageForProgram(kTransport, kProgramme, "old", Language::eAudio, 0, 0x34, 0);
-    for (int i = 0; i < kWalks; ++i) tuner.SetLanguageForProgram(kTransport, kProgramme, "eng", Language::eAudio, 0, 0x34, 0);
+    for (int i = 0; i < kWalks; ++i)
+        tuner.SetLanguageForProgram(kTransport, kProgramme, "eng", Language::eAudio, 0, 0x34, 0);
     PacketIdMapType& pmt = TsFilterTest::Row(filter, kPmtPid);
     pmt.type = ePidPmt;
     pmt.transportId = kTransport;

@@ -84,7 +84,8 @@ int main(int count, char** words) {
     }
     std::vector<Visit> visits;  // all found before the first comes in, which changes the folder
     if (count == 2 && std::filesystem::is_directory(words[1])) {
-        for (const fuzz::Door& door : fuzz::Doors()) Add(visits, &door, std::filesystem::absolute(words[1]) / door.name);
+        for (const fuzz::Door& door : fuzz::Doors())
+            Add(visits, &door, std::filesystem::absolute(words[1]) / door.name);
     }
     const fuzz::Door* const door = count > 2 ? fuzz::FindDoor(words[1]) : nullptr;
     for (int i = 2; door != nullptr && i < count; ++i) Add(visits, door, std::filesystem::absolute(words[i]));

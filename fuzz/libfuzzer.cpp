@@ -9,7 +9,8 @@ using fuzz::Door;
 namespace {
 
 const Door* TheDoor() {
-    static const Door* const door = fuzz::FindDoor(std::getenv("ZUL_FUZZ_DOOR") != nullptr ? std::getenv("ZUL_FUZZ_DOOR") : "");
+    static const Door* const door =
+        fuzz::FindDoor(std::getenv("ZUL_FUZZ_DOOR") != nullptr ? std::getenv("ZUL_FUZZ_DOOR") : "");
     return door;
 }
 
@@ -21,7 +22,8 @@ std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t r
 
 int LLVMFuzzerInitialize(int* count, char*** words) {
     if (*count == 2 && std::strcmp((*words)[1], "--doors") == 0) {
-        for (const Door& door : fuzz::Doors()) std::printf("%.*s\n", static_cast<int>(door.name.size()), door.name.data());
+        for (const Door& door : fuzz::Doors())
+            std::printf("%.*s\n", static_cast<int>(door.name.size()), door.name.data());
         std::exit(0);
     }
     if (TheDoor() == nullptr) {

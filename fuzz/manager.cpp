@@ -28,7 +28,8 @@ const Blob& Broadcast() {
             {kPmtPid, Pmt(kProgramme, {{0x02, 0x31, {}}, {0x81, 0x34, {0x0A, 4, 'e', 'n', 'g', 0}}})},
             {kPsipBasePid, Mgt({guide, MgtTable(0x200, kGuidePid + 1)})},
             {kPsipBasePid, Vct(0xC8, kTransport, {VctChannel(kProgramme, 11, 1, kSource)})},
-            {kGuidePid, Eit(kSource, {EitEvent(1, kStart, 1800, Plain("News")), EitEvent(2, kStart + 1801, 3600, Plain("Film"))})},
+            {kGuidePid,
+             Eit(kSource, {EitEvent(1, kStart, 1800, Plain("News")), EitEvent(2, kStart + 1801, 3600, Plain("Film"))})},
             {kGuidePid + 1, Ett(kSource, 1 << 2 | 2, Plain("What happened today."))},
         };
         auto* const all = new Blob;

@@ -36,7 +36,8 @@ namespace {
 constexpr int kAgentRequests = 1235, kAgentAnswers = 1236, kAgentAnswerType = 0x304;
 constexpr int kPlayer = 1234, kDaemon = 1240, kDaemonAnswers = 1689, kKeys = 1250;
 constexpr int kBrowser = 945602, kBrowserAnswers = 31561;
-constexpr int kQueues[] = {kAgentRequests, kPlayer, kDaemon, kDaemonAnswers, kKeys, kBrowser, kBrowserAnswers, kAgentAnswers};
+constexpr int kQueues[] = {kAgentRequests, kPlayer,  kDaemon,         kDaemonAnswers,
+                           kKeys,          kBrowser, kBrowserAnswers, kAgentAnswers};
 int queueIds[std::size(kQueues)];
 
 int IdOf(int key) { return queueIds[std::find(std::begin(kQueues), std::end(kQueues), key) - std::begin(kQueues)]; }
@@ -118,7 +119,8 @@ void MakeStatusBlock() {
 bool MakeWorld() {
     Promise(std::getenv("ZUL_SANDBOX") != nullptr, "fuzzing needs tests/sandbox");
     Promise(chdir("/mnt") == 0, "no /mnt");  // files that a request names land in the sandbox
-    std::transform(std::begin(kQueues), std::end(kQueues), queueIds, [](int key) { return msgget(key, IPC_CREAT | 0666); });
+    std::transform(std::begin(kQueues), std::end(kQueues), queueIds,
+                   [](int key) { return msgget(key, IPC_CREAT | 0666); });
     MakeStatusBlock();
     (void)!symlink("/dev/null", "/dev/ttyS0");
     prctl(PR_SET_TIMERSLACK, 1);
@@ -240,7 +242,9 @@ void operator delete[](void* table, std::align_val_t) noexcept {
     freeTable = table;
 }
 
-void operator delete[](void* table, std::size_t, std::align_val_t alignment) noexcept { operator delete[](table, alignment); }
+void operator delete[](void* table, std::size_t, std::align_val_t alignment) noexcept {
+    operator delete[](table, alignment);
+}
 
 namespace {
 

@@ -1,5 +1,6 @@
-/// What the module finds around it while it is fuzzed: no threads, no waits, no shell, and in place of the board's other
-/// processes answers of the input's choice. Everything happens on one thread, so that an input always does the same.
+/// What the module finds around it while it is fuzzed: no threads, no waits, no shell, and in place of the board's
+/// other processes answers of the input's choice. Everything happens on one thread, so that an input always does the
+/// same.
 #pragma once
 
 #include <cstdint>

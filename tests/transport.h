@@ -17,7 +17,8 @@ constexpr std::size_t kPacket = 188;
 inline void Append(Blob& to, const Blob& from) { std::copy(from.begin(), from.end(), std::back_inserter(to)); }
 
 /// A packet with payload only: head, `body`, and `fill` up to 188 bytes.
-inline Blob Packet(unsigned pid, unsigned continuity, const Blob& body, bool unitStart = false, std::uint8_t fill = 0xFF) {
+inline Blob Packet(unsigned pid, unsigned continuity, const Blob& body, bool unitStart = false,
+                   std::uint8_t fill = 0xFF) {
     Blob packet{0x47, static_cast<std::uint8_t>((unitStart ? 0x40 : 0) | pid >> 8), static_cast<std::uint8_t>(pid),
                 static_cast<std::uint8_t>(0x10 | (continuity & 0xF))};
     Append(packet, body);
@@ -26,7 +27,9 @@ inline Blob Packet(unsigned pid, unsigned continuity, const Blob& body, bool uni
 }
 
 /// A packet whose payload is one byte over and over.
-inline Blob Filled(unsigned pid, unsigned continuity, std::uint8_t fill) { return Packet(pid, continuity, {}, false, fill); }
+inline Blob Filled(unsigned pid, unsigned continuity, std::uint8_t fill) {
+    return Packet(pid, continuity, {}, false, fill);
+}
 
 /// Closes a section: section_length in bytes 1 and 2 (top bits set), CRC_32 behind it.
 inline Blob Closed(Blob section) {
@@ -44,11 +47,18 @@ struct Programme {
 };
 
 inline Blob Pat(unsigned transportId, unsigned version, const std::vector<Programme>& programmes) {
-    Blob section{0x00, 0, 0, static_cast<std::uint8_t>(transportId >> 8), static_cast<std::uint8_t>(transportId),
-                 static_cast<std::uint8_t>(0xC1 | version << 1), 0, 0};
+    Blob section{0x00,
+                 0,
+                 0,
+                 static_cast<std::uint8_t>(transportId >> 8),
+                 static_cast<std::uint8_t>(transportId),
+                 static_cast<std::uint8_t>(0xC1 | version << 1),
+                 0,
+                 0};
     for (const Programme& programme : programmes) {
-        Append(section, {static_cast<std::uint8_t>(programme.number >> 8), static_cast<std::uint8_t>(programme.number),
-                         static_cast<std::uint8_t>(0xE0 | programme.pmtPid >> 8), static_cast<std::uint8_t>(programme.pmtPid)});
+        Append(section,
+               {static_cast<std::uint8_t>(programme.number >> 8), static_cast<std::uint8_t>(programme.number),
+                static_cast<std::uint8_t>(0xE0 | programme.pmtPid >> 8), static_cast<std::uint8_t>(programme.pmtPid)});
     }
     return Closed(section);
 }
@@ -60,14 +70,24 @@ struct Stream {
 };
 
 inline Blob Pmt(unsigned programme, const std::vector<Stream>& streams, unsigned version = 0, const Blob& info = {}) {
-    Blob section{0x02, 0, 0, static_cast<std::uint8_t>(programme >> 8), static_cast<std::uint8_t>(programme),
-                 static_cast<std::uint8_t>(0xC1 | version << 1), 0, 0, 0xFF, 0xFF,
-                 static_cast<std::uint8_t>(0xF0 | info.size() >> 8), static_cast<std::uint8_t>(info.size())};
+    Blob section{0x02,
+                 0,
+                 0,
+                 static_cast<std::uint8_t>(programme >> 8),
+                 static_cast<std::uint8_t>(programme),
+                 static_cast<std::uint8_t>(0xC1 | version << 1),
+                 0,
+                 0,
+                 0xFF,
+                 0xFF,
+                 static_cast<std::uint8_t>(0xF0 | info.size() >> 8),
+                 static_cast<std::uint8_t>(info.size())};
     Append(section, info);
     for (const Stream& stream : streams) {
-        Append(section, {static_cast<std::uint8_t>(stream.type), static_cast<std::uint8_t>(0xE0 | stream.pid >> 8),
-                         static_cast<std::uint8_t>(stream.pid), static_cast<std::uint8_t>(0xF0 | stream.descriptors.size() >> 8),
-                         static_cast<std::uint8_t>(stream.descriptors.size())});
+        Append(section,
+               {static_cast<std::uint8_t>(stream.type), static_cast<std::uint8_t>(0xE0 | stream.pid >> 8),
+                static_cast<std::uint8_t>(stream.pid), static_cast<std::uint8_t>(0xF0 | stream.descriptors.size() >> 8),
+                static_cast<std::uint8_t>(stream.descriptors.size())});
         Append(section, stream.descriptors);
     }
     return Closed(section);

@@ -73,8 +73,9 @@ void Dispatcher(Input& input, unsigned flags) {
 
 void PrintKeywords() {
     for (const auto& row : CommandManagerTest::Keywords()) std::printf("\"%s\"\n", std::string(row.keyword).c_str());
-    for (const char* word : {"\\x1e", "\\x1f", "=", ",", "\\x0d\\x0a", "UNIT1,", "UNIT4,", "UNIT5,", "239.1.1.1", "5000", "0055,0003",
-                             "EITI", "EITN", "EITL", "URLkey", "UPGR:", "UPGR20", "BLIND99", "eng", "-udp", "OFF"}) {
+    for (const char* word : {"\\x1e",  "\\x1f",     "=",      ",",         "\\x0d\\x0a", "UNIT1,", "UNIT4,",
+                             "UNIT5,", "239.1.1.1", "5000",   "0055,0003", "EITI",       "EITN",   "EITL",
+                             "URLkey", "UPGR:",     "UPGR20", "BLIND99",   "eng",        "-udp",   "OFF"}) {
         std::printf("\"%s\"\n", word);
     }
 }

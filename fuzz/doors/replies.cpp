@@ -41,7 +41,8 @@ void Parse(std::string_view reply) {
 
 }  // namespace
 
-/// \param flags  1: a stream, whose datagrams have a size that the next byte tells, in quarters of a packet; else a reply
+/// \param flags  1: a stream, whose datagrams have a size that the next byte tells, in quarters of a packet; else a
+/// reply
 void fuzz::Replies(Input& input, unsigned flags) {
     if ((flags & 1) == 0) {
         const Block reply = input.Rest();
@@ -49,9 +50,11 @@ void fuzz::Replies(Input& input, unsigned flags) {
     }
     StreamProbe probe;
     const std::size_t size = input.Byte() * kTsPacketSize / 4 + 1;
-    for (StreamProbe::Time now{}; !input.Empty(); now += std::chrono::milliseconds(10)) probe.Add(input.Take(size), now);
+    for (StreamProbe::Time now{}; !input.Empty(); now += std::chrono::milliseconds(10))
+        probe.Add(input.Take(size), now);
     std::uint64_t packets = 0;
-    for (const auto& [pid, item] : probe.Report().pids) packets += item.packets, PromiseShown(probe.Report().PidPurpose(pid));
+    for (const auto& [pid, item] : probe.Report().pids)
+        packets += item.packets, PromiseShown(probe.Report().PidPurpose(pid));
     Promise(packets == probe.Report().packets, "each packet has a PID");
     for (const Finding& finding : Judge(probe.Report())) PromiseShown(finding.text);
 }

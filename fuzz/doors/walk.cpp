@@ -48,7 +48,8 @@ void Change(Board& board, Sequence& sequence) {
 
 }  // namespace
 
-/// \param flags  1 the buffers are cut, 2 the stream table changes, 4 the programme is known at the start, 8 and 16 store
+/// \param flags  1 the buffers are cut, 2 the stream table changes, 4 the programme is known at the start, 8 and 16
+/// store
 ///               and PID table are asked at the end
 void Walk(Input& input, unsigned flags) {
     Sequence sequence(input.Byte());

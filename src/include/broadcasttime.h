@@ -7,7 +7,7 @@
 /// GPS time as the broadcast tells it, and its conversion to the Modified Julian Date text of the command protocol.
 /// The board's own clock plays no part, but for the tick. Set on the host's thread, read on any.
 class Time {
-   public:
+ public:
     /// The one instance, made at the first call with all fields zero, never freed.
     static Time* Self();
 
@@ -39,7 +39,7 @@ class Time {
     /// \return a length in seconds as hours x 100 + minutes, modulo one day
     static std::uint32_t GetMjdDuration(std::uint32_t seconds);
 
-   private:
+ private:
     Time() = default;
 
     std::atomic<std::uint32_t> mSystemTime{0};

@@ -8,6 +8,7 @@
 /// \return false when there is no thread; the caller reports it in its own words
 inline bool StartModuleThread(void* (*body)(void*), void* arg) {
     const platform::ThreadStart start = platform::StartThread(body, arg);
-    if (start == platform::ThreadStart::kDefaultPolicy) LOG("No right to SCHED_RR: thread runs under the default policy\n");
+    if (start == platform::ThreadStart::kDefaultPolicy)
+        LOG("No right to SCHED_RR: thread runs under the default policy\n");
     return start != platform::ThreadStart::kFailed;
 }

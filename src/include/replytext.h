@@ -9,7 +9,7 @@
 /// Appends formatted text to a fixed buffer. The text is terminated at all times; a piece that doesn't fit
 /// is cut at the buffer's end, and what is appended later is dropped.
 class ReplyText {
-   public:
+ public:
     /// \param buffer  takes the text, at least one byte
     /// \param size    bytes of `buffer`, the terminator's among them
     ReplyText(char* buffer, std::size_t size) : mBuffer(buffer), mSize(size) { mBuffer[0] = '\0'; }
@@ -37,7 +37,7 @@ class ReplyText {
     std::size_t Length() const { return mLength; }
     std::size_t Left() const { return mSize - 1 - mLength; }
 
-   private:
+ private:
     char* mBuffer;
     std::size_t mSize;
     std::size_t mLength = 0;

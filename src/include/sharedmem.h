@@ -8,7 +8,7 @@ struct sVPLAYER_SM_STRUCT;
 /// Typed access to the fields of the player's block that matter here. The player writes them while they are read:
 /// each value is one 32-bit word, read once. Without a usable block the accessors give 0 and store nothing.
 class SharedMem {
-   public:
+ public:
     /// The one instance; the first call makes it and must come before other threads use it.
     static SharedMem* Self();
 
@@ -21,7 +21,8 @@ class SharedMem {
     /// \return code of the audio type for the status reply: 0, 1, 2 or 3
     int GetAudioTypeReceiver();
 
-    /// Stores the code that the infrared remote is to obey: below 256 with its complement in the high byte, else as it is.
+    /// Stores the code that the infrared remote is to obey: below 256 with its complement in the high byte, else as it
+    /// is.
     void IrModeCode(std::uint16_t code);
     /// \return low 8 bits of the stored code
     std::uint16_t IrModeCode();
@@ -33,7 +34,7 @@ class SharedMem {
     /// \return percent; 0 when it can't be told
     int GetCpuUtilization();
 
-   private:
+ private:
     SharedMem();
 
     bool mInitialized = false;

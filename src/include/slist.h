@@ -7,7 +7,7 @@
 /// Doubly linked list of pointers to `T`. The payloads are the owner's; the list never frees them.
 template <typename T>
 class SList {
-   public:
+ public:
     static constexpr int kCursors = 10;
 
     struct Node {
@@ -65,7 +65,7 @@ class SList {
     /// \return number of payloads
     unsigned int length() const { return len; }
 
-   private:
+ private:
     Node* get_free_node() {
         if (free_head == nullptr) return new Node;
         Node* node = free_head;

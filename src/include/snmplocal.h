@@ -7,9 +7,9 @@
 
 /// One row of the table of settings: zero-filled text.
 struct QvanSettingsType {
-    char type[4];         ///< letter of the value's type: i integer, a address, s text, ? or none
+    char type[4];  ///< letter of the value's type: i integer, a address, s text, ? or none
     char field_name[48];
-    char snmp_cmd[48];    ///< the OID; empty where the agent doesn't serve it
+    char snmp_cmd[48];  ///< the OID; empty where the agent doesn't serve it
 };
 static_assert(sizeof(QvanSettingsType) == 100);
 
@@ -41,7 +41,7 @@ inline const char* Oid(QvanSetting setting) { return qvanSettings[setting].snmp_
 
 /// Client of the settings agent. Not reentrant: the command thread is the only user.
 class SnmpLocal {
-   public:
+ public:
     /// Opens both queues, creating them if needed. Ends the process when they can't be had.
     SnmpLocal();
 
@@ -55,7 +55,7 @@ class SnmpLocal {
     /// \return the value that the agent echoes, good until the next call; null on failure
     [[gnu::format(printf, 2, 3)]] char* SnmpSet(const char* cmd, ...);
 
-   private:
+ private:
     char* SnmpCom();
     char* SnmpProcessResponse();
 

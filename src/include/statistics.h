@@ -9,7 +9,7 @@
 /// Counts what the filter, the streamers and the analysers do. Writers are the host's thread and the command
 /// thread; a word may be read while it changes, and the figures of one report needn't be of one instant.
 class Statistics {
-   public:
+ public:
     using Counter = std::atomic<std::uint32_t>;
     static constexpr unsigned kTableIds = 255;
 
@@ -23,7 +23,9 @@ class Statistics {
     void AddOutBytes(unsigned int bytes) { mTotalOut.fetch_add(bytes, std::memory_order_relaxed); }
     void AddDroppedBytes(unsigned int bytes) { mTotalDropped.fetch_add(bytes, std::memory_order_relaxed); }
     void AddNoSync() { mNoSync.fetch_add(1, std::memory_order_relaxed); }
-    void SetBuffersAvail(int buffers) { mBuffersAvail.store(static_cast<std::uint32_t>(buffers), std::memory_order_relaxed); }
+    void SetBuffersAvail(int buffers) {
+        mBuffersAvail.store(static_cast<std::uint32_t>(buffers), std::memory_order_relaxed);
+    }
     void SetSignalStrength(int strength) { mStrength.store(strength, std::memory_order_relaxed); }
 
     /// Counts a section by its table_id; ids of 255 and above are ignored.
@@ -35,7 +37,7 @@ class Statistics {
     /// Prints everything on standard output; the table rates count from the last dump or reset.
     void DumpStats();
 
-   private:
+ private:
     Statistics() { Reset(); }
     void PrintTableRates();
 
@@ -49,10 +51,10 @@ class Statistics {
     std::atomic<int> mStrength{0};
     Time* mpTime = nullptr;
 
-   public:
+ public:
     Counter mPatCounter{0};  ///< PAT sections analysed in full since the last reset
     Counter mPmtCounter{0};  ///< PMT sections analysed since the last reset
 
-   private:
+ private:
     Counter mTodOrigin{0};  ///< `Time::GetTodInMs` at the last reset or dump
 };

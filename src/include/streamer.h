@@ -8,12 +8,12 @@
 
 #include "udpcom.h"
 
-/// Collects the packets that the filter routes to it and sends a datagram when `mPacketSize` bytes wait. The datagrams that one
-/// host buffer completes leave together, which costs less than half of sending each by itself, and from the host's buffer, without a
-/// copy of ours: only what the next buffer completes is kept in the streamer's own.
-/// All operations but the plain accessors run under the filter's lock.
+/// Collects the packets that the filter routes to it and sends a datagram when `mPacketSize` bytes wait. The datagrams
+/// that one host buffer completes leave together, which costs less than half of sending each by itself, and from the
+/// host's buffer, without a copy of ours: only what the next buffer completes is kept in the streamer's own. All
+/// operations but the plain accessors run under the filter's lock.
 class Streamer {
-   public:
+ public:
     static constexpr int kMinPacketSize = 1316;       ///< bytes, 7 packets
     static constexpr int kMaxPacketSize = 32712;      ///< bytes, 174 packets
     static constexpr int kDefaultPacketSize = 32580;  ///< bytes, for a size out of that range
@@ -62,9 +62,8 @@ class Streamer {
         if (mDataCount >= mPacketSize) CompleteDatagram();
     }
 
-    /// Sends the datagrams that wait, in order, and keeps a copy of the bytes of the next. A reconnect holds up the caller
-    /// for 100 ms.
-    /// \return bytes sent
+    /// Sends the datagrams that wait, in order, and keeps a copy of the bytes of the next. A reconnect holds up the
+    /// caller for 100 ms. \return bytes sent
     int Flush();
 
     /// Notes a PID, and its programme if it isn't noted yet; programme 0 notes nothing.
@@ -79,7 +78,7 @@ class Streamer {
     /// \param len  0 to kPrivatePatSize; a longer one isn't taken
     void SetPrivatePat(const std::uint8_t* data, int len);
 
-   private:
+ private:
     friend class TsFilter;  // builds the private PAT in place
 
     static constexpr int kTransportPacket = 188;  ///< bytes
@@ -89,7 +88,8 @@ class Streamer {
     void Refuse(int len);
     void AddPiece(const std::uint8_t* data, int len) {
         if (mPieceCount == kMostPieces) Flush();
-        __builtin_prefetch(data + 64);  // the rest of a packet, of which the walk read only the head: the send will want it
+        __builtin_prefetch(data +
+                           64);  // the rest of a packet, of which the walk read only the head: the send will want it
         __builtin_prefetch(data + 128);
         mPieces[mPieceCount++] = {const_cast<std::uint8_t*>(data), static_cast<std::size_t>(len)};
     }
@@ -104,15 +104,16 @@ class Streamer {
 
     // What a packet's way touches.
     std::atomic<bool> mActive{false};
-    int mRoom = 0;                             ///< bytes that the buffer could still keep; 0 until there is a destination
-    const std::uint8_t* mpNextByte = nullptr;  ///< where bytes begin that lengthen the last piece; null where there is none
-    int mDataCount = 0;                        ///< bytes of the datagram that is being filled
+    int mRoom = 0;  ///< bytes that the buffer could still keep; 0 until there is a destination
+    const std::uint8_t* mpNextByte =
+        nullptr;         ///< where bytes begin that lengthen the last piece; null where there is none
+    int mDataCount = 0;  ///< bytes of the datagram that is being filled
     int mPacketSize = kDefaultPacketSize;
     int mPieceCount = 0;
     int mFirstPiece = 0;  ///< of the datagram that is being filled
     int mDatagrams = 0;   ///< that wait
 
-    iovec mPieces[kMostPieces];                      ///< bytes of the host, but the first may be of the buffer
+    iovec mPieces[kMostPieces];  ///< bytes of the host, but the first may be of the buffer
     UdpSender::Datagram mWaiting[kMostDatagrams];
     std::unique_ptr<std::uint8_t[]> mpFilteredBuffer;  ///< what was kept of the datagram that is being filled
     std::uint8_t* mpCurrWritePtr = nullptr;            ///< behind it

@@ -5,7 +5,7 @@
 
 /// Asks the system daemon to remount partitions.
 class SystemManager {
-   public:
+ public:
     /// Makes a partition read-write or read-only again; waits a second at least, a minute at most. Callers take turns.
     /// \param part  partition number: 1 settings files, 4 upgrade image
     /// \param rw    1 read-write, 0 read-only

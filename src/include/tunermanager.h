@@ -21,7 +21,7 @@ class UdpServer;
 
 /// One audio track or caption service of a programme.
 class Language {
-   public:
+ public:
     enum LanguageModeEnum { eAudio = 0, eCaption = 1 };
 
     /// \param code  three characters \return true when they are those of this entry
@@ -38,7 +38,7 @@ class Language {
 
 /// One guide event.
 class Event {
-   public:
+ public:
     static constexpr unsigned kTitleSize = 128;  ///< bytes of a title; longer ones are cut
 
     std::uint32_t eventId = 0;    ///< event_id of the EIT
@@ -46,9 +46,9 @@ class Event {
     std::uint32_t channelId = 0;  ///< tuner channel when the event was stored
     std::uint16_t transportId = 0;
     std::uint16_t programId = 0;
-    std::uint32_t startTime = 0;  ///< GPS seconds
-    std::uint32_t duration = 0;   ///< seconds
-    std::uint32_t titleLen = 0;   ///< bytes in titleShort
+    std::uint32_t startTime = 0;                ///< GPS seconds
+    std::uint32_t duration = 0;                 ///< seconds
+    std::uint32_t titleLen = 0;                 ///< bytes in titleShort
     std::uint8_t unicodeModeForTitleShort = 0;  ///< mode byte of the title; 0 is plain text
     char titleShort[kTitleSize + 1] = "";
     std::uint8_t unicodeModeForLongInfo = 0;  ///< mode byte of the long text
@@ -62,7 +62,7 @@ class Event {
 
 /// One programme of one channel, with what it owns.
 class ScalProgramDesc {
-   public:
+ public:
     static constexpr unsigned kEventPool = 100;  ///< nodes of the event list's pool
     static constexpr std::size_t kNameBytes = 14;
 
@@ -83,8 +83,8 @@ class ScalProgramDesc {
     char encryption = 'C';   ///< 'C' clear, 'E' once a stream was seen scrambled
     std::uint32_t videoType = 0;
     std::uint32_t audioType = 0;
-    int channelNo = 0;              ///< major number x 10 + minor number
-    std::uint32_t channelFreq = 0;  ///< carrier_frequency of the VCT
+    int channelNo = 0;                           ///< major number x 10 + minor number
+    std::uint32_t channelFreq = 0;               ///< carrier_frequency of the VCT
     char channelShortName[kNameBytes + 2] = "";  ///< short_name of the VCT: seven UTF-16 characters, high byte first
     std::uint16_t channelMajorNo = 0;
     std::uint16_t channelMinorNo = 0;
@@ -103,7 +103,7 @@ class ScalProgramDesc {
 /// The store, the scan and the queries on them. The analysers fill it on the host's thread, the commands read it,
 /// the scan thread empties and refills it.
 class TunerManager {
-   public:
+ public:
     enum ScanStateEnum { eScanIdle = 0, eScanInProgress = 1, eScanDone = 2, eScanError = 3 };
     enum ScanTypeEnum { eScanUk = 0, eScanEurope = 1, eScanAustralia = 2, eScanAsia = 3, eScanMax = 4, eScanStop = 99 };
     enum TunerModeEnum { eATSC = 0, eQAM64 = 1, eQAM256 = 2, eModeMax = 3 };
@@ -160,8 +160,8 @@ class TunerManager {
     /// Files a language or caption service. \param langCode  four bytes
     /// \return true when it is new; false when it was known or there is no such programme
     bool SetLanguageForProgram(std::uint16_t transportId, std::uint16_t progamId, const char* langCode,
-                               Language::LanguageModeEnum langMode, int langType, std::uint16_t pid, int captionServiceNum)
-        EXCLUDES(mMutex);
+                               Language::LanguageModeEnum langMode, int langType, std::uint16_t pid,
+                               int captionServiceNum) EXCLUDES(mMutex);
     /// Files the EIT's part of an event. \param titleText  titleLen bytes; control characters become '*' in place
     /// \return false when no programme of the current channel has this source
     bool SetEventInfoForProgram(std::uint16_t sourceId, std::uint16_t eventId, std::uint32_t startTime,
@@ -172,8 +172,8 @@ class TunerManager {
     bool SetExtendedText(std::uint16_t etmIdHi, std::uint16_t etmIdLo, const char* text, std::uint32_t length,
                          std::uint8_t unicode_mode) EXCLUDES(mMutex);
 
-    /// State of all that decides what filing an EIT or ETT leaves in the store: while it stays, filing the same again changes
-    /// nothing.
+    /// State of all that decides what filing an EIT or ETT leaves in the store: while it stays, filing the same again
+    /// changes nothing.
     std::uint32_t GuideChanges() const { return mGuideChanges.load(std::memory_order_relaxed); }
 
     // Scan results
@@ -198,7 +198,7 @@ class TunerManager {
     void DumpEitInfo() EXCLUDES(mMutex);       ///< Writes the whole guide to the log.
     void DumpLanguageInfo() EXCLUDES(mMutex);  ///< Writes the languages of the current channel to the log.
 
-   private:
+ private:
     using ProgramList = std::list<ScalProgramDesc>;
 
     [[gnu::format(printf, 2, 3)]] void M710CmmdSet(const char* format, ...);
@@ -247,7 +247,7 @@ class TunerManager {
     int mScalChannel GUARDED_BY(mMutex) = 0;  ///< where the SCAL report stands
     ProgramList::iterator mScalIt GUARDED_BY(mMutex);
     std::uint32_t mEmptied GUARDED_BY(mMutex) = 0;  ///< how often; while it stays, no programme or event goes away
-    std::atomic<std::uint32_t> mGuideChanges{1};       ///< counted under mMutex
+    std::atomic<std::uint32_t> mGuideChanges{1};    ///< counted under mMutex
     ProgramList::iterator mChannelStartIt GUARDED_BY(mMutex);
     ProgramList::iterator mChannelEndIt GUARDED_BY(mMutex);
     std::atomic<ScanStateEnum> mScanState{eScanIdle};

@@ -11,7 +11,7 @@
 
 /// A bound UDP socket that answers the source of the last datagram. For one thread at a time.
 class UdpServer {
-   public:
+ public:
     UdpServer() = default;
     ~UdpServer();
     UdpServer(const UdpServer&) = delete;
@@ -46,7 +46,7 @@ class UdpServer {
     /// \return twelve lower-case hexadecimal digits in one static buffer; what stood there before on failure, first ""
     char* GetSelfMacAddress(const char* interface);
 
-   private:
+ private:
     bool Join(const char* group);
 
     sockaddr_in siMe{};
@@ -57,7 +57,7 @@ class UdpServer {
 
 /// A UDP socket aimed at one peer or multicast group, with multicast TTL 4.
 class UdpSender {
-   public:
+ public:
     UdpSender() = default;
     ~UdpSender() { Disconnect(); }
     UdpSender(const UdpSender&) = delete;
@@ -69,7 +69,8 @@ class UdpSender {
     /// Aims the sender; a socket that is open is kept.
     /// \param peerPort  of the peer, host order
     /// \param ip           dotted address, at most 15 characters are taken
-    /// \return false when the socket can't be had or the address isn't one; reported on standard error, and sends then fail
+    /// \return false when the socket can't be had or the address isn't one; reported on standard error, and sends then
+    /// fail
     bool Connect(std::uint16_t peerPort, const char* ip);
 
     /// Sends one datagram.
@@ -84,14 +85,14 @@ class UdpSender {
         int size;   ///< bytes of all pieces, at least one
     };
 
-    /// Sends datagrams by one system call, where the system has such a call; those of equal size whose pieces follow each
-    /// other in one array pass through its network stack as one, where it can.
-    /// \param count  of the datagrams, at least one
-    /// \return datagrams sent, in order from the first; or a negative number with a line on standard error when the first
+    /// Sends datagrams by one system call, where the system has such a call; those of equal size whose pieces follow
+    /// each other in one array pass through its network stack as one, where it can. \param count  of the datagrams, at
+    /// least one \return datagrams sent, in order from the first; or a negative number with a line on standard error
+    /// when the first
     ///         couldn't be sent
     int SendTogether(const Datagram* datagrams, int count);
 
-   private:
+ private:
     int Sent(ssize_t result);
     int SendBatch(const Datagram* datagrams, int count);
     int SendMessages(const Datagram* datagrams, int count);
@@ -151,8 +152,8 @@ inline bool LogIsWanted() {
 extern std::atomic<unsigned> report_count;
 
 /// Logs a line by `global_debug_flag`; its arguments are evaluated only when it goes somewhere.
-#define LOG(...)                              \
-    do {                                      \
+#define LOG(...)                                 \
+    do {                                         \
         if (LogIsWanted()) LogLine(__VA_ARGS__); \
     } while (false)
 

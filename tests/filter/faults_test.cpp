@@ -104,7 +104,8 @@ TEST_F(StarvedStream, CostsItselfAndNoOther) {
         FeedProved(Filled(0x1FFB, 0, 9));
         std::size_t pats = 0, others = 0;
         const Blob sent = TakeOutput();
-        for (std::size_t at = 0; at + kPacket <= sent.size(); at += kPacket) (sent[at + 2] == 0xFB ? others : pats) += 1;
+        for (std::size_t at = 0; at + kPacket <= sent.size(); at += kPacket)
+            (sent[at + 2] == 0xFB ? others : pats) += 1;
         EXPECT_EQ(pats, 1u) << row.block;
         EXPECT_EQ(others, row.copies) << row.block;
         for (const int id : {1, 2}) EXPECT_TRUE(mFilter.RemoveStream(id)) << row.block;

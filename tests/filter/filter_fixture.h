@@ -14,7 +14,7 @@
 
 /// Opens the filter's inside to the tests of its room.
 class TsFilterTest : public ::testing::Test {
-   protected:
+ protected:
     TsFilterTest() { global_debug_flag = 0; }
 
     void SetUp() override {

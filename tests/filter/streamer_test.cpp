@@ -16,7 +16,7 @@ namespace {
 
 /// A socket on a port of its own, whose datagrams' sizes it tells.
 class Receiver {
-   public:
+ public:
     Receiver() : mSocket(socket(AF_INET, SOCK_DGRAM, 0)) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
@@ -31,19 +31,21 @@ class Receiver {
     std::vector<int> Sizes() {
         std::vector<int> sizes;
         char data[65536];
-        for (ssize_t got; (got = recv(mSocket, data, sizeof data, MSG_DONTWAIT)) >= 0;) sizes.push_back(static_cast<int>(got));
+        for (ssize_t got; (got = recv(mSocket, data, sizeof data, MSG_DONTWAIT)) >= 0;)
+            sizes.push_back(static_cast<int>(got));
         return sizes;
     }
 
     /// Appends the bytes of all that came.
     void TakeTo(std::vector<std::uint8_t>& bytes) {
         std::uint8_t data[65536];
-        for (ssize_t got; (got = recv(mSocket, data, sizeof data, MSG_DONTWAIT)) >= 0;) bytes.insert(bytes.end(), data, data + got);
+        for (ssize_t got; (got = recv(mSocket, data, sizeof data, MSG_DONTWAIT)) >= 0;)
+            bytes.insert(bytes.end(), data, data + got);
     }
 
     std::uint16_t port = 0;
 
-   private:
+ private:
     int mSocket;
 };
 
@@ -52,7 +54,8 @@ using Sizes = std::vector<int>;
 }  // namespace
 
 TEST(Streamer, ThresholdIsHeldToItsRange) {
-    for (const auto& [asked, got] : {std::pair{1315, 32580}, {1316, 1316}, {32712, 32712}, {32713, 32580}, {0, 32580}}) {
+    for (const auto& [asked, got] :
+         {std::pair{1315, 32580}, {1316, 1316}, {32712, 32712}, {32713, 32580}, {0, 32580}}) {
         EXPECT_EQ(Streamer(65536, asked).PacketSize(), got) << asked;
     }
     Streamer streamer(65536, 1316);
@@ -134,7 +137,8 @@ TEST(Streamer, SendsBytesAsTheyWereHandedOver) {
         if (random() % 16 == 0) streamer.SetPacketSize(static_cast<int>(188 * (1 + random() % 20)));
         const bool small = random() % 8 == 0;  // more pieces than the streamer has room for
         for (std::size_t at = 0; at < host.size();) {
-            const std::size_t len = std::min<std::size_t>(small ? 1 + random() % 3 : 1 + random() % 400, host.size() - at);
+            const std::size_t len =
+                std::min<std::size_t>(small ? 1 + random() % 3 : 1 + random() % 400, host.size() - at);
             const auto* const piece = host.data() + at;
             at += len + random() % 2;  // some begin where the last one ended
             if (random() % 32 == 0) {

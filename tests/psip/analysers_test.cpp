@@ -310,16 +310,18 @@ class Hearer : public AnalysersTest {
         return std::regex_replace(lines, std::regex("SetExtendedText at [0-9a-f]+"), "");
     }
 
-    /// Something else than a section, by number: the store is emptied, or a channel, a programme or a name comes. Others do nothing.
+    /// Something else than a section, by number: the store is emptied, or a channel, a programme or a name comes.
+    /// Others do nothing.
     void Change(unsigned number) {
         if (number == 0) LoadTheStoreAnew();
         if (number == 1 || number == 2) mTuner.TuneToChannel(static_cast<int>(number));
         if (number == 3 || number == 4) mTuner.AddProgramToScanResults(0x55, 3);
         if (number == 4) mTuner.AddProgramToScanResults(0x55, 4);
-        for (const auto& [when, program, source] : {std::tuple{5u, 3, kSource}, {6u, 4, kSource}, {7u, 3, kOther}, {8u, 4, kOther}}) {
+        for (const auto& [when, program, source] :
+             {std::tuple{5u, 3, kSource}, {6u, 4, kSource}, {7u, 3, kOther}, {8u, 4, kOther}}) {
             if (number != when) continue;
-            mTuner.SetPsipInfoForProgram(0x55, static_cast<std::uint16_t>(program), "\0A\0B\0C\0D\0E\0F\0G\0", 7, 1, 4, 1, 2,
-                                         source);
+            mTuner.SetPsipInfoForProgram(0x55, static_cast<std::uint16_t>(program), "\0A\0B\0C\0D\0E\0F\0G\0", 7, 1, 4,
+                                         1, 2, source);
         }
     }
 
@@ -333,8 +335,9 @@ class Hearer : public AnalysersTest {
                 add({program.programId, program.channelLongNameSize, program.unicodeModeForLongName});
                 if (program.channelLongName) store += program.channelLongName.get();
                 for (const Event* event = program.mEvents.begin(0); event != nullptr; event = program.mEvents.next(0)) {
-                    add({event->eventId, event->sourceId, event->channelId, event->startTime, event->duration, event->longInfoSize,
-                         event->unicodeModeForTitleShort, event->unicodeModeForLongInfo, event->eitWasSet, event->ettWasSet});
+                    add({event->eventId, event->sourceId, event->channelId, event->startTime, event->duration,
+                         event->longInfoSize, event->unicodeModeForTitleShort, event->unicodeModeForLongInfo,
+                         event->eitWasSet, event->ettWasSet});
                     store.append(event->titleShort, event->titleLen);
                     if (event->pLongInfo) store.append(event->pLongInfo.get(), event->longInfoSize + 4);
                 }

@@ -19,13 +19,15 @@ INSTANTIATE_TEST_SUITE_P(Roles, ExampleHost, testing::Values('T', 'R'),
 
 TEST_P(ExampleHost, MakesABoardThatServesAndTakesData) {
     const std::string packet = std::string("\x47\x00\x31\x10", 4) + std::string(184, '\x5A');
-    const std::string section = std::string("\x42\xF0\x09", 3) + std::string(9, '\x5A');  // of a table that nobody wants
+    const std::string section =
+        std::string("\x42\xF0\x09", 3) + std::string(9, '\x5A');  // of a table that nobody wants
     const char role = GetParam();
     Board board({.role = role, .module = ZUL_MODULE, .band = {}});
     const std::string command = ZUL_EXAMPLE_HOST " " + std::string(1, role) + " " ZUL_MODULE;
     FILE* const host = popen(command.c_str(), "w");
     ASSERT_NE(host, nullptr);
-    StreamTap tap("239.1.1.1", 5001, 1, 0, [](auto) {}, [](auto) {});
+    StreamTap tap(
+        "239.1.1.1", 5001, 1, 0, [](auto) {}, [](auto) {});
     const Client master;
     const auto asks = [&](const char* request) {
         master.Send(role == 'T' ? 5000 : 2008, request);

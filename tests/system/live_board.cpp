@@ -88,8 +88,8 @@ std::vector<std::string> LiveBoard::HearUntil(const std::string& last, Milliseco
 
 namespace {
 
-/// Gives this process queues and a disk of its own, with the streams of its tuner: a save of one board and a remount of the
-/// other would get into each other's way.
+/// Gives this process queues and a disk of its own, with the streams of its tuner: a save of one board and a remount of
+/// the other would get into each other's way.
 void TakeOwnMachine(const LiveOptions& options) {
     std::map<std::string, std::string> files;
     for (const auto& [number, channel] : options.band) files[channel.stream] = FileText(channel.stream);

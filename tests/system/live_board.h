@@ -52,8 +52,8 @@ class LiveBoard {
     std::deque<std::string> mHeard;  ///< datagrams that wait to be told
 };
 
-/// A board in a process, with queues and disk of its own, in the same network, until the object goes. It is asked one request
-/// when it serves. To be made before this process has a board.
+/// A board in a process, with queues and disk of its own, in the same network, until the object goes. It is asked one
+/// request when it serves. To be made before this process has a board.
 class BoardBeside {
  public:
     BoardBeside(char role, const LiveOptions& options, const std::string& request);

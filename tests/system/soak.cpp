@@ -85,8 +85,8 @@ void LiveADay(LiveBoard& board, const std::function<void(int)>& hour) {
         board.HearUntil("(silence)", Milliseconds(300));  // what is under way comes to its end
         now = Held();
         if (number == 1) first = now;
-        std::printf("\n%4d  %12ld  %11ld  %7ld  %8ld  %13ld\n", number, now.resident, now.descriptors, now.threads, now.messages,
-                    now.waiting);
+        std::printf("\n%4d  %12ld  %11ld  %7ld  %8ld  %13ld\n", number, now.resident, now.descriptors, now.threads,
+                    now.messages, now.waiting);
         std::fflush(stdout);
     }
     EXPECT_LE(now.resident, first.resident + kSpare);
@@ -115,7 +115,8 @@ TEST(Soak, Transmitter) {
             board.Send("BLIND0");
             ASSERT_EQ(board.HearUntil("BLINDCMP", Milliseconds(120'000)).back(), "BLINDCMP:0 OK\r\n");
         }
-        for (const std::uint64_t end = board->TheTuner().BytesFed() + bytesAnHour; board->TheTuner().BytesFed() < end;) {
+        for (const std::uint64_t end = board->TheTuner().BytesFed() + bytesAnHour;
+             board->TheTuner().BytesFed() < end;) {
             for (const auto& [channel, transport] : {std::pair{"7", "4d"}, {"9", "4e"}}) {
                 const std::string programme = std::string(",") + transport + ",1";
                 expect(std::string("Tuner://") + channel, "BLINDCMP");
@@ -124,12 +125,14 @@ TEST(Soak, Transmitter) {
                     expect(std::string("UNIT4,") + slot + ",239.1.1." + slot + ",5001," + channel + programme, "OK");
                 }
                 expect("STATUS", "STATUS 1 ");
-                for (const char* request : {"LAN?", "SUB?"}) expect(request, request == std::string("LAN?") ? "LANG" : "SUB");
+                for (const char* request : {"LAN?", "SUB?"})
+                    expect(request, request == std::string("LAN?") ? "LANG" : "SUB");
                 for (const std::string query : {"EITN", "EITL"}) {
                     expect(query + programme.substr(1) + (query == "EITL" ? ",2359" : ""), "EITI");
                 }
-                for (const char* request : {"LANGspa,1", "LANGeng,0", "MCASTPACKETSIZE32712", "MCASTPACKETSIZE1316", "TUNERMODE0",
-                                            "DEBUG2", "DUMPEIT", "DUMPPIDS", "DUMPCOLLECT", "DUMPLANG", "DUMPSTATS", "DEBUG0"}) {
+                for (const char* request :
+                     {"LANGspa,1", "LANGeng,0", "MCASTPACKETSIZE32712", "MCASTPACKETSIZE1316", "TUNERMODE0", "DEBUG2",
+                      "DUMPEIT", "DUMPPIDS", "DUMPCOLLECT", "DUMPLANG", "DUMPSTATS", "DEBUG0"}) {
                     board.Send(request);
                 }
                 expect("VERS", "VERS0");
@@ -163,9 +166,10 @@ TEST(Soak, Receiver) {
     LiveADay(board, [&](int) {
         const auto end = zulctl::Clock::now() + std::chrono::microseconds(3'600'000'000LL / kClock);
         do {
-            for (const char* request : {"UNIT1,239.1.1.1,5001,0,1", "VSCALE,0,0,50,50", "STATUS", "LANGspa,1,eng,0", "LAN?", "SUBS1",
-                                        "URLhttp://10.0.0.9/menu.html,0,0,640,384,255,128", "URLkey16", "UARTabc", "SUART9600,8,N,1",
-                                        "RESOLUTION5", "REMOTE6e", "IP?", "URLblank", "UNIT0"}) {
+            for (const char* request :
+                 {"UNIT1,239.1.1.1,5001,0,1", "VSCALE,0,0,50,50", "STATUS", "LANGspa,1,eng,0", "LAN?", "SUBS1",
+                  "URLhttp://10.0.0.9/menu.html,0,0,640,384,255,128", "URLkey16", "UARTabc", "SUART9600,8,N,1",
+                  "RESOLUTION5", "REMOTE6e", "IP?", "URLblank", "UNIT0"}) {
                 board.Send(request);
                 board.Hear();
             }

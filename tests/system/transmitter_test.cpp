@@ -1,4 +1,5 @@
-// A transmitter with a channel of a few packets written by hand: what runs where there is neither zul-mux nor libdvbpsi.
+// A transmitter with a channel of a few packets written by hand: what runs where there is neither zul-mux nor
+// libdvbpsi.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -24,8 +25,8 @@ std::map<unsigned, std::vector<Blob>> HandMadeChannel() {
     pids[0] = {transport::SectionPacket(0, 0, transport::Pat(0x4D, 0, {{1, 0x30}, {2, 0x40}}))};
     for (const unsigned programme : {1u, 2u}) {
         const unsigned pmt = 0x20 + programme * 0x10;
-        pids[pmt] = {transport::SectionPacket(
-            pmt, 0, transport::Pmt(programme, {{0x02, pmt + 1, {}}, {0x81, pmt + 4, {}}}))};
+        pids[pmt] = {
+            transport::SectionPacket(pmt, 0, transport::Pmt(programme, {{0x02, pmt + 1, {}}, {0x81, pmt + 4, {}}}))};
         for (unsigned i = 0; i < 16; ++i) {
             for (const unsigned pid : {pmt + 1, pmt + 4}) {
                 pids[pid].push_back(transport::Filled(pid, i, static_cast<std::uint8_t>(programme * 16 + i)));
@@ -45,7 +46,8 @@ TEST(Transmitter, SendsTheProgrammeThatWasAskedForAndItsTables) {
         }
     }
     Journal<ProgrammeStreams> told;
-    StreamTap tap("239.1.1.1", 5001, 1, 0, [](auto) {}, [&told](const ProgrammeStreams& streams) { told.Add(streams); });
+    StreamTap tap(
+        "239.1.1.1", 5001, 1, 0, [](auto) {}, [&told](const ProgrammeStreams& streams) { told.Add(streams); });
     LiveBoard board('T', {.band = {{7, {"/mnt/seven.ts", 5}}}, .clock = 4});
     ASSERT_TRUE(board.Start());
     EXPECT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,1"), "OK\r\n");

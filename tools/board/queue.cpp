@@ -18,7 +18,8 @@ namespace {
 constexpr int kEverybody = 0666;
 constexpr std::size_t kMaxBytes = 8192;  // the system's own limit of one message
 
-/// Types of messages that only wake the reader, fill the queue or end what filled it; no process of the board uses them.
+/// Types of messages that only wake the reader, fill the queue or end what filled it; no process of the board uses
+/// them.
 constexpr long kWake = 0x7FFF0001;
 constexpr long kFiller = 0x7FFF0002;
 constexpr long kEndOfFillers = 0x7FFF0003;

@@ -237,7 +237,8 @@ void Stay(const NetPlan& plan, std::uint64_t seed, const Identity& eth0, int oth
     Relay relay(plan, seed);
     SayWord(other);
     relay.Carry(other);
-    // The link goes with the board's network, but when the kernel gets round to it. Who reads the tale may start the next board.
+    // The link goes with the board's network, but when the kernel gets round to it. Who reads the tale may start the
+    // next board.
     Run(fmt::format("ip link delete {} 2>/dev/null || true", kOuter));
     Run(fmt::format("ip address add {} dev eth0 && ip route replace 224.0.0.0/4 dev eth0", eth0.address));
     tell(relay.Tale());

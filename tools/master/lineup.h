@@ -36,8 +36,8 @@ enum class Player { kVlc, kKodi };
 /// \param guide  address of an XMLTV guide for the head line, or empty
 std::string M3uText(const Lineup& lineup, Player player, const std::string& guide);
 
-/// \return the guide in the form of XMLTV, in UTC: channels of which something is known. A programme that several boards
-/// have stands once
+/// \return the guide in the form of XMLTV, in UTC: channels of which something is known. A programme that several
+/// boards have stands once
 std::string XmltvText(const Lineup& lineup);
 
 nlohmann::ordered_json JsonOf(const Lineup& lineup);

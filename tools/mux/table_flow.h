@@ -10,10 +10,10 @@
 
 namespace mux {
 
-/// Sends each edition of a table a whole number of times, at least once, at even distances that the table's period bounds,
-/// so that a stream which is played again and again repeats its tables evenly over the seam too. A table's packets aren't sent at once,
-/// but a fiftieth of the PID's shortest period apart. The last sections are spread over as many packets as make the
-/// PID's number of packets a multiple of 16: the continuity_counter goes on over the seam.
+/// Sends each edition of a table a whole number of times, at least once, at even distances that the table's period
+/// bounds, so that a stream which is played again and again repeats its tables evenly over the seam too. A table's
+/// packets aren't sent at once, but a fiftieth of the PID's shortest period apart. The last sections are spread over as
+/// many packets as make the PID's number of packets a multiple of 16: the continuity_counter goes on over the seam.
 class TableFlow : public Flow {
  public:
     /// REQUIRES: all tables have the PID `pid`, and outlive the flow.

@@ -5,6 +5,6 @@
 
 #include "udpcom.h"
 
-/// Aims a bridge's sender at the last client, and makes it where there is none. An address that isn't one is reported, and
-/// sends fail from then on.
+/// Aims a bridge's sender at the last client, and makes it where there is none. An address that isn't one is reported,
+/// and sends fail from then on.
 void AimAtLastClient(std::unique_ptr<UdpSender>& sender, UdpServer& server);

@@ -8,7 +8,6 @@
 #include "platform/msgqueue.h"
 #include "platform/mutex.h"
 
-
 /// Routes the keys on a thread of its own. Receivers only.
 class IrControl {
  public:

@@ -44,7 +44,8 @@ bool CommandManager::PlayLayer(const char* mcastIp, std::uint16_t mcastPort, int
         mPrevMcastPort = mcastPort;
         CopyText(mMulticastIpReceived, mcastIp);
     }
-    if (mCCIndex != 0 && mpSnmp->SnmpSet("%s i %d", Oid(CLOSE_CAPTION), mCCIndex) == nullptr) PANIC("close caption play");
+    if (mCCIndex != 0 && mpSnmp->SnmpSet("%s i %d", Oid(CLOSE_CAPTION), mCCIndex) == nullptr)
+        PANIC("close caption play");
     return true;
 }
 

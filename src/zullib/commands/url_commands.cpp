@@ -41,9 +41,12 @@ char* CommandManager::ProcessUrlSet(char* cmd) {
     if (strncasecmp(cmd + 3, "key", 3) == 0) return SendBrowserKey(Decimal(cmd + 6));
     const char* const url = mystrtok(cmd + 3, ",");
     const RangedField fields[] = {
-        {&mUrlXposition, -kPlaneWidth, kPlaneWidth}, {&mUrlYposition, -kPlaneHeight, kPlaneHeight},
-        {&mUrlWidth, 0, kPlaneWidth},                {&mUrlHeight, 0, kPlaneHeight},
-        {&mUrlAlphaBrowser, 0, kOpaque},             {&mUrlAlphaVideo, 0, kOpaque},
+        {&mUrlXposition, -kPlaneWidth, kPlaneWidth},
+        {&mUrlYposition, -kPlaneHeight, kPlaneHeight},
+        {&mUrlWidth, 0, kPlaneWidth},
+        {&mUrlHeight, 0, kPlaneHeight},
+        {&mUrlAlphaBrowser, 0, kOpaque},
+        {&mUrlAlphaVideo, 0, kOpaque},
     };
     for (const RangedField& field : fields) {
         const char* const text = mystrtok(nullptr, ",");
@@ -79,8 +82,9 @@ void CommandManager::ShowPage() {
     const int centreY = mUrlYposition * 100 / kPlaneHeight + mUrlHeight * 50 / kPlaneHeight;
     const int width = mUrlWidth * 100 / kPlaneWidth;
     const int height = mUrlHeight * 100 / kPlaneHeight;
-    std::snprintf(line, sizeof line, "-ps 50 50 100 100 0 %d 0 -vs 50 50 100 100 0 %d 0 -browser %s 0 %d %d %d %d 0 %d 0 ",
-                  mUrlAlphaVideo, mUrlAlphaVideo, mUrl.get(), centreX, centreY, width, height, mUrlAlphaBrowser);
+    std::snprintf(line, sizeof line,
+                  "-ps 50 50 100 100 0 %d 0 -vs 50 50 100 100 0 %d 0 -browser %s 0 %d %d %d %d 0 %d 0 ", mUrlAlphaVideo,
+                  mUrlAlphaVideo, mUrl.get(), centreX, centreY, width, height, mUrlAlphaBrowser);
     m710cmmd(line);
 }
 
@@ -101,8 +105,8 @@ char* CommandManager::ProcessVscaleCommand(char* cmd, int /*len*/) {
     }
     const int centreX = x + w / 2;
     const int centreY = y + h / 2;
-    std::snprintf(line, sizeof line, "-ps %d %d %d %d 0 %d 0 -vs %d %d %d %d 0 %d 0", centreX, centreY, w, h, alpha, centreX,
-                  centreY, w, h, alpha);
+    std::snprintf(line, sizeof line, "-ps %d %d %d %d 0 %d 0 -vs %d %d %d %d 0 %d 0", centreX, centreY, w, h, alpha,
+                  centreX, centreY, w, h, alpha);
     m710cmmd(line);
     return mOk;
 }

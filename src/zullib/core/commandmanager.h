@@ -21,11 +21,11 @@ extern std::atomic<bool> process_pat;
 /// Closed-caption service in force, 0 for off. Command thread only.
 extern int mCCIndex;
 
-/// One per process, made by `Zul_Start_Filter`. Every handler runs on the command thread, which alone writes the members.
-/// A handler takes the command's text and gives the reply, which its caller never frees: `mOk`, `mKo`, text built over the
-/// command buffer, or null when there is no reply or it was sent already.
+/// One per process, made by `Zul_Start_Filter`. Every handler runs on the command thread, which alone writes the
+/// members. A handler takes the command's text and gives the reply, which its caller never frees: `mOk`, `mKo`, text
+/// built over the command buffer, or null when there is no reply or it was sent already.
 class CommandManager {
-   public:
+ public:
     enum UpgradeStateEnum {
         eUpgradeIdle = 0,
         eUpgradeDownloading = 1,
@@ -34,8 +34,8 @@ class CommandManager {
         eUpgradeBurnError = 4,
     };
 
-    static constexpr std::size_t kCommandSize = 8192;  ///< bytes of the command buffer, which replies are built over
-    static constexpr int kMaxRequest = 2040;           ///< bytes taken of a request
+    static constexpr std::size_t kCommandSize = 8192;   ///< bytes of the command buffer, which replies are built over
+    static constexpr int kMaxRequest = 2040;            ///< bytes taken of a request
     static constexpr std::size_t kSavedUnitSize = 255;  ///< bytes kept of a UNIT command, its terminator among them
     static constexpr std::uint16_t kReceiverPort = 2008;
     static constexpr std::uint16_t kTransmitterPort = 5000;
@@ -59,7 +59,7 @@ class CommandManager {
     /// Called every 5 seconds by the watchdog thread; does nothing.
     void RunPeriodicCheck() {}
 
-   private:
+ private:
     friend class CommandManagerTest;
     struct Command;
     static const Command kCommands[];
@@ -141,7 +141,7 @@ class CommandManager {
     /// Kind of the last accepted UNIT: the digit's value on a receiver, its character's code on a transmitter.
     int mLastUnitCommandId = 0;
     UpgradeStateEnum mUpgradeState = eUpgradeIdle;
-    int mUpgradeBytes = 0;  ///< announced size of the image
+    int mUpgradeBytes = 0;                     ///< announced size of the image
     std::unique_ptr<char[]> mLastUnitCommand;  ///< 256 bytes
     char mTunerMode[16] = "";
     int mSubtitleLanguagePri = 0;

@@ -19,9 +19,9 @@ enum class Framing { kLine, kRaw };
 /// One row of the command protocol. The first row that matches a request decides.
 struct CommandManager::Command {
     std::string_view keyword;
-    std::size_t chars;    ///< leading characters compared, without regard to case
-    Roles roles;          ///< boards that accept it
-    WrongRole refuse;     ///< how another board says no
-    Framing framing;      ///< kLine: a line end behind it is cut
+    std::size_t chars;  ///< leading characters compared, without regard to case
+    Roles roles;        ///< boards that accept it
+    WrongRole refuse;   ///< how another board says no
+    Framing framing;    ///< kLine: a line end behind it is cut
     char* (*handle)(CommandManager& board, char* cmd, int len);
 };

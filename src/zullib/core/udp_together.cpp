@@ -1,5 +1,5 @@
-// Datagrams that leave together: several by one system call, and those of equal size as one message. The kernel cuts it into
-// datagrams at the end of its network stack, which is where a datagram's time goes (UDP_SEGMENT).
+// Datagrams that leave together: several by one system call, and those of equal size as one message. The kernel cuts it
+// into datagrams at the end of its network stack, which is where a datagram's time goes (UDP_SEGMENT).
 #include <netinet/udp.h>
 #include <sys/socket.h>
 
@@ -30,9 +30,10 @@ namespace {
 constexpr int kMostMessages = 64;   ///< of one call
 constexpr int kMostInARun = 64;     ///< datagrams that the kernel cuts out of one message
 constexpr int kMostOfARun = 65507;  ///< bytes of a message: those of the largest UDP datagram
-constexpr int kMostToCut = 1472;    ///< bytes of a datagram that Ethernet takes whole; the kernel cuts out no larger ones
+constexpr int kMostToCut = 1472;  ///< bytes of a datagram that Ethernet takes whole; the kernel cuts out no larger ones
 
-/// \return how many datagrams from the front, of equal size and with their pieces in one array, may leave as one message
+/// \return how many datagrams from the front, of equal size and with their pieces in one array, may leave as one
+/// message
 int RunLength(const UdpSender::Datagram* datagrams, int count) {
     const UdpSender::Datagram& first = datagrams[0];
     const int most = std::min({count, kMostInARun, kMostOfARun / first.size});
@@ -46,7 +47,7 @@ int RunLength(const UdpSender::Datagram* datagrams, int count) {
 
 /// What goes along with a message to tell the size that it is to be cut by.
 class CutSize {
-   public:
+ public:
     void GoWith(msghdr& message, int size) {
         std::memset(mBytes, 0, sizeof mBytes);
         message.msg_control = mBytes;
@@ -59,14 +60,15 @@ class CutSize {
         std::memcpy(CMSG_DATA(head), &told, sizeof told);
     }
 
-   private:
+ private:
     alignas(cmsghdr) unsigned char mBytes[CMSG_SPACE(sizeof(std::uint16_t))];
 };
 
 }  // namespace
 
-/// A kernel that knows nothing of cutting would send a message whole, without a word, so it is asked; and for the receiver's
-/// half, which is the younger one: the first kernels that cut didn't do so for members of a group on the same machine.
+/// A kernel that knows nothing of cutting would send a message whole, without a word, so it is asked; and for the
+/// receiver's half, which is the younger one: the first kernels that cut didn't do so for members of a group on the
+/// same machine.
 bool UdpSender::KernelCuts() const {
     const int error = errno;
     int value = 0;
@@ -76,8 +78,9 @@ bool UdpSender::KernelCuts() const {
     return knows;
 }
 
-/// Forbids routers to fragment what is sent, as they are forbidden for each datagram by itself; or leaves it to the kernel. For a
-/// run it goes by the length of the whole message, and would allow it, with one identification for several datagrams.
+/// Forbids routers to fragment what is sent, as they are forbidden for each datagram by itself; or leaves it to the
+/// kernel. For a run it goes by the length of the whole message, and would allow it, with one identification for
+/// several datagrams.
 void UdpSender::ForbidFragments(bool forbid) {
     if (forbid == mForbidsFragments) return;
     const int error = errno;

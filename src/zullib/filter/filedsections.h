@@ -12,7 +12,7 @@
 /// EIT and ETT come again every few seconds, all day. What was filed from the same bytes before, into a store in which
 /// nothing changed since, needs neither decoding nor filing. Of two sections that want one row the last one has it.
 class FiledSections {
-   public:
+ public:
     /// A section, by its bytes.
     struct Print {
         std::uint32_t hash;
@@ -37,7 +37,7 @@ class FiledSections {
     /// Notes a section that was filed. \param changes  state of the store before
     void Note(const Print& print, std::uint32_t changes) { mRows[print.hash % kRows] = {print, changes}; }
 
-   private:
+ private:
     static constexpr std::size_t kRows = 4096;  ///< twice what the guide of a channel has in four days
 
     struct Row {

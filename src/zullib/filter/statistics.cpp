@@ -9,7 +9,8 @@ Statistics* Statistics::Self() {
 }
 
 void Statistics::Reset() {
-    for (Counter* counter : {&mTotalIn, &mTotalOut, &mBuffersAvail, &mTotalDropped, &mNoSync, &mPatCounter, &mPmtCounter}) {
+    for (Counter* counter :
+         {&mTotalIn, &mTotalOut, &mBuffersAvail, &mTotalDropped, &mNoSync, &mPatCounter, &mPmtCounter}) {
         counter->store(0, std::memory_order_relaxed);
     }
     mStrength.store(0, std::memory_order_relaxed);

@@ -22,9 +22,9 @@ std::atomic<int> paniccount{0};
 
 Streamer::Streamer(int bufferSize, int packetSize)
     : mPacketSize(packetSize >= kMinPacketSize && packetSize <= kMaxPacketSize ? packetSize : kDefaultPacketSize),
-      mpFilteredBuffer(new(std::nothrow) std::uint8_t[static_cast<std::size_t>(bufferSize)]),
+      mpFilteredBuffer(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(bufferSize)]),
       mBufferSize(bufferSize),
-      mpPrivatePatBuffer(new(std::nothrow) std::uint8_t[kPrivatePatSize]()) {
+      mpPrivatePatBuffer(new (std::nothrow) std::uint8_t[kPrivatePatSize]()) {
     if (!mpFilteredBuffer || !mpPrivatePatBuffer) PANIC("Cant alloc memory");
     mpCurrWritePtr = mpFilteredBuffer.get();
 }
@@ -95,13 +95,15 @@ int Streamer::Flush() {
     return sent;
 }
 
-/// Sends the datagrams that wait: together, but for the first after a reconnect, for one of several chunks, and for those
-/// that go to a file.
+/// Sends the datagrams that wait: together, but for the first after a reconnect, for one of several chunks, and for
+/// those that go to a file.
 int Streamer::SendWaiting() {
     if (mDatagrams == 0) return 0;
     int sent = 0;
     for (int next = 0; next < mDatagrams;) {
-        const auto alone = [this](int i) { return mMulticastChanged || mWaiting[i].size > kMaxChunk || dbg_file_out != nullptr; };
+        const auto alone = [this](int i) {
+            return mMulticastChanged || mWaiting[i].size > kMaxChunk || dbg_file_out != nullptr;
+        };
         if (alone(next)) {
             sent += SendCopied(mWaiting[next++]);
             continue;

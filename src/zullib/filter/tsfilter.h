@@ -51,7 +51,7 @@ enum PidTypeEnum : std::int8_t {
 
 /// The streams that a PID goes to, in order of attachment; a stream stands in it once at most.
 class StreamerList {
-   public:
+ public:
     Streamer* const* begin() const { return mStreamers; }
     Streamer* const* end() const { return mStreamers + mCount; }
     int Count() const { return mCount; }
@@ -63,7 +63,7 @@ class StreamerList {
     /// Takes the entry with this stream id out. \return false when there is none
     bool RemoveId(int id);
 
-   private:
+ private:
     Streamer* mStreamers[kStreams] = {};
     int mCount = 0;
 };
@@ -92,7 +92,7 @@ static_assert(sizeof(PacketIdMapType) == 64);
 /// table's operations on the command and scan threads. One lock guards the PID table, the streams, the collector and
 /// the debug files; it is held for the whole of a buffer.
 class TsFilter {
-   public:
+ public:
     /// \param type   role, 'T' or 'R'
     /// \param tuner  gets what the analysis finds; not owned
     TsFilter(char type, TunerManager* tuner);
@@ -129,8 +129,8 @@ class TsFilter {
     /// Analyses a PAT that the host hands over. \param sectionPtr  a whole section
     /// \return false only for a bad section_length
     bool AnalyzeSectionPat(unsigned char* sectionPtr) EXCLUDES(mMutex);
-    /// Analyses a PMT that the host hands over. \param packetPtr  a whole section \param packetId  its PID, 0 on a receiver
-    /// \return false when its section_length is refused
+    /// Analyses a PMT that the host hands over. \param packetPtr  a whole section \param packetId  its PID, 0 on a
+    /// receiver \return false when its section_length is refused
     bool AnalyzeSectionPmt(unsigned char* packetPtr, int packetId) EXCLUDES(mMutex);
 
     // The stream table: tsfilter_streams.cpp, tsfilter_multicast.cpp. Stream ids are 0 to 7.
@@ -146,7 +146,8 @@ class TsFilter {
     bool RemoveAllProgramsFromStream(int streamId) EXCLUDES(mMutex);
     /// Tunes, runs the filter for 5 s and starts a stream.
     /// \param cmd  "ip,port,channel[,transportId,programId ...]", cut in place; hexadecimal but for the port
-    /// \return false when one of the first three fields is missing, the address or the id is bad; nothing was changed then
+    /// \return false when one of the first three fields is missing, the address or the id is bad; nothing was changed
+    /// then
     bool StartMulticast(int streamId, char* cmd) EXCLUDES(mMutex);
     /// Stops one stream, or all with -1; the filter goes on while another is left and `really` is true. \return true
     bool StopMulticast(int streamId, bool really) EXCLUDES(mMutex);
@@ -158,11 +159,11 @@ class TsFilter {
     bool SetLanguageFilter(const char* langPri, int langPriType, const char* langSec, int langSecType) EXCLUDES(mMutex);
     /// Sets the datagram size of the running streams and saves it. \return false when it can't be saved
     bool SetPacketSize(int packetSize) EXCLUDES(mMutex);
-    void DumpPids() EXCLUDES(mMutex);                   ///< Writes the PID table to the log.
-    void DumpLanguagesAndCaptions() EXCLUDES(mMutex);   ///< Writes the PIDs' languages to the log.
-    void DumpCollectionStats() EXCLUDES(mMutex);        ///< Writes the sections' counters to the log.
-    void DebugSaveStream();                             ///< Bench tool: opens a file while the filter runs.
-    [[noreturn]] void DebugFilterSavedStream();         ///< Bench tool: walks a saved stream and ends the process.
+    void DumpPids() EXCLUDES(mMutex);                  ///< Writes the PID table to the log.
+    void DumpLanguagesAndCaptions() EXCLUDES(mMutex);  ///< Writes the PIDs' languages to the log.
+    void DumpCollectionStats() EXCLUDES(mMutex);       ///< Writes the sections' counters to the log.
+    void DebugSaveStream();                            ///< Bench tool: opens a file while the filter runs.
+    [[noreturn]] void DebugFilterSavedStream();        ///< Bench tool: walks a saved stream and ends the process.
     /// \return the present broadcast time as text, in a static buffer
     char* GetMjdDateTime();
 
@@ -177,7 +178,7 @@ class TsFilter {
     /// \return a copy of one slot's state, nothing for an empty slot
     std::optional<StreamStatus> StatusOfStream(int slot) EXCLUDES(mMutex);
 
-   private:
+ private:
     friend class TsFilterTest;
 
     // The walk: tsfilter_walk.cpp
@@ -194,7 +195,8 @@ class TsFilter {
     // From packet to section, and from section to its analyser: tsfilter_analysis.cpp
     bool AnalyzePacket(const unsigned char* packetPtr, int packetId) REQUIRES(mMutex);
     void FileInGuide(Bytes section, bool (TsFilter::*analyze)(Bytes)) REQUIRES(mMutex);
-    bool CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity) REQUIRES(mMutex);
+    bool CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity)
+        REQUIRES(mMutex);
 
     // PAT: tsfilter_pat.cpp. Sections are whole, cut to their own length.
     bool AnalyzePat(Bytes section) REQUIRES(mMutex);
@@ -247,9 +249,9 @@ class TsFilter {
     std::unique_ptr<PacketIdMapType[]> mPacketIdMap GUARDED_BY(mMutex);
     StreamerList* mpStreamerList GUARDED_BY(mMutex) = nullptr;  ///< of the packet routed last
     // What outlives a call of Filter.
-    std::size_t mExpectedSync GUARDED_BY(mMutex) = 0;  ///< offset in the next buffer where a sync byte is expected
-    bool mBlock GUARDED_BY(mMutex) = false;            ///< block flag of the packet routed last
-    std::uint8_t mHeldTail[2] GUARDED_BY(mMutex) = {}; ///< a packet's first bytes, too few to name its PID
+    std::size_t mExpectedSync GUARDED_BY(mMutex) = 0;   ///< offset in the next buffer where a sync byte is expected
+    bool mBlock GUARDED_BY(mMutex) = false;             ///< block flag of the packet routed last
+    std::uint8_t mHeldTail[2] GUARDED_BY(mMutex) = {};  ///< a packet's first bytes, too few to name its PID
     std::size_t mHeldCount GUARDED_BY(mMutex) = 0;
     std::uint32_t mDroppedBytes GUARDED_BY(mMutex) = 0;  ///< of the buffer being walked
     unsigned mBufferCount GUARDED_BY(mMutex) = 0;

@@ -6,12 +6,12 @@
 
 namespace {
 
-constexpr std::uint8_t kUnitStart = 0x40;         ///< payload_unit_start_indicator, byte 1
-constexpr std::uint8_t kScramblingControl = 0xC0; ///< transport_scrambling_control, byte 3
-constexpr std::uint8_t kHasAdaptation = 0x20;     ///< adaptation_field_control, byte 3
+constexpr std::uint8_t kUnitStart = 0x40;          ///< payload_unit_start_indicator, byte 1
+constexpr std::uint8_t kScramblingControl = 0xC0;  ///< transport_scrambling_control, byte 3
+constexpr std::uint8_t kHasAdaptation = 0x20;      ///< adaptation_field_control, byte 3
 constexpr std::uint8_t kHasPayload = 0x10;
-constexpr std::uint8_t kContinuity = 0x0F;        ///< continuity_counter, byte 3
-constexpr std::uint8_t kCountedAlready = 0xF0;    ///< added to the continuity of a packet's second piece
+constexpr std::uint8_t kContinuity = 0x0F;      ///< continuity_counter, byte 3
+constexpr std::uint8_t kCountedAlready = 0xF0;  ///< added to the continuity of a packet's second piece
 
 constexpr unsigned kHeadSize = 4;
 constexpr unsigned kDropsPerLine = 512;
@@ -31,7 +31,8 @@ unsigned int TsFilter::GetTsPayloadIndex(const unsigned char* packetPtr, int /*p
 bool TsFilter::AnalyzePacket(const unsigned char* packetPtr, int packetId) {
     unsigned payloadIndex = GetTsPayloadIndex(packetPtr, packetId);
     if (payloadIndex < kHeadSize || payloadIndex >= kPacketSize) {
-        if (mPayloadIndexDrops++ % kDropsPerLine == 0) LOG("payloadIndex1 %u: DROP %u\n", payloadIndex, mPayloadIndexDrops);
+        if (mPayloadIndexDrops++ % kDropsPerLine == 0)
+            LOG("payloadIndex1 %u: DROP %u\n", payloadIndex, mPayloadIndexDrops);
         return false;
     }
     const bool unitStart = (packetPtr[1] & kUnitStart) != 0;

@@ -101,7 +101,8 @@ void TsFilter::AnalyzeDescriptorCaption(Bytes body, std::size_t descriptor_lengt
         CopyLanguage(row.captionLanguage, *entry);
         caption_service_number = (*entry)[3] & 0x3Fu;
         if (!cut) continue;
-        LOG("CCCCC caption %s for pid 0x%.4x digital_cc %d, caption_service_number 0x%x easy_reader %d, wide_aspect %d\n",
+        LOG("CCCCC caption %s for pid 0x%.4x digital_cc %d, caption_service_number 0x%x easy_reader %d, wide_aspect "
+            "%d\n",
             row.captionLanguage, pid, (*entry)[3] >> 7, caption_service_number, (*entry)[4] >> 7, (*entry)[4] >> 6 & 1);
     }
     if (curbyte != tmp) {
@@ -109,6 +110,6 @@ void TsFilter::AnalyzeDescriptorCaption(Bytes body, std::size_t descriptor_lengt
         return;
     }
     if (!IsReported(row)) return;
-    mpTunerManager->SetLanguageForProgram(row.transportId, row.programId, row.captionLanguage, Language::eCaption, 0, pid,
-                                          static_cast<int>(caption_service_number));
+    mpTunerManager->SetLanguageForProgram(row.transportId, row.programId, row.captionLanguage, Language::eCaption, 0,
+                                          pid, static_cast<int>(caption_service_number));
 }

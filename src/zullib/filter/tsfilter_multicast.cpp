@@ -46,7 +46,8 @@ bool TsFilter::StartMulticast(int streamId, char* cmd) {
         const char* const program = strtok_r(nullptr, ",", &position);
         LOG("Add Program tmp %s, program %s\n", tmp, program != nullptr ? program : "(null)");
         if (program == nullptr) break;
-        AddProgramToStream(streamId, static_cast<std::uint16_t>(hatoi(tmp)), static_cast<std::uint16_t>(hatoi(program)));
+        AddProgramToStream(streamId, static_cast<std::uint16_t>(hatoi(tmp)),
+                           static_cast<std::uint16_t>(hatoi(program)));
         tmp = strtok_r(nullptr, ",", &position);
     }
     mPatVersion.store(-1, std::memory_order_relaxed);  // the next PAT builds this stream's own

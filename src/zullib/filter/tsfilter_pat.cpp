@@ -1,5 +1,5 @@
-// PAT analysis (ISO/IEC 13818-1, 2.4.4.3): programmes for the PID table and the store, and the PAT of each stream's own,
-// in which the programmes that the stream doesn't carry are blanked.
+// PAT analysis (ISO/IEC 13818-1, 2.4.4.3): programmes for the PID table and the store, and the PAT of each stream's
+// own, in which the programmes that the stream doesn't carry are blanked.
 //
 // PAT section:
 //     byte  0     table_id
@@ -80,7 +80,8 @@ void TsFilter::AnalyzePatInFull(Bytes section, const StreamerList& streams) {
 }
 
 /// \param offset  of the entry in the section, and so in each stream's copy of it
-void TsFilter::AnalyzePatEntry(Bytes entry, std::size_t offset, std::uint16_t transportId, const StreamerList& streams) {
+void TsFilter::AnalyzePatEntry(Bytes entry, std::size_t offset, std::uint16_t transportId,
+                               const StreamerList& streams) {
     const std::uint16_t program_number = Be16(entry, 0);
     const auto program_map_pid = static_cast<std::uint16_t>(Be16(entry, 2) & 0x1FFF);
     PacketIdMapType& row = mPacketIdMap[program_map_pid];
@@ -123,7 +124,8 @@ void TsFilter::FinishPrivatePats(std::size_t sectionSize, const StreamerList& st
             PutBe32(buffer + covered, crc32(buffer, static_cast<std::uint32_t>(covered)));
         }
         std::uint8_t packetized_buffer[kMaxPacketized];
-        const int packetized_len = PacketizeSection(kPatPid, &mPatContinuity, Bytes(buffer, sectionSize), packetized_buffer);
+        const int packetized_len =
+            PacketizeSection(kPatPid, &mPatContinuity, Bytes(buffer, sectionSize), packetized_buffer);
         streamer->SetPrivatePat(packetized_buffer, packetized_len);
     }
 }

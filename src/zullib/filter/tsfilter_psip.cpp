@@ -32,14 +32,14 @@ struct TableTypes {
     bool ignored;  ///< not analysed, and not part of the whole multiplex
 };
 constexpr TableTypes kTableTypes[] = {
-    {0x0000, 0x0003, ePidVct, false},   // TVCT and CVCT, current and next
-    {0x0004, 0x0004, ePidEtt, false},   // channel ETT
-    {0x0005, 0x0005, ePidDcc, false},   // DCCSCT
-    {0x0100, 0x017F, ePidEit, false},   // EIT-0 to EIT-127
-    {0x0200, 0x027F, ePidEtt, false},   // event ETT-0 to ETT-127
-    {0x0301, 0x03FF, ePidRrt, false},   // RRT, rating regions 1 to 255
-    {0x0400, 0x0FFF, ePidNone, true},   // user private
-    {0x1400, 0x14FF, ePidDcc, false},   // DCCT
+    {0x0000, 0x0003, ePidVct, false},  // TVCT and CVCT, current and next
+    {0x0004, 0x0004, ePidEtt, false},  // channel ETT
+    {0x0005, 0x0005, ePidDcc, false},  // DCCSCT
+    {0x0100, 0x017F, ePidEit, false},  // EIT-0 to EIT-127
+    {0x0200, 0x027F, ePidEtt, false},  // event ETT-0 to ETT-127
+    {0x0301, 0x03FF, ePidRrt, false},  // RRT, rating regions 1 to 255
+    {0x0400, 0x0FFF, ePidNone, true},  // user private
+    {0x1400, 0x14FF, ePidDcc, false},  // DCCT
 };
 
 constexpr bool RangesAscend() {
@@ -119,9 +119,9 @@ bool TsFilter::AnalyzeSectionVct(Bytes section) {
             LOG("Reserved not checking out! (3) pkt[curbyte] 0x%.2x [%d ?= 39] mask 0xFC\n", fixed[30], curbyte + 30);
         }
         if (!channel->descriptors.empty()) AnalyzeDescriptor(channel->descriptors, 0, kCallerVct);
-        mpTunerManager->SetPsipInfoForProgram(transport_stream_id, channel->programNumber, short_name, channel->majorNumber,
-                                              channel->minorNumber, channel->modulationMode, channel->carrierFrequency,
-                                              channel->channelTsid, channel->sourceId);
+        mpTunerManager->SetPsipInfoForProgram(transport_stream_id, channel->programNumber, short_name,
+                                              channel->majorNumber, channel->minorNumber, channel->modulationMode,
+                                              channel->carrierFrequency, channel->channelTsid, channel->sourceId);
     }
     return true;
 }

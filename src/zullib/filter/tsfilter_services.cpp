@@ -151,8 +151,8 @@ void TsFilter::DumpPids() {
         LOG("PID %.4x, Status %d, Typ %d, strTyp 0x%.2x, TSid 0x%.4x, PrId 0x%.4x PMapPid 0x%.4x, strmrs 0x%.8x (%d), "
             "cnt %d \tAL %s CL %s blk %d scr %d\n",
             row.pid, row.status, row.type, row.streamType, row.transportId, row.programId, row.programMapPid,
-            row.listAddress, row.streams, static_cast<int>(row.count), row.audioLanguage, row.captionLanguage, row.block,
-            row.scrambling);
+            row.listAddress, row.streams, static_cast<int>(row.count), row.audioLanguage, row.captionLanguage,
+            row.block, row.scrambling);
     }
     LOG("\nTotal %d unique PIDs found; %d of them bogus\n", static_cast<int>(rows.size()), bogus);
     LOG("\n=========================\n");
@@ -170,8 +170,8 @@ void TsFilter::DumpLanguagesAndCaptions() {
     LOG("\n===== Languages =====\n");
     for (const DumpedRow& row : rows) {
         if (row.audioLanguage[0] == '\0') continue;
-        LOG("Languages: prog 0x%x pid 0x%x streamType 0x%x, lang %s type %.2x\n", row.programId, row.pid, row.streamType,
-            row.audioLanguage, static_cast<unsigned>(row.audioLangType));
+        LOG("Languages: prog 0x%x pid 0x%x streamType 0x%x, lang %s type %.2x\n", row.programId, row.pid,
+            row.streamType, row.audioLanguage, static_cast<unsigned>(row.audioLangType));
     }
     LOG("\n===================\n");
     LOG("\n===== Captions ====\n");

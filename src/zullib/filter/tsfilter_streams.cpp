@@ -7,8 +7,8 @@
 
 namespace {
 
-constexpr int kStreamBuffer = 65536;      ///< bytes that can wait in a stream
-constexpr int kMaxUnidentified = 256;     ///< attachments to PIDs that belong to no programme
+constexpr int kStreamBuffer = 65536;            ///< bytes that can wait in a stream
+constexpr int kMaxUnidentified = 256;           ///< attachments to PIDs that belong to no programme
 constexpr std::uint32_t kSeenUnidentified = 2;  ///< packets of such a PID; fewer count as noise
 constexpr std::uint32_t kSeenMultiplex = 3;     ///< packets of a PID that the whole multiplex takes along
 
@@ -106,8 +106,8 @@ bool TsFilter::AddProgramToStream(int streamId, std::uint16_t transportId, std::
             PacketIdMapType& row = mPacketIdMap[pid];
             if (row.programId != programId || row.transportId != transportId || !Attach(row, streamer.get())) continue;
             streamer->AddProgramToList(programId, static_cast<std::uint16_t>(pid));
-            LOG("Added TS %x Prog. %x to stream ID %d at PID %x, packet type %d\n", transportId, programId, streamId, pid,
-                row.type);
+            LOG("Added TS %x Prog. %x to stream ID %d at PID %x, packet type %d\n", transportId, programId, streamId,
+                pid, row.type);
         }
     }
     return true;
@@ -121,12 +121,14 @@ bool TsFilter::AddAllProgramsToStream(int streamId) {
         for (unsigned pid = 1; pid < kNullPid; ++pid) {
             PacketIdMapType& row = mPacketIdMap[pid];
             if (row.status == ePidIgnored || row.count < kSeenMultiplex) {
-                if (row.count != 0) LOG("Ignore pid 0x%x status %d count %d\n", pid, row.status, static_cast<int>(row.count));
+                if (row.count != 0)
+                    LOG("Ignore pid 0x%x status %d count %d\n", pid, row.status, static_cast<int>(row.count));
                 continue;
             }
             if (!Attach(row, streamer.get())) continue;
             streamer->AddProgramToList(row.programId, static_cast<std::uint16_t>(pid));
-            LOG("Added TS 0x%x Prog. 0x%x to stream ID %d at PID 0x%x\n", row.transportId, row.programId, streamId, pid);
+            LOG("Added TS 0x%x Prog. 0x%x to stream ID %d at PID 0x%x\n", row.transportId, row.programId, streamId,
+                pid);
         }
     }
     return true;
@@ -171,7 +173,8 @@ std::optional<TsFilter::StreamStatus> TsFilter::StatusOfStream(int slot) {
     const platform::MutexLock lock(mMutex);
     const Streamer* const streamer = mStreamersList[slot].get();
     if (streamer == nullptr) return std::nullopt;
-    StreamStatus status{streamer->Activated(), streamer->IdGet(), "", streamer->MulticastPort(), streamer->ProgramList()};
+    StreamStatus status{streamer->Activated(), streamer->IdGet(), "", streamer->MulticastPort(),
+                        streamer->ProgramList()};
     CopyText(status.address, streamer->MulticastIp());
     return status;
 }

@@ -100,7 +100,8 @@ void TsFilter::Forward(Bytes bytes) {
     for (Streamer* streamer : *mpStreamerList) streamer->Collect(bytes.data(), static_cast<int>(bytes.size()));
 }
 
-/// Sends the datagrams that wait, and lets the streams keep the rest: the bytes that they were handed may change behind it.
+/// Sends the datagrams that wait, and lets the streams keep the rest: the bytes that they were handed may change behind
+/// it.
 void TsFilter::FlushStreams() {
     for (const auto& streamer : mStreamersList) {
         if (streamer) streamer->Flush();

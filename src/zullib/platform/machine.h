@@ -11,7 +11,7 @@ namespace platform {
 /// \param microseconds  0 and above
 void Sleep(std::int64_t microseconds);
 
-constexpr std::int64_t kMillisecond = 1000;     ///< in microseconds
+constexpr std::int64_t kMillisecond = 1000;    ///< in microseconds
 constexpr std::int64_t kSecond = 1000 * 1000;  ///< in microseconds
 
 /// Waits until a descriptor can be read.

@@ -12,7 +12,7 @@ constexpr std::size_t kMaxMessage = 2048;
 
 /// A System V message queue, by key. Queues outlive the process; nothing is closed.
 class MsgQueue {
-   public:
+ public:
     /// Opens the queue, creating it if needed, with read and write rights for everybody.
     /// \return false when it can't be had; `errno` tells why
     bool Create(int key);
@@ -40,7 +40,7 @@ class MsgQueue {
     /// \return the system's id of the queue, -1 while there is none
     int Id() const { return mId; }
 
-   private:
+ private:
     int mId = -1;
 };
 

@@ -24,7 +24,7 @@ namespace platform {
 
 /// A plain, non-recursive mutex with default attributes.
 class CAPABILITY("mutex") Mutex {
-   public:
+ public:
     Mutex() : mInitResult(pthread_mutex_init(&mHandle, nullptr)) {}
     ~Mutex() { pthread_mutex_destroy(&mHandle); }
     Mutex(const Mutex&) = delete;
@@ -36,20 +36,20 @@ class CAPABILITY("mutex") Mutex {
     /// \return what initialisation gave: 0, or an error number
     int InitResult() const { return mInitResult; }
 
-   private:
+ private:
     pthread_mutex_t mHandle;
     int mInitResult;
 };
 
 /// Holds a mutex for the life of a scope.
 class SCOPED_CAPABILITY MutexLock {
-   public:
+ public:
     explicit MutexLock(Mutex& mutex) ACQUIRE(mutex) : mMutex(mutex) { mMutex.Lock(); }
     ~MutexLock() RELEASE() { mMutex.Unlock(); }
     MutexLock(const MutexLock&) = delete;
     MutexLock& operator=(const MutexLock&) = delete;
 
-   private:
+ private:
     Mutex& mMutex;
 };
 

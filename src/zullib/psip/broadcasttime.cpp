@@ -27,8 +27,8 @@ void Time::SetTime(std::uint32_t systemTime, std::uint8_t gpsUtcOffset, std::uin
     if (systemTime - prevSystime < kLogInterval) return;
     prevSystime = systemTime;
     char text[kDateTimeSize];
-    LOG("Got Systime: 0x%x (%s), GpsUtc 0x%x, daylight 0x%x\n", systemTime, GetMjdDateTime(systemTime, text), gpsUtcOffset,
-        daylightSaving);
+    LOG("Got Systime: 0x%x (%s), GpsUtc 0x%x, daylight 0x%x\n", systemTime, GetMjdDateTime(systemTime, text),
+        gpsUtcOffset, daylightSaving);
 }
 
 char* Time::GetMjdDateTime(std::uint32_t systime, char* buff) const {

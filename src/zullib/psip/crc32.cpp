@@ -33,8 +33,9 @@ constexpr std::uint32_t Crc(Bytes data) {
     std::uint32_t crc = 0xFFFFFFFF;
     while (data.size() >= kStep) {
         crc ^= Be32(data, 0);
-        crc = kTables[7][crc >> 24] ^ kTables[6][crc >> 16 & 0xFF] ^ kTables[5][crc >> 8 & 0xFF] ^ kTables[4][crc & 0xFF] ^
-              kTables[3][data[4]] ^ kTables[2][data[5]] ^ kTables[1][data[6]] ^ kTables[0][data[7]];
+        crc = kTables[7][crc >> 24] ^ kTables[6][crc >> 16 & 0xFF] ^ kTables[5][crc >> 8 & 0xFF] ^
+              kTables[4][crc & 0xFF] ^ kTables[3][data[4]] ^ kTables[2][data[5]] ^ kTables[1][data[6]] ^
+              kTables[0][data[7]];
         data = data.subspan(kStep);
     }
     for (const std::uint8_t byte : data) crc = (crc << 8) ^ kTables[0][crc >> 24 ^ byte];

@@ -3,7 +3,8 @@
 
 #include "bytes.h"
 
-constexpr std::size_t kEitHead = 10;  ///< bytes in front of the events; source_id in 3 and 4, num_events_in_section in 9
+constexpr std::size_t kEitHead =
+    10;  ///< bytes in front of the events; source_id in 3 and 4, num_events_in_section in 9
 
 /// One event, up to its title.
 ///     bytes 0-1   reserved (2 bits), event_id (14)
