@@ -13,13 +13,13 @@
 #include <thread>
 #include <vector>
 
-#include "broadcasttime.h"
+#include "core/broadcasttime.h"
+#include "core/log.h"
 #include "fast_machine.h"
 #include "filter/tsfilter.h"
+#include "guide/tunermanager.h"
 #include "status_block.h"
 #include "system_daemon.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -2,12 +2,12 @@
 // a coded text by itself, which libdvbpsi leaves as it is, beside libucsi.
 #include <benchmark/benchmark.h>
 
+#include "core/log.h"
 #include "filter/tsfilter.h"
+#include "guide/tunermanager.h"
 #include "psip/multiplestring.h"
 #include "psip/tablecollector.h"
 #include "psip_sections.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 #ifdef ZUL_HAS_UCSI
 #include <libucsi/atsc/types.h>

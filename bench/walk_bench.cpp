@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "core/log.h"
 #include "filter/tsfilter.h"
-#include "tunermanager.h"
-#include "udpcom.h"
+#include "guide/tunermanager.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 // The data path as a host sees it, and the way of a section into it.
 #include "board.h"
 
-#include "broadcasttime.h"
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
+#include "core/broadcasttime.h"
+#include "core/statistics.h"
 #include "psip_sections.h"
-#include "statistics.h"
 
 namespace fuzz {
 

@@ -1,11 +1,11 @@
 /// The data path as a host sees it, for the doors of broadcast data.
 #pragma once
 
-#include "core/entry.h"
+#include "commands/entry.h"
 #include "door.h"
 #include "filter/tsfilter.h"
+#include "guide/tunermanager.h"
 #include "psip/tablecollector.h"
-#include "tunermanager.h"
 #include "zul.h"
 
 /// Opens the filter's inside, as to the tests of its room.

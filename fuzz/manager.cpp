@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include "board.h"
+#include "core/log.h"
 #include "psip_sections.h"
-#include "udpcom.h"
 
 void UartTest::ClosePort(Uart& uart) {
     if (uart.mSerialFd > 0) close(uart.mSerialFd);

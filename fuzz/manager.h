@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "bridges/uart.h"
-#include "core/keywordtable.h"
+#include "commands/keywordtable.h"
 #include "world.h"
 
 class TsFilter;

@@ -9,9 +9,9 @@
 #include <set>
 #include <string>
 
+#include "core/log.h"
 #include "filter/tsfilter.h"
 #include "psip_sections.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -19,13 +19,13 @@
 #include <new>
 #include <utility>
 
-#include "broadcasttime.h"
+#include "core/broadcasttime.h"
+#include "core/log.h"
 #include "fast_machine.h"
+#include "guide/tunermanager.h"
 #include "kbl_interprocess.h"
 #include "platform/thread.h"
 #include "playback/playeroptions.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 extern int mCCIndex;
 

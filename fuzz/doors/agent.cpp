@@ -2,7 +2,7 @@
 #include <cstring>
 #include <memory>
 
-#include "snmplocal.h"
+#include "core/snmplocal.h"
 #include "world.h"
 
 void fuzz::Agent(Input& input, unsigned /*flags*/) {

@@ -1,5 +1,5 @@
 // Answers of the remount daemon: each a byte for its size, then its bytes.
-#include "systemmanager.h"
+#include "core/systemmanager.h"
 #include "world.h"
 
 void fuzz::Daemon(Input& input, unsigned /*flags*/) {

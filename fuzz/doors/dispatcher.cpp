@@ -4,8 +4,8 @@
 #include <cstring>
 #include <thread>
 
+#include "core/texthelpers.h"
 #include "manager.h"
-#include "texthelpers.h"
 
 namespace fuzz {
 

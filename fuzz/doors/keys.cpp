@@ -1,7 +1,7 @@
 // Messages of the infrared service: each a byte for its size, one for the time that passed, then its bytes.
 #include "bridges/ircontrol.h"
+#include "core/udpcom.h"
 #include "fast_machine.h"
-#include "udpcom.h"
 #include "world.h"
 
 /// Opens the bridge's inside, as to the tests of its room.

@@ -1,7 +1,7 @@
 // The results file of the scan.
 #include <cstdio>
 
-#include "tunermanager.h"
+#include "guide/tunermanager.h"
 #include "world.h"
 
 void fuzz::Results(Input& input, unsigned /*flags*/) {

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "core/udpcom.h"
 #include "udp_client.h"
-#include "udpcom.h"
 
 /// A server whose last client is a given one.
 class CommandServer {

@@ -8,10 +8,11 @@
 #include "bridges/forwarding.h"
 #include "bridges/keytable.h"
 #include "browser_controller.h"
+#include "core/log.h"
+#include "core/sharedmem.h"
 #include "fast_machine.h"
 #include "infrared_service.h"
 #include "queue_limits.h"
-#include "sharedmem.h"
 #include "status_block.h"
 
 using Texts = std::vector<std::string>;

@@ -8,10 +8,10 @@
 #include <numeric>
 
 #include "bridges/forwarding.h"
+#include "core/snmplocal.h"
 #include "fast_machine.h"
 #include "serial_port.h"
 #include "settings_agent.h"
-#include "snmplocal.h"
 
 namespace {
 

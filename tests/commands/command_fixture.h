@@ -6,13 +6,13 @@
 #include <fstream>
 #include <sstream>
 
-#include "core/keywordtable.h"
+#include "commands/keywordtable.h"
+#include "core/log.h"
 #include "fast_machine.h"
 #include "settings_agent.h"
 #include "status_block.h"
 #include "system_daemon.h"
 #include "udp_client.h"
-#include "udpcom.h"
 
 using Texts = std::vector<std::string>;
 

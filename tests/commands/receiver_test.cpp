@@ -3,6 +3,7 @@
 
 #include "commands/command_fixture.h"
 #include "commands/player_queue.h"
+#include "core/log.h"
 #include "zul.h"
 
 TEST_F(ReceiverTest, EveryRequestHasItsReply) {

@@ -2,7 +2,7 @@
 #include <filesystem>
 
 #include "commands/command_fixture.h"
-#include "systemmanager.h"
+#include "core/systemmanager.h"
 
 namespace {
 

@@ -5,9 +5,10 @@
 #include <thread>
 
 #include "commands/command_fixture.h"
-#include "statistics.h"
+#include "core/statistics.h"
+#include "filter/debugfiles.h"
+#include "guide/tunermanager.h"
 #include "transport.h"
-#include "tunermanager.h"
 
 namespace {
 

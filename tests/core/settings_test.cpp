@@ -6,13 +6,14 @@
 #include <cstring>
 #include <thread>
 
+#include "core/log.h"
+#include "core/snmplocal.h"
+#include "core/systemmanager.h"
+#include "core/udpcom.h"
 #include "fast_machine.h"
 #include "settings_agent.h"
-#include "snmplocal.h"
 #include "system_daemon.h"
-#include "systemmanager.h"
 #include "udp_client.h"
-#include "udpcom.h"
 #include "zul.h"
 
 TEST(SnmpLocal, ReadsValuesInEveryForm) {

@@ -7,9 +7,10 @@
 #include <sstream>
 #include <thread>
 
-#include "texthelpers.h"
+#include "core/log.h"
+#include "core/texthelpers.h"
+#include "core/udpcom.h"
 #include "udp_client.h"
-#include "udpcom.h"
 
 namespace {
 

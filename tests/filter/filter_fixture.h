@@ -5,12 +5,12 @@
 
 #include <cstdio>
 
+#include "core/log.h"
 #include "fast_machine.h"
 #include "filter/tsfilter.h"
+#include "guide/tunermanager.h"
 #include "psip/tablecollector.h"
 #include "transport.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 /// Opens the filter's inside to the tests of its room.
 class TsFilterTest : public ::testing::Test {

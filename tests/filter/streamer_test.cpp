@@ -1,5 +1,5 @@
 // One stream: threshold, overflow, reconnect, failed sends; datagrams on the wire.
-#include "streamer.h"
+#include "filter/streamer.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>

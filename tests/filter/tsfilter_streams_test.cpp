@@ -2,8 +2,8 @@
 #include <fstream>
 #include <thread>
 
+#include "core/statistics.h"
 #include "filter/filter_fixture.h"
-#include "statistics.h"
 
 using namespace transport;
 

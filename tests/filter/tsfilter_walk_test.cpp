@@ -1,8 +1,8 @@
 // The walk: sync, routing, and packets that lie over the edges of buffers.
 #include <random>
 
+#include "core/statistics.h"
 #include "filter/filter_fixture.h"
-#include "statistics.h"
 
 using namespace transport;
 

@@ -1,12 +1,12 @@
 // The index over a programme's events tells what a walk of their list tells; the list and its cursors.
-#include "eventindex.h"
+#include "guide/eventindex.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
 #include <set>
 
-#include "tunermanager.h"
+#include "guide/tunermanager.h"
 
 namespace {
 

@@ -9,9 +9,10 @@
 #include <vector>
 
 #include "bridges/forwarding.h"
-#include "broadcasttime.h"
+#include "core/broadcasttime.h"
+#include "core/log.h"
 #include "fast_machine.h"
-#include "tunermanager.h"
+#include "guide/tunermanager.h"
 
 /// A TunerManager with a forwarding peer, silent in the log.
 class GuideTest : public testing::Test {

@@ -6,6 +6,7 @@
 #include <random>
 #include <set>
 
+#include "core/log.h"
 #include "guide_fixture.h"
 
 namespace {

@@ -1,6 +1,7 @@
 // Languages and captions of a programme: their ageing, the listings, and the search for one.
 #include <gtest/gtest.h>
 
+#include "core/log.h"
 #include "guide_fixture.h"
 #include "status_block.h"
 

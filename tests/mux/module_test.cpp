@@ -5,13 +5,13 @@
 #include <set>
 #include <string>
 
-#include "broadcasttime.h"
+#include "core/broadcasttime.h"
+#include "core/log.h"
 #include "fast_machine.h"
 #include "filter/tsfilter.h"
+#include "guide/tunermanager.h"
 #include "line.h"
 #include "mux/multiplexer.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 namespace {
 

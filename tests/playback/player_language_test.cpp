@@ -10,9 +10,9 @@
 #include <regex>
 #include <set>
 
+#include "core/snmplocal.h"
 #include "playback/m710cmmd.h"
 #include "playback/playeroptions.h"
-#include "snmplocal.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "core/log.h"
 #include "psip/tablecollector.h"
 #include "transport.h"
-#include "udpcom.h"
 
 namespace collector {
 

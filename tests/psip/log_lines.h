@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "udpcom.h"
+#include "core/log.h"
 
 /// Runs an action with the log on. \return its lines, without the "ZUL: " in front of each
 inline std::vector<std::string> LogLines(const std::function<void()>& action) {

@@ -1,9 +1,9 @@
 // Sections rebuilt from pieces: scenarios step by step.
 #include "psip/tablecollector.h"
 
+#include "core/statistics.h"
 #include "psip/collector_fixture.h"
 #include "psip/log_lines.h"
-#include "statistics.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <random>
 #include <string>
 
+#include "core/log.h"
 #include "psip/multiplestring.h"
 #include "transport.h"
-#include "udpcom.h"
 
 #ifdef ZUL_HAS_UCSI
 #include <libucsi/atsc/types.h>

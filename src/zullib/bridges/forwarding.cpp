@@ -1,5 +1,6 @@
 // Aims the bridges' senders.
 #include "bridges/forwarding.h"
+#include "core/log.h"
 
 void AimAtLastClient(std::unique_ptr<UdpSender>& sender, UdpServer& server) {
     const auto port = static_cast<std::uint16_t>(server.GetLastClientPort());

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "udpcom.h"
+#include "core/udpcom.h"
 
 /// Aims a bridge's sender at the last client, and makes it where there is none. An address that isn't one is reported,
 /// and sends fail from then on.

@@ -7,10 +7,11 @@
 #include <cstdlib>
 
 #include "bridges/keytable.h"
-#include "modulethread.h"
+#include "core/log.h"
+#include "core/modulethread.h"
+#include "core/sharedmem.h"
+#include "core/udpcom.h"
 #include "platform/machine.h"
-#include "sharedmem.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -9,11 +9,12 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "modulethread.h"
+#include "core/log.h"
+#include "core/modulethread.h"
+#include "core/snmplocal.h"
+#include "core/texthelpers.h"
+#include "core/udpcom.h"
 #include "platform/machine.h"
-#include "snmplocal.h"
-#include "texthelpers.h"
-#include "udpcom.h"
 
 namespace {
 

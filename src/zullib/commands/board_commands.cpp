@@ -1,9 +1,10 @@
 // Commands that the board answers for itself: version, broadcast time, reset.
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
+#include "core/log.h"
+#include "core/replytext.h"
+#include "core/snmplocal.h"
+#include "core/version.h"
 #include "filter/tsfilter.h"
-#include "replytext.h"
-#include "snmplocal.h"
-#include "udpcom.h"
 
 /// VERS: the module's version.
 char* CommandManager::ProcessVersion(char* cmd) {

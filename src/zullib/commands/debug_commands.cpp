@@ -1,11 +1,12 @@
 // Commands for the bench: the log channel of CALLBACK, and FILTER, which feeds the filter from the network.
 #include <cstring>
 
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
+#include "core/log.h"
+#include "core/texthelpers.h"
+#include "core/udpcom.h"
 #include "filter/tsfilter.h"
-#include "texthelpers.h"
-#include "tunermanager.h"
-#include "udpcom.h"
+#include "guide/tunermanager.h"
 
 namespace {
 

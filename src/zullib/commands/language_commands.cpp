@@ -3,14 +3,14 @@
 
 #include <cstring>
 
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
+#include "core/log.h"
+#include "core/replytext.h"
+#include "core/sharedmem.h"
+#include "core/snmplocal.h"
+#include "core/texthelpers.h"
 #include "filter/tsfilter.h"
-#include "replytext.h"
-#include "sharedmem.h"
-#include "snmplocal.h"
-#include "texthelpers.h"
-#include "tunermanager.h"
-#include "udpcom.h"
+#include "guide/tunermanager.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // IP?, DHCP and REMOTE: the board's network identity, and the code of its remote control.
 #include <cstring>
 
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
+#include "core/log.h"
+#include "core/replytext.h"
+#include "core/sharedmem.h"
+#include "core/snmplocal.h"
+#include "core/texthelpers.h"
 #include "platform/machine.h"
-#include "replytext.h"
-#include "sharedmem.h"
-#include "snmplocal.h"
-#include "texthelpers.h"
-#include "udpcom.h"
 #include "zul.h"
 
 namespace {

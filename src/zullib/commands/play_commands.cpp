@@ -2,15 +2,15 @@
 #include <cstdio>
 #include <cstring>
 
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
+#include "core/log.h"
+#include "core/replytext.h"
+#include "core/snmplocal.h"
+#include "core/texthelpers.h"
 #include "filter/tsfilter.h"
+#include "guide/tunermanager.h"
 #include "platform/machine.h"
 #include "playback/m710cmmd.h"
-#include "replytext.h"
-#include "snmplocal.h"
-#include "texthelpers.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 namespace {
 

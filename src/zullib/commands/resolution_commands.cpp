@@ -1,10 +1,10 @@
 // RESOLUTION: the output resolution of a receiver.
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
+#include "core/log.h"
+#include "core/replytext.h"
+#include "core/snmplocal.h"
+#include "core/texthelpers.h"
 #include "platform/machine.h"
-#include "replytext.h"
-#include "snmplocal.h"
-#include "texthelpers.h"
-#include "udpcom.h"
 
 namespace {
 

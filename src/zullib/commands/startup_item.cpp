@@ -4,12 +4,12 @@
 #include <cstdio>
 #include <cstring>
 
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
+#include "core/log.h"
+#include "core/systemmanager.h"
+#include "core/texthelpers.h"
+#include "guide/tunermanager.h"
 #include "platform/machine.h"
-#include "systemmanager.h"
-#include "texthelpers.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 #include "zul.h"
 
 namespace {

@@ -1,12 +1,12 @@
 // STATUS: what a transmitter streams, and what a receiver plays.
 #include <strings.h>
 
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
+#include "core/log.h"
+#include "core/replytext.h"
+#include "core/sharedmem.h"
+#include "core/snmplocal.h"
 #include "filter/tsfilter.h"
-#include "replytext.h"
-#include "sharedmem.h"
-#include "snmplocal.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -3,14 +3,15 @@
 
 #include "bridges/ircontrol.h"
 #include "bridges/uart.h"
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
+#include "core/log.h"
+#include "core/replytext.h"
+#include "core/snmplocal.h"
+#include "core/texthelpers.h"
+#include "core/udpcom.h"
 #include "filter/tsfilter.h"
+#include "guide/tunermanager.h"
 #include "platform/machine.h"
-#include "replytext.h"
-#include "snmplocal.h"
-#include "texthelpers.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 namespace {
 

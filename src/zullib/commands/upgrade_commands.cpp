@@ -2,13 +2,13 @@
 #include <cstdio>
 #include <cstring>
 
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
+#include "core/log.h"
+#include "core/replytext.h"
+#include "core/snmplocal.h"
+#include "core/systemmanager.h"
+#include "core/texthelpers.h"
 #include "platform/machine.h"
-#include "replytext.h"
-#include "snmplocal.h"
-#include "systemmanager.h"
-#include "texthelpers.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -5,12 +5,12 @@
 #include <cstring>
 
 #include "bridges/ircontrol.h"
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
+#include "core/log.h"
+#include "core/snmplocal.h"
+#include "core/texthelpers.h"
 #include "playback/browsercontrol.h"
 #include "playback/m710cmmd.h"
-#include "snmplocal.h"
-#include "texthelpers.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -6,10 +6,12 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "modulethread.h"
+#include "core/log.h"
+#include "core/modulethread.h"
+#include "core/texthelpers.h"
+#include "core/udpcom.h"
+#include "core/version.h"
 #include "platform/machine.h"
-#include "texthelpers.h"
-#include "udpcom.h"
 #include "zul.h"
 
 namespace {

@@ -3,15 +3,14 @@
 #include <cstdarg>
 #include <cstring>
 
+#include "core/log.h"
+#include "core/udpcom.h"
 #include "platform/mutex.h"
-#include "udpcom.h"
 
 std::atomic<int> global_debug_flag{1};
 std::atomic<UdpSender*> error_udp_sender{nullptr};
 std::atomic<unsigned> report_count{0};
 char* error_buffer = nullptr;
-FILE* dbg_file_in = nullptr;
-FILE* dbg_file_out = nullptr;
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Client of the settings agent, and the table of settings.
-#include "snmplocal.h"
+#include "core/snmplocal.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "udpcom.h"
+#include "core/log.h"
 
 namespace {
 

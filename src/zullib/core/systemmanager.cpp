@@ -1,5 +1,5 @@
 // Remounting disk partitions, by the board's system daemon.
-#include "systemmanager.h"
+#include "core/systemmanager.h"
 
 #include <sys/ipc.h>
 #include <sys/msg.h>
@@ -8,9 +8,9 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "core/log.h"
 #include "platform/machine.h"
 #include "platform/msgqueue.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Numbers and fields of the command text.
-#include "texthelpers.h"
+#include "core/texthelpers.h"
 
 #include <climits>
 #include <cstdlib>

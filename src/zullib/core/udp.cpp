@@ -1,5 +1,5 @@
 // All UDP of the module: a bound server, and a sender aimed at one peer or group.
-#include "udpcom.h"
+#include "core/udpcom.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -12,9 +12,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "core/replytext.h"
+#include "core/texthelpers.h"
 #include "platform/machine.h"
-#include "replytext.h"
-#include "texthelpers.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "udpcom.h"
+#include "core/udpcom.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The module's version.
-#include "udpcom.h"
+#include "core/version.h"
 
 int version_get_major() { return 0; }
 int version_get_minor() { return 82; }

@@ -1,14 +1,16 @@
 // One outgoing stream: bytes collected to datagrams, and the stream's own PAT.
-#include "streamer.h"
+#include "filter/streamer.h"
 
 #include <algorithm>
 #include <cstring>
 #include <new>
 #include <span>
 
+#include "core/log.h"
+#include "core/replytext.h"
+#include "core/statistics.h"
+#include "filter/debugfiles.h"
 #include "platform/machine.h"
-#include "replytext.h"
-#include "statistics.h"
 
 namespace {
 

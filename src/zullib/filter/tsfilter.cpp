@@ -1,10 +1,14 @@
 // Construction of the filter, and the small accessors.
 #include "filter/tsfilter.h"
 
-#include "broadcasttime.h"
+#include "core/broadcasttime.h"
+#include "core/statistics.h"
+#include "filter/debugfiles.h"
+#include "guide/tunermanager.h"
 #include "psip/tablecollector.h"
-#include "scanfilter.h"
-#include "statistics.h"
+
+FILE* dbg_file_in = nullptr;
+FILE* dbg_file_out = nullptr;
 
 namespace {
 
@@ -24,9 +28,11 @@ TsFilter::TsFilter(char type, TunerManager* tuner)
         CleanRows();
     }
     tsFilter.store(this, std::memory_order_release);
+    mpTunerManager->SetScanFilter(this);
 }
 
 TsFilter::~TsFilter() {
+    mpTunerManager->SetScanFilter(nullptr);
     TsFilter* self = this;
     tsFilter.compare_exchange_strong(self, nullptr);
 }
@@ -71,10 +77,3 @@ void TsFilter::SetDebugOutput(FILE* file) {
 }
 
 char* TsFilter::GetMjdDateTime() { return mpTime->GetMjdDateTime(0, nullptr); }
-
-bool ScanFilterExists() { return TsFilter::Self() != nullptr; }
-
-void EnterFilterScanMode(bool enter) {
-    TsFilter* const filter = TsFilter::Self();
-    if (filter != nullptr) filter->EnterScanMode(enter);
-}

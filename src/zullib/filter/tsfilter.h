@@ -10,8 +10,9 @@
 
 #include "bytes.h"
 #include "filter/filedsections.h"
+#include "filter/streamer.h"
+#include "guide/scanfilter.h"
 #include "platform/mutex.h"
-#include "streamer.h"
 
 class Statistics;
 class TableCollector;
@@ -91,7 +92,7 @@ static_assert(sizeof(PacketIdMapType) == 64);
 /// The filter. One per process, made once and alive until its end; `Filter` runs on the host's thread, the stream
 /// table's operations on the command and scan threads. One lock guards the PID table, the streams, the collector and
 /// the debug files; it is held for the whole of a buffer.
-class TsFilter {
+class TsFilter final : public ScanFilter {
  public:
     /// \param type   role, 'T' or 'R'
     /// \param tuner  gets what the analysis finds; not owned
@@ -152,7 +153,7 @@ class TsFilter {
     /// Stops one stream, or all with -1; the filter goes on while another is left and `really` is true. \return true
     bool StopMulticast(int streamId, bool really) EXCLUDES(mMutex);
     /// Stops the filter and all streams; with `enter` true starts the filter afresh. \return true
-    bool EnterScanMode(bool enter) EXCLUDES(mMutex);
+    bool EnterScanMode(bool enter) override EXCLUDES(mMutex);
 
     // Services: tsfilter_services.cpp
     /// Blocks the audio PIDs of other languages on all streams, when one PID matches. \return true

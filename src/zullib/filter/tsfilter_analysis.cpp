@@ -1,8 +1,8 @@
 // From a packet to its section payload, and from a section to the analyser of its table.
+#include "core/log.h"
 #include "filter/tsfilter.h"
+#include "guide/tunermanager.h"
 #include "psip/tablecollector.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/log.h"
 #include "filter/tsfilter.h"
-#include "tunermanager.h"
-#include "udpcom.h"
+#include "guide/tunermanager.h"
 
 namespace {
 

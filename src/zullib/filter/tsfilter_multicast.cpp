@@ -3,13 +3,13 @@
 
 #include <cstring>
 
+#include "core/log.h"
+#include "core/statistics.h"
+#include "core/texthelpers.h"
 #include "filter/tsfilter.h"
+#include "guide/tunermanager.h"
 #include "platform/machine.h"
 #include "psip/tablecollector.h"
-#include "statistics.h"
-#include "texthelpers.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 namespace {
 

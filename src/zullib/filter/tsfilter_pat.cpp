@@ -11,11 +11,11 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/log.h"
+#include "core/statistics.h"
 #include "filter/tsfilter.h"
+#include "guide/tunermanager.h"
 #include "psip/tablecollector.h"
-#include "statistics.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // PMT analysis (ISO/IEC 13818-1, 2.4.4.8): which PID carries what of which programme.
 #include <algorithm>
 
+#include "core/log.h"
+#include "core/statistics.h"
 #include "filter/tsfilter.h"
+#include "guide/tunermanager.h"
 #include "psip/pmt.h"
-#include "statistics.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 namespace {
 

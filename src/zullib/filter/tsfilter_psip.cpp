@@ -2,14 +2,14 @@
 // A reserved bit that isn't set costs a log line and nothing else, except in the EIT.
 #include <cstring>
 
-#include "broadcasttime.h"
+#include "core/broadcasttime.h"
+#include "core/log.h"
 #include "filter/tsfilter.h"
+#include "guide/tunermanager.h"
 #include "psip/eit.h"
 #include "psip/mgt.h"
 #include "psip/multiplestring.h"
 #include "psip/vct.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -4,11 +4,11 @@
 #include <cstring>
 #include <vector>
 
+#include "core/log.h"
+#include "core/systemmanager.h"
 #include "filter/tsfilter.h"
 #include "platform/machine.h"
 #include "psip/tablecollector.h"
-#include "systemmanager.h"
-#include "udpcom.h"
 
 namespace {
 

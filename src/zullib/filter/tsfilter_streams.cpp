@@ -1,9 +1,9 @@
 // The stream table: streams in their slots, and the PIDs that each is attached to.
 #include <algorithm>
 
+#include "core/log.h"
+#include "core/replytext.h"
 #include "filter/tsfilter.h"
-#include "replytext.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -2,10 +2,11 @@
 // a packet costs one look-up, and a note of where it stands for each stream that it goes to.
 #include <cstring>
 
+#include "core/log.h"
+#include "core/sharedmem.h"
+#include "core/statistics.h"
+#include "filter/debugfiles.h"
 #include "filter/tsfilter.h"
-#include "sharedmem.h"
-#include "statistics.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "tunermanager.h"
+#include "guide/tunermanager.h"
 
 /// First and last tuner channel of a walk, both included.
 struct ChannelRange {

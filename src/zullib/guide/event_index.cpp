@@ -1,9 +1,9 @@
 // The index over a programme's guide events: pages by id, blocks of spans by time.
-#include "eventindex.h"
+#include "guide/eventindex.h"
 
 #include <algorithm>
 
-#include "tunermanager.h"
+#include "guide/tunermanager.h"
 
 void EventIndex::Append(Event* event) {
     event->place = mCount++;

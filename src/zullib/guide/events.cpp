@@ -3,9 +3,9 @@
 #include <new>
 #include <utility>
 
-#include "broadcasttime.h"
-#include "tunermanager.h"
-#include "udpcom.h"
+#include "core/broadcasttime.h"
+#include "core/log.h"
+#include "guide/tunermanager.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <vector>
 
-#include "broadcasttime.h"
-#include "tunermanager.h"
-#include "udpcom.h"
+#include "core/broadcasttime.h"
+#include "core/log.h"
+#include "guide/tunermanager.h"
 
 namespace {
 

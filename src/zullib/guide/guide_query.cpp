@@ -1,10 +1,10 @@
 // The guide's three queries: the event at a moment, now and next, and a listing from now.
 #include <cstring>
 
-#include "broadcasttime.h"
-#include "replytext.h"
-#include "tunermanager.h"
-#include "udpcom.h"
+#include "core/broadcasttime.h"
+#include "core/log.h"
+#include "core/replytext.h"
+#include "guide/tunermanager.h"
 
 namespace {
 

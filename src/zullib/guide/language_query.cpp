@@ -3,11 +3,11 @@
 #include <optional>
 #include <vector>
 
+#include "core/log.h"
+#include "core/replytext.h"
+#include "core/sharedmem.h"
+#include "guide/tunermanager.h"
 #include "platform/machine.h"
-#include "replytext.h"
-#include "sharedmem.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Audio languages and caption services of the programmes, which age when they are no longer sent.
 #include <cstring>
 
-#include "tunermanager.h"
-#include "udpcom.h"
+#include "core/log.h"
+#include "guide/tunermanager.h"
 
 namespace {
 

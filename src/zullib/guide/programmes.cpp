@@ -3,8 +3,8 @@
 #include <cstring>
 #include <utility>
 
-#include "tunermanager.h"
-#include "udpcom.h"
+#include "core/log.h"
+#include "guide/tunermanager.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "tunermanager.h"
+#include "guide/tunermanager.h"
 
 constexpr unsigned kStrengthStep = 51;  ///< file and report show strength 0 to 5 as 0 to 255
 

@@ -3,11 +3,11 @@
 #include <cstring>
 #include <vector>
 
+#include "core/log.h"
+#include "core/systemmanager.h"
 #include "guide/programsummary.h"
+#include "guide/tunermanager.h"
 #include "platform/machine.h"
-#include "systemmanager.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 namespace {
 

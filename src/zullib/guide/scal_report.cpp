@@ -1,10 +1,10 @@
 // The SCAL report: one line of text for each programme, from the first channel to the last.
 #include <optional>
 
+#include "core/log.h"
+#include "core/replytext.h"
 #include "guide/programsummary.h"
-#include "replytext.h"
-#include "tunermanager.h"
-#include "udpcom.h"
+#include "guide/tunermanager.h"
 
 namespace {
 

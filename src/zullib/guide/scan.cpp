@@ -2,14 +2,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/log.h"
+#include "core/modulethread.h"
+#include "core/sharedmem.h"
+#include "core/statistics.h"
 #include "guide/channelrange.h"
-#include "modulethread.h"
+#include "guide/scanfilter.h"
+#include "guide/tunermanager.h"
 #include "platform/machine.h"
-#include "scanfilter.h"
-#include "sharedmem.h"
-#include "statistics.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 namespace {
 
@@ -105,7 +105,7 @@ int TunerManager::EndScan(ScanStateEnum state) {
 
 int TunerManager::DoScan() {
     RequireTransmitter();
-    if (!ScanFilterExists()) {
+    if (mpFilter.load(std::memory_order_acquire) == nullptr) {
         PANIC("No tsFilter!");
         return EndScan(eScanError);
     }
@@ -153,8 +153,14 @@ void TunerManager::SetCurrentChannel(int channel) {
     CountGuideChange();
 }
 
+/// The filter's operation, if there is a filter.
+void TunerManager::EnterScanMode(bool enter) {
+    ScanFilter* const filter = mpFilter.load(std::memory_order_acquire);
+    if (filter != nullptr) filter->EnterScanMode(enter);
+}
+
 void TunerManager::ScanChannel(int channel) {
-    EnterFilterScanMode(false);
+    EnterScanMode(false);
     LOG("Tune to channel %d\n", channel);
     TuneToChannel(channel);
     platform::Sleep(kMeasureWait);
@@ -180,7 +186,7 @@ void TunerManager::ScanChannel(int channel) {
 /// Lets the filter run, longer where nothing is found at first.
 void TunerManager::ListenToChannel(int channel, int strength) {
     const TableCount since;
-    EnterFilterScanMode(true);
+    EnterScanMode(true);
     platform::Sleep(kListenSeconds * platform::kSecond);
     if (mProgramsOnChannel.load(std::memory_order_relaxed) == 0) {
         PANIC("Found chan %d strength %d of 5, but no programs! Rcvd %d PATs and %d PMTs. Try again.\n", channel,
@@ -192,5 +198,5 @@ void TunerManager::ListenToChannel(int channel, int strength) {
                 kExtraListenSeconds, since.Pats(), since.Pmts());
         }
     }
-    EnterFilterScanMode(false);
+    EnterScanMode(false);
 }

@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/log.h"
+#include "core/sharedmem.h"
 #include "guide/channelrange.h"
+#include "guide/tunermanager.h"
 #include "platform/machine.h"
-#include "sharedmem.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 namespace {
 

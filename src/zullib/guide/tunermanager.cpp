@@ -1,7 +1,8 @@
 // Construction of the store, its accessors, and the peer of its messages.
-#include "tunermanager.h"
+#include "guide/tunermanager.h"
 
-#include "udpcom.h"
+#include "core/log.h"
+#include "core/udpcom.h"
 
 TunerManager::TunerManager(char type) : mMyType(type) {
     LOG("Initialized mutex for TunerManager; ret %d\n", mMutex.InitResult());

@@ -8,10 +8,10 @@
 #include <cstdint>
 #include <cstring>
 
+#include "core/log.h"
 #include "kbl_interprocess.h"
 #include "platform/machine.h"
 #include "platform/msgqueue.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "udpcom.h"
+#include "core/log.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // One section, from its first byte to its CRC and version (ISO/IEC 13818-1, 2.4.4.10 and 2.4.4.11).
 #include <algorithm>
 
+#include "core/log.h"
+#include "core/statistics.h"
 #include "psip/tablecollector.h"
-#include "statistics.h"
-#include "udpcom.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "statistics.h"
-#include "udpcom.h"
+#include "core/log.h"
+#include "core/statistics.h"
 
 namespace {
 

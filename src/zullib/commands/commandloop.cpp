@@ -5,12 +5,12 @@
 #include <cstring>
 
 #include "bridges/ircontrol.h"
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
+#include "core/log.h"
+#include "core/sharedmem.h"
+#include "core/snmplocal.h"
+#include "guide/tunermanager.h"
 #include "platform/machine.h"
-#include "sharedmem.h"
-#include "snmplocal.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 #include "zul.h"
 
 namespace {

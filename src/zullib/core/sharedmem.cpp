@@ -1,5 +1,5 @@
 // The player's shared status block, and the CPU load.
-#include "sharedmem.h"
+#include "core/sharedmem.h"
 
 #include <sys/ipc.h>
 #include <sys/shm.h>
@@ -8,10 +8,10 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "core/log.h"
+#include "core/statistics.h"
 #include "kbl_interprocess.h"
 #include "platform/machine.h"
-#include "statistics.h"
-#include "udpcom.h"
 
 namespace {
 

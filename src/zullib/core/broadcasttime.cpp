@@ -1,10 +1,10 @@
 // The clock of the broadcast and its conversions (ATSC A/65, 6.1).
-#include "broadcasttime.h"
+#include "core/broadcasttime.h"
 
 #include <cstdio>
 
+#include "core/log.h"
 #include "platform/machine.h"
-#include "udpcom.h"
 
 namespace {
 

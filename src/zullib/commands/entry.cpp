@@ -1,12 +1,13 @@
 // The module's entry points for its host, and the two threads that they start.
 #include <atomic>
 
-#include "core/commandmanager.h"
-#include "core/entry.h"
+#include "commands/commandmanager.h"
+#include "commands/entry.h"
+#include "core/log.h"
+#include "core/modulethread.h"
+#include "core/version.h"
 #include "filter/tsfilter.h"
-#include "modulethread.h"
 #include "platform/machine.h"
-#include "udpcom.h"
 #include "zul.h"
 
 std::atomic<bool> process_pat{false};

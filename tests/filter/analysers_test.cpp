@@ -4,7 +4,8 @@
 #include <regex>
 #include <tuple>
 
-#include "broadcasttime.h"
+#include "core/broadcasttime.h"
+#include "core/log.h"
 #include "filter/filter_fixture.h"
 #include "psip/log_lines.h"
 #include "psip_sections.h"

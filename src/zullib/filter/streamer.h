@@ -6,7 +6,7 @@
 #include <list>
 #include <memory>
 
-#include "udpcom.h"
+#include "core/udpcom.h"
 
 /// Collects the packets that the filter routes to it and sends a datagram when `mPacketSize` bytes wait. The datagrams
 /// that one host buffer completes leave together, which costs less than half of sending each by itself, and from the

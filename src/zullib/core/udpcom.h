@@ -1,13 +1,10 @@
-/// All UDP of the module, and the log that every source reports to.
+/// All UDP of the module: a server that answers its last client, and a sender aimed at one peer.
 #pragma once
 
 #include <netinet/in.h>
 #include <sys/uio.h>
 
-#include <atomic>
-#include <cerrno>
 #include <cstdint>
-#include <cstdio>
 
 /// A bound UDP socket that answers the source of the last datagram. For one thread at a time.
 class UdpServer {
@@ -107,63 +104,3 @@ class UdpSender {
     bool mForbidsFragments = false;  ///< the socket sends with "don't fragment"
     sockaddr_in siOther{};
 };
-
-/// The version, as told in replies, the beacon and at start.
-int version_get_major();
-int version_get_minor();
-int version_get_build();
-
-/// Level of `LOG`: 0 and all others but 1 and 2 silent, 1 standard output, 2 the log channel.
-extern std::atomic<int> global_debug_flag;
-
-/// The log channel, null while no master asked for it. Opened and closed through the two functions below.
-extern std::atomic<UdpSender*> error_udp_sender;
-
-/// 2048 bytes in which all lines for the log channel are built. Null before `AllocateErrorBuffer`.
-extern char* error_buffer;
-
-/// Debug files: the filter's input in place of the tuner's, the streams' output in place of the network.
-/// Guarded by the filter's lock.
-extern FILE* dbg_file_in;
-extern FILE* dbg_file_out;
-
-/// Allocates `error_buffer` with "LOG:ERROR " at its start, once.
-void AllocateErrorBuffer();
-
-/// Opens the log channel towards a peer; an open one keeps its peer.
-void OpenLogChannel(int port, const char* ip);
-
-/// Closes the log channel, if it is open.
-void CloseLogChannel();
-
-/// True when a `LOG` line goes anywhere at present; nothing of a line is evaluated otherwise.
-inline bool LogIsWanted() {
-    const int level = global_debug_flag.load(std::memory_order_relaxed);
-    return level == 1 || (level == 2 && error_udp_sender.load(std::memory_order_relaxed) != nullptr);
-}
-
-/// Behind `LOG`: prints or sends one line by the level.
-[[gnu::format(printf, 1, 2)]] void LogLine(const char* format, ...);
-
-/// Behind `PANIC`: reports on standard error and on the log channel, and goes on.
-[[gnu::format(printf, 4, 5)]] void PanicLine(int error, const char* file, int line, const char* format, ...);
-
-/// Counts what is reported whatever the log's level, or would be at another: `PANIC` and `LOG_SOMETIMES`.
-extern std::atomic<unsigned> report_count;
-
-/// Logs a line by `global_debug_flag`; its arguments are evaluated only when it goes somewhere.
-#define LOG(...)                                 \
-    do {                                         \
-        if (LogIsWanted()) LogLine(__VA_ARGS__); \
-    } while (false)
-
-/// Reports a failure, whatever the level, and goes on: what to do about it stands behind it.
-#define PANIC(...) PanicLine(errno, __FILE__, __LINE__, __VA_ARGS__)
-
-/// Logs a line that would repeat on the packet path: the first of every `interval` times it is reached.
-#define LOG_SOMETIMES(interval, ...)                                                              \
-    do {                                                                                          \
-        static std::atomic<unsigned> logCount{0};                                                 \
-        report_count.fetch_add(1, std::memory_order_relaxed);                                     \
-        if (logCount.fetch_add(1, std::memory_order_relaxed) % (interval) == 0) LOG(__VA_ARGS__); \
-    } while (false)

@@ -5,7 +5,7 @@
 #include <span>
 #include <string_view>
 
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
 
 /// Boards that accept a keyword.
 enum class Roles { kBoth, kTransmitter, kReceiver };

@@ -1,5 +1,5 @@
 // The clock of the broadcast against the C library's calendar.
-#include "broadcasttime.h"
+#include "core/broadcasttime.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <random>
 #include <string>
 
-#include "udpcom.h"
+#include "core/log.h"
 
 namespace {
 

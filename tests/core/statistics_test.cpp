@@ -1,5 +1,5 @@
 // The counters' report, and the rates between two of them.
-#include "statistics.h"
+#include "core/statistics.h"
 
 #include <gtest/gtest.h>
 

@@ -1,19 +1,20 @@
 // Construction of the device objects in their order, and the role.
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
 
 #include <cstdio>
 #include <cstdlib>
 
 #include "bridges/ircontrol.h"
 #include "bridges/uart.h"
-#include "core/entry.h"
+#include "commands/entry.h"
+#include "core/log.h"
+#include "core/replytext.h"
+#include "core/sharedmem.h"
+#include "core/snmplocal.h"
+#include "core/texthelpers.h"
+#include "core/udpcom.h"
 #include "filter/tsfilter.h"
-#include "replytext.h"
-#include "sharedmem.h"
-#include "snmplocal.h"
-#include "texthelpers.h"
-#include "tunermanager.h"
-#include "udpcom.h"
+#include "guide/tunermanager.h"
 
 char CommandManager::mOk[8] = "OK\r\n";
 char CommandManager::mKo[8] = "KO\r\n";

@@ -1,9 +1,9 @@
 // The player's status block, and the CPU load.
 #include <gtest/gtest.h>
 
+#include "core/sharedmem.h"
+#include "core/statistics.h"
 #include "fast_machine.h"
-#include "sharedmem.h"
-#include "statistics.h"
 #include "status_block.h"
 
 TEST(SharedMem, ReadsWhatThePlayerWrites) {

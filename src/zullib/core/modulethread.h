@@ -1,8 +1,8 @@
 /// Threads of the module, started with a word to the log.
 #pragma once
 
+#include "core/log.h"
 #include "platform/thread.h"
-#include "udpcom.h"
 
 /// Starts a detached thread at the lowest round-robin priority; the log tells when the system refuses that policy.
 /// \return false when there is no thread; the caller reports it in its own words

@@ -2,13 +2,13 @@
 #include <strings.h>
 
 #include "bridges/uart.h"
-#include "core/keywordtable.h"
+#include "commands/keywordtable.h"
+#include "core/log.h"
+#include "core/statistics.h"
+#include "core/texthelpers.h"
 #include "filter/tsfilter.h"
+#include "guide/tunermanager.h"
 #include "playback/m710cmmd.h"
-#include "statistics.h"
-#include "texthelpers.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 
 /// A function of the host that tests the serial port; there is none on other hosts.
 extern "C" [[gnu::weak]] void run_serial_test();

@@ -7,7 +7,7 @@
 #include <memory>
 #include <span>
 
-#include "tunermanager.h"
+#include "guide/tunermanager.h"
 
 class IrControl;
 class SnmpLocal;

@@ -1,5 +1,5 @@
 // Counters of the data path, and their report.
-#include "statistics.h"
+#include "core/statistics.h"
 
 #include <cstdio>
 

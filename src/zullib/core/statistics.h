@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "broadcasttime.h"
+#include "core/broadcasttime.h"
 
 /// Counts what the filter, the streamers and the analysers do. Writers are the host's thread and the command
 /// thread; a word may be read while it changes, and the figures of one report needn't be of one instant.

@@ -11,12 +11,13 @@
 #include <memory>
 #include <optional>
 
-#include "eventindex.h"
+#include "core/udpcom.h"
+#include "guide/eventindex.h"
+#include "guide/slist.h"
 #include "platform/mutex.h"
-#include "slist.h"
-#include "udpcom.h"
 
 class ReplyText;
+class ScanFilter;
 class UdpServer;
 
 /// One audio track or caption service of a programme.
@@ -143,6 +144,8 @@ class TunerManager {
     /// Fixes the peer of progress messages and guide replies, if there is none yet, to the last client of `pUdp`;
     /// null takes the peer away.
     void SetTunerForwarding(UdpServer* pUdp) EXCLUDES(mMutex);
+    /// Gives the scan the filter that it stops and starts, or takes it away with null.
+    void SetScanFilter(ScanFilter* filter) { mpFilter.store(filter, std::memory_order_release); }
     /// Runs the body of the scan thread, forever.
     void RunScanThread();
 
@@ -206,6 +209,7 @@ class TunerManager {
     bool SaveScanResults() EXCLUDES(mMutex);
     bool StartScan() EXCLUDES(mMutex);
     int EndScan(ScanStateEnum state);
+    void EnterScanMode(bool enter);
     void ScanChannel(int channel) EXCLUDES(mMutex);
     void ListenToChannel(int channel, int strength) EXCLUDES(mMutex);
     void ClearStore() EXCLUDES(mMutex);
@@ -231,6 +235,7 @@ class TunerManager {
     struct GuideDump;
     bool CopyNextEvents(GuideDump& dump, ScalProgramDesc& program, bool fromFront) EXCLUDES(mMutex);
 
+    std::atomic<ScanFilter*> mpFilter{nullptr};
     std::atomic<bool> mRunScan{false};
     platform::Mutex mSenderMutex;  ///< held over a send, so that the sender can't go away under it; outside mMutex
     std::unique_ptr<UdpSender> mpUdp GUARDED_BY(mSenderMutex);
