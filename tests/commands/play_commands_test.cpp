@@ -131,9 +131,11 @@ TEST_F(PlayTest, TheOrdersOfAPlay) {
     }
 }
 
-TEST_F(PlayTest, ALineForThePlayerLosesTheCommandsLineEnd) {
-    EXPECT_EQ(Ask("M710CMMD -stopvid -stopall\r\n"), kKo) << "as all commands for the bench";
+TEST_F(PlayTest, ALineForThePlayerGoesThereUnchanged) {
+    EXPECT_EQ(Ask("M710CMMD -stopvid -stopall"), kKo) << "as all commands for the bench";
     EXPECT_EQ(mPlayer.TakeNumbers(), (Orders{STOP_VIDEO, STOP_ALL}));
+    EXPECT_EQ(Ask("M710CMMD -stopvid -stopall\r\n"), kKo);
+    EXPECT_EQ(mPlayer.TakeNumbers(), Orders{STOP_VIDEO}) << "the last word keeps its line end and is no option";
 }
 
 TEST_F(PlayTest, AnotherLanguageChangesThePidsOfTheRunningStream) {

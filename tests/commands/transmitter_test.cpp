@@ -65,10 +65,9 @@ TEST_F(CommandManagerTest, NetworkIdentity) {
     mAgent.Put("IP_MASK", "255.0.0.0");
     EXPECT_EQ(Ask("IP?"), Texts{"DHCP:1 MAC:02005e100001 IP:10.0.0.1 GW:10.0.0.254 NM:255.0.0.0 OK\r\n"});
     const struct {
-        const char* request;
-        std::string dhcp, address;
+        std::string request, dhcp, address;
     } rows[] = {{"DHCP0,192.168.0.10,192.168.0.1,255.255.255.0", "0", "192.168.0.10"},
-                {"DHCP\r\n", "1", "192.168.0.10"},
+                {std::string("DHCP\r\n\0", 7), "1", "192.168.0.10"},  // no comma, so no text for the number to end at
                 {"DHCP1,1.2.3.4,5.6.7.8,255.0.0.0", "1", "192.168.0.10"},
                 {"DHCP2,%n%s%d", "2", "%n%s%d"}};
     for (const auto& row : rows) {

@@ -1,4 +1,5 @@
 // The keyword table of the command protocol, and the loop that interprets it.
+#include <string.h>
 #include <strings.h>
 
 #include "bridges/uart.h"
@@ -51,8 +52,9 @@ bool Accepts(Roles roles, char type) {
     return roles == Roles::kBoth || (roles == Roles::kTransmitter) == (type == 'T');
 }
 
-/// Cuts the line end behind a text. \return the length without it
+/// Cuts the line end of a text, which ends at the first zero byte of the datagram. \return the length without it
 int CutLineEnd(char* cmd, int len) {
+    len = static_cast<int>(strnlen(cmd, static_cast<std::size_t>(len)));
     while (len > 0 && (cmd[len - 1] == '\r' || cmd[len - 1] == '\n')) cmd[--len] = '\0';
     return len;
 }
@@ -100,7 +102,7 @@ constexpr CommandManager::Command CommandManager::kCommands[] = {
     {"STREAMFROMFILE",  14,   kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { b.StreamFromFile(cmd); return static_cast<char*>(mKo); }},
     {"TESTSER",         7,    kBoth, kSilent,   kLine,  [](CommandManager&,   char*,     int)     { if (run_serial_test != nullptr) run_serial_test(); return static_cast<char*>(mKo); }},
     {"DUMPLANG",        8,    kBoth, kSilent,   kLine,  [](CommandManager& b, char*,     int)     { b.mpTunerManager->DumpLanguageInfo(); return static_cast<char*>(mKo); }},
-    {"M710CMMD",        8,    kBoth, kSilent,   kLine,  [](CommandManager&,   char* cmd, int)     { m710cmmd(cmd + 9); return static_cast<char*>(mKo); }},
+    {"M710CMMD",        8,    kBoth, kSilent,   kRaw,   [](CommandManager&,   char* cmd, int)     { m710cmmd(cmd + 9); return static_cast<char*>(mKo); }},
     {"FILTER",          6,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessFilterDebug(cmd); }},
 };
 // clang-format on
