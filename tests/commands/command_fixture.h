@@ -1,9 +1,12 @@
 /// A command manager with the board's other processes around it, asked over its real socket.
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 #include "commands/keywordtable.h"
@@ -27,12 +30,25 @@ class CommandManagerTest : public ::testing::Test {
     explicit CommandManagerTest(char role = 'T') {
         global_debug_flag = 0;
         fast_machine::RecordShell(true);
+        mInherited = Inherited();
         fast_machine::SetSpeed(200);   // the minute that a remount may take stays long enough for a busy machine
         static CommandManager* board;  // lives on, as in a player: its threads don't end
         board = new CommandManager(role);
         mBoard = board;
         EXPECT_TRUE(mBoard->mpServer->Connect(kPort));
         EXPECT_EQ(chdir("/mnt"), 0);  // files that a request names land in the sandbox
+    }
+
+    ~CommandManagerTest() override { EXPECT_EQ(Inherited(), mInherited) << "the board's tools would keep these open"; }
+
+    /// \return the open files that a process started now would inherit
+    static std::set<std::string> Inherited() {
+        std::set<std::string> files;
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            const int flags = fcntl(std::stoi(entry.path().filename()), F_GETFD);
+            if (flags != -1 && (flags & FD_CLOEXEC) == 0) files.insert(std::filesystem::read_symlink(entry.path()));
+        }
+        return files;
     }
 
     /// Sends a request, has it served, and takes what came back.
@@ -57,6 +73,7 @@ class CommandManagerTest : public ::testing::Test {
         return text.str();
     }
 
+    std::set<std::string> mInherited;  ///< before the board
     board::StatusBlock mStatus;
     board::SettingsAgent mAgent{"/mnt/burnt"};
     board::SystemDaemon mDaemon;

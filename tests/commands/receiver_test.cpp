@@ -4,6 +4,7 @@
 #include "commands/command_fixture.h"
 #include "commands/player_queue.h"
 #include "core/log.h"
+#include "serial_port.h"
 #include "zul.h"
 
 TEST_F(ReceiverTest, EveryRequestHasItsReply) {
@@ -15,8 +16,11 @@ TEST_F(ReceiverTest, EveryRequestHasItsReply) {
 }
 
 TEST_F(ReceiverTest, KeysAndSerialBytesReachTheMasterThatAsked) {
+    board::SerialPort serial;
     EXPECT_EQ(Ask("REMOTE6e"), kOk);
-    EXPECT_EQ(Ask("CALLBACK1").back(), kOk[0]) << "whatever the log channel says of the missing serial port";
+    EXPECT_EQ(Ask("CALLBACK1"), kOk);
+    serial.Send("a");
+    EXPECT_EQ(mMaster.TakeCount(1), Texts{"UARTa"});
     const struct {
         long type;
         char text[16];

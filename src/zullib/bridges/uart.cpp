@@ -123,7 +123,8 @@ void Uart::SetUartForwarding(UdpServer* pUdp) {
     }
     AimAtLastClient(mpUdp, *pUdp);
     if (mSerialFd.load(std::memory_order_relaxed) < 1) {
-        mSerialFd.store(open(platform::DiskPath(kPort).c_str(), O_RDWR | O_NOCTTY), std::memory_order_relaxed);
+        mSerialFd.store(open(platform::DiskPath(kPort).c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC),
+                        std::memory_order_relaxed);
         if (mSerialFd.load(std::memory_order_relaxed) < 0) {
             PANIC("Cant open serial\n");
             return;

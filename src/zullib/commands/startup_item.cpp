@@ -55,7 +55,7 @@ bool CommandManager::SaveDefaultStartupItem(const char* cmd) {
             PANIC("Can't remount rw");
             return false;
         }
-        FILE* const file = OpenFile(kStartupFile, "w");
+        FILE* const file = OpenFile(kStartupFile, "we");
         if (file != nullptr) LOG("Saving Default Startup Item %s\n", cmd);
         const bool saved = WriteAndClose(file, cmd);
         if (!saved) PANIC("Can't open def startup file");
@@ -90,7 +90,7 @@ bool CommandManager::SaveTunerMode(int tunerMode) {
     if (tunerMode < TunerManager::eATSC || tunerMode >= TunerManager::eModeMax) return false;
     char text[8];
     std::snprintf(text, sizeof text, "%d\n", tunerMode);
-    if (WriteAndClose(OpenFile(kTunerModeFile, "w"), text)) {
+    if (WriteAndClose(OpenFile(kTunerModeFile, "we"), text)) {
         LOG("Saved mode %s\n", text);
     } else {
         PANIC("Cant open tunermode file for w");
@@ -103,11 +103,11 @@ bool CommandManager::SaveTunerMode(int tunerMode) {
 void CommandManager::ReadStartupFiles() {
     if (mMyType == 'T') {
         char mode[kMaxTunerMode + 1] = "";
-        ReadFile(kTunerModeFile, "r", mode, kMaxTunerMode);
+        ReadFile(kTunerModeFile, "re", mode, kMaxTunerMode);
         SetTunerMode(Decimal(mode));
     }
     std::memset(mCommand.get(), 0, kMaxStartupItem + kTextGuard);
-    if (!ReadFile(kStartupFile, "r+", mCommand.get(), kMaxStartupItem)) PANIC("Can't open def startup file");
+    if (!ReadFile(kStartupFile, "r+e", mCommand.get(), kMaxStartupItem)) PANIC("Can't open def startup file");
 }
 
 /// Runs the start-up item through the handler of a live command, when the network is there. It isn't saved again.

@@ -135,7 +135,7 @@ void CommandManager::StreamFromFile(char* cmd) {
     if (input == nullptr) return;
     if (input[0] != 'x') {
         LOG("Opeining file %s|\n", input);
-        FILE* const file = std::fopen(input, "r");
+        FILE* const file = std::fopen(input, "re");
         if (file == nullptr) {
             PANIC("Can't open %s\n", input);
             return;
@@ -145,7 +145,7 @@ void CommandManager::StreamFromFile(char* cmd) {
     const char* const output = strtok_r(nullptr, ",", &position);
     if (output == nullptr) return;
     LOG("Opening file %s|\n", output);
-    FILE* const file = std::fopen(output, "w");
+    FILE* const file = std::fopen(output, "we");
     if (file == nullptr) {
         PANIC("Can't open %s\n", output);
         return;

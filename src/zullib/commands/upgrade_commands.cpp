@@ -73,7 +73,7 @@ char* CommandManager::AnnounceImage(char* cmd) {
         return SendUpgradeReply(cmd);
     }
     LOG("Open the %s for writing\n", MULTIPLE_FILENAME);
-    fp = std::fopen(platform::DiskPath(MULTIPLE_FILENAME).c_str(), "w");
+    fp = std::fopen(platform::DiskPath(MULTIPLE_FILENAME).c_str(), "we");
     if (fp == nullptr) {
         mUpgradeState = eUpgradeDownloadError;
         reply.Add("%s Can't open upgrade file\r\n", mKo);

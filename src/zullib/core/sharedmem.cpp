@@ -54,7 +54,7 @@ struct CpuTicks {
 };
 
 bool ReadCpuTicks(CpuTicks& ticks) {
-    FILE* const file = std::fopen(kLoadFile, "r");
+    FILE* const file = std::fopen(kLoadFile, "re");
     if (file == nullptr) return false;
     const int converted = std::fscanf(file, "cpu %" SCNu64 " %" SCNu64 " %" SCNu64 " %" SCNu64, &ticks.user,
                                       &ticks.userLow, &ticks.sys, &ticks.idle);

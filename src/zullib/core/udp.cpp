@@ -29,9 +29,9 @@ constexpr int kFirstFreeDescriptor = 3;  // behind those of the standard streams
 /// Opens a socket whose descriptor isn't 0, which stands for none: a host may have closed its standard input.
 /// \return the descriptor, or -1 with `errno`
 int OpenSenderSocket() {
-    const int opened = socket(AF_INET, SOCK_DGRAM, 0);
+    const int opened = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (opened != 0) return opened;
-    const int moved = fcntl(opened, F_DUPFD, kFirstFreeDescriptor);
+    const int moved = fcntl(opened, F_DUPFD_CLOEXEC, kFirstFreeDescriptor);
     close(opened);
     return moved;
 }
@@ -54,7 +54,7 @@ UdpServer::~UdpServer() {
 bool UdpServer::Connect(std::uint16_t port, const char* group) {
     if (s >= 0) close(s);
     slen = sizeof(sockaddr_in);
-    s = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+    s = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
     if (s == -1) {
         std::fputs("socket", stderr);
         return false;

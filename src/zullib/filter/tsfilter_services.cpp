@@ -72,7 +72,7 @@ DumpedRow Copy(unsigned pid, const PacketIdMapType& row) {
 }
 
 bool WritePacketSize(int packetSize) {
-    FILE* const file = std::fopen(platform::DiskPath(kPacketSizeFile).c_str(), "w");
+    FILE* const file = std::fopen(platform::DiskPath(kPacketSizeFile).c_str(), "we");
     if (file == nullptr) return false;
     const bool written = std::fprintf(file, "%d", packetSize) > 0;
     return std::fclose(file) == 0 && written;
@@ -194,7 +194,7 @@ void TsFilter::DumpCollectionStats() {
 
 void TsFilter::DebugSaveStream() {
     constexpr std::int64_t kPoll = 12500;  // microseconds
-    FILE* const file = std::fopen(kSavedStreamFile, "w");
+    FILE* const file = std::fopen(kSavedStreamFile, "we");
     if (file == nullptr) {
         PANIC("Can't open file");
         return;
@@ -208,7 +208,7 @@ void TsFilter::DebugFilterSavedStream() {
     constexpr std::size_t kBlock = 32768;
     constexpr std::int64_t kPause = 10 * platform::kMillisecond;
     static unsigned char block[kBlock];
-    FILE* const file = std::fopen(kSavedStreamFile, "r");
+    FILE* const file = std::fopen(kSavedStreamFile, "re");
     if (file == nullptr) PANIC("Can't open file");
     while (file != nullptr) {
         const std::size_t got = std::fread(block, 1, sizeof block, file);

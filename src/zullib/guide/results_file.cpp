@@ -72,7 +72,7 @@ bool TunerManager::SaveScanResults() {
         PANIC("Cant remount rw");
         return false;
     }
-    FILE* const file = std::fopen(platform::DiskPath(kResultsFile).c_str(), "w");
+    FILE* const file = std::fopen(platform::DiskPath(kResultsFile).c_str(), "we");
     if (file == nullptr) {
         PANIC("cant open scan file for wr");
         SystemManager::RemountHd(kSettingsPartition, 0);
@@ -94,7 +94,7 @@ bool TunerManager::SaveScanResults() {
 
 bool TunerManager::LoadScanResults() {
     RequireTransmitter();
-    FILE* const file = std::fopen(platform::DiskPath(kResultsFile).c_str(), "r");
+    FILE* const file = std::fopen(platform::DiskPath(kResultsFile).c_str(), "re");
     if (file == nullptr) {
         LOG("cant open scan file for read");
         return false;
