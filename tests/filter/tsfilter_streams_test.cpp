@@ -16,6 +16,10 @@ class StreamsTest : public TsFilterTest {
         return ids;
     }
     using Ids = std::vector<int>;
+
+    bool IsActive(int id) NO_THREAD_SAFETY_ANALYSIS {
+        return mFilter.mStreamersList[id] && mFilter.mStreamersList[id]->Activated();
+    }
 };
 
 TEST_F(StreamsTest, AStreamCarriesPsiItsProgrammeAndWhatNobodyClaims) {
@@ -126,6 +130,30 @@ TEST_F(StreamsTest, StartTunesWaitsAttaches_StopDetachesAndCleans) {
         EXPECT_TRUE(mFilter.EnterScanMode(scan));
         EXPECT_EQ(Feed(Filled(0x30, 0, 0)), scan);
     }
+}
+
+TEST_F(StreamsTest, AStopIsNotHeldUpByFailingSends) {
+    mFilter.SetDebugOutput(nullptr);
+    for (const int id : {0, 3}) {
+        mFilter.AddStream(id, "no address", 5000);
+        Row(0x30).programId = Row(0x30).transportId = 7;
+        mFilter.AddProgramToStream(id, 7, 7);
+    }
+    Row(0x30).status = ePidKnown;
+    int reconnects = 0;
+    std::thread stop;
+    const auto host = std::this_thread::get_id();
+    fast_machine::OnSleep([&](std::int64_t) {
+        if (std::this_thread::get_id() != host || ++reconnects != 1) return;
+        stop = std::thread([&] { mFilter.StopMulticast(-1, true); });
+        for (int turn = 0; turn < 2000 && (IsActive(0) || IsActive(3)); ++turn) usleep(1000);
+    });
+    Blob bytes;
+    for (unsigned i = 0; i < 7 * 20; ++i) Append(bytes, Filled(0x30, i, 5));
+    Feed(bytes);
+    stop.join();
+    fast_machine::OnSleep(nullptr);
+    EXPECT_EQ(reconnects, 1) << "of 20 datagrams for each stream";
 }
 
 TEST_F(StreamsTest, LanguageFilterBlocksOtherAudioAsLongAsOneMatches) {

@@ -97,12 +97,12 @@ int Streamer::Flush() {
     return sent;
 }
 
-/// Sends the datagrams that wait: together, but for the first after a reconnect, for one of several chunks, and for
-/// those that go to a file.
+/// Sends pending datagrams: together, but for the first after a reconnect, for one of several chunks, and for
+/// those that go to a file. Drops the rest when the stream becomes inactive.
 int Streamer::SendWaiting() {
     if (mDatagrams == 0) return 0;
     int sent = 0;
-    for (int next = 0; next < mDatagrams;) {
+    for (int next = 0; next < mDatagrams && Activated();) {
         const auto alone = [this](int i) {
             return mMulticastChanged || mWaiting[i].size > kMaxChunk || dbg_file_out != nullptr;
         };

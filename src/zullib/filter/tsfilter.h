@@ -229,6 +229,7 @@ class TsFilter final : public ScanFilter {
     bool Attach(PacketIdMapType& row, Streamer* streamer) REQUIRES(mMutex);
     void Detach(PacketIdMapType& row, int streamId) REQUIRES(mMutex);
     Streamer* FindStream(int streamId) REQUIRES(mMutex);
+    bool Deactivate(int streamId) EXCLUDES(mSlotMutex) NO_THREAD_SAFETY_ANALYSIS;
     void RestartCollector() EXCLUDES(mMutex);
     int LowestStream() EXCLUDES(mMutex);
 
@@ -242,6 +243,7 @@ class TsFilter final : public ScanFilter {
     void* mpFifo = nullptr;
     int mUnindentifiedStreamers GUARDED_BY(mMutex) = 0;
     platform::Mutex mMutex;
+    platform::Mutex mSlotMutex;  ///< a slot of mStreamersList changes under both locks, inside mMutex
     bool mScanMode = false;
     Time* mpTime;
     std::unique_ptr<TableCollector> mpTableCollector GUARDED_BY(mMutex);

@@ -75,15 +75,17 @@ int TsFilter::LowestStream() {
 bool TsFilter::StopMulticast(int streamId, bool really) {
     FilterActive(false);
     platform::Sleep(kStopWait);
-    {
-        const platform::MutexLock lock(mMutex);
-        mpStreamerList = nullptr;
-    }
     mPatVersion.store(-1, std::memory_order_relaxed);
     if (streamId == kAllStreams) {
+        // All at first: the removal of one waits for a buffer, and for the failed sends of the others in it.
+        for (int id = 0; id < kStreams; ++id) Deactivate(id);
         for (int id = 0; id < kStreams; ++id) RemoveStream(id);
     } else {
         RemoveStream(streamId);
+    }
+    {
+        const platform::MutexLock lock(mMutex);
+        mpStreamerList = nullptr;
     }
     const int left = LowestStream();
     if (really && left < kStreams) {

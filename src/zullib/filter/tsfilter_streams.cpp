@@ -51,9 +51,13 @@ bool TsFilter::AddStream(int streamId, const char* mcastIp, std::uint16_t mcastP
         LOG("=== Found Existing Stream id %d\n", streamId);
         return slot->StreamSet(mcastPort, mcastIp);
     }
-    slot = std::make_unique<Streamer>(kStreamBuffer, mPacketSize);
-    slot->StreamSet(mcastPort, mcastIp);
-    slot->IdSet(streamId);
+    auto streamer = std::make_unique<Streamer>(kStreamBuffer, mPacketSize);
+    streamer->StreamSet(mcastPort, mcastIp);
+    streamer->IdSet(streamId);
+    {
+        const platform::MutexLock slots(mSlotMutex);
+        slot = std::move(streamer);
+    }
     AddStreamerToPsi(slot.get());
     AddStreamerToUnidentified(slot.get());
     LOG("=== Added New Stream id %d\n", streamId);
@@ -150,19 +154,25 @@ bool TsFilter::RemoveAllProgramsFromStream(int streamId) {
     return true;
 }
 
+/// Stops a stream's sends, without the filter lock: a running walk may hold it for many failed sends, 100 ms each.
+/// \return false for an empty slot
+bool TsFilter::Deactivate(int streamId) {
+    const platform::MutexLock slots(mSlotMutex);
+    Streamer* const streamer = mStreamersList[streamId].get();
+    if (streamer != nullptr) streamer->Activated(false);
+    return streamer != nullptr;
+}
+
 bool TsFilter::RemoveStream(int streamId) {
     if (!IsStreamId(streamId)) {
         PANIC("RemoveStream: streamId out of range: %d", streamId);
         return false;
     }
-    {
-        const platform::MutexLock lock(mMutex);
-        if (!mStreamersList[streamId]) return true;
-        mStreamersList[streamId]->Activated(false);
-    }
+    if (!Deactivate(streamId)) return true;
     RemoveAllProgramsFromStream(streamId);
     {
         const platform::MutexLock lock(mMutex);
+        const platform::MutexLock slots(mSlotMutex);
         mStreamersList[streamId].reset();
     }
     LOG("=== Removed stream id %d\n", streamId);
