@@ -69,7 +69,7 @@ void Board::AskTable() {
     filter.DumpPids();
     filter.DumpLanguagesAndCaptions();
     filter.DumpCollectionStats();
-    for (int slot = 0; slot < kStreams; ++slot) filter.StatusOfStream(slot);
+    filter.StatusOfStreams();
 }
 
 Block Packets(unsigned pid, Bytes section, unsigned continuity) {

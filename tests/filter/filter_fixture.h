@@ -46,6 +46,9 @@ class TsFilterTest : public ::testing::Test {
     /// The PID table's row, between two buffers.
     PacketIdMapType& Row(unsigned pid) NO_THREAD_SAFETY_ANALYSIS { return mFilter.mPacketIdMap[pid]; }
 
+    /// \return whether a stream may send, while its slot doesn't change
+    bool IsActive(int id) NO_THREAD_SAFETY_ANALYSIS { return mFilter.mStreamersList[id]->Activated(); }
+
     /// Tables and sections that the collector knows, between two buffers.
     std::size_t Sections() NO_THREAD_SAFETY_ANALYSIS { return mFilter.mpTableCollector->GetStats().size(); }
 

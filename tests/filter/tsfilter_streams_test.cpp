@@ -1,5 +1,6 @@
 // The stream table, the language filter and the datagram size, also while the filter runs flat out.
 #include <fstream>
+#include <functional>
 #include <thread>
 
 #include "core/statistics.h"
@@ -16,10 +17,6 @@ class StreamsTest : public TsFilterTest {
         return ids;
     }
     using Ids = std::vector<int>;
-
-    bool IsActive(int id) NO_THREAD_SAFETY_ANALYSIS {
-        return mFilter.mStreamersList[id] && mFilter.mStreamersList[id]->Activated();
-    }
 };
 
 TEST_F(StreamsTest, AStreamCarriesPsiItsProgrammeAndWhatNobodyClaims) {
@@ -40,12 +37,12 @@ TEST_F(StreamsTest, AStreamCarriesPsiItsProgrammeAndWhatNobodyClaims) {
     EXPECT_EQ(Row(0x50).status, ePidKnown);
     EXPECT_EQ(Row(0x14).status, ePidUnknown) << "PSI is analysed";
     EXPECT_EQ(Row(0x52).status, ePidUnknown) << "its sections are still read";
-    const auto status = mFilter.StatusOfStream(3);
-    ASSERT_TRUE(status);
-    EXPECT_EQ(status->programs, std::list<std::uint16_t>{1});
+    const auto status = mFilter.StatusOfStreams();
+    ASSERT_EQ(status.size(), 1u);
+    EXPECT_EQ(status[0].programs, std::list<std::uint16_t>{1});
     EXPECT_TRUE(mFilter.RemoveStream(3));
     EXPECT_TRUE(mFilter.RemoveStream(3)) << "an empty slot";
-    EXPECT_FALSE(mFilter.StatusOfStream(3));
+    EXPECT_TRUE(mFilter.StatusOfStreams().empty());
     EXPECT_EQ(IdsOn(0x30), Ids{});
 }
 
@@ -65,9 +62,9 @@ TEST_F(StreamsTest, TheWholeMultiplexLeavesNoiseAndPrivateTablesOut) {
     mFilter.AddAllProgramsToStream(0);
     for (const auto& row : kRows) EXPECT_EQ(IdsOn(row.pid), row.wanted) << row.pid;
     EXPECT_TRUE(mFilter.AddStream(0, "239.1.1.2", 5001)) << "a new destination";
-    const auto status = mFilter.StatusOfStream(0);
-    EXPECT_EQ(std::string(status->address) + ":" + std::to_string(status->port), "239.1.1.2:5001");
-    EXPECT_EQ(status->programs, std::list<std::uint16_t>{1});
+    const auto status = mFilter.StatusOfStreams().at(0);
+    EXPECT_EQ(std::string(status.address) + ":" + std::to_string(status.port), "239.1.1.2:5001");
+    EXPECT_EQ(status.programs, std::list<std::uint16_t>{1});
 }
 
 TEST_F(StreamsTest, AtMost256PidsThatNobodyClaimsUntilTheNextStart) {
@@ -154,6 +151,37 @@ TEST_F(StreamsTest, AStopIsNotHeldUpByFailingSends) {
     stop.join();
     fast_machine::OnSleep(nullptr);
     EXPECT_EQ(reconnects, 1) << "of 20 datagrams for each stream";
+}
+
+TEST_F(StreamsTest, QuestionsWaitForABufferOfFailingSendsAtMost) {
+    mFilter.SetDebugOutput(nullptr);
+    Row(0x30).programId = Row(0x30).transportId = 7;
+    for (const int id : {0, 3}) {
+        mFilter.AddStream(id, "no address", 5000);
+        mFilter.AddProgramToStream(id, 7, 7);
+    }
+    Row(0x30).status = ePidKnown;
+    fast_machine::SetSpeed(1000);  // 0.1 ms a datagram
+    Blob bytes;
+    for (unsigned i = 0; i < 7 * 20; ++i) Append(bytes, Filled(0x30, i, 5));
+    std::atomic<int> buffers{0};
+    std::atomic<bool> run{true};
+    std::thread host([&] {
+        for (; run; ++buffers) Feed(bytes);
+    });
+    const std::pair<const char*, std::function<void()>> questions[] = {
+        {"STATUS", [&] { EXPECT_EQ(mFilter.StatusOfStreams().size(), 2u); }},
+        {"LANG", [&] { mFilter.SetLanguageFilter("eng", 0, "", 0); }},
+        {"DUMPPIDS", [&] { mFilter.DumpPids(); }}};
+    for (int turn = 0; turn < 10; ++turn) {
+        for (const auto& [name, ask] : questions) {
+            const int before = buffers;
+            ask();
+            EXPECT_LE(buffers - before, 2) << name << ": the end of one, and what was counted late";
+        }
+    }
+    run = false;
+    host.join();
 }
 
 TEST_F(StreamsTest, LanguageFilterBlocksOtherAudioAsLongAsOneMatches) {

@@ -24,21 +24,18 @@ char* CommandManager::ProcessStatusGetTransmitter(char* cmd) {
     const int lockMode = sigStrength != 0 ? 1 : 0;
     ReplyText reply(cmd, kCommandSize);
     reply.Add("STATUS ");
-    bool any = false;
-    for (int slot = 0; slot < kStreams; ++slot) {
-        const auto stream = mpTsf->StatusOfStream(slot);
-        if (!stream) continue;
-        any = true;
-        reply.Add("%d %d %s:%d %d:%d:%.2x:[", stream->active ? 1 : 0, stream->id, stream->address, stream->port, 0,
+    const auto streams = mpTsf->StatusOfStreams();
+    for (const TsFilter::StreamStatus& stream : streams) {
+        reply.Add("%d %d %s:%d %d:%d:%.2x:[", stream.active ? 1 : 0, stream.id, stream.address, stream.port, 0,
                   lockMode, sigStrength);
         const char* separator = "";
-        for (const std::uint16_t program : stream->programs) {
+        for (const std::uint16_t program : stream.programs) {
             reply.Add("%s%.4x", separator, program);
             separator = ":";
         }
         reply.Add("] ");
     }
-    if (!any) reply.Add("0 0 0.0.0.0:0 0:%d:%.2x:[] ", lockMode, sigStrength);
+    if (streams.empty()) reply.Add("0 0 0.0.0.0:0 0:%d:%.2x:[] ", lockMode, sigStrength);
     reply.Add("F:%s ", mTunerMode);
     reply.Add("E:0 C:\"NO CAM\" %d%% OK\r\n", SharedMem::Self()->GetCpuUtilization());
     return cmd;

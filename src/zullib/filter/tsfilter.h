@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <vector>
 
 #include "bytes.h"
 #include "filter/filedsections.h"
@@ -176,8 +177,8 @@ class TsFilter final : public ScanFilter {
         int port;
         std::list<std::uint16_t> programs;
     };
-    /// \return a copy of one slot's state, nothing for an empty slot
-    std::optional<StreamStatus> StatusOfStream(int slot) EXCLUDES(mMutex);
+    /// \return a copy of the state of each stream, by slot
+    std::vector<StreamStatus> StatusOfStreams() EXCLUDES(mMutex);
 
  private:
     friend class TsFilterTest;
@@ -242,7 +243,7 @@ class TsFilter final : public ScanFilter {
     bool mDoMulticast = false;
     void* mpFifo = nullptr;
     int mUnindentifiedStreamers GUARDED_BY(mMutex) = 0;
-    platform::Mutex mMutex;
+    platform::FairMutex mMutex;  ///< fair, as a host may hand over buffers without a pause
     platform::Mutex mSlotMutex;  ///< a slot of mStreamersList changes under both locks, inside mMutex
     bool mScanMode = false;
     Time* mpTime;

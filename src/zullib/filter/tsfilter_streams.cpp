@@ -179,12 +179,14 @@ bool TsFilter::RemoveStream(int streamId) {
     return true;
 }
 
-std::optional<TsFilter::StreamStatus> TsFilter::StatusOfStream(int slot) {
+std::vector<TsFilter::StreamStatus> TsFilter::StatusOfStreams() {
+    std::vector<StreamStatus> all;
     const platform::MutexLock lock(mMutex);
-    const Streamer* const streamer = mStreamersList[slot].get();
-    if (streamer == nullptr) return std::nullopt;
-    StreamStatus status{streamer->Activated(), streamer->IdGet(), "", streamer->MulticastPort(),
-                        streamer->ProgramList()};
-    CopyText(status.address, streamer->MulticastIp());
-    return status;
+    for (const std::unique_ptr<Streamer>& streamer : mStreamersList) {
+        if (!streamer) continue;
+        StreamStatus& status = all.emplace_back(StreamStatus{streamer->Activated(), streamer->IdGet(), "",
+                                                             streamer->MulticastPort(), streamer->ProgramList()});
+        CopyText(status.address, streamer->MulticastIp());
+    }
+    return all;
 }

@@ -41,16 +41,32 @@ class CAPABILITY("mutex") Mutex {
     int mInitResult;
 };
 
+/// A mutex that serves its waiters: a thread that releases it and takes it again lets a waiting one pass first.
+class CAPABILITY("mutex") FairMutex {
+ public:
+    void Lock() ACQUIRE() NO_THREAD_SAFETY_ANALYSIS {
+        mTurn.Lock();
+        mMutex.Lock();
+        mTurn.Unlock();
+    }
+    void Unlock() RELEASE() NO_THREAD_SAFETY_ANALYSIS { mMutex.Unlock(); }
+
+ private:
+    Mutex mTurn;  ///< held by the thread that waits for mMutex
+    Mutex mMutex;
+};
+
 /// Holds a mutex for the life of a scope.
+template <typename Lockable>
 class SCOPED_CAPABILITY MutexLock {
  public:
-    explicit MutexLock(Mutex& mutex) ACQUIRE(mutex) : mMutex(mutex) { mMutex.Lock(); }
+    explicit MutexLock(Lockable& mutex) ACQUIRE(mutex) : mMutex(mutex) { mMutex.Lock(); }
     ~MutexLock() RELEASE() { mMutex.Unlock(); }
     MutexLock(const MutexLock&) = delete;
     MutexLock& operator=(const MutexLock&) = delete;
 
  private:
-    Mutex& mMutex;
+    Lockable& mMutex;
 };
 
 }  // namespace platform
