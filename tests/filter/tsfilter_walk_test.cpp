@@ -85,6 +85,7 @@ TEST_F(WalkTest, ALostSyncIsFoundAgainAndCountedOnce) {
         std::vector<Blob> input;
         Blob output;
         unsigned losses;
+        bool walked = true;
     };
     Blob bad = Filled(kVideo, 2, 3);
     bad[0] = 0x46;
@@ -97,10 +98,11 @@ TEST_F(WalkTest, ALostSyncIsFoundAgainAndCountedOnce) {
         {"bytes that are no packet", {a, b, rest, c, c, c}, Joined({a, b, rest, c, c, c}), 1},
         {"the same behind a packet of another stream", {other, b, bad, c, c, c}, Joined({c, c, c}), 1},
         {"a buffer of aligned packets", {a, other, b, c}, Joined({a, b, c}), 0},
+        {"no sync to the buffer's end", {a, other, b, rest, rest, rest}, a, 0, false},
     };
     for (const Case& step : cases) {
         Statistics::Self()->Reset();
-        EXPECT_TRUE(Feed(Joined(step.input))) << step.what;
+        EXPECT_EQ(Feed(Joined(step.input)), step.walked) << step.what;
         EXPECT_EQ(TakeOutput(), step.output) << step.what;
         testing::internal::CaptureStdout();
         Statistics::Self()->DumpStats();

@@ -39,7 +39,7 @@ bool TsFilter::Filter(unsigned char* inData, int size) {
     FlushStreams();
     mpStatistics->AddDroppedBytes(mDroppedBytes);
     mDroppedBytes = 0;
-    if (walked) mpStatistics->AddInBytes(static_cast<unsigned>(bytes));
+    mpStatistics->AddInBytes(static_cast<unsigned>(bytes));
     return walked;
 }
 
@@ -63,6 +63,7 @@ bool TsFilter::WalkBuffer(Bytes buffer) {
             at = expected < kProof ? 0 : expected - kPacketSize;
             const auto found = FindSync(buffer, at);
             if (!found) {
+                mDroppedBytes += static_cast<std::uint32_t>(buffer.size() - at);
                 mExpectedSync = 0;
                 return false;
             }
