@@ -15,14 +15,16 @@ ThreadStart StartThread(void* (*body)(void*), void* arg) {
     pthread_attr_setschedpolicy(&attributes, SCHED_RR);
     const sched_param lowest{sched_get_priority_min(SCHED_RR)};
     pthread_attr_setschedparam(&attributes, &lowest);
-    // Without this the policy above is ignored and the thread inherits its maker's.
+    // Without this the policy is ignored, here and below, and the thread inherits its maker's.
     pthread_attr_setinheritsched(&attributes, PTHREAD_EXPLICIT_SCHED);
 
     pthread_t thread{};
     ThreadStart start = ThreadStart::kRoundRobin;
     int result = pthread_create(&thread, &attributes, body, arg);
     if (result == EPERM) {
-        pthread_attr_setinheritsched(&attributes, PTHREAD_INHERIT_SCHED);
+        const sched_param none{0};
+        pthread_attr_setschedpolicy(&attributes, SCHED_OTHER);
+        pthread_attr_setschedparam(&attributes, &none);
         result = pthread_create(&thread, &attributes, body, arg);
         start = ThreadStart::kDefaultPolicy;
     }
