@@ -12,6 +12,7 @@
 #include "core/udpcom.h"
 #include "core/version.h"
 #include "platform/machine.h"
+#include "platform/mutex.h"
 #include "zul.h"
 
 namespace {
@@ -44,6 +45,12 @@ char beaconPacket[256];
 std::atomic<UdpSender*> sender{nullptr};
 std::atomic<UdpServer*> receiver{nullptr};
 std::atomic<in_addr_t> masterAddress{0};  ///< of the last restart request, network order
+
+/// Held for a change of `beaconState` that goes by `trafficDetected`.
+platform::Mutex& StateLock() {
+    static auto* const mutex = new platform::Mutex;  // outlives the detached thread
+    return *mutex;
+}
 
 /// What the thread keeps from turn to turn.
 struct Turns {
@@ -98,17 +105,24 @@ void ReadRestartRequests() {
     }
 }
 
+/// Goes to sleep when commands arrived. Locked, so that a restart between the look and the store isn't lost.
+/// \return whether the beacon sleeps now
+bool SleepsForTraffic(const Turns& turns) {
+    const platform::MutexLock lock(StateLock());
+    const int traffic = trafficDetected;
+    if (traffic == turns.trafficDetectedSave || traffic == 0) return false;
+    beaconState = eSleeping;
+    return true;
+}
+
 void StepState(Turns& turns, int currentIntervalSecs) {
-    const int traffic = trafficDetected.load();
     if (beaconState == eSending) {
-        if (traffic == turns.trafficDetectedSave || traffic == 0) {
-            SendBeacon();
-            ++beaconCount;
-        } else {
-            beaconState = eSleeping;
-        }
+        if (SleepsForTraffic(turns)) return;
+        SendBeacon();
+        ++beaconCount;
         return;
     }
+    const int traffic = trafficDetected;
     if (beaconState != eSleeping) return;
     if (traffic != turns.trafficDetectedSave) {
         turns.trafficDetectedSave = traffic;
@@ -176,6 +190,7 @@ void BeaconStop() {
 }
 
 void BeaconRestart() {
+    const platform::MutexLock lock(StateLock());
     beaconState = eSending;
     trafficDetected = 0;
 }
