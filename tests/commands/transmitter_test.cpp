@@ -1,8 +1,11 @@
 // A transmitter's commands: request and reply, what reaches the agent, the tuner and the disk.
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <thread>
+#include <utility>
 
 #include "commands/command_fixture.h"
 #include "core/statistics.h"
@@ -13,12 +16,19 @@
 namespace {
 
 int serialTests = 0;
+bool failsClosing = false;
 
 }  // namespace
 
 /// The host's serial test.
 extern "C" void run_serial_test();
 void run_serial_test() { ++serialTests; }
+
+/// In front of the C library's for this program.
+extern "C" int fclose(FILE* file) {
+    static const auto close = reinterpret_cast<int (*)(FILE*)>(dlsym(RTLD_NEXT, "fclose"));
+    return std::exchange(failsClosing, false) ? close(file), EOF : close(file);
+}
 
 TEST_F(CommandManagerTest, EveryRequestHasItsReply) {
     for (const char* request :
@@ -146,6 +156,10 @@ TEST_F(CommandManagerTest, UpgradeOverAllItsStates) {
         for (const char* held : {"BLIND0", "Tuner://5"}) EXPECT_EQ(Ask(held), kKo) << held << state;
     }
     UpgradeState() = CommandManager::eUpgradeIdle;
+    Ask("UPGR11");
+    failsClosing = true;
+    EXPECT_EQ(Ask(piece(11)), Texts{ko + " Error saving upgrade file at 11 of 11 bytes\r\n"});
+    EXPECT_EQ(UpgradeState(), CommandManager::eUpgradeDownloadError) << "the system reported the failed write late";
     mDaemon.Set(board::Fault::kLying);
     EXPECT_EQ(Ask("UPGR11"), kOk) << "partition 4 stayed writable";
 }

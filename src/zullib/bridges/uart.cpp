@@ -72,9 +72,13 @@ bool Uart::WriteToUdp(const char* buffer, int len) {
         char datagram[kDatagramSize];
         std::memcpy(datagram, kPrefix, sizeof kPrefix);
         datagram[sizeof kPrefix] = buffer[i];
-        const platform::MutexLock lock(mMutex);  // for each byte: a switch can step in between any two
-        if (mpUdp == nullptr) return true;
-        if (mpUdp->Send(datagram, kDatagramSize) == kDatagramSize) continue;
+        bool sent = false;
+        {
+            const platform::MutexLock lock(mMutex);  // for each byte: a switch can step in between any two
+            if (mpUdp == nullptr) return true;
+            sent = mpUdp->Send(datagram, kDatagramSize) == kDatagramSize;
+        }
+        if (sent) continue;
         LOG("Can't send serial via UDP\n");
         return false;
     }

@@ -90,6 +90,7 @@ class CommandManager {
     char* SendUpgradeReply(char* cmd);
     char* AnnounceImage(char* cmd);
     char* TakeImagePiece(char* cmd, int len);
+    char* RefuseImage(char* cmd);
     char* BurnImage(char* cmd);
     bool IsTransmitter() const;
     bool SetTunerMode(int mode);

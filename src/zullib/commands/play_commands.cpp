@@ -74,11 +74,11 @@ char* CommandManager::ProcessSelectChannelsToPlay(char* cmd, bool save) {
         case 1:
         case 3:
             if (!PlayFields(subcmd, position)) return mKo;
-            CopyUnitCommand(saveCmd);
             break;
         default: PANIC("Invalid UNIT cmd"); return mKo;
     }
     if (save) SaveDefaultStartupItem(saveCmd);
+    if (subcmd != 0) CopyUnitCommand(saveCmd);
     process_pat.store(true, std::memory_order_release);
     mLastUnitCommandId = subcmd;
     mAudioLanguageSec = mAudioLanguagePri = 0;

@@ -21,9 +21,11 @@ constexpr int kMaxImage = 1000000000;
 FILE* fp = nullptr;
 int bytesDownloaded = 0;
 
-void CloseImage() {
-    if (fp != nullptr) std::fclose(fp);
+/// \return false when the system reports a failed write only now
+bool CloseImage() {
+    const bool closed = fp == nullptr || std::fclose(fp) == 0;
     fp = nullptr;
+    return closed;
 }
 
 }  // namespace
@@ -89,19 +91,23 @@ char* CommandManager::TakeImagePiece(char* cmd, int len) {
     bytesDownloaded += static_cast<int>(written);
     if (written < size || bytesDownloaded > mUpgradeBytes) {
         CloseImage();
-        mUpgradeState = eUpgradeDownloadError;
-        ReplyText(cmd, kCommandSize - 4)
-            .Add("%s Error saving upgrade file at %d of %d bytes\r\n", mKo, bytesDownloaded, mUpgradeBytes);
-        bytesDownloaded = 0;
-        return SendUpgradeReply(cmd);
+        return RefuseImage(cmd);
     }
     return bytesDownloaded < mUpgradeBytes ? mOk : BurnImage(cmd);
+}
+
+char* CommandManager::RefuseImage(char* cmd) {
+    mUpgradeState = eUpgradeDownloadError;
+    ReplyText(cmd, kCommandSize - 4)
+        .Add("%s Error saving upgrade file at %d of %d bytes\r\n", mKo, bytesDownloaded, mUpgradeBytes);
+    bytesDownloaded = 0;
+    return SendUpgradeReply(cmd);
 }
 
 /// Hands the whole image to the agent. There is no way out of burning: the board is expected to restart.
 char* CommandManager::BurnImage(char* cmd) {
     LOG("Download completed\n");
-    CloseImage();
+    if (!CloseImage()) return RefuseImage(cmd);
     const char* const answer = mpSnmp->SnmpSet("%s s ide://%s", Oid(MULTIPLE_UPGRADE), MULTIPLE_FILENAME);
     if (answer == nullptr) {
         mUpgradeState = eUpgradeBurnError;

@@ -101,7 +101,7 @@ void ReadRestartRequests() {
     while (server->WaitForData(0, 0)) {
         if (server->Receive(request, kRestartBytes, MSG_DONTWAIT) < 0) return;
         LOG("Received beacon restart request: %s\n", request);
-        masterAddress = inet_addr(server->GetLastClientIpAddress());
+        masterAddress = server->GetLastClientAddress();
     }
 }
 

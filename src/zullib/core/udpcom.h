@@ -36,6 +36,9 @@ class UdpServer {
     /// \return dotted address of the last source, in the C library's static buffer
     char* GetLastClientIpAddress();
 
+    /// \return address of the last source, network order; 0 before the first
+    in_addr_t GetLastClientAddress() const { return siOther.sin_addr.s_addr; }
+
     /// \return port of the last source, host order; 0 before the first
     int GetLastClientPort() const;
 
