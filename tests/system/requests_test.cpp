@@ -4,6 +4,7 @@
 #include <random>
 
 #include "live_board.h"
+#include "stream_tap.h"
 
 namespace board {
 namespace {
@@ -28,6 +29,22 @@ TEST_P(Requests, OfEveryLengthAreAnswered) {
         std::string request = "VERS" + std::string(length - 4, '!');
         ASSERT_EQ(board.Ask(request), kVersion) << length << " bytes";
     }
+}
+
+TEST_P(Requests, ToAGroupThatAnotherProcessJoinedAreNotTaken) {
+    const int port = GetParam() == 'T' ? 5000 : 2008;
+    const StreamTap player(
+        "239.1.1.9", port, 1, 0, [](auto) {}, [](auto) {});
+    const int sender = socket(AF_INET, SOCK_DGRAM, 0);
+    const std::string packet(188, 'G');
+    const sockaddr_in group{AF_INET, htons(static_cast<std::uint16_t>(port)), {inet_addr("239.1.1.9")}, {}};
+    sendto(sender, packet.data(), packet.size(), 0, reinterpret_cast<const sockaddr*>(&group), sizeof group);
+    for (int turn = 0; turn < 1000 && player.BytesReceived() == 0; ++turn) usleep(10'000);
+    EXPECT_EQ(player.BytesReceived(), packet.size());
+    EXPECT_EQ(board.Ask("VERS"), kVersion);
+    char reply;
+    EXPECT_EQ(recv(sender, &reply, 1, MSG_DONTWAIT), -1) << "the stream's sender gets no reply";
+    close(sender);
 }
 
 TEST_P(Requests, OfAnyBytesAreAnswered) {

@@ -37,6 +37,7 @@ int CommandManager::ProcessCommandLoop() {
         PANIC("receiver");
         return -1;
     }
+    mpServer->IgnoreOtherGroups();
     ProcessTunerModeAndDefaultStartupItem(nullptr);
     mCommand[0] = '\0';
     while (BeaconGetCount() == 0) {

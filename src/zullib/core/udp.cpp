@@ -90,6 +90,11 @@ bool UdpServer::Join(const char* group) {
     return true;
 }
 
+void UdpServer::IgnoreOtherGroups() {
+    const int off = 0;
+    if (setsockopt(s, IPPROTO_IP, IP_MULTICAST_ALL, &off, sizeof off) == -1) std::perror("setsockopt");
+}
+
 bool UdpServer::WaitForData(int seconds, int microseconds) {
     const int ready = platform::Wait(s, seconds * platform::kSecond + microseconds);
     if (ready == -1) std::perror("select()");

@@ -20,6 +20,9 @@ class UdpServer {
     /// \return false when the socket can't be had, bound or joined; reported on standard error
     bool Connect(std::uint16_t port, const char* group = nullptr);
 
+    /// Stops taking what is sent to groups that other processes of the board joined on this port.
+    void IgnoreOtherGroups();
+
     /// Waits for a datagram.
     /// \return true only when one can be read; false on time-out, and on failure with a line on standard error
     bool WaitForData(int seconds, int microseconds);
