@@ -3,6 +3,8 @@
 
 #include <unistd.h>
 
+#include <thread>
+
 #include "board.h"
 #include "core/log.h"
 #include "psip_sections.h"
@@ -48,10 +50,11 @@ const Blob& Broadcast() {
 namespace fuzz {
 
 Manager::Manager(unsigned flags) : mRole((flags & 1) != 0 ? 'R' : 'T') {
-    FillAgent({});
     TheMeanwhile().daemonLies = (flags & 2) != 0;
     TheMeanwhile().shortScans = (flags & 8) == 0;
+    std::thread agent(AnswerOneRequest);  // answers that are there before are dropped
     mBoard = std::make_unique<CommandManager>(mRole);
+    agent.join();
     Promise(CommandManagerTest::Connect(*mBoard), "the command port is free");
     TheMeanwhile().scans = &CommandManagerTest::Tuner(*mBoard);
     if ((flags & 4) == 0) return;

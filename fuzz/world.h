@@ -38,6 +38,9 @@ struct Meanwhile {
 };
 Meanwhile& TheMeanwhile();
 
+/// Waits for a request to the settings agent, and answers it well.
+void AnswerOneRequest();
+
 /// Puts answers of the settings agent into its queue, in place of those that are left there.
 /// \param answers  their bytes in turn, over and over, with kNextAnswer between two; empty for a well-formed one
 void FillAgent(Bytes answers);

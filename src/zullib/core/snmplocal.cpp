@@ -1,6 +1,8 @@
 // Client of the settings agent, and the table of settings.
 #include "core/snmplocal.h"
 
+#include <sys/ipc.h>
+
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
@@ -123,6 +125,16 @@ SnmpLocal::SnmpLocal() {
         std::exit(-1);
     }
     LOG("Obtained Rx msqid %d\n", mSnmpMsqRxId.Id());
+    DropAnswers();
+}
+
+/// Drops what the agent answered to a process that ended before it took its answer; it would pass for ours.
+void SnmpLocal::DropAnswers() {
+    constexpr int kMostAnswers = 16384;  // what a queue can hold
+    for (int i = 0; i < kMostAnswers; ++i) {
+        if (mSnmpMsqRxId.Receive(kAnswer, mSnmpMsg.text, kTextLimit, IPC_NOWAIT) < 0) break;
+    }
+    mSnmpMsg.text[0] = '\0';
 }
 
 char* SnmpLocal::SnmpGet(const char* cmd) {

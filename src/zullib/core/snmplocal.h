@@ -42,7 +42,8 @@ inline const char* Oid(QvanSetting setting) { return qvanSettings[setting].snmp_
 /// Client of the settings agent. Not reentrant: the command thread is the only user.
 class SnmpLocal {
  public:
-    /// Opens both queues, creating them if needed. Ends the process when they can't be had.
+    /// Opens both queues, creating them if needed, and drops answers of an earlier process. Ends the process when they
+    /// can't be had.
     SnmpLocal();
 
     /// Reads a setting; blocks until the agent answers.
@@ -56,6 +57,7 @@ class SnmpLocal {
     [[gnu::format(printf, 2, 3)]] char* SnmpSet(const char* cmd, ...);
 
  private:
+    void DropAnswers();
     char* SnmpCom();
     char* SnmpProcessResponse();
 
