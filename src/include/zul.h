@@ -14,8 +14,11 @@ extern "C" {
  * \param type  'T' transmitter, 'R' receiver, 'A' role taken from the board's version
  * \return a block of 128 bytes, the same at every call; the module writes nothing in it
  *
- * A second call reports and changes nothing. The process ends with exit(-1) when the role is none of the
- * three, when the message queues can't be had, or when 'A' finds no board of the right family.
+ * A second call reports and changes nothing. The process ends with
+ *  exit(-1) when the role is none of the three, when a message queue of the settings agent or the one that keys come
+ *           from can't be had, or when 'A' gets no answer or finds no board of the right family;
+ *  exit(-2) when a receiver can't have the browser's message queue;
+ *  exit(-3) when a receiver's infrared or serial thread can't be made.
  */
 ZUL_EXPORT char* Zul_Start_Filter(char type);
 
@@ -43,7 +46,11 @@ ZUL_EXPORT int Main(int argc, char** argv);
 
 /* The discovery beacon. The module starts it by itself. */
 
-/** Starts the beacon thread for role 'T' or 'R'. \return 0, or -1 when the thread can't be made */
+/**
+ * Starts the beacon thread for role 'T' or 'R'. Waits, a second at a time, while an earlier beacon runs: after
+ * BeaconStop until its thread has left, without BeaconStop for ever.
+ * \return 0, or -1 when the thread can't be made
+ */
 ZUL_EXPORT int BeaconStart(char type);
 /** Ends the beacon thread at the next turn of its loop. */
 ZUL_EXPORT void BeaconStop(void);
@@ -59,7 +66,10 @@ ZUL_EXPORT char* BeaconGetString(void);
 ZUL_EXPORT unsigned int BeaconGetCount(void);
 /** Tells the beacon thread that commands are served from now on. */
 ZUL_EXPORT void BeaconSetCommandReady(void);
-/** Stores the role 'T' or 'R'; any other value only reads. \return the role as a string */
+/**
+ * Stores the role 'T' or 'R'; any other value only reads, and ends the process with exit(-1) when no role is stored
+ * yet. \return the role as a string
+ */
 ZUL_EXPORT char* BeaconType(char typ);
 
 #ifdef __cplusplus
