@@ -9,6 +9,18 @@
 #include "mux/multiplexer.h"
 #include "story.h"
 
+namespace {
+
+int callsOfTheHost = 0;
+
+}  // namespace
+
+/// A host's own functions, of the same names as functions that the module exports.
+extern "C" [[gnu::visibility("default")]] int Main(int argc, char** argv);
+int Main(int /*argc*/, char** /*argv*/) { return ++callsOfTheHost; }
+extern "C" [[gnu::visibility("default")]] int BeaconStart(char type);
+int BeaconStart(char /*type*/) { return ++callsOfTheHost; }
+
 namespace board {
 namespace {
 
@@ -68,6 +80,7 @@ TEST(ReceivedStream, IsPlayedAndItsLanguagesAreKnown) {
     const Lines played = {"OSD_LAYER 50 50 100 100, alpha 0",
                           "START_STREAM_DISPLAY 239.1.1.1:5001, programme 1, audio PID 0"};
     EXPECT_EQ(OrdersUntil(board, START_STREAM_DISPLAY), played);
+    EXPECT_EQ(callsOfTheHost, 0);
     EXPECT_TRUE(ComesTo(board, "STATUS", {"STATUS 1 239.1.1.1:5001 5:0001 0 1 0 0 "})) << "MPEG-2 video, AC-3 sound";
 
     EXPECT_EQ(board.Ask("CALLBACK0"), "OK\r\n");
