@@ -54,9 +54,10 @@ class CommandManagerTest : public ::testing::Test {
     /// Sends a request, has it served, and takes what came back.
     Texts Ask(const std::string& request) {
         mMaster.Send(kPort, request);
-        mBoard->ServeRequest();
+        Serve();
         return mMaster.Take();
     }
+    void Serve() { mBoard->ServeRequest(); }
 
     CommandManager::UpgradeStateEnum& UpgradeState() { return mBoard->mUpgradeState; }
     const char* LastUnitText() const { return mBoard->mLastUnitCommand.get(); }

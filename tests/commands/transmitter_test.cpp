@@ -11,6 +11,7 @@
 #include "core/statistics.h"
 #include "filter/debugfiles.h"
 #include "guide/tunermanager.h"
+#include "scarce_memory.h"
 #include "transport.h"
 
 namespace {
@@ -66,6 +67,21 @@ TEST_F(CommandManagerTest, StatusTellsTunerAndStreams) {
     const std::string status = Ask("STATUS")[0];
     EXPECT_EQ(status.substr(0, 44), "STATUS 1 0 239.1.1.1:5000 0:1:ff:[] F:ATSC E");
     EXPECT_EQ(status.substr(status.size() - 6), "% OK\r\n");
+}
+
+TEST_F(CommandManagerTest, ARequestThatFindsNoMemoryIsRefused) {
+    EXPECT_EQ(Ask("UNIT1,239.1.1.1,5000,5,1a2b,3c4d"), kOk);
+    const std::string status = Ask("STATUS")[0];
+    for (const char* request : {"STATUS", "MCASTPACKETSIZE1316", "UPGR11"}) {
+        mMaster.Send(kPort, request);
+        gBlocksLeft = 0;
+        Serve();
+        EXPECT_EQ(std::exchange(gBlocksLeft, -1), -1) << request;
+        EXPECT_EQ(mMaster.Take(), kKo) << request;
+        EXPECT_FALSE(mDaemon.IsWritable(1)) << request;
+    }
+    EXPECT_EQ(Ask("STATUS")[0].substr(0, 30), status.substr(0, 30));
+    EXPECT_EQ(Ask("UPGR?"), Texts{"UPGRSTATUS0 OK\r\n\r\n"});
 }
 
 TEST_F(CommandManagerTest, NetworkIdentity) {

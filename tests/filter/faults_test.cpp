@@ -5,9 +5,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <map>
 #include <new>
+#include <utility>
 
 #include "filter/filter_fixture.h"
+#include "psip_sections.h"
+#include "scarce_memory.h"
 #include "udp_client.h"
 
 using namespace transport;
@@ -75,6 +79,65 @@ TEST(StreamFaults, ASendThatFailsCostsItsDatagramAndAReconnect) {
         EXPECT_TRUE(gSends.empty()) << row.name;
         EXPECT_EQ(streamer.Stream(data.data(), 1316), 1316) << row.name << ": the next one goes out";
         EXPECT_EQ(fast_machine::TakeSleeps().size(), 0u) << row.name;
+    }
+}
+
+namespace {
+
+/// A channel's tables, each twice: what one is filed by may come behind it.
+Blob Tables() {
+    const std::uint32_t start = 1388534400;
+    Blob events;
+    const std::pair<unsigned, Blob> tables[] = {
+        {0, Pat(7, 1, {{1, 0x30}, {2, 0x40}})},
+        {0x30, Pmt(1, {{0x02, 0x31, {}}, {0x81, 0x34, {0x0A, 4, 'e', 'n', 'g', 0}}})},
+        {kPsipBasePid, Mgt({MgtTable(0x100, 0x50), MgtTable(0x200, 0x51)})},
+        {kPsipBasePid, Vct(0xC8, 7, {VctChannel(1, 11, 1, 9)})},
+        {0x50, Eit(9, {EitEvent(1, start, 1800, Plain("News")), EitEvent(900, start + 1800, 3600, Plain("Film"))})},
+        {0x51, Ett(9, 1 << 2 | 2, Plain("What happened today."))},
+    };
+    Blob packets;
+    std::map<unsigned, unsigned> continuity;
+    for (int turn = 0; turn < 2; ++turn) {
+        for (const auto& [pid, section] : tables) Append(packets, SectionPackets(pid, continuity[pid], section));
+    }
+    Append(packets, Filled(0x1FFE, 0, 0xFF));
+    return packets;
+}
+
+/// What a store holds.
+std::string Dump(TunerManager& tuner) {
+    testing::internal::CaptureStdout();
+    global_debug_flag = 1;
+    tuner.DumpEitInfo();
+    tuner.DumpLanguageInfo();
+    global_debug_flag = 0;
+    return testing::internal::GetCapturedStdout();
+}
+
+}  // namespace
+
+TEST(StarvedTables, AreDroppedAndFiledByTheirNextRepetition) {
+    Blob tables = Tables();
+    std::string whole;
+    bool denied = true;
+    for (int turn = 0; denied; ++turn) {  // each block in turn is the one that can't be had; at first none
+        TunerManager tuner('T');
+        TsFilter filter('T', &tuner);
+        filter.FilterActive(true);
+        const auto feed = [&] { filter.Filter(tables.data(), static_cast<int>(tables.size())); };
+        testing::internal::CaptureStderr();
+        gBlocksLeft = turn == 0 ? 1'000'000 : turn - 1;
+        feed();
+        denied = std::exchange(gBlocksLeft, -1) < 0 || turn == 0;
+        const std::string reports = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(reports.find("No memory for tables") != std::string::npos, denied && turn != 0) << reports;
+        for (int repetition = 0; repetition < 3; ++repetition) feed();
+        const std::string dump = Dump(tuner);
+        if (turn == 0) whole = dump;
+        EXPECT_NE(dump.find("News"), std::string::npos) << dump;
+        EXPECT_EQ(dump, whole) << "without block " << turn;
+        ASSERT_LT(turn, 1000);
     }
 }
 

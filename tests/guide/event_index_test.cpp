@@ -61,6 +61,7 @@ void CompareWithTheWalk(const Broadcast& broadcast) {
             event = new Event;
             event->eventId = id;
             events.push_back(event);
+            index.MakeRoom(static_cast<std::uint16_t>(event->eventId));
             index.Append(event);
         }
         if (upTo(9) != 0) {  // some have no more than a long text yet

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "bridges/ircontrol.h"
 #include "commands/commandmanager.h"
@@ -26,11 +27,21 @@ constexpr std::uint16_t kBootIrMode = 110;
 constexpr int kIrControlOn = 16;
 constexpr int kNetworkBuffers = 3072;
 
+/// Takes a step of the boot. Memory that runs out ends it, and the boot goes on.
+template <typename Step>
+void TakeStep(const char* name, Step step) {
+    try {
+        step();
+    } catch (const std::bad_alloc&) {
+        PANIC("No memory for %s", name);
+    }
+}
+
 }  // namespace
 
 int CommandManager::ProcessCommandLoop() {
     platform::Sleep(kBootWait);
-    BootRole();
+    TakeStep("boot", [this] { BootRole(); });
     LOG("Start Beacon\n");
     BeaconStart(mMyType);
     if (!mpServer->Connect(mCommandPort)) {
@@ -38,7 +49,7 @@ int CommandManager::ProcessCommandLoop() {
         return -1;
     }
     mpServer->IgnoreOtherGroups();
-    ProcessTunerModeAndDefaultStartupItem(nullptr);
+    TakeStep("startup item", [this] { ProcessTunerModeAndDefaultStartupItem(nullptr); });
     mCommand[0] = '\0';
     while (BeaconGetCount() == 0) {
         LOG("Waiting for Network Ready before dropping into command loop...\n");

@@ -2,6 +2,8 @@
 #include <string.h>
 #include <strings.h>
 
+#include <new>
+
 #include "bridges/uart.h"
 #include "commands/keywordtable.h"
 #include "core/log.h"
@@ -118,7 +120,12 @@ char* CommandManager::ProcessCommand(char* cmd, int len) {
         if (strncasecmp(cmd, row.keyword.data(), row.chars) != 0) continue;
         if (!Accepts(row.roles, mMyType)) return RefuseRole(row);
         if (row.framing == Framing::kLine) len = CutLineEnd(cmd, len);
-        return row.handle(*this, cmd, len);
+        try {
+            return row.handle(*this, cmd, len);
+        } catch (const std::bad_alloc&) {
+            PANIC("No memory for %s", row.keyword.data());
+            return mKo;
+        }
     }
     return mKo;
 }

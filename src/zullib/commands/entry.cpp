@@ -1,5 +1,6 @@
 // The module's entry points for its host, and the two threads that they start.
 #include <atomic>
+#include <new>
 
 #include "commands/commandmanager.h"
 #include "commands/entry.h"
@@ -15,6 +16,7 @@ std::atomic<bool> process_pat{false};
 namespace {
 
 constexpr int kHostBlockSize = 128;
+constexpr unsigned kLostPerLine = 512;
 constexpr std::int64_t kWatchdogInterval = 5 * platform::kSecond;
 
 constexpr std::uint8_t kTableIdPat = 0x00;
@@ -78,7 +80,9 @@ char* Zul_Start_Filter(char type) {
     return ret;
 }
 
-void Zul_Filter(unsigned char* data, unsigned int len) {
+namespace {
+
+void HandOver(unsigned char* data, unsigned int len) {
     TsFilter* const filter = static_tsptr.load(std::memory_order_acquire);
     if (filter == nullptr) return;
     if (static_type.load(std::memory_order_acquire) == 'T') {
@@ -90,5 +94,16 @@ void Zul_Filter(unsigned char* data, unsigned int len) {
         case kTableIdPat: filter->AnalyzeSectionPat(data); break;
         case kTableIdPmt: filter->AnalyzeSectionPmt(data, 0); break;
         default: PANIC("Receiver got bad section 0x%x\n", data[0]);
+    }
+}
+
+}  // namespace
+
+void Zul_Filter(unsigned char* data, unsigned int len) {
+    try {
+        HandOver(data, len);
+    } catch (const std::bad_alloc&) {
+        static std::atomic<unsigned> lost{0};
+        if (lost.fetch_add(1, std::memory_order_relaxed) % kLostPerLine == 0) PANIC("No memory for data of the host");
     }
 }

@@ -1,8 +1,10 @@
 // What a board remembers over a restart: the last accepted UNIT command, and the tuner's mode.
 #include <strings.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "commands/commandmanager.h"
 #include "core/log.h"
@@ -23,7 +25,13 @@ constexpr std::size_t kTextGuard = 64;  ///< zero bytes behind the item, as behi
 constexpr std::int64_t kSaveWait = platform::kSecond;
 constexpr std::int64_t kNetworkPoll = 500 * platform::kMillisecond;
 
-FILE* OpenFile(const char* path, const char* mode) { return std::fopen(platform::DiskPath(path).c_str(), mode); }
+/// \return null also where there is no memory for the path: the disk has to become read-only all the same
+FILE* OpenFile(const char* path, const char* mode) try {
+    return std::fopen(platform::DiskPath(path).c_str(), mode);
+} catch (const std::bad_alloc&) {
+    errno = ENOMEM;
+    return nullptr;
+}
 
 /// Writes a text to a file and closes it.
 /// \param file  null where it couldn't be opened

@@ -66,6 +66,7 @@ char* CommandManager::AnnounceImage(char* cmd) {
         reply.Add("%s File too large or too small: %d\r\n", mKo, mUpgradeBytes);
         return SendUpgradeReply(cmd);
     }
+    const std::string path = platform::DiskPath(MULTIPLE_FILENAME);  // first, as there may be no memory for it
     mUpgradeState = eUpgradeDownloading;
     bytesDownloaded = 0;
     const int remounted = SystemManager::RemountHd(kImagePartition, 1);
@@ -75,7 +76,7 @@ char* CommandManager::AnnounceImage(char* cmd) {
         return SendUpgradeReply(cmd);
     }
     LOG("Open the %s for writing\n", MULTIPLE_FILENAME);
-    fp = std::fopen(platform::DiskPath(MULTIPLE_FILENAME).c_str(), "we");
+    fp = std::fopen(path.c_str(), "we");
     if (fp == nullptr) {
         mUpgradeState = eUpgradeDownloadError;
         reply.Add("%s Can't open upgrade file\r\n", mKo);

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "core/log.h"
 #include "core/modulethread.h"
@@ -57,6 +58,14 @@ struct Turns {
     int trafficDetectedSave;
     int totalDelaySecs;
 };
+
+template <typename Socket>
+void MakeWhenThereIsMemory(std::atomic<Socket*>& socket) {
+    while ((socket = new (std::nothrow) Socket) == nullptr) {
+        PANIC("No memory");
+        platform::Sleep(platform::kSecond);
+    }
+}
 
 void ConnectSockets() {
     while (!sender.load()->Connect(kBeaconPort, kGroup)) {
@@ -145,8 +154,8 @@ void TakeTurn(Turns& turns) {
 void* BeaconThread(void* /*arg*/) {
     beaconRunning = 1;
     masterAddress = 0;
-    sender = new UdpSender;
-    receiver = new UdpServer;
+    MakeWhenThereIsMemory(sender);
+    MakeWhenThereIsMemory(receiver);
     ConnectSockets();
     const char* const mac = WaitForMac();
     const unsigned seed = hatoi(mac + 4);  // the address's last four bytes

@@ -199,6 +199,7 @@ class TsFilter final : public ScanFilter {
     void FileInGuide(Bytes section, bool (TsFilter::*analyze)(Bytes)) REQUIRES(mMutex);
     bool CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity)
         REQUIRES(mMutex);
+    void FileSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity) REQUIRES(mMutex);
 
     // PAT: tsfilter_pat.cpp. Sections are whole, cut to their own length.
     bool AnalyzePat(Bytes section) REQUIRES(mMutex);
@@ -261,6 +262,7 @@ class TsFilter final : public ScanFilter {
     unsigned mBufferCount GUARDED_BY(mMutex) = 0;
     unsigned mPayloadIndexDrops GUARDED_BY(mMutex) = 0;
     unsigned mNextSectionDrops GUARDED_BY(mMutex) = 0;
+    unsigned mLostForMemory GUARDED_BY(mMutex) = 0;
 
     // Of the PAT analysis.
     unsigned mPatVersionCounter GUARDED_BY(mMutex) = 0;  ///< PATs seen

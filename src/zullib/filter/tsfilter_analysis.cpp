@@ -1,5 +1,6 @@
 // From a packet to its section payload, and from a section to the analyser of its table.
 #include "core/log.h"
+#include <new>
 #include "filter/tsfilter.h"
 #include "guide/tunermanager.h"
 #include "psip/tablecollector.h"
@@ -80,9 +81,18 @@ void TsFilter::FileInGuide(Bytes section, bool (TsFilter::*analyze)(Bytes)) {
 }
 
 bool TsFilter::CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity) {
+    try {
+        FileSection(pid, data, startOfSection, continuity);
+    } catch (const std::bad_alloc&) {
+        if (mLostForMemory++ % kDropsPerLine == 0) PANIC("No memory for tables: DROP %u", mLostForMemory);
+    }
+    return true;
+}
+
+void TsFilter::FileSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity) {
     int tableId = -1;
     const Bytes section = mpTableCollector->CollectPsipSection(pid, data, startOfSection, continuity, &tableId);
-    if (section.empty()) return true;
+    if (section.empty()) return;
     switch (tableId) {
         case 0x00: AnalyzePat(section); break;
         case 0x02: AnalyzePmt(section, pid); break;
@@ -101,5 +111,4 @@ bool TsFilter::CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSec
         case 0xCD: AnalyzeSectionStt(section); break;
         default: break;
     }
-    return true;
 }

@@ -71,8 +71,8 @@ DumpedRow Copy(unsigned pid, const PacketIdMapType& row) {
     return copy;
 }
 
-bool WritePacketSize(int packetSize) {
-    FILE* const file = std::fopen(platform::DiskPath(kPacketSizeFile).c_str(), "we");
+bool WritePacketSize(const std::string& path, int packetSize) {
+    FILE* const file = std::fopen(path.c_str(), "we");
     if (file == nullptr) return false;
     const bool written = std::fprintf(file, "%d", packetSize) > 0;
     return std::fclose(file) == 0 && written;
@@ -120,12 +120,13 @@ bool TsFilter::SetPacketSize(int packetSize) {
             if (streamer) streamer->SetPacketSize(packetSize);
         }
     }
+    const std::string path = platform::DiskPath(kPacketSizeFile);  // first, as there may be no memory for it
     const platform::MutexLock bracket(SystemManager::DiskBracket());
     if (SystemManager::RemountHd(kSettingsPartition, 1) != 0) {
         PANIC("Cant remount rw");
         return false;
     }
-    const bool written = WritePacketSize(packetSize);
+    const bool written = WritePacketSize(path, packetSize);
     if (!written) PANIC("cant open zul_packet_size file for wr");
     SystemManager::RemountHd(kSettingsPartition, 0);
     if (written) LOG("Saved new packet size of %d\n", packetSize);

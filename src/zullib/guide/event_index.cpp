@@ -5,12 +5,15 @@
 
 #include "guide/tunermanager.h"
 
+void EventIndex::MakeRoom(std::uint16_t eventId) {
+    std::unique_ptr<Page>& page = mById[eventId >> kPageBits];
+    if (page == nullptr) page = std::make_unique<Page>();
+}
+
 void EventIndex::Append(Event* event) {
     event->place = mCount++;
     const auto id = static_cast<std::uint16_t>(event->eventId);
-    std::unique_ptr<Page>& page = mById[id >> kPageBits];
-    if (page == nullptr) page = std::make_unique<Page>();
-    (*page)[id % kPageSize] = event;
+    (*mById[id >> kPageBits])[id % kPageSize] = event;
 }
 
 Event* EventIndex::FindId(std::uint16_t eventId) const {
@@ -63,15 +66,13 @@ void EventIndex::Insert(const Span& span) {
     const auto block = BlockOf(span);
     std::vector<Span>& spans = block->spans;
     spans.insert(std::upper_bound(spans.begin(), spans.end(), span), span);
-    if (spans.size() <= kBlockSize) {
-        block->Summarize();
-        return;
-    }
+    block->Summarize();  // whatever becomes of the split, which may find no memory
+    if (spans.size() <= kBlockSize) return;
     const auto middle = spans.begin() + kBlockSize / 2;
-    Block upper(std::vector<Span>(middle, spans.end()));
-    spans.erase(middle, spans.end());
-    block->Summarize();
-    mByTime.insert(block + 1, std::move(upper));
+    const auto upper = mByTime.insert(block + 1, Block(std::vector<Span>(middle, spans.end())));
+    Block& lower = *(upper - 1);
+    lower.spans.erase(lower.spans.begin() + kBlockSize / 2, lower.spans.end());
+    lower.Summarize();
 }
 
 /// Takes a span out, if it is there.

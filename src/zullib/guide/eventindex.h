@@ -14,10 +14,14 @@ class Event;
 /// weeks costs the stream's thread no more than one of hours. The events are the programme's.
 class EventIndex {
  public:
-    /// Takes an event that was appended to the list. It isn't found by time before `SetTime`.
+    /// Allocates what `Append` needs for this event_id.
+    void MakeRoom(std::uint16_t eventId);
+
+    /// Takes an event that was appended to the list, after `MakeRoom`. It isn't found by time before `SetTime`.
     void Append(Event* event);
 
-    /// Sets an event's start and duration, and files it under them.
+    /// Sets an event's start and duration, and files it under them. Where memory runs out, the event may be found under
+    /// neither its old time nor the new one until the next call.
     void SetTime(Event& event, std::uint32_t start, std::uint32_t duration);
 
     /// \return the event with this event_id, or null

@@ -65,9 +65,11 @@ ScalProgramDesc::~ScalProgramDesc() {
 Event* TunerManager::GetEvent(ScalProgramDesc& program, std::uint32_t textLen, std::uint16_t eventId) {
     Event* event = program.mEventIndex.FindId(eventId);
     if (event == nullptr) {
-        event = new Event;
-        event->eventId = eventId;
-        program.mEvents.push_back(event);
+        auto made = std::make_unique<Event>();
+        made->eventId = eventId;
+        program.mEventIndex.MakeRoom(eventId);
+        program.mEvents.push_back(made.get());
+        event = made.release();
         program.mEventIndex.Append(event);
         CountGuideChange();
     }
@@ -98,7 +100,12 @@ bool TunerManager::SetEventInfoForProgram(std::uint16_t sourceId, std::uint16_t 
     event->eventId = eventId;
     event->sourceId = sourceId;
     bool changed = !event->eitWasSet || event->startTime != startTime || event->duration != lengthInSecs;
-    if (changed) program->mEventIndex.SetTime(*event, startTime, lengthInSecs);
+    if (changed) {
+        // Unset meanwhile: where the index finds no memory, the next repetition files the event again.
+        const bool wasSet = std::exchange(event->eitWasSet, false);
+        program->mEventIndex.SetTime(*event, startTime, lengthInSecs);
+        event->eitWasSet = wasSet;
+    }
     changed |= SetTitle(*event, titleText, titleLen, unicode_mode);
     if (changed) CountGuideChange();
     if (event->eitWasSet) return true;

@@ -67,23 +67,25 @@ bool ScalProgramDesc::LoadFromFile(FILE* file) {
 /// Copies the store under its lock and writes the file after it, so that the stream waits for no disk.
 bool TunerManager::SaveScanResults() {
     RequireTransmitter();
-    const platform::MutexLock bracket(SystemManager::DiskBracket());
-    if (SystemManager::RemountHd(kSettingsPartition, 1) != 0) {
-        PANIC("Cant remount rw");
-        return false;
-    }
-    FILE* const file = std::fopen(platform::DiskPath(kResultsFile).c_str(), "we");
-    if (file == nullptr) {
-        PANIC("cant open scan file for wr");
-        SystemManager::RemountHd(kSettingsPartition, 0);
-        return false;
-    }
+    // All memory first: the disk mustn't stay writable where there is none.
+    const std::string path = platform::DiskPath(kResultsFile);
     std::vector<ProgramSummary> programmes;
     {
         const platform::MutexLock lock(mMutex);
         for (const ProgramList& list : mScalProgramDescriptors) {
             for (const ScalProgramDesc& program : list) programmes.emplace_back(program);
         }
+    }
+    const platform::MutexLock bracket(SystemManager::DiskBracket());
+    if (SystemManager::RemountHd(kSettingsPartition, 1) != 0) {
+        PANIC("Cant remount rw");
+        return false;
+    }
+    FILE* const file = std::fopen(path.c_str(), "we");
+    if (file == nullptr) {
+        PANIC("cant open scan file for wr");
+        SystemManager::RemountHd(kSettingsPartition, 0);
+        return false;
     }
     for (const ProgramSummary& program : programmes) WriteLine(program, file);  // a full disk goes unnoticed
     std::fclose(file);

@@ -1,6 +1,7 @@
 // The blind scan: every channel of the mode is tuned, measured and, where the signal is usable, listened to.
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "core/log.h"
 #include "core/modulethread.h"
@@ -90,7 +91,12 @@ bool TunerManager::StartScan() {
 
 void TunerManager::RunScanThread() {
     for (;;) {
-        if (mRunScan.load(std::memory_order_acquire)) DoScan();
+        try {
+            if (mRunScan.load(std::memory_order_acquire)) DoScan();
+        } catch (const std::bad_alloc&) {
+            PANIC("No memory for the scan");
+            EndScan(eScanError);
+        }
         platform::Sleep(kThreadPoll);
     }
 }

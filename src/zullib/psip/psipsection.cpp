@@ -35,9 +35,9 @@ PsipSection::PsipSection(int buffer_size) : PsipSection() {
 
 /// Makes the object what a new one is. A buffer that is large enough stays: sooner or later no one is too small.
 void PsipSection::Renew(int buffer_size) {
-    std::unique_ptr<std::uint8_t[]> buffer = std::move(mSectionBuffer);
     const int capacity = std::max(mCapacity, buffer_size);
-    if (capacity > mCapacity) buffer = std::make_unique<std::uint8_t[]>(static_cast<std::size_t>(capacity));
+    if (capacity > mCapacity) mSectionBuffer = std::make_unique<std::uint8_t[]>(static_cast<std::size_t>(capacity));
+    std::unique_ptr<std::uint8_t[]> buffer = std::move(mSectionBuffer);
     *this = PsipSection();
     mSectionBuffer = std::move(buffer);
     mCapacity = capacity;
