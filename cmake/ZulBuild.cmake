@@ -20,6 +20,11 @@ endif()
 
 find_package(Threads REQUIRED)
 
+# The version is defined once, by project(). zul_version.h makes it a text and three numbers.
+configure_file(${CMAKE_SOURCE_DIR}/cmake/zul_version.h.in ${CMAKE_BINARY_DIR}/generated/zul_version.h @ONLY)
+add_library(zul_version INTERFACE)
+target_include_directories(zul_version INTERFACE ${CMAKE_BINARY_DIR}/generated)
+
 # 64-bit file offsets on 32-bit boards too: an upgrade image may be large.
 add_library(zul_settings INTERFACE)
 target_compile_definitions(zul_settings INTERFACE _FILE_OFFSET_BITS=64)

@@ -13,6 +13,7 @@
 #include "guide/tunermanager.h"
 #include "scarce_memory.h"
 #include "transport.h"
+#include "zul_version.h"
 
 namespace {
 
@@ -54,9 +55,10 @@ TEST_F(CommandManagerTest, EveryRequestHasItsReply) {
         EXPECT_EQ(Ask(request), kOk) << request;
     }
     const std::pair<const char*, std::string> others[] = {
-        {"VERS", "VERS0.82.14OK\r\n"},       {"vers\r\n", "VERS0.82.14OK\r\n"},  {"VERSION", "VERS0.82.14OK\r\n"},
-        {"TIME", "TIME acd4 0000 OK\r\n"},   {"BLIND4", "BLINDSTART:0 KO\r\n"},  {"EITN1,2", "EITI OK\r\n"},
-        {"UPGR?", "UPGRSTATUS0 OK\r\n\r\n"}, {"SCAL", {"ffff\r\nOK\r\n\0", 11}},
+        {"VERS", "VERS" ZUL_VERSION "OK\r\n"},    {"vers\r\n", "VERS" ZUL_VERSION "OK\r\n"},
+        {"VERSION", "VERS" ZUL_VERSION "OK\r\n"}, {"TIME", "TIME acd4 0000 OK\r\n"},
+        {"BLIND4", "BLINDSTART:0 KO\r\n"},        {"EITN1,2", "EITI OK\r\n"},
+        {"UPGR?", "UPGRSTATUS0 OK\r\n\r\n"},      {"SCAL", {"ffff\r\nOK\r\n\0", 11}},
     };
     for (const auto& [request, reply] : others) EXPECT_EQ(Ask(request), Texts{reply}) << request;
 }
@@ -306,5 +308,5 @@ TEST_F(CommandManagerTest, FilterWalksWhatArrivesUntilAnEmptyDatagram) {
     EXPECT_GT(Statistics::Self()->mPatCounter, 0u);
     done = true;
     host.join();
-    EXPECT_EQ(Ask("VERS"), Texts{"VERS0.82.14OK\r\n"});
+    EXPECT_EQ(Ask("VERS"), Texts{"VERS" ZUL_VERSION "OK\r\n"});
 }

@@ -22,6 +22,7 @@
 #include "system_daemon.h"
 #include "udp_client.h"
 #include "zul.h"
+#include "zul_version.h"
 
 TEST(SnmpLocal, ReadsValuesInEveryForm) {
     board::SettingsAgent agent("/mnt/burnt");
@@ -185,7 +186,7 @@ unsigned Count(unsigned wanted) {
 
 std::string BeaconText(const std::string& model) {
     return "ZULB<Device-UUID=" + model + "-02005e100001><Device-SDKClass=SettopBox><Device-Make=ZUL-Marvane>" +
-           "<Device-Model=" + model + "><Device-Revision=0.82.14>\r\n";
+           "<Device-Model=" + model + "><Device-Revision=" ZUL_VERSION ">\r\n";
 }
 
 }  // namespace

@@ -82,9 +82,8 @@ TEST(Boot, AnAgentThatComesLateHoldsUpTheStartButNotTheHostsData) {
     SettingsAgent agent("/mnt/burnt.tar");  // finds the request that waits
     host.join();
     std::string answer;
-    for (int turn = 0; turn < 200 && answer != "VERS0.82.14OK\r\n"; ++turn)
-        answer = board.Ask("VERS", Milliseconds(100));
-    EXPECT_EQ(answer, "VERS0.82.14OK\r\n");
+    for (int turn = 0; turn < 200 && answer != kVersion; ++turn) answer = board.Ask("VERS", Milliseconds(100));
+    EXPECT_EQ(answer, kVersion);
 }
 
 TEST(Boot, WithoutEth0TheBoardWaitsForItsNetwork) {
@@ -96,7 +95,7 @@ TEST(Boot, WithoutEth0TheBoardWaitsForItsNetwork) {
     ASSERT_EQ(std::system("ip link add eth0 type veth peer name far && ip link set far up && ip link set eth0 up &&"
                           "ip address add 10.0.0.1/24 dev eth0 && ip route add 224.0.0.0/4 dev eth0"),
               0);
-    EXPECT_EQ(board.Hear(), "VERS0.82.14OK\r\n");
+    EXPECT_EQ(board.Hear(), kVersion);
 }
 
 }  // namespace

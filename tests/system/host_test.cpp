@@ -14,6 +14,7 @@
 #include "board.h"
 #include "stream_tap.h"
 #include "udp_client.h"
+#include "zul_version.h"
 
 namespace board {
 namespace {
@@ -46,7 +47,7 @@ TEST_P(ExampleHost, MakesABoardThatServesAndTakesData) {
         }
         return false;
     };
-    EXPECT_TRUE(comesTo("VERS", "VERS0.82.14OK\r\n"));
+    EXPECT_TRUE(comesTo("VERS", "VERS" ZUL_VERSION "OK\r\n"));
     if (role == 'T') {
         EXPECT_TRUE(comesTo("UNIT1,239.1.1.1,5001,7", "OK\r\n"));
         while (tap.BytesReceived() == 0 && std::chrono::steady_clock::now() < until) {

@@ -43,7 +43,7 @@ bool LiveBoard::Start() {
     mBoard.Start(mStart);
     // The command socket is bound before the boot's end: what is asked then waits there.
     for (int turn = 0; turn < 100; ++turn) {
-        if (Ask("VERS", Milliseconds(100)) == "VERS0.82.14OK\r\n") {
+        if (Ask("VERS", Milliseconds(100)) == kVersion) {
             while (Hear(Milliseconds(50)) != kSilence) continue;  // earlier requests were only late
             return true;
         }

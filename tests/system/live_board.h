@@ -11,8 +11,11 @@
 
 #include "board.h"
 #include "udp_client.h"
+#include "zul_version.h"
 
 namespace board {
+
+inline constexpr const char* kVersion = "VERS" ZUL_VERSION "OK\r\n";  ///< answer to VERS
 
 struct LiveOptions {
     std::map<int, Channel> band{};

@@ -9,7 +9,6 @@
 namespace board {
 namespace {
 
-constexpr const char* kVersion = "VERS0.82.14OK\r\n";
 constexpr const char* kNo = "KO\r\n";
 
 class Requests : public testing::TestWithParam<char> {

@@ -181,7 +181,7 @@ TEST(Soak, Receiver) {
         board->Browser().Orders().Clear();
         board->Infrared().Keys().Clear();
         board->Serial().Received().Clear();
-        ASSERT_EQ(board.Ask("VERS"), "VERS0.82.14OK\r\n");
+        ASSERT_EQ(board.Ask("VERS"), kVersion);
     });
     stop = true;
     sender.join();

@@ -11,7 +11,6 @@
 
 namespace board {
 
-constexpr const char* kVersion = "VERS0.82.14OK\r\n";
 constexpr const char* kUnit = "UNIT1,239.1.1.1,5001,7,4d,1";
 
 class Transmission : public testing::Test {

@@ -1,15 +1,13 @@
 // The board: its processes, and what passes between them without the module.
 #include "board.h"
 
-#include <arpa/inet.h>
-#include <ifaddrs.h>
-#include <netinet/in.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
 #include <sstream>
 #include <utility>
 
+#include "common/interfaces.h"
 #include "story.h"
 
 namespace board {
@@ -24,18 +22,10 @@ constexpr const char* kReceiverVersion = "67174400";  // 0x04010000
 
 /// \return the IPv4 address of eth0, or "" without one
 std::string OwnAddress() {
-    std::string address;
-    ifaddrs* all = nullptr;
-    if (getifaddrs(&all) != 0) return address;
-    for (const ifaddrs* one = all; one != nullptr; one = one->ifa_next) {
-        if (std::string_view(one->ifa_name) != "eth0" || one->ifa_addr == nullptr) continue;
-        if (one->ifa_addr->sa_family != AF_INET) continue;
-        char text[INET_ADDRSTRLEN];
-        const auto* inet = reinterpret_cast<const sockaddr_in*>(one->ifa_addr);
-        if (inet_ntop(AF_INET, &inet->sin_addr, text, sizeof text) != nullptr) address = text;
+    for (const common::Interface& item : common::Interfaces()) {
+        if (item.name == "eth0") return common::AddressText(item.address);
     }
-    freeifaddrs(all);
-    return address;
+    return "";
 }
 
 }  // namespace

@@ -10,30 +10,12 @@
 #include <thread>
 #include <utility>
 
+#include "common/byte_text.h"
 #include "story.h"
 
 namespace board {
 
 namespace {
-
-/// Turns \n, \r, \\ and \xNN into the bytes that they stand for.
-std::string Unescaped(const std::string& text) {
-    std::string bytes;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char kind = text[i] == '\\' && i + 1 < text.size() ? text[++i] : '\0';
-        switch (kind) {
-            case '\0': bytes += text[i]; break;
-            case 'n': bytes += '\n'; break;
-            case 'r': bytes += '\r'; break;
-            case 'x':
-                bytes += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
-                i += 2;
-                break;
-            default: bytes += kind; break;
-        }
-    }
-    return bytes;
-}
 
 std::string PressKey(Board& board, std::istringstream& words, bool held) {
     std::string name;
@@ -60,7 +42,7 @@ std::string ObeyOrder(Board& board, const std::string& line) try {
     std::string rest;
     std::getline(words >> std::ws, rest);
     if (order == "serial") {
-        board.Serial().Send(Unescaped(rest));
+        board.Serial().Send(common::Unescaped(rest));
         return "bytes sent into the serial port";
     }
     if (order == "screen") {

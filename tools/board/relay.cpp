@@ -1,10 +1,8 @@
 // The relay: two network namespaces, a packet socket in front of each.
 #include "relay.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <fmt/core.h>
-#include <ifaddrs.h>
+#include <fmt/format.h>
 #include <linux/ethtool.h>
 #include <linux/if_packet.h>
 #include <linux/sockios.h>
@@ -28,6 +26,8 @@
 #include <stdexcept>
 #include <system_error>
 #include <vector>
+
+#include "common/interfaces.h"
 
 namespace board {
 
@@ -55,27 +55,12 @@ struct Identity {
 };
 
 Identity IdentityOf(const char* name) {
-    Identity identity;
-    ifaddrs* all = nullptr;
-    if (getifaddrs(&all) != 0) Fail("getifaddrs");
-    for (const ifaddrs* one = all; one != nullptr; one = one->ifa_next) {
-        if (one->ifa_addr == nullptr || std::string_view(one->ifa_name) != name) continue;
-        if (one->ifa_addr->sa_family == AF_INET) {
-            const auto& address = reinterpret_cast<const sockaddr_in*>(one->ifa_addr)->sin_addr;
-            const auto& mask = reinterpret_cast<const sockaddr_in*>(one->ifa_netmask)->sin_addr;
-            char text[INET_ADDRSTRLEN];
-            inet_ntop(AF_INET, &address, text, sizeof text);
-            identity.address = fmt::format("{}/{}", text, std::popcount(mask.s_addr));
-        } else if (one->ifa_addr->sa_family == AF_PACKET) {
-            const auto* octets = reinterpret_cast<const sockaddr_ll*>(one->ifa_addr)->sll_addr;
-            for (int n = 0; n < 6; ++n) identity.hardware += fmt::format("{}{:02x}", n == 0 ? "" : ":", octets[n]);
-        }
+    for (const common::Interface& item : common::Interfaces()) {
+        if (item.name != name) continue;
+        return {fmt::format("{}/{}", common::AddressText(item.address), std::popcount(item.mask)),
+                fmt::format("{:02x}", fmt::join(item.hardware, ":"))};
     }
-    freeifaddrs(all);
-    if (identity.address.empty() || identity.hardware.empty()) {
-        throw std::runtime_error(std::string(name) + " has no address, so there is no network to have faults");
-    }
-    return identity;
+    throw std::runtime_error(std::string(name) + " has no address, so there is no network to have faults");
 }
 
 /// Has the kernel finish each datagram before it leaves: the relay is to lose datagrams, not bundles of them.

@@ -2,14 +2,13 @@
 #include "screen.h"
 
 #include <fmt/format.h>
-#include <spawn.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <system_error>
 
-extern char** environ;
+#include "common/process.h"
 
 namespace board {
 
@@ -65,15 +64,10 @@ std::string Panel(const Layer& layer, const char* colour, const std::string& pie
                        2 * size, write("item", size / 2), write("text", 3 * size));
 }
 
-bool Run(const std::vector<std::string>& words) {
-    std::vector<char*> arguments;
-    for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
-    arguments.push_back(nullptr);
-    pid_t child = 0;
-    if (posix_spawnp(&child, arguments[0], nullptr, nullptr, arguments.data(), environ) != 0) return false;
-    int status = -1;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+bool Run(const std::vector<std::string>& words) try {
+    return common::Process(words).Wait();
+} catch (const std::system_error&) {
+    return false;
 }
 
 }  // namespace

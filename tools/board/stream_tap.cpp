@@ -22,7 +22,6 @@ namespace {
 constexpr std::chrono::milliseconds kKept{2500};
 constexpr std::size_t kLargestDatagram = 65536;
 constexpr int kReceiveBuffer = 4 << 20;
-constexpr std::uint8_t kSync = 0x47;
 
 int Join(const std::string& group, int port) {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -99,7 +98,7 @@ void StreamTap::Take(std::span<const std::uint8_t> datagram) {
         Piece piece{std::chrono::steady_clock::now(), {}};
         std::size_t at = 0;
         while (at + kPacketSize <= mOpen.size()) {
-            if (mOpen[at] != kSync) {
+            if (mOpen[at] != common::kSync) {
                 ++at;
                 continue;
             }

@@ -1,11 +1,7 @@
 // Transport streams on disk: the mapping and the pace (ISO/IEC 13818-1, 2.4.2 and 2.4.3).
 #include "transport_file.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <optional>
 #include <stdexcept>
@@ -14,21 +10,18 @@ namespace board {
 
 namespace {
 
-constexpr std::uint8_t kSync = 0x47;
 constexpr double kClockRate = 27e6;                                   // ticks a second of the system clock
 constexpr std::uint64_t kClockSpan = (std::uint64_t{1} << 33) * 300;  // ticks after which a reference starts again
 
 using Packet = std::span<const std::uint8_t, kPacketSize>;
-
-int Pid(Packet packet) { return (packet[1] & 0x1F) << 8 | packet[2]; }
 
 /// \return the packet's program_clock_reference in ticks of 27 MHz, or nothing
 ///     byte  4     adaptation_field_length
 ///     byte  5     flags, PCR_flag is 0x10
 ///     bytes 6-11  base (33 bits, 90 kHz), reserved (6), extension (9)
 std::optional<std::uint64_t> ClockReference(Packet packet) {
-    const bool hasField = (packet[3] & 0x20) != 0 && packet[4] >= 7;
-    if (packet[0] != kSync || !hasField || (packet[5] & 0x10) == 0) return std::nullopt;
+    const bool hasField = common::HasAdaptation(packet) && packet[4] >= 7;
+    if (packet[0] != common::kSync || !hasField || (packet[5] & 0x10) == 0) return std::nullopt;
     std::uint64_t base = 0;
     for (std::size_t i = 6; i < 10; ++i) base = base << 8 | packet[i];
     base = base << 1 | packet[10] >> 7;
@@ -36,33 +29,25 @@ std::optional<std::uint64_t> ClockReference(Packet packet) {
     return base * 300 + extension;
 }
 
-std::span<const std::uint8_t> Map(const std::string& path) {
-    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd == -1) throw std::runtime_error(fmt::format("{}: can't be opened", path));
-    struct stat status {};
-    fstat(fd, &status);
-    const auto size = static_cast<std::size_t>(status.st_size);
-    void* address = size >= kPacketSize ? mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0) : MAP_FAILED;
-    close(fd);
-    if (address == MAP_FAILED) throw std::runtime_error(fmt::format("{}: shorter than a packet", path));
-    if (*static_cast<const std::uint8_t*>(address) != kSync) {
-        munmap(address, size);
-        throw std::runtime_error(fmt::format("{}: doesn't begin with a packet", path));
-    }
-    return {static_cast<const std::uint8_t*>(address), size};
+std::span<const std::uint8_t> WholePackets(const common::MappedFile& file, const std::string& path) {
+    if (!file.IsOpen()) throw std::runtime_error(fmt::format("{}: can't be opened", path));
+    const auto bytes = file.Bytes();
+    if (bytes.size() < kPacketSize) throw std::runtime_error(fmt::format("{}: shorter than a packet", path));
+    if (bytes[0] != common::kSync) throw std::runtime_error(fmt::format("{}: doesn't begin with a packet", path));
+    return bytes.first(bytes.size() / kPacketSize * kPacketSize);
 }
 
 }  // namespace
 
 double RateByClock(std::span<const std::uint8_t> stream) {
-    std::optional<int> pid;
+    std::optional<std::uint16_t> pid;
     std::uint64_t ticks = 0;  // from the first reference to the last
     std::uint64_t previous = 0;
     std::size_t first = 0;
     std::size_t last = 0;
     for (std::size_t at = 0; at + kPacketSize <= stream.size(); at += kPacketSize) {
         const Packet packet = stream.subspan(at).first<kPacketSize>();
-        if (pid && Pid(packet) != *pid) continue;
+        if (pid && common::PidOf(packet) != *pid) continue;
         const auto clock = ClockReference(packet);
         if (!clock) continue;
         if (pid) {
@@ -70,7 +55,7 @@ double RateByClock(std::span<const std::uint8_t> stream) {
         } else {
             first = at;
         }
-        pid = Pid(packet);
+        pid = common::PidOf(packet);
         previous = *clock;
         last = at;
     }
@@ -79,10 +64,6 @@ double RateByClock(std::span<const std::uint8_t> stream) {
 }
 
 TransportFile::TransportFile(const std::string& path)
-    : mMapped(Map(path)),
-      mBytes(mMapped.first(mMapped.size() / kPacketSize * kPacketSize)),
-      mRate(RateByClock(mBytes)) {}
-
-TransportFile::~TransportFile() { munmap(const_cast<std::uint8_t*>(mMapped.data()), mMapped.size()); }
+    : mFile(path), mBytes(WholePackets(mFile, path)), mRate(RateByClock(mBytes)) {}
 
 }  // namespace board

@@ -5,9 +5,12 @@
 #include <span>
 #include <string>
 
+#include "common/mapped_file.h"
+#include "common/ts_packet.h"
+
 namespace board {
 
-inline constexpr std::size_t kPacketSize = 188;
+inline constexpr std::size_t kPacketSize = common::kTsPacketSize;
 
 /// Bits a second of an 8-VSB channel, of which a stream without a clock takes its pace.
 inline constexpr double kChannelRate = 19'392'658;
@@ -17,9 +20,6 @@ class TransportFile {
  public:
     /// Throws std::runtime_error when there is no such file or it isn't a transport stream of 188-byte packets.
     explicit TransportFile(const std::string& path);
-    ~TransportFile();
-    TransportFile(const TransportFile&) = delete;
-    TransportFile& operator=(const TransportFile&) = delete;
 
     /// \return whole packets, at least one
     std::span<const std::uint8_t> Bytes() const { return mBytes; }
@@ -28,7 +28,7 @@ class TransportFile {
     double Rate() const { return mRate; }
 
  private:
-    std::span<const std::uint8_t> mMapped;
+    common::MappedFile mFile;
     std::span<const std::uint8_t> mBytes;
     double mRate;
 };

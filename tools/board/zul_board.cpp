@@ -25,6 +25,7 @@
 #include "manual.h"
 #include "relay.h"
 #include "replay.h"
+#include "zul_version.h"
 
 namespace {
 
@@ -102,7 +103,7 @@ Options Read(int argc, char** argv) {
         "It uses a board's fixed ports and keys, so run it in tests/sandbox.",
         "zul-board"};
     app.footer(board::kConsoleHelp);
-    cli::AddManualFlag(app, {"0.82.14", {{"see also", "zulctl(1), zul-mux(1)"}}});
+    cli::AddManualFlag(app, {ZUL_VERSION, {{"see also", "zulctl(1), zul-mux(1)"}}});
     Options options;
     std::string role = "T";
     std::vector<std::string> channels;

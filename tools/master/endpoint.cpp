@@ -1,24 +1,12 @@
-// IPv4 addresses, ports and interfaces.
+// IPv4 addresses and ports.
 #include "endpoint.h"
 
 #include <fmt/format.h>
-#include <ifaddrs.h>
-#include <net/if.h>
 
 #include <algorithm>
 #include <charconv>
-#include <memory>
 
 namespace zulctl {
-
-namespace {
-
-std::uint32_t AddressOf(const sockaddr* address) {
-    if (address == nullptr || address->sa_family != AF_INET) return 0;
-    return ntohl(reinterpret_cast<const sockaddr_in*>(address)->sin_addr.s_addr);
-}
-
-}  // namespace
 
 sockaddr_in Endpoint::Sockaddr() const {
     sockaddr_in result{};
@@ -26,10 +14,6 @@ sockaddr_in Endpoint::Sockaddr() const {
     result.sin_port = htons(port);
     result.sin_addr.s_addr = htonl(address);
     return result;
-}
-
-std::string AddressText(std::uint32_t address) {
-    return fmt::format("{}.{}.{}.{}", address >> 24, address >> 16 & 0xFF, address >> 8 & 0xFF, address & 0xFF);
 }
 
 std::string EndpointText(const Endpoint& endpoint) {
@@ -64,24 +48,6 @@ std::optional<Endpoint> ParseEndpoint(std::string_view text) {
     const auto port = ParseNumber(text.substr(colon + 1), 10, 65535);
     if (!address || !port || *port == 0) return std::nullopt;
     return Endpoint{*address, static_cast<std::uint16_t>(*port)};
-}
-
-std::vector<Interface> Interfaces() {
-    ifaddrs* raw = nullptr;
-    if (getifaddrs(&raw) != 0) return {};
-    const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> list(raw, freeifaddrs);
-    std::vector<Interface> result;
-    for (const ifaddrs* entry = raw; entry != nullptr; entry = entry->ifa_next) {
-        const std::uint32_t address = AddressOf(entry->ifa_addr);
-        if (address == 0 || (entry->ifa_flags & IFF_UP) == 0) continue;
-        const std::string name = entry->ifa_name;
-        if (std::any_of(result.begin(), result.end(), [&](const Interface& known) { return known.name == name; }))
-            continue;
-        const bool broadcasts = (entry->ifa_flags & IFF_BROADCAST) != 0;
-        result.push_back({name, static_cast<int>(if_nametoindex(entry->ifa_name)), address,
-                          broadcasts ? AddressOf(entry->ifa_broadaddr) : 0, (entry->ifa_flags & IFF_LOOPBACK) != 0});
-    }
-    return result;
 }
 
 }  // namespace zulctl

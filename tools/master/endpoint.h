@@ -8,9 +8,14 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "common/interfaces.h"
 
 namespace zulctl {
+
+using common::AddressText;
+using common::Interface;
+using common::Interfaces;
 
 /// An address and a UDP port, both in host order.
 struct Endpoint {
@@ -21,8 +26,6 @@ struct Endpoint {
     sockaddr_in Sockaddr() const;
 };
 
-/// \return the dotted text of an address in host order
-std::string AddressText(std::uint32_t address);
 /// \return "address:port"
 std::string EndpointText(const Endpoint& endpoint);
 
@@ -35,17 +38,5 @@ std::optional<Endpoint> ParseEndpoint(std::string_view text);
 std::optional<std::uint32_t> ParseNumber(std::string_view text, int base = 10, std::uint32_t most = 0xFFFFFFFF);
 
 constexpr bool IsMulticast(std::uint32_t address) { return (address >> 28) == 0xE; }
-
-/// A network interface of this machine that is up and has an IPv4 address.
-struct Interface {
-    std::string name;
-    int index;
-    std::uint32_t address;
-    std::uint32_t broadcast;  ///< 0 where it has none
-    bool loopback;
-};
-
-/// \return the interfaces that are up; one entry an interface, with its first address
-std::vector<Interface> Interfaces();
 
 }  // namespace zulctl

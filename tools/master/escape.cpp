@@ -5,7 +5,6 @@
 #include <locale.h>
 #include <wchar.h>
 
-#include <cctype>
 #include <ctime>
 
 namespace zulctl {
@@ -90,24 +89,6 @@ std::string Escaped(std::string_view bytes) {
     return text;
 }
 
-std::string Unescaped(std::string_view text) {
-    std::string bytes;
-    for (std::size_t n = 0; n < text.size(); ++n) {
-        if (text[n] != '\\' || n + 1 == text.size()) {
-            bytes += text[n];
-            continue;
-        }
-        const char kind = text[++n];
-        if (kind == 'x' && n + 2 < text.size()) {
-            bytes += FromHex(text.substr(n + 1, 2));
-            n += 2;
-        } else {
-            bytes += kind == 'r' ? '\r' : kind == 'n' ? '\n' : kind == 't' ? '\t' : kind;
-        }
-    }
-    return bytes;
-}
-
 std::size_t DisplayWidth(std::string_view text) {
     std::size_t width = 0;
     while (!text.empty()) width += static_cast<std::size_t>(CharacterWidth(TakeUtf8(text)));
@@ -126,24 +107,6 @@ std::string CutToWidth(std::string_view text, std::size_t columns) {
     }
     if (columns > 0) result += "…";
     return result;
-}
-
-std::string HexText(std::string_view bytes) {
-    std::string text;
-    for (const char byte : bytes) fmt::format_to(std::back_inserter(text), "{:02x}", static_cast<unsigned char>(byte));
-    return text;
-}
-
-std::string FromHex(std::string_view digits) {
-    std::string bytes;
-    int high = -1;
-    for (const char c : digits) {
-        if (!std::isxdigit(static_cast<unsigned char>(c))) continue;
-        const int digit = c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
-        if (high >= 0) bytes += static_cast<char>(high << 4 | digit);
-        high = high >= 0 ? -1 : digit;
-    }
-    return bytes;
 }
 
 std::string UtcText(std::chrono::system_clock::time_point when) {

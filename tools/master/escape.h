@@ -5,24 +5,22 @@
 #include <string>
 #include <string_view>
 
+#include "common/byte_text.h"
+
 namespace zulctl {
+
+using common::FromHex;
+using common::HexText;
+using common::Unescaped;
 
 /// Makes any bytes safe to print, on one line: valid UTF-8 stays, a backslash is doubled, and control characters (C0,
 /// DEL, C1), bidirectional overrides, line separators and bytes that aren't UTF-8 become \r, \n, \t, \xNN or \u{NNNN}.
 std::string Escaped(std::string_view bytes);
 
-/// Turns \r, \n, \t, \\ and \xNN into the bytes that they stand for.
-std::string Unescaped(std::string_view text);
-
 /// \return the columns that escaped UTF-8 text takes on a terminal
 std::size_t DisplayWidth(std::string_view text);
 /// Cuts escaped text to at most `columns`, the last of which then shows an ellipsis.
 std::string CutToWidth(std::string_view text, std::size_t columns);
-
-/// \return two lower-case digits for each byte
-std::string HexText(std::string_view bytes);
-/// \return the bytes behind pairs of hexadecimal digits; other characters are skipped
-std::string FromHex(std::string_view digits);
 
 /// Appends a character in UTF-8; surrogates and values above U+10FFFF become U+FFFD.
 void AppendUtf8(std::string& text, char32_t character);

@@ -11,9 +11,9 @@
 
 namespace zulctl {
 
-namespace {
+using namespace common;
 
-constexpr std::uint8_t kSync = 0x47;
+namespace {
 
 double Seconds(std::chrono::steady_clock::duration span) { return std::chrono::duration<double>(span).count(); }
 
@@ -21,18 +21,7 @@ std::size_t HashOf(Bytes bytes) {
     return std::hash<std::string_view>{}({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
-/// Header fields (ISO/IEC 13818-1, 2.4.3.2).
-std::uint16_t PidOf(Bytes packet) { return Be16(packet, 1) & 0x1FFF; }
-bool HasAdaptation(Bytes packet) { return (packet[3] & 0x20) != 0; }
-bool HasPayload(Bytes packet) { return (packet[3] & 0x10) != 0; }
 bool Discontinuity(Bytes packet) { return HasAdaptation(packet) && packet[4] > 0 && (packet[5] & 0x80) != 0; }
-
-Bytes PayloadOf(Bytes packet) {
-    if (!HasPayload(packet)) return {};
-    Bytes rest = packet.subspan(4);
-    if (HasAdaptation(packet)) TakeAtMost(rest, std::size_t{packet[4]} + 1);
-    return rest;
-}
 
 /// Datagrams of stuffing are all alike.
 bool IsStuffing(Bytes datagram) {
@@ -127,18 +116,18 @@ void StreamProbe::Packet(Bytes packet) {
     PidReport& report = mReport.pids[pid];
     ++report.packets;
     if (pid == kNullPid) return;
-    if ((packet[1] & 0x80) != 0) {
+    if (HasTransportError(packet)) {
         ++report.damaged;  // nothing else in it can be believed
         return;
     }
-    if ((packet[3] & 0xC0) != 0) ++report.scrambled;
+    if (IsScrambled(packet)) ++report.scrambled;
 
     PidState& state = mStates[pid];
     if (!ContinuityHolds(packet, report, state)) return;
     const auto isPmt = [&](const auto& item) { return item.second.pmtPid == pid; };
     if (pid != 0 && std::none_of(mReport.programmes.begin(), mReport.programmes.end(), isPmt)) return;
     if (!state.sections) state.sections = std::make_unique<SectionGatherer>();
-    state.sections->Add(PayloadOf(packet), (packet[1] & 0x40) != 0,
+    state.sections->Add(PayloadOf(packet), UnitStarts(packet),
                         [&](Bytes section) { pid == 0 ? Pat(section) : Pmt(section, pid); });
 }
 
@@ -146,7 +135,7 @@ void StreamProbe::Packet(Bytes packet) {
 /// sent twice, and a discontinuity may be announced.
 /// \return false when the packet is a second copy, whose content counts once
 bool StreamProbe::ContinuityHolds(Bytes packet, PidReport& report, PidState& state) {
-    const int counter = packet[3] & 0x0F;
+    const int counter = ContinuityOf(packet);
     const int before = state.continuity;
     const bool copy = before == counter && HasPayload(packet) && !state.lastWasDuplicate &&
                       std::equal(packet.begin(), packet.end(), state.last.begin());

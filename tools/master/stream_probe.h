@@ -11,12 +11,14 @@
 #include <string>
 #include <vector>
 
-#include "stream_psi.h"
+#include "common/psi.h"
+#include "common/ts_packet.h"
 
 namespace zulctl {
 
-inline constexpr std::size_t kTsPacketSize = 188;
-inline constexpr std::uint16_t kNullPid = 0x1FFF;
+using common::kNullPid;
+using common::kTsPacketSize;
+using common::StreamTypeName;
 
 /// Smallest, largest and mean of what was noted.
 class Spread {
@@ -59,7 +61,7 @@ struct TableReport {
 struct ProgrammeReport {
     std::uint16_t pmtPid = 0;
     std::uint16_t pcrPid = kNullPid;
-    std::vector<PmtSection::Stream> streams;
+    std::vector<common::PmtSection::Stream> streams;
     TableReport pmt;
 };
 
@@ -106,7 +108,7 @@ class StreamProbe {
         int continuity = -1;
         bool lastWasDuplicate = false;
         std::array<std::uint8_t, kTsPacketSize> last{};
-        std::unique_ptr<SectionGatherer> sections;
+        std::unique_ptr<common::SectionGatherer> sections;
     };
     void Packet(Bytes packet);
     bool ContinuityHolds(Bytes packet, PidReport& report, PidState& state);
@@ -122,7 +124,7 @@ class StreamProbe {
     Time mFirst{};
     std::size_t mLastHash = 0;
     std::map<std::uint16_t, PidState> mStates;
-    std::map<std::uint8_t, PatSection> mPat;  ///< by section_number
+    std::map<std::uint8_t, common::PatSection> mPat;  ///< by section_number
 };
 
 /// A finding of the judge.

@@ -4,15 +4,14 @@
 
 #include "commands/commands.h"
 #include "manual.h"
+#include "zul_version.h"
 
 namespace {
 
 using zulctl::Session;
 
-constexpr const char* kVersion = "0.82.14";
-
 const cli::ManualMatter kManual = {
-    kVersion,
+    ZUL_VERSION,
     {{"output",
       "Data goes to standard output as a table, as one JSON object that begins with its schema (--json; a line an\n"
       "object for a command that goes on), or as key=value lines (--format plain). The schema \"zulctl.status/1\" is\n"
@@ -77,7 +76,7 @@ int main(int argc, char** argv) {
         "zulctl");
     app.require_subcommand(1);
     app.fallthrough();
-    app.set_version_flag("--version", std::string("zulctl ") + kVersion);
+    app.set_version_flag("--version", "zulctl " ZUL_VERSION);
     cli::AddManualFlag(app, kManual);
     app.footer("Exit codes: 0 done, 1 the board refused, 2 wrong usage, 3 no answer, 4 some boards only.");
     Session session;

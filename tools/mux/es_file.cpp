@@ -2,13 +2,10 @@
 #include "es_file.h"
 
 #include <bitstream/atsc/a52.h>
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 
+#include "common/mapped_file.h"
 #include "error.h"
 
 namespace mux {
@@ -19,32 +16,15 @@ constexpr std::uint8_t kPicture = 0x00;
 constexpr std::uint8_t kSequenceHeader = 0xB3;
 constexpr std::uint8_t kGroupHeader = 0xB8;
 
-class MappedFile {
- public:
-    explicit MappedFile(const std::string& name) {
-        const int file = open(name.c_str(), O_RDONLY | O_CLOEXEC);
-        struct stat status {};
-        if (file >= 0 && fstat(file, &status) == 0 && status.st_size > 0) {
-            mSize = static_cast<std::size_t>(status.st_size);
-            mBytes = mmap(nullptr, mSize, PROT_READ, MAP_PRIVATE, file, 0);
-        }
-        if (file >= 0) close(file);
-        if (mBytes == MAP_FAILED) throw Error(name + ": it can't be read, or is empty");
-    }
-    MappedFile(const MappedFile&) = delete;
-    MappedFile& operator=(const MappedFile&) = delete;
-    ~MappedFile() { munmap(mBytes, mSize); }
-
-    std::span<const std::uint8_t> Bytes() const { return {static_cast<const std::uint8_t*>(mBytes), mSize}; }
-
- private:
-    void* mBytes = MAP_FAILED;
-    std::size_t mSize = 0;
-};
+std::unique_ptr<common::MappedFile> Map(const std::string& name) {
+    auto file = std::make_unique<common::MappedFile>(name);
+    if (file->Bytes().empty()) throw Error(name + ": it can't be read, or is empty");
+    return file;
+}
 
 class FileStream : public ElementaryStream {
  public:
-    FileStream(std::uint8_t streamId, std::unique_ptr<MappedFile> file, std::vector<UnitPlace> places,
+    FileStream(std::uint8_t streamId, std::unique_ptr<common::MappedFile> file, std::vector<UnitPlace> places,
                std::int64_t unitTime)
         : mStreamId(streamId), mFile(std::move(file)), mPlaces(std::move(places)) {
         for (const UnitPlace& place : mPlaces) {
@@ -61,7 +41,7 @@ class FileStream : public ElementaryStream {
 
  private:
     const std::uint8_t mStreamId;
-    const std::unique_ptr<MappedFile> mFile;
+    const std::unique_ptr<common::MappedFile> mFile;
     const std::vector<UnitPlace> mPlaces;
     std::vector<AccessUnit> mUnits;
 };
@@ -122,14 +102,14 @@ std::vector<UnitPlace> FindAc3Frames(std::span<const std::uint8_t> bytes) {
 }
 
 std::unique_ptr<ElementaryStream> OpenVideoFile(const std::string& file, std::size_t count) {
-    auto mapped = std::make_unique<MappedFile>(file);
+    auto mapped = Map(file);
     auto places = FindPictures(mapped->Bytes());
     Cut(places, 0, count, file);
     return std::make_unique<FileStream>(kStreamIdVideo, std::move(mapped), std::move(places), kPictureTime);
 }
 
 std::unique_ptr<ElementaryStream> OpenAc3File(const std::string& file, std::size_t skip, std::size_t count) {
-    auto mapped = std::make_unique<MappedFile>(file);
+    auto mapped = Map(file);
     auto places = FindAc3Frames(mapped->Bytes());
     Cut(places, skip, count, file);
     return std::make_unique<FileStream>(kStreamIdPrivate1, std::move(mapped), std::move(places), kAc3FrameTime);

@@ -1,16 +1,10 @@
 // Pictures and sound by ffmpeg, which runs in the folder that its files go to.
 #include "ffmpeg_supply.h"
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 
+#include "common/process.h"
 #include "error.h"
 #include "es_file.h"
 
@@ -51,23 +45,6 @@ std::string Picture(const Programme& programme, const std::string& font) {
     return source + ",drawtext=text='%{pts\\:hms}'" + box + ":fontsize=h/12:y=h*7/8-text_h";
 }
 
-pid_t Start(const std::vector<std::string>& command, const std::string& folder, const std::string& log) {
-    std::vector<char*> words;
-    for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
-    words.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-    pid_t process = 0;
-    const int error = posix_spawnp(&process, words[0], &actions, nullptr, words.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (error != 0) throw Error(command[0] + ": " + std::strerror(error));
-    return process;
-}
-
 std::string LastLine(const std::string& file) {
     std::ifstream stream(file);
     std::string last;
@@ -77,32 +54,19 @@ std::string LastLine(const std::string& file) {
     return last;
 }
 
-// One run of ffmpeg, waited for at the latest when the object goes.
+// One run of ffmpeg.
 class Coding {
  public:
     Coding(const std::vector<std::string>& command, const std::string& folder, const std::string& log)
-        : mLog(folder + "/" + log), mProcess(Start(command, folder, log)) {}
-    Coding(const Coding&) = delete;
-    Coding& operator=(const Coding&) = delete;
-    ~Coding() {
-        if (mProcess > 0) Wait();
-    }
+        : mLog(folder + "/" + log), mProcess(command, folder, log) {}
 
     void Finish() {
-        if (Wait() != 0) throw Error("ffmpeg failed: " + LastLine(mLog));
+        if (!mProcess.Wait()) throw Error("ffmpeg failed: " + LastLine(mLog));
     }
 
  private:
-    int Wait() {
-        int status = -1;
-        while (waitpid(mProcess, &status, 0) < 0 && errno == EINTR) {
-        }
-        mProcess = 0;
-        return status;
-    }
-
     const std::string mLog;
-    pid_t mProcess;
+    common::Process mProcess;
 };
 
 }  // namespace
@@ -155,7 +119,7 @@ FfmpegSupply::FfmpegSupply(const std::string& ffmpeg, const std::string& folder,
                                                        FileOf(programme.number, ".log")));
         }
         for (const auto& coding : running) coding->Finish();
-    } catch (const Error&) {
+    } catch (const std::exception&) {
         fs::remove_all(mFolder, error);
         throw;
     }

@@ -11,6 +11,7 @@
 #include "ffmpeg_supply.h"
 #include "manual.h"
 #include "multiplexer.h"
+#include "zul_version.h"
 
 namespace {
 
@@ -46,7 +47,7 @@ void Declare(CLI::App& app, Arguments& arguments) {
            "NAME,...@SECONDS, more than once: cc-gap, dup, crc, long-section, version-wrap, pmt-move, bad-huffman")
         ->allow_extra_args(false);
     app.add_flag("-q,--quiet", arguments.quiet, "no summary");
-    cli::AddManualFlag(app, {"0.82.14", {{"see also", "zulctl(1), zul-board(1)"}}});
+    cli::AddManualFlag(app, {ZUL_VERSION, {{"see also", "zulctl(1), zul-board(1)"}}});
     app.footer("Exit codes: 0 done, 1 the stream can't be made, 2 wrong usage.");
 }
 

@@ -5,8 +5,8 @@
 #include "channel_table.h"
 #include "channels.h"
 #include "commands.h"
+#include "common/psi.h"
 #include "escape.h"
-#include "stream_psi.h"
 
 namespace zulctl {
 
@@ -21,7 +21,7 @@ std::string ChannelTable(const Output& out, const std::vector<Channel>& channels
                  {"AUDIO", Align::kLeft, true, 2},
                  {"SCRAMBLED", Align::kLeft, false, 1}});
     const auto kind = [](int type) {
-        return type == 0 ? std::string("-") : StreamTypeName(static_cast<std::uint8_t>(type));
+        return type == 0 ? std::string("-") : common::StreamTypeName(static_cast<std::uint8_t>(type));
     };
     int index = 0;
     for (const Channel& channel : channels) {
