@@ -77,7 +77,7 @@ TEST(Description, RulesMakeDaysOfEvents) {
         mux::ParseDescription(
             kHead + R"(, "guide": {"events": [{"start": "+0:00", "id": 2}], "rules": [{"from": "-1:00", "hours": 48,
         "minutes": [30, 60], "titles": ["News {n}", {"text": "Kino {day}", "language": "deu"}], "texts": ["A", "B"],
-        "text_every": 3, "overlap_every": 4, "cancel_every": 5, "cancelled_at": 700}]}}]})")
+        "text_every": 3, "overlap_every": 4}]}}]})")
             .programmes[0]
             .events;
     ASSERT_EQ(events.size(), 1u + 64u);
@@ -92,8 +92,6 @@ TEST(Description, RulesMakeDaysOfEvents) {
     EXPECT_TRUE(events[2].text.empty());
     EXPECT_EQ(events[4].text[0].text, "B");
     EXPECT_EQ(events[4].seconds, 5400u) << "runs into its follower";
-    EXPECT_FALSE(events[4].cancelled);
-    EXPECT_EQ(events[5].cancelled, 700u);
 }
 
 TEST(Description, TheExamplesMakeMultiplexes) {

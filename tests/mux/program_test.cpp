@@ -6,11 +6,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <set>
 
 #include "mux/error.h"
 #include "mux/es_file.h"
-#include "mux/fault.h"
 
 namespace {
 
@@ -106,7 +104,6 @@ TEST_F(Program, SaysWhatIsWrongAndLeavesNothing) {
         {kSmall + "--no-av -o /dev/full", 1, "/dev/full: writing failed"},
         {kSmall + "-o out.ts --ffmpeg ./nosuch", 1, "./nosuch: No such file"},
         {kSmall + "-o out.ts --start yesterday", 1, "\"yesterday\": a moment"},
-        {kSmall + "--no-av -o out.ts --fault crcs@1", 1, "fault \"crcs\" isn't known; known are cc-gap, dup, crc, "},
         {"pattern.json -o out.ts", 1, "zul-mux: "},
     };
     for (const auto& [arguments, code, text] : kCases) {
@@ -117,21 +114,6 @@ TEST_F(Program, SaysWhatIsWrongAndLeavesNothing) {
     }
     EXPECT_TRUE(fs::is_character_file("/dev/full")) << "a device stays what it is";
     EXPECT_EQ(Mux(kSmall + "--no-av -q -d 1 -o - | wc -c").text, std::to_string(3989 * 188) + "\n");
-}
-
-TEST_F(Program, HasEachFaultAndTellsOfIt) {
-    const std::string help = Mux("--help").text;
-    const std::string manual = Shell(std::string("cat ") + ZUL_EXAMPLES + "/README.md").text;
-    const auto make = [this](const std::string& options) {
-        return Mux(kSmall + "--no-av -q -d 2 -o - " + options + " | sha256sum").text;
-    };
-    std::set<std::string> streams{make("")};
-    for (const mux::FaultName& fault : mux::kFaultNames) {
-        const std::string name(fault.name);
-        EXPECT_NE(help.find(name), std::string::npos) << name;
-        EXPECT_NE(manual.find("| `" + name + "` |"), std::string::npos) << name;
-        EXPECT_TRUE(streams.insert(make("--fault " + name + "@0.5")).second) << name << " changes nothing";
-    }
 }
 
 TEST(ElementaryStreams, AreCutIntoTheirUnits) {

@@ -159,44 +159,4 @@ TEST(Multiplex, HasNoLeastSize) {
     EXPECT_EQ(brief.Faults(), std::vector<std::string>{});
 }
 
-// A cancelled event goes with a version of its windows' tables, and one of the MGT that tells of it.
-TEST(Multiplex, CancellationChangesVersionsFromItsMomentOn) {
-    mux::Description description = MakeDescription();
-    description.version = 31;
-    description.programmes[0].events[1].cancelled = 1'000;
-    description.repetition.eit0 = description.repetition.ett0 = 200;
-    StreamReader reader(mux::MakeMultiplex(description, {.milliseconds = 2'000}), SectionPids(description));
-    for (const auto& [pid, tableId, changes] : {std::tuple{mux::kPidEit0, 0xCB, true},
-                                                {mux::kPidEtt0, 0xCC, true},
-                                                {mux::kPidPsip, 0xC7, true},
-                                                {mux::kPidPat, 0x00, false}}) {
-        for (const SeenSection& section : reader.Pid(pid).sections) {
-            if (section.bytes[0] != tableId || std::abs(Seconds(section.packet) - 1) < 0.11)
-                continue;  // a sending under way
-            const int version = psi_get_version(section.bytes.data());
-            ASSERT_EQ(version, changes && Seconds(section.packet) > 1 ? 0 : 31)
-                << pid << " at " << Seconds(section.packet);
-            if (tableId != 0xCB || section.bytes[4] != 101) continue;
-            ASSERT_EQ(section.bytes[9], version == 31 ? 6 : 5) << "events at " << Seconds(section.packet);
-        }
-    }
-}
-
-// Later windows have a period longer than the stream: their new versions go out nevertheless.
-TEST(Multiplex, EveryVersionThatTheMgtTellsGoesOut) {
-    mux::Description description = MakeDescription();
-    for (mux::GuideEvent& event : description.programmes[0].events) {
-        if (event.id % 4 == 0) event.cancelled = 1'500;
-    }
-    StreamReader reader(mux::MakeMultiplex(description, {.milliseconds = 2'000}), SectionPids(description));
-    for (std::uint16_t k = 0; k < 4; ++k) {
-        for (const auto first : {mux::kPidEit0, mux::kPidEtt0}) {
-            const auto& sections = reader.Pid(static_cast<std::uint16_t>(first + k)).sections;
-            ASSERT_FALSE(sections.empty());
-            EXPECT_EQ(psi_get_version(sections.front().bytes.data()), 0) << first << " + " << k;
-            EXPECT_EQ(psi_get_version(sections.back().bytes.data()), 1) << first << " + " << k;
-        }
-    }
-}
-
 }  // namespace

@@ -33,12 +33,11 @@ struct Audio {
 
 /// One event of a programme's guide.
 struct GuideEvent {
-    std::uint16_t id = 0;                      ///< 1 to 0x3FFF, unique in the programme
-    std::int64_t start = 0;                    ///< seconds from the stream's begin, may lie before it
-    std::uint32_t seconds = 1800;              ///< length
-    Text title{};                              ///< no string: title_length 0
-    Text text{};                               ///< no string: no ETT
-    std::optional<std::uint32_t> cancelled{};  ///< millisecond of the stream from which the tables lack the event
+    std::uint16_t id = 0;          ///< 1 to 0x3FFF, unique in the programme
+    std::int64_t start = 0;        ///< seconds from the stream's begin, may lie before it
+    std::uint32_t seconds = 1800;  ///< length
+    Text title{};                  ///< no string: title_length 0
+    Text text{};                   ///< no string: no ETT
 };
 
 struct Programme {

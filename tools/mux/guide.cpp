@@ -1,8 +1,7 @@
-// The guide's tables: which events each window of three hours has, before and after each cancellation.
+// Sorts events into windows and codes them.
 #include "guide.h"
 
 #include <algorithm>
-#include <set>
 
 #include "eit_writer.h"
 #include "ett_writer.h"
@@ -10,7 +9,7 @@
 namespace mux {
 namespace {
 
-// An event whose texts are coded once, whatever number of tables it comes to stand in.
+// An event with its coded texts, which several windows may carry.
 struct CodedEvent {
     const GuideEvent* event;
     std::uint16_t sourceId;
@@ -47,29 +46,28 @@ std::size_t CountWindows(const std::vector<CodedEvent>& events, std::int64_t fir
     return std::clamp(windows, kMinWindows, kMaxWindows);
 }
 
-// An event of no length stands in the window that it starts in.
+// An event of no length belongs to the window in which it starts.
 bool InWindow(const CodedEvent& coded, std::int64_t from) {
     return coded.start < from + kWindow && coded.start + std::max<std::int64_t>(1, coded.event->seconds) > from;
 }
 
-GuideWindow MakeWindow(const Description& description, const std::vector<const CodedEvent*>& events,
-                       std::uint8_t version) {
+GuideWindow MakeWindow(const Description& description, const std::vector<CodedEvent>& events, std::int64_t from) {
     GuideWindow window;
     for (const Programme& programme : description.programmes) {
-        Eit eit{.sourceId = programme.sourceId, .version = version, .events = {}};
-        for (const CodedEvent* coded : events) {
-            if (coded->sourceId != programme.sourceId) continue;
-            eit.events.push_back({.id = coded->event->id,
-                                  .start = static_cast<std::uint32_t>(coded->start),
-                                  .seconds = coded->event->seconds,
-                                  .etmLocation = static_cast<std::uint8_t>(coded->text.empty() ? 0 : 1),
-                                  .title = coded->title,
+        Eit eit{.sourceId = programme.sourceId, .version = description.version, .events = {}};
+        for (const CodedEvent& coded : events) {
+            if (coded.sourceId != programme.sourceId || !InWindow(coded, from)) continue;
+            eit.events.push_back({.id = coded.event->id,
+                                  .start = static_cast<std::uint32_t>(coded.start),
+                                  .seconds = coded.event->seconds,
+                                  .etmLocation = static_cast<std::uint8_t>(coded.text.empty() ? 0 : 1),
+                                  .title = coded.title,
                                   .descriptors = {}});
-            if (coded->text.empty()) continue;
+            if (coded.text.empty()) continue;
             window.ett.push_back(WriteEtt({.extension = static_cast<std::uint16_t>(window.ett.size()),
-                                           .version = version,
-                                           .etmId = EventEtmId(coded->sourceId, coded->event->id),
-                                           .message = coded->text}));
+                                           .version = description.version,
+                                           .etmId = EventEtmId(coded.sourceId, coded.event->id),
+                                           .message = coded.text}));
         }
         const auto sections = WriteEit(eit);
         window.eit.insert(window.eit.end(), sections.begin(), sections.end());
@@ -79,40 +77,15 @@ GuideWindow MakeWindow(const Description& description, const std::vector<const C
 
 }  // namespace
 
-std::vector<GuideEdition> MakeGuide(const Description& description) {
+std::vector<GuideWindow> MakeGuide(const Description& description) {
     const auto events = CodeEvents(description);
     if (events.empty()) return {};
-    std::set<std::uint32_t> changes{0};
-    for (const CodedEvent& coded : events) {
-        if (coded.event->cancelled) changes.insert(*coded.event->cancelled);
-    }
+    std::vector<GuideWindow> windows;
     const std::int64_t first = FirstWindow(description);
-    const std::size_t windows = CountWindows(events, first);
-    std::vector<GuideEdition> editions;
-    std::vector<std::vector<const CodedEvent*>> before(windows);
-    for (const std::uint32_t from : changes) {
-        GuideEdition edition;
-        edition.from = from;
-        for (std::size_t k = 0; k < windows; ++k) {
-            std::vector<const CodedEvent*> here;
-            for (const CodedEvent& coded : events) {
-                const bool cancelled = coded.event->cancelled && *coded.event->cancelled <= from;
-                if (!cancelled && InWindow(coded, first + static_cast<std::int64_t>(k * kWindow)))
-                    here.push_back(&coded);
-            }
-            if (!editions.empty() && here == before[k]) {
-                edition.windows.push_back(editions.back().windows[k]);
-                edition.versions.push_back(editions.back().versions[k]);
-                continue;
-            }
-            const unsigned version = editions.empty() ? description.version : editions.back().versions[k] + 1u;
-            edition.versions.push_back(static_cast<std::uint8_t>(version & 31u));
-            edition.windows.push_back(MakeWindow(description, here, edition.versions.back()));
-            before[k] = std::move(here);
-        }
-        editions.push_back(std::move(edition));
+    for (std::size_t k = 0; k < CountWindows(events, first); ++k) {
+        windows.push_back(MakeWindow(description, events, first + static_cast<std::int64_t>(k * kWindow)));
     }
-    return editions;
+    return windows;
 }
 
 }  // namespace mux

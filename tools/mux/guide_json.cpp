@@ -39,7 +39,6 @@ GuideEvent ReadEvent(JsonObject object, std::int64_t startUtc) {
                                           : object.Get<std::uint32_t>("minutes", 30u, 0, 0xFFFFF / 60) * 60;
     event.title = ParseText(object, "title");
     event.text = ParseText(object, "text");
-    if (object.Has("cancelled_at")) event.cancelled = object.Get<std::uint32_t>("cancelled_at");
     object.CheckKeys();
     return event;
 }
@@ -59,10 +58,8 @@ struct Rule {
     std::vector<std::int64_t> minutes;
     std::vector<Text> titles;
     std::vector<Text> texts;
-    std::size_t textEvery = 1;      ///< events from one with a text to the next
-    std::size_t overlapEvery = 0;   ///< events from one that runs into its follower to the next, 0: none does
-    std::size_t cancelEvery = 0;    ///< events from one that is cancelled to the next
-    std::uint32_t cancelledAt = 0;  ///< millisecond of the stream
+    std::size_t textEvery = 1;     ///< events from one with a text to the next
+    std::size_t overlapEvery = 0;  ///< events from one that runs into its follower to the next, 0: none does
 
     GuideEvent Make(std::size_t n, std::int64_t start) const;
 };
@@ -90,8 +87,6 @@ Rule ReadRule(JsonObject object, std::int64_t startUtc) {
     rule.texts = ReadTexts(object, "texts");
     rule.textEvery = object.Get<std::uint16_t>("text_every", std::uint16_t{1}, 1);
     rule.overlapEvery = object.Get<std::uint16_t>("overlap_every", std::uint16_t{0});
-    rule.cancelEvery = object.Get<std::uint16_t>("cancel_every", std::uint16_t{0});
-    rule.cancelledAt = object.Get<std::uint32_t>("cancelled_at", 0u);
     object.CheckKeys();
     return rule;
 }
@@ -111,7 +106,6 @@ GuideEvent Rule::Make(std::size_t n, std::int64_t start) const {
     if (every(overlapEvery)) event.seconds += event.seconds / 2;
     if (!titles.empty()) event.title = fill(titles[n % titles.size()]);
     if (!texts.empty() && n % textEvery == 0) event.text = fill(texts[n / textEvery % texts.size()]);
-    if (every(cancelEvery)) event.cancelled = cancelledAt;
     return event;
 }
 

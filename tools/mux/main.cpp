@@ -28,7 +28,6 @@ struct Arguments {
     std::string ffmpeg = "ffmpeg";
     bool quiet = false;
     std::uint64_t seed = 1;
-    std::vector<std::string> faults;
 };
 
 void Declare(CLI::App& app, Arguments& arguments) {
@@ -42,10 +41,6 @@ void Declare(CLI::App& app, Arguments& arguments) {
     app.add_flag("--no-av", arguments.noAv, "arbitrary bytes instead of pictures and sound; needs no ffmpeg");
     app.add_option("--ffmpeg", arguments.ffmpeg, "program that makes pictures and sound")->capture_default_str();
     app.add_option("--seed", arguments.seed, "of all that is arbitrary")->capture_default_str();
-    app.add_option(
-           "--fault", arguments.faults,
-           "NAME,...@SECONDS, more than once: cc-gap, dup, crc, long-section, version-wrap, pmt-move, bad-huffman")
-        ->allow_extra_args(false);
     app.add_flag("-q,--quiet", arguments.quiet, "no summary");
     cli::AddManualFlag(app, {ZUL_VERSION, {{"see also", "zulctl(1), zul-board(1)"}}});
     app.footer("Exit codes: 0 done, 1 the stream can't be made, 2 wrong usage.");
@@ -106,10 +101,6 @@ void Run(const Arguments& arguments) {
     mux::MuxOptions options;
     options.milliseconds = static_cast<std::uint32_t>(arguments.seconds * 1000);
     options.seed = arguments.seed;
-    for (const std::string& text : arguments.faults) {
-        const auto faults = mux::ParseFaults(text);
-        options.faults.insert(options.faults.end(), faults.begin(), faults.end());
-    }
     const auto supply = MakeSupply(arguments, description, options);
     Output output(arguments.output);
     mux::Multiplex(description, options, *supply, [&](const mux::Packet& packet) { output.Write(packet); });

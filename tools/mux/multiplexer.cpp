@@ -9,13 +9,10 @@
 #include <memory>
 #include <optional>
 #include <queue>
-#include <set>
 #include <string>
 
 #include "error.h"
 #include "es_flow.h"
-#include "packet_faults.h"
-#include "table_faults.h"
 #include "table_flow.h"
 #include "tables.h"
 
@@ -33,17 +30,6 @@ constexpr std::int64_t kAudioDelay = 90 * 90;
 // Elementary streams may take this part of the rate at most, with the tables.
 constexpr double kUsableRate = 0.98;
 
-std::vector<Table> MakeFaultyTables(const Description& description, const MuxOptions& options) {
-    for (const Fault& fault : options.faults) {
-        if (fault.at >= options.milliseconds) {
-            throw Error("fault " + std::string(NameOf(fault.kind)) + ": the stream ends before it");
-        }
-    }
-    std::vector<Table> tables = MakeTables(description, options.milliseconds);
-    ApplyTableFaults(tables, description, options.faults, options.seed);
-    return tables;
-}
-
 class Builder {
  public:
     Builder(const Description& description, const MuxOptions& options, StreamSupply& supply)
@@ -51,28 +37,22 @@ class Builder {
           mOptions(options),
           mSlots(CountPackets(description, options.milliseconds)),
           mScrambler(static_cast<std::minstd_rand::result_type>(options.seed)),
-          mTables(MakeFaultyTables(description, options)) {
+          mTables(MakeTables(description, options.milliseconds)) {
         AddTables();
         for (const Programme& programme : description.programmes) AddProgramme(programme, supply);
         CheckRate();
     }
 
     void Run(const PacketSink& sink) {
-        std::set<std::uint16_t> sectionPids;
-        for (const Table& table : mTables) sectionPids.insert(table.pid);
-        PacketFaults faults(mOptions.faults, mOptions.seed, std::move(sectionPids), mDescription.rate);
         for (std::size_t i = 0; i < mFlows.size(); ++i) Enqueue(i);
         Packet null;
         ts_pad(null.data());
         for (std::size_t slot = 0; slot < mSlots; ++slot) {
             const auto bytes = static_cast<std::int64_t>(slot * kPacketSize);
             const auto next = Dequeue(TimeOf(bytes));
-            Packet packet = next ? mFlows[*next]->Take(TimeOf(bytes + kPcrByte)) : null;
-            faults.Pass(packet);
-            sink(packet);
+            sink(next ? mFlows[*next]->Take(TimeOf(bytes + kPcrByte)) : null);
             if (next) Enqueue(*next);
         }
-        faults.Finish();
         for (const auto& flow : mFlows) {
             if (flow->Remaining() > 0) throw Error("the rate is too low: not all packets found a slot");
         }

@@ -3,11 +3,9 @@
 
 #include <cstdint>
 #include <functional>
-#include <vector>
 
 #include "description.h"
 #include "elementary_stream.h"
-#include "fault.h"
 #include "packetizer.h"
 
 namespace mux {
@@ -15,7 +13,6 @@ namespace mux {
 struct MuxOptions {
     std::uint32_t milliseconds = 10'000;  ///< length of the stream
     std::uint64_t seed = 1;               ///< of all that is arbitrary; the same seed makes the same stream
-    std::vector<Fault> faults{};          ///< given to the stream on purpose
 };
 
 /// Takes the packets of a stream, in order.
@@ -28,8 +25,7 @@ using PacketSink = std::function<void(const Packet&)>;
 /// section of every table are whole, and the tables keep their distances. Sound pauses for about a tenth of a second
 /// and pictures for the decoder's delay, since what is presented after the end has not begun to arrive before it.
 ///
-/// Throws Error for a description that can't be written or that needs more than its rate, and for a fault that the
-/// stream can't have.
+/// Throws Error for a description that can't be written or that needs more than its rate.
 void Multiplex(const Description& description, const MuxOptions& options, StreamSupply& supply, const PacketSink& sink);
 
 /// The same into memory, with synthetic streams. Deterministic.

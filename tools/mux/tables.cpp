@@ -66,50 +66,34 @@ std::vector<Section> MakeChannelEtts(const Description& description) {
     return sections;
 }
 
-// EIT-k or ETT-k over all editions; a table without sections in any of them isn't sent, nor told by the MGT.
-Table MakeWindowTable(const std::vector<GuideEdition>& guide, std::size_t k, bool texts, const Repetition& repetition) {
-    Table table;
-    table.name = (texts ? "ETT-" : "EIT-") + std::to_string(k);
-    table.pid = static_cast<std::uint16_t>((texts ? kPidEtt0 : kPidEit0) + k);
-    if (texts) {
-        table.period = k == 0 ? repetition.ett0 : repetition.ettLater;
-    } else {
-        table.period = k == 0 ? repetition.eit0 : k == 1 ? repetition.eit1 : repetition.eitLater;
-    }
-    for (const GuideEdition& edition : guide) {
-        const auto& sections = texts ? edition.windows[k].ett : edition.windows[k].eit;
-        // A change elsewhere in the guide is none here.
-        if (!table.editions.empty() && table.editions.back().sections == sections) continue;
-        table.editions.push_back({edition.from, sections});
-    }
-    return table;
+Table MakeEitTable(const std::vector<GuideWindow>& guide, std::size_t k, const Repetition& repetition) {
+    const unsigned period = k == 0 ? repetition.eit0 : k == 1 ? repetition.eit1 : repetition.eitLater;
+    return {"EIT-" + std::to_string(k), static_cast<std::uint16_t>(kPidEit0 + k), period, {{0, guide[k].eit}}};
 }
 
-MgtTable Entry(std::size_t type, std::uint16_t pid, std::size_t version, const std::vector<Section>& sections) {
-    return {static_cast<std::uint16_t>(type), pid, static_cast<std::uint8_t>(version), Size(sections), {}};
+Table MakeEttTable(const std::vector<GuideWindow>& guide, std::size_t k, const Repetition& repetition) {
+    const unsigned period = k == 0 ? repetition.ett0 : repetition.ettLater;
+    return {"ETT-" + std::to_string(k), static_cast<std::uint16_t>(kPidEtt0 + k), period, {{0, guide[k].ett}}};
 }
 
 Table MakeMgtTable(const Description& description, const std::vector<Section>& vct, const std::vector<Section>& texts,
-                   const std::vector<GuideEdition>& guide) {
-    Table table{"MGT", kPidPsip, description.repetition.mgt, {}};
+                   const std::vector<GuideWindow>& guide) {
     Mgt mgt{.version = description.version, .tables = {}, .descriptors = {}};
-    mgt.tables.push_back(Entry(description.cable ? kTypeCvct : kTypeTvct, kPidPsip, description.version, vct));
-    if (!texts.empty()) mgt.tables.push_back(Entry(kTypeChannelEtt, kPidChannelEtt, description.version, texts));
-    const auto base = mgt.tables;
-    if (guide.empty()) table.editions.push_back({0, {WriteMgt(mgt)}});
-    for (const GuideEdition& edition : guide) {
-        mgt.tables = base;
-        for (std::size_t k = 0; k < edition.windows.size(); ++k) {
-            const auto& window = edition.windows[k];
-            const auto pid = static_cast<std::uint16_t>(k);
-            mgt.tables.push_back(Entry(kTypeEit0 + k, kPidEit0 + pid, edition.versions[k], window.eit));
-            if (window.ett.empty()) continue;
-            mgt.tables.push_back(Entry(kTypeEtt0 + k, kPidEtt0 + pid, edition.versions[k], window.ett));
-        }
-        table.editions.push_back({edition.from, {WriteMgt(mgt)}});
-        mgt.version = (mgt.version + 1) & 31;
+    const auto add = [&](std::size_t type, std::size_t pid, const std::vector<Section>& sections) {
+        if (sections.empty()) return;
+        mgt.tables.push_back({static_cast<std::uint16_t>(type),
+                              static_cast<std::uint16_t>(pid),
+                              description.version,
+                              Size(sections),
+                              {}});
+    };
+    add(description.cable ? kTypeCvct : kTypeTvct, kPidPsip, vct);
+    add(kTypeChannelEtt, kPidChannelEtt, texts);
+    for (std::size_t k = 0; k < guide.size(); ++k) {
+        add(kTypeEit0 + k, kPidEit0 + k, guide[k].eit);
+        add(kTypeEtt0 + k, kPidEtt0 + k, guide[k].ett);
     }
-    return table;
+    return {"MGT", kPidPsip, description.repetition.mgt, {{0, {WriteMgt(mgt)}}}};
 }
 
 }  // namespace
@@ -169,10 +153,9 @@ std::vector<Table> MakeTables(const Description& description, std::uint32_t mill
     tables.push_back({"VCT", kPidPsip, repetition.vct, {{0, vct}}});
     tables.push_back(MakeSttTable(description, milliseconds));
     if (!texts.empty()) tables.push_back({"channel ETT", kPidChannelEtt, repetition.channelEtt, {{0, texts}}});
-    const std::size_t windows = guide.empty() ? 0 : guide.front().windows.size();
-    for (std::size_t k = 0; k < windows; ++k) {
-        tables.push_back(MakeWindowTable(guide, k, false, repetition));
-        tables.push_back(MakeWindowTable(guide, k, true, repetition));
+    for (std::size_t k = 0; k < guide.size(); ++k) {
+        tables.push_back(MakeEitTable(guide, k, repetition));
+        tables.push_back(MakeEttTable(guide, k, repetition));
     }
     return tables;
 }
