@@ -1,11 +1,8 @@
 // zul-board: a simulated board on a workstation. It loads the module and tells, in one line each, what the module asks
 // of the board's other processes.
-#include <fcntl.h>
 #include <fmt/chrono.h>
 #include <fmt/core.h>
 #include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -14,9 +11,7 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <fstream>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
 
@@ -24,7 +19,6 @@
 #include "console.h"
 #include "manual.h"
 #include "relay.h"
-#include "replay.h"
 #include "zul_version.h"
 
 namespace {
@@ -83,8 +77,6 @@ struct Options {
     board::BoardPlan plan;
     double speed = 1;
     std::string moduleLog;
-    std::string replay;
-    std::string replayOf;
     std::string net;
     std::uint64_t netSeed = 1;
 };
@@ -116,20 +108,12 @@ Options Read(int argc, char** argv) {
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
     app.add_option("--module-log", options.moduleLog, "file for what the module itself prints");
-    app.add_option("--replay", options.replay,
-                   "a record of zulctl --record: its requests are asked again, and the exit code is 1 where an answer "
-                   "differs; tools/board/README.md tells what may")
-        ->type_name("FILE")
-        ->check(CLI::ExistingFile);
-    app.add_option("--replay-of", options.replayOf, "the board of the record that is meant, where it has several")
-        ->type_name("ADDRESS");
     app.add_option(
            "--net", options.net,
            "faults of the network, each way: loss=5%, dup=1%, reorder=1%, delay=20ms, with commas between; needs "
            "a machine of its own, as in tests/sandbox --lan")
         ->type_name("FAULTS")
-        ->check([](const std::string& text) { return WhyNoNetPlan(text); })
-        ->excludes("--replay");
+        ->check([](const std::string& text) { return WhyNoNetPlan(text); });
     app.add_option("--net-seed", options.netSeed, "chooses the datagrams that have them")->capture_default_str();
     try {
         app.parse(argc, argv);
@@ -181,54 +165,10 @@ void PutFaultsIntoNet(const Options& options, Teller& tell) {
                            [&tell](const std::string& tale) { tell("net", tale); });
 }
 
-/// Set in the board that a record is played to, for its whole life with all restarts.
-constexpr const char* kReplayed = "ZUL_BOARD_REPLAYED";
-
-using Record = std::vector<board::RecordedRequest>;
-
-int PortOf(const Options& options) { return options.plan.role == 'T' ? 5000 : 2008; }
-
-/// \return the record that is to be played; nothing in a board that one is played to
-std::optional<Record> RecordToPlay(const Options& options) {
-    if (options.replay.empty() || std::getenv(kReplayed) != nullptr) return std::nullopt;
-    std::ifstream file(options.replay);
-    return board::ReadRecord(file, PortOf(options), options.replayOf);
-}
-
-/// Becomes two processes: one goes on as the board, this one plays it the record and ends it.
-/// \return the exit code, or nothing in the process that goes on
-std::optional<int> PlayRecord(const Options& options, const Record& record, Teller& tell) {
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child < 0) throw std::runtime_error("no second process for the board");
-    if (child == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGTERM);
-        setenv(kReplayed, "1", 1);
-        return std::nullopt;
-    }
-    const auto say = [&tell](const std::string& line) { tell("replay", line); };
-    std::optional<int> differences;
-    try {
-        differences = board::Replay(record, PortOf(options), say);
-    } catch (const std::exception& error) {
-        say(error.what());
-    }
-    kill(child, SIGTERM);
-    waitpid(child, nullptr, 0);
-    if (!differences) return 1;
-    say(fmt::format("{} requests, {} answered otherwise than recorded", record.size(),
-                    *differences == 0 ? "none" : std::to_string(*differences)));
-    return *differences == 0 ? 0 : 1;
-}
-
 /// Is the board until it ends. \return the exit code
 int Be(const Options& options, FILE* out, char** argv) {
-    const auto record = RecordToPlay(options);
     Teller tell(out);
     PutFaultsIntoNet(options, tell);
-    if (record) {
-        if (const auto code = PlayRecord(options, *record, tell)) return *code;
-    }
     if (Live(options, tell)) {
         dup2(fileno(out), STDOUT_FILENO);
         dup2(fileno(out), STDERR_FILENO);

@@ -1,4 +1,4 @@
-/// A record of every datagram that goes to or comes from boards, as JSON lines that a simulated board can play back.
+/// A record of every datagram to and from boards, as JSON lines.
 #pragma once
 
 #include <cstdio>
