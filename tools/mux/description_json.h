@@ -10,10 +10,8 @@
 
 namespace mux {
 
-class JsonObject;
-
 /// Reads a description. \param start  system_time of its begin, GPS seconds, instead of that in the text
-/// Throws Error naming the key that is wrong and what was expected there.
+/// Throws Error naming the key that is wrong.
 Description ParseDescription(const std::string& json, std::optional<std::uint32_t> start = std::nullopt);
 
 /// The same from a file. Throws Error also when it can't be read; the message then begins with the file's name.
@@ -22,11 +20,11 @@ Description LoadDescription(const std::string& file, std::optional<std::uint32_t
 /// A moment as "2026-03-01T18:00:00Z", or "now". \return Unix time. Throws Error for anything else.
 std::int64_t ParseUtc(const std::string& text);
 
-/// A text: as a string, in English and in the smallest coding, or as an object or an array of objects with "text",
+/// A text: a string, in English and in the smallest coding, or an object or an array of objects with "text",
 /// "language", "compression" and "mode".
-Text ParseText(JsonObject& object, const std::string& key);
+Text ReadText(const nlohmann::json& value);
 
-/// The events of a "guide": those that it lists, and those that its rule makes.
-std::vector<GuideEvent> ParseGuide(JsonObject guide, std::int64_t startUtc);
+/// The events of a "guide": those that it lists, and those that its rules make.
+std::vector<GuideEvent> ReadGuide(const nlohmann::json& value, std::int64_t startUtc);
 
 }  // namespace mux

@@ -4,42 +4,40 @@
 #include <set>
 
 #include "description_json.h"
-#include "json_reader.h"
+#include "json_members.h"
 
 namespace mux {
 namespace {
+
+using nlohmann::json;
 
 constexpr std::int64_t kDay = 86'400;
 constexpr std::uint16_t kLastEventId = 0x3FFF;
 
 // "+1:30" or "-0:10", hours and minutes from the begin of the stream; or a moment.
-std::int64_t ReadStart(JsonObject& object, const std::string& key, std::int64_t startUtc) {
-    const std::string text = object.String(key);
+std::int64_t ReadStart(const std::string& text, std::int64_t startUtc) {
     char sign[2] = "";
     unsigned hours = 0;
     unsigned minutes = 0;
     int used = 0;
     const bool relative = std::sscanf(text.c_str(), "%1[+-]%5u:%2u%n", sign, &hours, &minutes, &used) == 3;
-    if (relative && static_cast<std::size_t>(used) == text.size()) {
-        const std::int64_t distance = hours * 3600 + minutes * 60;
-        return sign[0] == '-' ? -distance : distance;
-    }
-    try {
-        return ParseUtc(text) - startUtc;
-    } catch (const Error&) {
-        object.Expected(key, "a moment, or hours and minutes as \"+1:30\",");
-    }
+    if (!relative || static_cast<std::size_t>(used) != text.size()) return ParseUtc(text) - startUtc;
+    const std::int64_t distance = hours * 3600 + minutes * 60;
+    return sign[0] == '-' ? -distance : distance;
 }
 
-GuideEvent ReadEvent(JsonObject object, std::int64_t startUtc) {
+GuideEvent ReadEvent(const json& value, std::int64_t startUtc) {
     GuideEvent event;
-    event.id = object.Get<std::uint16_t>("id", std::uint16_t{0}, 0, kLastEventId);
-    event.start = ReadStart(object, "start", startUtc);
-    event.seconds = object.Has("seconds") ? object.Get<std::uint32_t>("seconds", std::nullopt, 0, 0xFFFFF)
-                                          : object.Get<std::uint32_t>("minutes", 30u, 0, 0xFFFFF / 60) * 60;
-    event.title = ParseText(object, "title");
-    event.text = ParseText(object, "text");
-    object.CheckKeys();
+    Members members(value);
+    members.Read("id", event.id, 0, kLastEventId);
+    event.start = ReadStart(members.At("start").get<std::string>(), startUtc);
+    std::uint32_t minutes = 30;
+    members.Read("minutes", minutes, 0, 0xFFFFF / 60);
+    event.seconds = minutes * 60;
+    members.Read("seconds", event.seconds, 0, 0xFFFFF);
+    if (const auto* const title = members.Find("title")) event.title = ReadText(*title);
+    if (const auto* const text = members.Find("text")) event.text = ReadText(*text);
+    members.CheckAllRead();
     return event;
 }
 
@@ -64,30 +62,28 @@ struct Rule {
     GuideEvent Make(std::size_t n, std::int64_t start) const;
 };
 
-std::vector<Text> ReadTexts(JsonObject& object, const std::string& key) {
-    if (!object.Has(key)) return {};
-    const nlohmann::json& list = object.Value(key);
-    if (!list.is_array()) object.Expected(key, "an array");
+std::vector<Text> ReadTexts(Members& members, const std::string& key) {
     std::vector<Text> texts;
-    for (const auto& element : list) {
-        const nlohmann::json wrapped = {{"text", element}};
-        JsonObject entry(wrapped, object.PathOf(key) + "[" + std::to_string(texts.size()) + "]");
-        texts.push_back(ParseText(entry, "text"));
-    }
+    for (const json& text : members.List(key)) texts.push_back(ReadText(text));
     return texts;
 }
 
-Rule ReadRule(JsonObject object, std::int64_t startUtc) {
+Rule ReadRule(const json& value, std::int64_t startUtc) {
     Rule rule;
-    rule.from = ReadStart(object, "from", startUtc);
-    rule.until = rule.from + object.Get<std::int64_t>("hours", std::nullopt, 1, 24 * 366) * 3600;
-    rule.minutes = object.Numbers("minutes", 1, 0xFFFFF / 60);
-    if (rule.minutes.empty()) object.Expected("minutes", "an array with at least one length");
-    rule.titles = ReadTexts(object, "titles");
-    rule.texts = ReadTexts(object, "texts");
-    rule.textEvery = object.Get<std::uint16_t>("text_every", std::uint16_t{1}, 1);
-    rule.overlapEvery = object.Get<std::uint16_t>("overlap_every", std::uint16_t{0});
-    object.CheckKeys();
+    Members members(value);
+    rule.from = ReadStart(members.At("from").get<std::string>(), startUtc);
+    std::int64_t hours = 1;
+    members.Read("hours", hours, 1, 24 * 366);
+    rule.until = rule.from + hours * 3600;
+    rule.minutes = members.At("minutes").get<std::vector<std::int64_t>>();
+    const auto bad = [](std::int64_t minutes) { return minutes < 1 || minutes > 0xFFFFF / 60; };
+    if (rule.minutes.empty() || std::any_of(rule.minutes.begin(), rule.minutes.end(), bad))
+        Expected("minutes", "an array of lengths", rule.minutes);
+    rule.titles = ReadTexts(members, "titles");
+    rule.texts = ReadTexts(members, "texts");
+    members.Read("text_every", rule.textEvery, 1, 0xFFFF);
+    members.Read("overlap_every", rule.overlapEvery, 0, 0xFFFF);
+    members.CheckAllRead();
     return rule;
 }
 
@@ -110,24 +106,25 @@ GuideEvent Rule::Make(std::size_t n, std::int64_t start) const {
 }
 
 // Events without an id get the lowest that nobody has.
-void GiveIds(std::vector<GuideEvent>& events, const JsonObject& guide) {
+void GiveIds(std::vector<GuideEvent>& events) {
     std::set<std::uint16_t> taken;
     for (const GuideEvent& event : events) taken.insert(event.id);
     std::uint16_t next = 1;
     for (GuideEvent& event : events) {
         if (event.id != 0) continue;
         while (taken.contains(next)) ++next;
-        if (next > kLastEventId) guide.Expected("rules", "fewer than 16384 events");
+        if (next > kLastEventId) throw Error("guide: more than 16383 events");
         event.id = next++;
     }
 }
 
 }  // namespace
 
-std::vector<GuideEvent> ParseGuide(JsonObject guide, std::int64_t startUtc) {
+std::vector<GuideEvent> ReadGuide(const nlohmann::json& value, std::int64_t startUtc) {
     std::vector<GuideEvent> events;
-    for (const JsonObject& event : guide.Objects("events")) events.push_back(ReadEvent(event, startUtc));
-    for (const JsonObject& object : guide.Objects("rules")) {
+    Members members(value);
+    for (const json& event : members.List("events")) events.push_back(ReadEvent(event, startUtc));
+    for (const json& object : members.List("rules")) {
         const Rule rule = ReadRule(object, startUtc);
         std::size_t n = 0;
         for (std::int64_t start = rule.from; start < rule.until;
@@ -135,8 +132,8 @@ std::vector<GuideEvent> ParseGuide(JsonObject guide, std::int64_t startUtc) {
             events.push_back(rule.Make(n, start));
         }
     }
-    guide.CheckKeys();
-    GiveIds(events, guide);
+    members.CheckAllRead();
+    GiveIds(events);
     return events;
 }
 
