@@ -14,6 +14,7 @@
 #include "fast_machine.h"
 #include "settings_agent.h"
 #include "status_block.h"
+#include "support/shell.h"
 #include "system_daemon.h"
 #include "udp_client.h"
 
@@ -66,13 +67,6 @@ class CommandManagerTest : public ::testing::Test {
     void Boot() { mBoard->ProcessTunerModeAndDefaultStartupItem(nullptr); }
     static auto Keywords() { return CommandManager::Commands(); }
     static auto Keyword(std::size_t row) { return CommandManager::Commands()[row].keyword; }
-
-    static std::string FileText(const char* path) {
-        std::ifstream file(path, std::ios::binary);
-        std::stringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
 
     std::set<std::string> mInherited;  ///< before the board
     board::StatusBlock mStatus;

@@ -1,5 +1,7 @@
 // docs/protocol.md tells of every keyword in one form, and which role takes it. Its examples are tried on whole boards,
 // by tests/field/protocol.
+#include <sstream>
+
 #include "commands/command_fixture.h"
 
 namespace {

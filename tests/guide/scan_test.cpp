@@ -4,7 +4,6 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <thread>
 
@@ -14,6 +13,7 @@
 #include "guide/scanfilter.h"
 #include "guide_fixture.h"
 #include "status_block.h"
+#include "support/shell.h"
 #include "system_daemon.h"
 
 namespace {
@@ -94,11 +94,6 @@ class Scan : public GuideTest {
     int tuned = 0;
     int listened = 0;
 };
-
-std::string FileText(const char* path) {
-    std::ifstream file(path);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
 
 }  // namespace
 

@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
+
+#include "support/shell.h"
 
 namespace zulctl {
 namespace {
@@ -19,11 +19,7 @@ Channel Named(const std::string& name, int number, std::uint16_t programme, int 
 /// \return what another program says of a text
 std::string Judged(const std::string& text, const std::string& command) {
     std::ofstream("/mnt/judged") << text;
-    std::string said;
-    FILE* pipe = popen((command + " /mnt/judged 2>&1 && echo good").c_str(), "r");
-    for (int c; (c = fgetc(pipe)) != EOF;) said += static_cast<char>(c);
-    pclose(pipe);
-    return said;
+    return Shell(command + " /mnt/judged && echo good").text;
 }
 
 TEST(Lineup, PutsEachChannelToTheBestStreamOfItsOwnTunerChannel) {

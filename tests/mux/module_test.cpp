@@ -3,6 +3,7 @@
 
 #include <random>
 #include <set>
+#include <sstream>
 #include <string>
 
 #include "core/broadcasttime.h"
@@ -14,6 +15,14 @@
 #include "mux/multiplexer.h"
 
 namespace {
+
+/// \return the parts as text, each followed by a blank
+template <class... Parts>
+std::string Line(const Parts&... parts) {
+    std::ostringstream line;
+    ((line << parts << ' '), ...);
+    return line.str();
+}
 
 // Last character of every channel's text, and of no other.
 constexpr char kTextEnd = '\x7F';

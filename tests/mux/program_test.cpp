@@ -1,34 +1,17 @@
 // The program zul-mux itself: real pictures and sound that ffprobe and ffmpeg read, exit codes, what it leaves behind.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 #include "mux/error.h"
 #include "mux/es_file.h"
+#include "support/shell.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-// Exit code of a shell line and all that it printed.
-struct Outcome {
-    int code = -1;
-    std::string text;
-};
-
-Outcome Shell(const std::string& line) {
-    Outcome outcome;
-    std::FILE* const pipe = popen((line + " 2>&1").c_str(), "r");
-    char buffer[4096];
-    for (std::size_t size = 0; (size = fread(buffer, 1, sizeof buffer, pipe)) > 0;) outcome.text.append(buffer, size);
-    const int status = pclose(pipe);
-    outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return outcome;
-}
 
 class Program : public testing::Test {
  protected:

@@ -137,10 +137,4 @@ testing::AssertionResult StartsWith(const std::string& text, const std::string& 
     return testing::AssertionFailure() << '"' << text << "\" doesn't begin with \"" << start << '"';
 }
 
-std::string FileText(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) return "(no file)";
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 }  // namespace board

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "board.h"
+#include "support/shell.h"
 #include "udp_client.h"
 #include "zul_version.h"
 
@@ -74,8 +75,5 @@ bool LiveOnce(const std::function<void()>& life);
 
 /// For EXPECT_TRUE: shows both texts where `text` doesn't begin with `start`.
 testing::AssertionResult StartsWith(const std::string& text, const std::string& start);
-
-/// Reads a whole file. \return "(no file)" when there is none
-std::string FileText(const std::string& path);
 
 }  // namespace board

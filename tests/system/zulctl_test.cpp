@@ -1,44 +1,27 @@
 // The program zulctl against a whole board: what operators see, what scripts rely on.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "evidence.h"
 #include "live_board.h"
+#include "support/shell.h"
 
 namespace board {
 namespace {
 
-struct Outcome {
-    int code;
-    std::string out, err;
-};
-
-Outcome Zulctl(const std::string& arguments) {
-    Outcome outcome{-1, "", ""};
-    FILE* pipe = popen(
-        ("ZULCTL_CONFIG=/dev/null COLUMNS=100 " ZUL_ZULCTL " " + arguments + " 2>/mnt/err.txt </dev/null").c_str(),
-        "r");
-    if (pipe == nullptr) return outcome;
-    char piece[4096];
-    while (const std::size_t size = fread(piece, 1, sizeof piece, pipe)) outcome.out.append(piece, size);
-    const int status = pclose(pipe);
-    if (WIFEXITED(status)) outcome.code = WEXITSTATUS(status);
-    outcome.err = FileText("/mnt/err.txt");
-    return outcome;
+Outcome Zulctl(const std::string& arguments, bool errors = true) {
+    return Shell("ZULCTL_CONFIG=/dev/null COLUMNS=100 " ZUL_ZULCTL " " + arguments, errors);
 }
 
 /// For EXPECT_TRUE: what zulctl said on the way, where it ended with another code or never said `words`.
 testing::AssertionResult Says(const std::string& arguments, int code, const std::string& words) {
     const Outcome outcome = Zulctl(arguments);
-    if (outcome.code == code && (outcome.out + outcome.err).find(words) != std::string::npos)
-        return testing::AssertionSuccess();
+    if (outcome.code == code && outcome.text.find(words) != std::string::npos) return testing::AssertionSuccess();
     return testing::AssertionFailure() << "zulctl " << arguments << ": code " << outcome.code << ", not " << code
                                        << " with \"" << words << "\"\n"
-                                       << outcome.out << outcome.err;
+                                       << outcome.text;
 }
 
 void WritePlan(const std::string& streams) {
@@ -72,7 +55,7 @@ TEST(Zulctl, BringsABoardToItsPlanAndExportsWhatItSends) {
     if (std::system("command -v tv_validate_file >/dev/null") == 0) {
         EXPECT_EQ(std::system("tv_validate_file --dtd-file /usr/share/xmltv/xmltv.dtd /mnt/guide.xml >&2"), 0);
     }
-    const auto exported = nlohmann::json::parse(Zulctl(at + "export m3u --json").out, nullptr, false);
+    const auto exported = nlohmann::json::parse(Zulctl(at + "export m3u --json", false).text, nullptr, false);
     EXPECT_EQ(exported.value("schema", ""), "zulctl.export/1");
 
     WritePlan(one);
