@@ -1,4 +1,4 @@
-// Which datagrams a network with faults loses, doubles and delays.
+// The datagrams that a network with faults loses, doubles and delays.
 #include "net_faults.h"
 
 #include <gtest/gtest.h>

@@ -39,7 +39,7 @@ TEST(Player, KeepsTheLayersThatItsOrdersMake) {
     EXPECT_FALSE(player.Shown().browser.IsVisible());
 }
 
-/// Expects a mean colour in a part of a picture, as ffmpeg reads it, up to what its conversions round.
+/// Expects the mean colour of a part of a picture, as ffmpeg reads it, up to rounding.
 void ExpectColour(const std::string& file, const std::string& crop, int red, int green, int blue) {
     const std::string command = "ffmpeg -v error -i " + file + " -vf crop=" + crop +
                                 ",scale=1:1:flags=area -f rawvideo -pix_fmt rgb24 - | od -An -tu1";
@@ -63,7 +63,7 @@ TEST(Screen, IsDrawnWithItsLayersWhereTheyLie) {
     screen.video = {25, 25, 50, 50, 255, "Stream"};
     screen.browser = {50, 25, 50, 50, 128, "%{a:page}"};
     screen.picture = {25, 75, 50, 50, 255, "picture"};
-    for (const int programme : {5, 0}) {  // 0: its tables haven't come
+    for (const int programme : {5, 0}) {  // 0: no tables received yet
         screen.programme = programme;
         ASSERT_TRUE(DrawScreen(screen, "/mnt/screen.png", "/mnt/pieces")) << programme;
         const int red = programme == 0 ? 0 : 254;

@@ -1,4 +1,4 @@
-// The tuner's files and delivery, and the tools that steer it.
+// The tuner's files and delivery, and the tools that control it.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -14,7 +14,7 @@ namespace {
 using transport::Append;
 using transport::Blob;
 
-/// A packet of PID 0x100 whose adaptation field is all of it, with a clock reference of `base` ticks of 90 kHz.
+/// A packet of PID 0x100 that is all adaptation field, with a clock reference of `base` ticks of 90 kHz.
 Blob ClockPacket(std::uint64_t base) {
     Blob field{183, 0x10};
     for (int shift = 25; shift > 0; shift -= 8) field.push_back(static_cast<std::uint8_t>(base >> shift));

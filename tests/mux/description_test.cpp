@@ -1,4 +1,4 @@
-// Descriptions in JSON: what they come to, and what is said of wrong ones.
+// Descriptions in JSON, and the errors for invalid ones.
 #include <gtest/gtest.h>
 
 #include "mux/description_json.h"

@@ -1,4 +1,4 @@
-// The way through: what a description says, the module knows when the multiplex has passed its filter.
+// The round trip: the module reads from the multiplex what the description says.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -24,7 +24,7 @@ std::string Line(const Parts&... parts) {
     return line.str();
 }
 
-// Last character of every channel's text, and of no other.
+// Last character of every channel's text and of no other text.
 constexpr char kTextEnd = '\x7F';
 
 class Maker {
@@ -49,7 +49,7 @@ class Maker {
     std::uint16_t Below(std::uint32_t limit) { return static_cast<std::uint16_t>(mRandom() % limit); }
     bool Flag() { return Below(2) == 1; }
 
-    // Characters that the store keeps as they are. Any coding of A/65 that has them may be chosen.
+    // Characters that the store keeps unchanged, in any coding of A/65.
     mux::Text MakeText(std::uint32_t most) {
         mux::TextString string;
         for (auto left = 1 + Below(most); left > 0; --left) string.text += static_cast<char>(32 + Below(95));
@@ -95,7 +95,7 @@ class Maker {
     std::mt19937 mRandom;
 };
 
-// A text as the store has it, without the terminators that stay in it behind decompressed segments.
+// A stored text without the terminators of its decompressed segments.
 std::string Plain(const char* text, std::size_t size) {
     std::string plain(text, size);
     std::erase(plain, '\0');
@@ -109,7 +109,7 @@ std::string Utf16Name(const char* bytes) {
     return name;
 }
 
-/// A programme's line, and those of its events and languages, whose order has no meaning.
+/// A programme's line and those of its events and languages, in no particular order.
 std::string Joined(std::string programme, const std::multiset<std::string>& lines) {
     for (const std::string& line : lines) programme += "\n" + line;
     return programme;
@@ -161,8 +161,8 @@ TEST(Module, KnowsWhatTheDescriptionSays) {
         TsFilter filter('T', &tuner);
         ASSERT_TRUE(tuner.TuneToChannel(5));
         filter.FilterActive(true);
-        // First without its PAT, since the module learns whether a PID is scrambled before its PMT speaks of it, and
-        // never later. Then twice: tables that came before the MGT told of them come again.
+        // First without the PAT, as the module notes whether a PID is scrambled only before its PMT lists it. Then
+        // twice, for tables that precede the MGT.
         mux::Octets headless = stream;
         for (std::size_t at = 0; at < headless.size(); at += mux::kPacketSize) {
             if ((headless[at + 1] & 0x1F) != 0 || headless[at + 2] != 0) continue;

@@ -1,4 +1,4 @@
-// The program zul-mux itself: real pictures and sound that ffprobe and ffmpeg read, exit codes, what it leaves behind.
+// The program zul-mux: pictures and sound as ffprobe and ffmpeg read them, exit codes, and the files it leaves.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -58,7 +58,7 @@ TEST_F(Program, PicturesAndSoundOfEveryProgrammeAreFoundAndDecoded) {
                                  .text;
         EXPECT_EQ(counted.substr(0, 3), "89\n");
     }
-    // Twice in a row: only the clock's jump is told.
+    // Repeated: only the jump of the clock is reported.
     const auto twice =
         Shell("cd " + mFolder + " && cat out.ts out.ts | ffmpeg -nostdin -v warning -i - -map 0:p:1 -f null -").text;
     EXPECT_EQ(twice.find("corrupt"), std::string::npos) << twice;
@@ -100,7 +100,7 @@ TEST_F(Program, SaysWhatIsWrongAndLeavesNothing) {
 }
 
 TEST(ElementaryStreams, AreCutIntoTheirUnits) {
-    // Headers in front of a picture belong to it, slices behind it too.
+    // Headers before a picture and slices after it belong to it.
     const std::vector<std::uint8_t> video{9, 0, 0, 1, 0xB3, 7, 0, 0, 1, 0xB8, 7, 0, 0, 1, 0x00,
                                           7, 0, 0, 1, 0x01, 7, 0, 0, 1, 0x00, 7, 0, 0, 1, 0x01,
                                           7, 0, 0, 1, 0xB3, 7, 0, 0, 1, 0x00, 0, 0, 1};

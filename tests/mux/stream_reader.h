@@ -1,4 +1,4 @@
-/// A description for the tests of whole streams, and a transport stream taken apart: counters and sections.
+/// A description for tests of whole streams, and a reader of counters and sections.
 #pragma once
 
 #include <bitstream/mpeg/psi/psi.h>
@@ -14,7 +14,7 @@
 #include "mux/description.h"
 #include "mux/packetizer.h"
 
-/// Programmes from 1 on, each with pictures and sound. The stream begins with a window of three hours of the guide.
+/// Programmes from 1 on, each with pictures and sound. The stream starts with a window of the guide.
 inline mux::Description MakeDescription(unsigned rate, std::uint16_t count) {
     mux::Description description;
     description.rate = rate;
@@ -44,14 +44,14 @@ struct SeenPid {
     std::size_t payloads = 0;  ///< packets with a payload
     int lastCounter = -1;
     std::vector<SeenSection> sections;
-    std::uint8_t* open = nullptr;  ///< section in progress
+    std::uint8_t* open = nullptr;  ///< partial section
     std::uint16_t openSize = 0;
     std::size_t openAt = 0;  ///< packet of its first byte
 };
 
 class StreamReader {
  public:
-    /// \param sectionPids  those whose payload is sections; they may lie across the seam of a stream read twice
+    /// \param sectionPids  those whose payload is sections, which may cross the seam of a repeated stream
     StreamReader(std::span<const std::uint8_t> stream, const std::vector<std::uint16_t>& sectionPids) {
         for (; (mPackets + 1) * mux::kPacketSize <= stream.size(); ++mPackets) {
             const auto bytes = stream.subspan(mPackets * mux::kPacketSize, mux::kPacketSize);
@@ -80,7 +80,7 @@ class StreamReader {
     const std::map<std::uint16_t, SeenPid>& Pids() const { return mPids; }
     std::size_t Packets() const { return mPackets; }
 
-    /// Each fault as a line: lost sync, counter out of step, a section cut off or whose CRC_32 is wrong.
+    /// A line for each fault: lost sync, wrong counter, partial section, wrong CRC_32.
     const std::vector<std::string>& Faults() const { return mFaults; }
 
  private:

@@ -39,7 +39,7 @@ std::vector<std::uint16_t> SectionPids(const mux::Description& description) {
 
 double Seconds(std::size_t packets) { return static_cast<double>(packets) * 1504 / kRate; }
 
-// Longest time between two sections of a table on a PID, and before the first and behind the last.
+// Longest time between two sections of a table on a PID, before the first, and after the last.
 double LongestGap(const SeenPid& seen, std::uint8_t tableId, std::size_t packets) {
     std::size_t before = 0;
     std::size_t longest = 0;
@@ -79,7 +79,7 @@ TEST_P(Played, TwiceInARowHasNoFaultAndTablesKeepTheirRepetition) {
         {mux::kPidEit0 + 1, 0xCB, 3.0}, {mux::kPidChannelEtt, 0xCC, 3.0},
         {mux::kPidEtt0, 0xCC, 3.0},     {mux::kPidEit0 + 3, 0xCB, 5.0},
     };
-    // A sending may be a few packets late where others on its PID are under way.
+    // A transmission may be a few packets late while another is sent on its PID.
     for (const auto& [pid, tableId, most] : kCases)
         EXPECT_LE(LongestGap(reader.Pid(pid), tableId, reader.Packets()), most + 0.04) << pid;
 }
@@ -108,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(Packing, Played, testing::Values(mux::Packing::kAligned
                              return packing.param == mux::Packing::kAligned ? "Aligned" : "Dense";
                          });
 
-// Each unit arrives whole before its time, by the clock of its programme, and not a second too early.
+// Each unit arrives before its time by the clock of its programme, and less than 0.3 s before.
 TEST(Multiplex, PresentationTimesLieAheadOfArrival) {
     const mux::Description description = MakeDescription();
     const mux::Octets stream = mux::MakeMultiplex(description, {.milliseconds = 4'000});
@@ -132,7 +132,7 @@ TEST(Multiplex, PresentationTimesLieAheadOfArrival) {
     }
 }
 
-// An empty multiplex, and one whose times are as short as they come.
+// An empty multiplex, and one as short as possible.
 TEST(Multiplex, HasNoLeastSize) {
     const StreamReader empty(mux::MakeMultiplex({}, {.milliseconds = 2'000}), {mux::kPidPat, mux::kPidPsip});
     EXPECT_EQ(empty.Faults(), std::vector<std::string>{});

@@ -46,7 +46,7 @@ class Random {
     std::mt19937 mEngine;
 };
 
-/// Fields in the order of the standard, reserved bits among them or behind them.
+/// Fields in the order of the standard, with their reserved bits.
 using Fields = std::vector<std::uint64_t>;
 
 // Bytes from table_id to the CRC_32, which a check value of 0 over the whole section proves.
@@ -56,7 +56,7 @@ void ExpectBytes(const mux::Section& section, const mux::Octets& expected) {
     EXPECT_EQ(crc32(static_cast<std::uint32_t>(CRC32_INIT), mux::Octets(section).data(), section.size()), 0u);
 }
 
-// What libucsi doesn't read, or not whole.
+// What libucsi doesn't read, or only in part.
 TEST(Writers, BytesAsTheStandardsLayThemOut) {
     ExpectBytes(mux::WritePat({.transportStreamId = 0x0811, .version = 31, .programmes = {{3, 0x30}, {0, 0x10}}})[0],
                 {0x00, 0xB0, 0x11, 0x08, 0x11, 0xFF, 0x00, 0x00, 0x00, 0x03, 0xE0, 0x30, 0x00, 0x00, 0xE0, 0x10});

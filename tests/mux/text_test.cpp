@@ -1,4 +1,4 @@
-// Texts that we code and libucsi decodes: both compressions, pages, languages, long ones.
+// Texts encoded here and decoded by libucsi: both compressions, pages, languages, long texts.
 #include <gtest/gtest.h>
 
 #include <random>

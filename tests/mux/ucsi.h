@@ -10,8 +10,8 @@
 
 #include "mux/section.h"
 
-/// A copy of a section, opened down to its PSIP head. Null inside when libucsi refuses it, for its CRC too, and when
-/// its head isn't that of A/65.
+/// A copy of a section, parsed up to its PSIP head. Null inside when libucsi refuses it or its CRC, or when it has no
+/// head of A/65.
 class UcsiSection {
  public:
     explicit UcsiSection(const mux::Section& section) : mBytes(section) {
@@ -36,7 +36,7 @@ class UcsiSection {
     atsc_section_psip* mHead = nullptr;
 };
 
-/// All strings of a multiple string structure in UTF-8, each behind its language: "eng:News|spa:Noticias".
+/// All strings of a multiple string structure in UTF-8, each after its language: "eng:News|spa:Noticias".
 /// "invalid" for a structure that isn't, "undecoded" for a text that libucsi can't decode.
 inline std::string UcsiText(atsc_text* text, std::size_t size) {
     if (text == nullptr || size == 0) return "";

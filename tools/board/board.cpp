@@ -1,4 +1,4 @@
-// The board: its processes, and what passes between them without the module.
+// The board: its processes, and what they exchange without the module.
 #include "board.h"
 
 #include <sys/ipc.h>
@@ -14,7 +14,7 @@ namespace board {
 
 namespace {
 
-/// Queues of all processes that the module talks to.
+/// Queues of all processes that exchange messages with the module.
 constexpr int kQueueKeys[] = {1234, 1235, 1236, 1240, 1689, 1250, 945602, 31561};
 constexpr int kStatusKey = 2000;
 
@@ -78,7 +78,7 @@ Screen Board::Shown() {
     return screen;
 }
 
-// The module's threads go on as long as the process does; the processes that they would ask are gone.
+// The module's threads run until the process ends, without the processes that they would ask.
 Board::~Board() = default;
 
 void Board::TellTo(std::function<void(std::string_view, const std::string&)> tell) {

@@ -28,30 +28,30 @@ enum class Process { kSettingsAgent, kSystemDaemon, kStatusBlock, kPlayer, kBrow
 struct BoardPlan {
     char role = 'T';              ///< 'T' or 'R'
     std::string module{};         ///< path of libzul.so
-    std::map<int, Channel> band;  ///< what the tuner finds, by channel number
+    std::map<int, Channel> band;  ///< content of the channels, by number
     std::set<Process> absent{};
     std::string root = "/mnt";  ///< folder of the partitions, and of the board's own files
 };
 
-/// A board in this process, with the keys and ports that a board has: one a machine, as in the sandbox.
+/// A board in this process, with a board's fixed keys and ports: one per machine, as in the sandbox.
 class Board {
  public:
-    /// Powers the board up to where its player loads the module: all other processes run, what an earlier life left in
-    /// queues is gone. Throws std::exception when the machine refuses something.
+    /// Powers the board up to the point where its player loads the module: all other processes run, and their queues
+    /// are empty. Throws std::exception when the system refuses something.
     explicit Board(BoardPlan plan);
     ~Board();
 
-    /// Calls `tell` with a line for everything that a process of the board is asked or does, on that process's thread.
+    /// Calls `tell` with a line for each request to a process of the board and each action, on that process's thread.
     void TellTo(std::function<void(std::string_view process, const std::string& line)> tell);
 
-    /// Starts the module. \param role  what the host asks for: 'T', 'R', or 'A' for the one that the version tells
+    /// Starts the module. \param role  as the host requests it: 'T', 'R', or 'A' for that of the board's version
     void Start(char role) { mModule->Start(role); }
     void Start() { Start(mPlan.role); }
 
-    /// The module, for tests that feed it by themselves.
+    /// The module, for tests that feed it directly.
     const Module& TheModule() const { return *mModule; }
 
-    // The board's processes. Asking for one that the plan leaves out throws std::bad_optional_access.
+    // The board's processes. Throws std::bad_optional_access for one that the plan leaves out.
     SettingsAgent& Settings() { return mSettings.value(); }
     SystemDaemon& Daemon() { return mDaemon.value(); }
     StatusBlock& Status() { return mStatus.value(); }
@@ -63,7 +63,7 @@ class Board {
     BrowserController& Browser() { return mBrowser.value(); }
     SerialPort& Serial() { return mSerial.value(); }
 
-    /// \return what a receiver shows at present, with the latest keys that its page got
+    /// \return what a receiver shows now, with the latest keys that its page received
     Screen Shown();
 
     const BoardPlan& Plan() const { return mPlan; }

@@ -10,7 +10,7 @@
 
 namespace board {
 
-/// One message to the controller, as it came.
+/// One message to the controller, as received.
 struct BrowserOrder {
     std::string text;  ///< "-k016" for a key; empty for a status request
     bool statusRequest = false;
@@ -23,10 +23,10 @@ class BrowserController {
 
     Journal<BrowserOrder>& Orders() { return mOrders; }
 
-    /// What the browser answers to a status request, 1 at the start.
+    /// Sets the answer to status requests, initially 1.
     void SetStatus(int status);
 
-    /// kSilent answers no status request, kFull takes nothing.
+    /// kSilent answers no status request, kFull accepts nothing.
     void Set(Fault fault);
 
  private:

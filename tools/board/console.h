@@ -1,4 +1,4 @@
-/// The orders that a person gives a running board on its standard input.
+/// Orders to a running board on its standard input.
 #pragma once
 
 #include <functional>
@@ -17,11 +17,11 @@ inline constexpr const char* kConsoleHelp =
     "  signal CHANNEL FILE N  puts a stream on a channel of the tuner with strength N\n"
     "  quit                   as Ctrl-C";
 
-/// Obeys one order. \return what became of it, in words
+/// Executes one order. \return its result as text
 std::string ObeyOrder(Board& board, const std::string& line);
 
 /// Starts a thread that reads orders until the input ends.
-/// \param answer  told what became of each
+/// \param answer  called with the result of each
 void ReadOrders(Board& board, std::function<void(const std::string&)> answer);
 
 }  // namespace board

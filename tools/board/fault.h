@@ -1,14 +1,14 @@
-/// How a process of the simulated board misbehaves. A process that is absent altogether is simply not made.
+/// How a process of the simulated board misbehaves. An absent process isn't created.
 #pragma once
 
 namespace board {
 
 enum class Fault {
     kNone,
-    kSilent,  ///< takes requests, answers none
+    kSilent,  ///< accepts requests, answers none
     kSlow,    ///< answers late
-    kLying,   ///< answers something else than it did
-    kFull,    ///< takes no requests, and its queue has no room for more
+    kLying,   ///< answers wrongly
+    kFull,    ///< accepts no requests, and its queue is full
 };
 
 }  // namespace board

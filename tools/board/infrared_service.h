@@ -21,10 +21,10 @@ class InfraredService {
  public:
     InfraredService();
 
-    /// Sends one key. \param code  -128 to 127, also such as the remote doesn't have
+    /// Sends one key. \param code  -128 to 127, including codes that the remote lacks
     void Press(int code);
 
-    /// Sends a key over and over, as a held button does; returns when it is let go.
+    /// Sends a key repeatedly, as a held button does; returns when it is released.
     void Hold(int code, Milliseconds time, Milliseconds repeat = Milliseconds(108));
 
     /// The codes that were sent.

@@ -1,4 +1,4 @@
-/// What a process of the simulated board was asked, in order, for tests to query and wait on.
+/// The requests to a process of the simulated board, in order, for tests to query and wait on.
 #pragma once
 
 #include <chrono>
@@ -13,10 +13,10 @@ namespace board {
 
 using Milliseconds = std::chrono::milliseconds;
 
-/// Longest wait of a test for something that should come.
+/// Longest wait of a test for something expected.
 inline constexpr Milliseconds kPatience{20'000};
 
-/// A list that one thread writes and others read, wait on or watch. Safe from any thread.
+/// A list that threads append to, read, wait on and watch. Thread-safe.
 template <typename Entry>
 class Journal {
  public:
@@ -42,15 +42,15 @@ class Journal {
         mEntries.clear();
     }
 
-    /// Waits until an entry satisfies `wanted`; entries that are there already count.
-    /// \return the oldest such entry, or nothing when none came within `limit`
+    /// Waits until an entry satisfies `wanted`; existing entries count.
+    /// \return the oldest such entry, or nothing after `limit`
     template <typename Predicate>
     std::optional<Entry> WaitFor(Predicate wanted, Milliseconds limit = kPatience) const {
         std::unique_lock lock(mMutex);
         std::optional<Entry> found;
         std::size_t next = 0;
         mChanged.wait_for(lock, limit, [&] {
-            if (next > mEntries.size()) next = 0;  // cleared meanwhile
+            if (next > mEntries.size()) next = 0;  // cleared in the meantime
             for (; next < mEntries.size() && !found; ++next) {
                 if (wanted(mEntries[next])) found = mEntries[next];
             }
@@ -59,14 +59,14 @@ class Journal {
         return found;
     }
 
-    /// Waits until there are `count` entries or more. \return all there are by then, or after `limit`
+    /// Waits until there are `count` entries or more. \return all entries then, or after `limit`
     std::vector<Entry> WaitForCount(std::size_t count, Milliseconds limit = kPatience) const {
         std::unique_lock lock(mMutex);
         mChanged.wait_for(lock, limit, [&] { return mEntries.size() >= count; });
         return mEntries;
     }
 
-    /// Calls `watcher` with each entry to come, on the thread that adds it.
+    /// Calls `watcher` with each future entry, on the thread that adds it.
     void Watch(std::function<void(const Entry&)> watcher) {
         const std::lock_guard lock(mMutex);
         mWatcher = std::move(watcher);

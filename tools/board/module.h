@@ -1,4 +1,4 @@
-/// The module under test, loaded as the board's player loads it.
+/// The module, loaded as the board's player loads it.
 #pragma once
 
 #include <cstdint>
@@ -7,10 +7,10 @@
 
 namespace board {
 
-/// libzul.so in this process. The module has no stop path: it is never unloaded, and one process starts it once.
+/// libzul.so in this process. It can't be stopped: it is never unloaded, and started once per process.
 class Module {
  public:
-    /// Throws std::runtime_error when the file can't be loaded or lacks a part of the interface.
+    /// Throws std::runtime_error when the file can't be loaded or lacks a function of the interface.
     explicit Module(const std::string& path);
 
     /// \param role  'T', 'R' or 'A'

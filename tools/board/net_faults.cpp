@@ -1,4 +1,4 @@
-// The fates of datagrams.
+// Decisions on datagrams.
 #include "net_faults.h"
 
 #include <charconv>
@@ -12,7 +12,7 @@ namespace {
 constexpr double kShare = 0.01;
 constexpr Milliseconds kDelay{20};
 constexpr Milliseconds kMostDelay{10'000};
-/// Some datagrams of a stream, which are a millisecond or two apart.
+/// Long enough for some datagrams of a stream to overtake, which are a millisecond or two apart.
 constexpr Milliseconds kHeldBack{10};
 constexpr std::size_t kMostFlows = 4096;
 
@@ -66,7 +66,7 @@ Fate NetFaults::Decide(std::uint64_t flow) {
         std::seed_seq seed{mSeed, mSeed >> 32, flow, flow >> 32};
         at->second.seed(seed);
     }
-    // As many numbers for each datagram, so that no decision changes the next ones.
+    // The same number of random values for each datagram, so that no decision changes later ones.
     const auto happens = [&random = at->second](double share) {
         constexpr double kSpan = 4294967296.0;
         return static_cast<double>(random() >> 32) < share * kSpan;

@@ -15,7 +15,7 @@ namespace board {
 struct NetPlan {
     double loss = 0;
     double twice = 0;
-    double overtaken = 0;  ///< those that behind them come first
+    double overtaken = 0;  ///< those that later ones overtake
     Milliseconds delay{0};
 };
 
@@ -23,7 +23,7 @@ struct NetPlan {
 /// 1 % and 20 ms. Throws std::invalid_argument.
 NetPlan ParseNetPlan(const std::string& text);
 
-/// What becomes of one datagram.
+/// The decision on one datagram.
 struct Fate {
     int copies = 1;  ///< 0: lost
     Milliseconds late{0};
@@ -35,7 +35,7 @@ class NetFaults {
  public:
     NetFaults(const NetPlan& plan, std::uint64_t seed) : mPlan(plan), mSeed(seed) {}
 
-    /// \param flow  any number that tells flows apart
+    /// \param flow  any number that identifies the flow
     Fate Decide(std::uint64_t flow);
 
  private:

@@ -1,4 +1,4 @@
-// The player: orders of the module, and what they change on the screen.
+// The player: orders of the module, and their effect on the screen.
 #include "player.h"
 
 #include <fmt/format.h>
@@ -174,7 +174,7 @@ void Player::Play(const sSTART_STREAM_DISPLAY& order) {
                                           order.videoInfo.aType >> 16 & 0xFFFF, mDuties.section,
                                           [this](const ProgrammeStreams& streams) { TellStreams(streams); });
     } catch (const std::system_error&) {
-        return;  // as a player does: no picture, and nobody is told
+        return;  // as a real player: no picture and no report
     }
     const std::string item = fmt::format("Stream {}:{}", group, port);
     {
@@ -199,7 +199,7 @@ void Player::StopVideo() {
         mScreen.video.item = "";
     }
     if (!tap) return;
-    tap.reset();  // ends its thread, which tells streams until then
+    tap.reset();  // ends its thread, which reports streams until then
     TellStreams({});
     mDuties.item("");
 }

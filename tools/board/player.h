@@ -1,4 +1,4 @@
-/// The board's player: takes the module's orders from queue 1234, plays multicasts, and keeps the screen.
+/// The board's player: takes the module's orders from queue 1234, plays multicast streams, and keeps the screen.
 #pragma once
 
 #include <functional>
@@ -17,34 +17,34 @@
 
 namespace board {
 
-/// One order, as it came.
+/// One order, as received.
 struct PlayerOrder {
     std::int32_t command = 0;
-    sMSG_COMMON_FORMAT record{};  ///< the command number and its parameters; zero behind what came
+    sMSG_COMMON_FORMAT record{};  ///< the command number and its parameters, zero-filled
     std::size_t size = 0;         ///< bytes of the message
 };
 
 class Player {
  public:
-    /// What the player does for the board besides showing pictures.
+    /// Receivers of what the player finds.
     struct Duties {
-        std::function<void(std::span<std::uint8_t>)> section;  ///< PSI sections of what it plays go there
-        std::function<void(const std::string&)> item;          ///< told of what it plays, "" when it stops
+        std::function<void(std::span<std::uint8_t>)> section;  ///< called with PSI sections of the stream
+        std::function<void(const std::string&)> item;          ///< called with what it plays, "" when it stops
     };
 
-    /// \param block  where it tells programme, types and layers; null for none
+    /// \param block  where it reports programme, types and layers; null for none
     Player(StatusBlock* block, Duties duties);
     ~Player();
 
     Journal<PlayerOrder>& Orders() { return mOrders; }
 
-    /// kSilent takes orders and obeys none, kFull takes none.
+    /// kSilent accepts orders and executes none, kFull accepts none.
     void Set(Fault fault);
 
-    /// \return what is shown at present
+    /// \return what is shown now
     Screen Shown() const;
 
-    /// \return bytes of multicast received since the stream's start; 0 while none plays
+    /// \return bytes received since the stream's start; 0 while none plays
     std::uint64_t BytesReceived() const;
 
  private:
@@ -61,7 +61,7 @@ class Player {
     Journal<PlayerOrder> mOrders;
     mutable std::mutex mMutex;
     Screen mScreen;
-    std::shared_ptr<StreamTap> mTap;  ///< changed on the reader's thread alone
+    std::shared_ptr<StreamTap> mTap;  ///< changed only on the reader's thread
     Fault mFault = Fault::kNone;
     std::unique_ptr<QueueReader> mReader;  ///< last: its thread uses all of the above
 };

@@ -16,15 +16,15 @@ namespace board {
 namespace {
 
 constexpr int kEverybody = 0666;
-constexpr std::size_t kMaxBytes = 8192;  // the system's own limit of one message
+constexpr std::size_t kMaxBytes = 8192;  // the system's limit for one message
 
-/// Types of messages that only wake the reader, fill the queue or end what filled it; no process of the board uses
+/// Types of messages that wake the reader, fill the queue or mark the end of the filling; no process of the board uses
 /// them.
 constexpr long kWake = 0x7FFF0001;
 constexpr long kFiller = 0x7FFF0002;
 constexpr long kEndOfFillers = 0x7FFF0003;
 
-constexpr std::chrono::seconds kPatience{5};  ///< with a queue that is removed meanwhile
+constexpr std::chrono::seconds kPatience{5};  ///< with a queue that is removed in the meantime
 
 struct NativeMessage {
     long type;
@@ -46,7 +46,7 @@ std::optional<Message> ReceiveFrom(int id, int flags) {
     return Message{native.type, std::string(native.bytes.data(), static_cast<std::size_t>(size))};
 }
 
-/// \return false when the queue is full and `flags` doesn't allow a wait, or when the queue is gone
+/// \return false when the queue is full and `flags` doesn't allow a wait, or when the queue was removed
 bool SendTo(int id, const Message& message, int flags) {
     NativeMessage native;
     if (message.bytes.size() > native.bytes.size()) throw std::length_error("message too long for a queue");
@@ -123,7 +123,7 @@ void QueueReader::Clog(bool clogged) {
     }
 }
 
-// Where the queue is full there is nothing to wake: the thread isn't waiting for a message.
+// With a full queue there is nothing to wake: the thread isn't waiting for a message.
 void QueueReader::Wake() const { mQueue.TrySend({kWake, ""}); }
 
 void QueueReader::Run() {

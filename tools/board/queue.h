@@ -1,4 +1,4 @@
-/// System V message queues as the board's other processes use them.
+/// System V message queues, as the board's processes use them.
 #pragma once
 
 #include <condition_variable>
@@ -16,13 +16,13 @@ struct Message {
     std::string bytes;
 };
 
-/// One queue, by key. Failures that only a broken test can have throw std::system_error.
+/// One queue, by key. Throws std::system_error for failures that a correct test can't have.
 class Queue {
  public:
     /// Opens the queue, creating it if needed.
     explicit Queue(int key);
 
-    /// \return the queue, or nothing when no process made it
+    /// \return the queue, or nothing when it doesn't exist
     static std::optional<Queue> Find(int key);
 
     /// Sends; waits while the queue is full.
@@ -31,13 +31,13 @@ class Queue {
     /// Sends unless the queue is full. \return false when it is
     bool TrySend(const Message& message) const;
 
-    /// Waits for a message of any type. \return nothing when the queue was removed meanwhile
+    /// Waits for a message of any type. \return nothing when the queue is removed
     std::optional<Message> Receive() const;
 
     /// \return a message of any type, or nothing when there is none
     std::optional<Message> TryReceive() const;
 
-    /// Removes the queue; whoever waits on it is told.
+    /// Removes the queue; waiting calls return.
     void Remove() const;
 
  private:
@@ -57,7 +57,7 @@ class QueueReader {
     QueueReader(const QueueReader&) = delete;
     QueueReader& operator=(const QueueReader&) = delete;
 
-    /// Stops taking messages and fills the queue to its brim, or takes them again; what filled it is gone then.
+    /// Stops taking messages and fills the queue, or removes the filling and takes messages again.
     void Clog(bool clogged);
 
  private:
@@ -71,7 +71,7 @@ class QueueReader {
     std::condition_variable mChanged;
     bool mClogged = false;
     bool mHasFillers = false;
-    bool mParked = false;  ///< the thread has noticed that it is to take nothing
+    bool mParked = false;  ///< the thread has stopped taking messages
     bool mStop = false;
     std::thread mThread;
 };

@@ -1,4 +1,4 @@
-// The relay: two network namespaces, a packet socket in front of each.
+// The relay: two network namespaces, each with a packet socket.
 #include "relay.h"
 
 #include <fcntl.h>
@@ -34,11 +34,11 @@ namespace board {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Frame = std::vector<std::uint8_t>;  ///< behind a packet socket's own head
+using Frame = std::vector<std::uint8_t>;  ///< with the packet socket's header before it
 
 constexpr const char* kOuter = "zul-relay";  ///< the ends of the new link
 constexpr const char* kInner = "zul-board0";
-/// Size of Linux' struct virtio_net_hdr, which tells of a checksum that is still to come; linux/virtio_net.h is no C++.
+/// Size of Linux' struct virtio_net_hdr, which says whether the checksum is complete; linux/virtio_net.h isn't C++.
 constexpr std::size_t kHead = 10;
 constexpr int kBuffer = 8 << 20;
 constexpr std::size_t kLargestFrame = 70'000;
@@ -63,7 +63,7 @@ Identity IdentityOf(const char* name) {
     throw std::runtime_error(std::string(name) + " has no address, so there is no network to have faults");
 }
 
-/// Has the kernel finish each datagram before it leaves: the relay is to lose datagrams, not bundles of them.
+/// Turns off segmentation and checksum offload: the relay drops datagrams, not groups of them.
 void FinishDatagrams(const char* name) {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     for (const int what : {ETHTOOL_STXCSUM, ETHTOOL_STSO, ETHTOOL_SGSO}) {
@@ -71,7 +71,7 @@ void FinishDatagrams(const char* name) {
         ifreq request{};
         std::strncpy(request.ifr_name, name, IFNAMSIZ - 1);
         request.ifr_data = reinterpret_cast<char*>(&off);
-        ioctl(fd, SIOCETHTOOL, &request);  // what the kernel lacks needn't be turned off
+        ioctl(fd, SIOCETHTOOL, &request);  // a feature that the kernel lacks needn't be turned off
     }
     close(fd);
 }
@@ -102,7 +102,7 @@ class Side {
 
     int Descriptor() const { return mFd; }
 
-    /// \return the next frame that arrived; empty when none did
+    /// \return the next received frame; empty without one
     Frame Take() {
         Frame frame(kLargestFrame);
         sockaddr_ll from{};
@@ -116,7 +116,7 @@ class Side {
     }
 
     void Send(const Frame& frame) const {
-        if (write(mFd, frame.data(), frame.size()) < 0) return;  // a full device loses frames too
+        if (write(mFd, frame.data(), frame.size()) < 0) return;  // a full device drops frames too
     }
 
  private:
@@ -137,7 +137,7 @@ std::uint64_t FlowOf(const Frame& frame) {
     return flow << 16 | static_cast<unsigned>(frame[udp + 2] << 8 | frame[udp + 3]);
 }
 
-/// A frame on its way.
+/// A frame in transit.
 struct Travelling {
     Clock::time_point due;
     std::uint64_t number;
@@ -175,7 +175,7 @@ class Relay {
 
  private:
     void Take(Side& from, const Side& to) {
-        constexpr int kMostAtOnce = 64;  // the other way has its turn too
+        constexpr int kMostAtOnce = 64;  // then it is the other direction's turn
         for (int n = 0; n < kMostAtOnce; ++n) {
             Frame frame = from.Take();
             if (frame.empty()) return;
@@ -201,7 +201,7 @@ class Relay {
     std::uint64_t mNumber = 0, mDatagrams = 0, mLost = 0, mTwice = 0, mLate = 0;
 };
 
-/// Waits for the other process' word. \return false when that has ended
+/// Waits for the other process. \return false when it has ended
 bool AwaitWord(int fd) {
     char word = 0;
     return read(fd, &word, 1) == 1;
@@ -211,7 +211,7 @@ void SayWord(int fd) {
     if (write(fd, "", 1) != 1) Fail("the relay's other half");
 }
 
-/// The process that stays: \param other the socket to the one that leaves
+/// The process that keeps the original network. \param other  socket to the board's process
 void Stay(const NetPlan& plan, std::uint64_t seed, const Identity& eth0, int other,
           const std::function<void(const std::string&)>& tell) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(signal, SIG_IGN);
@@ -222,8 +222,8 @@ void Stay(const NetPlan& plan, std::uint64_t seed, const Identity& eth0, int oth
     Relay relay(plan, seed);
     SayWord(other);
     relay.Carry(other);
-    // The link goes with the board's network, but when the kernel gets round to it. Who reads the tale may start the
-    // next board.
+    // The kernel removes the link some time after the board's network; remove it now, as the next board may start as
+    // soon as the summary is out.
     Run(fmt::format("ip link delete {} 2>/dev/null || true", kOuter));
     Run(fmt::format("ip address add {} dev eth0 && ip route replace 224.0.0.0/4 dev eth0", eth0.address));
     tell(relay.Tale());
@@ -248,7 +248,7 @@ void MoveBehindRelay(const NetPlan& plan, std::uint64_t seed, const std::functio
         }
         _exit(0);
     }
-    close(ends[0]);  // the other end stays open for this process' life, over an exec too
+    close(ends[0]);  // the other end stays open until this process ends, across exec
     if (unshare(CLONE_NEWNET) != 0) Fail("a network of its own for the board");
     SayWord(ends[1]);
     if (!AwaitWord(ends[1])) throw std::runtime_error("the relay doesn't start");

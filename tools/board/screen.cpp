@@ -1,4 +1,4 @@
-// The picture of a screen: one run of ffmpeg that lays the layers over each other.
+// The picture of a screen: one run of ffmpeg that overlays the layers.
 #include "screen.h"
 
 #include <fmt/format.h>
@@ -17,7 +17,7 @@ namespace {
 constexpr int kWidth = 1280;
 constexpr int kHeight = 768;
 
-/// A layer in pixels; sides are even and at least 2, as scalers want them.
+/// A layer in pixels; sides are even and at least 2, as scalers require.
 struct Box {
     explicit Box(const Layer& layer)
         : width(std::max(2, kWidth * layer.width / 100 & ~1)),
@@ -27,7 +27,7 @@ struct Box {
     int width, height, x, y;
 };
 
-/// A filter graph that grows by one layer at a time over a black ground.
+/// A filter graph that adds layer after layer to a black background.
 class Graph {
  public:
     /// \param source  filters that give a picture of the layer's size
@@ -48,13 +48,13 @@ class Graph {
 };
 
 /// A panel with a bar on its top that shows the layer's item, and lines of text below.
-/// \param piece  path of the text files, without their ends
+/// \param piece  path of the text files, without suffix
 std::string Panel(const Layer& layer, const char* colour, const std::string& piece, const std::string& text) {
     std::ofstream(piece + ".item") << layer.item;
     std::ofstream(piece + ".text") << text;
     const Box box(layer);
     const int size = std::clamp(box.width / 30, 10, 36);
-    // The texts come from files and are taken as they are: nothing in them is syntax.
+    // The texts are read from files, so that no character of them is syntax.
     const auto write = [&](const char* end, int y) {
         return fmt::format(
             "drawtext=expansion=none:textfile={}.{}:fontcolor=white:fontsize={}:x={}:y={}:line_spacing={}", piece, end,
@@ -83,7 +83,7 @@ bool DrawScreen(const Screen& screen, const std::string& file, const std::string
                    static_cast<std::streamsize>(screen.videoBytes.size()));
         words.insert(words.end(), {"-i", stream});
         const Box box(screen.video);
-        // The pictures of the first second may depend on ones that came before.
+        // The pictures of the first second may depend on earlier ones.
         graph.Lay(screen.video, fmt::format("[0:p:{}:v]trim=start=1,setpts=PTS-STARTPTS,scale={}:{}", screen.programme,
                                             box.width, box.height));
     }

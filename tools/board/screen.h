@@ -7,7 +7,7 @@
 
 namespace board {
 
-/// One display layer: where it lies, in percent of the screen, how opaque it is, and what it shows.
+/// One display layer: its place in percent of the screen, its opacity and its content.
 struct Layer {
     int centerX = 50;
     int centerY = 50;
@@ -24,14 +24,14 @@ struct Screen {
     Layer video;
     Layer browser;
     Layer picture;
-    int programme = 0;                      ///< number of the programme whose pictures are shown; 0: there are none
+    int programme = 0;                      ///< number of the programme that is shown; 0: none
     std::vector<std::uint8_t> videoBytes;   ///< its last seconds, as transport packets
-    std::vector<std::string> browserLines;  ///< what the page shows below its address, such as keys it got
+    std::vector<std::string> browserLines;  ///< text of the page below its address, such as received keys
 };
 
 /// Draws a screen of 1280 by 768 with ffmpeg and saves it as PNG. A page is a panel with its address: there is no
 /// browser here.
-/// \param folder  for the pieces that ffmpeg reads; made if needed
+/// \param folder  for the files that ffmpeg reads; created if needed
 /// \return false when ffmpeg fails
 bool DrawScreen(const Screen& screen, const std::string& file, const std::string& folder);
 

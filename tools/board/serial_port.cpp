@@ -1,4 +1,4 @@
-// The serial port: a pseudo terminal (POSIX.1-2017, posix_openpt) without any line discipline, as a raw port has none.
+// The serial port: a pseudo terminal (POSIX.1-2017, posix_openpt) without line discipline, as a raw port.
 #include "serial_port.h"
 
 #include <fcntl.h>

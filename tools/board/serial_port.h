@@ -1,4 +1,4 @@
-/// The board's serial port: /dev/ttyS0 is one end of a pseudo terminal, what is plugged in holds the other.
+/// The board's serial port: /dev/ttyS0 is one end of a pseudo terminal, this class holds the other.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ namespace board {
 
 class SerialPort {
  public:
-    /// Makes the port. Throws std::system_error when the machine has a port of that name already.
+    /// Creates the port. Throws std::system_error when a port of that name exists.
     explicit SerialPort(std::string device = "/dev/ttyS0");
     ~SerialPort();
     SerialPort(const SerialPort&) = delete;
@@ -19,13 +19,13 @@ class SerialPort {
     /// Sends bytes into the board.
     void Send(const std::string& bytes);
 
-    /// What the board sent out, in the pieces in which it came.
+    /// What the board sent, as read.
     Journal<std::string>& Received() { return mReceived; }
 
-    /// Waits until `count` bytes have come. \return all of them by then, or after `limit`
+    /// Waits until `count` bytes have come. \return all bytes then, or after `limit`
     std::string WaitForBytes(std::size_t count, Milliseconds limit = kPatience);
 
-    /// Pulls the plug: reads and writes of the port fail from now on.
+    /// Disconnects: reads and writes of the port fail from now on.
     void HangUp();
 
  private:
@@ -33,8 +33,8 @@ class SerialPort {
 
     const std::string mDevice;
     Journal<std::string> mReceived;
-    int mFar = -1;   ///< the end that is plugged in
-    int mNear = -1;  ///< holds the port open, so that its settings stay
+    int mFar = -1;   ///< the device's end
+    int mNear = -1;  ///< keeps the port open and thereby its settings
     int mStop[2] = {-1, -1};
     std::thread mThread;
 };

@@ -27,7 +27,7 @@ struct Row {
     const char* oid;
     const char* name;
     const char* type;
-    const char* value;  ///< of a board as it leaves the factory
+    const char* value;  ///< factory default
 };
 
 // clang-format off
@@ -52,7 +52,7 @@ constexpr Row kRows[] = {
 };
 // clang-format on
 
-/// Cuts the text up to the first blank off `rest`.
+/// Takes the text up to the first blank off `rest`.
 std::string TakeWord(std::string_view& rest) {
     const auto end = std::min(rest.find(' '), rest.size());
     const std::string word(rest.substr(0, end));
@@ -65,7 +65,7 @@ std::string WithoutQuotes(const std::string& value) {
     return quoted ? value.substr(1, value.size() - 2) : value;
 }
 
-/// Whether an agent takes such a value: integers in decimal, anything for the other types.
+/// \return whether an agent accepts the value: integers in decimal, anything for other types
 bool Fits(const std::string& type, const std::string& value) {
     if (type != "i") return true;
     int number;
@@ -139,7 +139,7 @@ const std::string& SettingsAgent::OidOf(std::string_view name) const {
 }
 
 SettingsRequest SettingsAgent::Parse(const Message& message) const {
-    std::string_view rest = message.bytes.c_str();  // up to its zero byte
+    std::string_view rest = message.bytes.c_str();  // up to the zero byte
     SettingsRequest request;
     request.set = message.type == kSetType;
     request.oid = TakeWord(rest);

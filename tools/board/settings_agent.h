@@ -14,44 +14,43 @@
 
 namespace board {
 
-/// One request, as it came.
+/// One request, as received.
 struct SettingsRequest {
     bool set = false;
     std::string oid;
     std::string name;   ///< the board's name of the setting; empty for an OID that it doesn't serve
     std::string type;   ///< of a set: i integer, a address, s text
-    std::string value;  ///< of a set, as it came
+    std::string value;  ///< of a set, as received
 };
 
 /// One image that was burnt.
 struct Burn {
     std::string image;  ///< path that the module gave
-    std::string copy;   ///< file that the image went to
+    std::string copy;   ///< file with the written image
     std::size_t size = 0;
     bool good = false;  ///< the copy reads back as the image
 };
 
 class SettingsAgent {
  public:
-    /// \param burnInto  file that takes upgrade images
+    /// \param burnInto  file for upgrade images
     explicit SettingsAgent(std::string burnInto);
 
     const Journal<SettingsRequest>& Requests() const { return mRequests; }
     Journal<SettingsRequest>& Requests() { return mRequests; }
     Journal<Burn>& Burns() { return mBurns; }
 
-    /// \return value of a setting, by the board's name; the name has to be one of the board's
+    /// \return value of a setting, by the board's name, which must exist
     std::string Get(std::string_view name) const;
     void Put(std::string_view name, const std::string& value);
 
-    /// Calls `applied` on the agent's thread after a setting was set and answered, and an image burnt.
+    /// Calls `applied` on the agent's thread after a setting was set and answered, and its image burnt.
     void OnSet(std::string_view name, std::function<void(const std::string& value)> applied);
 
-    /// kSilent and kFull hold up the module for good. kSlow answers after 300 ms. kLying tells another value than it
-    /// keeps.
+    /// kSilent and kFull block the module for good. kSlow answers after 300 ms. kLying reports a wrong value.
     void Set(Fault fault);
 
-    /// Answers requests for one setting with this text instead, such as one without '='; nothing ends that.
+    /// From now on answers requests for one setting with this text, such as one without '='.
     void AnswerWith(std::string_view name, std::optional<std::string> text);
 
  private:

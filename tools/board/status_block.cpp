@@ -1,5 +1,4 @@
-// The status block: segment 2000 and its words. Each is read and written whole, as the other side does it without a
-// lock.
+// The status block: segment 2000 and its words. Each is read and written whole, as the other side takes no lock.
 #include "status_block.h"
 
 #include <sys/ipc.h>
@@ -31,7 +30,7 @@ StatusBlock::StatusBlock(Segment segment) {
     mBytes = static_cast<char*>(address);
 }
 
-// The memory stays attached until the process ends: the module's threads may be in it.
+// The memory stays attached until the process ends: the module's threads may use it.
 StatusBlock::~StatusBlock() { shmctl(mId, IPC_RMID, nullptr); }
 
 std::uint32_t StatusBlock::Word(std::size_t offset) const {

@@ -1,4 +1,4 @@
-/// The player's status block in shared memory, by the offsets that player and module agree on.
+/// The player's status block in shared memory, by the offsets of player and module.
 #pragma once
 
 #include <cstddef>
@@ -11,12 +11,12 @@ class StatusBlock {
  public:
     enum class Segment {
         kUsable,
-        kTooSmall,  ///< takes the key, so that nobody else can have the block
+        kTooSmall,  ///< occupies the key, so that the block can't be created
     };
 
-    /// Makes segment 2000 and attaches it. Throws std::system_error when the machine refuses.
+    /// Creates and attaches segment 2000. Throws std::system_error when the system refuses.
     explicit StatusBlock(Segment segment = Segment::kUsable);
-    /// Removes the segment; whoever has it attached keeps its memory.
+    /// Removes the segment; attached memory remains.
     ~StatusBlock();
     StatusBlock(const StatusBlock&) = delete;
     StatusBlock& operator=(const StatusBlock&) = delete;
@@ -31,11 +31,11 @@ class StatusBlock {
 
     int TunerStrength() const { return static_cast<int>(Word(kTunerStrength)); }
     std::uint32_t Programme() const { return Word(kProgramme); }
-    /// \return the word that the infrared driver obeys: the code, its complement above it
+    /// \return the control word of the infrared driver: the code, and its complement above it
     std::uint32_t IrSystemCode() const { return Word(kIrSystemCode); }
 
  private:
-    // Bytes from the start of the segment; the player's struct lies at 0x6000 of it.
+    // Bytes from the start of the segment; the player's struct is at 0x6000.
     static constexpr std::size_t kStruct = 0x6000;
     static constexpr std::size_t kIrSystemCode = kStruct + 636;
     static constexpr std::size_t kLayerCount = kStruct + 640;

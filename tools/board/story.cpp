@@ -1,4 +1,4 @@
-// The lines that tell what happens on a board.
+// Lines on what happens on a board.
 #include "story.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,4 @@
-/// What the board's processes did, as lines for people.
+/// What the board's processes did, as readable lines.
 #pragma once
 
 #include <string>
@@ -18,9 +18,9 @@ std::string Describe(const RemountRequest& request);
 std::string Describe(const Tuning& tuning);
 std::string Describe(const PlayerOrder& order);
 std::string Describe(const BrowserOrder& order);
-/// The layers that can be seen, the lowest first.
+/// The visible layers, the lowest first.
 std::string Describe(const Screen& screen);
-/// A line of a tool, or bytes of the serial port: what can't be printed as \xNN.
+/// A line of a tool, or bytes of the serial port: unprintable bytes as \xNN.
 std::string Describe(const std::string& bytes);
 
 }  // namespace board

@@ -18,7 +18,7 @@ namespace board {
 
 namespace {
 
-/// What is kept of the stream: a second to find its tables and a whole picture in, and what is shown of it.
+/// Length of stream that is kept: a second for the tables and a complete picture, and the part that is shown.
 constexpr std::chrono::milliseconds kKept{2500};
 constexpr std::size_t kLargestDatagram = 65536;
 constexpr int kReceiveBuffer = 4 << 20;

@@ -1,4 +1,4 @@
-/// The receiving end of a multicast stream: joins the group for its life, keeps the last seconds, reads the tables.
+/// Receives a multicast stream: joins the group for its lifetime, keeps the last seconds, reads the tables.
 #pragma once
 
 #include <chrono>
@@ -16,9 +16,9 @@ namespace board {
 
 class StreamTap {
  public:
-    /// Joins the group. Throws std::system_error when the network refuses.
-    /// \param onSection  called on the tap's thread, as PsiReader says
-    /// \param onStreams  called on the tap's thread when the PMT tells of other streams
+    /// Joins the group. Throws std::system_error where that fails.
+    /// \param onSection  called on the tap's thread, see PsiReader
+    /// \param onStreams  called on the tap's thread when the streams of the PMT change
     StreamTap(const std::string& group, int port, int programme, int audioPid, PsiReader::OnSection onSection,
               std::function<void(const ProgrammeStreams&)> onStreams);
     ~StreamTap();
@@ -34,7 +34,7 @@ class StreamTap {
     std::uint64_t BytesReceived() const;
 
  private:
-    /// The packets that a datagram made whole.
+    /// The packets that a datagram completed.
     struct Piece {
         std::chrono::steady_clock::time_point arrival;
         std::vector<std::uint8_t> packets;
@@ -50,7 +50,7 @@ class StreamTap {
     std::uint64_t mBytesReceived = 0;
     PsiReader mReader;
     ProgrammeStreams mTold;
-    std::vector<std::uint8_t> mOpen;  ///< a packet that began in the datagram before
+    std::vector<std::uint8_t> mOpen;  ///< a packet that began in the previous datagram
     std::deque<Piece> mLast;
     std::thread mThread;
 };

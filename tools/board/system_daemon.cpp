@@ -1,4 +1,4 @@
-// The system daemon: its remount orders on queue 1240 and the mounts behind them.
+// The system daemon: remount orders on queue 1240, and the mounts.
 #include "system_daemon.h"
 
 #include <sys/mount.h>
@@ -21,7 +21,7 @@ constexpr std::int32_t kRemountDone = 74;
 constexpr std::size_t kAnswerSize = 60;
 constexpr Milliseconds kLate{300};
 
-/// Order and answer alike: a command number and its parameters, native 32-bit integers.
+/// Order and answer: a command number and its parameters, native 32-bit integers.
 struct RemountRecord {
     std::int32_t command;
     std::array<std::int32_t, 14> param;
@@ -59,8 +59,8 @@ void SystemDaemon::Set(Fault fault) {
     mReader->Clog(fault == Fault::kFull);
 }
 
-/// Changes the mount, not the file system: in a user namespace only the mount is ours to change. It fails while a file
-/// is open for writing, as on a board.
+/// Changes the mount, not the file system, which a user namespace may not change. Fails while a file is open for
+/// writing, as on a board.
 bool SystemDaemon::Mount(int part, bool writable) {
     const std::string folder = mRoot + "/hd" + std::to_string(part);
     unsigned long flags = MS_REMOUNT | MS_BIND;

@@ -1,4 +1,4 @@
-/// The board's system daemon: keeps the disk partitions read-only except while somebody asks for more.
+/// The board's system daemon: keeps the disk partitions read-only except between remounts.
 #pragma once
 
 #include <map>
@@ -12,18 +12,18 @@
 
 namespace board {
 
-/// One remount order, as it came.
+/// One remount order, as received.
 struct RemountRequest {
     int replyKey = 0;
     int replyType = 0;
     int part = 0;
     bool writable = false;
-    int count = 0;  ///< last parameter; tells the module's own orders from those of the player's language
+    int count = 0;  ///< last parameter; distinguishes the module's own orders from those of the player's language
 };
 
 class SystemDaemon {
  public:
-    /// Makes the partitions read-only, by a real remount where the process may do that to them (see `ReallyMounts`).
+    /// Makes the partitions read-only, by a real remount where the process may do that, see ReallyMounts.
     /// \param root  folder of the partitions: partition 1 is `root`/hd1
     explicit SystemDaemon(std::string root = "/mnt");
     /// Leaves the partitions writable.
@@ -31,15 +31,14 @@ class SystemDaemon {
 
     Journal<RemountRequest>& Requests() { return mRequests; }
 
-    /// \return whether a partition can be written at present; false for one that doesn't exist
+    /// \return whether a partition can be written now; false for one that doesn't exist
     bool IsWritable(int part) const;
 
-    /// \return whether the partitions are file systems that the daemon can remount, so that a write outside a bracket
-    /// really fails; otherwise it only keeps their state
+    /// \return whether the partitions are file systems that the daemon can remount, so that a write between brackets
+    /// fails; otherwise it only keeps their state
     bool ReallyMounts() const { return mReallyMounts; }
 
-    /// kSilent does its work without an answer, kSlow answers after 300 ms, kLying does nothing and tells the old
-    /// state.
+    /// kSilent remounts without an answer, kSlow answers after 300 ms, kLying does nothing and reports the old state.
     void Set(Fault fault);
 
  private:

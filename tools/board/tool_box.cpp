@@ -1,4 +1,4 @@
-// The board's tools: shell scripts, and the two pipes between them and the board.
+// The board's tools: shell scripts, and two pipes between them and the board.
 #include "tool_box.h"
 
 #include <fcntl.h>
@@ -20,7 +20,7 @@ namespace {
 constexpr const char* kTools[] = {"m710cmmd", "m710cmd"};
 constexpr const char* kEnd = "end";  ///< line that ends the box; a tool's line has two words or an option
 
-/// Makes a named pipe and opens it so that neither side ever waits for the other to open it.
+/// Creates a named pipe and opens it so that neither side waits for the other to open it.
 int OpenPipe(const std::string& path) {
     const int made = mkfifo(path.c_str(), 0600);
     const int fd = made == 0 ? open(path.c_str(), O_RDWR | O_CLOEXEC) : -1;
@@ -59,7 +59,7 @@ ToolBox::~ToolBox() {
     WriteLine(mOrders, kEnd);
     mThread.join();
     close(mOrders);
-    close(mAnswers);  // a tool that still waits reads the end of its pipe
+    close(mAnswers);  // a waiting tool reads the end of its pipe
     std::error_code ignored;
     std::filesystem::remove_all(mFolder, ignored);
 }

@@ -1,4 +1,4 @@
-/// The board's command-line tools, m710cmmd and m710cmd: scripts on the path that hand their words to the board.
+/// The board's command-line tools, m710cmmd and m710cmd: scripts on the PATH that pass their arguments to the board.
 #pragma once
 
 #include <functional>
@@ -11,15 +11,15 @@ namespace board {
 
 class ToolBox {
  public:
-    /// Puts the tools in front of this process's PATH, for the shells that the module starts.
-    /// \param folder  made for the tools, and removed with the box
+    /// Puts the tools at the start of this process's PATH, for the shells that the module starts.
+    /// \param folder  created for the tools, and removed by the destructor
     /// \param run     called with each line, such as "m710cmmd -atsc 7"; the tool ends when it returns
     ToolBox(std::string folder, std::function<void(const std::string&)> run);
     ~ToolBox();
     ToolBox(const ToolBox&) = delete;
     ToolBox& operator=(const ToolBox&) = delete;
 
-    /// The lines that were run, tool first.
+    /// The lines that were run, starting with the tool.
     Journal<std::string>& Lines() { return mLines; }
 
  private:
@@ -29,7 +29,7 @@ class ToolBox {
     const std::function<void(const std::string&)> mRun;
     Journal<std::string> mLines;
     int mOrders = -1;   ///< pipe of lines from the tools
-    int mAnswers = -1;  ///< pipe on which a tool waits for its end
+    int mAnswers = -1;  ///< pipe on which a tool waits for completion
     std::thread mThread;
 };
 

@@ -1,4 +1,4 @@
-// Transport streams on disk: the mapping and the pace (ISO/IEC 13818-1, 2.4.2 and 2.4.3).
+// Transport streams on disk and their rate (ISO/IEC 13818-1, 2.4.2 and 2.4.3).
 #include "transport_file.h"
 
 #include <fmt/format.h>
@@ -11,7 +11,7 @@ namespace board {
 namespace {
 
 constexpr double kClockRate = 27e6;                                   // ticks a second of the system clock
-constexpr std::uint64_t kClockSpan = (std::uint64_t{1} << 33) * 300;  // ticks after which a reference starts again
+constexpr std::uint64_t kClockSpan = (std::uint64_t{1} << 33) * 300;  // ticks after which a reference wraps
 
 using Packet = std::span<const std::uint8_t, kPacketSize>;
 

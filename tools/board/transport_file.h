@@ -1,4 +1,4 @@
-/// A transport stream on disk, with the pace at which a tuner would deliver it.
+/// A transport stream on disk, with the rate at which a tuner would deliver it.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@ namespace board {
 
 inline constexpr std::size_t kPacketSize = common::kTsPacketSize;
 
-/// Bits a second of an 8-VSB channel, of which a stream without a clock takes its pace.
+/// Bits per second of an 8-VSB channel: the rate of a stream without a clock.
 inline constexpr double kChannelRate = 19'392'658;
 
 /// A whole transport stream, mapped into memory.
@@ -24,7 +24,7 @@ class TransportFile {
     /// \return whole packets, at least one
     std::span<const std::uint8_t> Bytes() const { return mBytes; }
 
-    /// \return bits a second, by the clock references of the first PID that has any (ISO/IEC 13818-1, 2.4.2.2)
+    /// \return bits per second, by the clock references of the first PID that has any (ISO/IEC 13818-1, 2.4.2.2)
     double Rate() const { return mRate; }
 
  private:
@@ -33,7 +33,7 @@ class TransportFile {
     double mRate;
 };
 
-/// Pace of a transport stream by its clock references. \return kChannelRate for a stream with fewer than two
+/// \return rate of a transport stream by its clock references; kChannelRate with fewer than two
 double RateByClock(std::span<const std::uint8_t> stream);
 
 }  // namespace board

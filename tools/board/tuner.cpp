@@ -1,4 +1,4 @@
-// The tuner: its band, and the delivery of the tuned stream in buffers of the host's size.
+// The tuner: its band, and delivery of the tuned stream in buffers of the host's size.
 #include "tuner.h"
 
 #include <algorithm>
@@ -25,7 +25,7 @@ void FillWithNulls(std::span<std::uint8_t> buffer) {
     for (std::size_t at = 0; at < buffer.size(); at += kPacketSize) std::memcpy(&buffer[at], kHeader, sizeof kHeader);
 }
 
-/// Turns one byte in each twentieth packet, the sync byte among them.
+/// Damages one byte in every twentieth packet, sometimes the sync byte.
 void Damage(std::span<std::uint8_t> buffer) {
     std::size_t offset = 0;
     for (std::size_t at = 0; at < buffer.size(); at += kDamagedEach * kPacketSize) {
@@ -121,7 +121,7 @@ void Tuner::Run() {
     }
 }
 
-/// Hands over the next buffer of a station; a stream that ends starts again.
+/// Delivers the next buffer of a channel; a stream restarts at its end.
 void Tuner::Deliver(const Station& station, std::span<std::uint8_t> buffer) {
     if (!station.stream) {
         FillWithNulls(buffer);

@@ -19,9 +19,9 @@
 
 namespace board {
 
-/// What stands on one channel of the band.
+/// The content of one channel.
 struct Channel {
-    std::string stream;  ///< file; empty: a multiplex of nothing but null packets
+    std::string stream;  ///< file; empty: null packets only
     int strength = 5;    ///< 0 to 5; nothing is delivered at 0, and 1 and 2 damage the packets
 };
 
@@ -33,11 +33,11 @@ struct Tuning {
 
 class Tuner {
  public:
-    /// Bytes that the host hands to the module at a time: 174 packets.
+    /// Bytes that the host delivers at a time: 174 packets.
     static constexpr std::size_t kBufferSize = 174 * kPacketSize;
 
-    /// \param band   by channel number; a channel that isn't there has no signal
-    /// \param block  where the strength is told
+    /// \param band   by channel number; a missing channel has no signal
+    /// \param block  where the strength is reported
     /// \param feed   called on the tuner's thread with whole packets
     Tuner(std::map<int, Channel> band, StatusBlock* block, std::function<void(std::span<std::uint8_t>)> feed);
     ~Tuner();
@@ -49,13 +49,13 @@ class Tuner {
     void TuneTo(int channel);
     void Stop() { TuneTo(0); }
 
-    /// Replaces a channel of the band; it is heard at once when it is the tuned one. Throws as TransportFile.
+    /// Replaces a channel of the band, with immediate effect when it is tuned. Throws as TransportFile.
     void Put(int number, const Channel& channel);
 
-    /// How fast the streams run: 1 at their own pace, 0 as fast as the module takes them.
+    /// Sets the speed of the streams: 1 real time, 0 as fast as the module accepts them.
     void SetSpeed(double speed);
 
-    /// \return bytes handed over since the start
+    /// \return bytes delivered since the start
     std::uint64_t BytesFed() const;
 
  private:
@@ -74,7 +74,7 @@ class Tuner {
     std::condition_variable mChanged;
     std::map<int, Station> mBand;
     int mChannel = 0;
-    unsigned mGeneration = 0;  ///< counts what the thread has to start afresh for
+    unsigned mGeneration = 0;  ///< incremented when the thread has to start over
     double mSpeed = 1;
     bool mStop = false;
     std::uint64_t mBytesFed = 0;

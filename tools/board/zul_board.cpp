@@ -1,5 +1,5 @@
-// zul-board: a simulated board on a workstation. It loads the module and tells, in one line each, what the module asks
-// of the board's other processes.
+// zul-board: a simulated board on a workstation. It loads the module and prints a line for each request of the module
+// to the board's other processes.
 #include <fmt/chrono.h>
 #include <fmt/core.h>
 #include <signal.h>
@@ -25,9 +25,9 @@ namespace {
 
 using board::Channel;
 
-constexpr board::Milliseconds kBurning{3000};  ///< of a board, with the restart to come
+constexpr board::Milliseconds kBurning{3000};  ///< of an image, before the restart
 
-/// Lines with the seconds since the start, on the standard output as it was before the module's own went elsewhere.
+/// Prints lines with the seconds since the start, to the original standard output.
 class Teller {
  public:
     explicit Teller(FILE* out) : mOut(out) {}
@@ -45,7 +45,7 @@ class Teller {
     std::mutex mMutex;
 };
 
-/// Reads "7=file.ts:4", "7=file.ts" (strength 5) or "7=:2" (a multiplex of nothing).
+/// Reads "7=file.ts:4", "7=file.ts" (strength 5) or "7=:2" (null packets).
 std::pair<int, Channel> ReadChannel(const std::string& text) {
     const auto equals = text.find('=');
     if (equals == std::string::npos) throw CLI::ValidationError("--channel", text + " has no '='");
@@ -61,7 +61,7 @@ std::pair<int, Channel> ReadChannel(const std::string& text) {
     return channel;
 }
 
-/// Sends all standard output from here on, which is the module's, to a file. \return the standard output that was
+/// Redirects standard output, the module's from now on, to a file. \return the original standard output
 FILE* RedirectModule(const std::string& file) {
     if (file.empty()) return stdout;
     FILE* out = fdopen(dup(STDOUT_FILENO), "w");
@@ -81,7 +81,7 @@ struct Options {
     std::uint64_t netSeed = 1;
 };
 
-/// \return what is wrong with it, in words; nothing where nothing is
+/// \return the error in a plan; empty for a valid one
 std::string WhyNoNetPlan(const std::string& text) try {
     board::ParseNetPlan(text);
     return "";
@@ -127,9 +127,9 @@ Options Read(int argc, char** argv) {
     return options;
 }
 
-/// Runs a board until SIGINT or SIGTERM, or until its settings agent is told to reboot. \return whether it reboots
+/// Runs a board until SIGINT or SIGTERM, or until its settings agent gets a reboot order. \return whether it reboots
 bool Live(const Options& options, Teller& tell) {
-    // Before any thread starts, so that all of them leave the signals to this one.
+    // Before any thread starts, so that all of them inherit the mask.
     sigset_t signals;
     sigemptyset(&signals);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
@@ -155,7 +155,7 @@ bool Live(const Options& options, Teller& tell) {
     return signal == SIGHUP;
 }
 
-/// Set once a board has gone behind its relay, for its whole life with all restarts.
+/// Set once a board is behind its relay; survives its restarts.
 constexpr const char* kBehindRelay = "ZUL_BOARD_BEHIND_RELAY";
 
 void PutFaultsIntoNet(const Options& options, Teller& tell) {
@@ -165,7 +165,7 @@ void PutFaultsIntoNet(const Options& options, Teller& tell) {
                            [&tell](const std::string& tale) { tell("net", tale); });
 }
 
-/// Is the board until it ends. \return the exit code
+/// Runs the board until it ends. \return the exit code
 int Be(const Options& options, FILE* out, char** argv) {
     Teller tell(out);
     PutFaultsIntoNet(options, tell);
@@ -175,14 +175,14 @@ int Be(const Options& options, FILE* out, char** argv) {
         execv("/proc/self/exe", argv);
         throw std::runtime_error("the board doesn't start again");
     }
-    std::fflush(stdout);  // alone: the thread that reads orders holds the standard input
-    _exit(0);             // the module's threads have no end: nothing may be taken down under them
+    std::fflush(stdout);  // not stdin, which is locked by the thread that reads orders
+    _exit(0);             // the module's threads still run: no destructor may
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    FILE* complaints = stderr;  // until the module has that
+    FILE* complaints = stderr;  // until it is redirected
     try {
         const Options options = Read(argc, argv);
         if (!std::filesystem::is_directory(options.plan.root + "/hd1")) {

@@ -1,5 +1,5 @@
-// Completion: one walk over the option tree, and its words in two shells. What both do: go through the words of the
-// line to find the subcommand, skip the values of options, then offer what fits there.
+// Completion scripts for two shells from one walk over the option tree. Both find the subcommand in the words of the
+// line, skip the values of options, and offer what fits at the cursor.
 #include "completion.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace cli {
 
 namespace {
 
-/// What may follow an option or stand as an argument.
+/// The value of an option or argument.
 struct Value {
     enum class Kind { kAnything, kChoice, kFile, kBoard, kInterface };
     Kind kind = Kind::kAnything;
@@ -104,7 +104,7 @@ std::string Replaced(std::string text, const std::string& mark, const std::strin
     return text;
 }
 
-/// The rows of `case "$path $previous"`: what follows an option. \param offer  makes the shell's words of a value
+/// The rows of `case "$path $previous"`: what follows an option. \param offer  the shell's code for a value
 template <typename Offer>
 std::string ValueRows(const std::vector<Place>& places, Offer offer) {
     std::string text;
@@ -112,7 +112,7 @@ std::string ValueRows(const std::vector<Place>& places, Offer offer) {
         for (const Word& word : place.options) {
             if (!word.valued) continue;
             std::vector<std::string> patterns;
-            // Options of the program itself may stand behind any subcommand.
+            // The program's own options are accepted after any subcommand.
             for (const std::string& name : word.names)
                 patterns.push_back(place.path.empty() ? "*' " + name + "'" : Quoted(place.path + " " + name));
             const std::string words = offer(word.value);

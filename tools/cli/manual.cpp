@@ -12,7 +12,7 @@ namespace cli {
 
 namespace {
 
-/// Text that roff takes for text: no escapes, plain hyphens, no request at a line's begin.
+/// Text escaped for roff: backslashes, hyphens, and dots at the start of a line.
 std::string Roff(const std::string& text) {
     std::string roff;
     for (const char c : text) {
@@ -35,7 +35,7 @@ std::string Upper(std::string text) {
     return text;
 }
 
-/// Paragraphs, and lines that are shown as they are.
+/// Paragraphs, and lines that are printed verbatim.
 std::string Prose(const std::string& text) {
     std::istringstream lines(text);
     std::string roff;

@@ -8,8 +8,7 @@
 
 namespace cli {
 
-/// What a manual page tells beyond the option tree: sections by their titles, before the exit codes. A line of a
-/// section that begins with two blanks is shown as it is.
+/// Sections of a manual page beyond the option tree, by title. A line that begins with two blanks is printed verbatim.
 struct ManualMatter {
     std::string version;
     std::vector<std::pair<std::string, std::string>> sections;

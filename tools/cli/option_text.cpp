@@ -1,4 +1,4 @@
-// CLI11 puts a validator's words behind the type's name: "TEXT:{a,b}", "INT:INT in [1 - 158]".
+// CLI11 appends a validator's text to the type's name: "TEXT:{a,b}", "INT:INT in [1 - 158]".
 #include "option_text.h"
 
 namespace cli {

@@ -8,7 +8,7 @@
 namespace mux {
 namespace {
 
-// Numbers of one kind and who has them.
+// Numbers of one kind and their owners.
 class Taken {
  public:
     explicit Taken(std::string kind) : mKind(std::move(kind)) {}

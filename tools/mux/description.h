@@ -34,7 +34,7 @@ struct Audio {
 /// One event of a programme's guide.
 struct GuideEvent {
     std::uint16_t id = 0;          ///< 1 to 0x3FFF, unique in the programme
-    std::int64_t start = 0;        ///< seconds from the stream's begin, may lie before it
+    std::int64_t start = 0;        ///< seconds from the start of the stream, may be negative
     std::uint32_t seconds = 1800;  ///< length
     Text title{};                  ///< no string: title_length 0
     Text text{};                   ///< no string: no ETT
@@ -49,7 +49,7 @@ struct Programme {
     std::uint16_t sourceId = 0;
     std::uint8_t modulation = kModulation8Vsb;
     std::uint32_t carrierFrequency = 0;  ///< Hz
-    bool scrambled = false;              ///< payloads of its streams are garbled and marked as scrambled
+    bool scrambled = false;              ///< payloads are randomised and marked as scrambled
     bool hidden = false;
     std::optional<Video> video{};
     std::vector<Audio> audio{};
@@ -58,7 +58,7 @@ struct Programme {
     std::vector<GuideEvent> events{};
 };
 
-/// Repetition of the tables: milliseconds from one sending to the next, at most.
+/// Repetition of the tables: longest interval in milliseconds.
 struct Repetition {
     unsigned pat = 100;
     unsigned pmt = 100;
@@ -89,7 +89,7 @@ struct Description {
 /// Seconds from the Unix epoch to the GPS epoch.
 inline constexpr std::int64_t kGpsEpoch = 315'964'800;
 
-/// Checks what no single field shows: unique programme numbers, PIDs, source ids and event ids, PIDs that no table has.
+/// Checks consistency across fields: unique programme numbers, PIDs, source ids and event ids, PIDs that no table has.
 /// Throws Error naming the first two that collide.
 void CheckDescription(const Description& description);
 

@@ -16,7 +16,7 @@ using nlohmann::json;
 constexpr std::int64_t kFirstPid = 0x10;
 constexpr std::int64_t kLastPid = 0x1FFE;
 
-// Begin of a description that doesn't say: a Sunday evening.
+// Start of a description without one: a Sunday evening.
 constexpr const char* kUsualStart = "2026-03-01T18:00:00Z";
 
 void ReadLanguage(Members& members, std::string& language) {
@@ -85,8 +85,8 @@ void ReadCarrier(Members& members, Programme& programme) {
     members.Read("frequency", programme.carrierFrequency);
 }
 
-// PIDs that aren't given lie at 16 a programme from 0x30 on: PMT, video, then sound four further.
-// \param usual  what all programmes have that don't say otherwise
+// Default PIDs are spaced by 16 from 0x30: PMT, then video, then sound four above the PMT.
+// \param usual  defaults of all programmes
 Programme ReadProgramme(const json& value, const Programme& usual, std::size_t index, std::int64_t startUtc) {
     Programme programme = usual;
     const auto base = static_cast<std::uint16_t>(0x30 + 16 * index);
@@ -203,7 +203,7 @@ std::int64_t ParseUtc(const std::string& text) {
 
 Description ParseDescription(const std::string& json, std::optional<std::uint32_t> start) {
     try {
-        return ReadDescription(nlohmann::json::parse(json, nullptr, true, true), start);  // comments are welcome
+        return ReadDescription(nlohmann::json::parse(json, nullptr, true, true), start);  // comments are allowed
     } catch (const nlohmann::json::exception& error) {
         throw Error(error.what());
     }

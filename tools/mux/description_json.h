@@ -10,11 +10,11 @@
 
 namespace mux {
 
-/// Reads a description. \param start  system_time of its begin, GPS seconds, instead of that in the text
+/// Reads a description. \param start  system_time of its start, GPS seconds, instead of that in the text
 /// Throws Error naming the key that is wrong.
 Description ParseDescription(const std::string& json, std::optional<std::uint32_t> start = std::nullopt);
 
-/// The same from a file. Throws Error also when it can't be read; the message then begins with the file's name.
+/// The same from a file. Also throws Error when it can't be read; the message begins with the file name.
 Description LoadDescription(const std::string& file, std::optional<std::uint32_t> start = std::nullopt);
 
 /// A moment as "2026-03-01T18:00:00Z", or "now". \return Unix time. Throws Error for anything else.
@@ -24,7 +24,7 @@ std::int64_t ParseUtc(const std::string& text);
 /// "language", "compression" and "mode".
 Text ReadText(const nlohmann::json& value);
 
-/// The events of a "guide": those that it lists, and those that its rules make.
+/// The events of a "guide": those listed and those made by its rules.
 std::vector<GuideEvent> ReadGuide(const nlohmann::json& value, std::int64_t startUtc);
 
 }  // namespace mux

@@ -1,4 +1,4 @@
-/// Descriptors of PMT and VCT, each whole: descriptor_tag, descriptor_length, fields.
+/// Descriptors of PMT and VCT, each complete: descriptor_tag, descriptor_length, fields.
 #pragma once
 
 #include <span>
@@ -25,7 +25,7 @@ Octets RegistrationDescriptor(std::string_view identifier);
 Octets LanguageDescriptor(std::string_view language, std::uint8_t audioType);
 
 /// AC-3 audio_stream_descriptor (A/52, A4.3) of a complete main service in stereo.
-/// \param bitRate  bits a second; the next rate of A/52 that isn't below it is told
+/// \param bitRate  bits per second, rounded up to a rate of A/52
 Octets Ac3Descriptor(std::string_view language, unsigned bitRate);
 
 /// caption_service_descriptor (A/65, 6.9.2). Throws Error for more than 31 services or a service out of range.

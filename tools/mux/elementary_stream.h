@@ -1,4 +1,4 @@
-/// Sources of video and sound: access units one behind the other.
+/// Sources of video and sound: sequences of access units.
 #pragma once
 
 #include <cstdint>
@@ -42,7 +42,7 @@ inline constexpr std::uint8_t kStreamIdPrivate1 = 0xBD;  ///< AC-3
 inline constexpr std::int64_t kPictureTime = 3003;
 inline constexpr std::int64_t kAc3FrameTime = 2880;
 
-/// Where the streams of a description come from.
+/// Opens the streams of a description.
 class StreamSupply {
  public:
     StreamSupply() = default;
@@ -53,12 +53,12 @@ class StreamSupply {
     /// Video of `milliseconds` at most, never null.
     virtual std::unique_ptr<ElementaryStream> OpenVideo(const Programme& programme, std::uint32_t milliseconds) = 0;
 
-    /// Sound likewise. \param lead  90 kHz units that the picture of the same moment is presented later than the sound
+    /// Sound likewise. \param lead  90 kHz units by which the picture is presented after the sound of the same moment
     virtual std::unique_ptr<ElementaryStream> OpenAudio(const Programme& programme, const Audio& audio,
                                                         std::uint32_t milliseconds, std::int64_t lead) = 0;
 };
 
-/// Units of even size and arbitrary content, at the bit rates of the description: quick to make, not to be decoded.
+/// Units of equal size and arbitrary content at the bit rates of the description: fast to make, not decodable.
 class SyntheticSupply : public StreamSupply {
  public:
     explicit SyntheticSupply(std::uint64_t seed) : mSeed(seed) {}

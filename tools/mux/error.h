@@ -1,11 +1,11 @@
-/// The one exception of the multiplexer: what was asked can't be written.
+/// The exception of the multiplexer.
 #pragma once
 
 #include <stdexcept>
 
 namespace mux {
 
-/// A description, a table or a stream that has no valid form on the air. what() tells which value and why.
+/// A description, table or stream that can't be broadcast. what() names the value and the reason.
 class Error : public std::runtime_error {
  public:
     using std::runtime_error::runtime_error;

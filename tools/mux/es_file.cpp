@@ -1,4 +1,4 @@
-// Elementary streams in files, mapped into memory and cut into access units.
+// Elementary streams in files, mapped into memory and split into access units.
 #include "es_file.h"
 
 #include <bitstream/atsc/a52.h>
@@ -46,7 +46,7 @@ class FileStream : public ElementaryStream {
     std::vector<AccessUnit> mUnits;
 };
 
-// Position of the next start code prefix at or behind `at`, or the size where there is none.
+// Position of the next start code prefix at or after `at`, or the size where there is none.
 std::size_t NextStartCode(std::span<const std::uint8_t> bytes, std::size_t at) {
     static constexpr std::uint8_t kPrefix[] = {0, 0, 1};
     const auto found = std::search(bytes.begin() + static_cast<std::ptrdiff_t>(at), bytes.end(), std::begin(kPrefix),
@@ -68,7 +68,7 @@ void Cut(std::vector<UnitPlace>& places, std::size_t skip, std::size_t count, co
 
 std::vector<UnitPlace> FindPictures(std::span<const std::uint8_t> bytes) {
     std::vector<UnitPlace> units;
-    bool whole = true;  // the unit in progress has its picture
+    bool whole = true;  // the current unit has its picture
     for (std::size_t at = NextStartCode(bytes, 0); at < bytes.size(); at = NextStartCode(bytes, at + 3)) {
         const std::uint8_t code = bytes[at + 3];
         const bool head = code == kSequenceHeader || code == kGroupHeader;

@@ -11,10 +11,10 @@ namespace {
 
 constexpr std::size_t kPesHead = PES_HEADER_SIZE_PTS;
 
-// Longest time from one PCR to the next: half of what ISO/IEC 13818-1, 2.7.2 allows less some room for a busy slot.
+// Longest interval between PCRs: half the limit of ISO/IEC 13818-1, 2.7.2, less a margin for occupied slots.
 constexpr Ticks kPcrPeriod = 40 * kTicksPerMillisecond;
 
-// From the arrival of a unit's last byte to its decoding, beyond what is needed: 90 kHz.
+// Margin from the arrival of a unit's last byte to its decoding: 90 kHz.
 constexpr std::int64_t kMargin = 20 * 90;
 
 std::int64_t To90kHz(Ticks ticks) { return (ticks + 299) / 300; }
@@ -47,7 +47,7 @@ void EsFlow::CountPackets() {
     const auto& units = mStream->Units();
     for (const AccessUnit& unit : units) mTotal += PacketsOf(unit);
     mExtra.assign(units.size(), 0);
-    // A unit can fill about its own number of bytes of packets; no more than double it, to stay even.
+    // At most double the packets of a unit, so that the rate stays even.
     std::size_t missing = (16 - mTotal % 16) % 16;
     for (std::size_t i = units.size(); i > 0 && missing > 0; --i) {
         const std::size_t extra = std::min(missing, PacketsOf(units[i - 1]));
@@ -68,7 +68,7 @@ void EsFlow::LoadUnit() {
     std::uint8_t* const head = mPes.data();
     pes_init(head);
     pes_set_streamid(head, mStream->StreamId());
-    // PES_packet_length may be 0, not told, in video only.
+    // PES_packet_length may be 0, unspecified, for video only.
     const bool video = mStream->StreamId() == kStreamIdVideo;
     pes_set_length(head, static_cast<std::uint16_t>(video ? 0 : mPes.size() - PES_HEADER_SIZE));
     pes_set_headerlength(head, PES_HEADER_SIZE_PTS - PES_HEADER_SIZE_NOPTS);
@@ -121,7 +121,7 @@ Packet PcrFlow::Take(Ticks pcr) {
     ts_set_adaptation(bytes, kPacketPayload - 1);
     // A packet without payload repeats the counter (2.4.3.3).
     ts_set_cc(bytes, mCarrier.LastContinuity());
-    // The clock begins anew where the stream does: also where it is played again.
+    // The clock restarts with the stream, also each time the file is repeated.
     if (mTaken++ == 0) tsaf_set_discontinuity(bytes);
     tsaf_set_pcr(bytes, static_cast<std::uint64_t>(pcr / 300) & ((std::uint64_t{1} << 33) - 1));
     tsaf_set_pcrext(bytes, static_cast<std::uint16_t>(pcr % 300));

@@ -10,17 +10,16 @@
 namespace mux {
 
 /// Sends an elementary stream at a constant rate over the whole length of the multiplex, one access unit a PES packet.
-/// The last units are spread over as many packets as make their number a multiple of 16.
+/// The last units are spread over extra packets, so that the number of packets is a multiple of 16.
 class EsFlow : public Flow {
  public:
-    /// \param scrambler  garbles and marks the payloads when it isn't null; it must outlive the flow
+    /// \param scrambler  randomises and marks the payloads when it isn't null; it must outlive the flow
     EsFlow(std::uint16_t pid, std::unique_ptr<ElementaryStream> stream, Ticks length, std::minstd_rand* scrambler);
 
-    /// The least 90 kHz units that presentation has to be behind, so that each unit has arrived whole.
+    /// Least presentation delay, in 90 kHz units, at which each unit arrives in time.
     std::int64_t NeededDelay() const { return mNeededDelay; }
 
-    /// Sets by how much presentation is behind. REQUIRES: no packet has been taken, and delay is at least
-    /// NeededDelay().
+    /// Sets the presentation delay. REQUIRES: no packet has been taken; delay is at least NeededDelay().
     void SetDelay(std::int64_t delay) { mDelay = delay; }
 
     Ticks Due() const override;
@@ -40,7 +39,7 @@ class EsFlow : public Flow {
     std::minstd_rand* const mScrambler;
     std::int64_t mNeededDelay = 0;
     std::int64_t mDelay = 0;
-    std::vector<std::uint8_t> mExtra;  ///< of each of the last units: packets more than it needs
+    std::vector<std::uint8_t> mExtra;  ///< for each of the last units: packets beyond what it needs
     std::size_t mTotal = 0;
     std::size_t mTaken = 0;
     std::size_t mUnit = 0;         ///< unit that LoadUnit() takes

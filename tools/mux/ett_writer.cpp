@@ -1,4 +1,4 @@
-// Extended Text Table. Behind protocol_version:
+// Extended Text Table. After protocol_version:
 //     bytes 0-3   ETM_id
 //     bytes 4-    extended_text_message
 #include "ett_writer.h"

@@ -8,7 +8,7 @@
 namespace mux {
 
 struct Ett {
-    std::uint16_t extension = 0;  ///< ETT_table_id_extension: tells apart the ETTs of one PID
+    std::uint16_t extension = 0;  ///< ETT_table_id_extension: distinguishes the ETTs of one PID
     std::uint8_t version = 0;
     std::uint32_t etmId = 0;  ///< EventEtmId() or ChannelEtmId()
     Octets message{};         ///< extended_text_message, a coded multiple_string_structure

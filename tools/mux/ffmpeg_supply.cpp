@@ -1,4 +1,4 @@
-// Pictures and sound by ffmpeg, which runs in the folder that its files go to.
+// Pictures and sound by ffmpeg, which runs in the folder of its files.
 #include "ffmpeg_supply.h"
 
 #include <filesystem>
@@ -13,10 +13,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Programmes that are coded at once: one core each of a small machine.
+// Programmes that are encoded at a time.
 constexpr std::size_t kAtOnce = 2;
 
-// Sound is coded this much longer than the stream: its beginning may be left out up to a beep.
+// Milliseconds of sound encoded beyond the stream, as its start is skipped up to a beep.
 constexpr std::uint32_t kSpareSound = 1'100;
 
 std::string FileOf(std::uint16_t pid, const char* kind) { return std::to_string(pid) + kind; }
@@ -36,9 +36,9 @@ std::string Picture(const Programme& programme, const std::string& font) {
     std::string source = video.pattern + "=size=" + std::to_string(video.width) + "x" + std::to_string(video.height) +
                          ":rate=30000/1001";
     source +=
-        ",hue=h=" + std::to_string(programme.number * 47 % 360);  // the same pattern looks different on each programme
+        ",hue=h=" + std::to_string(programme.number * 47 % 360);  // so that programmes with the same pattern differ
     if (font.empty()) return source;
-    // The name comes from a file: nothing in it is syntax.
+    // The name is read from a file, so that no character of it is syntax.
     const std::string box =
         ":fontfile=" + font + ":fontcolor=white:box=1:boxcolor=black@0.6:boxborderw=8:x=(w-text_w)/2";
     source += ",drawtext=expansion=none:textfile=" + FileOf(programme.number, ".txt") + box + ":fontsize=h/6:y=h/8";
@@ -83,8 +83,7 @@ std::vector<std::string> FfmpegCommand(const std::string& ffmpeg, const Programm
     if (programme.video) {
         const std::string rate = std::to_string(programme.video->bitRate);
         const auto pictures = static_cast<std::int64_t>(milliseconds) * 90 / kPictureTime;
-        // Pictures in the order of presentation, at a constant rate over half a second: they are sent at a constant
-        // rate.
+        // Pictures in presentation order, at a rate that is constant over half a second, as they are sent.
         add({"-map", "0:v", "-frames:v", std::to_string(pictures), "-c:v", "mpeg2video", "-pix_fmt", "yuv420p", "-bf",
              "0", "-flags", "+low_delay", "-g", "15", "-aspect", "4:3"});
         add({"-b:v", rate, "-minrate", rate, "-maxrate", rate, "-bufsize", std::to_string(programme.video->bitRate / 2),

@@ -1,4 +1,4 @@
-/// What a multiplex is woven from: flows of packets, each with its own moments.
+/// The parts of a multiplex: flows of packets, each with its own schedule.
 #pragma once
 
 #include <cstdint>
@@ -14,11 +14,10 @@ inline constexpr Ticks kTicksPerSecond = 27'000'000;
 inline constexpr Ticks kTicksPerMillisecond = kTicksPerSecond / 1000;
 inline constexpr Ticks kNever = std::numeric_limits<Ticks>::max();
 
-/// All times are planned this much before the stream's end, so that what is late at the seam still gets its slot.
+/// Schedules end this much before the stream does, so that delayed packets still get a slot.
 inline constexpr Ticks kSeamGuard = 5 * kTicksPerMillisecond;
 
-/// Who goes first when several flows are due: the clock, whose packets must not be late; then pictures and sound;
-/// tables can wait.
+/// Priority when several flows are due, highest first: the clock, video and sound, tables.
 enum class Urgency { kClock, kStream, kTable };
 inline constexpr std::size_t kUrgencies = 3;
 
@@ -31,13 +30,13 @@ class Flow {
 
     Urgency Class() const { return mUrgency; }
 
-    /// When the next packet is to leave; kNever when there is none.
+    /// \return when the next packet is due; kNever when there is none
     virtual Ticks Due() const = 0;
 
-    /// The next packet. \param pcr  clock value that a PCR in this packet has to tell. REQUIRES: Due() isn't kNever.
+    /// The next packet. \param pcr  value of a PCR in this packet. REQUIRES: Due() isn't kNever.
     virtual Packet Take(Ticks pcr) = 0;
 
-    /// Packets that are still to come.
+    /// \return packets not yet taken
     virtual std::size_t Remaining() const = 0;
 
  private:

@@ -12,7 +12,7 @@ namespace mux {
 /// Length of the window that one EIT-k covers, seconds. Windows begin at 0, 3, 6... hours UTC.
 inline constexpr std::uint32_t kWindow = 10'800;
 inline constexpr std::size_t kMaxWindows = 128;
-/// EITs that go out even when no event is in them, as A/65 asks.
+/// EITs that are sent even without an event, as A/65 requires.
 inline constexpr std::size_t kMinWindows = 4;
 
 /// EIT-k and ETT-k.

@@ -1,4 +1,4 @@
-// The guide of a programme, read from JSON: events one by one, and rules that make days of them.
+// The guide of a programme, read from JSON: single events, and rules that make series of them.
 #include <algorithm>
 #include <cstdio>
 #include <set>
@@ -14,7 +14,7 @@ using nlohmann::json;
 constexpr std::int64_t kDay = 86'400;
 constexpr std::uint16_t kLastEventId = 0x3FFF;
 
-// "+1:30" or "-0:10", hours and minutes from the begin of the stream; or a moment.
+// "+1:30" or "-0:10", hours and minutes from the start of the stream; or a moment.
 std::int64_t ReadStart(const std::string& text, std::int64_t startUtc) {
     char sign[2] = "";
     unsigned hours = 0;
@@ -41,7 +41,7 @@ GuideEvent ReadEvent(const json& value, std::int64_t startUtc) {
     return event;
 }
 
-// "{n}" in a text of a rule stands for the event's count, "{day}" for the day's.
+// Replaces a mark, "{n}" or "{day}", by a number.
 std::string Filled(std::string text, const std::string& mark, std::size_t number) {
     for (auto at = text.find(mark); at != std::string::npos; at = text.find(mark, at)) {
         text.replace(at, mark.size(), std::to_string(number));
@@ -49,15 +49,15 @@ std::string Filled(std::string text, const std::string& mark, std::size_t number
     return text;
 }
 
-// A rule: its lists are gone through again and again, each at its own pace.
+// A rule, which cycles through each of its lists.
 struct Rule {
     std::int64_t from = 0;
     std::int64_t until = 0;
     std::vector<std::int64_t> minutes;
     std::vector<Text> titles;
     std::vector<Text> texts;
-    std::size_t textEvery = 1;     ///< events from one with a text to the next
-    std::size_t overlapEvery = 0;  ///< events from one that runs into its follower to the next, 0: none does
+    std::size_t textEvery = 1;     ///< one event in this many has a text
+    std::size_t overlapEvery = 0;  ///< one event in this many overlaps its successor; 0: none
 
     GuideEvent Make(std::size_t n, std::int64_t start) const;
 };
@@ -105,7 +105,7 @@ GuideEvent Rule::Make(std::size_t n, std::int64_t start) const {
     return event;
 }
 
-// Events without an id get the lowest that nobody has.
+// Events without an id get the lowest free one.
 void GiveIds(std::vector<GuideEvent>& events) {
     std::set<std::uint16_t> taken;
     for (const GuideEvent& event : events) taken.insert(event.id);

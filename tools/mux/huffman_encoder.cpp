@@ -1,6 +1,6 @@
-// The encoder of A/65 Annex C. A decode table is 128 big-endian offsets, one a preceding character, and the trees they
-// lead to: pairs of bytes, the first for a 0 bit, the second for a 1 bit; bit 7 marks a leaf, else the number of a
-// pair.
+// The encoder of A/65 Annex C. A decode table is 128 big-endian offsets, one per preceding character, and the trees at
+// these offsets: pairs of bytes, the first for a 0 bit, the second for a 1 bit; bit 7 marks a leaf, else the number of
+// a pair.
 #include "huffman_encoder.h"
 
 #include <array>
@@ -20,7 +20,7 @@ struct Code {
     std::uint8_t bits = 0;  ///< 0: the tree has no such leaf
 };
 
-// The codes behind one preceding character.
+// The codes after one preceding character.
 using CodeSet = std::array<Code, 128>;
 using CodeBook = std::array<CodeSet, 128>;
 
@@ -34,7 +34,7 @@ void CollectLeaves(std::span<const std::uint8_t> tree, std::size_t node, Code pr
             continue;
         }
         Code& known = codes[entry & 0x7F];
-        if (known.bits == 0 || code.bits < known.bits) known = code;  // some leaves stand twice
+        if (known.bits == 0 || code.bits < known.bits) known = code;  // some leaves occur twice
     }
 }
 
@@ -101,11 +101,11 @@ std::optional<Octets> HuffmanEncode(Compression table, std::string_view text) {
     if (book[before][kEnd].bits > 0) {
         writer.Put(book[before][kEnd]);
     } else {
-        // This character's tree has no terminator: it is escaped, like any other character that a tree lacks.
+        // This tree has no terminator: it is escaped, like any other character that a tree lacks.
         writer.Put(book[before][kEscape]);
         writer.Literal(kEnd);
     }
-    // Decoders that don't see an end in an escaped 0 go on: let them find the start of an escape, and no character.
+    // Decoders that don't end at an escaped 0 continue: the fill bits then start an escape and give no character.
     writer.FillWith(book[kEnd][kEscape]);
     return writer.Take();
 }

@@ -1,4 +1,4 @@
-/// The encoder of ATSC A/65 Annex C: the decode tables C.5 and C.7 turned round.
+/// The encoder of ATSC A/65 Annex C: the inverse of decode tables C.5 and C.7.
 #pragma once
 
 #include <optional>

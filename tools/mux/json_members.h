@@ -68,7 +68,7 @@ class Members {
         value = member->get<T>();
     }
 
-    /// The same for one of several words.
+    /// The same for one of several words, each with its value.
     template <class T>
     void Choose(const std::string& key, T& value, std::initializer_list<std::pair<const char*, T>> words) {
         const auto* const member = Find(key);

@@ -46,7 +46,7 @@ void Declare(CLI::App& app, Arguments& arguments) {
     app.footer("Exit codes: 0 done, 1 the stream can't be made, 2 wrong usage.");
 }
 
-// The file that the stream goes to. An unfinished one is taken away, unless the name is that of a device or a pipe.
+// The output file. An incomplete one is removed unless it is a device or a pipe.
 class Output {
  public:
     explicit Output(const std::string& name) : mName(name) {
@@ -82,7 +82,7 @@ class Output {
     std::size_t mPackets = 0;
 };
 
-// Coded streams lie beside the output while it is made; those of standard output in the temporary folder.
+// Encoded streams are kept next to the output file, or in the temporary folder for standard output.
 std::unique_ptr<mux::StreamSupply> MakeSupply(const Arguments& arguments, const mux::Description& description,
                                               const mux::MuxOptions& options) {
     if (arguments.noAv) return std::make_unique<mux::SyntheticSupply>(arguments.seed);

@@ -23,7 +23,7 @@ struct Segment {
     Octets bytes;
 };
 
-// The code point at `at`, which then stands behind it.
+// Takes the code point at `at`, and advances `at` past it.
 char32_t TakeCodePoint(std::string_view utf8, std::size_t& at) {
     const auto first = static_cast<std::uint8_t>(utf8[at++]);
     if (first < 0x80) return first;
@@ -56,7 +56,7 @@ std::uint8_t ChooseMode(const TextString& string, std::u16string_view units) {
     return *string.mode;
 }
 
-// Most units of UTF-16 in one segment, and fewer where that would part a surrogate pair.
+// Most units of UTF-16 in one segment, or one fewer so as not to split a surrogate pair.
 std::size_t Utf16Piece(std::u16string_view units) {
     std::size_t size = std::min(units.size(), kMost / 2);
     if (size < units.size() && units[size - 1] >= 0xD800 && units[size - 1] < 0xDC00) --size;

@@ -21,8 +21,8 @@ inline constexpr std::uint8_t kModeUtf16 = 0x3F;
 struct TextString {
     std::string text{};                        ///< UTF-8
     std::string language = "eng";              ///< ISO 639-2, three letters
-    std::optional<Compression> compression{};  ///< nothing: whatever comes out smallest
-    std::optional<std::uint8_t> mode{};        ///< nothing: Latin-1 where the text has room in it, else UTF-16
+    std::optional<Compression> compression{};  ///< nothing: the smallest
+    std::optional<std::uint8_t> mode{};        ///< nothing: Latin-1 where it has all characters, else UTF-16
 };
 
 /// A text in one or more languages.

@@ -1,4 +1,4 @@
-// The multiplexer: one flow a PID and one a clock, the earliest due packet into each slot.
+// The multiplexer: one flow per PID and per clock; each slot takes the packet that is due first.
 #include "multiplexer.h"
 
 #include <bitstream/mpeg/ts.h>
@@ -21,13 +21,13 @@ namespace {
 
 constexpr std::int64_t kPacketBits = kPacketSize * 8;
 
-// A PCR tells when the last byte of its base arrives (ISO/IEC 13818-1, 2.4.3.5).
+// A PCR is the arrival time of the last byte of its base (ISO/IEC 13818-1, 2.4.3.5).
 constexpr std::int64_t kPcrByte = 10;
 
-// Sound is presented this long after the clock of its arrival began: 90 kHz. Decoders keep little of it.
+// Presentation delay of sound, 90 kHz. Decoders buffer little of it.
 constexpr std::int64_t kAudioDelay = 90 * 90;
 
-// Elementary streams may take this part of the rate at most, with the tables.
+// Largest share of the rate for elementary streams and tables.
 constexpr double kUsableRate = 0.98;
 
 class Builder {
@@ -132,7 +132,7 @@ class Builder {
     const std::vector<Table> mTables;
     std::vector<std::unique_ptr<Flow>> mFlows;
 
-    // Flows of each urgency by the moment that they are due; of those due at once, the one made first goes first.
+    // Flows of each urgency by due time; of equal ones, the one made first goes first.
     using Entry = std::pair<Ticks, std::size_t>;
     std::array<std::priority_queue<Entry, std::vector<Entry>, std::greater<>>, kUrgencies> mQueues;
 };

@@ -18,17 +18,18 @@ struct MuxOptions {
 /// Takes the packets of a stream, in order.
 using PacketSink = std::function<void(const Packet&)>;
 
-/// Makes a stream of constant rate: each packet leaves in the first slot after its moment, null packets fill the rest.
+/// Makes a stream of constant rate: each packet takes the first slot after its due time, and null packets fill the
+/// rest.
 ///
-/// The stream can be played over and over. At the seam the clock (PCR, PTS, STT) starts anew, and the first PCR packet
-/// says so by its discontinuity_indicator; continuity counters go on, the last unit of every stream and the last
-/// section of every table are whole, and the tables keep their distances. Sound pauses for about a tenth of a second
-/// and pictures for the decoder's delay, since what is presented after the end has not begun to arrive before it.
+/// The stream can be repeated. At the seam the clock (PCR, PTS, STT) restarts, which the discontinuity_indicator of the
+/// first PCR packet signals; continuity counters continue, the last unit of every stream and the last section of every
+/// table are complete, and the tables keep their intervals. Sound pauses for about a tenth of a second
+/// and pictures for the decoder's delay, since nothing presented after the seam arrives before it.
 ///
 /// Throws Error for a description that can't be written or that needs more than its rate.
 void Multiplex(const Description& description, const MuxOptions& options, StreamSupply& supply, const PacketSink& sink);
 
-/// The same into memory, with synthetic streams. Deterministic.
+/// The same in memory, with synthetic streams. Deterministic.
 Octets MakeMultiplex(const Description& description, const MuxOptions& options);
 
 /// Packets that a stream of that length has.

@@ -1,4 +1,4 @@
-// Transport packets: sections cut and aligned or run together, payloads stuffed by adaptation fields.
+// Transport packets: sections aligned or contiguous, payloads stuffed by adaptation fields.
 #include "packetizer.h"
 
 #include <bitstream/mpeg/psi/psi.h>
@@ -9,7 +9,7 @@
 namespace mux {
 namespace {
 
-// adaptation_field_length, and the flags behind it.
+// adaptation_field_length, and the flags after it.
 constexpr std::size_t kAdaptationHead = 2;
 
 Octets WithPointerField(OctetView section) {
@@ -20,7 +20,7 @@ Octets WithPointerField(OctetView section) {
 
 std::size_t PacketsFor(std::size_t payload) { return (payload + kPacketPayload - 1) / kPacketPayload; }
 
-// The rest of a section's last packet is stuffing bytes, as in all section data (2.4.4).
+// Stuffing bytes fill the last packet of a section (2.4.4).
 Packet SectionPacket(std::uint16_t pid, bool start, Octets payload, bool stretched) {
     if (!stretched) payload.resize(kPacketPayload, 0xFF);
     return MakePacket({.pid = pid, .unitStart = start}, payload);

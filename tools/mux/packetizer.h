@@ -22,8 +22,8 @@ inline constexpr std::uint16_t kPidNull = 0x1FFF;
 
 /// How the sections of one table follow each other.
 enum class Packing {
-    kAligned,  ///< each section starts a packet, stuffing bytes fill the one before
-    kDense,    ///< sections run on, with a pointer_field where the next one starts; also several in one packet
+    kAligned,  ///< each section starts a packet, and stuffing fills the one before
+    kDense,    ///< sections are contiguous, with a pointer_field where one starts; a packet may hold several
 };
 
 /// What goes between header and payload of a packet.
@@ -40,20 +40,20 @@ Packet MakePacket(const PacketShape& shape, OctetView payload);
 /// Payload bytes that a packet of this shape has room for.
 std::size_t RoomFor(const PacketShape& shape);
 
-/// Cuts a section into packets of its own. \param extra  packets more than it needs, so that a counter comes out even:
-/// the payload is then spread, with stuffing in adaptation fields. REQUIRES: extra is at most RoomToStretch(section).
+/// Splits a section into packets of its own. \param extra  additional packets, over which the payload is spread with
+/// stuffing in adaptation fields. REQUIRES: extra is at most RoomToStretch(section).
 std::vector<Packet> PacketiseSection(OctetView section, std::uint16_t pid, std::size_t extra = 0);
 
-/// How many packets more than it needs a section can be spread over.
+/// \return the most `extra` packets for a section
 std::size_t RoomToStretch(OctetView section);
 
-/// Cuts the sections of a table into packets; continuity counters are 0.
+/// Splits the sections of a table into packets; continuity counters are 0.
 std::vector<Packet> PacketiseSections(std::span<const Section> sections, std::uint16_t pid, Packing packing);
 
-/// Numbers packets of one PID: each gets the counter, which then goes one up, modulo 16.
+/// Numbers packets of one PID: each gets the counter, which is then incremented modulo 16.
 void NumberPackets(std::span<Packet> packets, std::uint8_t& continuity);
 
-/// The bytes of packets one behind the other.
+/// \return the concatenated packets
 Octets Flatten(std::span<const Packet> packets);
 
 }  // namespace mux

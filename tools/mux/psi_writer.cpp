@@ -1,4 +1,4 @@
-// PAT and PMT, over the packet library's own accessors.
+// PAT and PMT, by the accessors of biTStream.
 #include "psi_writer.h"
 
 #include <bitstream/mpeg/psi/pat.h>
@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kProgrammesInSection = (kMaxShortSection - kSectionOverhead) / PAT_PROGRAM_SIZE;
 
-// The accessors take shorts and make ints of them; keep that behind one door.
+// The accessors narrow int to short: all such calls are here.
 std::uint16_t Short(std::size_t value) { return static_cast<std::uint16_t>(value); }
 
 std::uint8_t* Append(Section& section, OctetView bytes) {

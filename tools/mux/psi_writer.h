@@ -19,17 +19,17 @@ struct Pat {
     std::vector<PatProgramme> programmes{};
 };
 
-/// A PAT: one section a 253 programmes, at least one. Throws Error for more than fit in 256 sections.
+/// A PAT: one section per 253 programmes, at least one. Throws Error for more than fit in 256 sections.
 std::vector<Section> WritePat(const Pat& pat);
 
-/// stream_type of the streams that we make.
+/// stream_type of our streams.
 inline constexpr std::uint8_t kStreamMpeg2Video = 0x02;
 inline constexpr std::uint8_t kStreamAc3 = 0x81;
 
 struct PmtStream {
     std::uint8_t streamType = 0;
     std::uint16_t pid = 0;
-    Octets descriptors{};  ///< whole descriptors, one behind the other
+    Octets descriptors{};  ///< concatenated descriptors
 };
 
 struct Pmt {

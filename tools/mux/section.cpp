@@ -1,4 +1,4 @@
-// Sections: byte writer, head and CRC_32, over the packet library's own accessors.
+// Sections: byte writer, head and CRC_32, by the accessors of biTStream.
 #include "section.h"
 
 #include <bitstream/mpeg/psi/psi.h>

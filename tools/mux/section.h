@@ -30,7 +30,7 @@ class ByteWriter {
     Octets mBytes;
 };
 
-/// The fields in front of a section's body. The defaults are those of a table of one section, now in force.
+/// The fields before a section's body. The defaults are those of a current table of one section.
 struct SectionHead {
     std::uint8_t tableId = 0;
     std::uint16_t extension = 0;  ///< table_id_extension
@@ -40,10 +40,10 @@ struct SectionHead {
     bool current = true;
 };
 
-/// Bytes of a section around its body: 8 in front, 4 of the CRC_32 behind.
+/// Bytes of a section around its body: 8 before it, and the CRC_32.
 inline constexpr std::size_t kSectionOverhead = 12;
 
-/// Largest sections, whole: PAT, PMT, VCT and STT have a section_length up to 1021, the other tables of A/65 up to
+/// Largest complete sections: PAT, PMT, VCT and STT have a section_length up to 1021, the other tables of A/65 up to
 /// 4093.
 inline constexpr std::size_t kMaxShortSection = 1024;
 inline constexpr std::size_t kMaxLongSection = 4096;
@@ -52,10 +52,10 @@ inline constexpr std::size_t kMaxLongSection = 4096;
 /// Throws Error when it would be larger than `most` bytes.
 Section MakeSection(const SectionHead& head, OctetView body, std::size_t most);
 
-/// A PSIP section of A/65: as above, with protocol_version 0 in front of the body.
+/// A PSIP section of A/65: as above, with protocol_version 0 before the body.
 Section MakePsipSection(const SectionHead& head, OctetView body, std::size_t most);
 
-/// Writes the CRC_32 of a section again, after a change of its bytes. REQUIRES: section_length is true.
+/// Writes the CRC_32 of a section again, after a change of its bytes. REQUIRES: section_length is right.
 void SealSection(Section& section);
 
 }  // namespace mux

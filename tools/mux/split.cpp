@@ -1,4 +1,4 @@
-// Tables whose entries are shared out over sections.
+// Tables whose entries are distributed over sections.
 #include "split.h"
 
 #include <string>
@@ -9,7 +9,7 @@ namespace mux {
 
 std::vector<Section> MakeCountedSections(SectionHead head, std::span<const Octets> entries, OctetView tail,
                                          std::size_t most) {
-    // protocol_version and the count stand in front of the entries.
+    // protocol_version and the count precede the entries.
     const std::size_t room = most - kSectionOverhead - 2 - tail.size();
     std::vector<std::span<const Octets>> shares(1);
     std::size_t used = 0;

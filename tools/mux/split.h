@@ -1,4 +1,4 @@
-/// Tables whose entries are shared out over sections.
+/// Tables whose entries are distributed over sections.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +9,10 @@
 
 namespace mux {
 
-/// Sections, in each a byte with the number of its entries, the entries, and `tail`.
+/// \return sections, each with the number of its entries, the entries, and `tail`
 /// \param head   of the first section; number and last are set here
-/// \param most   bytes of a section; each takes as many entries as that and the count's eight bits allow
-/// Throws Error for an entry that no section has room for, and for more than 256 sections.
+/// \param most   bytes of a section; each takes as many entries as fit, up to 255
+/// Throws Error for an entry larger than a section, and for more than 256 sections.
 std::vector<Section> MakeCountedSections(SectionHead head, std::span<const Octets> entries, OctetView tail,
                                          std::size_t most);
 

@@ -1,4 +1,4 @@
-// System Time Table. Behind protocol_version:
+// System Time Table. After protocol_version:
 //     bytes 0-3   system_time
 //     byte  4     GPS_UTC_offset
 //     bytes 5-6   DS_status (1 bit), reserved (2), DS_day_of_month (5), DS_hour (8)

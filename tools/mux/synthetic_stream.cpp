@@ -6,7 +6,7 @@
 namespace mux {
 namespace {
 
-// A group of pictures, at whose first one decoding could begin.
+// A group of pictures; decoding can begin at the first.
 constexpr std::size_t kGroup = 15;
 
 class SyntheticStream : public ElementaryStream {
@@ -25,7 +25,7 @@ class SyntheticStream : public ElementaryStream {
     std::uint8_t StreamId() const override { return mStreamId; }
     const std::vector<AccessUnit>& Units() const override { return mUnits; }
 
-    // Nothing that looks like a start code or the sync word of AC-3.
+    // No bytes that could form a start code or the sync word of AC-3.
     void Read(std::size_t, std::span<std::uint8_t> bytes) override {
         for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(mRandom() | 0x80);
     }

@@ -1,4 +1,4 @@
-// The tables of one PID: planned for the whole stream, then packetised one sending at a time.
+// The tables of one PID: scheduled for the whole stream, then packetised one transmission at a time.
 #include "table_flow.h"
 
 #include <algorithm>
@@ -7,15 +7,14 @@
 namespace mux {
 namespace {
 
-// Packets of one PID are this part of its shortest period apart, unless there are so many of them that this would fill
-// more than half the time.
+// Packets of one PID are spaced by its shortest period divided by this, or closer where they would fill more than half
+// the time.
 constexpr Ticks kPaceParts = 50;
 
-// Sendings of different flows begin over this part of a period; half of the time is left for their packets, by the
-// pace.
+// Transmissions of different flows begin within this part of a period, which leaves half of it for their packets.
 constexpr double kPhases = 0.4;
 
-// Multiples of this number, less their whole parts, are spread evenly over 0 to 1 however many there are.
+// The fractional parts of its multiples are spread evenly over 0 to 1, whatever their number.
 constexpr double kGoldenRatio = 0.618'033'988'75;
 
 }  // namespace
@@ -39,7 +38,7 @@ TableFlow::TableFlow(std::uint16_t pid, std::span<const Table* const> tables, Pa
     Load();
 }
 
-// Halves the pace until the last packet, with what piles up before it, is due in time.
+// Halves the spacing until the last packet, after all that are queued before it, is due in time.
 void TableFlow::ChoosePace(Ticks slowest) {
     std::vector<Ticks> counts;
     for (const Sending& sending : mSendings) counts.push_back(static_cast<Ticks>(Packetise(sending).size()));
@@ -52,8 +51,7 @@ void TableFlow::ChoosePace(Ticks slowest) {
     while (mPace > 0 && end() > mLength - kSeamGuard) mPace /= 2;
 }
 
-// Each edition goes out once at least, so that no version that the MGT tells is missing. Its first sending lies in the
-// first part of its first period: its packets have room in the rest.
+// Each edition is sent at least once, in the first part of its first period, so that its packets fit in the rest.
 void TableFlow::Plan(const Table& table, double phase) {
     const Ticks longest = table.period * kTicksPerMillisecond;
     for (std::size_t i = 0; i < table.editions.size(); ++i) {
@@ -71,8 +69,8 @@ void TableFlow::Plan(const Table& table, double phase) {
     }
 }
 
-// Walks back from the end until enough packets are added: first one to each sending, so that the end isn't crowded; and
-// where the sendings are too few for that, as many as their last sections can be spread over.
+// Adds packets from the end backwards: first one to each transmission, so as not to crowd the end; then, where there
+// are too few, as many as their last sections can be spread over.
 void TableFlow::Stretch() {
     for (const std::size_t most : {std::size_t{1}, std::size_t{15}}) {
         for (std::size_t i = mSendings.size(); i > 0 && mTotal % 16 != 0; --i) {

@@ -1,4 +1,4 @@
-/// The tables of one PID, sent over and over.
+/// The tables of one PID, sent repeatedly.
 #pragma once
 
 #include <span>
@@ -10,15 +10,15 @@
 
 namespace mux {
 
-/// Sends each edition of a table a whole number of times, at least once, at even distances that the table's period
-/// bounds, so that a stream which is played again and again repeats its tables evenly over the seam too. A table's
-/// packets aren't sent at once, but a fiftieth of the PID's shortest period apart. The last sections are spread over as
-/// many packets as make the PID's number of packets a multiple of 16: the continuity_counter goes on over the seam.
+/// Sends each edition of a table a whole number of times, at least once, at equal intervals of at most the table's
+/// period, so that a repeated stream keeps the interval across its seam. The packets of a table are spaced by a
+/// fiftieth of the PID's shortest period. The last sections are spread over extra packets, so that the number of
+/// packets of the PID is a multiple of 16 and the continuity_counter continues across the seam.
 class TableFlow : public Flow {
  public:
     /// REQUIRES: all tables have the PID `pid`, and outlive the flow.
     /// \param length   of the stream
-    /// \param stagger  number of the flow; different flows begin at different moments
+    /// \param stagger  number of the flow; different flows start at different times
     TableFlow(std::uint16_t pid, std::span<const Table* const> tables, Packing packing, Ticks length,
               std::size_t stagger);
 
@@ -27,12 +27,12 @@ class TableFlow : public Flow {
     std::size_t Remaining() const override { return mTotal - mTaken; }
 
  private:
-    /// One sending of a table.
+    /// One transmission of a table.
     struct Sending {
         Ticks due;
         const std::vector<Section>* sections;
-        bool apart = false;     ///< the last section begins a packet, whatever the packing
-        std::size_t extra = 0;  ///< packets more than the last section needs
+        bool apart = false;     ///< the last section starts a packet, whatever the packing
+        std::size_t extra = 0;  ///< packets beyond what the last section needs
     };
 
     void Plan(const Table& table, double phase);
@@ -45,11 +45,11 @@ class TableFlow : public Flow {
     const Packing mPacking;
     const Ticks mLength;
     std::vector<Sending> mSendings;
-    std::size_t mNext = 0;         ///< sending that Load() takes
-    std::vector<Packet> mPackets;  ///< of the sending in progress
+    std::size_t mNext = 0;         ///< next transmission for Load()
+    std::vector<Packet> mPackets;  ///< of the current transmission
     std::size_t mAt = 0;           ///< next of mPackets
     Ticks mDue = kNever;           ///< of that packet
-    Ticks mPace = 0;               ///< from one packet of the PID to the next, at least
+    Ticks mPace = 0;               ///< least time between packets of the PID
     std::uint8_t mContinuity = 0;
     std::size_t mTotal = 0;
     std::size_t mTaken = 0;

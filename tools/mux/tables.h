@@ -1,4 +1,4 @@
-/// All tables of a multiplex: what goes out on which PID, how often, and from which moment on.
+/// All tables of a multiplex, with PID, repetition and start time.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace mux {
 
-/// Sections of a table from one moment of the stream on.
+/// Sections of a table from some time of the stream.
 struct Edition {
     std::uint32_t from = 0;  ///< milliseconds of the stream
     std::vector<Section> sections{};
@@ -19,7 +19,7 @@ struct Edition {
 struct Table {
     std::string name{};
     std::uint16_t pid = 0;
-    unsigned period = 0;              ///< milliseconds from one sending to the next, at most
+    unsigned period = 0;              ///< longest interval in milliseconds
     std::vector<Edition> editions{};  ///< ascending, the first from 0
 };
 

@@ -19,7 +19,7 @@ struct VctChannel {
     std::uint16_t major = 0;  ///< 0 to 1023
     std::uint16_t minor = 0;  ///< 0 to 1023
     std::uint8_t modulation = kModulation8Vsb;
-    std::uint32_t carrierFrequency = 0;  ///< Hz; 0 in tables of today
+    std::uint32_t carrierFrequency = 0;  ///< Hz; 0 in current practice
     std::uint16_t channelTsid = 0;
     std::uint16_t programme = 0;
     std::uint8_t etmLocation = 0;  ///< 0: no channel ETT, 1: in this transport stream
