@@ -2,14 +2,14 @@
 #include "door.h"
 
 #ifdef ZUL_MASTER
-#include "beacon.h"
-#include "board_messages.h"
-#include "escape.h"
-#include "guide_reply.h"
-#include "language_list.h"
-#include "scal_report.h"
-#include "status.h"
-#include "stream_probe.h"
+#include "output/escape.h"
+#include "protocol/beacon.h"
+#include "protocol/board_messages.h"
+#include "protocol/guide_reply.h"
+#include "protocol/language_list.h"
+#include "protocol/scal_report.h"
+#include "protocol/status.h"
+#include "stream/probe.h"
 
 namespace {
 

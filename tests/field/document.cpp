@@ -22,9 +22,9 @@
 #include <utility>
 #include <vector>
 
-#include "endpoint.h"
-#include "escape.h"
-#include "udp_socket.h"
+#include "net/udp_socket.h"
+#include "output/escape.h"
+#include "protocol/endpoint.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The beacon's text.
-#include "beacon.h"
+#include "protocol/beacon.h"
 
 #include <gtest/gtest.h>
 

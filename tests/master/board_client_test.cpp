@@ -1,13 +1,13 @@
 // The client on sockets: whose datagrams it takes for an answer, what it repeats, and turns at one port.
-#include "board_client.h"
+#include "net/board_client.h"
 
 #include <gtest/gtest.h>
 
 #include <future>
 #include <thread>
 
-#include "endpoint.h"
-#include "failure.h"
+#include "output/failure.h"
+#include "protocol/endpoint.h"
 
 namespace zulctl {
 namespace {

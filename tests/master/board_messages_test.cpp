@@ -1,10 +1,10 @@
 // What boards send on their own, and language listings.
-#include "board_messages.h"
+#include "protocol/board_messages.h"
 
 #include <gtest/gtest.h>
 
-#include "language_list.h"
 #include "master/damage.h"
+#include "protocol/language_list.h"
 
 namespace zulctl {
 namespace {

@@ -1,5 +1,5 @@
 // The file of names, and the addresses in it.
-#include "config.h"
+#include "net/config.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <fstream>
 
-#include "failure.h"
+#include "output/failure.h"
 
 namespace zulctl {
 namespace {

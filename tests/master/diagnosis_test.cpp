@@ -1,5 +1,5 @@
 // What the doctor reads from the system and hears on the wire, and what it makes of a board.
-#include "diagnosis.h"
+#include "doctor/diagnosis.h"
 
 #include <gtest/gtest.h>
 #include <linux/if_ether.h>

@@ -1,11 +1,11 @@
 // Guide replies by their length fields, and the grid.
-#include "guide_reply.h"
+#include "protocol/guide_reply.h"
 
 #include <gtest/gtest.h>
 
-#include "escape.h"
-#include "guide_grid.h"
+#include "commands/guide_grid.h"
 #include "master/damage.h"
+#include "output/escape.h"
 
 namespace zulctl {
 namespace {

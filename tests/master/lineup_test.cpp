@@ -1,5 +1,5 @@
 // Playlists and guides for other programs: hostile texts in them, and what such programs make of them.
-#include "lineup.h"
+#include "export/lineup.h"
 
 #include <gtest/gtest.h>
 

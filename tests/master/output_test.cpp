@@ -1,11 +1,11 @@
 // Escaping, tables of every width, plain text.
-#include "output.h"
+#include "output/output.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
 
-#include "escape.h"
+#include "output/escape.h"
 
 namespace zulctl {
 namespace {

@@ -1,5 +1,5 @@
 // Plans: what is refused, and the steps from what runs to what is wanted, judged by a model of a board's slots.
-#include "plan.h"
+#include "plan/plan.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <map>
 #include <random>
 
-#include "failure.h"
+#include "output/failure.h"
 
 namespace zulctl {
 namespace {

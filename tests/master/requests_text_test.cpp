@@ -1,11 +1,11 @@
 // Texts of requests: good ones by row, and what is refused before it is sent.
-#include "requests_text.h"
+#include "protocol/requests_text.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
 
-#include "failure.h"
+#include "output/failure.h"
 
 namespace zulctl {
 namespace {

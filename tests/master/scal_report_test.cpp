@@ -1,11 +1,11 @@
 // The channel list: lines by hand, and what damage does to it.
-#include "scal_report.h"
+#include "protocol/scal_report.h"
 
 #include <gtest/gtest.h>
 
-#include "channels.h"
-#include "failure.h"
 #include "master/damage.h"
+#include "output/failure.h"
+#include "protocol/channels.h"
 
 namespace zulctl {
 namespace {

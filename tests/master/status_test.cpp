@@ -1,5 +1,5 @@
 // Replies of one line: good ones by row, then damaged ones.
-#include "status.h"
+#include "protocol/status.h"
 
 #include <gtest/gtest.h>
 

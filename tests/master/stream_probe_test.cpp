@@ -1,5 +1,5 @@
 // The judge of streams, on packets made by hand from ISO/IEC 13818-1.
-#include "stream_probe.h"
+#include "stream/probe.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 // Requests of streams, and what is refused before it is sent.
-#include "stream_request.h"
+#include "protocol/stream_request.h"
 
 #include <gtest/gtest.h>
 
-#include "failure.h"
+#include "output/failure.h"
 
 namespace zulctl {
 namespace {

@@ -1,9 +1,9 @@
 // Broadcast text by its mode byte; expected text from the standards.
-#include "text_modes.h"
+#include "protocol/text_modes.h"
 
 #include <gtest/gtest.h>
 
-#include "escape.h"
+#include "output/escape.h"
 
 namespace zulctl {
 namespace {

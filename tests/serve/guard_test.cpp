@@ -1,12 +1,12 @@
 // Which requests are let in.
-#include "guard.h"
+#include "serve/guard.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <fstream>
 
-#include "failure.h"
+#include "output/failure.h"
 
 namespace zulctl::serve {
 namespace {

@@ -1,5 +1,5 @@
 // The service over HTTP: what it tells of boards that a test plays, what it refuses, and what orders become.
-#include "service.h"
+#include "serve/service.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@
 #include <sstream>
 #include <thread>
 
-#include "failure.h"
+#include "output/failure.h"
 
 namespace zulctl::serve {
 namespace {

@@ -1,5 +1,5 @@
 // Streams on the wire, judged while they run.
-#include "stream_watch.h"
+#include "serve/stream_watch.h"
 
 #include <gtest/gtest.h>
 

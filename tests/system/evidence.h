@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "journal.h"
-#include "master/stream_probe.h"
-#include "master/udp_socket.h"
 #include "mux/description.h"
+#include "net/udp_socket.h"
+#include "stream/probe.h"
 
 namespace board {
 

@@ -48,6 +48,37 @@ constexpr void (*kCommands[])(CLI::App&, Session&) = {
 #endif
 };
 
+/// Adds the options that all commands share.
+void AddOptions(CLI::App& app, Session& session) {
+    zulctl::SessionOptions& options = session.options;
+    app.add_option("-b,--board", options.boards,
+                   "Board by name or ADDRESS[:PORT]; may be given several times where a command takes several")
+        ->type_name("NAME|ADDRESS")
+        ->take_all()
+        ->allow_extra_args(false);
+    app.add_flag("-a,--all", options.all, "All boards that are named or heard");
+    app.add_flag("--json", options.json, "Print one JSON object (several for a command that goes on)");
+    app.add_option("--format", options.format, "Form of the output")
+        ->check(CLI::IsMember({"table", "plain", "json"}))
+        ->capture_default_str();
+    app.add_flag("-q,--quiet", session.out.quiet, "No progress, notes or warnings");
+    app.add_flag("-v,--verbose", session.out.verbose, "More about what is going on");
+    app.add_option("--timeout", options.timeoutSeconds,
+                   "Wait this long for each answer instead of what fits the request")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.05, 3600.0));
+    app.add_option("--interface", options.interfaceName, "Network interface towards the boards and for groups")
+        ->type_name("NAME");
+    app.add_option("--local-port", options.localPort,
+                   "Local port for all that is asked; boards remember the first they saw")
+        ->type_name("PORT")
+        ->check(CLI::Range(1, 65535));
+    app.add_option("--config", options.configPath, "File of names instead of ~/.config/zulctl/boards.toml")
+        ->type_name("FILE");
+    app.add_option("--record", options.recordPath, "Record every datagram to and from boards as JSON lines")
+        ->type_name("FILE");
+}
+
 int Run(CLI::App& app, Session& session, int argc, char** argv) {
     try {
         app.parse(argc, argv);
@@ -80,7 +111,7 @@ int main(int argc, char** argv) {
     cli::AddManualFlag(app, kManual);
     app.footer("Exit codes: 0 done, 1 the board refused, 2 wrong usage, 3 no answer, 4 some boards only.");
     Session session;
-    session.AddOptions(app);
+    AddOptions(app, session);
     for (const auto add : kCommands) add(app, session);
     return Run(app, session, argc, argv);
 }

@@ -6,10 +6,12 @@
 #include <future>
 #include <memory>
 
-#include "channels.h"
-#include "commands.h"
-#include "escape.h"
-#include "plan.h"
+#include "commands/commands.h"
+#include "net/fetch.h"
+#include "net/stream_order.h"
+#include "output/escape.h"
+#include "plan/plan.h"
+#include "protocol/channels.h"
 
 namespace zulctl {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "output.h"
-#include "scal_report.h"
+#include "output/output.h"
+#include "protocol/scal_report.h"
 
 namespace zulctl {
 

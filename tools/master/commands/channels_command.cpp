@@ -1,12 +1,13 @@
 // zulctl channels: the channel list of the last scan.
 #include <fmt/format.h>
 
-#include "channel_json.h"
-#include "channel_table.h"
-#include "channels.h"
-#include "commands.h"
+#include "commands/channel_table.h"
+#include "commands/commands.h"
 #include "common/psi.h"
-#include "escape.h"
+#include "net/fetch.h"
+#include "output/escape.h"
+#include "protocol/channel_json.h"
+#include "protocol/channels.h"
 
 namespace zulctl {
 

@@ -1,7 +1,9 @@
 /// The subcommands of zulctl, one file each. Each function adds one to the option tree.
 #pragma once
 
-#include "session.h"
+#include <CLI/CLI.hpp>
+
+#include "net/session.h"
 
 namespace zulctl {
 

@@ -1,7 +1,7 @@
 // zulctl completion: scripts for shells, and the words that they ask for.
 #include <memory>
 
-#include "commands.h"
+#include "commands/commands.h"
 #include "completion.h"
 
 namespace zulctl {

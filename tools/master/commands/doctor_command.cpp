@@ -6,9 +6,9 @@
 #include <map>
 #include <memory>
 
-#include "commands.h"
-#include "diagnosis.h"
-#include "escape.h"
+#include "commands/commands.h"
+#include "doctor/diagnosis.h"
+#include "output/escape.h"
 
 namespace zulctl {
 

@@ -8,10 +8,11 @@
 #include <future>
 #include <memory>
 
-#include "channels.h"
-#include "commands.h"
-#include "escape.h"
-#include "lineup.h"
+#include "commands/commands.h"
+#include "export/lineup.h"
+#include "net/fetch.h"
+#include "output/escape.h"
+#include "protocol/channels.h"
 
 namespace zulctl {
 

@@ -4,13 +4,14 @@
 #include <algorithm>
 #include <memory>
 
-#include "channel_json.h"
-#include "channels.h"
-#include "commands.h"
-#include "escape.h"
-#include "guide_grid.h"
-#include "guide_reply.h"
-#include "status.h"
+#include "commands/commands.h"
+#include "commands/guide_grid.h"
+#include "net/fetch.h"
+#include "output/escape.h"
+#include "protocol/channel_json.h"
+#include "protocol/channels.h"
+#include "protocol/guide_reply.h"
+#include "protocol/status.h"
 
 namespace zulctl {
 

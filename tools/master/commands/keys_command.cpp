@@ -3,12 +3,12 @@
 
 #include <memory>
 
-#include "board_messages.h"
-#include "commands.h"
-#include "escape.h"
-#include "monitor.h"
-#include "order.h"
-#include "requests_text.h"
+#include "commands/commands.h"
+#include "commands/order.h"
+#include "net/monitor.h"
+#include "output/escape.h"
+#include "protocol/board_messages.h"
+#include "protocol/requests_text.h"
 
 namespace zulctl {
 

@@ -3,9 +3,9 @@
 
 #include <map>
 
-#include "commands.h"
-#include "escape.h"
-#include "language_list.h"
+#include "commands/commands.h"
+#include "output/escape.h"
+#include "protocol/language_list.h"
 
 namespace zulctl {
 

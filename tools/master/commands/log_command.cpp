@@ -3,10 +3,10 @@
 
 #include <memory>
 
-#include "board_messages.h"
-#include "commands.h"
-#include "escape.h"
-#include "monitor.h"
+#include "commands/commands.h"
+#include "net/monitor.h"
+#include "output/escape.h"
+#include "protocol/board_messages.h"
 
 namespace zulctl {
 

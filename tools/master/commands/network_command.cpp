@@ -3,12 +3,13 @@
 
 #include <memory>
 
-#include "commands.h"
-#include "escape.h"
-#include "requests_text.h"
-#include "status.h"
-#include "stream_request.h"
-#include "wait_for_board.h"
+#include "commands/commands.h"
+#include "net/stream_order.h"
+#include "net/wait_for_board.h"
+#include "output/escape.h"
+#include "protocol/requests_text.h"
+#include "protocol/status.h"
+#include "protocol/stream_request.h"
 
 namespace zulctl {
 

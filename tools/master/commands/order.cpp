@@ -1,9 +1,10 @@
 // Commands that are one request and its OK.
-#include "order.h"
+#include "commands/order.h"
 
 #include <fmt/format.h>
 
-#include "stream_request.h"
+#include "net/stream_order.h"
+#include "protocol/stream_request.h"
 
 namespace zulctl {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "session.h"
+#include "net/session.h"
 
 namespace zulctl {
 

@@ -3,13 +3,14 @@
 
 #include <memory>
 
-#include "channels.h"
-#include "commands.h"
-#include "escape.h"
-#include "lineup.h"
-#include "order.h"
-#include "requests_text.h"
-#include "status.h"
+#include "commands/commands.h"
+#include "commands/order.h"
+#include "export/lineup.h"
+#include "net/fetch.h"
+#include "output/escape.h"
+#include "protocol/channels.h"
+#include "protocol/requests_text.h"
+#include "protocol/status.h"
 
 namespace zulctl {
 

@@ -3,10 +3,10 @@
 
 #include <memory>
 
-#include "commands.h"
-#include "escape.h"
-#include "stream_probe.h"
-#include "stream_report_json.h"
+#include "commands/commands.h"
+#include "output/escape.h"
+#include "stream/probe.h"
+#include "stream/report_json.h"
 
 namespace zulctl {
 

@@ -3,8 +3,8 @@
 
 #include <memory>
 
-#include "commands.h"
-#include "escape.h"
+#include "commands/commands.h"
+#include "output/escape.h"
 
 namespace zulctl {
 

@@ -4,13 +4,15 @@
 #include <map>
 #include <memory>
 
-#include "board_messages.h"
-#include "channel_json.h"
-#include "channel_table.h"
-#include "channels.h"
-#include "commands.h"
-#include "escape.h"
-#include "status.h"
+#include "commands/channel_table.h"
+#include "commands/commands.h"
+#include "net/fetch.h"
+#include "net/stream_order.h"
+#include "output/escape.h"
+#include "protocol/board_messages.h"
+#include "protocol/channel_json.h"
+#include "protocol/channels.h"
+#include "protocol/status.h"
 
 namespace zulctl {
 

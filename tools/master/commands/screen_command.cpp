@@ -3,10 +3,10 @@
 
 #include <memory>
 
-#include "commands.h"
-#include "order.h"
-#include "requests_text.h"
-#include "status.h"
+#include "commands/commands.h"
+#include "commands/order.h"
+#include "protocol/requests_text.h"
+#include "protocol/status.h"
 
 namespace zulctl {
 

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "commands.h"
+#include "commands/commands.h"
 #include "serve/service.h"
 
 namespace zulctl {

@@ -3,9 +3,9 @@
 
 #include <future>
 
-#include "commands.h"
-#include "escape.h"
-#include "status_json.h"
+#include "commands/commands.h"
+#include "output/escape.h"
+#include "protocol/status_json.h"
 
 namespace zulctl {
 

@@ -3,9 +3,9 @@
 
 #include <memory>
 
-#include "commands.h"
-#include "order.h"
-#include "stream_order.h"
+#include "commands/commands.h"
+#include "commands/order.h"
+#include "net/stream_order.h"
 
 namespace zulctl {
 

@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <memory>
 
-#include "commands.h"
-#include "escape.h"
-#include "image.h"
-#include "status.h"
+#include "commands/commands.h"
+#include "net/image.h"
+#include "output/escape.h"
+#include "protocol/status.h"
 
 namespace zulctl {
 

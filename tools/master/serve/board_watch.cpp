@@ -1,10 +1,11 @@
 // Who is asked when, and what.
-#include "board_watch.h"
+#include "serve/board_watch.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "failure.h"
+#include "net/fetch.h"
+#include "output/failure.h"
 
 namespace zulctl::serve {
 

@@ -11,11 +11,11 @@
 #include <thread>
 #include <vector>
 
-#include "channels.h"
-#include "config.h"
-#include "discover.h"
-#include "guide_reply.h"
-#include "status.h"
+#include "net/config.h"
+#include "net/discover.h"
+#include "protocol/channels.h"
+#include "protocol/guide_reply.h"
+#include "protocol/status.h"
 
 namespace zulctl::serve {
 

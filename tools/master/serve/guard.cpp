@@ -1,5 +1,5 @@
 // Host, Origin, token.
-#include "guard.h"
+#include "serve/guard.h"
 
 #include <fmt/format.h>
 #include <sys/random.h>
@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <fstream>
 
-#include "escape.h"
-#include "failure.h"
+#include "output/escape.h"
+#include "output/failure.h"
 
 namespace zulctl::serve {
 

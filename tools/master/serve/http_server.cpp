@@ -1,5 +1,5 @@
 // httplib, with a stream of ours beneath it: its own gives each read a time and a request none.
-#include "http_server.h"
+#include "serve/http_server.h"
 
 #include <httplib.h>
 #include <netinet/tcp.h>
@@ -12,7 +12,7 @@
 #include <cstring>
 #include <thread>
 
-#include "failure.h"
+#include "output/failure.h"
 
 namespace zulctl::serve {
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "endpoint.h"
+#include "protocol/endpoint.h"
 
 namespace zulctl::serve {
 

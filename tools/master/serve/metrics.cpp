@@ -1,7 +1,7 @@
 // What is known and measured, for Prometheus.
 #include <prometheus/text_serializer.h>
 
-#include "overview.h"
+#include "serve/overview.h"
 
 namespace zulctl::serve {
 

@@ -1,12 +1,12 @@
 // Orders, one at a time a board.
-#include "orders.h"
+#include "serve/orders.h"
 
 #include <nlohmann/json.hpp>
 
-#include "failure.h"
-#include "overview.h"
-#include "requests_text.h"
-#include "stream_order.h"
+#include "net/stream_order.h"
+#include "output/failure.h"
+#include "protocol/requests_text.h"
+#include "serve/overview.h"
 
 namespace zulctl::serve {
 

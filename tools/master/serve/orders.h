@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "board_watch.h"
-#include "http_server.h"
+#include "serve/board_watch.h"
+#include "serve/http_server.h"
 
 namespace zulctl::serve {
 

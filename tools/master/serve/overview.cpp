@@ -1,5 +1,5 @@
 // What hangs together: streams with the slots that feed them and the receivers that play them.
-#include "overview.h"
+#include "serve/overview.h"
 
 #include <algorithm>
 

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "board_watch.h"
-#include "stills.h"
-#include "stream_watch.h"
+#include "serve/board_watch.h"
+#include "serve/stills.h"
+#include "serve/stream_watch.h"
 
 namespace zulctl::serve {
 

@@ -1,9 +1,9 @@
 // What is known and measured, as JSON.
-#include "channel_json.h"
-#include "escape.h"
-#include "overview.h"
-#include "status_json.h"
-#include "stream_report_json.h"
+#include "output/escape.h"
+#include "protocol/channel_json.h"
+#include "protocol/status_json.h"
+#include "serve/overview.h"
+#include "stream/report_json.h"
 
 namespace zulctl::serve {
 

@@ -1,11 +1,11 @@
 // Paths and what they give.
-#include "service.h"
+#include "serve/service.h"
 
 #include <unistd.h>
 
 #include <algorithm>
 
-#include "failure.h"
+#include "output/failure.h"
 #include "page_files.h"
 
 namespace zulctl::serve {

@@ -6,10 +6,10 @@
 #include <mutex>
 #include <string>
 
-#include "guard.h"
-#include "http_server.h"
-#include "orders.h"
-#include "overview.h"
+#include "serve/guard.h"
+#include "serve/http_server.h"
+#include "serve/orders.h"
+#include "serve/overview.h"
 
 namespace zulctl::serve {
 

@@ -1,5 +1,5 @@
 // ffmpeg, kept on a short lead.
-#include "stills.h"
+#include "serve/stills.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -11,7 +11,7 @@
 
 #include <csignal>
 
-#include "failure.h"
+#include "output/failure.h"
 
 namespace zulctl::serve {
 

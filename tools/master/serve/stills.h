@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "stream_watch.h"
+#include "serve/stream_watch.h"
 
 namespace zulctl::serve {
 

@@ -1,10 +1,10 @@
 // Sockets, judges and their history.
-#include "stream_watch.h"
+#include "serve/stream_watch.h"
 
 #include <algorithm>
 #include <numeric>
 
-#include "failure.h"
+#include "output/failure.h"
 
 namespace zulctl::serve {
 

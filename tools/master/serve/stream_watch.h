@@ -13,8 +13,8 @@
 #include <thread>
 #include <vector>
 
-#include "stream_probe.h"
-#include "udp_socket.h"
+#include "net/udp_socket.h"
+#include "stream/probe.h"
 
 namespace zulctl::serve {
 

@@ -1,0 +1,252 @@
+// Findings.
+#include "doctor/diagnosis.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <sstream>
+#include <utility>
+
+#include "output/escape.h"
+#include "output/failure.h"
+
+namespace zulctl {
+
+namespace {
+
+using Level = Diagnosis::Level;
+
+constexpr double kSlowReply = 0.25;                  // seconds for a version, which takes a board no work
+constexpr std::chrono::seconds kQueryInterval{125};  // RFC 2236, 8.2
+constexpr std::uint32_t kWantedBuffer = 4 << 20;
+
+/// \return interfaces that lead somewhere
+std::ptrdiff_t InterfaceCount() {
+    const auto all = Interfaces();
+    return std::count_if(all.begin(), all.end(), [](const Interface& item) { return !item.loopback; });
+}
+
+Diagnosis ExamineJoin(std::uint32_t group, int chosen) {
+    const auto name = InterfaceOfJoin(group, chosen);
+    if (!name) {
+        return {"join", Level::kFault, fmt::format("no interface takes a join of {}", AddressText(group)),
+                "There is no route for it. Give the interface with --interface, or set a route: ip route add "
+                "224.0.0.0/4 dev INTERFACE"};
+    }
+    return {"join", Level::kGood,
+            fmt::format("a join of {} takes {}{}", AddressText(group), Escaped(*name),
+                        chosen != 0 ? ", as --interface wants" : ""),
+            ""};
+}
+
+Diagnosis ExamineSend(std::uint32_t group, int chosen) {
+    const auto source = SourceTowards(group, chosen);
+    if (!source) {
+        return {"send", Level::kFault,
+                fmt::format("nothing can be sent to {}: the system has no route", AddressText(group)),
+                "ip route add 224.0.0.0/4 dev INTERFACE, or --interface"};
+    }
+    std::string name = "an interface that is down";
+    for (const Interface& item : Interfaces()) {
+        if (item.address == *source) name = item.name;
+    }
+    Diagnosis finding{
+        "send", Level::kGood,
+        fmt::format("what is sent to {} leaves by {} from {}", AddressText(group), Escaped(name), AddressText(*source)),
+        ""};
+    if (name == "lo") {
+        finding.level = Level::kFault;
+        finding.advice = "That never leaves this machine. Give the interface towards the boards with --interface.";
+    }
+    return finding;
+}
+
+Diagnosis ExamineRoute(std::uint32_t group, int chosen) {
+    const auto route = RouteFor(SystemText("/proc/net/route"), group);
+    const std::string setOne =
+        "Where that isn't the boards' network: ip route add 224.0.0.0/4 dev INTERFACE, or --interface";
+    if (!route && chosen == 0)
+        return {"route", Level::kFault, "there is no route for multicast, and no default route",
+                "ip route add 224.0.0.0/4 dev INTERFACE, or --interface"};
+    if (!route) return {"route", Level::kGood, "there is no route for multicast, and --interface does without", ""};
+    const auto others = InterfaceCount();
+    if (route->mask == 0 && others > 1 && chosen == 0)
+        return {"route", Level::kNote,
+                fmt::format("multicast follows the default route by {}, and there are {} interfaces",
+                            Escaped(route->interfaceName), others),
+                setOne};
+    return {"route", Level::kGood,
+            fmt::format("{} leads to {}", route->mask == 0 ? "the default route" : "a route for multicast",
+                        Escaped(route->interfaceName)),
+            ""};
+}
+
+/// The reverse path filter in its strict form drops streams whose source isn't routed by the interface they come in on.
+std::optional<Diagnosis> ExamineFilter(const std::string& interfaceName) {
+    const auto value = [](const std::string& name) {
+        const std::string text = SystemText("/proc/sys/net/ipv4/conf/" + name + "/rp_filter");
+        return text.empty() ? 0 : text[0] - '0';
+    };
+    const auto others = InterfaceCount();
+    if (std::max(value("all"), value(interfaceName)) != 1 || others < 2) return std::nullopt;
+    return Diagnosis{
+        "filter", Level::kNote,
+        fmt::format(
+            "the strict reverse path filter is on for {}: streams from networks that are routed elsewhere are dropped",
+            Escaped(interfaceName)),
+        fmt::format("sysctl -w net.ipv4.conf.all.rp_filter=2 net.ipv4.conf.{}.rp_filter=2", Escaped(interfaceName))};
+}
+
+Diagnosis ExaminePort(std::uint16_t port) {
+    try {
+        UdpSocket socket;
+        socket.ShareAddress();
+        socket.Bind(port);
+        return {"port", Level::kGood, fmt::format("local port {} is free for all that is asked", port), ""};
+    } catch (const Failure& failure) {
+        return {"port", Level::kFault, Escaped(failure.what()),
+                "Another program has it. Choose another with --local-port or local_port in boards.toml; boards must be "
+                "restarted to follow."};
+    }
+}
+
+Diagnosis ExamineBuffer() {
+    const std::string text = SystemText("/proc/sys/net/core/rmem_max");
+    const auto most = ParseNumber(std::string_view(text).substr(0, text.find('\n')));
+    if (!most || *most >= kWantedBuffer)
+        return {"buffer", Level::kGood, "a judge of streams gets the receive buffer that it wants", ""};
+    return {
+        "buffer", Level::kNote,
+        fmt::format(
+            "a receive buffer has {} kB at most: \"zulctl probe\" by an ordinary user may lose datagrams of its own",
+            *most / 1024),
+        fmt::format("sysctl -w net.core.rmem_max={}", kWantedBuffer)};
+}
+
+Diagnosis ExamineBeacon(const BoardHealth& board) {
+    if (!board.beaconTtl) {
+        return {"beacon", Level::kNote,
+                fmt::format("{} was asked to send its beacon, and that wasn't heard", board.name),
+                "Multicast from the board doesn't arrive here: look for a switch that snoops IGMP without a querier, a "
+                "firewall here (UDP port 52428), a router in between, or the wrong --interface."};
+    }
+    const int routers = kBoardTtl - *board.beaconTtl;
+    if (routers <= 0)
+        return {"beacon", Level::kGood,
+                fmt::format("{} is heard, with no router in between (TTL {})", board.name, *board.beaconTtl), ""};
+    return {"beacon", Level::kNote,
+            fmt::format("{} is heard through {} router{} (TTL {} of {})", board.name, routers, routers == 1 ? "" : "s",
+                        *board.beaconTtl, kBoardTtl),
+            fmt::format("Its streams get no farther than {} more router{} from here.", *board.beaconTtl - 1,
+                        *board.beaconTtl == 2 ? "" : "s")};
+}
+
+Diagnosis ExamineReplies(const BoardHealth& board) {
+    if (!board.silence.empty()) {
+        return {"reply", Level::kFault, Escaped(board.silence),
+                "Is the board on, is that its address and its role (transmitters listen on 5000, receivers on 2008), "
+                "and does a firewall pass UDP?"};
+    }
+    double sum = 0;
+    for (const double reply : board.replies) sum += reply;
+    const double mean = sum / static_cast<double>(board.replies.size());
+    const std::string finding =
+        fmt::format("{} answers at {} in {:.1f} ms", board.name, EndpointText(board.at), mean * 1000);
+    if (mean < kSlowReply) return {"reply", Level::kGood, finding, ""};
+    return {
+        "reply", Level::kNote, finding + ", which is slow",
+        "A board serves one request after the other: another master may keep it busy, or the network loses datagrams."};
+}
+
+std::vector<std::string> WrappedLines(const std::string& text, std::size_t width) {
+    std::vector<std::string> lines(1);
+    std::istringstream words(text);
+    for (std::string word; words >> word;) {
+        if (!lines.back().empty() && DisplayWidth(lines.back()) + 1 + DisplayWidth(word) > width) lines.emplace_back();
+        lines.back() += (lines.back().empty() ? "" : " ") + word;
+    }
+    return lines;
+}
+
+}  // namespace
+
+std::vector<Diagnosis> ExamineMachine(std::uint32_t group, int chosen, std::uint16_t localPort) {
+    std::vector<Diagnosis> findings = {ExamineJoin(group, chosen), ExamineSend(group, chosen),
+                                       ExamineRoute(group, chosen)};
+    const auto joined = InterfaceOfJoin(group, chosen);
+    if (const auto filter = joined ? ExamineFilter(*joined) : std::nullopt) findings.push_back(*filter);
+    findings.push_back(ExaminePort(localPort));
+    findings.push_back(ExamineBuffer());
+    return findings;
+}
+
+Diagnosis ExamineQuerier(bool mayListen, const std::optional<std::uint32_t>& querier, const std::string& interfaceName,
+                         std::chrono::seconds listened) {
+    const std::string cure =
+        "Switch the IGMP querier on in one switch or router of this network, or IGMP snooping off in all. A switch "
+        "that snoops without a querier forgets who watches, and streams stop after some 260 s.";
+    if (querier)
+        return {"querier", Level::kGood,
+                fmt::format("an IGMP querier speaks on {}, at {}", Escaped(interfaceName), AddressText(*querier)), ""};
+    if (!mayListen)
+        return {"querier", Level::kNote, "whether there is an IGMP querier can't be told: only root may listen for it",
+                "Run as root, or with the capability CAP_NET_RAW. " + cure};
+    if (listened < kQueryInterval) {
+        return {"querier", Level::kNote,
+                fmt::format("no IGMP querier was heard on {} in {} s; it isn't certain that there is none",
+                            Escaped(interfaceName), listened.count()),
+                "A querier speaks every 125 s: doctor --for 130s is certain. " + cure};
+    }
+    return {
+        "querier", Level::kFault,
+        fmt::format("there is no IGMP querier on {}: none was heard in {} s", Escaped(interfaceName), listened.count()),
+        cure};
+}
+
+std::vector<Diagnosis> ExamineBoards(const std::vector<BoardHealth>& boards, bool askedForNone) {
+    std::vector<Diagnosis> findings;
+    if (boards.empty() && askedForNone) {
+        findings.push_back({"boards", Level::kFault, "no board is heard, though all were asked to send their beacon",
+                            "Are boards on, and on this network? Name one with --board to try it directly, or \"zulctl "
+                            "discover --broadcast\" where multicast doesn't pass."});
+    }
+    for (const BoardHealth& board : boards) {
+        // Of a board that is silent all round, one finding is enough.
+        if (board.beaconTtl || board.silence.empty()) findings.push_back(ExamineBeacon(board));
+        findings.push_back(ExamineReplies(board));
+        if (!board.silence.empty()) continue;
+        if (board.messages.empty())
+            findings.push_back({"messages", Level::kGood,
+                                fmt::format("scan, guide and language messages of {} come here", board.name), ""});
+        else
+            findings.push_back(
+                {"messages", Level::kFault, Escaped(board.messages),
+                 "Until then scans can be followed by questions only, and \"guide\" and \"languages\" stay silent."});
+    }
+    return findings;
+}
+
+std::string Findings(const std::vector<Diagnosis>& findings, std::size_t width, bool colour) {
+    constexpr std::size_t kIndent = 12;
+    const std::size_t room = width > kIndent + 20 ? width - kIndent : 20;
+    std::string text;
+    for (const Diagnosis& item : findings) {
+        const bool good = item.level == Level::kGood, fault = item.level == Level::kFault;
+        const std::string mark = Styled(good    ? "✓"
+                                        : fault ? "✗"
+                                                : "!",
+                                        good    ? Style::kGood
+                                        : fault ? Style::kBad
+                                                : Style::kWarn,
+                                        colour);
+        std::string head = fmt::format("{} {:<10}", mark, item.check);
+        for (const std::string& line : WrappedLines(item.finding, room))
+            text += std::exchange(head, std::string(kIndent, ' ')) + line + "\n";
+        if (item.advice.empty()) continue;
+        for (const std::string& line : WrappedLines("→ " + item.advice, room))
+            text += std::string(kIndent, ' ') + Styled(line, Style::kDim, colour) + "\n";
+    }
+    return text;
+}
+
+}  // namespace zulctl

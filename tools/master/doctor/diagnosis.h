@@ -1,0 +1,47 @@
+/// Findings about a network and its boards, in plain words, each with what to do.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "doctor/multicast_view.h"
+#include "output/table.h"
+#include "protocol/endpoint.h"
+
+namespace zulctl {
+
+struct Diagnosis {
+    enum class Level { kGood, kNote, kFault };
+    std::string check;  ///< one word, such as "querier"
+    Level level = Level::kGood;
+    std::string finding;  ///< escaped
+    std::string advice;   ///< empty where nothing is to be done
+};
+
+/// Which interfaces joins and sends take, routes and filters in the way, the local port, the receive buffer.
+/// \param chosen  index of --interface, or 0
+std::vector<Diagnosis> ExamineMachine(std::uint32_t group, int chosen, std::uint16_t localPort);
+
+/// What was heard of queriers. \param listened  for how long
+Diagnosis ExamineQuerier(bool mayListen, const std::optional<std::uint32_t>& querier, const std::string& interfaceName,
+                         std::chrono::seconds listened);
+
+/// What a board is like from here.
+struct BoardHealth {
+    std::string name;
+    Endpoint at;
+    std::optional<int> beaconTtl;  ///< of its beacon, when that was heard
+    std::vector<double> replies;   ///< seconds, one for each answer
+    std::string silence;           ///< why it doesn't answer; empty when it does
+    std::string messages;          ///< why scan, guide and language messages don't come; empty when they do
+};
+inline constexpr int kBoardTtl = 4;  ///< of all that a board sends to groups
+
+std::vector<Diagnosis> ExamineBoards(const std::vector<BoardHealth>& boards, bool askedForNone);
+
+/// The findings one below the other, wrapped at `width`.
+std::string Findings(const std::vector<Diagnosis>& findings, std::size_t width, bool colour);
+
+}  // namespace zulctl

@@ -1,0 +1,62 @@
+/// What this machine does with multicast: routes, memberships, and whether somebody asks for these.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "net/udp_socket.h"
+
+namespace zulctl {
+
+/// A row of /proc/net/route.
+struct RouteRow {
+    std::string interfaceName;
+    std::uint32_t destination = 0, mask = 0;  ///< host order
+    int metric = 0;
+};
+/// \return the route that the text of /proc/net/route has for an address: the longest mask, then the least metric
+std::optional<RouteRow> RouteFor(std::string_view table, std::uint32_t address);
+
+/// A row of /proc/net/igmp.
+struct Membership {
+    std::string interfaceName;
+    int querierVersion = 0;  ///< 1 or 2 only where such a querier was heard; 3 says nothing
+    std::uint32_t group = 0;
+    int users = 0;
+};
+std::vector<Membership> ParseMemberships(std::string_view table);
+
+/// \return name of the interface that a join takes, as seen in the system's table; nothing where the join fails
+std::optional<std::string> InterfaceOfJoin(std::uint32_t group, int interfaceIndex);
+/// \return address from which the system sends to a group; nothing where there is no route
+std::optional<std::uint32_t> SourceTowards(std::uint32_t group, int interfaceIndex);
+
+/// \return the text of a small file such as those of /proc, or an empty one
+std::string SystemText(const std::string& path);
+
+/// Hears the queries of an IGMP querier (RFC 2236 and RFC 3376, type 0x11) on one interface. Reading such packets needs
+/// CAP_NET_RAW.
+class QuerierEar {
+ public:
+    /// \return nothing where the system refuses
+    static std::unique_ptr<QuerierEar> Open(int interfaceIndex);
+    ~QuerierEar();
+    QuerierEar(const QuerierEar&) = delete;
+    QuerierEar& operator=(const QuerierEar&) = delete;
+
+    /// Joins a group of no use and leaves it, upon which a querier asks whether others are left (RFC 2236, 3).
+    void Provoke() const;
+    /// \return the querier's address, or nothing at the deadline or after an interrupt
+    std::optional<std::uint32_t> Wait(Clock::time_point deadline) const;
+
+ private:
+    QuerierEar(int fd, int interfaceIndex) : mFd(fd), mIndex(interfaceIndex) {}
+
+    int mFd;
+    int mIndex;
+};
+
+}  // namespace zulctl

@@ -1,0 +1,45 @@
+/// What transmitters offer: their channels, the streams that carry these now, and what the guide tells of them.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "protocol/guide_reply.h"
+#include "protocol/scal_report.h"
+#include "protocol/status.h"
+
+namespace zulctl {
+
+/// A channel of a transmitter.
+struct LineupEntry {
+    std::string board;
+    Channel channel;
+    std::optional<Endpoint> stream;  ///< that carries it now
+    bool shares = false;             ///< the stream carries other programmes too
+    std::vector<GuideEvent> events;
+
+    /// \return an identifier such as "p3.t811.c4.zul" of programme, transport stream and tuner channel, in hexadecimal
+    /// but for the last: it outlives renaming, renumbering and new scans. Two boards give the same programme the same
+    std::string Id() const;
+};
+using Lineup = std::vector<LineupEntry>;
+
+/// Puts the channels of one board to its streams. Programme numbers are unique within a tuner channel alone.
+Lineup LineupOf(const std::string& board, const std::vector<Channel>& channels, const TransmitterStatus& status,
+                int tunedChannel);
+
+enum class Player { kVlc, kKodi };
+
+/// \return a playlist of what is streamed, in the dialect of a player
+/// \param guide  address of an XMLTV guide for the head line, or empty
+std::string M3uText(const Lineup& lineup, Player player, const std::string& guide);
+
+/// \return the guide in the form of XMLTV, in UTC: channels of which something is known. A programme that several
+/// boards have stands once
+std::string XmltvText(const Lineup& lineup);
+
+nlohmann::ordered_json JsonOf(const Lineup& lineup);
+
+}  // namespace zulctl

@@ -1,0 +1,70 @@
+// Playlists: extended M3U as players of television over IP read it.
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "export/lineup.h"
+#include "protocol/channels.h"
+
+namespace zulctl {
+
+namespace {
+
+/// A text for one line: control characters would end it.
+std::string OneLine(std::string text) {
+    for (char& c : text) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
+    }
+    return text;
+}
+
+/// A text between double quotes, for which the form has no escape.
+std::string Quoted(const std::string& text) {
+    std::string quoted = OneLine(text);
+    for (char& c : quoted) {
+        if (c == '"') c = '\'';
+    }
+    return '"' + quoted + '"';
+}
+
+/// Some players take the first comma of the line for the end of its attributes, between quotes too.
+std::string Attribute(std::string text) {
+    std::replace(text.begin(), text.end(), ',', ' ');
+    return Quoted(text);
+}
+
+std::string EntryText(const LineupEntry& entry, Player player) {
+    const std::string name = CallName(entry.channel);
+    std::string text = fmt::format("#EXTINF:-1 tvg-id={} tvg-name={}", Quoted(entry.Id()), Attribute(name));
+    if (entry.channel.number != 0) text += fmt::format(" tvg-chno={}", Quoted(entry.channel.NumberText()));
+    text += fmt::format(" group-title={}", Attribute(entry.board));
+    if (entry.channel.videoType == 0) text += " radio=\"true\"";
+    text += "," + OneLine(name) + "\n";
+    const std::string at = EndpointText(*entry.stream);
+    if (player == Player::kVlc) {
+        if (entry.shares) text += fmt::format("#EXTVLCOPT:program={}\n", entry.channel.id.programme);
+        return text + "udp://@" + at + "\n";
+    }
+    text +=
+        "#KODIPROP:inputstream=inputstream.ffmpegdirect\n"
+        "#KODIPROP:mimetype=video/mp2t\n"
+        "#KODIPROP:inputstream.ffmpegdirect.is_realtime_stream=true\n";
+    if (entry.shares) {
+        text += fmt::format("#KODIPROP:inputstream.ffmpegdirect.program_number={}\n", entry.channel.id.programme);
+    }
+    return text + "udp://" + at + "\n";
+}
+
+}  // namespace
+
+std::string M3uText(const Lineup& lineup, Player player, const std::string& guide) {
+    std::string text = "#EXTM3U";
+    if (!guide.empty()) text += fmt::format(" {}={}", player == Player::kKodi ? "x-tvg-url" : "url-tvg", Quoted(guide));
+    text += "\n";
+    for (const LineupEntry& entry : lineup) {
+        if (entry.stream) text += EntryText(entry, player);
+    }
+    return text;
+}
+
+}  // namespace zulctl

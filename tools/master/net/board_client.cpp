@@ -1,0 +1,150 @@
+// Requests, answers, repeats, and what to say when no answer comes.
+#include "net/board_client.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "output/escape.h"
+#include "output/failure.h"
+
+namespace zulctl {
+
+namespace {
+
+std::string LockName(const char* what, const ClientOptions& options, std::uint32_t address, std::uint16_t port) {
+    return fmt::format("zulctl/{}/{}/{}:{}", what, options.localPort, AddressText(address), port);
+}
+
+/// The first words of a request, for messages to people.
+std::string Shown(std::string_view request) { return CutToWidth(Escaped(request.substr(0, 60)), 40); }
+
+}  // namespace
+
+UdpSocket SharedSocket(const Endpoint& peer, const ClientOptions& options) {
+    UdpSocket socket(options.recorder);
+    socket.ShareAddress();
+    socket.Bind(options.localPort, options.localAddress);
+    socket.OnlyFrom(peer);
+    return socket;
+}
+
+Ear::Ear(std::uint32_t board, const ClientOptions& options, Clock::time_point deadline)
+    : mTurn(LockName("ear", options, board, 0), deadline), mSocket(SharedSocket({board, 0}, options)) {}
+
+std::optional<Datagram> Ear::Next(Clock::time_point deadline) {
+    UdpSocket* const sockets[] = {&mSocket};
+    while (WaitForAny(sockets, deadline)) {
+        if (auto datagram = mSocket.Take()) return datagram;
+    }
+    return std::nullopt;
+}
+
+Client::Turn::Turn(const Endpoint& board, const ClientOptions& options, Clock::time_point deadline)
+    : lock(LockName("turn", options, board.address, board.port), deadline), socket(SharedSocket(board, options)) {}
+
+Client::Client(const Endpoint& board, ClientOptions options) : mBoard(board), mOptions(std::move(options)) {}
+
+std::optional<Datagram> Client::Await(Turn& turn, Ear* ear, const RequestKind& kind, Clock::time_point deadline) {
+    UdpSocket* const sockets[] = {&turn.socket, ear != nullptr ? &ear->Socket() : &turn.socket};
+    while (const auto ready = WaitForAny({sockets, ear != nullptr ? 2u : 1u}, deadline)) {
+        bool refused = false;
+        auto datagram = sockets[*ready]->Take(&refused);
+        if (refused) throw Failure(kNoAnswer, "nobody listens at " + EndpointText(mBoard));
+        if (!datagram || !kind.accepts(datagram->bytes)) continue;
+        // A plain OK on the command port can't be the answer to what is answered through the other way: it is a late
+        // one.
+        if (kind.route == Route::kForwarded && *ready == 0 && !IsKo(datagram->bytes) &&
+            !datagram->bytes.starts_with("BLIND")) {
+            continue;
+        }
+        return datagram;
+    }
+    return std::nullopt;
+}
+
+std::string Client::Ask(std::string_view request, Ear* ear) {
+    const RequestKind& kind = KindOf(request);
+    const auto patience = Patience(kind);
+    std::optional<Ear> own;
+    if (kind.route == Route::kForwarded && ear == nullptr)
+        ear = &own.emplace(mBoard.address, mOptions, Clock::now() + patience);
+    {
+        Turn turn(mBoard, mOptions, Clock::now() + patience);
+        for (int tries = kind.tries; tries > 0 && !Interrupted(); --tries) {
+            while (turn.socket.Take()) continue;  // an answer that came too late for the last try
+            turn.socket.Send(request, mBoard);
+            if (auto answer = Await(turn, ear, kind, Clock::now() + patience)) return std::move(answer->bytes);
+        }
+    }
+    if (Interrupted()) throw Failure(kNoAnswer, "interrupted");
+    ExplainSilence(request, kind);
+}
+
+void Client::ExplainSilence(std::string_view request, const RequestKind& kind) {
+    if (kind.route == Route::kForwarded && !BeginsWith(request, "VERS")) {
+        bool alive = false;
+        try {
+            Ask("VERS");
+            alive = true;
+        } catch (const Failure&) {
+            // Silent all round: the plain text below.
+        }
+        if (alive) {
+            throw Failure(
+                kNoAnswer,
+                fmt::format(
+                    "{} is alive, but its answer to \"{}\" went elsewhere: a board sends scan, guide and language "
+                    "messages "
+                    "to the first peer that asked it after its start, and that wasn't local port {} of this machine. "
+                    "Give that peer's port with --local-port, or restart the board (zulctl reset).",
+                    EndpointText(mBoard), Shown(request), mOptions.localPort));
+        }
+    }
+    throw Failure(kNoAnswer, fmt::format("{} doesn't answer \"{}\" ({} {} of {:.1f} s)", EndpointText(mBoard),
+                                         Shown(request), kind.tries, kind.tries == 1 ? "try" : "tries",
+                                         std::chrono::duration<double>(Patience(kind)).count()));
+}
+
+void Client::Order(std::string_view request, const std::string& what) {
+    const std::string answer = Ask(request);
+    if (!IsOk(answer))
+        throw Failure(kRefused, fmt::format("{} refuses {}: {}", EndpointText(mBoard), what, Escaped(answer)));
+}
+
+std::string Client::AskMany(std::string_view request, const std::function<bool(std::string_view)>& isLast) {
+    const RequestKind& kind = KindOf(request);
+    for (int tries = kind.tries; tries > 0; --tries) {
+        Turn turn(mBoard, mOptions, Clock::now() + Patience(kind));
+        turn.socket.Send(request, mBoard);
+        std::string all;
+        while (auto piece = Await(turn, nullptr, kind, Clock::now() + Patience(kind))) {
+            all += piece->bytes;
+            if (IsKo(piece->bytes) || isLast(piece->bytes)) return all;
+        }
+        if (Interrupted()) throw Failure(kNoAnswer, "interrupted");
+    }
+    ExplainSilence(request, kind);
+}
+
+void Client::Tell(std::string_view request) {
+    Turn turn(mBoard, mOptions, Clock::now() + Patience(KindOf(request)));
+    turn.socket.Send(request, mBoard);
+}
+
+void Client::Listen(std::string_view request, Clock::duration howLong,
+                    const std::function<bool(const Datagram&)>& take) {
+    const auto deadline = Clock::now() + howLong;
+    Ear ear(mBoard.address, mOptions, deadline);
+    Turn turn(mBoard, mOptions, deadline);
+    turn.socket.Send(request, mBoard);
+    UdpSocket* const sockets[] = {&turn.socket, &ear.Socket()};
+    while (const auto ready = WaitForAny(sockets, deadline)) {
+        bool refused = false;
+        const auto datagram = sockets[*ready]->Take(&refused);
+        if (refused) throw Failure(kNoAnswer, "nobody listens at " + EndpointText(mBoard));
+        if (datagram && !take(*datagram)) return;
+    }
+}
+
+}  // namespace zulctl

@@ -1,0 +1,94 @@
+/// Asks a board and waits for its answer.
+///
+/// All that is asked leaves from one fixed local port, because a board sends its scan, guide and language messages to
+/// the first peer that ever asked it, until it restarts. Every request has a socket of its own on that port, which
+/// takes datagrams from the board's command port alone; an Ear takes what comes from the board's other ports. The
+/// kernel prefers the better match, so that many processes share the port without hearing each other's answers. Within
+/// one board, requests take turns, and so do ears.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "net/port_lock.h"
+#include "net/recorder.h"
+#include "net/udp_socket.h"
+#include "protocol/requests.h"
+
+namespace zulctl {
+
+inline constexpr std::uint16_t kLocalPort = 52440;
+
+/// What a client needs to know about this machine and the operator's wishes.
+struct ClientOptions {
+    std::uint16_t localPort = kLocalPort;
+    std::uint32_t localAddress = 0;                    ///< 0: as the routing table says
+    std::optional<std::chrono::milliseconds> timeout;  ///< in place of the patience of each kind
+    std::shared_ptr<Recorder> recorder;
+};
+
+/// Hears a board's forwarded messages for its life; at most one ear a board on this machine. Throws Failure where
+/// another process is listening.
+class Ear {
+ public:
+    Ear(std::uint32_t board, const ClientOptions& options, Clock::time_point deadline);
+
+    /// \return the next message, or nothing at the deadline or after an interrupt
+    std::optional<Datagram> Next(Clock::time_point deadline);
+    UdpSocket& Socket() { return mSocket; }
+
+ private:
+    PortLock mTurn;
+    UdpSocket mSocket;
+};
+
+/// A board's command service.
+class Client {
+ public:
+    Client(const Endpoint& board, ClientOptions options);
+
+    const Endpoint& Board() const { return mBoard; }
+    const ClientOptions& Options() const { return mOptions; }
+
+    /// Sends a request and gives its answer, whatever that says. Repeats it only where its kind allows.
+    /// \param ear  hears forwarded answers; where none is given, one is made for the request
+    /// Throws Failure(kNoAnswer) that says why, as far as can be told.
+    std::string Ask(std::string_view request, Ear* ear = nullptr);
+    /// As Ask; throws Failure(kRefused) unless the answer is "OK".
+    void Order(std::string_view request, const std::string& what);
+    /// As Ask, for an answer in several datagrams.
+    /// \param isLast  tells whether a datagram ends the answer
+    /// \return all datagrams joined
+    std::string AskMany(std::string_view request, const std::function<bool(std::string_view)>& isLast);
+
+    /// Sends a request and doesn't wait: its effect is seen elsewhere.
+    void Tell(std::string_view request);
+
+    /// Sends a request and passes on all that comes back until the time is up, in any shape.
+    void Listen(std::string_view request, Clock::duration howLong, const std::function<bool(const Datagram&)>& take);
+
+    std::chrono::milliseconds Patience(const RequestKind& kind) const {
+        return mOptions.timeout.value_or(kind.patience);
+    }
+
+ private:
+    /// A turn at the board: the lock and the socket of one request.
+    struct Turn {
+        Turn(const Endpoint& board, const ClientOptions& options, Clock::time_point deadline);
+        PortLock lock;
+        UdpSocket socket;
+    };
+    std::optional<Datagram> Await(Turn& turn, Ear* ear, const RequestKind& kind, Clock::time_point deadline);
+    [[noreturn]] void ExplainSilence(std::string_view request, const RequestKind& kind);
+
+    Endpoint mBoard;
+    ClientOptions mOptions;
+};
+
+/// \return a bound socket on the fixed local port that takes what this peer sends
+UdpSocket SharedSocket(const Endpoint& peer, const ClientOptions& options);
+
+}  // namespace zulctl

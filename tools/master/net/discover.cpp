@@ -1,0 +1,97 @@
+// Discovery of boards.
+#include "net/discover.h"
+
+#include <algorithm>
+
+#include "output/failure.h"
+
+namespace zulctl {
+
+namespace {
+
+/// The interfaces that a search covers. Throws where the wanted one isn't there.
+std::vector<Interface> Wanted(const std::string& name) {
+    std::vector<Interface> all = Interfaces();
+    if (name.empty()) return all;
+    std::erase_if(all, [&](const Interface& item) { return item.name != name; });
+    if (all.empty()) throw Failure(kUsage, "no interface " + name + " with an address is up");
+    return all;
+}
+
+void Wake(UdpSocket& socket, const std::vector<Interface>& interfaces) {
+    for (const Interface& item : interfaces) {
+        socket.SendThrough(item.index);
+        socket.Send("zulctl", {kBeaconGroup, kBeaconRestartPort});
+    }
+}
+
+void Probe(UdpSocket& socket, const DiscoverOptions& options, const std::vector<Interface>& interfaces) {
+    for (const Endpoint& board : options.known) socket.Send("ZUL", board);
+    if (!options.broadcast) return;
+    for (const Interface& item : interfaces) {
+        if (item.broadcast == 0) continue;
+        for (const std::uint16_t port : {kTransmitterPort, kReceiverPort}) socket.Send("ZUL", {item.broadcast, port});
+    }
+}
+
+std::optional<FoundBoard> Recognise(const Datagram& datagram, bool probed) {
+    auto beacon = ParseBeacon(datagram.bytes);
+    if (!beacon) return std::nullopt;
+    FoundBoard board{datagram.from, *std::move(beacon), probed, datagram.ttl, std::chrono::system_clock::now()};
+    // A beacon comes from a port of its own; what the board is tells where it listens.
+    if (!probed && board.beacon.role) board.at.port = CommandPort(*board.beacon.role);
+    return board;
+}
+
+}  // namespace
+
+void Discover(const DiscoverOptions& options, const std::function<bool(const FoundBoard&)>& heard) {
+    const std::vector<Interface> interfaces = Wanted(options.interfaceName);
+    UdpSocket beacons(options.client.recorder);
+    beacons.ShareAddress();
+    beacons.Bind(kBeaconPort, kBeaconGroup);
+    for (const Interface& item : interfaces) beacons.Join(kBeaconGroup, item.index);
+
+    // Probes leave from a port of their own: their answers are direct, and asking isn't what fixes a board's first
+    // peer.
+    UdpSocket probes(options.client.recorder);
+    probes.AllowBroadcast();
+    probes.Bind(0, options.client.localAddress);
+    if (options.wake) Wake(probes, interfaces);
+    Probe(probes, options, interfaces);
+
+    const auto start = Clock::now();
+    auto end = start + options.time;
+    bool repeated = !options.wake && options.known.empty();
+    UdpSocket* const sockets[] = {&beacons, &probes};
+    while (!Interrupted() && Clock::now() < end) {
+        // One lost datagram must not hide a board: ask a second time half a second later.
+        const auto second =
+            start + std::min<std::chrono::milliseconds>(options.time / 3, std::chrono::milliseconds(500));
+        const auto ready = WaitForAny(sockets, repeated ? end : std::min(second, end));
+        if (!ready) {
+            if (!repeated && options.wake) Wake(probes, interfaces);
+            if (!repeated) Probe(probes, options, interfaces);
+            repeated = true;
+            continue;
+        }
+        const auto datagram = sockets[*ready]->Take();
+        const auto board = datagram ? Recognise(*datagram, *ready == 1) : std::nullopt;
+        if (board && !heard(*board)) return;
+        if (board && board->probed && options.grace) end = std::min(end, Clock::now() + *options.grace);
+    }
+}
+
+std::vector<FoundBoard> DiscoverAll(const DiscoverOptions& options) {
+    std::vector<FoundBoard> boards;
+    Discover(options, [&](const FoundBoard& board) {
+        const auto same =
+            std::find_if(boards.begin(), boards.end(), [&](const FoundBoard& known) { return known.at == board.at; });
+        if (same == boards.end()) boards.push_back(board);
+        return true;
+    });
+    std::sort(boards.begin(), boards.end(), [](const FoundBoard& a, const FoundBoard& b) { return a.at < b.at; });
+    return boards;
+}
+
+}  // namespace zulctl

@@ -1,0 +1,80 @@
+// Channel lists and guides.
+#include "net/fetch.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "output/escape.h"
+#include "output/failure.h"
+
+namespace zulctl {
+
+namespace {
+
+constexpr int kMostReports = 5;
+constexpr std::chrono::minutes kLongestSpan{99 * 60 + 59};
+constexpr std::size_t kMostEvents = 1000;
+
+std::vector<GuideEvent> Fetch(Client& client, const std::string& request, Ear* ear) {
+    const std::string reply = client.Ask(request, ear);
+    if (IsKo(reply))
+        throw Failure(kRefused, fmt::format("{} refuses the guide query {}", EndpointText(client.Board()), request));
+    auto guide = ParseGuideReply(reply);
+    if (!guide || !guide->whole) {
+        throw Failure(kNoAnswer, fmt::format("the guide reply of {} is damaged: {}", EndpointText(client.Board()),
+                                             CutToWidth(Escaped(reply), 60)));
+    }
+    return std::move(guide->events);
+}
+
+}  // namespace
+
+std::vector<Channel> FetchChannels(Client& client) {
+    std::string last;
+    for (int tries = 0; tries < kMostReports; ++tries) {
+        int datagrams = 0;
+        const std::string text = client.AskMany("SCAL", [&](std::string_view datagram) {
+            ++datagrams;
+            return EndsScalReport(datagram);
+        });
+        if (IsKo(text)) {
+            throw Failure(kRefused,
+                          fmt::format("{} doesn't give its channel list while it scans", EndpointText(client.Board())));
+        }
+        if (datagrams == 1 || text == last) {
+            ScalReport report = ParseScalReport(text);
+            if (report.whole && report.damaged == 0) return std::move(report.channels);
+        }
+        last = text;
+    }
+    throw Failure(kNoAnswer,
+                  fmt::format("the channel list of {} arrives differently each time", EndpointText(client.Board())));
+}
+
+std::vector<GuideEvent> FetchNowAndNext(Client& client, const ProgrammeId& id, Ear* ear) {
+    return Fetch(client, fmt::format("EITN{:04x},{:04x}", id.transportId, id.programme), ear);
+}
+
+std::vector<GuideEvent> FetchMoment(Client& client, const ProgrammeId& id, Minutes moment, Ear* ear) {
+    const MjdTime time = MjdOf(moment);
+    return Fetch(client, fmt::format("EITI{:04x},{:04x},{:x},{:04}", id.transportId, id.programme, time.day, time.hhmm),
+                 ear);
+}
+
+std::vector<GuideEvent> FetchListing(Client& client, const ProgrammeId& id, std::chrono::minutes span, Ear* ear) {
+    span = std::clamp(span, std::chrono::minutes(1), kLongestSpan);
+    const auto hours = span.count() / 60, minutes = span.count() % 60;
+    auto events =
+        Fetch(client, fmt::format("EITL{:04x},{:04x},{:02}{:02}", id.transportId, id.programme, hours, minutes), ear);
+    if (events.empty()) return events;
+    // A minute behind an event's end lies surely in the one that follows: both ends of an event count as its own.
+    while (events.size() < kMostEvents && events.back().End() < events.front().start + span) {
+        const auto more = FetchMoment(client, id, events.back().End() + std::chrono::minutes(1), ear);
+        if (more.empty() || more.front().start <= events.back().start) break;
+        events.push_back(more.front());
+    }
+    return events;
+}
+
+}  // namespace zulctl

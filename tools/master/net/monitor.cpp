@@ -1,0 +1,63 @@
+// Log, keys and serial port of a board.
+#include "net/monitor.h"
+
+#include <fmt/format.h>
+
+#include "output/failure.h"
+
+namespace zulctl {
+
+using namespace std::chrono_literals;
+
+Monitor::Monitor(const Endpoint& board, const ClientOptions& options, bool wantLog)
+    : mBoard(board), mOptions(options), mWantLog(wantLog), mSocket(options.recorder) {
+    // Whatever comes back, and wherever it goes: the board has then seen the fixed port.
+    Client(board, options).Listen("LAN?", 300ms, [](const Datagram&) { return false; });
+    mSocket.Bind(0, options.localAddress);
+    mSocket.OnlyFrom({board.address, 0});
+    // A channel that is open stays with its peer, so it is closed first.
+    for (const char* request : {"CALLBACK0", "CALLBACK1"}) {
+        const auto answer = Ask(request);
+        if (!answer) throw Failure(kNoAnswer, fmt::format("{} doesn't answer \"{}\"", EndpointText(board), request));
+        if (!IsOk(*answer)) throw Failure(kRefused, fmt::format("{} refuses \"{}\"", EndpointText(board), request));
+    }
+    if (mWantLog) Ask("DEBUG2");
+}
+
+Monitor::~Monitor() {
+    // Best effort, and no wait: the board may be gone.
+    if (mWantLog) mSocket.Send("DEBUG0", mBoard);
+    mSocket.Send("CALLBACK0", mBoard);
+}
+
+std::optional<std::string> Monitor::Take() {
+    if (!mKept.empty()) {
+        std::string first = std::move(mKept.front());
+        mKept.erase(mKept.begin());
+        return first;
+    }
+    const auto datagram = mSocket.Take();
+    if (!datagram || datagram->from.port == mBoard.port) return std::nullopt;
+    return datagram->bytes;
+}
+
+std::optional<std::string> Monitor::Ask(std::string_view request) {
+    const RequestKind& kind = KindOf(request);
+    const auto deadline = Clock::now() + mOptions.timeout.value_or(kind.patience);
+    mSocket.Send(request, mBoard);
+    UdpSocket* const sockets[] = {&mSocket};
+    while (WaitForAny(sockets, deadline)) {
+        bool refused = false;
+        auto datagram = mSocket.Take(&refused);
+        if (refused) throw Failure(kNoAnswer, "nobody listens at " + EndpointText(mBoard));
+        if (!datagram) continue;
+        if (datagram->from.port == mBoard.port) {
+            if (kind.accepts(datagram->bytes)) return std::move(datagram->bytes);
+            continue;  // the late answer to something else
+        }
+        mKept.push_back(std::move(datagram->bytes));
+    }
+    return std::nullopt;
+}
+
+}  // namespace zulctl

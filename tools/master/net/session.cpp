@@ -1,0 +1,206 @@
+// Which boards a command is for.
+#include "net/session.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+
+namespace zulctl {
+
+namespace {
+
+/// One address mostly has one board; where it has another one too, that was asked in the same moment.
+constexpr std::chrono::milliseconds kOtherRole{250};
+
+/// The roles whose ports a board of unknown role is asked at.
+std::vector<Role> Candidates(std::optional<Role> role) {
+    if (role) return {*role};
+    return {Role::kTransmitter, Role::kReceiver};
+}
+
+std::string Listed(const std::vector<Target>& targets) {
+    std::string list;
+    for (const Target& target : targets)
+        list += fmt::format("\n  {}  {}  {}", target.name, EndpointText(target.at), RoleName(target.role));
+    return list;
+}
+
+Failure Roleless(const std::string& board) {
+    return {kNoAnswer, fmt::format("{} doesn't say whether it is a transmitter or a receiver", board)};
+}
+
+}  // namespace
+
+std::chrono::milliseconds ParseSpan(const std::string& text) {
+    double value = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    const std::string_view unit(stop, static_cast<std::size_t>(end - stop));
+    const double factor = unit.empty() || unit == "s" ? 1000
+                          : unit == "ms"              ? 1
+                          : unit == "m"               ? 60000
+                          : unit == "h"               ? 3600000
+                                                      : 0;
+    constexpr double kLongest = 366.0 * 86400000;
+    if (error != std::errc{} || factor == 0 || value <= 0 || value * factor > kLongest) {
+        throw Failure(kUsage, fmt::format("\"{}\" isn't a span of time such as 60s, 5m or 1h", text));
+    }
+    return std::chrono::milliseconds(static_cast<long long>(value * factor));
+}
+
+void Session::Prepare() {
+    out.format = options.json || options.format == "json" ? Format::kJson
+                 : options.format == "plain"              ? Format::kPlain
+                                                          : Format::kTable;
+    const std::string path = options.configPath.empty() ? DefaultConfigPath() : options.configPath;
+    if (!path.empty()) mConfig = ReadConfig(path);
+    mInterface = options.interfaceName.empty() ? mConfig.interfaceName : options.interfaceName;
+    mClientOptions.localPort = options.localPort.value_or(mConfig.localPort.value_or(kLocalPort));
+    if (options.timeoutSeconds)
+        mClientOptions.timeout = std::chrono::milliseconds(static_cast<long long>(*options.timeoutSeconds * 1000));
+    if (!options.recordPath.empty()) mClientOptions.recorder = std::make_shared<Recorder>(options.recordPath);
+    if (mInterface.empty()) return;
+    for (const Interface& item : Interfaces()) {
+        if (item.name != mInterface) continue;
+        mClientOptions.localAddress = item.address;
+        mInterfaceIndex = item.index;
+    }
+    if (mInterfaceIndex == 0) throw Failure(kUsage, "no interface " + mInterface + " with an address is up");
+}
+
+DiscoverOptions Session::Discovery() const {
+    DiscoverOptions discovery;
+    discovery.client = mClientOptions;
+    discovery.interfaceName = mInterface;
+    if (mClientOptions.timeout) discovery.time = *mClientOptions.timeout;
+    for (const NamedBoard& board : mConfig.boards) {
+        for (const Role role : Candidates(board.role)) {
+            discovery.known.push_back({board.address, board.port != 0 ? board.port : CommandPort(role)});
+        }
+    }
+    std::sort(discovery.known.begin(), discovery.known.end());
+    discovery.known.erase(std::unique(discovery.known.begin(), discovery.known.end()), discovery.known.end());
+    return discovery;
+}
+
+std::vector<Target> Session::Heard() {
+    std::vector<Target> targets;
+    for (const FoundBoard& board : DiscoverAll(Discovery())) {
+        if (!board.beacon.role) continue;
+        const std::string name = mConfig.NameOf(board.at, board.beacon.role);
+        targets.push_back({name.empty() ? AddressText(board.at.address) : name, board.at, *board.beacon.role});
+    }
+    return targets;
+}
+
+NamedBoard Session::Meant(const std::string& text) const {
+    NamedBoard board{text, 0, 0, std::nullopt};
+    if (const NamedBoard* named = mConfig.Find(text)) {
+        board = *named;
+    } else if (const auto endpoint = ParseEndpoint(text)) {
+        board.address = endpoint->address, board.port = endpoint->port;
+    } else if (const auto address = ParseAddress(text)) {
+        board.address = *address;
+    } else {
+        throw Failure(kUsage, fmt::format("no board is named \"{}\", and it isn't an address", text));
+    }
+    if (board.port == kTransmitterPort) board.role = Role::kTransmitter;
+    if (board.port == kReceiverPort) board.role = Role::kReceiver;
+    return board;
+}
+
+std::vector<Target> Session::Resolve(const std::string& text, std::optional<Role> wanted) {
+    const NamedBoard board = Meant(text);
+    if (wanted && board.role && board.role != wanted) {
+        throw Failure(kUsage,
+                      fmt::format("{} is a {}, and this is for a {}", text, RoleName(*board.role), RoleName(*wanted)));
+    }
+    const auto role = board.role ? board.role : wanted;
+    if (role) return {{board.name, {board.address, board.port != 0 ? board.port : CommandPort(*role)}, *role}};
+
+    // Neither its name nor the command tells the role: ask.
+    DiscoverOptions ask = Discovery();
+    ask.known.clear();
+    ask.wake = false;
+    ask.grace = kOtherRole;
+    if (board.port != 0) ask.known = {{board.address, board.port}};
+    for (const Role candidate : Candidates(std::nullopt)) {
+        if (board.port == 0) ask.known.push_back({board.address, CommandPort(candidate)});
+    }
+    std::vector<Target> found;
+    const std::size_t most = ask.known.size();
+    Discover(ask, [&](const FoundBoard& heard) {
+        const bool known =
+            std::any_of(found.begin(), found.end(), [&](const Target& target) { return target.at == heard.at; });
+        if (heard.probed && heard.at.address == board.address && heard.beacon.role && !known) {
+            found.push_back({board.name, heard.at, *heard.beacon.role});
+        }
+        return found.size() < most;
+    });
+    if (found.empty()) throw Roleless(text);
+    return found;
+}
+
+std::vector<Target> Session::Find(std::optional<Role> role, std::vector<Failure>& missing) {
+    std::vector<Target> targets;
+    const auto add = [&](const Target& target) {
+        const bool known =
+            std::any_of(targets.begin(), targets.end(), [&](const Target& other) { return other.at == target.at; });
+        if (!known) targets.push_back(target);
+    };
+    const auto addNamed = [&](const std::string& text) {
+        try {
+            for (const Target& target : Resolve(text, role)) add(target);
+        } catch (const Failure& failure) {
+            if (failure.code != kNoAnswer) throw;
+            missing.push_back(failure);
+        }
+    };
+    for (const std::string& text : options.boards) addNamed(text);
+    if (!options.boards.empty() && !options.all) return targets;
+
+    const auto isRoleless = [](const NamedBoard& board) { return !board.role && board.port == 0; };
+    const bool all = options.all || mConfig.boards.empty();
+    const bool listen = all || std::any_of(mConfig.boards.begin(), mConfig.boards.end(), isRoleless);
+    const std::vector<Target> heard = listen ? Heard() : std::vector<Target>();
+    for (const Target& target : heard) {
+        const bool isWanted = all || !mConfig.NameOf(target.at, target.role).empty();
+        if (isWanted && (!role || target.role == role)) add(target);
+    }
+    for (const NamedBoard& board : mConfig.boards) {
+        const auto isThere = [&](const Target& target) { return target.at.address == board.address; };
+        if (!isRoleless(board)) {
+            if (!role || !board.role || board.role == role) addNamed(board.name);
+        } else if (std::none_of(heard.begin(), heard.end(), isThere)) {
+            missing.push_back(Roleless(board.name));
+        }
+    }
+    if (targets.empty() && missing.empty()) throw Failure(kNoAnswer, "no board is heard; name one with --board");
+    return targets;
+}
+
+std::vector<Target> Session::Boards(std::optional<Role> role) {
+    std::vector<Failure> missing;
+    std::vector<Target> targets = Find(role, missing);
+    if (targets.empty() && missing.size() == 1) throw missing.front();
+    for (const Failure& failure : missing) out.Error(failure.what());  // the others are served all the same
+    if (targets.empty()) throw Failure(kNoAnswer, "none of these boards answers");
+    mSomeAreMissing = !missing.empty();
+    return targets;
+}
+
+Target Session::OneBoard(std::optional<Role> role) {
+    if (options.all || options.boards.size() > 1) throw Failure(kUsage, "this is for one board");
+    std::vector<Failure> missing;
+    const std::vector<Target> targets = Find(role, missing);
+    if (targets.empty()) throw missing.front();
+    if (targets.size() == 1) return targets.front();
+    const bool sameAddress = std::all_of(targets.begin(), targets.end(), [&](const Target& target) {
+        return target.at.address == targets.front().at.address;
+    });
+    throw Failure(kUsage, fmt::format("which board? say it with --board{}:{}", sameAddress ? " ADDRESS:PORT" : "",
+                                      Listed(targets)));
+}
+
+}  // namespace zulctl

@@ -1,0 +1,91 @@
+/// What one run of zulctl knows: the common options, the output, the boards that it addresses.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "net/board_client.h"
+#include "net/config.h"
+#include "net/discover.h"
+#include "output/failure.h"
+#include "output/output.h"
+
+namespace zulctl {
+
+/// A board that a command is for.
+struct Target {
+    std::string name;  ///< as in the file of names, or its address
+    Endpoint at;       ///< its command service
+    Role role;
+};
+
+/// The options that all commands share, as the command line gives them.
+struct SessionOptions {
+    std::vector<std::string> boards;
+    bool all = false;
+    bool json = false;
+    std::string format = "table";
+    std::optional<double> timeoutSeconds;
+    std::string interfaceName;
+    std::optional<std::uint16_t> localPort;
+    std::string configPath;
+    std::string recordPath;
+};
+
+class Session {
+ public:
+    SessionOptions options;
+    Output out;
+    /// Set by the subcommand that was chosen; runs once the options are read, and throws Failure where it can't do its
+    /// work.
+    std::function<void()> run;
+
+    /// Puts the options to use. Throws Failure(kUsage).
+    void Prepare();
+
+    /// \return the one board meant by --board, or the only one of the role there is
+    Target OneBoard(std::optional<Role> role);
+    /// \return the board of this name or address
+    Target Named(const std::string& board, std::optional<Role> role) { return Resolve(board, role).front(); }
+    /// \return the boards meant by every --board, or with --all all that are known or heard
+    std::vector<Target> Boards(std::optional<Role> role);
+    /// \return what is known of a board by its name or address alone; port and role may be missing. Throws
+    /// Failure(kUsage)
+    NamedBoard Meant(const std::string& board) const;
+    /// \return whether Boards left some out that were asked for, because they don't even tell their role
+    bool SomeAreMissing() const { return mSomeAreMissing; }
+    /// \return every --board, as given
+    const std::vector<std::string>& Chosen() const { return options.boards; }
+    /// \return whether the command line names boards with --board
+    bool BoardsAreNamed() const { return !options.boards.empty(); }
+    Client Connect(const Target& target) const { return Client(target.at, mClientOptions); }
+    Client Connect(std::optional<Role> role) { return Connect(OneBoard(role)); }
+
+    const ClientOptions& Options() const { return mClientOptions; }
+    const Config& Names() const { return mConfig; }
+    /// Discovery as the common options want it; named boards are asked directly too.
+    DiscoverOptions Discovery() const;
+    const std::string& InterfaceName() const { return mInterface; }
+    /// Index of --interface, or 0.
+    int InterfaceIndex() const { return mInterfaceIndex; }
+    std::optional<std::chrono::milliseconds> Timeout() const { return mClientOptions.timeout; }
+
+ private:
+    std::vector<Target> Resolve(const std::string& board, std::optional<Role> role);
+    std::vector<Target> Heard();
+    /// \param missing  receives those that don't even tell their role
+    std::vector<Target> Find(std::optional<Role> role, std::vector<Failure>& missing);
+
+    bool mSomeAreMissing = false;
+    std::string mInterface;
+    int mInterfaceIndex = 0;
+    Config mConfig;
+    ClientOptions mClientOptions;
+};
+
+/// A span of time as in "60s", "5m", "1.5h" or plain seconds. Throws Failure(kUsage).
+std::chrono::milliseconds ParseSpan(const std::string& text);
+
+}  // namespace zulctl

@@ -1,0 +1,106 @@
+// What is wanted against what there is.
+#include "net/stream_order.h"
+
+#include <fmt/format.h>
+
+#include "net/fetch.h"
+#include "output/escape.h"
+#include "output/failure.h"
+#include "protocol/channels.h"
+
+namespace zulctl {
+
+using Json = nlohmann::ordered_json;
+
+void RefuseDuringUpgrade(Client& client) {
+    const auto upgrade = ParseUpgradeState(client.Ask("UPGR?"));
+    if (upgrade && (*upgrade == 1 || *upgrade == 2)) {
+        throw Failure(kRefused, fmt::format("{} is taking an upgrade ({})", EndpointText(client.Board()),
+                                            UpgradeStateName(*upgrade)));
+    }
+}
+
+void RefuseWhileBusy(Client& client) {
+    RefuseDuringUpgrade(client);
+    const auto scan = ParseScanState(client.Ask("SCA?"));
+    if (scan && scan->state == ScanState::State::kRunning) {
+        throw Failure(kRefused,
+                      fmt::format("{} is scanning channel {}; wait for it, or stop it with \"zulctl scan --stop\"",
+                                  EndpointText(client.Board()), scan->channel));
+    }
+}
+
+StreamRequest FindStream(Client& client, const StreamChoice& choice) {
+    StreamRequest request;
+    const auto group = ParseEndpoint(choice.to);
+    if (!group) throw Failure(kUsage, fmt::format("\"{}\" isn't GROUP:PORT", Escaped(choice.to)));
+    request.to = *group;
+    request.slot = choice.slot;
+    if (choice.channels.empty()) {
+        if (!choice.tunerChannel) throw Failure(kUsage, "stream what? name channels, or give --tuner-channel");
+        request.channel = *choice.tunerChannel;
+        for (const std::string& text : choice.programmes) request.programmes.push_back(ParseProgramme(text));
+        return request;
+    }
+    if (choice.tunerChannel || !choice.programmes.empty())
+        throw Failure(kUsage, "channels by name or by number, not both");
+    const auto list = FetchChannels(client);
+    std::optional<Channel> first;
+    for (const std::string& text : choice.channels) {
+        const Channel& channel = FindChannel(list, text);
+        if (!first) first = channel;
+        if (channel.tunerChannel != first->tunerChannel) {
+            throw Failure(kUsage, fmt::format("{} is on tuner channel {} and {} on {}; a board has one tuner",
+                                              Escaped(CallName(*first)), first->tunerChannel,
+                                              Escaped(CallName(channel)), channel.tunerChannel));
+        }
+        request.programmes.push_back(channel.id);
+    }
+    request.channel = first->tunerChannel;
+    if (choice.whole) request.programmes.clear();
+    return request;
+}
+
+std::vector<StreamStatus> CheckAgainstBoard(Client& client, const StreamRequest& request) {
+    RefuseWhileBusy(client);
+    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
+    const auto scan = ParseScanState(client.Ask("SCA?"));
+    if (!status || !scan) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
+    const int first = status->tunerMode == "ATSC" ? 2 : 1, last = status->tunerMode == "ATSC" ? 69 : kHighestChannel;
+    if (request.channel < first || request.channel > last) {
+        throw Failure(kUsage, fmt::format("in {} the tuner has channels {} to {}, not {}", Escaped(status->tunerMode),
+                                          first, last, request.channel));
+    }
+    std::vector<StreamStatus> ended;
+    for (const StreamStatus& stream : status->streams) {
+        const bool replaced = !request.slot || stream.id == *request.slot || stream.id == 0;
+        if (stream.active && !replaced && stream.group == request.to) {
+            throw Failure(kUsage, fmt::format("slot {} sends to {} already", stream.id, EndpointText(request.to)));
+        }
+        if (stream.active && !replaced && scan->channel != request.channel) {
+            throw Failure(kUsage,
+                          fmt::format("slot {} sends from channel {}; a board has one tuner, so stop that first",
+                                      stream.id, scan->channel));
+        }
+        if (stream.active && replaced) ended.push_back(stream);
+    }
+    return ended;
+}
+
+Json StartedJson(const StreamRequest& request, const std::string& text) {
+    Json programmes = Json::array();
+    for (const ProgrammeId& id : request.programmes) programmes.push_back(id.programme);
+    return {{"action", "start"},
+            {"request", text},
+            {"group", AddressText(request.to.address)},
+            {"port", request.to.port},
+            {"slot", request.slot.value_or(0)},
+            {"tuner_channel", request.channel},
+            {"programmes", programmes}};
+}
+
+Json StoppedJson(std::optional<int> slot, const std::string& text) {
+    return {{"action", "stop"}, {"request", text}, {"slot", slot ? Json(*slot) : Json()}};
+}
+
+}  // namespace zulctl

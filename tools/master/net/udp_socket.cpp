@@ -1,0 +1,188 @@
+// UDP sockets, their waits, and interrupts.
+#include "net/udp_socket.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <utility>
+
+#include "output/failure.h"
+
+namespace zulctl {
+
+namespace {
+
+constexpr std::size_t kLargestDatagram = 65536;
+
+volatile std::sig_atomic_t interrupted = 0;
+
+void OnInterrupt(int signal) {
+    interrupted = 1;
+    std::signal(signal, SIG_DFL);
+}
+
+[[noreturn]] void Fail(const char* what) { throw Failure(kUsage, std::string(what) + ": " + std::strerror(errno)); }
+
+/// The kernel stamps with the wall clock; intervals are reckoned on the steady one.
+Clock::time_point SteadyTime(const timespec& stamp) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const auto age =
+        std::chrono::seconds(now.tv_sec - stamp.tv_sec) + std::chrono::nanoseconds(now.tv_nsec - stamp.tv_nsec);
+    return Clock::now() - std::chrono::duration_cast<Clock::duration>(age);
+}
+
+void ReadControl(msghdr& message, Datagram& datagram) {
+    for (cmsghdr* item = CMSG_FIRSTHDR(&message); item != nullptr; item = CMSG_NXTHDR(&message, item)) {
+        if (item->cmsg_level == SOL_SOCKET && item->cmsg_type == SCM_TIMESTAMPNS) {
+            timespec stamp{};
+            std::memcpy(&stamp, CMSG_DATA(item), sizeof stamp);
+            datagram.arrived = SteadyTime(stamp);
+        } else if (item->cmsg_level == SOL_SOCKET && item->cmsg_type == SO_RXQ_OVFL) {
+            std::memcpy(&datagram.lost, CMSG_DATA(item), sizeof datagram.lost);
+        } else if (item->cmsg_level == IPPROTO_IP && item->cmsg_type == IP_TTL) {
+            std::memcpy(&datagram.ttl, CMSG_DATA(item), sizeof datagram.ttl);
+        }
+    }
+}
+
+}  // namespace
+
+UdpSocket::UdpSocket(std::shared_ptr<Recorder> recorder)
+    : mFd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)), mpRecorder(std::move(recorder)) {
+    if (mFd < 0) Fail("socket");
+    Set(SOL_SOCKET, SO_TIMESTAMPNS, 1, "time stamps");
+    Set(SOL_SOCKET, SO_RXQ_OVFL, 1, "overflow count");
+    Set(IPPROTO_IP, IP_RECVTTL, 1, "TTL");
+}
+
+UdpSocket::~UdpSocket() {
+    if (mFd >= 0) close(mFd);
+}
+
+UdpSocket::UdpSocket(UdpSocket&& other) noexcept
+    : mFd(std::exchange(other.mFd, -1)), mpRecorder(std::move(other.mpRecorder)) {}
+
+void UdpSocket::Set(int level, int option, int value, const char* what) {
+    if (setsockopt(mFd, level, option, &value, sizeof value) != 0) Fail(what);
+}
+
+void UdpSocket::ShareAddress() { Set(SOL_SOCKET, SO_REUSEADDR, 1, "sharing the port"); }
+
+void UdpSocket::Bind(std::uint16_t port, std::uint32_t address) {
+    const Endpoint local{address, port};
+    const sockaddr_in raw = local.Sockaddr();
+    if (bind(mFd, reinterpret_cast<const sockaddr*>(&raw), sizeof raw) == 0) return;
+    throw Failure(kUsage, "can't use local port " + EndpointText(local) + ": " + std::strerror(errno));
+}
+
+void UdpSocket::OnlyFrom(const Endpoint& peer) {
+    const sockaddr_in raw = peer.Sockaddr();
+    if (connect(mFd, reinterpret_cast<const sockaddr*>(&raw), sizeof raw) != 0) {
+        throw Failure(kNoAnswer, "no way to " + AddressText(peer.address) + ": " + std::strerror(errno));
+    }
+    char byte = 0;
+    while (recv(mFd, &byte, 1, MSG_DONTWAIT) >= 0) continue;
+}
+
+bool UdpSocket::Join(std::uint32_t group, int interfaceIndex) {
+    ip_mreqn request{};
+    request.imr_multiaddr.s_addr = htonl(group);
+    request.imr_ifindex = interfaceIndex;
+    return setsockopt(mFd, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request, sizeof request) == 0;
+}
+
+bool UdpSocket::Leave(std::uint32_t group) {
+    ip_mreqn request{};
+    request.imr_multiaddr.s_addr = htonl(group);
+    return setsockopt(mFd, IPPROTO_IP, IP_DROP_MEMBERSHIP, &request, sizeof request) == 0;
+}
+
+void UdpSocket::SendThrough(int interfaceIndex) {
+    ip_mreqn request{};
+    request.imr_ifindex = interfaceIndex;
+    if (setsockopt(mFd, IPPROTO_IP, IP_MULTICAST_IF, &request, sizeof request) != 0) Fail("multicast interface");
+}
+
+void UdpSocket::AllowBroadcast() { Set(SOL_SOCKET, SO_BROADCAST, 1, "broadcast"); }
+
+void UdpSocket::WantBuffer(int bytes) {
+    // The forced form passes the system's limit, where the process may; the plain form takes what it gets.
+    if (setsockopt(mFd, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) == 0) return;
+    setsockopt(mFd, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+}
+
+bool UdpSocket::Send(std::string_view bytes, const Endpoint& to) {
+    const sockaddr_in raw = to.Sockaddr();
+    if (mpRecorder) mpRecorder->Note(Recorder::Direction::kSent, to, bytes);
+    const ssize_t sent =
+        sendto(mFd, bytes.data(), bytes.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&raw), sizeof raw);
+    return sent == static_cast<ssize_t>(bytes.size());
+}
+
+std::uint16_t UdpSocket::Port() const {
+    sockaddr_in raw{};
+    socklen_t size = sizeof raw;
+    getsockname(mFd, reinterpret_cast<sockaddr*>(&raw), &size);
+    return ntohs(raw.sin_port);
+}
+
+std::optional<Datagram> UdpSocket::Take(bool* refused) {
+    thread_local std::string buffer(kLargestDatagram, '\0');
+    sockaddr_in from{};
+    alignas(cmsghdr) char control[256];
+    iovec piece{buffer.data(), buffer.size()};
+    msghdr message{};
+    message.msg_name = &from;
+    message.msg_namelen = sizeof from;
+    message.msg_iov = &piece;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    const ssize_t size = recvmsg(mFd, &message, MSG_DONTWAIT);
+    if (refused != nullptr) *refused = size < 0 && errno == ECONNREFUSED;
+    if (size < 0) return std::nullopt;
+    Datagram datagram{buffer.substr(0, static_cast<std::size_t>(size)),
+                      {ntohl(from.sin_addr.s_addr), ntohs(from.sin_port)},
+                      Clock::now()};
+    ReadControl(message, datagram);
+    if (mpRecorder) mpRecorder->Note(Recorder::Direction::kReceived, datagram.from, datagram.bytes);
+    return datagram;
+}
+
+std::optional<std::size_t> WaitForAny(std::span<UdpSocket* const> sockets, Clock::time_point deadline) {
+    std::vector<pollfd> polled;
+    for (const UdpSocket* socket : sockets) polled.push_back({socket->Descriptor(), POLLIN, 0});
+    for (;;) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        // An interrupt between the test and the poll would be noticed only at its end: so no poll is long.
+        const int slice = static_cast<int>(std::clamp<long long>(left, 0, 100));
+        const int ready = poll(polled.data(), polled.size(), slice);
+        for (std::size_t n = 0; ready > 0 && n < polled.size(); ++n) {
+            if (polled[n].revents != 0) return n;
+        }
+        if (Interrupted() || Clock::now() >= deadline) return std::nullopt;
+    }
+}
+
+void CatchInterrupts() {
+    struct sigaction action {};
+    action.sa_handler = OnInterrupt;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+bool Interrupted() { return interrupted != 0; }
+
+void ForgetInterrupt() { interrupted = 0; }
+
+void SleepUntil(Clock::time_point deadline) { WaitForAny({}, deadline); }
+
+}  // namespace zulctl

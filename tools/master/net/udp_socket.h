@@ -1,0 +1,80 @@
+/// A UDP socket for masters and judges: bound, aimed, joined; each datagram with sender, time and TTL.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "net/recorder.h"
+#include "protocol/endpoint.h"
+
+namespace zulctl {
+
+using Clock = std::chrono::steady_clock;
+
+/// One received datagram.
+struct Datagram {
+    std::string bytes;
+    Endpoint from;
+    Clock::time_point arrived;  ///< the kernel's time stamp
+    int ttl = 0;                ///< hops that it had left; 0 where unknown
+    std::uint32_t lost = 0;     ///< datagrams that this socket's full buffer has dropped so far
+};
+
+/// Owns one socket. Operations that can't be done throw Failure.
+class UdpSocket {
+ public:
+    explicit UdpSocket(std::shared_ptr<Recorder> recorder = nullptr);
+    ~UdpSocket();
+    UdpSocket(UdpSocket&& other) noexcept;
+    UdpSocket& operator=(UdpSocket&&) = delete;
+
+    /// Lets other sockets have the same local port; for use before Bind.
+    void ShareAddress();
+    /// Binds to a local port (0: any) on an address (0: all).
+    void Bind(std::uint16_t port, std::uint32_t address = 0);
+    /// Takes datagrams of this peer only; port 0 stands for all ports of the address. What came before is dropped.
+    void OnlyFrom(const Endpoint& peer);
+    /// Joins a group on one interface, or where the routing table says.
+    /// \return false where the system refuses, as for a second membership
+    bool Join(std::uint32_t group, int interfaceIndex = 0);
+    bool Leave(std::uint32_t group);
+    /// Interface of what is sent to groups.
+    void SendThrough(int interfaceIndex);
+    void AllowBroadcast();
+    /// Asks for a large receive buffer: a stream must not suffer from a slow judge.
+    void WantBuffer(int bytes);
+
+    /// \return false where the system refuses to send
+    bool Send(std::string_view bytes, const Endpoint& to);
+    /// \return the local port
+    std::uint16_t Port() const;
+    int Descriptor() const { return mFd; }
+
+    /// Takes a datagram that is there already.
+    /// \return nothing when none is; `refused` tells that the peer's machine has nobody at the port
+    std::optional<Datagram> Take(bool* refused = nullptr);
+
+ private:
+    void Set(int level, int option, int value, const char* what);
+
+    int mFd;
+    std::shared_ptr<Recorder> mpRecorder;
+};
+
+/// Waits until one of the sockets has something to take, an interrupt came or the time is up.
+/// \return index of the socket, or nothing
+std::optional<std::size_t> WaitForAny(std::span<UdpSocket* const> sockets, Clock::time_point deadline);
+
+/// Makes Ctrl-C and SIGTERM a request to end in order, which Interrupted tells; the second one ends at once.
+void CatchInterrupts();
+bool Interrupted();
+/// Takes an interrupt as dealt with; the next one ends the process.
+void ForgetInterrupt();
+/// Sleeps until the time is up or an interrupt came.
+void SleepUntil(Clock::time_point deadline);
+
+}  // namespace zulctl

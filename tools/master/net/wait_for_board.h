@@ -1,0 +1,28 @@
+/// Waits for a board that changes its address or starts afresh.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "net/discover.h"
+
+namespace zulctl {
+
+struct SoughtBoard {
+    std::string mac;
+    std::optional<std::uint32_t> address;  ///< nothing: anywhere
+};
+
+/// Listens for the beacon of a board.
+/// \param wake      asks boards to speak, again and again; without it the first beacon is the one of a start
+/// \param progress  called about once a second; false gives up
+/// \return where the board is heard, or nothing when the time is up
+std::optional<FoundBoard> WaitForBeacon(const DiscoverOptions& options, const SoughtBoard& sought, bool wake,
+                                        std::chrono::seconds limit,
+                                        const std::function<bool(std::chrono::seconds passed)>& progress);
+
+/// \return the MAC address that a board's beacon text tells. Throws Failure where it doesn't answer or has none
+std::string MacOf(Client& client);
+
+}  // namespace zulctl

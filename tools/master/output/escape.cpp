@@ -1,0 +1,110 @@
+// Escaping and widths of everything that is printed, by the tables of ICU.
+#include "output/escape.h"
+
+#include <fmt/format.h>
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
+#include <ctime>
+
+namespace zulctl {
+
+namespace {
+
+/// Takes one character off UTF-8. \return it, or a negative number for bytes that are ill-formed
+UChar32 TakeUtf8(std::string_view& rest) {
+    std::int32_t size = 0;
+    UChar32 c = 0;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wconversion"  // inside the macro
+    U8_NEXT(rest.data(), size, static_cast<std::int32_t>(rest.size()), c);
+#pragma GCC diagnostic pop
+    rest.remove_prefix(static_cast<std::size_t>(size));
+    return c;
+}
+
+bool IsUnsafe(UChar32 c) {
+    constexpr std::uint32_t kTypes = U_GC_CC_MASK | U_GC_ZL_MASK | U_GC_ZP_MASK;
+    constexpr UChar32 kByteOrderMark = 0xFEFF;
+    return (U_GET_GC_MASK(c) & kTypes) != 0 || u_hasBinaryProperty(c, UCHAR_BIDI_CONTROL) || c == kByteOrderMark;
+}
+
+std::size_t CharacterWidth(UChar32 c) {
+    constexpr std::uint32_t kCombining = U_GC_MN_MASK | U_GC_ME_MASK | U_GC_CF_MASK;
+    constexpr UChar32 kSoftHyphen = 0xAD;
+    if ((U_GET_GC_MASK(c) & kCombining) != 0 && c != kSoftHyphen) return 0;
+    const int width = u_getIntPropertyValue(c, UCHAR_EAST_ASIAN_WIDTH);
+    return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
+}
+
+}  // namespace
+
+void AppendUtf8(std::string& text, char32_t character) {
+    char bytes[U8_MAX_LENGTH];
+    std::int32_t size = 0;
+    UBool refused = false;
+    U8_APPEND(bytes, size, U8_MAX_LENGTH, static_cast<UChar32>(character), refused);
+    if (refused) return AppendUtf8(text, 0xFFFD);
+    text.append(bytes, static_cast<std::size_t>(size));
+}
+
+std::string Escaped(std::string_view bytes) {
+    std::string text;
+    while (!bytes.empty()) {
+        std::string_view piece = bytes;
+        const UChar32 c = TakeUtf8(bytes);
+        piece.remove_suffix(bytes.size());
+        if (c == '\\')
+            text += "\\\\";
+        else if (c == '\r')
+            text += "\\r";
+        else if (c == '\n')
+            text += "\\n";
+        else if (c == '\t')
+            text += "\\t";
+        else if (c < 0 || (c < 0x80 && IsUnsafe(c)))
+            for (const char byte : piece) text += fmt::format("\\x{:02x}", static_cast<unsigned char>(byte));
+        else if (IsUnsafe(c))
+            text += fmt::format("\\u{{{:04x}}}", c);
+        else
+            text += piece;
+    }
+    return text;
+}
+
+std::size_t DisplayWidth(std::string_view text) {
+    std::size_t width = 0;
+    while (!text.empty()) width += CharacterWidth(TakeUtf8(text));
+    return width;
+}
+
+std::string CutToWidth(std::string_view text, std::size_t columns) {
+    if (DisplayWidth(text) <= columns) return std::string(text);
+    std::string_view rest = text;
+    std::size_t width = 0;
+    std::size_t kept = 0;
+    while (!rest.empty()) {
+        width += CharacterWidth(TakeUtf8(rest));
+        if (width + 1 > columns) break;
+        kept = text.size() - rest.size();
+    }
+    return std::string(text.substr(0, kept)) + (columns > 0 ? "…" : "");
+}
+
+std::string UtcText(std::chrono::system_clock::time_point when) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(when);
+    std::tm parts{};
+    gmtime_r(&seconds, &parts);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return text;
+}
+
+std::string UtcNow() {
+    const auto now = std::chrono::system_clock::now();
+    const auto part = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
+    std::string text = UtcText(std::chrono::floor<std::chrono::seconds>(now));
+    return text.insert(text.size() - 1, fmt::format(".{:03}", part));
+}
+
+}  // namespace zulctl

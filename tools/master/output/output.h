@@ -1,0 +1,71 @@
+/// What zulctl prints, and where: data on standard output in one of three forms, progress and errors on standard error.
+#pragma once
+
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+#include "output/table.h"
+
+namespace zulctl {
+
+using Json = nlohmann::ordered_json;
+
+enum class Format { kTable, kPlain, kJson };
+
+class Output {
+ public:
+    Format format = Format::kTable;
+    bool quiet = false;
+    int verbose = 0;
+
+    /// Takes colour and width from the terminal, NO_COLOR and COLUMNS.
+    Output();
+
+    /// Prints the result of a command, once: as one JSON object that begins with its schema, as key=value lines of the
+    /// same object, or as what `people` gives.
+    void Emit(std::string_view schema, const Json& body, const std::function<std::string()>& people);
+    /// Prints one of a series of results as soon as it is known: a JSON object a line, key=value lines ended by an
+    /// empty one, or what `people` gives.
+    void EmitItem(std::string_view schema, const Json& body, const std::function<std::string()>& people);
+
+    /// A line for people on standard error, unless -q.
+    void Say(const std::string& line);
+    /// As Say, with -v only.
+    void Detail(const std::string& line);
+    void Error(const std::string& line);
+    /// Throws Failure where something that was printed didn't get out, as into a full disk.
+    void CheckWritten() const;
+    void Warning(const std::string& line);
+    /// A line that the next one replaces; on a terminal only. An empty text takes it away.
+    void Progress(const std::string& line);
+
+    bool HasProgress() const { return mErrIsTerminal && !quiet; }
+    std::size_t Width() const { return mWidth; }
+    bool Colour() const { return mColour; }
+    std::string Paint(const std::string& text, Style style) const { return Styled(text, style, mColour); }
+    std::string Render(const Table& table) const { return table.Render(mWidth, mColour); }
+
+ private:
+    void Line(const std::string& text);
+
+    bool mErrIsTerminal;
+    bool mColour;
+    std::size_t mWidth;
+    bool mProgressShown = false;
+};
+
+/// \return the object with its schema in front, in ASCII: what a terminal would take for a command can't get through
+std::string JsonText(std::string_view schema, const Json& body, int indent = 2);
+
+/// \return key=value lines, with keys such as streams.0.group; values are escaped, so that each stays on its line
+std::string PlainText(const Json& body);
+
+/// \return a bar of `width` characters for a part from 0 to 1
+std::string Bar(double part, std::size_t width);
+
+/// \return "12.3 Mbit/s" and the like
+std::string BitRateText(double bitsPerSecond);
+
+}  // namespace zulctl

@@ -1,0 +1,163 @@
+// Reading a plan.
+#include "plan/plan.h"
+
+#include <fmt/format.h>
+
+#include <toml++/toml.h>
+#include <algorithm>
+#include <map>
+
+#include "output/escape.h"
+#include "output/failure.h"
+#include "protocol/channels.h"
+
+namespace zulctl {
+
+namespace {
+
+/// A place in the file, and how to complain about it.
+struct Place {
+    std::string path;
+
+    std::string Of(const toml::node& node) const { return fmt::format("{}:{}", path, node.source().begin.line); }
+    [[noreturn]] void Wrong(const toml::node& node, const std::string& what) const {
+        throw Failure(kUsage, fmt::format("{}: {}", Of(node), what));
+    }
+};
+
+std::vector<std::string> ReadChannels(const Place& place, const toml::node& node) {
+    std::vector<std::string> channels;
+    if (const toml::array* list = node.as_array()) {
+        for (const toml::node& item : *list) {
+            const auto text = item.value<std::string>();
+            if (!text) place.Wrong(item, "a channel is a text such as \"CINEMA\" or \"7.1\"");
+            channels.push_back(*text);
+        }
+    }
+    if (channels.empty()) place.Wrong(node, "channels is a list such as [\"CINEMA\", \"7.1\"]");
+    return channels;
+}
+
+PlannedStream ReadStream(const Place& place, const toml::node& node) {
+    const toml::table* table = node.as_table();
+    if (table == nullptr)
+        place.Wrong(node, "a stream is a table such as {to = \"239.1.1.1:5000\", channels = [\"7.1\"]}");
+    PlannedStream stream;
+    stream.place = place.Of(node);
+    for (const auto& [key, value] : *table) {
+        if (key == "to") {
+            const auto to = ParseEndpoint(value.value_or(std::string()));
+            if (!to || !IsMulticast(to->address))
+                place.Wrong(value, "to is a multicast group and port such as \"239.1.1.1:5000\"");
+            stream.to = *to;
+        } else if (key == "channels") {
+            stream.channels = ReadChannels(place, value);
+        } else if (key == "whole" && value.is_boolean()) {
+            stream.whole = value.value_or(false);
+        } else if (key == "slot" && value.is_integer()) {
+            const auto slot = value.value_or(std::int64_t{-1});
+            if (slot < 0 || slot >= kStreamSlots)
+                place.Wrong(value, fmt::format("a board has slots 0 to {}", kStreamSlots - 1));
+            stream.slot = static_cast<int>(slot);
+        } else {
+            place.Wrong(value,
+                        fmt::format("a stream has to, channels, whole = true and slot = NUMBER, and no such \"{}\"",
+                                    key.str()));
+        }
+    }
+    if (stream.to.address == 0) place.Wrong(node, "this stream has no \"to\"");
+    if (stream.channels.empty()) place.Wrong(node, "this stream has no channels");
+    return stream;
+}
+
+PlannedBoard ReadBoard(const Place& place, std::string name, const toml::node& node) {
+    const toml::table* table = node.as_table();
+    if (table == nullptr) place.Wrong(node, "a board is a table with streams");
+    PlannedBoard board{std::move(name), {}};
+    for (const auto& [key, value] : *table) {
+        const toml::array* list = value.as_array();
+        if (key != "streams" || list == nullptr)
+            place.Wrong(value, fmt::format("a board of a plan has a list of streams, and no such \"{}\"", key.str()));
+        for (const toml::node& item : *list) board.streams.push_back(ReadStream(place, item));
+    }
+    if (!table->contains("streams"))
+        place.Wrong(node, fmt::format("board {} has no streams; [] stands for none", board.board));
+    if (board.streams.size() > static_cast<std::size_t>(kStreamSlots))
+        place.Wrong(node, fmt::format("a board sends {} streams at most", kStreamSlots));
+    return board;
+}
+
+void CheckTogether(const std::vector<PlannedBoard>& plan) {
+    std::map<Endpoint, std::string> groups;
+    for (const PlannedBoard& board : plan) {
+        std::map<int, std::string> slots;
+        for (const PlannedStream& stream : board.streams) {
+            const auto [group, isNewGroup] = groups.emplace(stream.to, stream.place);
+            if (!isNewGroup)
+                throw Failure(
+                    kUsage, fmt::format("{}: {} is taken by {}", stream.place, EndpointText(stream.to), group->second));
+            if (!stream.slot) continue;
+            const auto [slot, isNewSlot] = slots.emplace(*stream.slot, stream.place);
+            if (!isNewSlot)
+                throw Failure(kUsage,
+                              fmt::format("{}: slot {} is taken by {}", stream.place, *stream.slot, slot->second));
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<PlannedBoard> ReadPlan(const std::string& path) {
+    const Place place{path};
+    std::vector<PlannedBoard> plan;
+    try {
+        const toml::table file = toml::parse_file(path);
+        for (const auto& [key, node] : file) {
+            if (key != "boards" || !node.is_table())
+                place.Wrong(node, fmt::format("a plan has [boards.NAME], and no such \"{}\"", key.str()));
+            for (const auto& [name, board] : *node.as_table())
+                plan.push_back(ReadBoard(place, std::string(name.str()), board));
+        }
+    } catch (const toml::parse_error& error) {
+        const auto line = error.source().begin.line;
+        throw Failure(kUsage,
+                      fmt::format("{}{}: {}", path, line > 0 ? fmt::format(":{}", line) : "", error.description()));
+    }
+    if (plan.empty()) throw Failure(kUsage, path + " names no board: [boards.NAME]");
+    CheckTogether(plan);
+    return plan;
+}
+
+std::vector<WantedStream> Wanted(const PlannedBoard& plan, const std::vector<Channel>& channels) {
+    std::vector<WantedStream> wanted;
+    std::optional<Channel> first;
+    for (const PlannedStream& stream : plan.streams) {
+        WantedStream item;
+        item.request.to = stream.to, item.request.slot = stream.slot;
+        for (const std::string& text : stream.channels) {
+            const Channel& channel = FindChannel(channels, text);
+            if (!first) first = channel;
+            if (channel.tunerChannel != first->tunerChannel) {
+                throw Failure(kUsage, fmt::format("{}: {} is on tuner channel {} and {} on {}; a board has one tuner",
+                                                  stream.place, Escaped(CallName(*first)), first->tunerChannel,
+                                                  Escaped(CallName(channel)), channel.tunerChannel));
+            }
+            if (!item.programmes.insert(channel.id.programme).second) continue;
+            item.request.programmes.push_back(channel.id);
+            item.what += (item.what.empty() ? "" : ", ") + Escaped(CallName(channel));
+        }
+        item.request.channel = first->tunerChannel;
+        if (stream.whole) {
+            item.request.programmes.clear();
+            item.what = fmt::format("all of tuner channel {}", first->tunerChannel);
+            for (const Channel& channel : channels) {
+                if (channel.tunerChannel == first->tunerChannel) item.programmes.insert(channel.id.programme);
+            }
+        }
+        StartText(item.request);  // refuses what a board would
+        wanted.push_back(std::move(item));
+    }
+    return wanted;
+}
+
+}  // namespace zulctl

@@ -1,0 +1,34 @@
+/// The programme guide: EITI lines of a reply.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "protocol/status.h"
+#include "protocol/stream_request.h"
+
+namespace zulctl {
+
+struct GuideEvent {
+    Minutes start{};
+    std::chrono::minutes duration{};  ///< modulo a day, as the protocol shows it
+    std::string title, text;          ///< UTF-8, not escaped
+    std::uint8_t titleMode = 0, textMode = 0;
+
+    Minutes End() const { return start + duration; }
+};
+
+struct GuideReply {
+    std::vector<GuideEvent> events;
+    bool whole = false;  ///< it ended as a reply must
+};
+
+/// Reads "EITI d3a4 1930 1015 S4,00[News]L0,00[] CR LF", a line an event, then "OK CR LF"; "EITI OK CR LF" is an empty
+/// one. The texts are taken by their length fields, since they may hold any byte. In mode 0 the text stands as it is;
+/// in another mode each byte is two hexadecimal digits with a blank between. What is damaged ends the walk. \return
+/// nothing for what isn't a guide reply at all
+std::optional<GuideReply> ParseGuideReply(std::string_view reply);
+
+}  // namespace zulctl

@@ -1,0 +1,43 @@
+// Modified Julian Dates and texts of moments.
+#include "protocol/moment.h"
+
+#include <fmt/format.h>
+
+#include "output/escape.h"
+
+namespace zulctl {
+
+namespace {
+
+/// Day 0 of the Modified Julian Date is 17 November 1858.
+constexpr std::chrono::sys_days kMjdEpoch = std::chrono::year{1858} / std::chrono::November / 17;
+constexpr std::uint32_t kLargestDay = 0xFFFFF;
+
+}  // namespace
+
+std::optional<Minutes> MomentOf(std::uint32_t day, std::uint32_t hhmm) {
+    if (day > kLargestDay || hhmm / 100 > 23 || hhmm % 100 > 59) return std::nullopt;
+    return kMjdEpoch + std::chrono::days(day) + std::chrono::hours(hhmm / 100) + std::chrono::minutes(hhmm % 100);
+}
+
+MjdTime MjdOf(Minutes moment) {
+    const auto day = std::chrono::floor<std::chrono::days>(moment);
+    const auto minutes = (moment - day).count();
+    return {static_cast<std::uint32_t>((day - kMjdEpoch).count()),
+            static_cast<std::uint32_t>(minutes / 60 * 100 + minutes % 60)};
+}
+
+std::string ClockText(Minutes moment) {
+    const auto minutes = (moment - std::chrono::floor<std::chrono::days>(moment)).count();
+    return fmt::format("{:02}:{:02}", minutes / 60, minutes % 60);
+}
+
+std::string DateText(Minutes moment) {
+    const std::chrono::year_month_day date(std::chrono::floor<std::chrono::days>(moment));
+    return fmt::format("{:04}-{:02}-{:02} {}", static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+                       static_cast<unsigned>(date.day()), ClockText(moment));
+}
+
+std::string UtcText(Minutes moment) { return UtcText(std::chrono::system_clock::time_point(moment)); }
+
+}  // namespace zulctl

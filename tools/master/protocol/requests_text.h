@@ -1,0 +1,45 @@
+/// Texts of the requests that set something, checked before they are sent: what a board would refuse, or would take for
+/// something else, throws Failure(kUsage).
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "protocol/endpoint.h"
+
+namespace zulctl {
+
+/// UNIT1 or UNIT3: plays a stream.
+std::string PlayText(const Endpoint& stream, std::optional<std::uint16_t> programme);
+
+/// URL: what isn't given stays as the board has it.
+struct PageRequest {
+    std::string url;
+    std::array<std::optional<int>, 6>
+        fields;  ///< x, y, width, height on a plane of 1280 by 768, alpha of the page, of the video
+};
+std::string PageText(const PageRequest& request);
+/// URLkey: passes a key to the browser, 0 to 65534.
+std::string PageKeyText(int key);
+
+/// VSCALE: top left corner, width and height in percent, alpha 0 to 255.
+std::string ScaleText(int x, int y, int width, int height, int alpha);
+
+/// SUBS: "off" or a caption service from 1 to 6.
+std::string CaptionsText(const std::string& service);
+
+/// LANG: languages as in "eng" or "eng:3", with the audio type in hexadecimal.
+std::string LanguageText(const std::string& primary, const std::string& secondary);
+
+/// DHCP0: fixed addresses, which must make sense together.
+std::string FixedAddressText(const std::string& address, const std::string& gateway, const std::string& netmask);
+
+/// SUART: port settings as in "9600,8,N,1".
+std::string SerialText(const std::string& settings);
+
+/// REMOTE: the code of the remote control, 01 to fe in hexadecimal.
+std::string RemoteText(const std::string& code);
+
+}  // namespace zulctl

@@ -1,0 +1,108 @@
+// The channel list.
+#include "protocol/scal_report.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "output/escape.h"
+#include "protocol/text_modes.h"
+#include "protocol/text_walk.h"
+
+namespace zulctl {
+
+namespace {
+
+constexpr std::string_view kEnd("ffff\r\nOK\r\n\0", 11);
+constexpr std::string_view kLineEnd = "\r\n";
+constexpr std::size_t kNameCharacters = 7;
+
+bool BeginsNextPiece(std::string_view rest) {
+    return rest.empty() || rest.starts_with("SCAL ") || rest.starts_with("ffff\r\n");
+}
+
+/// A name may hold a CR LF of its own, so that the line's end is the first one behind which the report goes on.
+std::string TakeLatinName(TextWalk& line) {
+    for (std::size_t size = 0; size <= kNameCharacters; ++size) {
+        TextWalk walk = line;
+        const std::string name = walk.Exactly(size);
+        if (!walk.Take(kLineEnd) || !BeginsNextPiece(walk.Rest())) continue;
+        line = walk;
+        return *TextOfMode(kModeLatin, name);
+    }
+    return *TextOfMode(kModeLatin, line.Until(kLineEnd).substr(0, kNameCharacters));
+}
+
+std::string TakeUnicodeName(TextWalk& line) {
+    std::string units;
+    for (std::size_t n = 0; n < kNameCharacters; ++n) {
+        if (n > 0) line.Take(" ");
+        const int unit = line.Small(0xFFFF, 16);
+        if (unit == 0) continue;
+        units += static_cast<char>(unit >> 8), units += static_cast<char>(unit);
+    }
+    line.Take(kLineEnd);
+    return Utf16Text(units);
+}
+
+std::optional<Channel> TakeLine(TextWalk& walk) {
+    TextWalk line = walk;
+    Channel channel;
+    line.Take("SCAL ");
+    channel.number = line.Small(1000000);
+    line.Take(" ");
+    channel.id.transportId = static_cast<std::uint16_t>(line.Small(0xFFFF, 16));
+    line.Take(" ");
+    channel.id.programme = static_cast<std::uint16_t>(line.Small(0xFFFF, 16));
+    line.Take(" [");
+    channel.tunerChannel = line.Small(kHighestChannel, 16);
+    line.Take(":0:");
+    channel.signal = line.Small(255, 16);
+    line.Take(":");
+    channel.videoType = line.Small(255, 16);
+    line.Take(":");
+    channel.audioType = line.Small(255, 16);
+    line.Take("] ");
+    const std::string encryption = line.Exactly(1);
+    line.Take(" ");
+    const std::string kind = line.Exactly(1);
+    line.Take(" ");
+    if (!line.Ok() || (kind != "A" && kind != "U")) return std::nullopt;
+    channel.scrambled = encryption == "E";
+    channel.name = kind == "U" ? TakeUnicodeName(line) : TakeLatinName(line);
+    if (!line.Ok()) return std::nullopt;
+    channel.name.erase(channel.name.find_last_not_of(' ') + 1);
+    walk = line;
+    return channel;
+}
+
+}  // namespace
+
+std::string Channel::NumberText() const { return number == 0 ? "" : fmt::format("{}.{}", number / 10, number % 10); }
+
+bool EndsScalReport(std::string_view datagram) { return datagram.ends_with(kEnd); }
+
+ScalReport ParseScalReport(std::string_view text) {
+    ScalReport report;
+    TextWalk walk(text);
+    while (!walk.Rest().empty()) {
+        if (walk.Rest() == kEnd) {
+            report.whole = true;
+            break;
+        }
+        if (auto channel = TakeLine(walk)) {
+            report.channels.push_back(*std::move(channel));
+            continue;
+        }
+        ++report.damaged;
+        const std::size_t next = walk.Rest().find("SCAL ", 1);
+        if (next == std::string_view::npos) {
+            report.whole = EndsScalReport(walk.Rest());
+            break;
+        }
+        walk.Exactly(next);
+    }
+    return report;
+}
+
+}  // namespace zulctl

@@ -1,0 +1,42 @@
+/// The channel list that SCAL gives.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "protocol/stream_request.h"
+
+namespace zulctl {
+
+/// A programme that a scan has found.
+struct Channel {
+    int number = 0;  ///< major * 10 + minor; 0 where the broadcast gives none
+    ProgrammeId id{};
+    int tunerChannel = 0;  ///< 0 to 158
+    int signal = 0;        ///< 0 to 255
+    int videoType = 0;     ///< stream_type of ISO/IEC 13818-1; 0 for none
+    int audioType = 0;
+    bool scrambled = false;
+    std::string name;  ///< UTF-8 without blanks at its end; not escaped
+
+    /// \return "7.1", or an empty text where there is no number
+    std::string NumberText() const;
+};
+
+struct ScalReport {
+    std::vector<Channel> channels;
+    int damaged = 0;     ///< places where a line was expected and something else stood
+    bool whole = false;  ///< the end of the report is there
+};
+
+/// Reads the datagrams of a report, joined: lines such as
+/// "SCAL 071 1a2b 3c4d [11:0:ff:02:81] C A NEWS CR LF", then "ffff CR LF OK CR LF" and a zero byte.
+/// A name marked A is up to seven bytes of any value but 0; one marked U is seven groups of four hexadecimal digits.
+ScalReport ParseScalReport(std::string_view text);
+
+/// \return true for the datagram that ends a report
+bool EndsScalReport(std::string_view datagram);
+
+}  // namespace zulctl

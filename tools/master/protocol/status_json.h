@@ -1,0 +1,21 @@
+/// A board's status as JSON, the same in every command that gives it.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "protocol/beacon.h"
+#include "protocol/status.h"
+
+namespace zulctl {
+
+nlohmann::ordered_json JsonOf(const TransmitterStatus& status);
+nlohmann::ordered_json JsonOf(const ReceiverStatus& status);
+
+/// A board and what it answered to STATUS: neither is given where it didn't.
+/// \param error  why it didn't, or an empty text
+nlohmann::ordered_json BoardJson(const std::string& name, const Endpoint& at, Role role,
+                                 const std::optional<TransmitterStatus>& transmitter,
+                                 const std::optional<ReceiverStatus>& receiver, const std::string& error);
+
+}  // namespace zulctl
