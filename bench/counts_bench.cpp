@@ -11,8 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "broadcasttime.h"
-#include "core/commandmanager.h"
+#include "commands/commandmanager.h"
+#include "core/broadcasttime.h"
+#include "core/log.h"
 #include "fast_machine.h"
 #include "filter/tsfilter.h"
 #include "settings_agent.h"

@@ -11,7 +11,6 @@
 #include "fast_machine.h"
 #include "filter/tsfilter.h"
 #include "guide/tunermanager.h"
-#include "line.h"
 #include "mux/multiplexer.h"
 
 namespace {
