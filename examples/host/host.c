@@ -64,16 +64,16 @@ static void feed_sections(void) {
 }
 
 int main(int argc, char** argv) {
-    if (argc != 3 || (strcmp(argv[1], "T") != 0 && strcmp(argv[1], "R") != 0)) {
-        fprintf(stderr, "usage: host T|R MODULE\n");
+    if (argc != 3 || strlen(argv[1]) != 1 || strchr("TRA", argv[1][0]) == NULL) {
+        fprintf(stderr, "usage: host T|R|A MODULE (A: a transmitter's role from the board's version)\n");
         return 2;
     }
     if (!load(argv[2])) return 1;
     start(argv[1][0]); /* returns while the module boots on threads of its own */
-    if (argv[1][0] == 'T') {
-        feed_stream();
-    } else {
+    if (argv[1][0] == 'R') {
         feed_sections();
+    } else {
+        feed_stream();
     }
     return 0;
 }
