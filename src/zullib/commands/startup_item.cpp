@@ -18,7 +18,6 @@ namespace {
 
 constexpr const char* kStartupFile = "/mnt/hd1/zul_def_startup";
 constexpr const char* kTunerModeFile = "/mnt/hd1/zul_tunermode";
-constexpr int kSettingsPartition = 1;
 constexpr std::size_t kMaxStartupItem = 1024;  ///< bytes read of the file
 constexpr std::size_t kMaxTunerMode = 6;
 constexpr std::size_t kTextGuard = 64;  ///< zero bytes behind the item, as behind a request
@@ -58,17 +57,17 @@ bool ReadFile(const char* path, const char* mode, char* text, std::size_t size) 
 /// Keeps the text of a UNIT command for the next start. \return false when it can't be saved
 bool CommandManager::SaveDefaultStartupItem(const char* cmd) {
     {
-        const platform::MutexLock bracket(SystemManager::DiskBracket());
-        if (SystemManager::RemountHd(kSettingsPartition, 1) != 0) {
+        const WritableDisk disk;
+        if (!disk.IsWritable()) {
             PANIC("Can't remount rw");
             return false;
         }
         FILE* const file = OpenFile(kStartupFile, "we");
         if (file != nullptr) LOG("Saving Default Startup Item %s\n", cmd);
-        const bool saved = WriteAndClose(file, cmd);
-        if (!saved) PANIC("Can't open def startup file");
-        SystemManager::RemountHd(kSettingsPartition, 0);
-        if (!saved) return false;
+        if (!WriteAndClose(file, cmd)) {
+            PANIC("Can't open def startup file");
+            return false;
+        }
     }
     platform::Sleep(kSaveWait);
     return true;
@@ -79,15 +78,16 @@ bool CommandManager::SaveDefaultStartupItem(const char* cmd) {
 char* CommandManager::ProcessTunerModeAndDefaultStartupItem(char* cmd) {
     if (mpTunerManager->ScanState() == TunerManager::eScanInProgress) return mKo;
     {
-        const platform::MutexLock bracket(SystemManager::DiskBracket());
-        if (SystemManager::RemountHd(kSettingsPartition, 1) != 0) {
+        const WritableDisk disk;
+        if (!disk.IsWritable()) {
             PANIC("Can't remount HD rw");
             return mKo;
         }
-        const bool accepted = cmd == nullptr || mMyType != 'T' || SaveTunerMode(Decimal(cmd));
-        if (cmd == nullptr) ReadStartupFiles();
-        SystemManager::RemountHd(kSettingsPartition, 0);
-        if (!accepted) return mKo;
+        if (cmd == nullptr) {
+            ReadStartupFiles();
+        } else if (mMyType == 'T' && !SaveTunerMode(Decimal(cmd))) {
+            return mKo;
+        }
     }
     if (cmd == nullptr) PlayStartupItem();
     return mOk;

@@ -9,6 +9,7 @@
 #include <cstdio>
 
 #include "core/log.h"
+#include "kbl_interprocess.h"
 #include "platform/machine.h"
 #include "platform/msgqueue.h"
 
@@ -18,19 +19,18 @@ constexpr int MSG_Q_ID = 1240;     ///< the daemon's queue
 constexpr int MY_MSG_Q_ID = 1689;  ///< the module's, for the answer
 constexpr int kRequestType = 20;
 constexpr int kAnswerType = 1;
-constexpr std::int32_t DEVICE_REMOUNT_REQ = 73;
-constexpr std::int32_t DEVICE_REMOUNT_RES = 74;
 constexpr std::int32_t kRemountCount = 25;
-constexpr int kTurns = 60;  ///< seconds that an answer may take
+constexpr int kTurns = 60;  ///< seconds to wait for an answer
+constexpr int kSettingsPartition = 1;
 
-/// A message of the daemon's, both ways: the bytes behind its type.
+/// A request or an answer of the daemon, without the message type.
 struct RemountMessage {
     std::int32_t cmmdId;
     std::int32_t param[14];
 };
 static_assert(sizeof(RemountMessage) == 60 && offsetof(RemountMessage, param) == 4);
 
-constexpr int kMountState = 4;  ///< the param that tells read-write or read-only
+constexpr int kMountState = 4;  ///< index in `param`: 1 read-write, 0 read-only
 constexpr int kNoWait = IPC_NOWAIT | MSG_NOERROR;
 
 /// Waits for the answer to a request. \return as RemountHd
@@ -61,8 +61,8 @@ platform::Mutex& SystemManager::DiskBracket() {
 }
 
 int SystemManager::RemountHd(int part, int rw) {
-    static auto* const exchange = new platform::Mutex;  // an answer carries no number: one exchange at a time
-    static bool outOfStep = false;                      // the last answer didn't come, or may have been an older one
+    static auto* const exchange = new platform::Mutex;  // answers aren't numbered: one exchange at a time
+    static bool outOfStep = false;                      // the last answer is missing, or belonged to an earlier request
     const platform::MutexLock lock(*exchange);
 
     platform::MsgQueue daemon;
@@ -80,4 +80,14 @@ int SystemManager::RemountHd(int part, int rw) {
     const int result = TakeAnswer(mine, rw);
     outOfStep = result != 0;
     return result;
+}
+
+WritableDisk::WritableDisk() {
+    SystemManager::DiskBracket().Lock();
+    mWritable = SystemManager::RemountHd(kSettingsPartition, 1) == 0;
+}
+
+WritableDisk::~WritableDisk() {
+    if (mWritable) SystemManager::RemountHd(kSettingsPartition, 0);
+    SystemManager::DiskBracket().Unlock();
 }

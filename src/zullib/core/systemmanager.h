@@ -6,13 +6,28 @@
 /// Asks the system daemon to remount partitions.
 class SystemManager {
  public:
-    /// Makes a partition read-write or read-only again; waits a second at least, a minute at most. Callers take turns.
+    /// Makes a partition read-write or read-only; takes from one second to a minute. Concurrent calls are serialised.
     /// \param part  partition number: 1 settings files, 4 upgrade image
     /// \param rw    1 read-write, 0 read-only
     /// \return 0 on success; -1 no queue; -2 not sent; -3 no answer in time; -4 another answer than asked
     static int RemountHd(int part, int rw);
 
-    /// Held by whoever has partition 1 read-write, from the one remount to the other, so that two saves can't close
-    /// the disk under each other. Outermost of all locks.
+    /// Held by a `WritableDisk`. Outermost of all locks.
     static platform::Mutex& DiskBracket();
+};
+
+/// Keeps partition 1 read-write for the life of a scope, and holds the disk bracket meanwhile: two saves can't make the
+/// disk read-only under each other.
+class SCOPED_CAPABILITY WritableDisk {
+ public:
+    WritableDisk() ACQUIRE(SystemManager::DiskBracket());
+    ~WritableDisk() RELEASE();
+    WritableDisk(const WritableDisk&) = delete;
+    WritableDisk& operator=(const WritableDisk&) = delete;
+
+    /// \return false when the partition couldn't be made read-write; nothing may be written then
+    bool IsWritable() const { return mWritable; }
+
+ private:
+    bool mWritable;
 };

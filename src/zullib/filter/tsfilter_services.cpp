@@ -13,7 +13,6 @@
 namespace {
 
 constexpr const char* kPacketSizeFile = "/mnt/hd1/zul_packet_size";
-constexpr int kSettingsPartition = 1;
 constexpr const char* kSavedStreamFile = "saved_stream.ts";  ///< in the working directory
 
 /// stream_type values of audio (ISO/IEC 13818-1, table 2-34; ATSC A/53 for 0x81).
@@ -120,17 +119,20 @@ bool TsFilter::SetPacketSize(int packetSize) {
             if (streamer) streamer->SetPacketSize(packetSize);
         }
     }
-    const std::string path = platform::DiskPath(kPacketSizeFile);  // first, as there may be no memory for it
-    const platform::MutexLock bracket(SystemManager::DiskBracket());
-    if (SystemManager::RemountHd(kSettingsPartition, 1) != 0) {
-        PANIC("Cant remount rw");
-        return false;
+    const std::string path = platform::DiskPath(kPacketSizeFile);
+    {
+        const WritableDisk disk;
+        if (!disk.IsWritable()) {
+            PANIC("Cant remount rw");
+            return false;
+        }
+        if (!WritePacketSize(path, packetSize)) {
+            PANIC("cant open zul_packet_size file for wr");
+            return false;
+        }
     }
-    const bool written = WritePacketSize(path, packetSize);
-    if (!written) PANIC("cant open zul_packet_size file for wr");
-    SystemManager::RemountHd(kSettingsPartition, 0);
-    if (written) LOG("Saved new packet size of %d\n", packetSize);
-    return written;
+    LOG("Saved new packet size of %d\n", packetSize);
+    return true;
 }
 
 void TsFilter::DumpPids() {

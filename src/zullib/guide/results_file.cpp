@@ -12,7 +12,6 @@
 namespace {
 
 constexpr const char* kResultsFile = "/mnt/hd1/zul_scan_results";
-constexpr int kSettingsPartition = 1;
 constexpr int kFields = 22;
 
 bool WriteLine(const ProgramSummary& program, FILE* file) {
@@ -67,7 +66,6 @@ bool ScalProgramDesc::LoadFromFile(FILE* file) {
 /// Copies the store under its lock and writes the file after it, so that the stream waits for no disk.
 bool TunerManager::SaveScanResults() {
     RequireTransmitter();
-    // All memory first: the disk mustn't stay writable where there is none.
     const std::string path = platform::DiskPath(kResultsFile);
     std::vector<ProgramSummary> programmes;
     {
@@ -76,20 +74,20 @@ bool TunerManager::SaveScanResults() {
             for (const ScalProgramDesc& program : list) programmes.emplace_back(program);
         }
     }
-    const platform::MutexLock bracket(SystemManager::DiskBracket());
-    if (SystemManager::RemountHd(kSettingsPartition, 1) != 0) {
-        PANIC("Cant remount rw");
-        return false;
+    {
+        const WritableDisk disk;
+        if (!disk.IsWritable()) {
+            PANIC("Cant remount rw");
+            return false;
+        }
+        FILE* const file = std::fopen(path.c_str(), "we");
+        if (file == nullptr) {
+            PANIC("cant open scan file for wr");
+            return false;
+        }
+        for (const ProgramSummary& program : programmes) WriteLine(program, file);  // a full disk goes unnoticed
+        std::fclose(file);
     }
-    FILE* const file = std::fopen(path.c_str(), "we");
-    if (file == nullptr) {
-        PANIC("cant open scan file for wr");
-        SystemManager::RemountHd(kSettingsPartition, 0);
-        return false;
-    }
-    for (const ProgramSummary& program : programmes) WriteLine(program, file);  // a full disk goes unnoticed
-    std::fclose(file);
-    SystemManager::RemountHd(kSettingsPartition, 0);
     LOG("Saved scan results...");
     return true;
 }
