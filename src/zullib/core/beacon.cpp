@@ -1,4 +1,4 @@
-// The discovery beacon: a short datagram to a multicast group, at random intervals while no master talks to the board.
+// The discovery beacon: a short datagram to a multicast group, at random intervals while no master sends commands.
 #include <arpa/inet.h>
 #include <sys/socket.h>
 
@@ -47,13 +47,13 @@ std::atomic<UdpSender*> sender{nullptr};
 std::atomic<UdpServer*> receiver{nullptr};
 std::atomic<in_addr_t> masterAddress{0};  ///< of the last restart request, network order
 
-/// Held for a change of `beaconState` that goes by `trafficDetected`.
+/// Held for a change of `beaconState` that depends on `trafficDetected`.
 platform::Mutex& StateLock() {
     static auto* const mutex = new platform::Mutex;  // outlives the detached thread
     return *mutex;
 }
 
-/// What the thread keeps from turn to turn.
+/// State of the thread between turns.
 struct Turns {
     int trafficDetectedSave;
     int totalDelaySecs;
@@ -61,18 +61,20 @@ struct Turns {
 
 template <typename Socket>
 void MakeWhenThereIsMemory(std::atomic<Socket*>& socket) {
-    while ((socket = new (std::nothrow) Socket) == nullptr) {
+    for (;;) {
+        socket.store(new (std::nothrow) Socket, std::memory_order_release);
+        if (socket.load(std::memory_order_relaxed) != nullptr) return;
         PANIC("No memory");
         platform::Sleep(platform::kSecond);
     }
 }
 
 void ConnectSockets() {
-    while (!sender.load()->Connect(kBeaconPort, kGroup)) {
+    while (!sender.load(std::memory_order_relaxed)->Connect(kBeaconPort, kGroup)) {
         PANIC("Can't connect 1!");
         platform::Sleep(platform::kSecond);
     }
-    while (!receiver.load()->Connect(kRestartPort, kGroup)) {
+    while (!receiver.load(std::memory_order_relaxed)->Connect(kRestartPort, kGroup)) {
         PANIC("Can't connect 2!");
         platform::Sleep(platform::kSecond);
     }
@@ -81,7 +83,7 @@ void ConnectSockets() {
 /// Waits for the address of eth0. \return its twelve digits
 const char* WaitForMac() {
     for (;;) {
-        const char* const mac = receiver.load()->GetSelfMacAddress("eth0");
+        const char* const mac = receiver.load(std::memory_order_relaxed)->GetSelfMacAddress("eth0");
         const std::size_t length = std::strlen(mac);
         if (length == kMacDigits) return mac;
         PANIC("Can't get valid MAC address: %s (len %d)", mac, static_cast<int>(length));
@@ -100,60 +102,60 @@ void BuildPacket(const char* mac) {
 
 void SendBeacon() {
     LOG("Sending beacon out: %s\n", beaconPacket);
-    sender.load()->Send(beaconPacket, static_cast<int>(std::strlen(beaconPacket)));
+    sender.load(std::memory_order_relaxed)->Send(beaconPacket, static_cast<int>(std::strlen(beaconPacket)));
 }
 
-/// Takes all restart requests that wait.
+/// Takes all pending restart requests.
 void ReadRestartRequests() {
-    UdpServer* const server = receiver;
+    UdpServer* const server = receiver.load(std::memory_order_relaxed);
     char request[kRestartBytes + 1];
     while (server->WaitForData(0, 0)) {
         if (server->Receive(request, kRestartBytes, MSG_DONTWAIT) < 0) return;
         LOG("Received beacon restart request: %s\n", request);
-        masterAddress = server->GetLastClientAddress();
+        masterAddress.store(server->GetLastClientAddress(), std::memory_order_relaxed);
     }
 }
 
-/// Goes to sleep when commands arrived. Locked, so that a restart between the look and the store isn't lost.
+/// Goes to sleep when commands arrived. Locked, so that a restart between the load and the store isn't lost.
 /// \return whether the beacon sleeps now
 bool SleepsForTraffic(const Turns& turns) {
     const platform::MutexLock lock(StateLock());
-    const int traffic = trafficDetected;
+    const int traffic = trafficDetected.load(std::memory_order_relaxed);
     if (traffic == turns.trafficDetectedSave || traffic == 0) return false;
-    beaconState = eSleeping;
+    beaconState.store(eSleeping, std::memory_order_relaxed);
     return true;
 }
 
 void StepState(Turns& turns, int currentIntervalSecs) {
-    if (beaconState == eSending) {
+    if (beaconState.load(std::memory_order_relaxed) == eSending) {
         if (SleepsForTraffic(turns)) return;
         SendBeacon();
-        ++beaconCount;
+        beaconCount.fetch_add(1, std::memory_order_release);
         return;
     }
-    const int traffic = trafficDetected;
-    if (beaconState != eSleeping) return;
+    const int traffic = trafficDetected.load(std::memory_order_relaxed);
+    if (beaconState.load(std::memory_order_relaxed) != eSleeping) return;
     if (traffic != turns.trafficDetectedSave) {
         turns.trafficDetectedSave = traffic;
         turns.totalDelaySecs = 0;
     }
     turns.totalDelaySecs += currentIntervalSecs;
-    if (turns.totalDelaySecs >= kSilence) beaconState = eSending;
+    if (turns.totalDelaySecs >= kSilence) beaconState.store(eSending, std::memory_order_relaxed);
 }
 
 void TakeTurn(Turns& turns) {
     const int currentIntervalSecs = kShortestWait + std::rand() % kShortestWait;
-    if (receiver.load()->WaitForData(currentIntervalSecs, 0)) {
+    if (receiver.load(std::memory_order_relaxed)->WaitForData(currentIntervalSecs, 0)) {
         ReadRestartRequests();
-        turns.trafficDetectedSave = trafficDetected;
-        beaconState = eSending;
+        turns.trafficDetectedSave = trafficDetected.load(std::memory_order_relaxed);
+        beaconState.store(eSending, std::memory_order_relaxed);
     }
     StepState(turns, currentIntervalSecs);
 }
 
 void* BeaconThread(void* /*arg*/) {
-    beaconRunning = 1;
-    masterAddress = 0;
+    beaconRunning.store(1, std::memory_order_relaxed);
+    masterAddress.store(0, std::memory_order_relaxed);
     MakeWhenThereIsMemory(sender);
     MakeWhenThereIsMemory(receiver);
     ConnectSockets();
@@ -162,21 +164,21 @@ void* BeaconThread(void* /*arg*/) {
     std::srand(seed);
     LOG("BeaconThread: The seed is %d\n", static_cast<int>(seed));
     BuildPacket(mac);
-    ++beaconCount;
-    while (commandReady == 0) {
+    beaconCount.fetch_add(1, std::memory_order_release);
+    while (commandReady.load(std::memory_order_acquire) == 0) {
         LOG("Beacon: Wait for command ready... \n");
         platform::Sleep(500 * platform::kMillisecond);
     }
     platform::Sleep((std::rand() % 2 + 1) * platform::kSecond);
-    SendBeacon();  // of the start, and not counted
-    Turns turns{trafficDetected, 0};
-    beaconState = eSending;
-    while (runBeacon != 0) TakeTurn(turns);
+    SendBeacon();  // at start-up; not counted
+    Turns turns{trafficDetected.load(std::memory_order_relaxed), 0};
+    beaconState.store(eSending, std::memory_order_relaxed);
+    while (runBeacon.load(std::memory_order_relaxed) != 0) TakeTurn(turns);
 
-    delete sender.exchange(nullptr);
-    delete receiver.exchange(nullptr);
-    beaconCount = 0;
-    beaconRunning = 0;
+    delete sender.exchange(nullptr, std::memory_order_relaxed);
+    delete receiver.exchange(nullptr, std::memory_order_relaxed);
+    beaconCount.store(0, std::memory_order_relaxed);
+    beaconRunning.store(0, std::memory_order_release);
     return nullptr;
 }
 
@@ -184,37 +186,39 @@ void* BeaconThread(void* /*arg*/) {
 
 int BeaconStart(char type) {
     BeaconType(type);
-    while (beaconRunning != 0) platform::Sleep(platform::kSecond);
-    trafficDetected = 0;
-    runBeacon = 1;
-    beaconRunning = 0;
+    while (beaconRunning.load(std::memory_order_acquire) != 0) platform::Sleep(platform::kSecond);
+    trafficDetected.store(0, std::memory_order_relaxed);
+    runBeacon.store(1, std::memory_order_relaxed);
+    beaconRunning.store(0, std::memory_order_relaxed);
     if (StartModuleThread(BeaconThread, nullptr)) return 0;
     PANIC("CANT CREATE sender thread");
     return -1;
 }
 
 void BeaconStop() {
-    runBeacon = 0;
+    runBeacon.store(0, std::memory_order_relaxed);
     raise(SIGCONT);
 }
 
 void BeaconRestart() {
     const platform::MutexLock lock(StateLock());
-    beaconState = eSending;
-    trafficDetected = 0;
+    beaconState.store(eSending, std::memory_order_relaxed);
+    trafficDetected.store(0, std::memory_order_relaxed);
 }
 
-void BeaconTellThatUdpTrafficReceived() { ++trafficDetected; }
+void BeaconTellThatUdpTrafficReceived() { trafficDetected.fetch_add(1, std::memory_order_relaxed); }
 
 char* BeaconGetMasterIp() {
-    return receiver != nullptr ? inet_ntoa({masterAddress}) : nullptr;  // the server itself is the thread's
+    const bool running =
+        receiver.load(std::memory_order_relaxed) != nullptr;  // the server itself belongs to the thread
+    return running ? inet_ntoa({masterAddress.load(std::memory_order_relaxed)}) : nullptr;
 }
 
 char* BeaconGetString() { return beaconPacket; }
 
-unsigned int BeaconGetCount() { return beaconCount; }
+unsigned int BeaconGetCount() { return beaconCount.load(std::memory_order_acquire); }
 
-void BeaconSetCommandReady() { commandReady = 1; }
+void BeaconSetCommandReady() { commandReady.store(1, std::memory_order_release); }
 
 char* BeaconType(char typ) {
     static char myType[2] = {' ', ' '};
