@@ -24,13 +24,11 @@ constexpr std::size_t kBrowserMessageSize = 12;
 constexpr std::int64_t kFailureWait = platform::kSecond;
 
 constexpr std::uint32_t kVolumeGap = 250;  ///< 1/1024 seconds between the repeats of a held volume key
-constexpr std::uint32_t kOtherGap = 300;   ///< that any other key must have been let go
+constexpr std::uint32_t kOtherGap = 300;   ///< in which any other key must not have been received
 
 void* ir_thread(void* arg) {
     LOG("IR THREAD STARTED");
-    static IrControl* ir;
-    ir = static_cast<IrControl*>(arg);
-    ir->ProcessIrKeys();
+    static_cast<IrControl*>(arg)->ProcessIrKeys();
     return nullptr;
 }
 
@@ -73,7 +71,8 @@ int IrControl::ProcessIrKeys() {
     return 0;
 }
 
-/// Forwarding beats the browser. The menu key reaches the browser even when its layer is down, and opens the way to it.
+/// Forwarding has priority over the browser. The menu key reaches the browser even while it is hidden, and routes later
+/// keys to it.
 void IrControl::RouteKey(int key) {
     if (mForwardKeysToMaster.load(std::memory_order_relaxed)) {
         SendKeyToUdp(key);
@@ -100,9 +99,9 @@ int IrControl::ReceiveKey() {
     return key;
 }
 
-/// Holds back the auto-repeat of the remote: a held volume key passes every kVolumeGap, any other once.
+/// Limits the auto-repeat of the remote: a held volume key passes every kVolumeGap, any other once.
 /// \param repeat  gets 1 for a repeat of a held volume key, else 0; may be null
-/// \return true when the key is to pass
+/// \return true when the key passes
 bool IrControl::SlowKey(int key, std::uint8_t* repeat) {
     static int prev_key = -1;  // the infrared thread is the only user
     static std::uint32_t prev_time = platform::Tick();
@@ -112,7 +111,7 @@ bool IrControl::SlowKey(int key, std::uint8_t* repeat) {
     const bool held = key == prev_key;
     const bool passes = !held || elapsed >= (volume ? kVolumeGap : kOtherGap);
     if (repeat != nullptr) *repeat = volume && held && passes ? 1 : 0;
-    // A suppressed volume key leaves the gap as it was; any other starts it again.
+    // A suppressed volume key doesn't restart its gap; any other key does.
     if (passes || !volume) prev_time = time;
     prev_key = key;
     return passes;

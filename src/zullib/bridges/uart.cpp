@@ -24,9 +24,7 @@ constexpr char kPrefix[4] = {'U', 'A', 'R', 'T'};
 constexpr int kDatagramSize = sizeof kPrefix + 1;
 
 void* uart_thread(void* arg) {
-    static Uart* ua;
-    ua = static_cast<Uart*>(arg);
-    ua->RunThread();
+    static_cast<Uart*>(arg)->RunThread();
     return nullptr;
 }
 
@@ -46,7 +44,7 @@ Uart::~Uart() {
 
 void Uart::RunThread() {
     for (;;) {
-        const bool forwards = mForwardUart.load(std::memory_order_acquire);  // first: the port that goes with it
+        const bool forwards = mForwardUart.load(std::memory_order_acquire);  // before the port: it is opened first
         const int port = mSerialFd.load(std::memory_order_relaxed);
         if (!forwards || port == 0 || mChangingSettings.load(std::memory_order_relaxed)) {
             platform::Sleep(kPoll);
@@ -65,7 +63,7 @@ void Uart::RunThread() {
     }
 }
 
-/// Sends each byte in a datagram of its own. \return false when one can't be sent; the rest is dropped then
+/// Sends one datagram per byte. \return false when one can't be sent; the rest is dropped
 bool Uart::WriteToUdp(const char* buffer, int len) {
     if (!mForwardUart.load(std::memory_order_relaxed)) return true;
     for (int i = 0; i < len; ++i) {
@@ -74,7 +72,7 @@ bool Uart::WriteToUdp(const char* buffer, int len) {
         datagram[sizeof kPrefix] = buffer[i];
         bool sent = false;
         {
-            const platform::MutexLock lock(mMutex);  // for each byte: a switch can step in between any two
+            const platform::MutexLock lock(mMutex);  // per byte: the forwarding may be switched between two bytes
             if (mpUdp == nullptr) return true;
             sent = mpUdp->Send(datagram, kDatagramSize) == kDatagramSize;
         }
@@ -96,12 +94,12 @@ bool Uart::ProcessUartCommand(const char* cmd, int len) {
 
 bool Uart::ProcessUartSetParameters(char* cmd, SnmpLocal* pSnmp) {
     const platform::MutexLock lock(mMutex);
-    char* position = nullptr;
-    const char* const baud = strtok_r(cmd, ",", &position);
-    const char* const databits = strtok_r(nullptr, ",", &position);
-    const char* const parity = strtok_r(nullptr, ",", &position);
+    CommaFields fields(cmd);
+    const char* const baud = fields.Next();
+    const char* const databits = fields.Next();
+    const char* const parity = fields.Next();
     if (baud == nullptr || databits == nullptr || parity == nullptr || std::strlen(parity) != 1) return false;
-    const char* const stopbits = position;  // what stands behind the parity's comma
+    const char* const stopbits = fields.Rest();
     if (stopbits == nullptr || stopbits[0] == '\0') return false;
     char value[64];
     // Parity moves to the second place.
