@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "board.h"
+#include "commands/entry.h"
 #include "core/log.h"
 #include "psip_sections.h"
 

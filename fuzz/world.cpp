@@ -27,8 +27,6 @@
 #include "platform/thread.h"
 #include "playback/playeroptions.h"
 
-extern int mCCIndex;
-
 namespace fuzz {
 
 namespace {
@@ -149,7 +147,6 @@ World::World(unsigned level) {
     fast_machine::SetTick(1);
     Time::Self()->SetTime(kNow, 16, 0);
     TheMeanwhile() = {};
-    mCCIndex = 0;
     global_debug_flag = static_cast<int>(level);
     if (level == 2) OpenLogChannel(kLogPort, "127.0.0.1");
 }

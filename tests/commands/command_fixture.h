@@ -9,6 +9,7 @@
 #include <set>
 #include <sstream>
 
+#include "commands/entry.h"
 #include "commands/keywordtable.h"
 #include "core/log.h"
 #include "fast_machine.h"
@@ -60,8 +61,8 @@ class CommandManagerTest : public ::testing::Test {
     }
     void Serve() { mBoard->ServeRequest(); }
 
-    CommandManager::UpgradeStateEnum& UpgradeState() { return mBoard->mUpgradeState; }
-    const char* LastUnitText() const { return mBoard->mLastUnitCommand.get(); }
+    UpgradeStateEnum& UpgradeState() { return mBoard->mUpgrade.mUpgradeState; }
+    const char* LastUnitText() const { return mBoard->mPlayback.mLastUnitCommand; }
     TunerManager& Tuner() { return *mBoard->mpTunerManager; }
     TsFilter& Filter() { return *mBoard->mpTsf; }
     void Boot() { mBoard->ProcessTunerModeAndDefaultStartupItem(nullptr); }

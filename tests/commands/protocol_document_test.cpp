@@ -1,12 +1,12 @@
-// docs/protocol.md tells of every keyword in one form, and which role takes it. Its examples are tried on whole boards,
-// by tests/field/protocol.
+// docs/protocol.md describes every keyword in one form, with the roles that accept it. tests/field/protocol tries its
+// examples on whole boards.
 #include <sstream>
 
 #include "commands/command_fixture.h"
 
 namespace {
 
-/// What the document says of one keyword.
+/// The description of one keyword.
 struct Section {
     std::string keyword;
     Texts labels;  ///< of the lines that begin with "- "
@@ -40,7 +40,7 @@ class DocumentedTransmitter : public CommandManagerTest {
  protected:
     const std::vector<Section> mSections = ReadDocument(FileText(ZUL_SOURCE_DIR "/docs/protocol.md"));
 
-    /// Asks for every keyword that the document gives to the other role.
+    /// Sends every keyword that only the other role accepts.
     void TryOtherRole(const std::string& role) {
         int tried = 0;
         for (const Section& section : mSections) {
@@ -64,8 +64,8 @@ TEST_F(DocumentedTransmitter, HasASectionForEveryKeywordInTheOrderOfTheTable) {
         const Section& section = mSections[row];
         EXPECT_EQ(section.keyword, Keyword(row));
         EXPECT_EQ(section.labels, (Texts{"Role", "Form", "Reply", "Refused", "Takes"})) << section.keyword;
-        EXPECT_TRUE(section.role == "both" || section.role == "transmitter" || section.role == "receiver")
-            << section.keyword;
+        constexpr const char* kRoles[] = {"both", "transmitter", "receiver"};
+        EXPECT_EQ(section.role, kRoles[static_cast<std::size_t>(Keywords()[row].roles)]) << section.keyword;
         EXPECT_TRUE(section.hasExample) << section.keyword;
     }
 }

@@ -1,16 +1,14 @@
-// Commands that the board answers for itself: version, broadcast time, reset.
+// VERS, RESET and TIME: version, restart, broadcast time.
 #include "commands/commandmanager.h"
 #include "core/log.h"
-#include "core/replytext.h"
 #include "core/snmplocal.h"
 #include "core/version.h"
 #include "filter/tsfilter.h"
 
 /// VERS: the module's version.
-char* CommandManager::ProcessVersion(char* cmd) {
-    ReplyText(cmd, kCommandSize)
-        .Add("VERS%d.%d.%dOK\r\n", version_get_major(), version_get_minor(), version_get_build());
-    return cmd;
+char* CommandManager::ProcessVersion(Request request) {
+    request.Reply().Add("VERS%d.%d.%dOK\r\n", version_get_major(), version_get_minor(), version_get_build());
+    return request.text;
 }
 
 /// RESET: asks the settings agent to restart the board.
@@ -20,8 +18,8 @@ char* CommandManager::ProcessReset() {
     return mKo;
 }
 
-/// TIME: the broadcast's clock.
-char* CommandManager::ProcessTime(char* cmd) {
-    ReplyText(cmd, kCommandSize).Add("TIME %s OK\r\n", mpTsf->GetMjdDateTime());
-    return cmd;
+/// TIME: the broadcast time.
+char* CommandManager::ProcessTime(Request request) {
+    request.Reply().Add("TIME %s OK\r\n", mpTsf->GetMjdDateTime());
+    return request.text;
 }

@@ -20,14 +20,11 @@ constexpr std::int64_t kBootWait = 3 * platform::kSecond;
 constexpr std::int64_t kNetworkPoll = 500 * platform::kMillisecond;
 constexpr int kRequestWaitSeconds = 15;
 constexpr int kMaxReply = 1024;  ///< bytes of a reply, one more than its longest text
-/// Zero bytes behind a request: fixed offsets behind a short command read an empty text.
-constexpr std::size_t kTextGuard = 64;
 
 constexpr std::uint16_t kBootIrMode = 110;
-constexpr int kIrControlOn = 16;
 constexpr int kNetworkBuffers = 3072;
 
-/// Takes a step of the boot. Memory that runs out ends it, and the boot goes on.
+/// Takes a step of the boot. The boot continues when a step runs out of memory.
 template <typename Step>
 void TakeStep(const char* name, Step step) {
     try {
@@ -82,9 +79,9 @@ void CommandManager::ServeRequest() {
     command[0] = '\0';
     const int received = mpServer->Receive(command, kMaxRequest, 0);
     const int length = std::max(received, 0);
-    std::memset(command + length, 0, kTextGuard);
+    std::memset(command + length, 0, Request::kGuard);
 
-    if (mUpgradeState == eUpgradeDownloading) {
+    if (mUpgrade.mUpgradeState == eUpgradeDownloading) {
         LOG("CommandManager recvd %d bytes\n", received);
     } else {
         LOG("CommandManager recvd: %s\n", command);
@@ -97,7 +94,7 @@ void CommandManager::ServeRequest() {
     if (replyLength >= kMaxReply) {
         PANIC("buff too long");
         reply[kMaxReply - 1] = '\0';
-        replyLength = kMaxReply;  // the zero byte goes out too
+        replyLength = kMaxReply;  // the zero byte is sent too
     }
     LOG("CommandManager: reply: %s, len %d\n", reply, replyLength);
     mpServer->Reply(reply, replyLength);

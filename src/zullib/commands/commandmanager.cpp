@@ -19,12 +19,7 @@
 char CommandManager::mOk[8] = "OK\r\n";
 char CommandManager::mKo[8] = "KO\r\n";
 
-int mCCIndex = 0;
-
 namespace {
-
-constexpr std::size_t kUnitCommandSize = 256;
-constexpr std::size_t kUrlSize = 1024;
 
 // A board's version: family, then kind of board, in the two upper bytes.
 constexpr unsigned kFamilyMask = 0xff000000;
@@ -35,10 +30,7 @@ constexpr unsigned kKindTransmitter2 = 0x000f0000;
 
 }  // namespace
 
-CommandManager::CommandManager(char type)
-    : mMyType(type),
-      mCommand(std::make_unique<char[]>(kCommandSize)),
-      mLastUnitCommand(std::make_unique<char[]>(kUnitCommandSize)) {
+CommandManager::CommandManager(char type) : mMyType(type), mCommand(std::make_unique<char[]>(kCommandSize)) {
     LOG("Initialize error module\n");
     AllocateErrorBuffer();
     LOG("Initialize Snmp module\n");
@@ -56,7 +48,6 @@ CommandManager::CommandManager(char type)
             mpIrControl = std::make_unique<IrControl>();
             LOG("Initialize UART module\n");
             mpUart = std::make_unique<Uart>();
-            mUrl = std::make_unique<char[]>(kUrlSize);
             LOG("Initialized TsFilter module for Receiver\n");
             break;
         case 'T':

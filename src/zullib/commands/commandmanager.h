@@ -1,49 +1,38 @@
 /// The central object: owns the device objects, serves the command protocol.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
 
+#include "commands/request.h"
+#include "commands/state.h"
 #include "guide/tunermanager.h"
 
+class CommaFields;
 class IrControl;
 class SnmpLocal;
 class TsFilter;
 class Uart;
 class UdpServer;
 
-/// Receiver only: whether `Zul_Filter` analyses sections; false while the channel changes.
-extern std::atomic<bool> process_pat;
-
-/// Closed-caption service in force, 0 for off. Command thread only.
-extern int mCCIndex;
-
 /// One per process, made by `Zul_Start_Filter`. Every handler runs on the command thread, which alone writes the
-/// members. A handler takes the command's text and gives the reply, which its caller never frees: `mOk`, `mKo`, text
-/// built over the command buffer, or null when there is no reply or it was sent already.
+/// members. A handler returns the reply, which its caller never frees: `mOk`, `mKo`, text built over the request, or
+/// null when there is no reply or it was already sent.
 class CommandManager {
  public:
-    enum UpgradeStateEnum {
-        eUpgradeIdle = 0,
-        eUpgradeDownloading = 1,
-        eUpgradeBurning = 2,
-        eUpgradeDownloadError = 3,
-        eUpgradeBurnError = 4,
-    };
+    using enum UpgradeStateEnum;
 
-    static constexpr std::size_t kCommandSize = 8192;   ///< bytes of the command buffer, which replies are built over
-    static constexpr int kMaxRequest = 2040;            ///< bytes taken of a request
-    static constexpr std::size_t kSavedUnitSize = 255;  ///< bytes kept of a UNIT command, its terminator among them
+    static constexpr std::size_t kCommandSize = 8192;  ///< bytes of the command buffer
+    static constexpr int kMaxRequest = 2040;           ///< bytes taken of a request
     static constexpr std::uint16_t kReceiverPort = 2008;
     static constexpr std::uint16_t kTransmitterPort = 5000;
 
     static char mOk[8];  ///< "OK\r\n"
     static char mKo[8];  ///< "KO\r\n"
 
-    /// Makes the device objects in their order, and lets data reach the filter last.
+    /// Makes the device objects in their order, and gives the host's data to the filter last.
     /// \param type  'T', 'R', or 'A' for the role of the board's version; ends the process for any other
     explicit CommandManager(char type);
     ~CommandManager();
@@ -65,68 +54,94 @@ class CommandManager {
     static const Command kCommands[];
     static std::span<const Command> Commands();
 
-    // core: commandmanager.cpp, commandloop.cpp, dispatcher.cpp
+    // commandmanager.cpp, commandloop.cpp, dispatcher.cpp
     char AutoDetectType();
     void BootRole();
     void ServeRequest();
     char* ProcessCommand(char* cmd, int len);
     char* RefuseRole(const Command& row);
-    bool UpgradeHoldsBack() const { return mUpgradeState == eUpgradeDownloading || mUpgradeState == eUpgradeBurning; }
 
-    // commands: one source per concern
-    char* ProcessVersion(char* cmd);
+    // board_commands.cpp: VERS, RESET, TIME
+    char* ProcessVersion(Request request);
     char* ProcessReset();
-    char* ProcessTime(char* cmd);
-    char* ProcessCallback(char* cmd);
-    char* ProcessFilterDebug(char* cmd);
-    char* ProcessStatus(char* cmd);
-    char* ProcessStatusGetTransmitter(char* cmd);
-    char* ProcessStatusGetReceiver(char* cmd);
-    char* ProcessIpGet(char* cmd);
-    char* ProcessIpSet(char* cmd);
+    char* ProcessTime(Request request);
+
+    // bridge_commands.cpp: CALLBACK, REMOTE, UART, SUART
+    char* ProcessCallback(Request request);
+    char* ProcessIrAndUartForward(char* number);
+    char* ProcessRemoteCommand(Request request);
+    char* ProcessUart(Request request);
+    char* ProcessUartParameters(Request request);
+
+    // debug_commands.cpp: STREAMFROMFILE, FILTER
+    char* ProcessStreamFromFile(Request request);
+    void StreamFromFile(char* names);
+    char* ProcessFilterDebug(Request request);
+
+    // guide_commands.cpp: EIT
+    char* ProcessEpgData(Request request);
+
+    // language_commands.cpp: LAN?, SUB?, LANG, SUBS
+    char* ProcessLanguageList(Language::LanguageModeEnum mode, Request request);
+    char* ProcessSetLanguage(Request request);
+    char* ProcessSetSubtitles(Request request);
+
+    // network_commands.cpp: IP?, DHCP
+    char* ProcessIpGet(Request request);
+    char* ProcessIpSet(Request request);
     bool SetFixedAddresses(const char* address, const char* gateway, const char* netmask);
-    char* ProcessRemoteCommand(char* cmd);
-    char* ProcessMultipleUpgradeCommand(char* cmd, int len);
-    char* SendUpgradeReply(char* cmd);
-    char* AnnounceImage(char* cmd);
-    char* TakeImagePiece(char* cmd, int len);
-    char* RefuseImage(char* cmd);
-    char* BurnImage(char* cmd);
-    bool IsTransmitter() const;
-    bool SetTunerMode(int mode);
-    char* ProcessTunerTuneCommand(char* param);
-    char* ProcessTunerScanStatusCommand(char* buffer);
-    char* ProcessTunerScanQueryCommand(char* buffer);
-    char* ProcessTunerScanBlindCommand(char* param);
-    char* ProcessEpgData(char* cmd, int len);
-    char* ProcessLanguageList(Language::LanguageModeEnum mode, char* cmd);
-    char* ProcessSetLanguage(char* cmd, int len);
-    char* ProcessSetSubtitles(char* cmd, int len);
-    char* ProcessUnit(char* cmd);
-    bool PlayLayer(const char* mcastIp, std::uint16_t mcastPort, int progId, int audioId);
-    char* ProcessSelectChannelsToPlay(char* cmd, bool save);
-    void ForgetStream();
-    bool PlayFields(int subcmd, char* position);
-    void CopyUnitCommand(const char* text);
-    void StopPlaying();
-    char* ProcessUrlSet(char* cmd);
-    char* SendBrowserKey(int key);
-    void ShowPage();
-    char* ProcessVscaleCommand(char* cmd, int len);
-    char* ProcessResolution(char* cmd, int len);
+
+    // resolution_commands.cpp: RESOLUTION
+    char* ProcessResolution(Request request);
     void ReplayLastUnit();
+
+    // startup_item.cpp: TUNERMODE, the start-up item
+    char* ProcessTunerModeAndDefaultStartupItem(char* cmd);
+    bool SetTunerMode(int mode);
+    bool SaveTunerMode(int tunerMode);
+    bool SaveDefaultStartupItem(const char* cmd);
+    void ReadStartupFiles();
+    void PlayStartupItem();
+
+    // status_commands.cpp: STATUS
+    char* ProcessStatus(Request request);
+    char* ProcessStatusGetTransmitter(Request request);
+    char* ProcessStatusGetReceiver(Request request);
+
+    // stream_commands.cpp: UNIT, MCASTPACKETSIZE
+    char* ProcessUnit(Request request);
+    char* SelectChannels(char* cmd, bool save);
     char* ProcessSelectChannelsToStream(char* cmd, bool save);
     bool RunStreamCommand(char cmdId, char* parameters);
     bool RunSlotCommand(char cmdId, char* parameters);
     bool StartStream(int streamId, char* parameters);
-    bool SaveDefaultStartupItem(const char* cmd);
-    bool SaveTunerMode(int tunerMode);
-    void ReadStartupFiles();
-    void PlayStartupItem();
-    char* ProcessTunerModeAndDefaultStartupItem(char* cmd);
-    char* ProcessPacketSize(char* cmd, int len);
-    char* ProcessIrAndUartForward(char* cmd);
-    void StreamFromFile(char* cmd);
+    char* ProcessSelectChannelsToPlay(char* cmd, bool save);
+    void ForgetStream();
+    bool PlayFields(int subcmd, CommaFields& fields);
+    bool PlayLayer(const char* mcastIp, std::uint16_t mcastPort, int progId, int audioId);
+    void StopPlaying();
+    char* ProcessPacketSize(Request request);
+
+    // tuner_commands.cpp: Tuner://, SCA?, SCAL, BLIND
+    char* ProcessTunerTuneCommand(Request request);
+    char* ProcessTunerScanStatusCommand(Request request);
+    char* ProcessTunerScanQueryCommand(Request request);
+    char* ProcessTunerScanBlindCommand(Request request);
+
+    // upgrade_commands.cpp: UPGR
+    bool UpgradeRefuses(const char* line) const;
+    char* ProcessMultipleUpgradeCommand(Request request);
+    char* SendUpgradeReply(Request request);
+    char* AnnounceImage(Request request);
+    char* TakeImagePiece(Request request);
+    char* RefuseImage(Request request);
+    char* BurnImage(Request request);
+
+    // url_commands.cpp: URL, VSCALE
+    char* ProcessUrlSet(Request request);
+    char* SendBrowserKey(int key);
+    void ShowPage();
+    char* ProcessVscaleCommand(Request request);
 
     char mMyType;
     std::uint16_t mCommandPort = 0;
@@ -137,27 +152,14 @@ class CommandManager {
     std::unique_ptr<Uart> mpUart;            ///< null on a transmitter
     std::unique_ptr<TunerManager> mpTunerManager;
     std::unique_ptr<char[]> mCommand;  ///< kCommandSize bytes
-    bool mIrForwarding = false;
-    bool mBrowserUp = false;
     /// Kind of the last accepted UNIT: the digit's value on a receiver, its character's code on a transmitter.
     int mLastUnitCommandId = 0;
-    UpgradeStateEnum mUpgradeState = eUpgradeIdle;
-    int mUpgradeBytes = 0;                     ///< announced size of the image
-    std::unique_ptr<char[]> mLastUnitCommand;  ///< 256 bytes
-    char mTunerMode[16] = "";
-    int mSubtitleLanguagePri = 0;
-    int mSubtitleLanguageSec = 0;
-    int mAudioLanguagePri = 0;  ///< PID, 0 for none
-    int mAudioLanguageSec = 0;
-    char mMulticastIpReceived[16] = "";
-    std::uint16_t mMulticastPortReceived = 0;
-    std::uint16_t mProgramReceived = 0;
-    std::uint16_t mPrevMcastPort = 0;
-    int mUrlXposition = 0;  ///< browser window, pixels of a 1280 x 768 plane
-    int mUrlYposition = 0;
-    int mUrlWidth = 1280;
-    int mUrlHeight = 768;
-    int mUrlAlphaBrowser = 0;
-    int mUrlAlphaVideo = 1;
-    std::unique_ptr<char[]> mUrl;  ///< 1024 bytes on a receiver, null on a transmitter
+    char mTunerMode[16] = "";    ///< as STATUS shows it
+    bool mIrForwarding = false;  ///< part of the interface, read by nobody
+    Upgrade mUpgrade;
+    Playback mPlayback;
+    PageWindow mPage;
 };
+
+/// Logged when a command is refused because an image is being downloaded or burnt.
+inline constexpr const char* kUpgradeRefusal = "Upgrade in progress - command rejected";

@@ -1,12 +1,11 @@
-// Commands for the bench: the log channel of CALLBACK, and FILTER, which feeds the filter from the network.
-#include <cstring>
+// STREAMFROMFILE and FILTER: other inputs and outputs of the filter, for debugging.
+#include <cstdio>
 
 #include "commands/commandmanager.h"
 #include "core/log.h"
 #include "core/texthelpers.h"
 #include "core/udpcom.h"
 #include "filter/tsfilter.h"
-#include "guide/tunermanager.h"
 
 namespace {
 
@@ -14,34 +13,55 @@ constexpr unsigned kFilterRead = 4096;  ///< bytes of one datagram of the debug 
 
 }  // namespace
 
-/// CALLBACK: opens or closes the log channel by the one character behind the keyword, then switches the forwarding.
-char* CommandManager::ProcessCallback(char* cmd) {
-    if (cmd[8] == '1') {
-        OpenLogChannel(mpServer->GetLastClientPort(), mpServer->GetLastClientIpAddress());
-        LOG("Setting TunerForwarding for transmitter for %c\n", mMyType);
-        mpTunerManager->SetTunerForwarding(mpServer.get());
-    } else {
-        CloseLogChannel();
-    }
-    return ProcessIrAndUartForward(cmd);
+/// STREAMFROMFILE: feeds the filter from a file and writes the streams to another; a file that isn't named is closed.
+/// \param request  ",input,output"; an input that begins with 'x' is none
+char* CommandManager::ProcessStreamFromFile(Request request) {
+    StreamFromFile(request.text);
+    return mKo;
 }
 
-/// FILTER: walks what arrives on a UDP port, in place of the host's data, until a datagram without bytes.
-/// \param cmd  "FILTER,port"; serves no other command meanwhile
-char* CommandManager::ProcessFilterDebug(char* cmd) {
+void CommandManager::StreamFromFile(char* names) {
+    mpTsf->SetDebugInput(nullptr);
+    mpTsf->SetDebugOutput(nullptr);
+    CommaFields fields(names);
+    const char* const input = fields.Next();
+    if (input == nullptr) return;
+    if (input[0] != 'x') {
+        LOG("Opeining file %s|\n", input);
+        FILE* const file = std::fopen(input, "re");
+        if (file == nullptr) {
+            PANIC("Can't open %s\n", input);
+            return;
+        }
+        mpTsf->SetDebugInput(file);
+    }
+    const char* const output = fields.Next();
+    if (output == nullptr) return;
+    LOG("Opening file %s|\n", output);
+    FILE* const file = std::fopen(output, "we");
+    if (file == nullptr) {
+        PANIC("Can't open %s\n", output);
+        return;
+    }
+    mpTsf->SetDebugOutput(file);
+}
+
+/// FILTER: feeds the filter with what arrives on a UDP port, until an empty datagram. No other command is served
+/// meanwhile. \param request  "FILTER,port"; takes the data, too
+char* CommandManager::ProcessFilterDebug(Request request) {
     static UdpServer filter_udp_rcv;
-    char* position = nullptr;
-    const char* const address = strtok_r(cmd, ",", &position);
-    const char* const portText = strtok_r(nullptr, ",", &position);
+    CommaFields fields(request.text);
+    const char* const address = fields.Next();
+    const char* const portText = fields.Next();
     if (portText == nullptr) return mKo;
     const int port = Decimal(portText);
     LOG("Starting Filter for port %d ip %s\n", port, address);
-    // The keyword stands where the address would, so this is never a multicast group.
+    // The first field is the keyword: never a multicast group.
     filter_udp_rcv.Connect(static_cast<std::uint16_t>(port), address);
     mpTsf->FilterActive(true);
     for (;;) {
-        const int received = filter_udp_rcv.Receive(cmd, kFilterRead, 0);
+        const int received = filter_udp_rcv.Receive(request.text, kFilterRead, 0);
         if (received <= 0) return mKo;
-        mpTsf->Filter(reinterpret_cast<unsigned char*>(cmd), received);
+        mpTsf->Filter(reinterpret_cast<unsigned char*>(request.text), received);
     }
 }

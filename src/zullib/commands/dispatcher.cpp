@@ -4,7 +4,6 @@
 
 #include <new>
 
-#include "bridges/uart.h"
 #include "commands/keywordtable.h"
 #include "core/log.h"
 #include "core/statistics.h"
@@ -13,7 +12,7 @@
 #include "guide/tunermanager.h"
 #include "playback/m710cmmd.h"
 
-/// A function of the host that tests the serial port; there is none on other hosts.
+/// Tests the serial port; null on hosts without such a function.
 extern "C" [[gnu::weak]] void run_serial_test();
 
 namespace {
@@ -24,6 +23,10 @@ constexpr auto kRx = Roles::kReceiver;
 constexpr auto kSilent = WrongRole::kSilent;
 constexpr auto kLog = WrongRole::kLog;
 constexpr auto kPanic = WrongRole::kPanic;
+constexpr auto kPanicRxOnly = WrongRole::kPanicRxOnly;
+constexpr const char* kAccepted = nullptr;
+constexpr const char* kRefused = kUpgradeRefusal;
+constexpr const char* kRefusedLine = "Upgrade in progress - command rejected\n";
 constexpr auto kLine = Framing::kLine;
 constexpr auto kRaw = Framing::kRaw;
 
@@ -50,11 +53,22 @@ constexpr bool EveryRowIsReachable(const Row (&rows)[Rows]) {
     return true;
 }
 
+/// True when only rows of one role have a refusal text, and texts that name the receiver belong to its rows.
+template <typename Row, std::size_t Rows>
+constexpr bool RefusalsFitTheirRoles(const Row (&rows)[Rows]) {
+    for (const Row& row : rows) {
+        if (row.roles == Roles::kBoth && row.refuse != WrongRole::kSilent) return false;
+        const bool namesReceiver = row.refuse == WrongRole::kLog || row.refuse == WrongRole::kPanicRxOnly;
+        if (namesReceiver && row.roles != Roles::kReceiver) return false;
+    }
+    return true;
+}
+
 bool Accepts(Roles roles, char type) {
     return roles == Roles::kBoth || (roles == Roles::kTransmitter) == (type == 'T');
 }
 
-/// Cuts the line end of a text, which ends at the first zero byte of the datagram. \return the length without it
+/// Cuts the line end of a text, which ends at the datagram's first zero byte. \return the length without it
 int CutLineEnd(char* cmd, int len) {
     len = static_cast<int>(strnlen(cmd, static_cast<std::size_t>(len)));
     while (len > 0 && (cmd[len - 1] == '\r' || cmd[len - 1] == '\n')) cmd[--len] = '\0';
@@ -63,54 +77,55 @@ int CutLineEnd(char* cmd, int len) {
 
 }  // namespace
 
-// The debug rows, from DEBUG on, do their work and answer "KO\r\n" all the same.
+// The debug rows, from DEBUG on, do their work and reply "KO\r\n" all the same.
 // clang-format off
 constexpr CommandManager::Command CommandManager::kCommands[] = {
-    // keyword          chars roles  wrong role framing handler
-    {"ZUL",             3,    kBoth, kSilent,   kLine,  [](CommandManager&,   char*,     int)     { return BeaconGetString(); }},
-    {"IP?",             3,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessIpGet(cmd); }},
-    {"VERS",            4,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessVersion(cmd); }},
-    {"REMOTE",          6,    kRx,   kPanic,    kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessRemoteCommand(cmd + 6); }},
-    {"VIDEO",           5,    kBoth, kSilent,   kLine,  [](CommandManager&,   char*,     int)     { return static_cast<char*>(mOk); }},
-    {"VSCALE",          6,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int len) { return b.ProcessVscaleCommand(cmd, len); }},
-    {"STATUS",          6,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessStatus(cmd); }},
-    {"UNIT",            4,    kBoth, kSilent,   kRaw,   [](CommandManager& b, char* cmd, int)     { return b.ProcessUnit(cmd); }},
-    {"SUB?",            4,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessLanguageList(Language::eCaption, cmd); }},
-    {"LAN?",            4,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessLanguageList(Language::eAudio, cmd); }},
-    {"SUBS",            4,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int len) { return b.ProcessSetSubtitles(cmd, len); }},
-    {"LANG",            4,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int len) { return b.ProcessSetLanguage(cmd, len); }},
-    {"DHCP",            4,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessIpSet(cmd); }},
-    {"URL",             3,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessUrlSet(cmd); }},
-    {"CALLBACK",        8,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessCallback(cmd); }},
-    {"TUNERMODE",       8,    kTx,   kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessTunerModeAndDefaultStartupItem(cmd + 9); }},
-    {"RESET",           5,    kBoth, kSilent,   kLine,  [](CommandManager& b, char*,     int)     { return b.ProcessReset(); }},
-    {"UART",            4,    kRx,   kLog,      kRaw,   [](CommandManager& b, char* cmd, int len) { return b.mpUart->ProcessUartCommand(cmd + 4, len - 4) ? mOk : mKo; }},
-    {"SUART",           5,    kRx,   kLog,      kLine,  [](CommandManager& b, char* cmd, int)     { return b.mpUart->ProcessUartSetParameters(cmd + 5, b.mpSnmp.get()) ? mOk : mKo; }},
-    {"Tuner://",        8,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessTunerTuneCommand(cmd + 8); }},
-    {"SCA?",            4,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessTunerScanStatusCommand(cmd + 4); }},
-    {"SCAL",            4,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessTunerScanQueryCommand(cmd + 4); }},
-    {"BLIND",           5,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessTunerScanBlindCommand(cmd + 5); }},
-    {"UPGR",            4,    kBoth, kSilent,   kRaw,   [](CommandManager& b, char* cmd, int len) { return b.ProcessMultipleUpgradeCommand(cmd + 4, len - 4); }},
-    {"TIME",            4,    kTx,   kPanic,    kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessTime(cmd); }},
-    {"EIT",             3,    kTx,   kPanic,    kLine,  [](CommandManager& b, char* cmd, int len) { return b.ProcessEpgData(cmd, len); }},
-    {"MCASTPACKETSIZE", 15,   kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int len) { return b.ProcessPacketSize(cmd + 15, len - 15); }},
-    {"RESOLUTION",      10,   kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int len) { return b.ProcessResolution(cmd + 10, len - 10); }},
-    {"DEBUG",           5,    kBoth, kSilent,   kLine,  [](CommandManager&,   char* cmd, int)     { global_debug_flag = Decimal(cmd + 5); return static_cast<char*>(mKo); }},
-    {"DUMPPIDS",        8,    kBoth, kSilent,   kLine,  [](CommandManager& b, char*,     int)     { b.mpTsf->DumpPids(); return static_cast<char*>(mKo); }},
-    {"DUMPSTATS",       8,    kBoth, kSilent,   kLine,  [](CommandManager&,   char*,     int)     { Statistics::Self()->DumpStats(); return static_cast<char*>(mKo); }},
-    {"DBGSIMPLE",       8,    kBoth, kSilent,   kLine,  [](CommandManager& b, char*,     int)     { b.mpTsf->ToggleDebugSimpleStream(); return static_cast<char*>(mKo); }},
-    {"DUMPEIT",         7,    kBoth, kSilent,   kLine,  [](CommandManager& b, char*,     int)     { b.mpTunerManager->DumpEitInfo(); return static_cast<char*>(mKo); }},
-    {"DUMPCOLLECT",     7,    kBoth, kSilent,   kLine,  [](CommandManager& b, char*,     int)     { b.mpTsf->DumpCollectionStats(); return static_cast<char*>(mKo); }},
-    {"STREAMFROMFILE",  14,   kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { b.StreamFromFile(cmd); return static_cast<char*>(mKo); }},
-    {"TESTSER",         7,    kBoth, kSilent,   kLine,  [](CommandManager&,   char*,     int)     { if (run_serial_test != nullptr) run_serial_test(); return static_cast<char*>(mKo); }},
-    {"DUMPLANG",        8,    kBoth, kSilent,   kLine,  [](CommandManager& b, char*,     int)     { b.mpTunerManager->DumpLanguageInfo(); return static_cast<char*>(mKo); }},
-    {"M710CMMD",        8,    kBoth, kSilent,   kRaw,   [](CommandManager&,   char* cmd, int)     { m710cmmd(cmd + 9); return static_cast<char*>(mKo); }},
-    {"FILTER",          6,    kBoth, kSilent,   kLine,  [](CommandManager& b, char* cmd, int)     { return b.ProcessFilterDebug(cmd); }},
+    // keyword          chars roles  wrong role    in an upgrade framing handler
+    {"ZUL",             3,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager&, Request)     { return BeaconGetString(); }},
+    {"IP?",             3,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessIpGet(r); }},
+    {"VERS",            4,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessVersion(r); }},
+    {"REMOTE",          6,    kRx,   kPanic,       kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessRemoteCommand(r.After(6)); }},
+    {"VIDEO",           5,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager&, Request)     { return static_cast<char*>(mOk); }},
+    {"VSCALE",          6,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessVscaleCommand(r); }},
+    {"STATUS",          6,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessStatus(r); }},
+    {"UNIT",            4,    kBoth, kSilent,      kAccepted,    kRaw,   [](CommandManager& b, Request r) { return b.ProcessUnit(r); }},
+    {"SUB?",            4,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessLanguageList(Language::eCaption, r); }},
+    {"LAN?",            4,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessLanguageList(Language::eAudio, r); }},
+    {"SUBS",            4,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessSetSubtitles(r.After(4)); }},
+    {"LANG",            4,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessSetLanguage(r.After(4)); }},
+    {"DHCP",            4,    kBoth, kSilent,      kRefusedLine, kLine,  [](CommandManager& b, Request r) { return b.ProcessIpSet(r.After(4)); }},
+    {"URL",             3,    kRx,   kPanicRxOnly, kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessUrlSet(r.After(3)); }},
+    {"CALLBACK",        8,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessCallback(r.After(8)); }},
+    {"TUNERMODE",       8,    kTx,   kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessTunerModeAndDefaultStartupItem(r.After(9).text); }},
+    {"RESET",           5,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request)   { return b.ProcessReset(); }},
+    {"UART",            4,    kRx,   kLog,         kAccepted,    kRaw,   [](CommandManager& b, Request r) { return b.ProcessUart(r.After(4)); }},
+    {"SUART",           5,    kRx,   kLog,         kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessUartParameters(r.After(5)); }},
+    {"Tuner://",        8,    kTx,   kPanic,       kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessTunerTuneCommand(r.After(8)); }},
+    {"SCA?",            4,    kTx,   kPanic,       kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessTunerScanStatusCommand(r.After(4)); }},
+    {"SCAL",            4,    kTx,   kPanic,       kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessTunerScanQueryCommand(r.After(4)); }},
+    {"BLIND",           5,    kTx,   kPanic,       kRefused,     kLine,  [](CommandManager& b, Request r) { return b.ProcessTunerScanBlindCommand(r.After(5)); }},
+    {"UPGR",            4,    kBoth, kSilent,      kAccepted,    kRaw,   [](CommandManager& b, Request r) { return b.ProcessMultipleUpgradeCommand(r.After(4)); }},
+    {"TIME",            4,    kTx,   kPanic,       kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessTime(r); }},
+    {"EIT",             3,    kTx,   kPanic,       kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessEpgData(r); }},
+    {"MCASTPACKETSIZE", 15,   kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessPacketSize(r.After(15)); }},
+    {"RESOLUTION",      10,   kRx,   kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessResolution(r.After(10)); }},
+    {"DEBUG",           5,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager&, Request r)   { global_debug_flag.store(Decimal(r.After(5).text), std::memory_order_relaxed); return static_cast<char*>(mKo); }},
+    {"DUMPPIDS",        8,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request)   { b.mpTsf->DumpPids(); return static_cast<char*>(mKo); }},
+    {"DUMPSTATS",       8,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager&, Request)     { Statistics::Self()->DumpStats(); return static_cast<char*>(mKo); }},
+    {"DBGSIMPLE",       8,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request)   { b.mpTsf->ToggleDebugSimpleStream(); return static_cast<char*>(mKo); }},
+    {"DUMPEIT",         7,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request)   { b.mpTunerManager->DumpEitInfo(); return static_cast<char*>(mKo); }},
+    {"DUMPCOLLECT",     7,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request)   { b.mpTsf->DumpCollectionStats(); return static_cast<char*>(mKo); }},
+    {"STREAMFROMFILE",  14,   kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessStreamFromFile(r.After(14)); }},
+    {"TESTSER",         7,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager&, Request)     { if (run_serial_test != nullptr) run_serial_test(); return static_cast<char*>(mKo); }},
+    {"DUMPLANG",        8,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request)   { b.mpTunerManager->DumpLanguageInfo(); return static_cast<char*>(mKo); }},
+    {"M710CMMD",        8,    kBoth, kSilent,      kAccepted,    kRaw,   [](CommandManager&, Request r)   { m710cmmd(r.After(9).text); return static_cast<char*>(mKo); }},
+    {"FILTER",          6,    kBoth, kSilent,      kAccepted,    kLine,  [](CommandManager& b, Request r) { return b.ProcessFilterDebug(r); }},
 };
 // clang-format on
 
 std::span<const CommandManager::Command> CommandManager::Commands() {
     static_assert(EveryRowIsReachable(kCommands), "a keyword hides one below it");
+    static_assert(RefusalsFitTheirRoles(kCommands), "a refusal doesn't fit the roles of its row");
     return kCommands;
 }
 
@@ -119,9 +134,10 @@ char* CommandManager::ProcessCommand(char* cmd, int len) {
     for (const Command& row : kCommands) {
         if (strncasecmp(cmd, row.keyword.data(), row.chars) != 0) continue;
         if (!Accepts(row.roles, mMyType)) return RefuseRole(row);
+        if (row.upgrading != nullptr && UpgradeRefuses(row.upgrading)) return mKo;
         if (row.framing == Framing::kLine) len = CutLineEnd(cmd, len);
         try {
-            return row.handle(*this, cmd, len);
+            return row.handle(*this, {cmd, len, kCommandSize});
         } catch (const std::bad_alloc&) {
             PANIC("No memory for %s", row.keyword.data());
             return mKo;
@@ -133,28 +149,9 @@ char* CommandManager::ProcessCommand(char* cmd, int len) {
 char* CommandManager::RefuseRole(const Command& row) {
     switch (row.refuse) {
         case WrongRole::kPanic: PANIC("Bad type %c", mMyType); break;
+        case WrongRole::kPanicRxOnly: PANIC("Rx only"); break;
         case WrongRole::kLog: LOG("This command is only for receiver"); break;
         case WrongRole::kSilent: break;
     }
     return mKo;
-}
-
-/// UNIT: chooses what a transmitter streams or a receiver plays.
-char* CommandManager::ProcessUnit(char* cmd) {
-    if (cmd[4] == '9') {
-        PANIC("Invalid UNIT command 9");
-        return mKo;
-    }
-    return mMyType == 'T' ? ProcessSelectChannelsToStream(cmd, true) : ProcessSelectChannelsToPlay(cmd, true);
-}
-
-/// STATUS: what a transmitter streams or a receiver plays.
-char* CommandManager::ProcessStatus(char* cmd) {
-    return mMyType == 'T' ? ProcessStatusGetTransmitter(cmd) : ProcessStatusGetReceiver(cmd);
-}
-
-/// LAN? and SUB?: the languages of the current channel's programmes, sent to the forwarding peer.
-char* CommandManager::ProcessLanguageList(Language::LanguageModeEnum mode, char* cmd) {
-    mpTunerManager->SetTunerForwarding(mpServer.get());
-    return mpTunerManager->GetLanguagesOrSubtitles(mode, cmd);
 }

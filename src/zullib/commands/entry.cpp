@@ -22,20 +22,17 @@ constexpr std::int64_t kWatchdogInterval = 5 * platform::kSecond;
 constexpr std::uint8_t kTableIdPat = 0x00;
 constexpr std::uint8_t kTableIdPmt = 0x02;
 
-/// The filter that `Zul_Filter` serves, null until it is whole, and its role.
+/// The filter that `Zul_Filter` calls, null until it is complete, and its role.
 std::atomic<TsFilter*> static_tsptr{nullptr};
 std::atomic<char> static_type{0};
 
 void* command_thread(void* arg) {
-    static CommandManager* mgr;
-    mgr = static_cast<CommandManager*>(arg);
-    mgr->ProcessCommandLoop();
+    static_cast<CommandManager*>(arg)->ProcessCommandLoop();
     return nullptr;
 }
 
 void* watchdog_thread(void* arg) {
-    static CommandManager* mgr;
-    mgr = static_cast<CommandManager*>(arg);
+    auto* const mgr = static_cast<CommandManager*>(arg);
     for (;;) {
         platform::Sleep(kWatchdogInterval);
         mgr->RunPeriodicCheck();

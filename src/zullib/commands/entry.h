@@ -1,7 +1,12 @@
-/// The hand-over from the module's construction to its entry points.
+/// What the module's construction and its handlers share with the entry points.
 #pragma once
+
+#include <atomic>
 
 class TsFilter;
 
-/// Lets `Zul_Filter` reach a filter that is whole; before this call its data goes nowhere.
+/// Receiver only: whether `Zul_Filter` analyses sections; false while the channel changes.
+extern std::atomic<bool> process_pat;
+
+/// Gives the host's data to a complete filter; null drops it, as before the first call.
 void LetDataReach(TsFilter* filter, char type);

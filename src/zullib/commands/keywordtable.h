@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <span>
 #include <string_view>
 
 #include "commands/commandmanager.h"
@@ -10,18 +9,25 @@
 /// Boards that accept a keyword.
 enum class Roles { kBoth, kTransmitter, kReceiver };
 
-/// What a board of the other role says besides its "KO\r\n".
-enum class WrongRole { kSilent, kLog, kPanic };
+/// What a board of the other role reports besides replying "KO\r\n".
+enum class WrongRole {
+    kSilent,
+    kLog,          ///< LOG "This command is only for receiver"
+    kPanic,        ///< PANIC "Bad type %c"
+    kPanicRxOnly,  ///< PANIC "Rx only"
+};
 
-/// What may stand behind a command: a line end that is cut, or bytes as they came.
+/// Whether a trailing CR LF is cut.
 enum class Framing { kLine, kRaw };
 
-/// One row of the command protocol. The first row that matches a request decides.
+/// One row of the command protocol. The first row that matches a request decides. Role and upgrade are checked in this
+/// order, before the handler runs.
 struct CommandManager::Command {
     std::string_view keyword;
-    std::size_t chars;  ///< leading characters compared, without regard to case
-    Roles roles;        ///< boards that accept it
-    WrongRole refuse;   ///< how another board says no
-    Framing framing;    ///< kLine: a line end behind it is cut
-    char* (*handle)(CommandManager& board, char* cmd, int len);
+    std::size_t chars;      ///< leading characters compared, without regard to case
+    Roles roles;            ///< boards that accept it
+    WrongRole refuse;       ///< how another board refuses it
+    const char* upgrading;  ///< logged when refused during an upgrade; null for a command that is accepted then
+    Framing framing;        ///< kRaw: the handler gets the bytes as received
+    char* (*handle)(CommandManager& board, Request request);
 };

@@ -1,10 +1,9 @@
-// IP?, DHCP and REMOTE: the board's network identity, and the code of its remote control.
+// IP? and DHCP: the board's network identity.
 #include <cstring>
 
 #include "commands/commandmanager.h"
 #include "core/log.h"
 #include "core/replytext.h"
-#include "core/sharedmem.h"
 #include "core/snmplocal.h"
 #include "core/texthelpers.h"
 #include "platform/machine.h"
@@ -13,14 +12,12 @@
 namespace {
 
 constexpr std::int64_t kReplyWait = platform::kSecond;
-constexpr unsigned kFirstRemote = 0x01;
-constexpr unsigned kLastRemote = 0xfe;
 
 }  // namespace
 
 /// IP?: reads the network identity. Every failure is reported; one is enough for "KO\r\n".
-char* CommandManager::ProcessIpGet(char* cmd) {
-    ReplyText reply(cmd, kCommandSize);
+char* CommandManager::ProcessIpGet(Request request) {
+    ReplyText reply = request.Reply();
     bool failed = false;
     if (const char* const dhcp = mpSnmp->SnmpGet(Oid(DHCP_ENABLE))) {
         reply.Add("DHCP:%d ", Decimal(dhcp));
@@ -48,23 +45,19 @@ char* CommandManager::ProcessIpGet(char* cmd) {
         PANIC("gateway addr");
         failed = true;
     }
-    return failed ? mKo : cmd;
+    return failed ? mKo : request.text;
 }
 
-/// DHCP: changes the network identity. The reply leaves before the change: behind it the master may have no way here.
-/// \param cmd  "DHCP", then the flag, and for fixed addresses ",address,gateway,netmask"
-/// \return mKo, or null when the reply went out
-char* CommandManager::ProcessIpSet(char* cmd) {
-    if (UpgradeHoldsBack()) {
-        LOG("Upgrade in progress - command rejected\n");
-        return mKo;
-    }
-    char* position = nullptr;
-    const char* const flag = strtok_r(cmd + 4, ",", &position);
+/// DHCP: changes the network identity. The reply is sent before the change, after which the master may not reach the
+/// board. \param request  the flag, and for fixed addresses ",address,gateway,netmask" \return mKo, or null when the
+/// reply was sent
+char* CommandManager::ProcessIpSet(Request request) {
+    CommaFields fields(request.text);
+    const char* const flag = fields.Next();
     const int dhcp = flag != nullptr ? Decimal(flag) : 1;
     char addresses[3][16] = {"", "", ""};
     for (auto& address : addresses) {
-        const char* const field = strtok_r(nullptr, ",", &position);
+        const char* const field = fields.Next();
         if (field == nullptr) break;
         CopyText(address, field);
     }
@@ -87,7 +80,7 @@ char* CommandManager::ProcessIpSet(char* cmd) {
     return nullptr;
 }
 
-/// \return false at the first address that the agent refuses; those before it stay with the agent
+/// \return false at the first address that the agent refuses; the earlier ones stay set
 bool CommandManager::SetFixedAddresses(const char* address, const char* gateway, const char* netmask) {
     if (mpSnmp->SnmpSet("%s a %s", Oid(IP_ADDRESS), address) == nullptr) {
         PANIC("set Ip addr");
@@ -102,17 +95,4 @@ bool CommandManager::SetFixedAddresses(const char* address, const char* gateway,
         return false;
     }
     return true;
-}
-
-/// REMOTE: sets the code that the infrared remote is to obey.
-/// \param cmd  the code in hexadecimal, 01 to fe
-char* CommandManager::ProcessRemoteCommand(char* cmd) {
-    const unsigned remote = hatoi(cmd);
-    if (remote < kFirstRemote || remote > kLastRemote) {
-        LOG("Invalid IR mode code received: %d.\n", static_cast<int>(remote));
-        return mKo;
-    }
-    LOG("Setting IR mode code to %.4x. Previous was %.4x\n", remote, SharedMem::Self()->IrModeCode());
-    SharedMem::Self()->IrModeCode(static_cast<std::uint16_t>(remote));
-    return mOk;
 }

@@ -12,18 +12,17 @@ constexpr std::int64_t kChangeWait = 5 * platform::kSecond;
 
 }  // namespace
 
-/// \param cmd  "?" for the present number, or the number wanted
-/// \return mKo when the agent doesn't answer or refuses; the player isn't touched then
-char* CommandManager::ProcessResolution(char* cmd, int /*len*/) {
-    if (mMyType != 'R') return mKo;
+/// \param request  "?" for the present number, or the number wanted
+/// \return mKo when the agent doesn't answer or refuses; the player is then left alone
+char* CommandManager::ProcessResolution(Request request) {
     const char* const stored = mpSnmp->SnmpGet(Oid(VIDEO_RESOLUTION));
     if (stored == nullptr) return mKo;
     const int resolution_old = Decimal(stored);
-    if (cmd[0] == '?') {
-        ReplyText(cmd, kCommandSize - 10).Add("RESOLUTION%d OK\r\n", resolution_old);
-        return cmd;
+    if (request.text[0] == '?') {
+        request.Reply().Add("RESOLUTION%d OK\r\n", resolution_old);
+        return request.text;
     }
-    const int resolution_new = Decimal(cmd);
+    const int resolution_new = Decimal(request.text);
     if (resolution_new == resolution_old) {
         LOG("Same resolution %d, nothing to do\n", resolution_old);
         return mOk;
@@ -39,12 +38,12 @@ char* CommandManager::ProcessResolution(char* cmd, int /*len*/) {
     return mOk;
 }
 
-/// Stops the player before the mode changes under it, and plays the same stream again, without saving either.
+/// Stops the player, waits for the change, and plays the same stream again. Neither is saved.
 void CommandManager::ReplayLastUnit() {
-    char buffer[kSavedUnitSize];
+    char buffer[sizeof mPlayback.mLastUnitCommand];
     char stop[] = "UNIT0";
-    CopyText(buffer, mLastUnitCommand.get());
-    ProcessSelectChannelsToPlay(stop, false);
+    CopyText(buffer, mPlayback.mLastUnitCommand);
+    SelectChannels(stop, false);
     platform::Sleep(kChangeWait);
-    if (buffer[0] != '\0') ProcessSelectChannelsToPlay(buffer, false);
+    if (buffer[0] != '\0') SelectChannels(buffer, false);
 }

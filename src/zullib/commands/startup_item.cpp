@@ -1,4 +1,4 @@
-// What a board remembers over a restart: the last accepted UNIT command, and the tuner's mode.
+// What a board restores after a restart: the start-up item, which is the last accepted UNIT command, and TUNERMODE.
 #include <strings.h>
 
 #include <cerrno>
@@ -8,6 +8,8 @@
 
 #include "commands/commandmanager.h"
 #include "core/log.h"
+#include "core/replytext.h"
+#include "core/snmplocal.h"
 #include "core/systemmanager.h"
 #include "core/texthelpers.h"
 #include "guide/tunermanager.h"
@@ -20,11 +22,11 @@ constexpr const char* kStartupFile = "/mnt/hd1/zul_def_startup";
 constexpr const char* kTunerModeFile = "/mnt/hd1/zul_tunermode";
 constexpr std::size_t kMaxStartupItem = 1024;  ///< bytes read of the file
 constexpr std::size_t kMaxTunerMode = 6;
-constexpr std::size_t kTextGuard = 64;  ///< zero bytes behind the item, as behind a request
+constexpr std::int64_t kModeWait = platform::kSecond;
 constexpr std::int64_t kSaveWait = platform::kSecond;
 constexpr std::int64_t kNetworkPoll = 500 * platform::kMillisecond;
 
-/// \return null also where there is no memory for the path: the disk has to become read-only all the same
+/// Opens a file of the disk. \return null also when there is no memory for the path
 FILE* OpenFile(const char* path, const char* mode) try {
     return std::fopen(platform::DiskPath(path).c_str(), mode);
 } catch (const std::bad_alloc&) {
@@ -33,7 +35,7 @@ FILE* OpenFile(const char* path, const char* mode) try {
 }
 
 /// Writes a text to a file and closes it.
-/// \param file  null where it couldn't be opened
+/// \param file  null if it couldn't be opened
 /// \return false without a file, or when it can't be written to its end
 bool WriteAndClose(FILE* file, const char* text) {
     if (file == nullptr) return false;
@@ -42,7 +44,7 @@ bool WriteAndClose(FILE* file, const char* text) {
     return std::fclose(file) == 0 && written;
 }
 
-/// Reads at most `size` bytes of a file into `text`, which has room for a terminator behind them.
+/// Reads at most `size` bytes of a file into `text`, which has room for a terminator.
 /// \return false when it can't be opened
 bool ReadFile(const char* path, const char* mode, char* text, std::size_t size) {
     FILE* const file = OpenFile(path, mode);
@@ -52,9 +54,12 @@ bool ReadFile(const char* path, const char* mode, char* text, std::size_t size) 
     return true;
 }
 
+constexpr const char* kModeTexts[] = {"ATSC", "QAM64", "QAM256"};
+static_assert(std::size(kModeTexts) == TunerManager::eModeMax);
+
 }  // namespace
 
-/// Keeps the text of a UNIT command for the next start. \return false when it can't be saved
+/// Saves the text of a UNIT command for the next start. \return false when it can't be saved
 bool CommandManager::SaveDefaultStartupItem(const char* cmd) {
     {
         const WritableDisk disk;
@@ -73,7 +78,7 @@ bool CommandManager::SaveDefaultStartupItem(const char* cmd) {
     return true;
 }
 
-/// TUNERMODE stores and sets a mode; at start-up both the saved mode and the saved item come back.
+/// TUNERMODE saves and sets a mode; at start-up the saved mode is set and the saved item is played.
 /// \param cmd  the mode in decimal, 0 to 2; null at start-up
 char* CommandManager::ProcessTunerModeAndDefaultStartupItem(char* cmd) {
     if (mpTunerManager->ScanState() == TunerManager::eScanInProgress) return mKo;
@@ -93,7 +98,22 @@ char* CommandManager::ProcessTunerModeAndDefaultStartupItem(char* cmd) {
     return mOk;
 }
 
-/// \return false for a mode that the tuner doesn't have; nothing changes then
+/// Sets the tuner's mode, here and with the settings agent. \return false for a mode that doesn't exist
+bool CommandManager::SetTunerMode(int mode) {
+    LOG("Setting the tuner mode to %d\n", mode);
+    if (mode < 0 || mode >= TunerManager::eModeMax) {
+        CopyText(mTunerMode, "TUNER_ERR");
+        PANIC("Invalid Tuner Mode: %s\n", mTunerMode);
+        return false;
+    }
+    CopyText(mTunerMode, kModeTexts[mode]);
+    mpTunerManager->SetMode(static_cast<TunerManager::TunerModeEnum>(mode));
+    mpSnmp->SnmpSet("%s i %d", Oid(TUNER_MODE), mode);
+    platform::Sleep(kModeWait);
+    return true;
+}
+
+/// \return false for a mode that doesn't exist; nothing changes then
 bool CommandManager::SaveTunerMode(int tunerMode) {
     if (tunerMode < TunerManager::eATSC || tunerMode >= TunerManager::eModeMax) return false;
     char text[8];
@@ -114,11 +134,11 @@ void CommandManager::ReadStartupFiles() {
         ReadFile(kTunerModeFile, "re", mode, kMaxTunerMode);
         SetTunerMode(Decimal(mode));
     }
-    std::memset(mCommand.get(), 0, kMaxStartupItem + kTextGuard);
+    std::memset(mCommand.get(), 0, kMaxStartupItem + Request::kGuard);
     if (!ReadFile(kStartupFile, "r+e", mCommand.get(), kMaxStartupItem)) PANIC("Can't open def startup file");
 }
 
-/// Runs the start-up item through the handler of a live command, when the network is there. It isn't saved again.
+/// Runs the start-up item as a UNIT command once the network is up. It isn't saved again.
 void CommandManager::PlayStartupItem() {
     char* const item = mCommand.get();
     if (item[0] == '\0' || strncasecmp(item, "UNIT0", 5) == 0) {
@@ -130,9 +150,5 @@ void CommandManager::PlayStartupItem() {
         platform::Sleep(kNetworkPoll);
     }
     LOG("Playing Default Startup Item: %s\n", item);
-    if (mMyType == 'R') {
-        ProcessSelectChannelsToPlay(item, false);
-    } else {
-        ProcessSelectChannelsToStream(item, false);
-    }
+    SelectChannels(item, false);
 }

@@ -16,13 +16,18 @@ constexpr int kBrowserUp = 2;
 
 }  // namespace
 
-/// Transmitter: a group for each stream, then tuner mode and CPU load, which takes a second to measure.
-char* CommandManager::ProcessStatusGetTransmitter(char* cmd) {
-    // Unsigned, as the player may have left any number there.
+/// STATUS: what a transmitter streams or a receiver plays. The CPU load takes a second to measure.
+char* CommandManager::ProcessStatus(Request request) {
+    return mMyType == 'T' ? ProcessStatusGetTransmitter(request) : ProcessStatusGetReceiver(request);
+}
+
+/// A group for each stream, then tuner mode and CPU load.
+char* CommandManager::ProcessStatusGetTransmitter(Request request) {
+    // Unsigned, the player may store any number there.
     const unsigned sigStrength =
         static_cast<unsigned>(SharedMem::Self()->GetSignalStrengthTransmitter()) * kStrengthStep;
     const int lockMode = sigStrength != 0 ? 1 : 0;
-    ReplyText reply(cmd, kCommandSize);
+    ReplyText reply = request.Reply();
     reply.Add("STATUS ");
     const auto streams = mpTsf->StatusOfStreams();
     for (const TsFilter::StreamStatus& stream : streams) {
@@ -38,11 +43,10 @@ char* CommandManager::ProcessStatusGetTransmitter(char* cmd) {
     if (streams.empty()) reply.Add("0 0 0.0.0.0:0 0:%d:%.2x:[] ", lockMode, sigStrength);
     reply.Add("F:%s ", mTunerMode);
     reply.Add("E:0 C:\"NO CAM\" %d%% OK\r\n", SharedMem::Self()->GetCpuUtilization());
-    return cmd;
+    return request.text;
 }
 
-/// Receiver: one line, with the CPU load, which takes a second to measure.
-char* CommandManager::ProcessStatusGetReceiver(char* cmd) {
+char* CommandManager::ProcessStatusGetReceiver(Request request) {
     int lockState = 0;
     if (const char* const item = mpSnmp->SnmpGet(Oid(CURRENT_ITEM_BEING_PLAYED))) {
         if (strncasecmp(item, "Stream", 6) == 0) lockState = kStreamLock;
@@ -54,9 +58,8 @@ char* CommandManager::ProcessStatusGetReceiver(char* cmd) {
     const int video = block->GetVideoTypeReceiver();
     const int audio = block->GetAudioTypeReceiver();
     const int load = block->GetCpuUtilization();
-    ReplyText(cmd, kCommandSize)
-        .Add("STATUS %d %s:%d %d:%.4x %d %d %d %d %d%%OK\r\n", mLastUnitCommandId, mMulticastIpReceived,
-             mMulticastPortReceived, lockState, static_cast<unsigned>(program), video, audio,
-             mBrowserUp ? kBrowserUp : 0, 0, load);
-    return cmd;
+    request.Reply().Add("STATUS %d %s:%d %d:%.4x %d %d %d %d %d%%OK\r\n", mLastUnitCommandId,
+                        mPlayback.mMulticastIpReceived, mPlayback.mMulticastPortReceived, lockState,
+                        static_cast<unsigned>(program), video, audio, mPage.mBrowserUp ? kBrowserUp : 0, 0, load);
+    return request.text;
 }

@@ -1,26 +1,27 @@
-// Commands that choose what a transmitter sends: UNIT, the datagram size, the debug files; and the forwarding switch.
+// UNIT and MCASTPACKETSIZE: what a transmitter streams and a receiver plays.
+#include <cstdio>
 #include <cstring>
 
-#include "bridges/ircontrol.h"
-#include "bridges/uart.h"
 #include "commands/commandmanager.h"
+#include "commands/entry.h"
 #include "core/log.h"
 #include "core/replytext.h"
 #include "core/snmplocal.h"
 #include "core/texthelpers.h"
-#include "core/udpcom.h"
 #include "filter/tsfilter.h"
 #include "guide/tunermanager.h"
 #include "platform/machine.h"
+#include "playback/m710cmmd.h"
 
 namespace {
 
+constexpr std::size_t kSavedUnitSize = 255;  ///< bytes kept of a UNIT command, including its terminator
 constexpr std::int64_t kRestartWait = 100 * platform::kMillisecond;
 constexpr std::int64_t kSlotWait = platform::kSecond;
+constexpr std::int64_t kSectionsWait = 200 * platform::kMillisecond;  ///< for a section that is being analysed
 constexpr int kAllStreams = -1;
 constexpr int kMaxPacketSize = 32768;  ///< bytes
-constexpr int kIrControlOn = 16;
-constexpr int kCutLimit = 48;  ///< characters of UNIT2 in which the third comma is looked for
+constexpr int kCutLimit = 48;          ///< characters of UNIT2 in which the third comma is looked for
 
 /// Cuts a text at its third comma, when that comes early enough.
 void CutAtThirdComma(char* text) {
@@ -34,20 +35,29 @@ void CutAtThirdComma(char* text) {
 
 }  // namespace
 
+/// UNIT from a master.
+char* CommandManager::ProcessUnit(Request request) {
+    if (request.text[4] == '9') {
+        PANIC("Invalid UNIT command 9");
+        return mKo;
+    }
+    return SelectChannels(request.text, true);
+}
+
+/// UNIT: chooses what a transmitter streams or a receiver plays. The upgrade's refusal isn't left to the keyword table:
+/// UNIT9 is refused before it, and a change of resolution replays a UNIT without the table.
+/// \param save  whether the accepted text becomes the start-up item
+char* CommandManager::SelectChannels(char* cmd, bool save) {
+    if (UpgradeRefuses(kUpgradeRefusal)) return mKo;
+    return mMyType == 'T' ? ProcessSelectChannelsToStream(cmd, save) : ProcessSelectChannelsToPlay(cmd, save);
+}
+
 /// UNIT on a transmitter. A refused command saves nothing.
-/// \param cmd   "UNIT", the sub-command's digit, a character that isn't looked at, then the parameters
+/// \param cmd   "UNIT", the sub-command's digit, an ignored character, then the parameters
 /// \param save  whether the accepted text becomes the start-up item
 char* CommandManager::ProcessSelectChannelsToStream(char* cmd, bool save) {
-    static char saveCmd[256];
-    std::snprintf(saveCmd, kSavedUnitSize, "%s", cmd);
-    if (mMyType != 'T') {
-        PANIC("Bad type %c", mMyType);
-        return mKo;
-    }
-    if (UpgradeHoldsBack()) {
-        LOG("Upgrade in progress - command rejected");
-        return mKo;
-    }
+    char saveCmd[kSavedUnitSize];
+    CopyText(saveCmd, cmd);
     if (mpTunerManager->ScanState() == TunerManager::eScanInProgress) {
         LOG("Scan in progress - returning");
         return mKo;
@@ -99,56 +109,120 @@ bool CommandManager::StartStream(int streamId, char* parameters) {
     return false;
 }
 
+/// UNIT on a receiver. The stored stream is cleared before the fields are read.
+/// \param cmd   "UNIT", then the sub-command and its fields, separated by commas
+/// \param save  whether the accepted text becomes the start-up item
+char* CommandManager::ProcessSelectChannelsToPlay(char* cmd, bool save) {
+    char saveCmd[kSavedUnitSize];
+    CopyText(saveCmd, cmd);
+    LOG("Processing cmd %s\n", cmd);
+    CommaFields fields(cmd + 4);
+    const char* const field = fields.Next();
+    if (field == nullptr) PANIC("Invalid UNIT cmd");
+    const int subcmd = field != nullptr ? Decimal(field) : 0;
+    ForgetStream();
+    switch (subcmd) {
+        case 0: StopPlaying(); break;
+        case 1:
+        case 3:
+            if (!PlayFields(subcmd, fields)) return mKo;
+            break;
+        default: PANIC("Invalid UNIT cmd"); return mKo;
+    }
+    if (save) SaveDefaultStartupItem(saveCmd);
+    if (subcmd != 0) CopyText(mPlayback.mLastUnitCommand, saveCmd);
+    process_pat.store(true, std::memory_order_release);
+    mLastUnitCommandId = subcmd;
+    mPlayback.mAudioLanguageSec = mPlayback.mAudioLanguagePri = 0;
+    return mOk;
+}
+
+/// Prepares a change of stream: clears the flag, waits for the host's thread, then clears the tables.
+void CommandManager::ForgetStream() {
+    mPlayback.mMulticastIpReceived[0] = '\0';
+    mPlayback.mMulticastPortReceived = 0;
+    mPlayback.mProgramReceived = 0;
+    process_pat.store(false, std::memory_order_release);
+    platform::Sleep(kSectionsWait);
+    mpTunerManager->CleanScalProgramDescriptors();
+    mpTsf->CleanPacketIdMap();
+}
+
+/// \param fields  those after the sub-command
+/// \return false when address or port is missing
+bool CommandManager::PlayFields(int subcmd, CommaFields& fields) {
+    const char* const mcastIp = fields.Next();
+    if (mcastIp == nullptr) {
+        PANIC("mcastIp");
+        return false;
+    }
+    const char* const port = fields.Next();
+    if (port == nullptr) {
+        PANIC("mcastPort");
+        return false;
+    }
+    const auto mcastPort = static_cast<std::uint16_t>(Decimal(port));
+    std::uint16_t progId = 0;
+    if (subcmd == 1 && fields.Next() != nullptr) {
+        const char* const programme = fields.Next();
+        if (programme != nullptr) progId = static_cast<std::uint16_t>(hatoi(programme));
+    }
+    if (!PlayLayer(mcastIp, mcastPort, progId, 0)) {
+        PANIC("Can't play layer");
+        return false;
+    }
+    CopyText(mPlayback.mMulticastIpReceived, mcastIp);
+    mPlayback.mMulticastPortReceived = mcastPort;
+    mPlayback.mProgramReceived = progId;
+    return true;
+}
+
+void CommandManager::StopPlaying() {
+    char layers[] = "-vs 50 50 100 100 0 0 0 -os 50 50 100 100 0 0 0 ";
+    char stop[] = "-stopall";
+    m710cmmd(layers);
+    m710cmmd(stop);
+    mPlayback.mMulticastPortReceived = 0;
+    CopyText(mPlayback.mMulticastIpReceived, "0.0.0.0");
+    mPlayback.mLastUnitCommand[0] = '\0';
+}
+
+/// Shows a multicast on the video layer, with the picture layer transparent.
+/// \param progId   programme number, 0 for none
+/// \param audioId  PID of the audio, 0 for the player's choice
+/// \return true
+bool CommandManager::PlayLayer(const char* mcastIp, std::uint16_t mcastPort, int progId, int audioId) {
+    char line[512];
+    LOG("PlayLayer: %s:%d, prid %x audioid %d (0x%x)\n", mcastIp, mcastPort, static_cast<unsigned>(progId), audioId,
+        static_cast<unsigned>(audioId));
+    std::snprintf(line, sizeof line, "-os 50 50 100 100 0 0 0");
+    m710cmmd(line);
+    const bool running =
+        mcastPort == mPlayback.mMulticastPortReceived &&
+        std::strncmp(mcastIp, mPlayback.mMulticastIpReceived, sizeof mPlayback.mMulticastIpReceived) == 0;
+    if (running) {
+        std::snprintf(line, sizeof line, "-vs 50 50 100 100 0 255 0 -vdbg 14 %x %x ", static_cast<unsigned>(progId),
+                      static_cast<unsigned>(audioId));
+        m710cmmd(line);
+    } else {
+        std::snprintf(line, sizeof line, "-udp %.15s %d %x %x 50 50 100 100 0 255 0", mcastIp, mcastPort,
+                      static_cast<unsigned>(progId), static_cast<unsigned>(audioId));
+        m710cmmd(line);
+        mPlayback.mPrevMcastPort = mcastPort;
+        CopyText(mPlayback.mMulticastIpReceived, mcastIp);
+    }
+    if (mPlayback.mCCIndex != 0 && mpSnmp->SnmpSet("%s i %d", Oid(CLOSE_CAPTION), mPlayback.mCCIndex) == nullptr)
+        PANIC("close caption play");
+    return true;
+}
+
 /// MCASTPACKETSIZE: sets the datagram size of the streams.
-/// \param cmd  text behind the keyword: bytes in decimal, 0 to 32768
+/// \param request  bytes in decimal, 0 to 32768
 /// \return mOk; or mKo out of that range, and the size stays as it was
-char* CommandManager::ProcessPacketSize(char* cmd, int /*len*/) {
-    const int packetSize = Decimal(cmd);
+char* CommandManager::ProcessPacketSize(Request request) {
+    const int packetSize = Decimal(request.text);
     LOG("Commanded packet size is %d\n", packetSize);
     if (packetSize < 0 || packetSize > kMaxPacketSize) return mKo;
     mpTsf->SetPacketSize(packetSize);
     return mOk;
-}
-
-/// CALLBACK: on a receiver, sends keys and serial bytes to the sender of this command, or stops that.
-/// \param cmd  "CALLBACK" and a number; 1 turns the forwarding on
-char* CommandManager::ProcessIrAndUartForward(char* cmd) {
-    if (mMyType != 'R') return mOk;
-    cmd[18] = '\0';
-    const bool on = Decimal(cmd + 8) == 1;
-    LOG(on ? "ZULXAPP cmdmgr turn ON Ir and Uart forwarding" : "ZULXAPP cmdmgr turn OFF Ir and Uart forwarding");
-    UdpServer* const target = on ? mpServer.get() : nullptr;
-    mpIrControl->SetIrForwarding(target);
-    mpSnmp->SnmpSet("%s i %d", Oid(IR_CONTROL), kIrControlOn);
-    mpUart->SetUartForwarding(target);
-    mIrForwarding = on;
-    return mOk;
-}
-
-/// STREAMFROMFILE: feeds the filter from a file and writes the streams to another; closes both when they aren't named.
-/// \param cmd  "STREAMFROMFILE,input,output"; an input that begins with 'x' is none
-void CommandManager::StreamFromFile(char* cmd) {
-    mpTsf->SetDebugInput(nullptr);
-    mpTsf->SetDebugOutput(nullptr);
-    char* position = nullptr;
-    const char* const input = strtok_r(cmd + 14, ",", &position);
-    if (input == nullptr) return;
-    if (input[0] != 'x') {
-        LOG("Opeining file %s|\n", input);
-        FILE* const file = std::fopen(input, "re");
-        if (file == nullptr) {
-            PANIC("Can't open %s\n", input);
-            return;
-        }
-        mpTsf->SetDebugInput(file);
-    }
-    const char* const output = strtok_r(nullptr, ",", &position);
-    if (output == nullptr) return;
-    LOG("Opening file %s|\n", output);
-    FILE* const file = std::fopen(output, "we");
-    if (file == nullptr) {
-        PANIC("Can't open %s\n", output);
-        return;
-    }
-    mpTsf->SetDebugOutput(file);
 }

@@ -1,4 +1,4 @@
-// URL and VSCALE: pages on the browser layer, keys for it, and the place of the layers.
+// URL and VSCALE: pages on the browser layer, keys for the browser, and the position of the layers.
 #include <strings.h>
 
 #include <cstdio>
@@ -15,8 +15,7 @@
 namespace {
 
 constexpr const char* kBlankPage = "/mnt/hd1/bplayer_app/data/blankPage.html";
-constexpr std::size_t kUrlSize = 1024;
-constexpr int kPlaneWidth = 1280;  ///< pixels of the plane in which the window is told
+constexpr int kPlaneWidth = 1280;  ///< pixels of the plane that holds the window
 constexpr int kPlaneHeight = 768;
 constexpr int kLastKey = 65534;
 constexpr int kOpaque = 255;
@@ -31,38 +30,34 @@ struct RangedField {
 
 }  // namespace
 
-/// URL: shows a page; fields that are empty or out of range keep their stored value. "URLkey" gives the browser a key.
-/// \param cmd  "URL", then url, x, y, width, height, alpha of the browser, alpha of the video, separated by commas
-char* CommandManager::ProcessUrlSet(char* cmd) {
-    if (mMyType != 'R') {
-        PANIC("Rx only");
-        return mKo;
-    }
-    if (strncasecmp(cmd + 3, "key", 3) == 0) return SendBrowserKey(Decimal(cmd + 6));
-    const char* const url = mystrtok(cmd + 3, ",");
+/// URL: shows a page; fields that are empty or out of range keep their stored value. "URLkey" sends the browser a key.
+/// \param request  url, x, y, width, height, alpha of the browser, alpha of the video, separated by commas
+char* CommandManager::ProcessUrlSet(Request request) {
+    if (strncasecmp(request.text, "key", 3) == 0) return SendBrowserKey(Decimal(request.text + 3));
+    const char* const url = mystrtok(request.text, ",");
     const RangedField fields[] = {
-        {&mUrlXposition, -kPlaneWidth, kPlaneWidth},
-        {&mUrlYposition, -kPlaneHeight, kPlaneHeight},
-        {&mUrlWidth, 0, kPlaneWidth},
-        {&mUrlHeight, 0, kPlaneHeight},
-        {&mUrlAlphaBrowser, 0, kOpaque},
-        {&mUrlAlphaVideo, 0, kOpaque},
+        {&mPage.mUrlXposition, -kPlaneWidth, kPlaneWidth},
+        {&mPage.mUrlYposition, -kPlaneHeight, kPlaneHeight},
+        {&mPage.mUrlWidth, 0, kPlaneWidth},
+        {&mPage.mUrlHeight, 0, kPlaneHeight},
+        {&mPage.mUrlAlphaBrowser, 0, kOpaque},
+        {&mPage.mUrlAlphaVideo, 0, kOpaque},
     };
     for (const RangedField& field : fields) {
         const char* const text = mystrtok(nullptr, ",");
         if (text != nullptr && field.Holds(Decimal(text))) *field.value = Decimal(text);
     }
-    if (url != nullptr && std::strncmp(url, mUrl.get(), kUrlSize) != 0) {
+    if (url != nullptr && std::strncmp(url, mPage.mUrl, sizeof mPage.mUrl) != 0) {
         const bool blank = url[0] == '0' || std::strcmp(url, "blank") == 0;
-        std::snprintf(mUrl.get(), kUrlSize, "%s", blank ? kBlankPage : url);
+        std::snprintf(mPage.mUrl, sizeof mPage.mUrl, "%s", blank ? kBlankPage : url);
     }
     ShowPage();
-    mBrowserUp = mUrlAlphaBrowser > 0 && mUrlAlphaVideo < kOpaque;
-    if (mpSnmp->SnmpSet("%s i %d", Oid(CLOSE_CAPTION), mBrowserUp ? 0 : mCCIndex) == nullptr) {
+    mPage.mBrowserUp = mPage.mUrlAlphaBrowser > 0 && mPage.mUrlAlphaVideo < kOpaque;
+    if (mpSnmp->SnmpSet("%s i %d", Oid(CLOSE_CAPTION), mPage.mBrowserUp ? 0 : mPlayback.mCCIndex) == nullptr) {
         PANIC("close caption play");
         return mKo;
     }
-    mpIrControl->BrowserRunning(mBrowserUp);
+    mpIrControl->BrowserRunning(mPage.mBrowserUp);
     LOG("Done with URL command");
     return mOk;
 }
@@ -75,30 +70,31 @@ char* CommandManager::SendBrowserKey(int key) {
     return mOk;
 }
 
-/// Shows the stored page in the stored window. Each term of the window is cut to a whole percent by itself.
+/// Shows the stored page in the stored window. Each term of the window is rounded down separately.
 void CommandManager::ShowPage() {
-    static char line[1152];
-    const int centreX = mUrlXposition * 100 / kPlaneWidth + mUrlWidth * 50 / kPlaneWidth;
-    const int centreY = mUrlYposition * 100 / kPlaneHeight + mUrlHeight * 50 / kPlaneHeight;
-    const int width = mUrlWidth * 100 / kPlaneWidth;
-    const int height = mUrlHeight * 100 / kPlaneHeight;
+    char line[1152];
+    const int centreX = mPage.mUrlXposition * 100 / kPlaneWidth + mPage.mUrlWidth * 50 / kPlaneWidth;
+    const int centreY = mPage.mUrlYposition * 100 / kPlaneHeight + mPage.mUrlHeight * 50 / kPlaneHeight;
+    const int width = mPage.mUrlWidth * 100 / kPlaneWidth;
+    const int height = mPage.mUrlHeight * 100 / kPlaneHeight;
     std::snprintf(line, sizeof line,
-                  "-ps 50 50 100 100 0 %d 0 -vs 50 50 100 100 0 %d 0 -browser %s 0 %d %d %d %d 0 %d 0 ", mUrlAlphaVideo,
-                  mUrlAlphaVideo, mUrl.get(), centreX, centreY, width, height, mUrlAlphaBrowser);
+                  "-ps 50 50 100 100 0 %d 0 -vs 50 50 100 100 0 %d 0 -browser %s 0 %d %d %d %d 0 %d 0 ",
+                  mPage.mUrlAlphaVideo, mPage.mUrlAlphaVideo, mPage.mUrl, centreX, centreY, width, height,
+                  mPage.mUrlAlphaBrowser);
     m710cmmd(line);
 }
 
 /// VSCALE: places the video and the browser layer together.
-/// \param cmd  the keyword, then x, y, width, height in percent and alpha, separated by commas
-/// \return mKo for a value out of its range, with nothing sent
-char* CommandManager::ProcessVscaleCommand(char* cmd, int /*len*/) {
-    static char line[128];
+/// \param request  the keyword, then x, y, width, height in percent and alpha, separated by commas
+/// \return mKo for a value out of its range; nothing is sent then
+char* CommandManager::ProcessVscaleCommand(Request request) {
+    char line[128];
     int x = 50, y = 50, w = 100, h = 100, alpha = kOpaque;
-    const RangedField fields[] = {{&x, 0, 100}, {&y, 0, 100}, {&w, 0, 100}, {&h, 0, 100}, {&alpha, 0, kOpaque}};
-    char* position = nullptr;
-    strtok_r(cmd, ",", &position);
-    for (const RangedField& field : fields) {
-        const char* const text = strtok_r(nullptr, ",", &position);
+    const RangedField ranges[] = {{&x, 0, 100}, {&y, 0, 100}, {&w, 0, 100}, {&h, 0, 100}, {&alpha, 0, kOpaque}};
+    CommaFields fields(request.text);
+    fields.Next();
+    for (const RangedField& field : ranges) {
+        const char* const text = fields.Next();
         if (text == nullptr) break;
         *field.value = Decimal(text);
         if (!field.Holds(*field.value)) return mKo;

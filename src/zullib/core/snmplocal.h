@@ -39,6 +39,8 @@ enum QvanSetting : std::size_t {
 /// \return OID of a setting
 inline const char* Oid(QvanSetting setting) { return qvanSettings[setting].snmp_cmd; }
 
+constexpr int kIrControlOn = 16;  ///< value of IR_CONTROL with which keys reach the module
+
 /// Client of the settings agent. Not reentrant: the command thread is the only user.
 class SnmpLocal {
  public:
