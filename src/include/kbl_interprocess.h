@@ -1,6 +1,6 @@
 /// Formats shared with the board's other processes: the player's status block in shared memory, the records of its
 /// command queue, and those of the browser's controller. All integers are 32 bits wide and native; sizes and offsets
-/// hold on every machine. The first member of each record stands at its offset 0.
+/// hold on every machine. The first member of each record is at offset 0.
 #pragma once
 
 #include <cstddef>
@@ -84,7 +84,7 @@ static_assert(sizeof(sKBL_VPLAYER_STATUS) == 556 && offsetof(sKBL_VPLAYER_STATUS
 struct sVPLAYER_SM_STRUCT { sVPLAYER_OSD_INFO osdInfo; sKBL_VPLAYER_STATUS vStatus; };
 static_assert(sizeof(sVPLAYER_SM_STRUCT) == 1196 && offsetof(sVPLAYER_SM_STRUCT, vStatus) == 640);
 
-// Records of the player's command queue, key 1234. A record's cmmdId goes to the message's, the bytes behind it follow.
+// Records of the player's command queue, key 1234. A record's cmmdId becomes the message's, its other bytes follow.
 
 /// Numbers of the orders.
 enum eKBL_COMMAND : std::int32_t {
@@ -108,7 +108,7 @@ static_assert(sizeof(sKBL_LAYER_INFO) == 32 && offsetof(sKBL_LAYER_INFO, centerX
               offsetof(sKBL_LAYER_INFO, height) == 16 && offsetof(sKBL_LAYER_INFO, alpha) == 20 &&
               offsetof(sKBL_LAYER_INFO, asp) == 24 && offsetof(sKBL_LAYER_INFO, xyMode) == 28);
 
-/// For a stream, programme number and audio PID stand in the upper 16 bits of vType and aType.
+/// For a stream, programme number and audio PID are in the upper 16 bits of vType and aType.
 struct sKBL_VIDEO_INFO { std::int32_t vType, vSysType, aType, aSampFreq, videoPID, audioPID; };
 static_assert(sizeof(sKBL_VIDEO_INFO) == 24 && offsetof(sKBL_VIDEO_INFO, vSysType) == 4 &&
               offsetof(sKBL_VIDEO_INFO, aType) == 8 && offsetof(sKBL_VIDEO_INFO, aSampFreq) == 12 &&

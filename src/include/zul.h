@@ -26,7 +26,7 @@ ZUL_EXPORT char* Zul_Start_Filter(char type);
  * Hands the module broadcast data; may be called from the moment the module is loaded.
  *
  * \param data  role 'T': transport stream (ISO/IEC 13818-1), any number of bytes, packets may be split over calls;
- *              role 'R': one complete PAT or PMT section, from its table_id on, as long as its section_length tells
+ *              role 'R': one complete PAT or PMT section, from its table_id on, of the length in its section_length
  * \param len   role 'T': bytes in data; role 'R': not used
  */
 ZUL_EXPORT void Zul_Filter(unsigned char* data, unsigned int len);
@@ -44,7 +44,7 @@ ZUL_EXPORT void m710cmmd(char* arg);
  */
 ZUL_EXPORT int Main(int argc, char** argv);
 
-/* The discovery beacon. The module starts it by itself. */
+/* The discovery beacon. The module starts it. */
 
 /**
  * Starts the beacon thread for role 'T' or 'R'. Waits, a second at a time, while an earlier beacon runs: after

@@ -19,7 +19,7 @@ using Texts = std::vector<std::string>;
 
 class IrControlTest : public ::testing::Test {
  protected:
-    /// \return the datagram of a key: the bytes behind its head
+    /// \return the datagram of a key: the bytes after its head
     static std::string Datagram(int systemCode, int key, int repeat) {
         return std::string("REMOTE\x01\x04") + static_cast<char>(systemCode) + static_cast<char>(key) +
                static_cast<char>(repeat) + '\xCC';

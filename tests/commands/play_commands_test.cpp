@@ -17,7 +17,7 @@ constexpr const char* kAsBefore = "as before";
 
 class PlayTest : public ReceiverTest {
  protected:
-    /// What a play leaves behind.
+    /// The state after a play.
     struct State {
         std::string shown;  ///< kind, address and port of the status
         bool sections;      ///< whether the host's sections are analysed
@@ -37,7 +37,7 @@ class PlayTest : public ReceiverTest {
                 LastUnitText()};
     }
 
-    /// Has the agent answer a setting with a text that tells no value.
+    /// Has the agent answer a setting with a text without a value.
     void Confuse(const char* setting) { mAgent.AnswerWith(setting, "no value"); }
 
     int Set(const char* setting) const {

@@ -13,7 +13,7 @@ class PlayerQueue {
  public:
     PlayerQueue() : mId(msgget(1234, IPC_CREAT | 0666)) {}
 
-    /// \return the orders that wait, in order
+    /// \return the pending orders, in order
     std::vector<sMSG_COMMON_FORMAT> Take() const {
         std::vector<sMSG_COMMON_FORMAT> orders;
         struct {
@@ -27,7 +27,7 @@ class PlayerQueue {
         return orders;
     }
 
-    /// \return the numbers of the orders that wait, in order
+    /// \return the numbers of the pending orders, in order
     std::vector<int> TakeNumbers() const {
         std::vector<int> numbers;
         for (const sMSG_COMMON_FORMAT& order : Take()) numbers.push_back(order.cmmd.cmmdId);

@@ -1,4 +1,4 @@
-// Saves in which the disk, or the daemon that makes it writable, fails: what the master hears, and what is left behind.
+// Saves during which the disk, or the daemon that makes it writable, fails: the reply, and the state afterwards.
 #include <filesystem>
 
 #include "commands/command_fixture.h"
@@ -35,7 +35,7 @@ class SaveTest : public CommandManagerTest {
         full ? std::filesystem::create_symlink("/dev/full", file) : (void)std::filesystem::create_directory(file);
     }
 
-    /// Asks, and keeps what the board reported meanwhile.
+    /// Sends a request, and keeps the reports until its reply.
     Texts AskAndListen(const std::string& request) {
         testing::internal::CaptureStderr();
         Texts replies = Ask(request);

@@ -131,7 +131,7 @@ TEST_F(CommandManagerTest, UpgradeOverAllItsStates) {
     const Thens begins{{{ok, 1}, {ok, 1}, {busy, 2}, {ok, 1}, {ok, 1}}};
     Thens told;
     for (int state = 0; state < 5; ++state) told[state] = {"UPGRSTATUS" + std::to_string(state) + " OK\r\n\r\n", state};
-    // What brings a board that did nothing yet into each state; downloading has 5 bytes of 20.
+    // The requests that bring a new board into each state; downloading has 5 bytes of 20.
     const std::vector<std::string> ways[] = {
         {}, {"UPGR20", piece(5)}, {"UPGR11", piece(11)}, {"UPGR11", piece(12)}, {"UPGR11", piece(11)}};
     const struct {

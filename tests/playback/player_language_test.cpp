@@ -116,7 +116,7 @@ TEST(PlayerLanguage, EveryOptionBecomesItsOrder) {
           stopVideo}},
         {"-udp 239.1.1.1 -stopall", {}}, {"-rtp -stopall", {}}, {"-udp", {}},
 
-        // Debug orders: numbers in hexadecimal behind the first, or one text.
+        // Debug orders: numbers in hexadecimal after the first, or one text.
         {"-vdbg", {{67, 388, {{4, 0xFFFFFFFF}}}}}, {"-vdbg -stopall -stopvid", {{67, 388, {{4, 0xFFFFFFFF}}}, stopVideo}},
         {"-vdbg 14 1f 20 -stopall -stopvid", {{67, 388, {{4, 14}, {8, 0x1f}, {12, 0x20}}}, stopVideo}},
         {"-vdbg 0x16 1 2 3 4 0x5 -stopall", {{67, 388, {{4, 0x16}, {8, 1}, {12, 2}, {16, 3}, {20, 4}, {24, 5}}}, stopAll}},
@@ -124,7 +124,7 @@ TEST(PlayerLanguage, EveryOptionBecomesItsOrder) {
         {"-vdbg 7 host.name -stopall", {{67, 388, Text(8, "host.name") + Record{{4, 7}}}, stopAll}},
         {"-vdbg 8 10", {{67, 388, Text(8, "10") + Record{{4, 8}}}}}, {"-vdbg 9 -stopall -stopvid", {stopVideo}},
 
-        // The player's state, the resolution, the layers: asp before alpha here, behind it in the record.
+        // The player's state, the resolution, the layers: asp before alpha here, after it in the record.
         {"-trick 2 5 -stopall", {{34, 64, {{4, 2}, {8, 5}}}, stopAll}}, {"-trick", {}}, {"-trick -stopall", {}},
         {"-trick 2 -stopall -stopvid", {{34, 64, {{4, 2}}}, stopVideo}},
         {"-res 010 -stopall", {{8, 64, {{4, 8}}}, stopAll}}, {"-res", {}},

@@ -17,7 +17,7 @@ class IrControl {
     IrControl(const IrControl&) = delete;
     IrControl& operator=(const IrControl&) = delete;
 
-    /// The thread's loop. \return 0 when it is told to end
+    /// The thread's loop. \return 0 once the object is being destroyed
     int ProcessIrKeys();
 
     /// Sends the keys to the last client of `pUdp`; null keeps them on the board.

@@ -53,7 +53,7 @@ constexpr int kKeyMenu = 16;
 constexpr int kKeyVolumeUp = 44;
 constexpr int kKeyVolumeDown = 45;
 
-/// A key on its way to the master.
+/// A key as sent to the master.
 struct KeyDatagram {
     char remoteStr[6];  ///< "REMOTE", without a terminator
     std::uint8_t remoteId;
@@ -67,7 +67,7 @@ static_assert(sizeof(KeyDatagram) == 12 && offsetof(KeyDatagram, remoteId) == 6 
               offsetof(KeyDatagram, systemCode) == 8 && offsetof(KeyDatagram, key) == 9 &&
               offsetof(KeyDatagram, repeat) == 10 && offsetof(KeyDatagram, crc) == 11);
 
-/// What every datagram starts from; the key's code is the one of a key that the table lacks.
+/// Initial content of a datagram; the key's code is the one for a key that the table lacks.
 constexpr KeyDatagram kKeyTemplate = {{'R', 'E', 'M', 'O', 'T', 'E'}, 0x01, 0x04, 0x00, 0x0F, 0x00, 0xCC};
 
 /// \return the key's row, or null
@@ -78,7 +78,7 @@ constexpr const RemoteKey* FindKey(int irCode) {
     return nullptr;
 }
 
-/// Codes ascend, and no two keys look alike to the master.
+/// Codes ascend, and no two keys have the same code for the master.
 constexpr bool KeysAreDistinct() {
     for (std::size_t i = 0; i < std::size(kRemoteKeys); ++i) {
         for (std::size_t later = i + 1; later < std::size(kRemoteKeys); ++later) {

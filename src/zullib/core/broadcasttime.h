@@ -4,14 +4,14 @@
 #include <atomic>
 #include <cstdint>
 
-/// GPS time as the broadcast tells it, and its conversion to the Modified Julian Date text of the command protocol.
+/// GPS time as broadcast, and its conversion to the Modified Julian Date text of the command protocol.
 /// The board's own clock plays no part, but for the tick. Set on the host's thread, read on any.
 class Time {
  public:
     /// The one instance, made at the first call with all fields zero, never freed.
     static Time* Self();
 
-    /// Stores what an STT tells; about once a minute of broadcast time it is logged.
+    /// Stores the content of an STT; about once a minute of broadcast time it is logged.
     /// \param systemTime      GPS seconds since 6 January 1980, 00:00:00 UTC
     /// \param gpsUtcOffset    seconds between GPS and UTC
     /// \param daylightSaving  the table's field, kept as it is

@@ -24,19 +24,19 @@ void OpenLogChannel(int port, const char* ip);
 /// Closes the log channel, if it is open.
 void CloseLogChannel();
 
-/// True when a `LOG` line goes anywhere at present; nothing of a line is evaluated otherwise.
+/// True when `LOG` has an output at present; otherwise its arguments aren't evaluated.
 inline bool LogIsWanted() {
     const int level = global_debug_flag.load(std::memory_order_relaxed);
     return level == 1 || (level == 2 && error_udp_sender.load(std::memory_order_relaxed) != nullptr);
 }
 
-/// Behind `LOG`: prints or sends one line by the level.
+/// Used by `LOG`: prints or sends one line by the level.
 [[gnu::format(printf, 1, 2)]] void LogLine(const char* format, ...);
 
-/// Behind `PANIC`: reports on standard error and on the log channel, and goes on.
+/// Used by `PANIC`: reports on standard error and on the log channel, and returns.
 [[gnu::format(printf, 4, 5)]] void PanicLine(int error, const char* file, int line, const char* format, ...);
 
-/// Counts what is reported whatever the log's level, or would be at another: `PANIC` and `LOG_SOMETIMES`.
+/// Counts reports regardless of the log's level: `PANIC` and `LOG_SOMETIMES`.
 extern std::atomic<unsigned> report_count;
 
 /// Logs a line by `global_debug_flag`; its arguments are evaluated only when it goes somewhere.
@@ -45,7 +45,7 @@ extern std::atomic<unsigned> report_count;
         if (LogIsWanted()) LogLine(__VA_ARGS__); \
     } while (false)
 
-/// Reports a failure, whatever the level, and goes on: what to do about it stands behind it.
+/// Reports a failure, whatever the level, and returns: the caller handles it.
 #define PANIC(...) PanicLine(errno, __FILE__, __LINE__, __VA_ARGS__)
 
 /// Logs a line that would repeat on the packet path: the first of every `interval` times it is reached.

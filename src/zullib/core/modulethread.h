@@ -4,7 +4,7 @@
 #include "core/log.h"
 #include "platform/thread.h"
 
-/// Starts a detached thread at the lowest round-robin priority; the log tells when the system refuses that policy.
+/// Starts a detached thread at the lowest round-robin priority; logs when the system refuses that policy.
 /// \return false when there is no thread; the caller reports it in its own words
 inline bool StartModuleThread(void* (*body)(void*), void* arg) {
     const platform::ThreadStart start = platform::StartThread(body, arg);

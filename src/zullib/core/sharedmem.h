@@ -31,7 +31,7 @@ class SharedMem {
     int GetCcStatus() { return 1; }     ///< \return 1, always
 
     /// Measures the CPU load over one second, which it blocks for. Command thread only.
-    /// \return percent; 0 when it can't be told
+    /// \return percent; 0 when it can't be measured
     int GetCpuUtilization();
 
  private:

@@ -152,7 +152,7 @@ char* SnmpLocal::SnmpSet(const char* cmd, ...) {
     return SnmpCom();
 }
 
-/// One exchange: exactly one request is under way, as an answer carries no number.
+/// One exchange: only one request is pending at a time, as answers aren't numbered.
 char* SnmpLocal::SnmpCom() {
     LOG("Txing SNMP msg %s\n", mSnmpMsg.text);
     if (!mSnmpMsqTxId.Send(mSnmpMsg.msg_type, mSnmpMsg.text, std::strlen(mSnmpMsg.text) + kSentBehindText, 0)) {
@@ -169,7 +169,7 @@ char* SnmpLocal::SnmpCom() {
     return SnmpProcessResponse();
 }
 
-/// Finds the value in an answer such as `OID = TYPE: "value" `, and cuts the text behind it.
+/// Finds the value in an answer such as `OID = TYPE: "value" `, and cuts the text after it.
 char* SnmpLocal::SnmpProcessResponse() {
     if (std::strchr(mSnmpMsg.text, '=') == nullptr) {
         PANIC("could not find a '=' in snmp response");
@@ -180,7 +180,7 @@ char* SnmpLocal::SnmpProcessResponse() {
         PANIC("could not find a ':' in snmp response");
         return nullptr;
     }
-    // One character behind the colon is stepped over; there may be nothing behind it.
+    // Skips one character after the colon; there may be none.
     char* value = colon + std::min<std::size_t>(2, std::strlen(colon));
     if (*value == '"') ++value;
     value[std::strcspn(value, "\r\n")] = '\0';

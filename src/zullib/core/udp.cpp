@@ -24,9 +24,9 @@ constexpr int kLastMulticast = 239;
 
 sockaddr* Generic(sockaddr_in* address) { return reinterpret_cast<sockaddr*>(address); }
 
-constexpr int kFirstFreeDescriptor = 3;  // behind those of the standard streams
+constexpr int kFirstFreeDescriptor = 3;  // after the standard streams
 
-/// Opens a socket whose descriptor isn't 0, which stands for none: a host may have closed its standard input.
+/// Opens a socket whose descriptor isn't 0, which means none: a host may have closed its standard input.
 /// \return the descriptor, or -1 with `errno`
 int OpenSenderSocket() {
     const int opened = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);

@@ -45,7 +45,7 @@ int RunLength(const UdpSender::Datagram* datagrams, int count) {
     return length;
 }
 
-/// What goes along with a message to tell the size that it is to be cut by.
+/// The control message with the size of the segments.
 class CutSize {
  public:
     void GoWith(msghdr& message, int size) {
@@ -78,9 +78,9 @@ bool UdpSender::KernelCuts() const {
     return knows;
 }
 
-/// Forbids routers to fragment what is sent, as they are forbidden for each datagram by itself; or leaves it to the
-/// kernel. For a run it goes by the length of the whole message, and would allow it, with one identification for
-/// several datagrams.
+/// Sets "don't fragment", as each datagram alone would have it, or leaves it to the kernel. For a segmented message the
+/// kernel decides by the length of the whole message: it would allow fragments, with one identification for several
+/// datagrams.
 void UdpSender::ForbidFragments(bool forbid) {
     if (forbid == mForbidsFragments) return;
     const int error = errno;
@@ -108,7 +108,7 @@ int UdpSender::SendMessages(const Datagram* datagrams, int count) {
     return sent > 0 ? ends[sent - 1] : sent;
 }
 
-/// Sends by as few messages as the way out takes. \return as SendMessages
+/// Sends with segmentation offload; falls back to one message per datagram. \return as SendMessages
 int UdpSender::SendBatch(const Datagram* datagrams, int count) {
     const int error = errno;
     ForbidFragments(mCuts && std::all_of(datagrams, datagrams + count,

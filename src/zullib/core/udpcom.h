@@ -17,7 +17,7 @@ class UdpServer {
     /// Opens and binds the socket, after closing one that is open.
     /// \param port   local port, host order
     /// \param group  null, or text; when its first number lies in 224 to 239 the socket joins that multicast group
-    /// \return false when the socket can't be had, bound or joined; reported on standard error
+    /// \return false when the socket can't be created, bound or joined; reported on standard error
     bool Connect(std::uint16_t port, const char* group = nullptr);
 
     /// Stops taking what is sent to groups that other processes of the board joined on this port.
@@ -27,7 +27,7 @@ class UdpServer {
     /// \return true only when one can be read; false on time-out, and on failure with a line on standard error
     bool WaitForData(int seconds, int microseconds);
 
-    /// Takes one datagram and writes a zero byte behind it; its source becomes the target of `Reply`.
+    /// Takes one datagram and adds a terminating zero byte; its source becomes the target of `Reply`.
     /// \param buffer  room for `size` + 1 bytes
     /// \param flags   as of recvfrom
     /// \return bytes received, or a negative number with "recvfrom()" on standard error; `buffer` is then untouched
@@ -46,7 +46,7 @@ class UdpServer {
     int GetLastClientPort() const;
 
     /// Hardware address of a network interface; needs an open socket.
-    /// \return twelve lower-case hexadecimal digits in one static buffer; what stood there before on failure, first ""
+    /// \return twelve lower-case hexadecimal digits in one static buffer; unchanged on failure, initially ""
     char* GetSelfMacAddress(const char* interface);
 
  private:
@@ -72,8 +72,8 @@ class UdpSender {
     /// Aims the sender; a socket that is open is kept.
     /// \param peerPort  of the peer, host order
     /// \param ip           dotted address, at most 15 characters are taken
-    /// \return false when the socket can't be had or the address isn't one; reported on standard error, and sends then
-    /// fail
+    /// \return false when the socket can't be created or the address is invalid; reported on standard error, and later
+    /// sends fail
     bool Connect(std::uint16_t peerPort, const char* ip);
 
     /// Sends one datagram.

@@ -1,4 +1,4 @@
-// The real machine behind machine.h.
+// The real machine for machine.h.
 #include "platform/machine.h"
 
 #include <poll.h>

@@ -14,11 +14,11 @@ constexpr std::size_t kMaxMessage = 2048;
 class MsgQueue {
  public:
     /// Opens the queue, creating it if needed, with read and write rights for everybody.
-    /// \return false when it can't be had; `errno` tells why
+    /// \return false when it can't be created; `errno` has the reason
     bool Create(int key);
 
     /// Opens a queue that another process owns.
-    /// \return false when it doesn't exist or can't be opened; `errno` tells why
+    /// \return false when it doesn't exist or can't be opened; `errno` has the reason
     bool Open(int key);
 
     /// Sends one message; starts again after an interrupting signal.

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int kMaxParameters = 384;  ///< bytes behind a command number
+constexpr int kMaxParameters = 384;  ///< bytes after a command number
 constexpr int kSentBehind = 4;       ///< zero bytes more
 constexpr int kMaxWords = 256;
 
@@ -129,7 +129,7 @@ int Main(int argc, char** argv) {
 }
 
 void m710cmmd(char* arg) {
-    static char name[] = "m7";  // stands where a program's name would, and matches no option
+    static char name[] = "m7";  // in place of a program's name; matches no option
     char* table[kMaxWords];     // of this call: a host may give orders while the command thread does
     std::printf("m710cmmd %s\n", arg);
     int argc = 0;

@@ -200,7 +200,7 @@ constexpr bool WordsAreDistinct() {
 }
 static_assert(WordsAreDistinct());
 
-/// What an order reads lies in the record and behind its number; what it sends can be copied and holds all its fields.
+/// Each order's fields lie within the record and after its number, and within the bytes that it sends.
 constexpr bool OrderHolds(const PlayerOption& option) {
     constexpr int kHead = sizeof(std::int32_t);
     int sent = option.size;

@@ -1,4 +1,4 @@
-/// The options of the player's language: what stands behind each, and the order that it becomes.
+/// The options of the player's language: the words after each, and the order that it becomes.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 #include "kbl_interprocess.h"
 #include "playback/playerwords.h"
 
-/// A record with room behind it, as the longest orders copy past its end.
+/// A record with padding, as the longest orders copy past its end.
 struct PaddedRecord {
     sMSG_COMMON_FORMAT record;
     char padding[8];
@@ -22,13 +22,13 @@ struct Destination {
 constexpr Destination kPlayer = {1234, 2};
 constexpr Destination kDaemon = {1240, 20};  ///< the system daemon's
 
-/// How the word behind an option is read. Numbers are decimal, 0x hexadecimal or leading-zero octal, unless told.
+/// How the word after an option is read. Numbers are decimal, 0x hexadecimal or leading-zero octal, unless stated.
 enum class Kind : std::uint8_t {
     kUnread,        ///< must be there, and is all the same
     kSigned,        ///< number
     kUnsigned,      ///< number
-    kNotZero,       ///< unsigned number; 0 stands for the one that an absent word gives
-    kPort,          ///< unsigned number, or-ed into what stands there
+    kNotZero,       ///< unsigned number; 0 is replaced by the value of an absent word
+    kPort,          ///< unsigned number, or-ed into the field
     kHex,           ///< hexadecimal, with or without a prefix
     kUpperHex,      ///< hexadecimal, shifted into the upper 16 bits
     kMode,          ///< unsigned number, a layer's xyMode; marks that layer as given
@@ -38,11 +38,11 @@ enum class Kind : std::uint8_t {
     kUnterminated,  ///< text, cut to its field
 };
 
-/// One word behind an option.
+/// One word after an option.
 struct OptionWord {
     Kind kind;
     std::uint16_t offset = 0;  ///< of its field in the record
-    std::int32_t absent = 0;   ///< number that stands in the field when there is no word
+    std::int32_t absent = 0;   ///< value of the field when there is no word
     std::uint16_t size = 4;    ///< bytes of its field
 
     constexpr bool IsText() const { return kind == Kind::kText || kind == Kind::kName || kind == Kind::kUnterminated; }
@@ -57,7 +57,7 @@ struct FixedField {
 /// What the scan does when a word that must be there isn't.
 enum class Missing : std::uint8_t {
     kDropLine,  ///< reads nothing more of the line
-    kDropWord,  ///< goes on behind the word that stands there instead
+    kDropWord,  ///< continues after the word found instead
 };
 
 constexpr std::int32_t kNoOrder = -1;
@@ -67,7 +67,7 @@ struct PlayerOption;
 
 /// Fills the option's record from its words, and sends it.
 /// \param at  place of the option word
-/// \return place of the word that the scan goes on with: behind the option's words when all were there, else behind the
+/// \return index of the word where the scan continues: after the option's words when all were there, else after the
 ///         word that ended them, whatever it was; or kEndOfLine
 int RunOrder(const PlayerOption& option, const Words& words, int at);
 
@@ -82,7 +82,7 @@ struct PlayerOption {
     int required = 0;  ///< leading words that must be there
     std::span<const OptionWord> words{};
     std::span<const FixedField> fixed{};
-    Print print = nullptr;  ///< line on standard output before the order leaves
+    Print print = nullptr;  ///< line on standard output before the order is sent
     Missing missing = Missing::kDropLine;
     Run run = RunOrder;
     bool oneMore = false;  ///< steps over one more word when all were there
