@@ -3,13 +3,14 @@
 #include <benchmark/benchmark.h>
 
 #include "core/log.h"
+#include "core/udpcom.h"
 #include "filter/tsfilter.h"
 #include "guide/tunermanager.h"
+#include "psip/crc32.h"
 #include "psip/multiplestring.h"
 #include "psip/tablecollector.h"
 #include "psip_sections.h"
 #include "tables.h"
-#include "core/udpcom.h"
 
 #ifdef ZUL_HAS_UCSI
 #include <libucsi/atsc/types.h>
@@ -68,10 +69,8 @@ void BM_Collector(benchmark::State& state, Table table, bool newVersions) {
         for (std::size_t at = 0; at < packets.size(); at += transport::kPacket) {
             const Bytes packet(&packets[at], transport::kPacket);
             const bool start = (packet[1] & 0x40) != 0;
-            int tableId = 0;
-            benchmark::DoNotOptimize(collector.CollectPsipSection(static_cast<std::uint16_t>(Pid(table)),
-                                                                  packet.subspan(start ? 5 : 4), start,
-                                                                  packet[3] & 0x0F, &tableId));
+            benchmark::DoNotOptimize(collector.CollectPsipSection(
+                static_cast<std::uint16_t>(Pid(table)), packet.subspan(start ? 5 : 4), start, packet[3] & 0x0F));
         }
     }
     Report(state, table);
@@ -86,8 +85,7 @@ void BM_Hostile(benchmark::State& state) {
     for (auto _ : state) {
         section[6] = static_cast<std::uint8_t>(next);
         const auto pid = static_cast<std::uint16_t>(next++ >> 8 & 0x1FFF);
-        int tableId = 0;
-        benchmark::DoNotOptimize(collector.CollectPsipSection(pid, section, true, 0, &tableId));
+        benchmark::DoNotOptimize(collector.CollectPsipSection(pid, section, true, 0));
     }
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()));
 }

@@ -6,6 +6,7 @@
 #include "filter/tsfilter.h"
 #include "guide/tunermanager.h"
 #include "psip/tablecollector.h"
+#include "psip/tableids.h"
 #include "zul.h"
 
 /// Opens the filter's inside, as to the tests of its room.
@@ -25,14 +26,14 @@ class TsFilterTest {
     static void Analyse(TsFilter& filter, Bytes section, unsigned pid) {
         const platform::MutexLock lock(filter.mMutex);
         switch (section[0]) {
-            case 0x00: filter.AnalyzePat(section); break;
-            case 0x02: filter.AnalyzePmt(section, static_cast<int>(pid)); break;
-            case 0xC7: filter.AnalyzeSectionMgt(section); break;
-            case 0xC8:
-            case 0xC9: filter.AnalyzeSectionVct(section); break;
-            case 0xCB: filter.AnalyzeSectionEit(section); break;
-            case 0xCC: filter.AnalyzeSectionEtt(section); break;
-            case 0xCD: filter.AnalyzeSectionStt(section); break;
+            case kTablePat: filter.AnalyzePat(section); break;
+            case kTablePmt: filter.AnalyzePmt(section, static_cast<std::uint16_t>(pid)); break;
+            case kTableMgt: filter.AnalyzeSectionMgt(section); break;
+            case kTableTvct:
+            case kTableCvct: filter.AnalyzeSectionVct(section); break;
+            case kTableEit: filter.AnalyzeSectionEit(section); break;
+            case kTableEtt: filter.AnalyzeSectionEtt(section); break;
+            case kTableStt: filter.AnalyzeSectionStt(section); break;
             default: break;
         }
     }

@@ -53,8 +53,7 @@ void WriteStream(const std::string& name, const Blob& stream) {
         const bool start = (packet[1] & 0x40) != 0 && packet[payload] == 0;
         const Blob piece(packet.begin() + payload + (start ? 1 : 0), packet.end());
         if (start && DoorOf(piece[0]).empty()) continue;
-        int table = 0;
-        const Bytes whole = collector.CollectPsipSection(pid, piece, start, packet[3] & 0xF, &table);
+        const Bytes whole = collector.CollectPsipSection(pid, piece, start, packet[3] & 0xF);
         const Blob section(whole.begin(), whole.end());
         const std::string door = section.empty() ? "" : DoorOf(section[0]);
         if (door.empty() || section.size() > 1100 || !seen.emplace(section.begin(), section.end()).second ||

@@ -6,7 +6,7 @@
 #include <iterator>
 #include <vector>
 
-#include "psip/tablecollector.h"
+#include "psip/crc32.h"
 
 namespace transport {
 

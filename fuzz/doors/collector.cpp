@@ -13,8 +13,7 @@ void Fill(TableCollector& collector) {
     for (unsigned i = 0; i < TableCollector::kMaxSections; ++i) {
         const std::uint8_t size = i % 2 == 0 ? 9 : 100;
         const Block head{0xC0, 0xF0, size, 0, 0, 0xC1, static_cast<std::uint8_t>(i), 0, 1, 2, 3, 4};
-        int tableId = 0;
-        collector.CollectPsipSection(static_cast<std::uint16_t>(i / 256), head, true, 0, &tableId);
+        collector.CollectPsipSection(static_cast<std::uint16_t>(i / 256), head, true, 0);
     }
 }
 
@@ -28,9 +27,7 @@ void Collector(Input& input, unsigned flags) {
         const std::uint8_t head = input.Byte();
         const std::uint8_t continuity = input.Byte();
         const Block piece = input.Take(std::min<std::size_t>(input.Byte(), 184));
-        int tableId = 0;
-        const Bytes section = collector.CollectPsipSection(head % 8, piece, head >= 128, continuity, &tableId);
-        Promise(tableId == (section.empty() ? -1 : section[0]), "table_id goes with the section");
+        const Bytes section = collector.CollectPsipSection(head % 8, piece, head >= 128, continuity);
         if (section.empty()) continue;
         Promise(section.size() >= kCrcSize && section.size() == kSectionHead + SectionLength(section),
                 "a section is as long as it says");

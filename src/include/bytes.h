@@ -54,6 +54,9 @@ inline Bytes WholeSection(const std::uint8_t* section) {
     return Bytes(section, kSectionHead + SectionLength(Bytes(section, kSectionHead)));
 }
 
+/// Largest section_length of a PAT or PMT (ISO/IEC 13818-1, 2.4.4.3 and 2.4.4.8).
+constexpr std::size_t kMaxPsiSectionLength = 1021;
+
 /// A section without its CRC_32; empty when it is too short to have one.
 constexpr Bytes WithoutCrc(Bytes section) {
     return section.first(section.size() < kCrcSize ? 0 : section.size() - kCrcSize);

@@ -4,7 +4,7 @@
 #include <random>
 #include <vector>
 
-#include "psip/tablecollector.h"
+#include "psip/crc32.h"
 
 namespace {
 

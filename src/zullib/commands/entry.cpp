@@ -9,6 +9,7 @@
 #include "core/version.h"
 #include "filter/tsfilter.h"
 #include "platform/machine.h"
+#include "psip/tableids.h"
 #include "zul.h"
 
 std::atomic<bool> process_pat{false};
@@ -18,9 +19,6 @@ namespace {
 constexpr int kHostBlockSize = 128;
 constexpr unsigned kLostPerLine = 512;
 constexpr std::int64_t kWatchdogInterval = 5 * platform::kSecond;
-
-constexpr std::uint8_t kTableIdPat = 0x00;
-constexpr std::uint8_t kTableIdPmt = 0x02;
 
 /// The filter that `Zul_Filter` calls, null until it is complete, and its role.
 std::atomic<TsFilter*> static_tsptr{nullptr};
@@ -88,8 +86,8 @@ void HandOver(unsigned char* data, unsigned int len) {
     }
     if (!process_pat.load(std::memory_order_acquire)) return;
     switch (data[0]) {
-        case kTableIdPat: filter->AnalyzeSectionPat(data); break;
-        case kTableIdPmt: filter->AnalyzeSectionPmt(data, 0); break;
+        case kTablePat: filter->AnalyzeSectionPat(data); break;
+        case kTablePmt: filter->AnalyzeSectionPmt(data, 0); break;
         default: PANIC("Receiver got bad section 0x%x\n", data[0]);
     }
 }

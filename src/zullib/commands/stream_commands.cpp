@@ -19,7 +19,6 @@ constexpr std::size_t kSavedUnitSize = 255;  ///< bytes kept of a UNIT command, 
 constexpr std::int64_t kRestartWait = 100 * platform::kMillisecond;
 constexpr std::int64_t kSlotWait = platform::kSecond;
 constexpr std::int64_t kSectionsWait = 200 * platform::kMillisecond;  ///< for a section that is being analysed
-constexpr int kAllStreams = -1;
 constexpr int kMaxPacketSize = 32768;  ///< bytes
 constexpr int kCutLimit = 48;          ///< characters of UNIT2 in which the third comma is looked for
 
@@ -76,10 +75,10 @@ char* CommandManager::ProcessSelectChannelsToStream(char* cmd, bool save) {
 /// \return false when the sub-command is refused or its stream can't be started; the stops have happened then
 bool CommandManager::RunStreamCommand(char cmdId, char* parameters) {
     switch (cmdId) {
-        case '0': return mpTsf->StopMulticast(kAllStreams, true);
+        case '0': return mpTsf->StopMulticast(TsFilter::kAllStreams, true);
         case '2': CutAtThirdComma(parameters); [[fallthrough]];
         case '1':
-            mpTsf->StopMulticast(kAllStreams, true);
+            mpTsf->StopMulticast(TsFilter::kAllStreams, true);
             platform::Sleep(kRestartWait);
             return StartStream(0, parameters);
         case '3': PANIC("This command is only for receiver\n"); return false;

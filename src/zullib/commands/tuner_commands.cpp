@@ -12,7 +12,6 @@
 namespace {
 
 constexpr std::int64_t kTuneWait = platform::kSecond;
-constexpr int kAllStreams = -1;
 
 constexpr char finito[] = "ffff\r\nOK\r\n";  ///< ends the SCAL report, including its zero byte
 constexpr int kReportPiece = 1024;           ///< bytes after which a piece of the report is sent
@@ -90,7 +89,7 @@ char* CommandManager::ProcessTunerScanBlindCommand(Request request) {
             return mKo;
         }
         mpTunerManager->SetTunerForwarding(mpServer.get());
-        mpTsf->StopMulticast(kAllStreams, true);
+        mpTsf->StopMulticast(TsFilter::kAllStreams, true);
         mpTunerManager->BlindScan(static_cast<TunerManager::ScanTypeEnum>(num));
         return nullptr;
     }

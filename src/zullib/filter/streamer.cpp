@@ -191,7 +191,7 @@ void Streamer::AddProgramToList(std::uint16_t programId, std::uint16_t pid) {
 }
 
 bool Streamer::SetPacketSize(int packetSize) {
-    mPacketSize = packetSize / kTransportPacket * kTransportPacket;
+    mPacketSize = packetSize / kPacketSize * kPacketSize;
     return true;
 }
 

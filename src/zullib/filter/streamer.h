@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "core/udpcom.h"
+#include "psip/packet.h"
 
 /// Collects the packets that the filter routes to it and sends a datagram when `mPacketSize` bytes wait. The datagrams
 /// that one host buffer completes leave together, which costs less than half of sending each by itself, and from the
@@ -81,9 +82,8 @@ class Streamer {
  private:
     friend class TsFilter;  // builds the private PAT in place
 
-    static constexpr int kTransportPacket = 188;  ///< bytes
-    static constexpr int kMostDatagrams = 64;     ///< that wait for `Flush`
-    static constexpr int kMostPieces = 512;       ///< of them and of the datagram that is being filled
+    static constexpr int kMostDatagrams = 64;  ///< that wait for `Flush`
+    static constexpr int kMostPieces = 512;    ///< of them and of the datagram that is being filled
 
     void Refuse(int len);
     void AddPiece(const std::uint8_t* data, int len) {

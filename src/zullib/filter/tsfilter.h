@@ -14,19 +14,15 @@
 #include "filter/streamer.h"
 #include "guide/scanfilter.h"
 #include "platform/mutex.h"
+#include "psip/packet.h"
 
+struct PatEntry;
 class Statistics;
 class TableCollector;
 class Time;
 class TunerManager;
 
-constexpr int kPacketSize = 188;  ///< bytes of a transport packet (ISO/IEC 13818-1, 2.4.3)
-constexpr std::uint8_t kSyncByte = 0x47;
-constexpr std::uint16_t kPids = 8192;
-constexpr std::uint16_t kPatPid = 0x0000;
-constexpr std::uint16_t kNullPid = 0x1FFF;
-constexpr std::uint16_t kPsipBasePid = 0x1FFB;  ///< ATSC A/65, 4.1: MGT, VCT and STT
-constexpr int kStreams = 8;                     ///< slots of the stream table, stream id 0 to 7
+constexpr int kStreams = 8;  ///< slots of the stream table, stream id 0 to 7
 
 /// What the transport_scrambling_control bits of a PID showed.
 enum PacketScrambleEnum { eNotKnown = 0, eClear = 1, eScrambled = 2 };
@@ -116,7 +112,7 @@ class TsFilter final : public ScanFilter {
     /// Puts all rows back to their start; lists that are left are deleted.
     void CleanPacketIdMap() EXCLUDES(mMutex);
     /// \return offset of a packet's payload, 0 for none; not checked
-    static unsigned int GetTsPayloadIndex(const unsigned char* packetPtr, int packetId);
+    static unsigned int GetTsPayloadIndex(const unsigned char* packetPtr, std::uint16_t packetId);
     /// Toggles a debug flag that nothing acts on.
     void ToggleDebugSimpleStream() { m_dbg_simple_stream = !m_dbg_simple_stream; }
     /// Feeds the filter from a file in place of the host's data, or from the host again with null; closes the old file.
@@ -133,7 +129,7 @@ class TsFilter final : public ScanFilter {
     bool AnalyzeSectionPat(unsigned char* sectionPtr) EXCLUDES(mMutex);
     /// Analyses a PMT that the host hands over. \param packetPtr  a whole section \param packetId  its PID, 0 on a
     /// receiver \return false when its section_length is refused
-    bool AnalyzeSectionPmt(unsigned char* packetPtr, int packetId) EXCLUDES(mMutex);
+    bool AnalyzeSectionPmt(unsigned char* packetPtr, std::uint16_t packetId) EXCLUDES(mMutex);
 
     // The stream table: tsfilter_streams.cpp, tsfilter_multicast.cpp. Stream ids are 0 to 7.
     /// Makes a stream, or gives an existing one a new destination. \return false for an id out of range or a full slot
@@ -151,7 +147,9 @@ class TsFilter final : public ScanFilter {
     /// \return false when one of the first three fields is missing, the address or the id is bad; nothing was changed
     /// then
     bool StartMulticast(int streamId, char* cmd) EXCLUDES(mMutex);
-    /// Stops one stream, or all with -1; the filter goes on while another is left and `really` is true. \return true
+    static constexpr int kAllStreams = -1;
+    /// Stops one stream, or all with kAllStreams; with `really`, the filter keeps running while another one is left.
+    /// \return true
     bool StopMulticast(int streamId, bool really) EXCLUDES(mMutex);
     /// Stops the filter and all streams; with `enter` true starts the filter afresh. \return true
     bool EnterScanMode(bool enter) override EXCLUDES(mMutex);
@@ -189,30 +187,30 @@ class TsFilter final : public ScanFilter {
     void RouteInStep(const std::uint8_t* packet) REQUIRES(mMutex);
     std::optional<std::size_t> FindSync(Bytes buffer, std::size_t from) REQUIRES(mMutex);
     void FinishBuffer(Bytes tail) REQUIRES(mMutex);
-    void RouteBy(unsigned pid) REQUIRES(mMutex);
+    void RouteBy(std::uint16_t pid) REQUIRES(mMutex);
     void Forward(Bytes bytes) REQUIRES(mMutex);
     void FlushStreams() REQUIRES(mMutex);
     void CleanRows() REQUIRES(mMutex);
 
-    // From packet to section, and from section to its analyser: tsfilter_analysis.cpp
-    bool AnalyzePacket(const unsigned char* packetPtr, int packetId) REQUIRES(mMutex);
+    // From a packet to its payload, to a section, to the section's analyser: tsfilter_analysis.cpp
+    bool AnalyzePacket(const unsigned char* packetPtr, std::uint16_t packetId) REQUIRES(mMutex);
+    void AnalyzePayload(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity) REQUIRES(mMutex);
+    void AnalyzeSection(Bytes section, std::uint16_t pid) REQUIRES(mMutex);
     void FileInGuide(Bytes section, bool (TsFilter::*analyze)(Bytes)) REQUIRES(mMutex);
-    bool CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity)
-        REQUIRES(mMutex);
-    void FileSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity) REQUIRES(mMutex);
 
     // PAT: tsfilter_pat.cpp. Sections are whole, cut to their own length.
     bool AnalyzePat(Bytes section) REQUIRES(mMutex);
     void AnalyzePatInFull(Bytes section, const StreamerList& streams) REQUIRES(mMutex);
-    void AnalyzePatEntry(Bytes entry, std::size_t offset, std::uint16_t transportId, const StreamerList& streams)
-        REQUIRES(mMutex);
+    void AnalyzePatEntry(const PatEntry& entry, std::size_t offset, std::uint16_t transportId,
+                         const StreamerList& streams) REQUIRES(mMutex);
     void FinishPrivatePats(std::size_t sectionSize, const StreamerList& streams) REQUIRES(mMutex);
     static void SendPrivatePats(const StreamerList& streams);
     static int PacketizeSection(std::uint16_t pid, int* continuity, Bytes section, std::uint8_t* packetized_buffer);
 
     // PMT and descriptors: tsfilter_pmt.cpp, tsfilter_descriptors.cpp
-    bool AnalyzePmt(Bytes section, int packetId) REQUIRES(mMutex);
-    bool AnalyzePmtProgramInfoLoop(Bytes loop, int packetMapPid, std::uint16_t program_number) REQUIRES(mMutex);
+    bool AnalyzePmt(Bytes section, std::uint16_t packetId) REQUIRES(mMutex);
+    bool AnalyzePmtProgramInfoLoop(Bytes loop, std::uint16_t packetMapPid, std::uint16_t program_number)
+        REQUIRES(mMutex);
     bool AnalyzeDescriptor(Bytes loop, std::uint16_t pid, int caller) REQUIRES(mMutex);
     bool IsReported(const PacketIdMapType& row) const;
     void AnalyzeDescriptorLanguage(Bytes body, std::size_t descriptor_length, std::uint16_t pid) REQUIRES(mMutex);
@@ -222,6 +220,7 @@ class TsFilter final : public ScanFilter {
     bool AnalyzeSectionMgt(Bytes section) REQUIRES(mMutex);
     bool AnalyzeSectionVct(Bytes section) REQUIRES(mMutex);
     bool AnalyzeSectionStt(Bytes section) REQUIRES(mMutex);
+    // These two return true when nothing was reported, so that a repetition needs no analysis.
     bool AnalyzeSectionEit(Bytes section) REQUIRES(mMutex);
     bool AnalyzeSectionEtt(Bytes section) REQUIRES(mMutex);
 
@@ -230,7 +229,6 @@ class TsFilter final : public ScanFilter {
     void AddStreamerToUnidentified(Streamer* streamer) REQUIRES(mMutex);
     bool Attach(PacketIdMapType& row, Streamer* streamer) REQUIRES(mMutex);
     void Detach(PacketIdMapType& row, int streamId) REQUIRES(mMutex);
-    Streamer* FindStream(int streamId) REQUIRES(mMutex);
     bool Deactivate(int streamId) EXCLUDES(mSlotMutex) NO_THREAD_SAFETY_ANALYSIS;
     void RestartCollector() EXCLUDES(mMutex);
     int LowestStream() EXCLUDES(mMutex);

@@ -1,9 +1,11 @@
 // From a packet to its section payload, and from a section to the analyser of its table.
-#include "core/log.h"
 #include <new>
+
+#include "core/log.h"
 #include "filter/tsfilter.h"
 #include "guide/tunermanager.h"
 #include "psip/tablecollector.h"
+#include "psip/tableids.h"
 
 namespace {
 
@@ -23,13 +25,13 @@ bool CarriesSections(const PacketIdMapType& row) {
 
 }  // namespace
 
-unsigned int TsFilter::GetTsPayloadIndex(const unsigned char* packetPtr, int /*packetId*/) {
+unsigned int TsFilter::GetTsPayloadIndex(const unsigned char* packetPtr, std::uint16_t /*packetId*/) {
     if ((packetPtr[3] & kHasPayload) == 0) return 0;
     if ((packetPtr[3] & kHasAdaptation) == 0) return kHeadSize;
     return packetPtr[4] + kHeadSize + 1u;
 }
 
-bool TsFilter::AnalyzePacket(const unsigned char* packetPtr, int packetId) {
+bool TsFilter::AnalyzePacket(const unsigned char* packetPtr, std::uint16_t packetId) {
     unsigned payloadIndex = GetTsPayloadIndex(packetPtr, packetId);
     if (payloadIndex < kHeadSize || payloadIndex >= kPacketSize) {
         if (mPayloadIndexDrops++ % kDropsPerLine == 0)
@@ -50,65 +52,56 @@ bool TsFilter::AnalyzePacket(const unsigned char* packetPtr, int packetId) {
             return false;
         }
     }
-    PacketIdMapType& row = mPacketIdMap[static_cast<unsigned>(packetId)];
+    PacketIdMapType& row = mPacketIdMap[packetId];
     if (row.scrambling == eNotKnown) row.scrambling = (packetPtr[3] & kScramblingControl) == 0 ? eClear : eScrambled;
 
     if (packetId != kPatPid && packetId != kPsipBasePid && !CarriesSections(row)) return true;
     const Bytes packet(packetPtr, kPacketSize);
     const Bytes payload = packet.subspan(payloadIndex);
-    const auto pid = static_cast<std::uint16_t>(packetId);
     const std::uint8_t continuity = packetPtr[3] & kContinuity;
     if (pointer == 0) {
-        CollectPsipSection(pid, payload, unitStart, continuity);
+        AnalyzePayload(packetId, payload, unitStart, continuity);
         return true;
     }
     LOG("PSIP Remainder And New Section in pid 0x%x continuity %d: payloadLength %d, nextSessionPos %u\n", packetId,
         continuity, static_cast<int>(payload.size()), nextSectionPos);
-    CollectPsipSection(pid, payload, false, continuity);
-    CollectPsipSection(pid, packet.subspan(nextSectionPos), true, continuity | kCountedAlready);
+    AnalyzePayload(packetId, payload, false, continuity);
+    AnalyzePayload(packetId, packet.subspan(nextSectionPos), true, continuity | kCountedAlready);
     return true;
 }
 
-/// Files an EIT or ETT, unless the guide holds what is in it. With the log on, and where filing reports something, each
-/// repetition is filed, and told, anew.
+/// Collects a piece of payload, and analyses the section that it completes.
+/// \param data        from the piece's first byte to the end of the packet
+/// \param continuity  the packet's counter; kCountedAlready added for a packet's second piece
+void TsFilter::AnalyzePayload(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity) {
+    try {
+        const Bytes section = mpTableCollector->CollectPsipSection(pid, data, startOfSection, continuity);
+        if (!section.empty()) AnalyzeSection(section, pid);
+    } catch (const std::bad_alloc&) {
+        if (mLostForMemory++ % kDropsPerLine == 0) PANIC("No memory for tables: DROP %u", mLostForMemory);
+    }
+}
+
+/// Hands a whole section to the analyser of its table; others are ignored.
+void TsFilter::AnalyzeSection(Bytes section, std::uint16_t pid) {
+    switch (section[0]) {
+        case kTablePat: AnalyzePat(section); break;
+        case kTablePmt: AnalyzePmt(section, pid); break;
+        case kTableMgt: AnalyzeSectionMgt(section); break;
+        case kTableTvct:
+        case kTableCvct: AnalyzeSectionVct(section); break;
+        case kTableEit: FileInGuide(section, &TsFilter::AnalyzeSectionEit); break;
+        case kTableEtt: FileInGuide(section, &TsFilter::AnalyzeSectionEtt); break;
+        case kTableStt: AnalyzeSectionStt(section); break;
+        default: break;
+    }
+}
+
+/// Files an EIT or ETT, unless the guide already holds its contents. With the log on, and where the analyser reports
+/// something, each repetition is filed and reported again.
 void TsFilter::FileInGuide(Bytes section, bool (TsFilter::*analyze)(Bytes)) {
     const auto print = FiledSections::PrintOf(section);
     const std::uint32_t changes = mpTunerManager->GuideChanges();
     if (mFiledSections.Hold(print, changes) && !LogIsWanted()) return;
-    const unsigned reports = report_count.load(std::memory_order_relaxed);
-    (this->*analyze)(section);
-    if (report_count.load(std::memory_order_relaxed) == reports) mFiledSections.Note(print, changes);
-}
-
-bool TsFilter::CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity) {
-    try {
-        FileSection(pid, data, startOfSection, continuity);
-    } catch (const std::bad_alloc&) {
-        if (mLostForMemory++ % kDropsPerLine == 0) PANIC("No memory for tables: DROP %u", mLostForMemory);
-    }
-    return true;
-}
-
-void TsFilter::FileSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity) {
-    int tableId = -1;
-    const Bytes section = mpTableCollector->CollectPsipSection(pid, data, startOfSection, continuity, &tableId);
-    if (section.empty()) return;
-    switch (tableId) {
-        case 0x00: AnalyzePat(section); break;
-        case 0x02: AnalyzePmt(section, pid); break;
-        case 0xC0:  // Program Information Message
-        case 0xC1:  // Program Name Message
-        case 0xC2:  // Network Information Message
-        case 0xC3:  // Network Text Message
-        case 0xC4:  // Virtual Channel Message
-        case 0xC5:  // System Time Message
-            break;  // known, and nothing in them is used
-        case 0xC7: AnalyzeSectionMgt(section); break;
-        case 0xC8:
-        case 0xC9: AnalyzeSectionVct(section); break;
-        case 0xCB: FileInGuide(section, &TsFilter::AnalyzeSectionEit); break;
-        case 0xCC: FileInGuide(section, &TsFilter::AnalyzeSectionEtt); break;
-        case 0xCD: AnalyzeSectionStt(section); break;
-        default: break;
-    }
+    if ((this->*analyze)(section)) mFiledSections.Note(print, changes);
 }

@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::int64_t kTableFillWait = 5 * platform::kSecond;  ///< the PID table fills from the new channel
 constexpr std::int64_t kStopWait = 100 * platform::kMillisecond;
-constexpr int kAllStreams = -1;
 
 }  // namespace
 

@@ -1,13 +1,5 @@
 // PAT analysis (ISO/IEC 13818-1, 2.4.4.3): programmes for the PID table and the store, and the PAT of each stream's
 // own, in which the programmes that the stream doesn't carry are blanked.
-//
-// PAT section:
-//     byte  0     table_id
-//     bytes 1-2   section_length (12 bits)
-//     bytes 3-4   transport_stream_id
-//     byte  5     version_number in bits 1 to 5
-//     bytes 8-    entries of 4 bytes: program_number, reserved (3 bits), program_map_PID (13)
-//     last 4      CRC_32
 #include <algorithm>
 #include <cstring>
 
@@ -15,14 +7,10 @@
 #include "core/statistics.h"
 #include "filter/tsfilter.h"
 #include "guide/tunermanager.h"
-#include "psip/tablecollector.h"
+#include "psip/crc32.h"
+#include "psip/pat.h"
 
 namespace {
-
-constexpr std::size_t kMaxSectionLength = 1021;
-constexpr std::size_t kPatHead = 8;
-constexpr std::size_t kPatEntry = 4;
-constexpr std::uint8_t kVersionMask = 0x3E;  // version_number, left in its place
 
 constexpr unsigned kAnalysisPeriod = 128;  ///< one PAT in so many is analysed again, at this place in the period:
 constexpr unsigned kAnalysisPlace = 15;
@@ -41,15 +29,17 @@ bool TsFilter::AnalyzeSectionPat(unsigned char* sectionPtr) {
 
 bool TsFilter::AnalyzePat(Bytes section) {
     const std::size_t sectionLength = SectionLength(section);
-    if (sectionLength > kMaxSectionLength) {
+    if (sectionLength > kMaxPsiSectionLength) {
         LOG("PAT: Bad section length: %d > 1021\n", static_cast<int>(sectionLength));
         return false;
     }
-    if (section.size() < kPatHead) {
+    Bytes rest = section;
+    const auto head = TakePatHead(rest);
+    if (!head) {
         LOG("PAT: section cut\n");
         return false;
     }
-    const int version = section[5] & kVersionMask;
+    const int version = head->version;
     int versionBefore = mPatVersion.load(std::memory_order_relaxed);
     const StreamerList* const list = mPacketIdMap[kPatPid].streamers.get();
     const StreamerList& streams = list != nullptr ? *list : kNoStreams;
@@ -70,20 +60,23 @@ void TsFilter::AnalyzePatInFull(Bytes section, const StreamerList& streams) {
     mpStatistics->mPatCounter.fetch_add(1, std::memory_order_relaxed);
     for (Streamer* streamer : streams) streamer->SetPrivatePat(section.data(), static_cast<int>(section.size()));
 
-    const std::uint16_t transportId = Be16(section, 3);
-    const Bytes whole = WithoutCrc(section);
-    Bytes loop = whole.subspan(std::min(kPatHead, whole.size()));
-    for (std::size_t offset = kPatHead; const auto entry = TakeFront(loop, kPatEntry); offset += kPatEntry) {
-        AnalyzePatEntry(*entry, offset, transportId, streams);
+    Bytes loop = section;
+    const auto head = TakePatHead(loop);
+    if (!head) return;
+    loop = WithoutCrc(loop);
+    std::size_t offset = kPatHeadSize;
+    while (const auto entry = TakePatEntry(loop)) {
+        AnalyzePatEntry(*entry, offset, head->transportStreamId, streams);
+        offset += kPatEntrySize;
     }
     if (mMyType == 'T') FinishPrivatePats(section.size(), streams);
 }
 
 /// \param offset  of the entry in the section, and so in each stream's copy of it
-void TsFilter::AnalyzePatEntry(Bytes entry, std::size_t offset, std::uint16_t transportId,
+void TsFilter::AnalyzePatEntry(const PatEntry& entry, std::size_t offset, std::uint16_t transportId,
                                const StreamerList& streams) {
-    const std::uint16_t program_number = Be16(entry, 0);
-    const auto program_map_pid = static_cast<std::uint16_t>(Be16(entry, 2) & 0x1FFF);
+    const std::uint16_t program_number = entry.programNumber;
+    const std::uint16_t program_map_pid = entry.pid;
     PacketIdMapType& row = mPacketIdMap[program_map_pid];
     if (program_number != 0) {
         if (row.transportId == 0) {
@@ -114,7 +107,7 @@ void TsFilter::AnalyzePatEntry(Bytes entry, std::size_t offset, std::uint16_t tr
 }
 
 /// Turns the edited copies of the section into packets, which are what the streams keep.
-/// \param sectionSize  kPatHead bytes and more
+/// \param sectionSize  kPatHeadSize bytes and more
 void TsFilter::FinishPrivatePats(std::size_t sectionSize, const StreamerList& streams) {
     for (Streamer* streamer : streams) {
         std::uint8_t* const buffer = streamer->mpPrivatePatBuffer.get();
@@ -146,7 +139,7 @@ void TsFilter::SendPrivatePats(const StreamerList& streams) {
 /// \return bytes written, 0 for an empty section or on failure
 int TsFilter::PacketizeSection(std::uint16_t pid, int* continuity, Bytes section, std::uint8_t* packetized_buffer) {
     constexpr std::size_t kHead = 4;
-    if (pid >= kPids || section.size() > kMaxSectionLength + kSectionHead) {
+    if (pid >= kPids || section.size() > kMaxPsiSectionLength + kSectionHead) {
         PANIC("pid 0x%x, section_len %d\n", pid, static_cast<int>(section.size()));
         return 0;
     }

@@ -7,19 +7,17 @@
 #include "filter/tsfilter.h"
 #include "guide/tunermanager.h"
 #include "psip/eit.h"
+#include "psip/ett.h"
 #include "psip/mgt.h"
 #include "psip/multiplestring.h"
+#include "psip/stt.h"
+#include "psip/tableids.h"
 #include "psip/vct.h"
 
 namespace {
 
 constexpr int kCallerVct = 3;
 constexpr int kCallerMgt = 4;
-
-constexpr int kTableTvct = 0xC8;
-constexpr int kTableCvct = 0xC9;
-constexpr int kTableEit = 0xCB;
-constexpr int kTableEtt = 0xCC;
 
 constexpr unsigned kCutsPerLine = 512;
 
@@ -126,10 +124,9 @@ bool TsFilter::AnalyzeSectionVct(Bytes section) {
     return true;
 }
 
-/// \param section  bytes 9-12 system_time, 13 GPS_UTC_offset, 14-15 daylight_savings
 bool TsFilter::AnalyzeSectionStt(Bytes section) {
-    const Bytes body = WithoutCrc(section);
-    if (body.size() >= 16) mpTime->SetTime(Be32(body, 9), body[13], Be16(body, 14));
+    Bytes body = WithoutCrc(section);
+    if (const auto stt = TakeStt(body)) mpTime->SetTime(stt->systemTime, stt->gpsUtcOffset, stt->daylightSavings);
     return true;
 }
 
@@ -143,6 +140,7 @@ bool TsFilter::AnalyzeSectionEit(Bytes section) {
         return false;
     }
     const std::uint16_t source_id = Be16(*head, 3);
+    bool silent = true;
     // An event without a title keeps the title of the one before it.
     std::uint8_t unicode_mode = 0;
     char* title_text = nullptr;
@@ -151,39 +149,42 @@ bool TsFilter::AnalyzeSectionEit(Bytes section) {
         const auto event = TakeEitEvent(loop);
         if (!event) {
             LOG_SOMETIMES(kCutsPerLine, "Eit: event cut\n");
-            break;
+            return false;
         }
         if (event->titleLength != 0) title_text = MultipleStringStructure(event->title, &title_length, &unicode_mode);
         const auto lengthField = TakeFront(loop, 2);
         if (!lengthField) {
             LOG_SOMETIMES(kCutsPerLine, "Eit: event cut\n");
-            break;
+            return false;
         }
         if (!AllSet((*lengthField)[0], 0xF0)) {
             LOG("Eit ERROR reserved 3 mismatch is %.2x should be 0xC0\n", (*lengthField)[0]);
             return false;
         }
         TakeAtMost(loop, Be16(*lengthField, 0) & 0x0FFFu);
+        const auto filedLength = static_cast<std::uint8_t>(title_length);
         mpTunerManager->SetEventInfoForProgram(source_id, event->eventId, event->startTime, event->lengthInSeconds,
-                                               static_cast<std::uint8_t>(title_length), title_text, unicode_mode);
+                                               filedLength, title_text, unicode_mode);
+        // The text and the store report what they truncate.
+        if (title_length >= kMaxText || filedLength > Event::kTitleSize) silent = false;
     }
-    return true;
+    return silent;
 }
 
-/// \param section  bytes 9-12 ETM_id, 13- the text
 bool TsFilter::AnalyzeSectionEtt(Bytes section) {
-    constexpr std::size_t kEttHead = 13;
     Bytes text = WithoutCrc(section);
-    const auto head = TakeFront(text, kEttHead);
+    const auto head = TakeEttHead(text);
     if (!head) return true;
-    if ((*head)[0] != kTableEtt) {
-        LOG("Ett: ERROR packet Id invalid: pkt[0] %.2x expected 0xCC\n", (*head)[0]);
+    const Bytes fixed = head->fixed;
+    if (fixed[0] != kTableEtt) {
+        LOG("Ett: ERROR packet Id invalid: pkt[0] %.2x expected 0xCC\n", fixed[0]);
         return false;
     }
-    if (!AllSet((*head)[1], 0xF0)) LOG("Eit: ERROR reserved not chking: pkt[1] %.2x mask 0x30\n", (*head)[1]);
+    if (!AllSet(fixed[1], 0xF0)) LOG("Eit: ERROR reserved not chking: pkt[1] %.2x mask 0x30\n", fixed[1]);
     int len = 0;
     std::uint8_t unicode_mode = 0;
     const char* const decoded = MultipleStringStructure(text, &len, &unicode_mode);
-    return mpTunerManager->SetExtendedText(Be16(*head, 9), Be16(*head, 11), decoded, static_cast<std::uint32_t>(len),
-                                           unicode_mode);
+    mpTunerManager->SetExtendedText(head->etmIdHigh, head->etmIdLow, decoded, static_cast<std::uint32_t>(len),
+                                    unicode_mode);
+    return len < kMaxText;  // a longer text was truncated and reported
 }

@@ -18,7 +18,9 @@ constexpr std::size_t kAhead = 16 * kPacketSize;
 
 constexpr std::size_t kPidBytes = 3;  ///< bytes of a packet's head that name its PID
 
-constexpr unsigned PidOf(std::uint8_t byte1, std::uint8_t byte2) { return (byte1 & 0x1Fu) << 8 | byte2; }
+constexpr std::uint16_t PidOf(std::uint8_t byte1, std::uint8_t byte2) {
+    return static_cast<std::uint16_t>((byte1 & 0x1Fu) << 8 | byte2);
+}
 
 }  // namespace
 
@@ -83,10 +85,10 @@ bool TsFilter::WalkBuffer(Bytes buffer) {
 
 /// Routes a packet that the sync byte behind it proves.
 void TsFilter::RouteInStep(const std::uint8_t* packet) {
-    const unsigned pid = PidOf(packet[1], packet[2]);
+    const std::uint16_t pid = PidOf(packet[1], packet[2]);
     PacketIdMapType& row = mPacketIdMap[pid];
     ++row.count;
-    if (row.status == ePidUnknown) AnalyzePacket(packet, static_cast<int>(pid));
+    if (row.status == ePidUnknown) AnalyzePacket(packet, pid);
     // Routing is taken after the analysis, which may have changed it.
     mBlock = row.block;
     mpStreamerList = row.streamers.get();
@@ -111,7 +113,7 @@ void TsFilter::FlushStreams() {
 }
 
 /// Takes block flag and streams of a PID for bytes that are neither counted nor analysed.
-void TsFilter::RouteBy(unsigned pid) {
+void TsFilter::RouteBy(std::uint16_t pid) {
     mBlock = mPacketIdMap[pid].block;
     mpStreamerList = mPacketIdMap[pid].streamers.get();
 }

@@ -1,7 +1,9 @@
 // CRC_32 of ISO/IEC 13818-1, Annex A, in steps of eight bytes over generated tables.
+#include "psip/crc32.h"
+
 #include <array>
 
-#include "psip/tablecollector.h"
+#include "bytes.h"
 
 namespace {
 
@@ -10,7 +12,7 @@ constexpr std::size_t kStep = 8;
 
 using CrcTable = std::array<std::uint32_t, 256>;
 
-/// Table n holds what a byte does to the CRC with n bytes behind it.
+/// Table n holds the effect of a byte on the CRC when n bytes follow it.
 constexpr std::array<CrcTable, kStep> MakeTables() {
     std::array<CrcTable, kStep> tables{};
     for (std::uint32_t byte = 0; byte < 256; ++byte) {
@@ -42,7 +44,7 @@ constexpr std::uint32_t Crc(Bytes data) {
     return crc;
 }
 
-// The published check value of this CRC, by the wide step and the narrow one.
+// The published check value of this CRC, by the step of eight bytes and the step of one.
 constexpr std::uint8_t kCheck[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
 static_assert(Crc(kCheck) == 0x0376E6E7 && Crc({}) == 0xFFFFFFFF);
 

@@ -1,7 +1,26 @@
-/// The elementary stream loop of a PMT (ISO/IEC 13818-1, 2.4.4.8).
+/// The Program Map Table (ISO/IEC 13818-1, 2.4.4.8): the elementary streams of a programme.
 #pragma once
 
 #include "bytes.h"
+
+/// The fixed part of a section and the programme's descriptors; elementary streams follow.
+///     bytes 0-2    table_id, section_syntax_indicator and reserved (4 bits), section_length (12)
+///     bytes 3-4    program_number
+///     bytes 5-9    version, section numbers, PCR_PID
+///     bytes 10-11  reserved (4 bits), program_info_length (12)
+///     bytes 12-    descriptors, program_info_length bytes
+struct PmtHead {
+    std::uint16_t programNumber;
+    Bytes descriptors;  ///< still coded
+};
+
+/// Takes the fixed part and the programme's descriptors off a section.
+/// \return both, or nothing when the fixed part isn't whole
+constexpr std::optional<PmtHead> TakePmtHead(Bytes& section) {
+    const auto fixed = TakeFront(section, 12);
+    if (!fixed) return std::nullopt;
+    return PmtHead{Be16(*fixed, 3), TakeAtMost(section, Be16(*fixed, 10) & 0x0FFFu)};
+}
 
 /// One elementary stream.
 ///     byte  0     stream_type
@@ -15,7 +34,7 @@ struct EsEntry {
 };
 
 /// Takes the next entry off an elementary stream loop.
-/// \return the entry, or nothing when its fixed part isn't whole; bytes that stay in `loop` are then a cut one.
+/// \return the entry, or nothing when its fixed part isn't whole; bytes that stay in `loop` are then a truncated one.
 constexpr std::optional<EsEntry> TakeEsEntry(Bytes& loop) {
     Bytes rest = loop;
     const auto fixed = TakeFront(rest, 5);

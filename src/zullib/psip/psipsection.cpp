@@ -3,24 +3,25 @@
 
 #include "core/log.h"
 #include "core/statistics.h"
+#include "psip/crc32.h"
 #include "psip/tablecollector.h"
+#include "psip/tableids.h"
 
 namespace {
 
 constexpr int kReserve = 16;               ///< bytes of the buffer that a section may not use
-constexpr std::uint32_t kCrcFailures = 5;  ///< behind so many, with no good section, a table's CRC isn't believed
+constexpr std::uint32_t kCrcFailures = 5;  ///< after so many, with no good section, a table's CRC may be ignored
 constexpr std::uint32_t kRepeatsPerLine = 1024;
 constexpr std::uint8_t kReservedBits = 0xC0;
-constexpr int kTableStt = 0xCD;
 
 }  // namespace
 
 bool Continuity::Count(std::uint16_t pid, std::uint8_t continuity) {
     std::uint8_t& counter = mPerPid[pid];
     if ((continuity & 0xF0) != 0xF0) counter = (counter + 1) & 0x0F;
-    mDue = counter;
+    mExpected = counter;
     counter = continuity & 0x0F;
-    return mDue == counter;
+    return mExpected == counter;
 }
 
 PsipSection::PsipSection() : mpStat(Statistics::Self()) {}
@@ -33,7 +34,7 @@ PsipSection::PsipSection(int buffer_size) : PsipSection() {
     Renew(buffer_size);
 }
 
-/// Makes the object what a new one is. A buffer that is large enough stays: sooner or later no one is too small.
+/// Resets to the initial state. A buffer that is large enough is kept, so that reallocation ends sooner or later.
 void PsipSection::Renew(int buffer_size) {
     const int capacity = std::max(mCapacity, buffer_size);
     if (capacity > mCapacity) mSectionBuffer = std::make_unique<std::uint8_t[]>(static_cast<std::size_t>(capacity));
@@ -44,40 +45,39 @@ void PsipSection::Renew(int buffer_size) {
     mBufferSize = buffer_size;
 }
 
-Bytes PsipSection::CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, bool inStep, int continuity,
-                                      int due, int* tableId) {
-    *tableId = -1;
-    if (startOfSection && mRemainingSectionLen != 0) {
-        if (!StartDuringSection(pid, inStep, continuity)) return {};
-    } else if (startOfSection) {
-        if (!Begin(data)) return {};
-    } else if (!inStep) {
-        LOG("DROP2 my %d coming %d tbl 0x%x pid 0x%x continued\n", due, continuity, static_cast<unsigned>(mTableId),
-            pid);
+Bytes PsipSection::CollectPsipSection(const Piece& piece) {
+    if (piece.start && mRemainingSectionLen != 0) {
+        if (!StartDuringSection(piece)) return {};
+    } else if (piece.start) {
+        if (!Begin(piece.data)) return {};
+    } else if (!piece.inStep) {
+        LOG("DROP2 my %d coming %d tbl 0x%x pid 0x%x continued\n", piece.expected, piece.continuity,
+            static_cast<unsigned>(mTableId), piece.pid);
         Drop(mDroppedSectionsContinuity);
         return {};
     }
-    const int size = std::min(mRemainingSectionLen, static_cast<int>(data.size()));
-    std::copy_n(data.data(), size, mSectionBuffer.get() + mSectionPos);
+    const int size = std::min(mRemainingSectionLen, static_cast<int>(piece.data.size()));
+    std::copy_n(piece.data.data(), size, mSectionBuffer.get() + mSectionPos);
     mSectionPos += size;
     mRemainingSectionLen -= size;
-    return mRemainingSectionLen == 0 ? Complete(pid, continuity, tableId) : Bytes{};
+    return mRemainingSectionLen == 0 ? Complete(piece) : Bytes{};
 }
 
 /// A start while a section is in progress: with the continuity in step its bytes continue that section.
-/// \return false when the section is given up
-bool PsipSection::StartDuringSection(std::uint16_t pid, bool inStep, int continuity) {
+/// \return false when the section is abandoned
+bool PsipSection::StartDuringSection(const Piece& piece) {
     const auto table = static_cast<unsigned>(mTableId);
     LOG("PROBLEM: CollectSection: sect 0x%x len %d (should be 0) pid/mPid 0x%x/0x%x, cont %d\n",
-        static_cast<unsigned>(mSectionNo), mRemainingSectionLen, pid, static_cast<unsigned>(mPid), continuity);
-    if (!inStep) {
-        LOG("DROP1 CONTIN tbl 0x%x pid 0x%x\n", table, pid);
+        static_cast<unsigned>(mSectionNo), mRemainingSectionLen, piece.pid, static_cast<unsigned>(mPid),
+        piece.continuity);
+    if (!piece.inStep) {
+        LOG("DROP1 CONTIN tbl 0x%x pid 0x%x\n", table, piece.pid);
         Drop(mDroppedSectionsContinuity);
         return false;
     }
     if (mGoodSections == 0 && mDroppedSectionsCrc >= kCrcFailures) {
         mIgnoreCrc = true;
-        LOG("Ignore CRC for tbl 0x%x pid 0x%x\n", table, pid);
+        LOG("Ignore CRC for tbl 0x%x pid 0x%x\n", table, piece.pid);
     }
     return true;
 }
@@ -99,29 +99,28 @@ bool PsipSection::Begin(Bytes data) {
     return true;
 }
 
-/// Judges a section whose bytes are all there. \return the section, or nothing when it is dropped
-Bytes PsipSection::Complete(std::uint16_t pid, int continuity, int* tableId) {
+/// Checks a section whose bytes are all there. \return the section, or nothing when it is dropped
+Bytes PsipSection::Complete(const Piece& piece) {
     if (mTotalSectionLen < static_cast<int>(kCrcSize)) {
         PANIC("Zero length section !!!\n");
         Drop(mDroppedSectionsOther);
         return {};
     }
-    if (!CrcIsGood(pid, continuity)) return {};
-    // Every repetition is delivered: the analysers and the scan rest on that.
-    if (pid != 0 && mTableId != kTableStt && !VersionApplies(pid)) return {};
+    if (!CrcIsGood(piece)) return {};
+    // Every repetition is delivered: the analysers and the scan depend on it.
+    if (piece.pid != kPatPid && mTableId != kTableStt && !VersionApplies(piece.pid)) return {};
     ++mGoodSections;
     mpStat->AddGoodSections(static_cast<unsigned>(mTableId));
-    *tableId = mTableId;
     return Bytes(mSectionBuffer.get(), static_cast<std::size_t>(mTotalSectionLen));
 }
 
-bool PsipSection::CrcIsGood(std::uint16_t pid, int continuity) {
+bool PsipSection::CrcIsGood(const Piece& piece) {
     const auto covered = static_cast<std::uint32_t>(mTotalSectionLen) - static_cast<std::uint32_t>(kCrcSize);
     const std::uint32_t theirs = Be32(Bytes(mSectionBuffer.get() + covered, kCrcSize), 0);
     const std::uint32_t mine = crc32(mSectionBuffer.get(), covered);
     if (theirs == mine) return true;
     LOG("=== CRC32 ERR (their %.8x != %.8x mine)! Drop sect table 0x%x pid 0x%x cont %d\n\n", theirs, mine,
-        static_cast<unsigned>(mTableId), pid, continuity);
+        static_cast<unsigned>(mTableId), piece.pid, piece.continuity);
     if (mIgnoreCrc) return true;
     Drop(mDroppedSectionsCrc);
     return false;
@@ -158,7 +157,7 @@ void PsipSection::TakeVersion(std::uint16_t pid, int version) {
     mVersion = version;
 }
 
-/// Gives the section in progress up.
+/// Abandons the section in progress.
 void PsipSection::Drop(std::uint32_t& counter) {
     ++counter;
     mRemainingSectionLen = 0;

@@ -2,29 +2,30 @@
 #include "psip/tablecollector.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "core/log.h"
 #include "core/statistics.h"
+#include "psip/tableids.h"
 
 namespace {
 
 constexpr int kSmallBuffer = 1040;  ///< for tables whose sections have at most 1024 bytes
 constexpr int kLargeBuffer = 4112;  ///< for those of at most 4096
 
-constexpr int kTableMgt = 0xC7;
-constexpr int kTableEit = 0xCB;
-constexpr int kTableEtt = 0xCC;
-constexpr std::uint8_t kStuffing = 0xFF;  ///< in place of a table_id: nothing but padding follows
-
-constexpr std::uint16_t kPids = 8192;
 constexpr std::uint16_t kNoPid = 0xFFFF;
 
-constexpr std::size_t kMaxHeads = 64;  ///< split heads that wait at a time; beyond that the oldest is lost
+constexpr std::size_t kMaxHeads = 64;  ///< split heads kept at a time; beyond that the oldest is lost
 
-constexpr int BufferSize(int tableId) {
-    const bool small = tableId == 0x00 || tableId == 0x02 || (tableId >= 0xC0 && tableId <= 0xC5) || tableId == 0xC8 ||
-                       tableId == 0xC9 || tableId == 0xCD;
-    return small ? kSmallBuffer : kLargeBuffer;
+constexpr int BufferSize(std::uint8_t tableId) {
+    switch (tableId) {
+        case kTablePat:
+        case kTablePmt:
+        case kTableTvct:
+        case kTableCvct:
+        case kTableStt: return kSmallBuffer;
+        default: return tableId >= kTableFirstMessage && tableId <= kTableLastMessage ? kSmallBuffer : kLargeBuffer;
+    }
 }
 
 constexpr std::uint32_t Key(std::uint8_t tableId, std::uint16_t pid, std::uint8_t sectionNo) {
@@ -33,47 +34,65 @@ constexpr std::uint32_t Key(std::uint8_t tableId, std::uint16_t pid, std::uint8_
 
 }  // namespace
 
-Bytes TableCollector::CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity,
-                                         int* table_id) {
-    *table_id = -1;
+Bytes TableCollector::CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity) {
     pid %= kPids;
     SplitHead* const head = FindHead(pid);
-    std::size_t index = 0;
-    std::array<std::uint8_t, 256> joined;
-    if (!startOfSection && head == nullptr) {
-        index = InProgress(pid);
-        if (index == mTables.size()) {
-            LOG("Section continuation before start; drop\n");
-            return {};
-        }
+    if (startOfSection) {
+        if (head != nullptr) head->size = 0;  // its continuation never came
+        return StartSection(CountPiece(pid, data, startOfSection, continuity));
     }
-    const bool inStep = mContinuity.Count(pid, continuity);
-    const int counter = continuity & 0x0F;
-    const int due = mContinuity.Due();
-    if (startOfSection && head != nullptr) head->size = 0;  // its rest never came
-    if (!startOfSection && head != nullptr) {
-        if (!inStep) {
-            LOG("DROP2 my %d coming %d tbl 0x%x pid 0x%x continued\n", due, counter, head->bytes[0], pid);
-            head->size = 0;
-            Statistics::Self()->AddDroppedSections(head->bytes[0]);
-            return {};
-        }
-        data = JoinHead(head, data, joined);
-        startOfSection = true;
-    }
-    if (startOfSection && data.size() < PsipSection::kHead) {
-        KeepHead(pid, data);
+    if (head != nullptr) return ContinueHead(*head, CountPiece(pid, data, startOfSection, continuity));
+    const std::size_t index = InProgress(pid);
+    if (index == mTables.size()) {
+        LOG("Section continuation before start; drop\n");
         return {};
     }
-    if (startOfSection) index = FindOrMake(pid, data);
+    return AddTo(index, CountPiece(pid, data, startOfSection, continuity));
+}
+
+PsipSection::Piece TableCollector::CountPiece(std::uint16_t pid, Bytes data, bool startOfSection,
+                                              std::uint8_t continuity) {
+    const bool inStep = mContinuity.Count(pid, continuity);
+    return {pid, data, startOfSection, inStep, continuity & 0x0F, mContinuity.Expected()};
+}
+
+/// Hands the start of a section to its object; one that can't be assigned yet is kept.
+Bytes TableCollector::StartSection(const PsipSection::Piece& piece) {
+    if (piece.data.size() < PsipSection::kHead) {
+        KeepHead(piece.pid, piece.data);
+        return {};
+    }
+    return AddTo(FindOrMake(piece.pid, piece.data), piece);
+}
+
+/// Joins a split head and the bytes that follow it, and starts the section with them.
+Bytes TableCollector::ContinueHead(SplitHead& head, PsipSection::Piece piece) {
+    const std::size_t kept = std::exchange(head.size, 0);
+    if (!piece.inStep) {
+        LOG("DROP2 my %d coming %d tbl 0x%x pid 0x%x continued\n", piece.expected, piece.continuity, head.bytes[0],
+            piece.pid);
+        Statistics::Self()->AddDroppedSections(head.bytes[0]);
+        return {};
+    }
+    std::array<std::uint8_t, PsipSection::kHead + kPacketSize> joined;
+    const Bytes rest = piece.data.first(std::min(piece.data.size(), joined.size() - kept));
+    std::copy_n(head.bytes, kept, joined.begin());
+    std::ranges::copy(rest, joined.data() + kept);
+    piece.data = Bytes(joined.data(), kept + rest.size());
+    piece.start = true;
+    return StartSection(piece);
+}
+
+/// Adds a piece to the section of one object.
+Bytes TableCollector::AddTo(std::size_t index, const PsipSection::Piece& piece) {
     PsipSection& section = *mTables[index];
-    const Bytes whole = section.CollectPsipSection(pid, data, startOfSection, inStep, counter, due, table_id);
-    mCollecting[index] = section.mRemainingSectionLen > 0 ? pid : kNoPid;
-    if (*table_id == kTableMgt) mReparseEit = mReparseEtt = true;
+    const Bytes whole = section.CollectPsipSection(piece);
+    mCollecting[index] = section.mRemainingSectionLen > 0 ? piece.pid : kNoPid;
+    if (!whole.empty() && whole[0] == kTableMgt) mReparseEit = mReparseEtt = true;
     return whole;
 }
 
-/// \return index of the object for the section that begins with `head`, told to forget its version where an MGT asked
+/// \return index of the object for the section that begins with `head`; after an MGT it forgets its version
 std::size_t TableCollector::FindOrMake(std::uint16_t pid, Bytes head) {
     const std::uint8_t tableId = head[0];
     const std::uint8_t sectionNo = head[6];
@@ -81,11 +100,8 @@ std::size_t TableCollector::FindOrMake(std::uint16_t pid, Bytes head) {
     const auto found = std::find(mKeys.begin(), end, Key(tableId, pid, sectionNo));
     if (found == end) return Make(tableId, pid, sectionNo);
     const auto index = static_cast<std::size_t>(found - mKeys.begin());
-    for (const auto& [table, reparse] : {std::pair{kTableEit, &mReparseEit}, {kTableEtt, &mReparseEtt}}) {
-        if (tableId != table || !*reparse) continue;
-        mTables[index]->mVersion = -1;
-        *reparse = false;
-    }
+    if (tableId == kTableEit && std::exchange(mReparseEit, false)) mTables[index]->mVersion = -1;
+    if (tableId == kTableEtt && std::exchange(mReparseEtt, false)) mTables[index]->mVersion = -1;
     return index;
 }
 
@@ -123,7 +139,7 @@ std::size_t TableCollector::InProgress(std::uint16_t pid) const {
     return static_cast<std::size_t>(std::find(mCollecting.begin(), end, pid) - mCollecting.begin());
 }
 
-/// \return the head that waits on a PID, or null
+/// \return the head that is kept for a PID, or null
 TableCollector::SplitHead* TableCollector::FindHead(std::uint16_t pid) {
     for (SplitHead& head : mHeads) {
         if (head.size > 0 && head.pid == pid) return &head;
@@ -132,7 +148,7 @@ TableCollector::SplitHead* TableCollector::FindHead(std::uint16_t pid) {
 }
 
 void TableCollector::KeepHead(std::uint16_t pid, Bytes data) {
-    if (data.empty() || data[0] == kStuffing) return;
+    if (data.empty() || data[0] == kTableStuffing) return;
     auto place = std::find_if(mHeads.begin(), mHeads.end(), [](const SplitHead& head) { return head.size == 0; });
     if (place == mHeads.end()) {
         if (mHeads.size() >= kMaxHeads) mHeads.erase(mHeads.begin());
@@ -141,17 +157,6 @@ void TableCollector::KeepHead(std::uint16_t pid, Bytes data) {
     place->pid = pid;
     place->size = data.size();
     std::ranges::copy(data, place->bytes);
-}
-
-/// Puts a head that waited in front of the bytes that followed it.
-/// \return the joined bytes, in `joined`; the head is free again
-Bytes TableCollector::JoinHead(SplitHead* head, Bytes data, std::array<std::uint8_t, 256>& joined) {
-    const std::size_t size = std::min(data.size(), joined.size() - head->size);
-    std::copy_n(head->bytes, head->size, joined.data());
-    std::copy_n(data.data(), size, joined.data() + head->size);
-    const Bytes whole(joined.data(), head->size + size);
-    head->size = 0;
-    return whole;
 }
 
 std::vector<PsipSection::Stats> TableCollector::GetStats() const {

@@ -7,55 +7,56 @@
 #include <vector>
 
 #include "bytes.h"
+#include "psip/packet.h"
 
 class Statistics;
-
-/// CRC_32 of ISO/IEC 13818-1, Annex A: polynomial 0x04C11DB7, start 0xFFFFFFFF, most significant bit first.
-/// \return the CRC; 0xFFFFFFFF for no bytes
-std::uint32_t crc32(const std::uint8_t* data, std::uint32_t len);
 
 /// Continuity counters last seen, one for each PID, shared by all sections and tables of the PID.
 class Continuity {
  public:
     /// Counts a packet, and follows the stream where it jumped.
     /// \param pid         0 to 0x1FFF
-    /// \param continuity  counter in the low nibble; a high nibble of 0xF tells that the packet was counted before
-    /// \return true when the packet is the one that was due
+    /// \param continuity  counter in the low nibble; a high nibble of 0xF: the packet was counted before
+    /// \return true when the packet is the expected one
     bool Count(std::uint16_t pid, std::uint8_t continuity);
 
-    /// \return the counter that was due when Count was called last
-    int Due() const { return mDue; }
+    /// \return the counter that the last call of Count expected
+    int Expected() const { return mExpected; }
 
  private:
-    std::array<std::uint8_t, 8192> mPerPid{};
-    int mDue = 0;
+    std::array<std::uint8_t, kPids> mPerPid{};
+    int mExpected = 0;
 };
 
 /// Reassembles one section number of one table on one PID.
 class PsipSection {
  public:
-    /// The bytes of a section's head that tell its table and number; shorter pieces can't start one.
+    /// Bytes at a section's start that name its table and number; shorter pieces can't start one.
     static constexpr std::size_t kHead = 8;
 
-    /// What PrintStats tells of one section.
+    /// What PrintStats prints for one section.
     struct Stats {
         int tableId, pid, sectionNo;
         std::uint32_t good, ignored, droppedContinuity, droppedCrc, droppedReserved, versionChanges;
     };
 
-    /// \param buffer_size  bytes; a section may use all but 16 of them. Below 1 there is no buffer, and a panic line
+    /// \param buffer_size  bytes; a section may use all but 16 of them. Below 1: no buffer, and a panic line
     explicit PsipSection(int buffer_size);
 
-    /// Takes a piece of payload.
-    /// \param data            from the piece's first byte to the end of the transport packet
-    /// \param startOfSection  the piece begins with a table_id, and kHead bytes are there
-    /// \param inStep          the packet's continuity counter was the one due
-    /// \param continuity      the counter's value, for the log
-    /// \param due             the value that was due, for the log
-    /// \param tableId         gets the table_id of a delivered section, else -1
-    /// \return the whole section, good until the object's next section begins; empty while it goes on or is dropped
-    Bytes CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, bool inStep, int continuity, int due,
-                             int* tableId);
+    /// A piece of payload.
+    struct Piece {
+        std::uint16_t pid;
+        Bytes data;      ///< to the end of the transport packet
+        bool start;      ///< it begins with a table_id, and kHead bytes are there
+        bool inStep;     ///< the packet's continuity counter was the expected one
+        int continuity;  ///< the counter, for the log
+        int expected;    ///< the value that was expected, for the log
+    };
+
+    /// Adds a piece to the section.
+    /// \return the whole section, valid until the object's next section begins; empty while it is incomplete or when
+    /// it is dropped
+    Bytes CollectPsipSection(const Piece& piece);
 
     Stats GetStats() const;
 
@@ -64,10 +65,10 @@ class PsipSection {
 
     PsipSection();
     void Renew(int buffer_size);
-    bool StartDuringSection(std::uint16_t pid, bool inStep, int continuity);
+    bool StartDuringSection(const Piece& piece);
     bool Begin(Bytes data);
-    Bytes Complete(std::uint16_t pid, int continuity, int* tableId);
-    bool CrcIsGood(std::uint16_t pid, int continuity);
+    Bytes Complete(const Piece& piece);
+    bool CrcIsGood(const Piece& piece);
     bool VersionApplies(std::uint16_t pid);
     void TakeVersion(std::uint16_t pid, int version);
     void Drop(std::uint32_t& counter);
@@ -93,28 +94,26 @@ class PsipSection {
     std::uint32_t mIgnoredSections = 0;
     std::uint32_t mVersionChanges = 0;
     bool mIgnoreCrc = false;  ///< for the section in progress: its table's CRC never matched
-    int mCapacity = 0;        ///< bytes behind mSectionBuffer: mBufferSize, or more in an object taken again
+    int mCapacity = 0;        ///< bytes of mSectionBuffer: mBufferSize, or more in a reused object
     Statistics* mpStat;
 };
 
 /// Owns the section objects and finds the right one for a piece of payload. Runs under the filter's lock.
 class TableCollector {
  public:
-    static constexpr std::size_t kMaxSections = 1024;  ///< objects; beyond that the oldest idle one is taken again
+    static constexpr std::size_t kMaxSections = 1024;  ///< objects; beyond that the oldest idle one is reused
 
     TableCollector() { mTables.reserve(kMaxSections); }
     virtual ~TableCollector() = default;
     TableCollector(const TableCollector&) = delete;
     TableCollector& operator=(const TableCollector&) = delete;
 
-    /// Takes a piece of payload of any table on any PID.
+    /// Adds a piece of payload, of any table on any PID, to its section.
     /// \param data            from the piece's first byte to the end of the transport packet
     /// \param startOfSection  the piece begins with a table_id
     /// \param continuity      the packet's counter in the low nibble; 0xF0 added when the packet was counted already
-    /// \param table_id        gets the table_id of a delivered section, else -1
-    /// \return the whole section, good until its next one begins; empty while it goes on or is dropped
-    Bytes CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity,
-                             int* table_id);
+    /// \return the whole section, valid until the next call; empty while it is incomplete or when it is dropped
+    Bytes CollectPsipSection(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity);
 
     /// \return counters of every section, in order of creation
     std::vector<PsipSection::Stats> GetStats() const;
@@ -123,23 +122,25 @@ class TableCollector {
     static void PrintStats(const std::vector<PsipSection::Stats>& sections);
 
  private:
-    /// A section's first bytes, too few to tell its table and number: they wait for the PID's next packet.
+    /// A section's first bytes, too few to name its table and number: they are kept for the PID's next packet.
     struct SplitHead {
         std::uint16_t pid;
         std::size_t size;  ///< below kHead
         std::uint8_t bytes[PsipSection::kHead];
     };
 
+    PsipSection::Piece CountPiece(std::uint16_t pid, Bytes data, bool startOfSection, std::uint8_t continuity);
+    Bytes StartSection(const PsipSection::Piece& piece);
+    Bytes ContinueHead(SplitHead& head, PsipSection::Piece piece);
+    Bytes AddTo(std::size_t index, const PsipSection::Piece& piece);
     std::size_t FindOrMake(std::uint16_t pid, Bytes head);
     std::size_t Make(std::uint8_t tableId, std::uint16_t pid, std::uint8_t sectionNo);
     std::size_t InProgress(std::uint16_t pid) const;
     SplitHead* FindHead(std::uint16_t pid);
     void KeepHead(std::uint16_t pid, Bytes data);
-    Bytes JoinHead(SplitHead* head, Bytes data, std::array<std::uint8_t, 256>& joined);
 
     std::vector<std::unique_ptr<PsipSection>> mTables;  ///< in order of creation
-    // What a look-up compares stands side by side, in the order of mTables: a walk of all costs little, and a stream
-    // that wants every object there is can't make it cost much.
+    // The fields that a look-up compares, contiguous and in the order of mTables: a scan of all 1024 stays cheap.
     std::array<std::uint32_t, kMaxSections> mKeys{};        ///< table_id, PID and section_number of each object
     std::array<std::uint16_t, kMaxSections> mCollecting{};  ///< its PID while a section is in progress, else kNoPid
     std::vector<SplitHead> mHeads;
