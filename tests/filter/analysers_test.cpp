@@ -372,8 +372,9 @@ TEST(RepeatedSections, LeaveTheStoreAndTheLogAsIfEachWereFiled) {
         }
         sections.push_back(Eit(source, {EitEvent(1, 3000, 60, Plain("News"))}));
         sections.push_back(Eit(source, {EitEvent(3, 1000, 60, Plain(std::string(130, 'x')))}));  // reported each time
+        sections.push_back(Ett(source, 1 << 2, Plain(std::string(1100, 'y'))));                  // reported each time
         sections.push_back(Ett(source, 0, Plain("Channel")));
-        sections.push_back(Flipped(sections[sections.size() - 3], 1, 0x40));  // logged each time
+        sections.push_back(Flipped(sections[sections.size() - 4], 1, 0x40));  // logged each time
     }
     Hearer plain(false), forgetful(true);
     std::mt19937 random;  // NOLINT: the same row in every run

@@ -9,7 +9,6 @@
 
 std::atomic<int> global_debug_flag{1};
 std::atomic<UdpSender*> error_udp_sender{nullptr};
-std::atomic<unsigned> report_count{0};
 char* error_buffer = nullptr;
 
 namespace {
@@ -85,7 +84,6 @@ void LogLine(const char* format, ...) {
 }
 
 void PanicLine(int error, const char* file, int line, const char* format, ...) {
-    report_count.fetch_add(1, std::memory_order_relaxed);
     va_list arguments;
     va_start(arguments, format);
     va_list again;

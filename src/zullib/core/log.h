@@ -36,9 +36,6 @@ inline bool LogIsWanted() {
 /// Used by `PANIC`: reports on standard error and on the log channel, and returns.
 [[gnu::format(printf, 4, 5)]] void PanicLine(int error, const char* file, int line, const char* format, ...);
 
-/// Counts reports regardless of the log's level: `PANIC` and `LOG_SOMETIMES`.
-extern std::atomic<unsigned> report_count;
-
 /// Logs a line by `global_debug_flag`; its arguments are evaluated only when it goes somewhere.
 #define LOG(...)                                 \
     do {                                         \
@@ -52,6 +49,5 @@ extern std::atomic<unsigned> report_count;
 #define LOG_SOMETIMES(interval, ...)                                                              \
     do {                                                                                          \
         static std::atomic<unsigned> logCount{0};                                                 \
-        report_count.fetch_add(1, std::memory_order_relaxed);                                     \
         if (logCount.fetch_add(1, std::memory_order_relaxed) % (interval) == 0) LOG(__VA_ARGS__); \
     } while (false)
