@@ -1,4 +1,4 @@
-/// Which sections of the guide the store holds already.
+/// Sections of the guide that the store already holds.
 #pragma once
 
 #include <array>
@@ -9,14 +9,14 @@
 
 #include "bytes.h"
 
-/// EIT and ETT come again every few seconds, all day. What was filed from the same bytes before, into a store in which
-/// nothing changed since, needs neither decoding nor filing. Of two sections that want one row the last one has it.
+/// EIT and ETT repeat every few seconds. A section with the same bytes as one filed before needs neither decoding nor
+/// filing, if the store hasn't changed since. Direct-mapped: a section evicts another one of its row.
 class FiledSections {
  public:
-    /// A section, by its bytes.
+    /// Identifies a section by its bytes.
     struct Print {
         std::uint32_t hash;
-        std::uint32_t crc;  ///< CRC_32: neither would be enough by itself
+        std::uint32_t crc;  ///< CRC_32: neither is enough alone
         bool operator==(const Print&) const = default;
     };
 

@@ -1,4 +1,4 @@
-// One outgoing stream: bytes collected to datagrams, and the stream's own PAT.
+// One outgoing stream: bytes collected into datagrams, and sent.
 #include "filter/streamer.h"
 
 #include <algorithm>
@@ -9,7 +9,6 @@
 #include "core/log.h"
 #include "core/replytext.h"
 #include "core/statistics.h"
-#include "filter/debugfiles.h"
 #include "platform/machine.h"
 
 namespace {
@@ -25,9 +24,8 @@ std::atomic<int> paniccount{0};
 Streamer::Streamer(int bufferSize, int packetSize)
     : mPacketSize(packetSize >= kMinPacketSize && packetSize <= kMaxPacketSize ? packetSize : kDefaultPacketSize),
       mpFilteredBuffer(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(bufferSize)]),
-      mBufferSize(bufferSize),
-      mpPrivatePatBuffer(new (std::nothrow) std::uint8_t[kPrivatePatSize]()) {
-    if (!mpFilteredBuffer || !mpPrivatePatBuffer) PANIC("Cant alloc memory");
+      mBufferSize(bufferSize) {
+    if (!mpFilteredBuffer) PANIC("Cant alloc memory");
     mpCurrWritePtr = mpFilteredBuffer.get();
 }
 
@@ -47,7 +45,7 @@ bool Streamer::StreamSet(std::uint16_t port, const char* ip) {
 
 int Streamer::Stream(const std::uint8_t* addData, int len) {
     if (!Activated()) return 0;
-    const int sent = Flush();  // what comes stands behind what was kept
+    const int sent = Flush();  // so that the new bytes follow the kept ones in the buffer
     if (len > mRoom || !mpFilteredBuffer) {
         Refuse(len);
         return sent;
@@ -59,13 +57,13 @@ int Streamer::Stream(const std::uint8_t* addData, int len) {
     return sent + Flush();
 }
 
-/// The next bytes begin a datagram; the buffer could keep as many of them as it holds.
+/// Starts an empty datagram.
 void Streamer::BeginDatagram() {
     mpNextByte = nullptr;
     mRoom = mpFilteredBuffer ? mBufferSize : 0;
 }
 
-/// Called for bytes that the buffer couldn't keep. They, and all of their datagram that was there, are lost.
+/// Drops bytes that the buffer couldn't keep, and all of the datagram in progress.
 void Streamer::Refuse(int len) {
     if (!mpUdp) {
         PANIC("no udp");
@@ -80,7 +78,7 @@ void Streamer::Refuse(int len) {
     BeginDatagram();
 }
 
-/// Ends a datagram: it waits for `Flush`.
+/// Ends the datagram in progress; `Flush` sends it.
 void Streamer::CompleteDatagram() {
     if (mDataCount < 0) PANIC("Negative data count %d", mDataCount);
     if (mDataCount <= 0) return;
@@ -97,34 +95,40 @@ int Streamer::Flush() {
     return sent;
 }
 
-/// Sends pending datagrams: together, but for the first after a reconnect, for one of several chunks, and for
-/// those that go to a file. Drops the rest when the stream becomes inactive.
+/// Sends pending datagrams, in batches where possible. Drops the rest when the stream becomes inactive.
 int Streamer::SendWaiting() {
     if (mDatagrams == 0) return 0;
     int sent = 0;
-    for (int next = 0; next < mDatagrams && Activated();) {
-        const auto alone = [this](int i) {
-            return mMulticastChanged || mWaiting[i].size > kMaxChunk || dbg_file_out != nullptr;
-        };
-        if (alone(next)) {
+    int next = 0;
+    while (next < mDatagrams && Activated()) {
+        const int batch = CountBatch(next);
+        if (batch == 0) {
             sent += SendCopied(mWaiting[next++]);
             continue;
         }
-        int last = next + 1;
-        while (last < mDatagrams && !alone(last)) ++last;
-        const int together = mpUdp->SendTogether(mWaiting + next, last - next);
-        if (together <= 0) {
+        const int taken = mpUdp->SendTogether(mWaiting + next, batch);
+        if (taken <= 0) {
             Fail();
             ++next;
+            continue;
         }
-        for (const int end = next + std::max(together, 0); next < end; ++next) sent += mWaiting[next].size;
+        for (const int end = next + taken; next < end; ++next) sent += mWaiting[next].size;
     }
     mDatagrams = 0;
     Statistics::Self()->AddOutBytes(static_cast<unsigned>(sent));
     return sent;
 }
 
-/// Brings the bytes of a datagram together in the buffer; what the buffer has of them already stands at its start.
+/// \return number of pending datagrams, from `first` on, that can go out in one batch. Before a reconnect and with an
+/// output file there is none; a datagram of several chunks goes out alone.
+int Streamer::CountBatch(int first) const {
+    if (mMulticastChanged || mpOutputFile != nullptr) return 0;
+    int end = first;
+    while (end < mDatagrams && mWaiting[end].size <= kMaxChunk) ++end;
+    return end - first;
+}
+
+/// Copies the pieces of a datagram into the buffer, which may already contain the first one at its start.
 void Streamer::Gather(const iovec* pieces, int count) {
     mpCurrWritePtr = mpFilteredBuffer.get();
     for (const iovec& piece : std::span(pieces, static_cast<std::size_t>(count))) {
@@ -133,7 +137,7 @@ void Streamer::Gather(const iovec* pieces, int count) {
     }
 }
 
-/// Keeps a copy of what there is of the datagram that is being filled. REQUIRES: none waits.
+/// Copies the datagram in progress into the buffer. REQUIRES: no datagram is pending.
 void Streamer::KeepRest() {
     Gather(mPieces + mFirstPiece, mPieceCount - mFirstPiece);
     mPieceCount = mFirstPiece = 0;
@@ -143,9 +147,9 @@ void Streamer::KeepRest() {
     mpNextByte = mpCurrWritePtr;
 }
 
-/// Sends one datagram from the buffer, after a reconnect where the destination changed or the last send failed.
-/// The wait of a reconnect lies inside the filter's lock: the whole filter pauses for it.
-/// \return bytes sent; what a failed send leaves is dropped: old video is worth nothing
+/// Sends one datagram from the buffer; reconnects first if the destination changed or the last send failed.
+/// A reconnect waits inside the filter's lock and so pauses the whole filter.
+/// \return bytes sent; after a failed send the rest is dropped, as late video is useless
 int Streamer::SendCopied(const UdpSender::Datagram& datagram) {
     if (mMulticastChanged) {
         mMulticastChanged = false;
@@ -174,12 +178,11 @@ void Streamer::Fail() {
     mMulticastChanged = true;
 }
 
-/// Writes one chunk to the network, or to the debug file where one is open.
+/// Writes one chunk to the network, or to the output file if there is one.
 /// \return bytes written; fewer than `size` on failure
 int Streamer::SendChunk(const std::uint8_t* data, int size) {
-    if (dbg_file_out == nullptr) return mpUdp->Send(data, size);
-    const auto wanted = static_cast<std::size_t>(size);
-    return static_cast<int>(std::fwrite(data, 1, wanted, dbg_file_out));
+    if (mpOutputFile == nullptr) return mpUdp->Send(data, size);
+    return static_cast<int>(std::fwrite(data, 1, static_cast<std::size_t>(size), mpOutputFile));
 }
 
 void Streamer::AddProgramToList(std::uint16_t programId, std::uint16_t pid) {
@@ -195,8 +198,7 @@ bool Streamer::SetPacketSize(int packetSize) {
     return true;
 }
 
-void Streamer::SetPrivatePat(const std::uint8_t* data, int len) {
-    if (!mpPrivatePatBuffer || len < 0 || len > kPrivatePatSize) return;
-    mPrivatePatBufferLen = len;
-    std::memcpy(mpPrivatePatBuffer.get(), data, static_cast<std::size_t>(len));
+int Streamer::SendPrivatePat() {
+    const Bytes packets = mPrivatePat.Next();
+    return Stream(packets.data(), static_cast<int>(packets.size()));
 }

@@ -3,25 +3,34 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdio>
 #include <list>
 #include <memory>
 
 #include "core/udpcom.h"
-#include "psip/packet.h"
+#include "filter/privatepat.h"
 
-/// Collects the packets that the filter routes to it and sends a datagram when `mPacketSize` bytes wait. The datagrams
-/// that one host buffer completes leave together, which costs less than half of sending each by itself, and from the
-/// host's buffer, without a copy of ours: only what the next buffer completes is kept in the streamer's own. All
-/// operations but the plain accessors run under the filter's lock.
+/// Collects the packets that the filter routes to it and sends a datagram for every `mPacketSize` bytes. The datagrams
+/// that one host buffer completes are sent in one batch, directly from the host's buffer; only the bytes of the
+/// datagram that the next buffer completes are copied. All operations but the plain accessors run under the filter's
+/// lock.
 class Streamer {
  public:
+    /// State of a stream, for the status reply.
+    struct Status {
+        bool active;
+        int id;
+        char address[16];
+        int port;
+        std::list<std::uint16_t> programs;
+    };
+
     static constexpr int kMinPacketSize = 1316;       ///< bytes, 7 packets
     static constexpr int kMaxPacketSize = 32712;      ///< bytes, 174 packets
     static constexpr int kDefaultPacketSize = 32580;  ///< bytes, for a size out of that range
     static constexpr int kMaxChunk = 32768;           ///< bytes of one send
-    static constexpr int kPrivatePatSize = 1152;      ///< bytes, room for six packets
 
-    /// \param bufferSize  bytes that can wait
+    /// \param bufferSize  bytes of a datagram in progress that can be kept
     /// \param packetSize  send threshold in bytes, kMinPacketSize to kMaxPacketSize
     Streamer(int bufferSize, int packetSize);
     ~Streamer();
@@ -44,11 +53,11 @@ class Streamer {
     const std::list<std::uint16_t>& ProgramList() const { return mProgramList; }
     const std::list<std::uint16_t>& PidList() const { return mPidList; }
 
-    /// Takes a copy of bytes, and sends what is complete. A reconnect holds up the caller for 100 ms.
+    /// Copies bytes, and sends the datagrams that are complete. A reconnect blocks the caller for 100 ms.
     /// \return bytes sent by this call, 0 if it only stored or dropped
     int Stream(const std::uint8_t* addData, int len);
 
-    /// Takes bytes that stay where they are, and unchanged, until `Flush`; so long complete datagrams may wait.
+    /// Adds bytes without copying them. REQUIRES: they stay in place, unchanged, until `Flush`.
     void Collect(const std::uint8_t* addData, int len) {
         if (!Activated()) return;
         if (len > mRoom) return Refuse(len);
@@ -63,11 +72,11 @@ class Streamer {
         if (mDataCount >= mPacketSize) CompleteDatagram();
     }
 
-    /// Sends the datagrams that wait, in order, and keeps a copy of the bytes of the next. A reconnect holds up the
-    /// caller for 100 ms. \return bytes sent
+    /// Sends pending datagrams in order, and copies the bytes of the next one. A reconnect blocks the caller for 100
+    /// ms. \return bytes sent
     int Flush();
 
-    /// Notes a PID, and its programme if it isn't noted yet; programme 0 notes nothing.
+    /// Adds a PID to the list, and its programme once; does nothing for programme 0.
     void AddProgramToList(std::uint16_t programId, std::uint16_t pid);
 
     /// Sets the send threshold, rounded down to whole packets; below 188 each call of `Stream` sends.
@@ -75,48 +84,50 @@ class Streamer {
     bool SetPacketSize(int packetSize);
     int PacketSize() const { return mPacketSize; }
 
-    /// Keeps the stream's own PAT: a section at first, packets when it is done.
-    /// \param len  0 to kPrivatePatSize; a longer one isn't taken
-    void SetPrivatePat(const std::uint8_t* data, int len);
+    /// Writes to a file in place of the network, or to the network again with null. \param file  not owned
+    void SetOutputFile(FILE* file) { mpOutputFile = file; }
+
+    /// The stream's own PAT, for the PAT analysis.
+    PrivatePat& OwnPat() { return mPrivatePat; }
+    /// Sends the stream's own PAT. \return bytes sent
+    int SendPrivatePat();
 
  private:
-    friend class TsFilter;  // builds the private PAT in place
-
-    static constexpr int kMostDatagrams = 64;  ///< that wait for `Flush`
-    static constexpr int kMostPieces = 512;    ///< of them and of the datagram that is being filled
+    static constexpr int kMostDatagrams = 64;  ///< pending
+    static constexpr int kMostPieces = 512;    ///< of the pending datagrams and the one in progress
 
     void Refuse(int len);
     void AddPiece(const std::uint8_t* data, int len) {
         if (mPieceCount == kMostPieces) Flush();
-        __builtin_prefetch(data +
-                           64);  // the rest of a packet, of which the walk read only the head: the send will want it
+        // The walk read only the head of the packet; the send will read the rest.
+        __builtin_prefetch(data + 64);
         __builtin_prefetch(data + 128);
         mPieces[mPieceCount++] = {const_cast<std::uint8_t*>(data), static_cast<std::size_t>(len)};
     }
     void BeginDatagram();
     void CompleteDatagram();
     int SendWaiting();
+    int CountBatch(int first) const;
     int SendCopied(const UdpSender::Datagram& datagram);
     int SendChunk(const std::uint8_t* data, int size);
     void Gather(const iovec* pieces, int count);
     void KeepRest();
     void Fail();
 
-    // What a packet's way touches.
+    // Used for every packet.
     std::atomic<bool> mActive{false};
-    int mRoom = 0;  ///< bytes that the buffer could still keep; 0 until there is a destination
-    const std::uint8_t* mpNextByte =
-        nullptr;         ///< where bytes begin that lengthen the last piece; null where there is none
-    int mDataCount = 0;  ///< bytes of the datagram that is being filled
+    int mRoom = 0;  ///< bytes that mpFilteredBuffer could still keep; 0 until there is a destination
+    const std::uint8_t* mpNextByte = nullptr;  ///< end of the last piece, which bytes from there extend; or null
+    int mDataCount = 0;                        ///< bytes of the datagram in progress
     int mPacketSize = kDefaultPacketSize;
     int mPieceCount = 0;
-    int mFirstPiece = 0;  ///< of the datagram that is being filled
-    int mDatagrams = 0;   ///< that wait
+    int mFirstPiece = 0;  ///< of the datagram in progress
+    int mDatagrams = 0;   ///< pending
 
-    iovec mPieces[kMostPieces];  ///< bytes of the host, but the first may be of the buffer
+    iovec mPieces[kMostPieces];  ///< in the host's buffer; the first may be in mpFilteredBuffer
     UdpSender::Datagram mWaiting[kMostDatagrams];
-    std::unique_ptr<std::uint8_t[]> mpFilteredBuffer;  ///< what was kept of the datagram that is being filled
-    std::uint8_t* mpCurrWritePtr = nullptr;            ///< behind it
+    std::unique_ptr<std::uint8_t[]> mpFilteredBuffer;  ///< kept bytes of the datagram in progress
+    std::uint8_t* mpCurrWritePtr = nullptr;            ///< their end
     int mBufferSize = 0;
     std::uint16_t mMulticastPort = 0;
     char mMulticastIp[16] = "";
@@ -124,10 +135,8 @@ class Streamer {
     bool mMulticastChanged = false;
     int mId = 0;
     int mTotalPids = 0;
-    std::unique_ptr<std::uint8_t[]> mpPrivatePatBuffer;
-    int mPrivatePatBufferLen = 0;
-    int mPrivatePatContinuity = 0;
-    bool mPrivatePatCrcInvalid = false;
+    FILE* mpOutputFile = nullptr;
+    PrivatePat mPrivatePat;
     std::list<std::uint16_t> mProgramList;
     std::list<std::uint16_t> mPidList;
 };

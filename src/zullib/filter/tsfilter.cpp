@@ -1,14 +1,10 @@
-// Construction of the filter, and the small accessors.
+// Construction of the filter, its run state, the PID table's reset and the debug files.
 #include "filter/tsfilter.h"
 
 #include "core/broadcasttime.h"
 #include "core/statistics.h"
-#include "filter/debugfiles.h"
 #include "guide/tunermanager.h"
 #include "psip/tablecollector.h"
-
-FILE* dbg_file_in = nullptr;
-FILE* dbg_file_out = nullptr;
 
 namespace {
 
@@ -17,12 +13,12 @@ std::atomic<TsFilter*> tsFilter{nullptr};
 }  // namespace
 
 TsFilter::TsFilter(char type, TunerManager* tuner)
-    : mpTunerManager(tuner),
+    : mMyType(type),
+      mpTunerManager(tuner),
       mpTime(Time::Self()),
-      mpTableCollector(std::make_unique<TableCollector>()),
       mpStatistics(Statistics::Self()),
-      mPacketIdMap(std::make_unique<PacketIdMapType[]>(kPids)),
-      mMyType(type) {
+      mpTableCollector(std::make_unique<TableCollector>()),
+      mPacketIdMap(std::make_unique<PacketIdMapType[]>(kPids)) {
     {
         const platform::MutexLock lock(mMutex);
         CleanRows();
@@ -49,7 +45,7 @@ void TsFilter::CleanPacketIdMap() {
     CleanRows();
 }
 
-/// Puts the PID table to its start: only PID 0 is known, and never forwarded.
+/// Resets the PID table to its initial state: only PID 0 is known, and never forwarded.
 void TsFilter::CleanRows() {
     mpStreamerList = nullptr;
     for (unsigned pid = 0; pid < kPids; ++pid) mPacketIdMap[pid] = PacketIdMapType{};
@@ -57,23 +53,17 @@ void TsFilter::CleanRows() {
     mPacketIdMap[kPatPid].block = true;
 }
 
-namespace {
-
-void Replace(FILE*& file, FILE* by) {
-    if (file != nullptr) std::fclose(file);
-    file = by;
-}
-
-}  // namespace
-
 void TsFilter::SetDebugInput(FILE* file) {
     const platform::MutexLock lock(mMutex);
-    Replace(dbg_file_in, file);
+    mDebugInput.reset(file);
 }
 
 void TsFilter::SetDebugOutput(FILE* file) {
     const platform::MutexLock lock(mMutex);
-    Replace(dbg_file_out, file);
+    for (const std::unique_ptr<Streamer>& streamer : mStreamersList) {
+        if (streamer) streamer->SetOutputFile(file);
+    }
+    mDebugOutput.reset(file);
 }
 
 char* TsFilter::GetMjdDateTime() { return mpTime->GetMjdDateTime(0, nullptr); }

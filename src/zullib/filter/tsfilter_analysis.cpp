@@ -14,7 +14,7 @@ constexpr std::uint8_t kScramblingControl = 0xC0;  ///< transport_scrambling_con
 constexpr std::uint8_t kHasAdaptation = 0x20;      ///< adaptation_field_control, byte 3
 constexpr std::uint8_t kHasPayload = 0x10;
 constexpr std::uint8_t kContinuity = 0x0F;      ///< continuity_counter, byte 3
-constexpr std::uint8_t kCountedAlready = 0xF0;  ///< added to the continuity of a packet's second piece
+constexpr std::uint8_t kCountedAlready = 0xF0;  ///< flag in the continuity of a packet's second piece
 
 constexpr unsigned kHeadSize = 4;
 constexpr unsigned kDropsPerLine = 512;

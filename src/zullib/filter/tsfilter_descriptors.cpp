@@ -1,4 +1,4 @@
-// The descriptors of PMT, VCT and MGT that tell languages and captions (ISO/IEC 13818-1, 2.6; ATSC A/65, 6.9).
+// The language and caption descriptors of PMT, VCT and MGT (ISO/IEC 13818-1, 2.6; ATSC A/65, 6.9).
 #include <algorithm>
 #include <cstring>
 
@@ -22,12 +22,12 @@ void CopyLanguage(char (&language)[4], Bytes code) {
 
 }  // namespace
 
-/// Walks a descriptor loop for a row. Of the tags that the tables carry, two are read; video (0x02), audio (0x03),
-/// AC-3 (0x81) and service location (0xA1) tell nothing that is used.
+/// Walks a descriptor loop for a row. Two tags are read; video (0x02), audio (0x03), AC-3 (0x81) and service location
+/// (0xA1) contain nothing that is used.
 /// \param caller  0 an elementary stream, 1 a PMT's program info, 3 the VCT, 4 the MGT; changes nothing
 bool TsFilter::AnalyzeDescriptor(Bytes loop, std::uint16_t pid, int /*caller*/) {
     const std::size_t length = loop.size();
-    std::size_t curbyte = 0;  // by the descriptors' own word, which may run past the loop
+    std::size_t curbyte = 0;  // by the declared lengths, which may exceed the loop
     while (!loop.empty()) {
         curbyte += kDescriptorHead;
         const auto head = TakeFront(loop, kDescriptorHead);
@@ -46,14 +46,14 @@ bool TsFilter::AnalyzeDescriptor(Bytes loop, std::uint16_t pid, int /*caller*/) 
     return true;
 }
 
-/// True when a row's programme can be reported: it has one and, on a transmitter, its transport stream too.
+/// \return whether the row has a programme to report and, on a transmitter, its transport stream
 bool TsFilter::IsReported(const PacketIdMapType& row) const {
     return row.programId != 0 && (mMyType != 'T' || row.transportId != 0);
 }
 
 /// ISO_639_language_descriptor (ISO/IEC 13818-1, 2.6.18). The last entry wins.
-/// \param body  entries of 4 bytes, as far as they are there
-/// \param descriptor_length  by the descriptor's own word
+/// \param body  entries of 4 bytes, possibly truncated
+/// \param descriptor_length  as declared
 void TsFilter::AnalyzeDescriptorLanguage(Bytes body, std::size_t descriptor_length, std::uint16_t pid) {
     PacketIdMapType& row = mPacketIdMap[pid];
     std::size_t curbyte = 0;
@@ -76,8 +76,8 @@ void TsFilter::AnalyzeDescriptorLanguage(Bytes body, std::size_t descriptor_leng
 }
 
 /// caption_service_descriptor (ATSC A/65, 6.9.2). One report for the whole descriptor, with its last entry.
-/// \param body  reserved (3 bits), number_of_services (5), then entries of 6 bytes, as far as they are there
-/// \param descriptor_length  by the descriptor's own word
+/// \param body  reserved (3 bits), number_of_services (5), then entries of 6 bytes, possibly truncated
+/// \param descriptor_length  as declared
 void TsFilter::AnalyzeDescriptorCaption(Bytes body, std::size_t descriptor_length, std::uint16_t pid) {
     PacketIdMapType& row = mPacketIdMap[pid];
     const auto head = TakeFront(body, 1);

@@ -1,4 +1,4 @@
-// Starting and stopping multicasts: tune, run the filter, wait, attach; and the way back.
+// Starting and stopping multicasts: tune, run the filter, wait, attach; and the reverse.
 #include <arpa/inet.h>
 
 #include <cstring>
@@ -53,13 +53,11 @@ bool TsFilter::StartMulticast(int streamId, char* cmd) {
     return true;
 }
 
-/// Begins all section state afresh, between two buffers.
+/// Resets all section state, between two buffers.
 void TsFilter::RestartCollector() {
     auto fresh = std::make_unique<TableCollector>();
     const platform::MutexLock lock(mMutex);
     mpTableCollector.swap(fresh);
-    mPatCurrentNextIndicator = -1;
-    mElementaryStreamCount = 0;
     mUnindentifiedStreamers = 0;
 }
 
@@ -76,7 +74,7 @@ bool TsFilter::StopMulticast(int streamId, bool really) {
     platform::Sleep(kStopWait);
     mPatVersion.store(-1, std::memory_order_relaxed);
     if (streamId == kAllStreams) {
-        // All at first: the removal of one waits for a buffer, and for the failed sends of the others in it.
+        // Deactivate all first: a removal waits for the current buffer, and so for failed sends of the others.
         for (int id = 0; id < kStreams; ++id) Deactivate(id);
         for (int id = 0; id < kStreams; ++id) RemoveStream(id);
     } else {
@@ -100,7 +98,6 @@ bool TsFilter::EnterScanMode(bool enter) {
     FilterActive(false);
     StopMulticast(kAllStreams, true);
     if (enter) FilterActive(true);
-    mScanMode = enter;
     mPatVersion.store(-1, std::memory_order_relaxed);
     return true;
 }

@@ -1,22 +1,14 @@
-// PAT analysis (ISO/IEC 13818-1, 2.4.4.3): programmes for the PID table and the store, and the PAT of each stream's
-// own, in which the programmes that the stream doesn't carry are blanked.
-#include <algorithm>
-#include <cstring>
-
+// PAT analysis (ISO/IEC 13818-1, 2.4.4.3): programmes for the PID table and the store, and each stream's private PAT.
 #include "core/log.h"
 #include "core/statistics.h"
 #include "filter/tsfilter.h"
 #include "guide/tunermanager.h"
-#include "psip/crc32.h"
 #include "psip/pat.h"
 
 namespace {
 
-constexpr unsigned kAnalysisPeriod = 128;  ///< one PAT in so many is analysed again, at this place in the period:
+constexpr unsigned kAnalysisPeriod = 128;  ///< one PAT in so many is analysed again, this one:
 constexpr unsigned kAnalysisPlace = 15;
-
-constexpr std::size_t kMaxPacketized = 6 * kPacketSize;  ///< what a section of the largest accepted size takes
-static_assert(kMaxPacketized <= Streamer::kPrivatePatSize);
 
 const StreamerList kNoStreams;
 
@@ -46,19 +38,19 @@ bool TsFilter::AnalyzePat(Bytes section) {
     if (version != versionBefore) {
         AnalyzePatInFull(section, streams);
     } else if (mMyType == 'T') {
-        SendPrivatePats(streams);
+        for (Streamer* streamer : streams) streamer->SendPrivatePat();  // at the rate of the broadcast's
     }
     const bool again = ++mPatVersionCounter % kAnalysisPeriod == kAnalysisPlace;
-    // A command that asked for a full analysis in the meantime must not be lost.
+    // A command may have asked for a full analysis in the meantime: don't overwrite that.
     mPatVersion.compare_exchange_strong(versionBefore, again ? -1 : version, std::memory_order_relaxed);
     return true;
 }
 
-/// Reports every programme, and builds the private PAT of every stream anew.
+/// Reports every programme, and rebuilds the private PAT of every stream.
 void TsFilter::AnalyzePatInFull(Bytes section, const StreamerList& streams) {
     LOG("Re-AnalyzeSectionPat\n");
     mpStatistics->mPatCounter.fetch_add(1, std::memory_order_relaxed);
-    for (Streamer* streamer : streams) streamer->SetPrivatePat(section.data(), static_cast<int>(section.size()));
+    for (Streamer* streamer : streams) streamer->OwnPat().Begin(section);
 
     Bytes loop = section;
     const auto head = TakePatHead(loop);
@@ -69,10 +61,11 @@ void TsFilter::AnalyzePatInFull(Bytes section, const StreamerList& streams) {
         AnalyzePatEntry(*entry, offset, head->transportStreamId, streams);
         offset += kPatEntrySize;
     }
-    if (mMyType == 'T') FinishPrivatePats(section.size(), streams);
+    if (mMyType != 'T') return;
+    for (Streamer* streamer : streams) streamer->OwnPat().Finish(mPatContinuity);
 }
 
-/// \param offset  of the entry in the section, and so in each stream's copy of it
+/// \param offset  of the entry in the section
 void TsFilter::AnalyzePatEntry(const PatEntry& entry, std::size_t offset, std::uint16_t transportId,
                                const StreamerList& streams) {
     const std::uint16_t program_number = entry.programNumber;
@@ -99,63 +92,6 @@ void TsFilter::AnalyzePatEntry(const PatEntry& entry, std::size_t offset, std::u
             LOG("Found a match, this PMT is streamed\n");
             continue;
         }
-        if (!streamer->mpPrivatePatBuffer) continue;
-        streamer->mpPrivatePatBuffer[offset] = 0;
-        streamer->mpPrivatePatBuffer[offset + 1] = 0;
-        streamer->mPrivatePatCrcInvalid = true;
+        streamer->OwnPat().Blank(offset);
     }
-}
-
-/// Turns the edited copies of the section into packets, which are what the streams keep.
-/// \param sectionSize  kPatHeadSize bytes and more
-void TsFilter::FinishPrivatePats(std::size_t sectionSize, const StreamerList& streams) {
-    for (Streamer* streamer : streams) {
-        std::uint8_t* const buffer = streamer->mpPrivatePatBuffer.get();
-        if (buffer == nullptr) continue;
-        if (streamer->mPrivatePatCrcInvalid) {
-            const std::size_t covered = sectionSize - kCrcSize;
-            PutBe32(buffer + covered, crc32(buffer, static_cast<std::uint32_t>(covered)));
-        }
-        std::uint8_t packetized_buffer[kMaxPacketized];
-        const int packetized_len =
-            PacketizeSection(kPatPid, &mPatContinuity, Bytes(buffer, sectionSize), packetized_buffer);
-        streamer->SetPrivatePat(packetized_buffer, packetized_len);
-    }
-}
-
-/// Sends each stream its PAT, at the rate of the broadcast's.
-void TsFilter::SendPrivatePats(const StreamerList& streams) {
-    for (Streamer* streamer : streams) {
-        std::uint8_t* const buffer = streamer->mpPrivatePatBuffer.get();
-        if (buffer == nullptr) continue;
-        streamer->mPrivatePatContinuity = (streamer->mPrivatePatContinuity + 1) % 16;
-        buffer[3] = static_cast<std::uint8_t>((buffer[3] & 0xF0) | streamer->mPrivatePatContinuity);
-        streamer->Stream(buffer, streamer->mPrivatePatBufferLen);
-    }
-}
-
-/// Cuts a section into transport packets, with payload only and the last filled up with 0xFF.
-/// \param packetized_buffer  room for kMaxPacketized bytes
-/// \return bytes written, 0 for an empty section or on failure
-int TsFilter::PacketizeSection(std::uint16_t pid, int* continuity, Bytes section, std::uint8_t* packetized_buffer) {
-    constexpr std::size_t kHead = 4;
-    if (pid >= kPids || section.size() > kMaxPsiSectionLength + kSectionHead) {
-        PANIC("pid 0x%x, section_len %d\n", pid, static_cast<int>(section.size()));
-        return 0;
-    }
-    std::uint8_t* packet = packetized_buffer;
-    for (Bytes rest = section; !rest.empty(); packet += kPacketSize) {
-        const bool first = rest.size() == section.size();
-        *continuity = (*continuity + 1) % 16;
-        std::memset(packet, 0xFF, kPacketSize);
-        packet[0] = kSyncByte;
-        packet[1] = first ? 0x40 : 0x00;  // payload_unit_start_indicator; only PID 0 is ever cut
-        packet[2] = static_cast<std::uint8_t>(pid);
-        packet[3] = static_cast<std::uint8_t>(0x10 + *continuity);
-        std::size_t head = kHead;
-        if (first) packet[head++] = 0;  // pointer_field
-        const Bytes piece = TakeAtMost(rest, kPacketSize - head);
-        std::memcpy(packet + head, piece.data(), piece.size());
-    }
-    return static_cast<int>(packet - packetized_buffer);
 }

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Who hands a descriptor loop over.
+/// Callers of AnalyzeDescriptor.
 constexpr int kCallerStream = 0;
 constexpr int kCallerProgram = 1;
 
@@ -42,7 +42,7 @@ bool TsFilter::AnalyzePmt(Bytes section, std::uint16_t packetId) {
     return true;
 }
 
-/// Settles the elementary streams of a programme: each once, until the table is cleaned.
+/// Assigns the elementary streams of a programme; each once, until the table is cleaned.
 /// \param packetMapPid  PID of the PMT, 0 on a receiver
 bool TsFilter::AnalyzePmtProgramInfoLoop(Bytes loop, std::uint16_t packetMapPid, std::uint16_t program_number) {
     const PacketIdMapType& mapRow = mPacketIdMap[packetMapPid];

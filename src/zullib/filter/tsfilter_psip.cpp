@@ -1,5 +1,5 @@
 // The tables of ATSC A/65: MGT, VCT, STT, EIT and ETT, from complete sections to PID rows, store and clock.
-// A reserved bit that isn't set costs a log line and nothing else, except in the EIT.
+// A reserved bit that isn't set is only logged, except in the EIT.
 #include <cstring>
 
 #include "core/broadcasttime.h"

@@ -3,38 +3,24 @@
 
 #include "core/log.h"
 #include "core/replytext.h"
+#include "filter/packetsizefile.h"
 #include "filter/tsfilter.h"
 
 namespace {
 
-constexpr int kStreamBuffer = 65536;            ///< bytes that can wait in a stream
+constexpr int kStreamBuffer = 65536;            ///< bytes that a stream can hold
 constexpr int kMaxUnidentified = 256;           ///< attachments to PIDs that belong to no programme
 constexpr std::uint32_t kSeenUnidentified = 2;  ///< packets of such a PID; fewer count as noise
-constexpr std::uint32_t kSeenMultiplex = 3;     ///< packets of a PID that the whole multiplex takes along
+constexpr std::uint32_t kSeenMultiplex = 3;     ///< packets of a PID that is part of the whole multiplex
 
 /// PIDs of PSI that every stream carries (ISO/IEC 13818-1, 2.4.3.3; ETSI EN 300 468, 5.1.3; ATSC A/65, 4.1). The last
-/// ends the walk and isn't attached, so that null packets are never forwarded.
+/// ends the list and isn't attached: null packets are never forwarded.
 constexpr std::uint16_t knownPids[] = {0x0000, 0x0001, 0x0010, 0x0011, 0x0012, 0x0013, 0x0014, kPsipBasePid, kNullPid};
 static_assert(std::is_sorted(std::begin(knownPids), std::end(knownPids)) && *std::rbegin(knownPids) == kNullPid);
 
 bool IsStreamId(int streamId) { return streamId >= 0 && streamId < kStreams; }
 
 }  // namespace
-
-bool StreamerList::Contains(const Streamer* streamer) const { return std::find(begin(), end(), streamer) != end(); }
-
-Streamer* StreamerList::FindId(int id) const {
-    const auto found = std::find_if(begin(), end(), [id](const Streamer* streamer) { return streamer->IdGet() == id; });
-    return found != end() ? *found : nullptr;
-}
-
-bool StreamerList::RemoveId(int id) {
-    Streamer** const last = mStreamers + mCount;
-    Streamer** const kept =
-        std::remove_if(mStreamers, last, [id](const Streamer* streamer) { return streamer->IdGet() == id; });
-    mCount = static_cast<int>(kept - mStreamers);
-    return kept != last;
-}
 
 bool TsFilter::AddStream(int streamId, const char* mcastIp, std::uint16_t mcastPort) {
     if (!IsStreamId(streamId)) {
@@ -51,7 +37,8 @@ bool TsFilter::AddStream(int streamId, const char* mcastIp, std::uint16_t mcastP
         LOG("=== Found Existing Stream id %d\n", streamId);
         return slot->StreamSet(mcastPort, mcastIp);
     }
-    auto streamer = std::make_unique<Streamer>(kStreamBuffer, mPacketSize);
+    auto streamer = std::make_unique<Streamer>(kStreamBuffer, Streamer::kMinPacketSize);
+    streamer->SetOutputFile(mDebugOutput.get());
     streamer->StreamSet(mcastPort, mcastIp);
     streamer->IdSet(streamId);
     {
@@ -64,7 +51,7 @@ bool TsFilter::AddStream(int streamId, const char* mcastIp, std::uint16_t mcastP
     return true;
 }
 
-/// Attaches a stream to a PID unless it is there, and activates it. \return true when it is new there
+/// Attaches a stream to a PID and activates it. \return false when it was attached already
 bool TsFilter::Attach(PacketIdMapType& row, Streamer* streamer) {
     if (!row.streamers) row.streamers = std::make_unique<StreamerList>();
     if (Streamer* const there = row.streamers->FindId(streamer->IdGet())) {
@@ -76,7 +63,7 @@ bool TsFilter::Attach(PacketIdMapType& row, Streamer* streamer) {
     return true;
 }
 
-/// Attaches a stream to the PIDs of PSI, which are analysed from then on.
+/// Attaches a stream to the PIDs of PSI, and has them analysed again.
 void TsFilter::AddStreamerToPsi(Streamer* streamer) {
     for (const std::uint16_t pid : knownPids) {
         if (pid == kNullPid) break;
@@ -85,8 +72,7 @@ void TsFilter::AddStreamerToPsi(Streamer* streamer) {
     }
 }
 
-/// Attaches a stream to the PIDs that were seen and that no PAT or PMT claimed: among them the tables that the MGT
-/// placed on PIDs of their own.
+/// Attaches a stream to the PIDs that were seen and that no PAT or PMT names, such as the tables that the MGT lists.
 void TsFilter::AddStreamerToUnidentified(Streamer* streamer) {
     for (unsigned pid = 0; pid < kNullPid; ++pid) {
         PacketIdMapType& row = mPacketIdMap[pid];
@@ -138,7 +124,7 @@ bool TsFilter::AddAllProgramsToStream(int streamId) {
     return true;
 }
 
-/// Takes a stream out of a row, and with the last one the row's list.
+/// Removes a stream from a row; an empty list is deleted.
 void TsFilter::Detach(PacketIdMapType& row, int streamId) {
     if (!row.streamers || !row.streamers->RemoveId(streamId) || row.streamers->Count() != 0) return;
     if (mpStreamerList == row.streamers.get()) mpStreamerList = nullptr;
@@ -147,14 +133,14 @@ void TsFilter::Detach(PacketIdMapType& row, int streamId) {
 
 bool TsFilter::RemoveAllProgramsFromStream(int streamId) {
     for (unsigned pid = 0; pid < kPids; ++pid) {
-        // One lock for each row: a running walk goes on between two.
+        // One lock for each row, so that a running walk isn't held up for all of them.
         const platform::MutexLock lock(mMutex);
         Detach(mPacketIdMap[pid], streamId);
     }
     return true;
 }
 
-/// Stops a stream's sends, without the filter lock: a running walk may hold it for many failed sends, 100 ms each.
+/// Stops a stream's sends, without the filter lock: a running walk may hold that for many failed sends, 100 ms each.
 /// \return false for an empty slot
 bool TsFilter::Deactivate(int streamId) {
     const platform::MutexLock slots(mSlotMutex);
@@ -189,4 +175,14 @@ std::vector<TsFilter::StreamStatus> TsFilter::StatusOfStreams() {
         CopyText(status.address, streamer->MulticastIp());
     }
     return all;
+}
+
+bool TsFilter::SetPacketSize(int packetSize) {
+    {
+        const platform::MutexLock lock(mMutex);
+        for (const std::unique_ptr<Streamer>& streamer : mStreamersList) {
+            if (streamer) streamer->SetPacketSize(packetSize);
+        }
+    }
+    return SavePacketSize(packetSize);
 }

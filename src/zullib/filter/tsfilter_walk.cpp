@@ -1,22 +1,21 @@
 // The walk over the host's buffers: sync, PID look-up, routing. ISO/IEC 13818-1, 2.4.3.2. The hot path of the module:
-// a packet costs one look-up, and a note of where it stands for each stream that it goes to.
+// a packet costs one look-up, and a reference to its bytes for each stream that it goes to.
 #include <cstring>
 
 #include "core/log.h"
 #include "core/sharedmem.h"
 #include "core/statistics.h"
-#include "filter/debugfiles.h"
 #include "filter/tsfilter.h"
 
 namespace {
 
-/// Bytes that prove a packet: its own and the sync byte of the next.
-constexpr std::size_t kProof = kPacketSize + 1;
+/// Bytes that confirm a packet: its own and the sync byte of the next.
+constexpr std::size_t kConfirmed = kPacketSize + 1;
 
-/// How far ahead of the walk the heads of packets are fetched: the machine doesn't foresee steps of one packet.
+/// Prefetch distance for the heads of packets: hardware prefetchers don't follow strides of one packet.
 constexpr std::size_t kAhead = 16 * kPacketSize;
 
-constexpr std::size_t kPidBytes = 3;  ///< bytes of a packet's head that name its PID
+constexpr std::size_t kPidBytes = 3;  ///< bytes at a packet's start that include its PID
 
 constexpr std::uint16_t PidOf(std::uint8_t byte1, std::uint8_t byte2) {
     return static_cast<std::uint16_t>((byte1 & 0x1Fu) << 8 | byte2);
@@ -26,16 +25,15 @@ constexpr std::uint16_t PidOf(std::uint8_t byte1, std::uint8_t byte2) {
 
 bool TsFilter::Filter(unsigned char* inData, int size) {
     const platform::MutexLock lock(mMutex);
-    ++mBufferCount;
     if (!mRunFilter.load(std::memory_order_acquire)) {
         mFilterRunning.store(false, std::memory_order_release);
-        mHeldCount = 0;  // the rest of that packet is missed
+        mHeldCount = 0;  // the rest of that packet is lost
         return false;
     }
     mFilterRunning.store(true, std::memory_order_release);
     if (size <= 0) return true;
     const auto bytes = static_cast<std::size_t>(size);
-    if (dbg_file_in != nullptr && std::fread(inData, 1, bytes, dbg_file_in) != bytes) return false;
+    if (mDebugInput && std::fread(inData, 1, bytes, mDebugInput.get()) != bytes) return false;
 
     const bool walked = WalkBuffer(Bytes(inData, bytes));
     FlushStreams();
@@ -45,13 +43,14 @@ bool TsFilter::Filter(unsigned char* inData, int size) {
     return walked;
 }
 
-/// Walks one buffer. \return false when the search for sync met the buffer's end; the rest of it isn't forwarded then
+/// Walks one buffer.
+/// \return false when the search for sync reaches the buffer's end; the rest isn't forwarded then
 bool TsFilter::WalkBuffer(Bytes buffer) {
     if (mHeldCount != 0 && !SendHeldTail(buffer)) return true;
     const std::uint8_t* const start = buffer.data();
     std::size_t at = 0;
     std::size_t expected = mExpectedSync;
-    while (buffer.size() - at >= kProof) {
+    while (buffer.size() - at >= kConfirmed) {
         if (start[at] == kSyncByte && start[at + kPacketSize] == kSyncByte) {
             __builtin_prefetch(start + at + kAhead);
             RouteInStep(start + at);
@@ -61,8 +60,8 @@ bool TsFilter::WalkBuffer(Bytes buffer) {
         }
         std::size_t sync = expected;
         if (start[sync] != kSyncByte) {
-            // The search begins one packet before the place where the sync was missed.
-            at = expected < kProof ? 0 : expected - kPacketSize;
+            // The search starts one packet before the missing sync byte.
+            at = expected < kConfirmed ? 0 : expected - kPacketSize;
             const auto found = FindSync(buffer, at);
             if (!found) {
                 mDroppedBytes += static_cast<std::uint32_t>(buffer.size() - at);
@@ -74,7 +73,7 @@ bool TsFilter::WalkBuffer(Bytes buffer) {
             mpStatistics->AddNoSync();
             sync = *found;
         }
-        // What lies before the sync is the rest of a packet, and goes where its head went.
+        // Bytes before the sync belong to the packet before, and are routed like it.
         if (at < sync && !mBlock) Forward(buffer.subspan(at, sync - at));
         expected = sync + kPacketSize;
         at = sync;
@@ -83,19 +82,19 @@ bool TsFilter::WalkBuffer(Bytes buffer) {
     return true;
 }
 
-/// Routes a packet that the sync byte behind it proves.
+/// Routes a packet that is followed by another sync byte.
 void TsFilter::RouteInStep(const std::uint8_t* packet) {
     const std::uint16_t pid = PidOf(packet[1], packet[2]);
     PacketIdMapType& row = mPacketIdMap[pid];
     ++row.count;
     if (row.status == ePidUnknown) AnalyzePacket(packet, pid);
-    // Routing is taken after the analysis, which may have changed it.
+    // After the analysis, which may change the routing.
     mBlock = row.block;
     mpStreamerList = row.streamers.get();
     if (!mBlock) Forward(Bytes(packet, kPacketSize));
 }
 
-/// Hands bytes to the streams of the packet routed last. They stay unchanged until the streams are flushed.
+/// Hands bytes to the streams of the packet routed last. They must stay unchanged until the streams are flushed.
 void TsFilter::Forward(Bytes bytes) {
     if (mpStreamerList == nullptr) {
         mDroppedBytes += static_cast<std::uint32_t>(bytes.size());
@@ -104,27 +103,26 @@ void TsFilter::Forward(Bytes bytes) {
     for (Streamer* streamer : *mpStreamerList) streamer->Collect(bytes.data(), static_cast<int>(bytes.size()));
 }
 
-/// Sends the datagrams that wait, and lets the streams keep the rest: the bytes that they were handed may change behind
-/// it.
+/// Sends pending datagrams and has the streams copy the rest; the host may reuse its buffer after return.
 void TsFilter::FlushStreams() {
     for (const auto& streamer : mStreamersList) {
         if (streamer) streamer->Flush();
     }
 }
 
-/// Takes block flag and streams of a PID for bytes that are neither counted nor analysed.
+/// Selects the routing of a PID for bytes that are neither counted nor analysed.
 void TsFilter::RouteBy(std::uint16_t pid) {
     mBlock = mPacketIdMap[pid].block;
     mpStreamerList = mPacketIdMap[pid].streamers.get();
 }
 
 /// Looks for two sync bytes a packet apart.
-/// \return offset of the first, at `from` or behind it; nothing when the buffer has none
+/// \return offset of the first, `from` or above; nothing when the buffer has none
 std::optional<std::size_t> TsFilter::FindSync(Bytes buffer, std::size_t from) {
     const std::size_t end = buffer.size() - kPacketSize;
     std::size_t at = from;
     while (at < end && !(buffer[at] == kSyncByte && buffer[at + kPacketSize] == kSyncByte)) ++at;
-    if (at - from >= kProof) {
+    if (at - from >= kConfirmed) {
         LOG("No sync in %d B! strength %d\n", static_cast<int>(at - from),
             SharedMem::Self()->GetSignalStrengthTransmitter());
     }
@@ -133,12 +131,12 @@ std::optional<std::size_t> TsFilter::FindSync(Bytes buffer, std::size_t from) {
     return std::nullopt;
 }
 
-/// Forwards the buffer's last bytes, at most a packet, which the next buffer continues.
+/// Forwards the last bytes of the buffer, at most a packet; the next buffer continues them.
 void TsFilter::FinishBuffer(Bytes tail) {
     mExpectedSync = kPacketSize - tail.size();
     if (tail[0] == kSyncByte) {
         if (tail.size() < kPidBytes) {
-            // They can't name their PID: they wait for the byte that does.
+            // The PID isn't complete: keep the bytes for the next buffer.
             mHeldCount = tail.size();
             std::memcpy(mHeldTail, tail.data(), tail.size());
             return;
@@ -148,8 +146,8 @@ void TsFilter::FinishBuffer(Bytes tail) {
     if (!mBlock) Forward(tail);
 }
 
-/// Sends the bytes that the last buffer left behind, under the PID that this buffer completes.
-/// \return false when the PID still lacks a byte; the buffer is then held as well
+/// Forwards the bytes held from the last buffer, under the PID that this buffer completes.
+/// \return false when the PID is still incomplete; the buffer is then held as well
 bool TsFilter::SendHeldTail(Bytes buffer) {
     std::uint8_t head[kPidBytes];
     std::memcpy(head, mHeldTail, mHeldCount);
