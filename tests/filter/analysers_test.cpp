@@ -20,7 +20,7 @@ constexpr unsigned kGuidePid = 0x1D00;
 constexpr std::uint16_t kSource = 0x0102;
 constexpr std::uint16_t kOther = 0x0103;
 
-/// The same section with other bits in one byte, and a right CRC.
+/// The same section with other bits in one byte, and a valid CRC.
 Blob Flipped(Blob section, std::size_t at, unsigned bits) {
     section.resize(section.size() - kCrcSize);
     section[at] = static_cast<std::uint8_t>(section[at] ^ bits);
@@ -43,7 +43,7 @@ class AnalysersTest : public TsFilterTest {
         Start();
     }
 
-    /// One programme of the current channel, whose source the VCT tells; the guide's PID collects.
+    /// Adds a programme to the current channel, as the VCT does, and makes the guide's PID one of an EIT.
     void Start() {
         Row(kGuidePid).type = ePidEit;
         mTuner.AddProgramToScanResults(0x55, 3);
@@ -199,7 +199,8 @@ TEST_F(AnalysersTest, EitFilesItsEvents) {
                                                   "16383 4000 5 ", "5 5000 5 b*", "6 6000 5 b*"}));
 }
 
-// The length of a title goes as one byte. Coded, "The News" takes three bytes and yields nine, with its terminator.
+// The length of a title is passed as one byte. Coded, "The News" takes three bytes and yields nine, with its
+// terminator.
 TEST_F(AnalysersTest, EitTitlesCountInOneByte) {
     for (const auto& [plain, filed] : {std::pair{10u, 100u}, {166u, 0u}, {167u, 1u}}) {
         Blob title{1, 'e', 'n', 'g', 11, 0, 0, static_cast<std::uint8_t>(plain)};
@@ -216,14 +217,14 @@ TEST_F(AnalysersTest, EitWithWrongReservedBitsIsGivenUp) {
                                    EitEvent(3, 3000, 5, Plain("c"))});
     EXPECT_EQ(Feed(Flipped(eit, 1, 0x40), kGuidePid), "Eit: ERROR reserved not chking: pkt[1] b0 mask 0x30\n");
     EXPECT_EQ(Events(), std::vector<std::string>{});
-    const std::size_t second = 10 + 21 + 19;  // the descriptors' length of the second event
+    const std::size_t second = 10 + 21 + 19;  // descriptors_length of the second event
     EXPECT_EQ(Feed(Flipped(eit, second, 0x10), kGuidePid), "Eit ERROR reserved 3 mismatch is e0 should be 0xC0\n");
     EXPECT_EQ(Events(), std::vector<std::string>{"1 1000 5 a"}) << "what was reported stays";
 }
 
 TEST_F(AnalysersTest, EttFilesTextsOfEventsAndChannels) {
     Row(kGuidePid).type = ePidEtt;
-    Feed(Ett(kSource, 7 << 2 | 2, Plain(std::string(900, 'l'))), kGuidePid);  // in front of its EIT
+    Feed(Ett(kSource, 7 << 2 | 2, Plain(std::string(900, 'l'))), kGuidePid);  // before its EIT
     Feed(Ett(kSource, 0, Plain("Channel")), kGuidePid);
     Feed(Ett(kSource + 1, 7 << 2, Plain("another source")), kGuidePid);
     Feed(Eit(kSource, {EitEvent(7, 7000, 5, Plain("seven"))}), kGuidePid);
@@ -232,7 +233,7 @@ TEST_F(AnalysersTest, EttFilesTextsOfEventsAndChannels) {
     EXPECT_EQ(Programme().channelLongName.get(), "Channe"s);
 }
 
-/// Every cut of a table, with a right CRC: what stands whole in front of it counts, and nothing behind it is read.
+/// Every cut of a table, with a valid CRC: complete entries before the cut count, and nothing after it is read.
 TEST_F(AnalysersTest, CutTablesCountAsFarAsTheyGo) {
     const Blob mgt = Mgt({MgtTable(0x100, 0x100, {0x0A, 1, 0}), MgtTable(0x100, 0x101)});
     const Blob vct = Vct(0xC8, 0x55, {VctChannel(3, 100, 2, kSource, Blob(4, 0)), VctChannel(4, 100, 3, 9)});
@@ -282,7 +283,7 @@ TEST_F(AnalysersTest, LengthsThatLieLeaveItAlive) {
                 static_cast<std::uint8_t>(random() % 3 == 0 ? 0xFF : random());
         }
         Feed(Sealed(section), section[0] >= 0xCB ? kGuidePid : kBasePid);
-        Row(kGuidePid).type = ePidEit;  // a table may have said otherwise
+        Row(kGuidePid).type = ePidEit;  // a table may have changed it
         Row(kGuidePid).status = Row(kBasePid).status = ePidUnknown;
     }
     testing::internal::GetCapturedStderr();
@@ -292,14 +293,14 @@ TEST_F(AnalysersTest, LengthsThatLieLeaveItAlive) {
 
 namespace {
 
-/// A transmitter that hears sections and whose store changes, and all that it holds then.
+/// A transmitter that receives sections while its store changes.
 class Hearer : public AnalysersTest {
  public:
     explicit Hearer(bool forgets) : mForgets(forgets) { SetUp(); }
     ~Hearer() override { TearDown(); }
     void TestBody() override {}
 
-    /// \return what it reported and logged, but for addresses and line numbers
+    /// \return its reports and log lines, without addresses and line numbers
     std::string Hear(const Blob& section, int level) {
         if (mForgets) ForgetFiledSections();
         testing::internal::CaptureStderr();
@@ -311,8 +312,7 @@ class Hearer : public AnalysersTest {
         return std::regex_replace(lines, std::regex("SetExtendedText at [0-9a-f]+"), "");
     }
 
-    /// Something else than a section, by number: the store is emptied, or a channel, a programme or a name comes.
-    /// Others do nothing.
+    /// Changes the store, by number: empties it, or adds a channel, a programme or a name. Other numbers do nothing.
     void Change(unsigned number) {
         if (number == 0) LoadTheStoreAnew();
         if (number == 1 || number == 2) mTuner.TuneToChannel(static_cast<int>(number));
@@ -349,7 +349,7 @@ class Hearer : public AnalysersTest {
     }
 
  private:
-    /// A scan that stops at once empties the store.
+    /// A scan that stops immediately empties the store.
     void LoadTheStoreAnew() {
         mTuner.ScanOneChannel(159);
         mTuner.DoScan();
@@ -365,7 +365,7 @@ class Hearer : public AnalysersTest {
 TEST(RepeatedSections, LeaveTheStoreAndTheLogAsIfEachWereFiled) {
     const Blob none;
     std::vector<Blob> sections;
-    for (const std::uint16_t source : {std::uint16_t{0}, kSource, kOther}) {  // 0: of programmes without a name
+    for (const std::uint16_t source : {std::uint16_t{0}, kSource, kOther}) {  // 0: programmes without a name
         for (const char* title : {"News", "Sports"}) {
             sections.push_back(Eit(source, {EitEvent(1, 1000, 60, Plain(title)), EitEvent(2, 2000, 60, none)}));
             sections.push_back(Ett(source, 1 << 2, Plain(title)));
@@ -377,14 +377,15 @@ TEST(RepeatedSections, LeaveTheStoreAndTheLogAsIfEachWereFiled) {
         sections.push_back(Flipped(sections[sections.size() - 4], 1, 0x40));  // logged each time
     }
     Hearer plain(false), forgetful(true);
-    std::mt19937 random;  // NOLINT: the same row in every run
+    std::mt19937 random;  // NOLINT: the same sequence in every run
     std::size_t window = 0;
     for (int step = 0; step < 6000; ++step) {
         const auto number = static_cast<unsigned>(random() % 200);
         plain.Change(number);
         forgetful.Change(number);
         if (random() % 32 == 0) window = random();
-        const Blob& section = sections[(window + random() % 3) % sections.size()];  // few at a time, that they repeat
+        const Blob& section =
+            sections[(window + random() % 3) % sections.size()];  // few at a time, so that they repeat
         const int level = random() % 8 == 0;
         ASSERT_EQ(plain.Hear(section, level), forgetful.Hear(section, level)) << "step " << step;
         ASSERT_EQ(plain.Store(), forgetful.Store()) << "step " << step;

@@ -18,12 +18,12 @@ using namespace transport;
 
 namespace {
 
-std::vector<int> gSends;       ///< what the next calls of sendmmsg do: datagrams that they take, or an error below 0
-std::size_t gDeniedBlock = 0;  ///< bytes of the blocks that can't be had
+std::vector<int> gSends;       ///< results of the next calls of sendmmsg: datagrams, or an error below 0
+std::size_t gDeniedBlock = 0;  ///< size of the blocks whose allocation fails
 
 }  // namespace
 
-// Both stand in front of the C and C++ libraries' for this program.
+// Both override the C and C++ libraries' for this program.
 extern "C" int sendmmsg(int fd, mmsghdr* messages, unsigned count, int flags) {
     if (!gSends.empty()) {
         const int order = gSends.front();
@@ -84,7 +84,7 @@ TEST(StreamFaults, ASendThatFailsCostsItsDatagramAndAReconnect) {
 
 namespace {
 
-/// A channel's tables, each twice: what one is filed by may come behind it.
+/// A channel's tables, each twice: one may depend on another that comes after it.
 Blob Tables() {
     const std::uint32_t start = 1388534400;
     Blob events;
@@ -105,7 +105,7 @@ Blob Tables() {
     return packets;
 }
 
-/// What a store holds.
+/// The contents of a store.
 std::string Dump(TunerManager& tuner) {
     testing::internal::CaptureStdout();
     global_debug_flag = 1;
@@ -122,7 +122,7 @@ TEST(StarvedTables, AreDroppedAndFiledByTheirNextRepetition) {
     Blob tables = Tables();
     std::string whole;
     bool denied = true;
-    for (int turn = 0; denied; ++turn) {  // each block in turn is the one that can't be had; at first none
+    for (int turn = 0; denied; ++turn) {  // one allocation after the other fails; at first none
         TunerManager tuner('T');
         TsFilter filter('T', &tuner);
         filter.FilterActive(true);

@@ -12,7 +12,7 @@
 #include "psip/tablecollector.h"
 #include "transport.h"
 
-/// Opens the filter's inside to the tests of its room.
+/// Gives the tests of the room access to the filter's members.
 class TsFilterTest : public ::testing::Test {
  protected:
     TsFilterTest() { global_debug_flag = 0; }
@@ -28,14 +28,14 @@ class TsFilterTest : public ::testing::Test {
 
     bool Feed(transport::Blob bytes) { return mFilter.Filter(bytes.data(), static_cast<int>(bytes.size())); }
 
-    /// Feeds a packet with the head of another behind it, so that the packet is proved and analysed.
+    /// Feeds a packet followed by another, so that the packet is confirmed and analysed.
     void FeedProved(const transport::Blob& packet) {
         transport::Blob bytes = packet;
         transport::Append(bytes, transport::Filled(0x1FFE, 0, 0xFF));
         Feed(bytes);
     }
 
-    /// A stream that sends at every call, so that nothing waits in it.
+    /// A stream that sends at every call, so that nothing is pending.
     Streamer* AddEagerStream(int id) {
         mFilter.AddStream(id, "239.1.1.1", 5000);
         const platform::MutexLock lock(mFilter.mMutex);
@@ -49,13 +49,13 @@ class TsFilterTest : public ::testing::Test {
     /// \return whether a stream may send, while its slot doesn't change
     bool IsActive(int id) NO_THREAD_SAFETY_ANALYSIS { return mFilter.mStreamersList[id]->Activated(); }
 
-    /// Tables and sections that the collector knows, between two buffers.
+    /// Number of sections in the collector, between two buffers.
     std::size_t Sections() NO_THREAD_SAFETY_ANALYSIS { return mFilter.mpTableCollector->GetStats().size(); }
 
-    /// Has the next repetition of each section of the guide filed, whatever the store holds.
+    /// Has the next repetition of each section of the guide filed again.
     void ForgetFiledSections() NO_THREAD_SAFETY_ANALYSIS { mFilter.mFiledSections = {}; }
 
-    /// What the streams sent since the last call.
+    /// The output of the streams since the last call.
     transport::Blob TakeOutput() {
         std::fflush(mOutput);
         transport::Blob bytes;

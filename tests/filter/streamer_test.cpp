@@ -14,7 +14,7 @@
 
 namespace {
 
-/// A socket on a port of its own, whose datagrams' sizes it tells.
+/// A socket on a port of its own.
 class Receiver {
  public:
     Receiver() : mSocket(socket(AF_INET, SOCK_DGRAM, 0)) {
@@ -36,7 +36,7 @@ class Receiver {
         return sizes;
     }
 
-    /// Appends the bytes of all that came.
+    /// Appends the bytes of all received datagrams.
     void TakeTo(std::vector<std::uint8_t>& bytes) {
         std::uint8_t data[65536];
         for (ssize_t got; (got = recv(mSocket, data, sizeof data, MSG_DONTWAIT)) >= 0;)
@@ -124,9 +124,9 @@ TEST(Streamer, SendsBytesAsTheyWereHandedOver) {
     Streamer streamer(65536, 1316);
     streamer.StreamSet(receiver.port, "127.0.0.1");
     streamer.Activated(true);
-    std::mt19937 random;  // NOLINT: the same row in every run
+    std::mt19937 random;  // NOLINT: the same sequence in every run
     std::vector<std::uint8_t> handedOver, sent;
-    for (const std::size_t length : {0u, 188u, 0u}) {  // a PAT of its own that isn't made yet, and one that is
+    for (const std::size_t length : {0u, 188u, 0u}) {  // a private PAT before and after it is built
         const std::vector<std::uint8_t> pat(188, 0x47);
         streamer.Stream(pat.data(), static_cast<int>(length));
         handedOver.insert(handedOver.end(), pat.begin(), pat.begin() + static_cast<std::ptrdiff_t>(length));
@@ -135,7 +135,7 @@ TEST(Streamer, SendsBytesAsTheyWereHandedOver) {
         std::vector<std::uint8_t> host(8000);
         std::generate(host.begin(), host.end(), [&] { return static_cast<std::uint8_t>(random()); });
         if (random() % 16 == 0) streamer.SetPacketSize(static_cast<int>(188 * (1 + random() % 20)));
-        const bool small = random() % 8 == 0;  // more pieces than the streamer has room for
+        const bool small = random() % 8 == 0;  // more pieces than a streamer can hold
         for (std::size_t at = 0; at < host.size();) {
             const std::size_t len =
                 std::min<std::size_t>(small ? 1 + random() % 3 : 1 + random() % 400, host.size() - at);
@@ -174,7 +174,7 @@ TEST(Streamer, CollectedDatagramsLeaveTogetherInOrder) {
     for (const int piece : {1316, 100}) streamer.Collect(data.data(), piece);
     EXPECT_EQ(streamer.Flush(), 1316);
     streamer.Collect(data.data(), 65536 - 100 + 1);
-    EXPECT_EQ(streamer.Flush(), 0) << "one byte too many behind what stayed: all is lost";
+    EXPECT_EQ(streamer.Flush(), 0) << "one byte too many after the kept ones: all is lost";
     receiver.Sizes();
 
     streamer.StreamSet(5000, "no address");

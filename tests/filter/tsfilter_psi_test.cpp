@@ -59,7 +59,7 @@ TEST_F(PsiTest, OnePatIn128IsAnalysedAgain) {
 }
 
 TEST_F(PsiTest, PatFillsRowsAndStore) {
-    Row(kPmt1).status = ePidKnown;  // as a stream leaves a PID that nobody claimed
+    Row(kPmt1).status = ePidKnown;  // as a stream leaves an unidentified PID
     FeedPat(1, {{1, kPmt1}, {0, 0x10}, {0x7FFF, 0x1FFE}});
     EXPECT_EQ(Row(kPmt1).status, ePidUnknown);
     EXPECT_EQ(Row(kPmt1).type, ePidPmt);
@@ -86,7 +86,7 @@ TEST_F(PsiTest, SectionLengthsAreHeldToTheStandard) {
         section[0] = 0;
     }
     AddEagerStream(0);
-    for (unsigned length = 0; length < 20; ++length) {  // shorter than any table: nothing behind it is read
+    for (unsigned length = 0; length < 20; ++length) {  // shorter than any table: nothing after it is read
         Blob cut(3 + length, 0xFF);
         cut[1] = 0xB0;
         cut[2] = static_cast<std::uint8_t>(length);
@@ -109,8 +109,8 @@ TEST_F(PsiTest, PmtSettlesItsStreamsOnce) {
     EXPECT_STREQ(Row(0x34).audioLanguage, "eng");
     EXPECT_STREQ(Row(0x35).audioLanguage, "spa");
     EXPECT_EQ(Row(0x35).audioLangType, 3);
-    EXPECT_EQ(Row(0).streamType, 0) << "PID 0 is stepped over, with its length honoured";
-    // Another programme claims the PID: not followed, but its descriptors are read.
+    EXPECT_EQ(Row(0).streamType, 0) << "PID 0 is skipped, by its length";
+    // Another programme lists the PID: it stays, but its descriptors are read.
     FeedProved(SectionPacket(kPmt2, 0, Pmt(2, {{3, 0x34, spanish}})));
     EXPECT_EQ(Row(0x34).programId, 1);
     EXPECT_EQ(Row(0x34).streamType, 0x81);
@@ -137,7 +137,7 @@ TEST_F(PsiTest, APacketMayEndOneSectionAndBeginAnother) {
     for (const auto& [pointer, read] : {std::pair{1u, true}, {100u, true}, {181u, true}, {182u, false}}) {
         mFilter.CleanPacketIdMap();
         FeedPat(pointer & 0x1F);
-        const Blob first = Pmt(1, {{2, 0x31, Blob(162 + pointer)}});  // 183 bytes of it fill the packet in front
+        const Blob first = Pmt(1, {{2, 0x31, Blob(162 + pointer)}});  // 183 bytes of it fill the first packet
         const Blob second = Pmt(1, {{0x81, 0x34, {}}});
         const std::size_t cut = std::min<std::size_t>(183 - pointer, second.size());
         Blob start{0}, middle{static_cast<std::uint8_t>(pointer)};
@@ -148,7 +148,7 @@ TEST_F(PsiTest, APacketMayEndOneSectionAndBeginAnother) {
         FeedProved(Packet(kPmt1, continuity++, middle, true));
         FeedProved(Packet(kPmt1, continuity++, Blob(second.begin() + static_cast<long>(cut), second.end())));
         EXPECT_EQ(Row(0x31).status == ePidKnown, read) << "the rest before a pointer_field of " << pointer;
-        EXPECT_EQ(Row(0x34).status == ePidKnown, read) << "the start behind it";
+        EXPECT_EQ(Row(0x34).status == ePidKnown, read) << "the start after it";
     }
 }
 

@@ -1,4 +1,4 @@
-// The stream table, the language filter and the datagram size, also while the filter runs flat out.
+// The stream table, the language filter and the datagram size, also while the filter runs at full load.
 #include <fstream>
 #include <functional>
 #include <thread>
@@ -92,7 +92,7 @@ TEST_F(StreamsTest, StartMulticastRefusesBeforeItChangesAnything) {
 }
 
 TEST_F(StreamsTest, StartTunesWaitsAttaches_StopDetachesAndCleans) {
-    std::string cmd = "239.1.1.1,5000,1f,7,1,7";  // a first id without a second ends the walk
+    std::string cmd = "239.1.1.1,5000,1f,7,1,7";  // a first id without a second ends the list
     Row(0x30).programId = 1;
     Row(0x30).transportId = 7;
     FeedProved(SectionPacket(0, 0, Pat(7, 1, {{1, 0x30}})));
@@ -100,7 +100,7 @@ TEST_F(StreamsTest, StartTunesWaitsAttaches_StopDetachesAndCleans) {
     Statistics::Self()->AddNoSync();
     fast_machine::OnSleep([&](std::int64_t microseconds) {
         if (microseconds != 5000000) return;
-        EXPECT_EQ(Sections(), 0u) << "the sections begin afresh, before the table fills";
+        EXPECT_EQ(Sections(), 0u) << "the sections are reset before the table fills";
         for (unsigned i = 0; i < 2; ++i) FeedProved(SectionPacket(0, i, Pat(7, 1, {{1, 0x30}})));
     });
     fast_machine::TakeSleeps();
@@ -113,12 +113,12 @@ TEST_F(StreamsTest, StartTunesWaitsAttaches_StopDetachesAndCleans) {
     EXPECT_NE(testing::internal::GetCapturedStdout().find("No Sync 0\n"), std::string::npos);
     mFilter.SetPacketSize(0);
     for (unsigned i = 0; i < 2; ++i) FeedProved(SectionPacket(0, 2 + i, Pat(7, 1, {{1, 0x30}})));
-    EXPECT_EQ(TakeOutput().size(), kPacket) << "the first PAT builds the stream's own, the second sends it";
+    EXPECT_EQ(TakeOutput().size(), kPacket) << "the first PAT builds the private one, the second sends it";
     EXPECT_EQ(IdsOn(0x30), Ids{0});
     mFilter.AddStream(5, "239.1.1.2", 5001);
     EXPECT_TRUE(mFilter.StopMulticast(0, true));
     EXPECT_EQ(Row(0x30).programId, 1) << "another stream is left: the table stays";
-    EXPECT_TRUE(Feed(Filled(0x30, 0, 0))) << "and the filter goes on";
+    EXPECT_TRUE(Feed(Filled(0x30, 0, 0))) << "and the filter keeps running";
     EXPECT_TRUE(mFilter.StopMulticast(-1, true));
     EXPECT_EQ(Row(0x30).programId, 0);
     EXPECT_EQ(Row(0).type, ePidPat);
@@ -177,7 +177,7 @@ TEST_F(StreamsTest, QuestionsWaitForABufferOfFailingSendsAtMost) {
         for (const auto& [name, ask] : questions) {
             const int before = buffers;
             ask();
-            EXPECT_LE(buffers - before, 2) << name << ": the end of one, and what was counted late";
+            EXPECT_LE(buffers - before, 2) << name << ": the end of one, and one counted late";
         }
     }
     run = false;

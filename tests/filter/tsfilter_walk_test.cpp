@@ -1,4 +1,4 @@
-// The walk: sync, routing, and packets that lie over the edges of buffers.
+// The walk: sync, routing, and packets split over buffers.
 #include <random>
 
 #include "core/statistics.h"
@@ -40,7 +40,7 @@ TEST_F(WalkTest, AnyCutOfTheInputGivesTheSameStream) {
         Append(input, packet);
         if (pid == kVideo) Append(wanted, packet);
     }
-    // Buffers of two packets and more: shorter ones can't tell where the next sync lies.
+    // Buffers of two packets and more: shorter ones don't show the next sync byte.
     constexpr std::size_t kShortest = 400;
     for (int round = 0; round < 50; ++round) {
         for (std::size_t at = 0, size; at < input.size(); at += size) {
@@ -54,7 +54,7 @@ TEST_F(WalkTest, AnyCutOfTheInputGivesTheSameStream) {
 }
 
 TEST_F(WalkTest, ATailThatCantNameItsPidNeverMixesStreams) {
-    // The last packet's first bytes stand alone at the buffer's end; the PID is in the next one.
+    // The buffer ends in the first bytes of a packet; its PID is in the next buffer.
     for (const std::size_t head : {1u, 2u, 3u, 100u}) {
         for (const unsigned pid : {kVideo, kOther, 0u}) {
             const Blob first = Filled(kVideo, 0, 1);
@@ -93,7 +93,7 @@ TEST_F(WalkTest, ALostSyncIsFoundAgainAndCountedOnce) {
                c = Filled(kVideo, 3, 4);
     const Blob rest(100, 0x11);
     const Case cases[] = {
-        // Bytes between two syncs go where the packet routed last went, whatever they are.
+        // Bytes between two syncs are routed like the last packet, whatever they are.
         {"a sync byte that is wrong", {a, b, bad, c, c, c}, Joined({a, b, bad, c, c, c}), 1},
         {"bytes that are no packet", {a, b, rest, c, c, c}, Joined({a, b, rest, c, c, c}), 1},
         {"the same behind a packet of another stream", {other, b, bad, c, c, c}, Joined({c, c, c}), 1},
@@ -119,7 +119,7 @@ TEST_F(WalkTest, ALostSyncIsFoundAgainAndCountedOnce) {
 }
 
 TEST_F(WalkTest, RefusesWhatItCantWalk) {
-    EXPECT_FALSE(Feed(Blob(1000, 0x00))) << "no sync at all";
+    EXPECT_FALSE(Feed(Blob(1000, 0x00))) << "no sync";
     EXPECT_TRUE(TakeOutput().empty());
     unsigned char byte = 0x47;
     EXPECT_TRUE(mFilter.Filter(&byte, 0));
@@ -152,7 +152,7 @@ TEST_F(TsFilterTest, PayloadIndexAndScrambling) {
         const unsigned char packet[188] = {0x47, 0, 0, step.control, step.adaptationLength};
         EXPECT_EQ(TsFilter::GetTsPayloadIndex(packet, 0), step.index) << int{step.control};
     }
-    // Learnt once, at the first analysed packet.
+    // Stored once, at the first analysed packet.
     Blob scrambled = Filled(kVideo, 0, 0);
     scrambled[3] |= 0x80;
     FeedProved(scrambled);

@@ -17,7 +17,7 @@ using transport::Blob;
 
 constexpr std::uint16_t kPid = 0x1FFB;
 
-/// A section of `size` bytes in all, 12 and above, whose CRC is right. \param seed  tells its bytes from another's
+/// A section of `size` bytes in all, 12 and above, with a valid CRC. \param seed  varies its bytes
 inline Blob Section(unsigned tableId, std::size_t size, unsigned version = 1, unsigned number = 0, unsigned seed = 0) {
     Blob section{static_cast<std::uint8_t>(tableId), 0, 0, 0, 1, static_cast<std::uint8_t>(0xC1 | version << 1),
                  static_cast<std::uint8_t>(number),  0};
@@ -40,12 +40,12 @@ inline Blob Altered(Blob section, std::size_t at, unsigned bits) {
     return section;
 }
 
-/// The same with a right CRC behind it.
+/// The same with a valid CRC.
 inline Blob Resealed(const Blob& section, std::size_t at, unsigned bits) {
     return transport::Closed(Part(Altered(section, at, bits), 0, section.size() - kCrcSize));
 }
 
-/// A section whose bytes from `second` on look like a start of its own, as in a stream that repeats a head.
+/// A section whose bytes from `second` on look like another start, as in a stream that repeats a head.
 inline Blob SectionWithTwoHeads(std::ptrdiff_t second) {
     Blob section = Part(Section(0xC7, 300), 0, 296);
     std::copy_n(section.begin(), 8, section.begin() + second);
@@ -70,7 +70,7 @@ class CollectorTest : public testing::Test {
  protected:
     CollectorTest() { global_debug_flag = 0; }
 
-    /// The piece lies flush in a block of its own, so that a byte too many is caught.
+    /// The piece has a block of its exact size, so that a read past its end is caught.
     Blob Collect(const Step& step) {
         const Blob piece(step.piece);
         const Bytes whole =

@@ -24,7 +24,7 @@ TEST(Crc32, IsTheOneOfTheStandard) {
     std::mt19937 random(1);
     std::vector<std::uint8_t> data(4096 + 8);
     for (auto& byte : data) byte = static_cast<std::uint8_t>(random());
-    for (std::size_t offset = 0; offset < 8; ++offset) {  // every alignment of the wide steps
+    for (std::size_t offset = 0; offset < 8; ++offset) {  // every alignment of the steps of eight bytes
         for (const unsigned size : {1u, 3u, 7u, 8u, 9u, 15u, 16u, 17u, 23u, 63u, 64u, 65u, 183u, 1020u, 4092u}) {
             EXPECT_EQ(crc32(&data[offset], size), ByDefinition(&data[offset], size)) << size << " bytes at " << offset;
         }

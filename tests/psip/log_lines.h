@@ -1,4 +1,4 @@
-/// The log's lines of what a test does.
+/// Captures log lines.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@
 
 #include "core/log.h"
 
-/// Runs an action with the log on. \return its lines, without the "ZUL: " in front of each
+/// Runs an action with the log on. \return its lines, without the prefix "ZUL: "
 inline std::vector<std::string> LogLines(const std::function<void()>& action) {
     global_debug_flag = 1;
     testing::internal::CaptureStdout();

@@ -1,4 +1,4 @@
-// Sections rebuilt from random streams: well cut ones, and such that mean harm.
+// Sections rebuilt from random streams: well-formed and hostile ones.
 #include <random>
 
 #include "psip/collector_fixture.h"
@@ -7,7 +7,7 @@ namespace {
 
 using namespace collector;
 
-/// Chance, the same at every run.
+/// Random numbers, the same in every run.
 class Dice {
  public:
     explicit Dice(unsigned seed) : mEngine(seed) {}
@@ -18,8 +18,8 @@ class Dice {
     std::mt19937 mEngine;
 };
 
-/// One PID's sections, one behind the other, cut into payloads of random sizes as packets with adaptation fields have.
-/// Behind a section that begins and ends in a packet stands stuffing: one start a packet.
+/// One PID's sections in sequence, cut into payloads of random sizes, as in packets with adaptation fields. A section
+/// that begins and ends in a packet is followed by stuffing: one start per packet.
 std::vector<Step> Packetized(const std::vector<Blob>& sections, std::uint16_t pid, Dice& random) {
     std::vector<Step> steps;
     int counter = static_cast<int>(random(16));
@@ -65,7 +65,7 @@ TEST_F(CollectorTest, EverySectionOfARandomStreamArrivesOnce) {
             pids.push_back(Packetized(sections, pid, random));
         }
         std::vector<std::size_t> at(pids.size());
-        for (std::size_t left = pids.size(); left > 0;) {  // PIDs in turn by chance
+        for (std::size_t left = pids.size(); left > 0;) {  // PIDs in random order
             const std::size_t pid = random(8);
             if (at[pid] == pids[pid].size()) continue;
             const Step& step = pids[pid][at[pid]];
@@ -81,7 +81,7 @@ TEST_F(CollectorTest, WhateverComesOnlySectionsWithAGoodCrcAreDelivered) {
     for (int round = 0; round < 60000; ++round) {
         Blob piece(random(185));
         for (auto& byte : piece) byte = static_cast<std::uint8_t>(random(256));
-        if (piece.size() > 2 && random(2) == 0) piece[1] &= 0x0Fu;  // of a size that a buffer takes
+        if (piece.size() > 2 && random(2) == 0) piece[1] &= 0x0Fu;  // of a size that fits a buffer
         if (random(8) == 0) piece = Part(good, 0, std::min<std::size_t>(good.size(), random(120)));
         const bool start = random(2) == 0;
         if (start && piece.size() > 2 && (piece[1] & 0x0F) == 0x0F) piece[1] = 0;  // "too large" is tested above

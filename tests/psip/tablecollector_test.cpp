@@ -87,7 +87,7 @@ TEST_F(CollectorTest, AHeadThatIsCutWaitsForItsRest) {
                              {Part(a, cut + 1, cut + 2), kGoesOn, 3, {}},
                              {Part(a, cut + 2, 180), kGoesOn, 4, a}});
         Run("a gap loses it", {{head, kStart, 3, {}}, {rest, kGoesOn, 5, {}}, {rest, kGoesOn, 6, {}}});
-        if (cut >= 8) continue;  // enough to tell its table: no head that waits
+        if (cut >= 8) continue;  // enough to name its table: no head is kept
         Run("a start loses it", {{head, kStart, 7, {}}, {b, kStart, 8, b}, {rest, kGoesOn, 9, {}}});
         Run("stuffing is no head", {{Blob(cut, 0xFF), kStart, 1, {}}, {a, kGoesOn, 2, {}}, {a, kStart, 3, a}});
     }
@@ -145,7 +145,7 @@ TEST_F(CollectorTest, VersionsAreFollowedAndRepetitionsDelivered) {
         {"not in force yet", notYet, false, 3, 0, 0},
         {"31", v31, true, 1, 1, 0},
         {"31 to 0", Section(0xC8, 60, 0), true, 1, 2, 0},
-        {"reserved bits", noReserved, true, 1, 3, 0},  // counted before the version is seen to be new
+        {"reserved bits", noReserved, true, 1, 3, 0},  // counted before the new version resets the counters
         {"reserved bits again", noReserved, true, 2, 3, 1},
     };
     for (const auto& step : kSteps) {
@@ -155,7 +155,7 @@ TEST_F(CollectorTest, VersionsAreFollowedAndRepetitionsDelivered) {
         EXPECT_EQ(stats.versionChanges, step.changes) << step.name;
         EXPECT_EQ(stats.droppedReserved, step.reserved) << step.name;
     }
-    // The PAT and the STT aren't held to current_next_indicator.
+    // current_next_indicator is ignored in the PAT and the STT.
     const Blob pat = Resealed(Section(0x00, 30), 5, 0x01), stt = Resealed(Section(0xCD, 30), 5, 0x01);
     EXPECT_EQ(Collect({pat, kStart, 0, {}, 0}), pat);
     EXPECT_EQ(Collect({stt, kStart, 0, {}}), stt);
@@ -188,7 +188,7 @@ TEST_F(CollectorTest, CountsGoodAndDroppedSectionsByTable) {
         << dump;
 }
 
-// Five failures let a table through only where a start, in step, comes in the middle of a section.
+// Five failures let a table pass only when a start, in step, arrives in the middle of a section.
 TEST_F(CollectorTest, ACrcThatNeverMatchesIsIgnoredAfterFiveFailures) {
     const Blob bad = Altered(SectionWithTwoHeads(183), 20, 0x01);
     const Blob front = Part(bad, 0, 183), rest = Part(bad, 183, 300);
@@ -204,18 +204,18 @@ TEST_F(CollectorTest, ACrcThatNeverMatchesIsIgnoredAfterFiveFailures) {
 
 TEST_F(CollectorTest, KeepsAtMost1024ObjectsAndTakesTheOldestIdleOneAgain) {
     const auto numbered = [](unsigned i, std::size_t size) { return Section(0xC7 + i / 256, size, 1, i % 256); };
-    Collect({Part(numbered(0, 300), 0, 183), kStart, 0, {}});  // stays in the middle of its section
+    Collect({Part(numbered(0, 300), 0, 183), kStart, 0, {}});  // in progress from now on
     for (unsigned i = 1; i < 1024; ++i) Collect({numbered(i, 30), kStart, 0, {}});
     ASSERT_EQ(mCollector->GetStats().size(), TableCollector::kMaxSections);
     const Blob large = numbered(2000, 2000);
     EXPECT_EQ(Collect({large, kStart, 0, {}}), large) << "a small buffer grows";
     auto stats = mCollector->GetStats();
     ASSERT_EQ(stats.size(), TableCollector::kMaxSections);
-    EXPECT_EQ(stats.front().sectionNo, 0) << "the busy one stays";
-    EXPECT_EQ(stats[1].sectionNo, 2) << "the oldest idle one went";
+    EXPECT_EQ(stats.front().sectionNo, 0) << "the one in progress stays";
+    EXPECT_EQ(stats[1].sectionNo, 2) << "the oldest idle one was evicted";
     EXPECT_EQ(stats.back().good, 1u);
 
-    for (unsigned i = 0; i < 1024; ++i) {  // none is idle: the oldest of all goes
+    for (unsigned i = 0; i < 1024; ++i) {  // none is idle: the oldest of all is evicted
         Collect({Part(numbered(i, 300), 0, 183), kStart, 0, {}, 0x100});
     }
     const Blob last = Section(0xD0, 30);

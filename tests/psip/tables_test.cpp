@@ -1,4 +1,4 @@
-// The parsers of the tables' loops: every cut, and every length that lies.
+// The readers of the tables' loops: every cut, and every wrong length.
 #include <gtest/gtest.h>
 
 #include "psip/eit.h"
@@ -11,13 +11,13 @@ namespace {
 
 using transport::Blob;
 
-/// A loop whose entries have a part of fixed size and, by a length in it, more bytes. EIT: as far as the title.
+/// A loop whose entries have a part of fixed size with the length of more bytes. EIT: up to the title.
 struct Loop {
     const char* name;
     std::size_t fixed;
     std::size_t lengthAt;     ///< offset of the length in the fixed part
-    std::uint16_t mostInner;  ///< what the length can tell
-    /// Takes an entry. \return the bytes that its length covers, as far as they are there
+    std::uint16_t mostInner;  ///< largest value of the length
+    /// Takes an entry. \return the bytes that its length covers, possibly truncated
     std::optional<Bytes> (*take)(Bytes&);
 };
 
@@ -34,7 +34,7 @@ constexpr Loop kLoops[] = {
     {"EIT", 10, 9, 0x00FF, Take<TakeEitEvent, &EitEvent::title>},
 };
 
-/// An entry whose length tells `told`, with `inner` bytes behind the fixed part. Bits beside the length are set.
+/// An entry that declares the length `told`, with `inner` bytes after the fixed part. Bits beside the length are set.
 Blob Entry(const Loop& loop, unsigned told, std::size_t inner) {
     Blob entry(loop.fixed, 0xA5);
     if (loop.mostInner > 0xFF) entry[loop.lengthAt] = static_cast<std::uint8_t>(~(loop.mostInner >> 8) | told >> 8);

@@ -43,10 +43,10 @@ Blob Plain(const std::string& text) { return Blob(text.begin(), text.end()); }
 struct Decoded {
     std::string text;
     std::uint8_t mode;
-    std::string error;  ///< what went to standard error
+    std::string error;  ///< text on standard error
 };
 
-/// Decodes a structure that lies flush in its own block.
+/// Decodes a structure in a block of its exact size.
 Decoded Decode(const Blob& structure) {
     const Blob exact(structure);
     int length = -1;
@@ -59,7 +59,7 @@ Decoded Decode(const Blob& structure) {
     return decoded;
 }
 
-// "News" and others by C.5 and C.7, coded by hand along the trees of the standard.
+// "News" and others, coded by hand with the trees of C.5 and C.7.
 const Blob kTheNewsTitle{0x43, 0x65, 0xEC};
 const Blob kNewsDescription{0x22, 0xFF, 0x44};                                   // "News."
 const Blob kNewsWithoutEnd{0x35, 0xE0};                                          // 12 bits and 4 more, 0000
@@ -170,7 +170,7 @@ TEST(Huffman1, EndsWithItsBitsItsRoomOrItsTable) {
         const std::string text = Huffman1(Blob(kEscapesTitle.data(), kEscapesTitle.data() + cut), 1);
         EXPECT_EQ(text, "a#b~c"s.substr(0, text.size())) << "cut at " << cut;
     }
-    // An escape (11001011 by C.5) with seven bits behind it ends the text; with eight it is a character.
+    // An escape (11001011 in C.5) with seven bits after it ends the text; with eight it is a character.
     EXPECT_EQ(Huffman1({0xCB}, 1), "");
     EXPECT_EQ(Huffman1({0xCB, 0x23}, 1), "#");
     EXPECT_EQ(Huffman1({0xCB, 0xA3}, 1), "#") << "the first of the eight isn't used";
@@ -196,7 +196,7 @@ TEST(Huffman1, RandomBitsAreReadAsLibucsiReadsThem) {
         std::free(buffer);
         same += text == theirs ? 1 : 0;
     }
-    // It has a way of its own with the first bit behind an escape, which a third of these texts have; all others agree.
+    // libucsi treats the first bit after an escape differently; a third of these texts have one, all others agree.
     EXPECT_GT(same, 14000);
 }
 #endif
@@ -238,7 +238,7 @@ TEST(Huffman2, ReadsEveryCodeOfItsTable) {
                 text += character;
                 for (unsigned bit = code.bits; bit-- > 0;) bits += (code.value >> bit & 1) != 0 ? '1' : '0';
             }
-            // In the last three bits nothing is looked for: a text ends in up to 7 more, which may be a character more.
+            // The last three bits are not decoded; up to 7 padding bits may decode to one more character.
             bits.append(10 - (bits.size() + 2) % 8, '1');
             ASSERT_EQ(bits.size() % 8, 0u);
             Blob coded(bits.size() / 8);
@@ -254,7 +254,7 @@ TEST(Huffman2, EndsWithItsBitsAndItsBuffer) {
     EXPECT_EQ(Huffman2({}, 1), "");
     EXPECT_EQ(Huffman2({0x00}, 1), "  ") << "blanks of three bits; the last two bits are none";
     EXPECT_EQ(Huffman2({0x00}, 2), "   ") << "blanks of two bits";
-    EXPECT_EQ(Huffman2({0x00, 0x10}, 1), "   e") << "in the last three bits nothing is looked for";
+    EXPECT_EQ(Huffman2({0x00, 0x10}, 1), "   e") << "the last three bits are not decoded";
     EXPECT_EQ(Huffman2(Blob(400, 0x00), 1).size(), 1023u);
     EXPECT_EQ(Huffman2(Blob(400, 0x00), 7).size(), 1023u);
     std::mt19937 random(7);

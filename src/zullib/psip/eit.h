@@ -3,8 +3,7 @@
 
 #include "bytes.h"
 
-constexpr std::size_t kEitHead =
-    10;  ///< bytes in front of the events; source_id in 3 and 4, num_events_in_section in 9
+constexpr std::size_t kEitHead = 10;  ///< bytes before the events; source_id in 3 and 4, num_events_in_section in 9
 
 /// One event, up to its title.
 ///     bytes 0-1   reserved (2 bits), event_id (14)
@@ -16,7 +15,7 @@ struct EitEvent {
     std::uint16_t eventId;
     std::uint32_t startTime;
     std::uint32_t lengthInSeconds;
-    std::uint8_t titleLength;  ///< by the table's own word; 0: no title
+    std::uint8_t titleLength;  ///< as declared; 0: no title
     Bytes title;               ///< still coded
 };
 

@@ -1,4 +1,4 @@
-// The order-1 Huffman code of ATSC A/65, Annex C: each character chooses the tree for the next.
+// The order-1 Huffman code of ATSC A/65, Annex C: each character selects the tree for the next.
 #include <array>
 
 #include "psip/atsc_c5.h"
@@ -10,15 +10,15 @@ namespace {
 constexpr std::uint8_t kLeaf = 0x80;  ///< top bit of a tree's byte: a character, else the number of the next pair
 constexpr std::uint8_t kCharacter = 0x7F;
 constexpr std::uint8_t kEndOfString = 0;
-constexpr std::uint8_t kEscape = 27;  ///< a character of 8 bits follows as it stands
+constexpr std::uint8_t kEscape = 27;  ///< followed by an uncoded character of 8 bits
 constexpr unsigned kCharacters = 128;
 
-/// \return the byte of the tree behind `before` to which `bit` leads from pair `node`
+/// \return the byte for `bit` in pair `node` of the tree that follows character `before`
 constexpr std::uint8_t Follow(Bytes table, unsigned before, unsigned node, unsigned bit) {
     return table[Be16(table, 2u * before) + 2u * node + bit];
 }
 
-/// Walks every pair of every tree: a constant expression only when none leads out of the table.
+/// Walks every pair of every tree; not a constant expression when one leads out of the table.
 constexpr bool EveryPathStaysInside(Bytes table) {
     for (unsigned before = 0; before < kCharacters; ++before) {
         std::array<bool, kCharacters> seen{};
@@ -38,11 +38,11 @@ constexpr bool EveryPathStaysInside(Bytes table) {
 static_assert(ATSC_C5.size() == 1940 && EveryPathStaysInside(ATSC_C5));
 static_assert(ATSC_C7.size() == 1782 && EveryPathStaysInside(ATSC_C7));
 
-/// Where a tree's first bits lead, so that most characters are found at once: the code has 3.5 bits on average.
+/// Result of a tree's first bits, which decode most characters in one step: a code has 3.5 bits on average.
 constexpr unsigned kJumpBits = 5;
 struct Jump {
-    std::uint8_t value;  ///< as in a tree: a leaf, or the pair to go on from
-    std::uint8_t bits;   ///< used on the way
+    std::uint8_t value;  ///< as in a tree: a leaf, or the pair to continue from
+    std::uint8_t bits;   ///< consumed
 };
 using Jumps = std::array<std::array<Jump, 1u << kJumpBits>, kCharacters>;
 
@@ -72,12 +72,12 @@ constexpr Code atsc_tables[] = {{{}, nullptr}, {ATSC_C5, &kJumps5}, {ATSC_C7, &k
 class BitReader {
  public:
     explicit BitReader(Bytes bytes) : mRest(bytes) {}
-    /// Looks at least 8 bits ahead, or as far as there are some. \return true when `count` bits, 1 to 8, are there
+    /// Fetches at least 8 bits, if there are as many. \return true when `count` bits, 1 to 8, are there
     bool Has(unsigned count) {
         if (mCount < 8) Refill();
         return mCount >= count;
     }
-    /// \return the next 1 to 8 bits, which stay; zeros in place of those behind the end
+    /// \return the next 1 to 8 bits without consuming them; zeros after the end
     unsigned Peek(unsigned count) const { return mWindow >> (32 - count); }
     /// REQUIRES: `count` bits are there.
     void Skip(unsigned count) {
@@ -94,11 +94,11 @@ class BitReader {
 
     Bytes mRest;
     std::uint32_t mWindow = 0;  ///< the next bits, from the top
-    unsigned mCount = 0;        ///< of them
+    unsigned mCount = 0;        ///< of these bits
 };
 
-/// Takes one character's code.
-/// \return the character, or the end of the string where the bits run out or there is no table
+/// Takes the code of one character.
+/// \return the character, or the end of the string when the bits run out or there is no table
 std::uint8_t TakeCode(const Code& code, unsigned before, BitReader& bits) {
     if (code.jumps == nullptr || !bits.Has(1)) return kEndOfString;
     const Jump jump = (*code.jumps)[before][bits.Peek(kJumpBits)];
@@ -119,13 +119,16 @@ char* atsc_huffman1_to_string(Bytes compressed, char* retval, std::uint32_t room
     const Code code = table_index < std::size(atsc_tables) ? atsc_tables[table_index] : Code{};
     BitReader bits(compressed);
     std::uint32_t strpos = 0;
-    for (std::uint8_t character = 0; strpos < room; retval[strpos++] = static_cast<char>(character)) {
+    std::uint8_t character = 0;
+    while (strpos < room) {
         character = TakeCode(code, character, bits);
         if (character == kEndOfString) break;
-        if (character != kEscape) continue;
-        if (!bits.Has(8)) break;
-        character = static_cast<std::uint8_t>(bits.Peek(8) & kCharacter);
-        bits.Skip(8);
+        if (character == kEscape) {
+            if (!bits.Has(8)) break;
+            character = static_cast<std::uint8_t>(bits.Peek(8) & kCharacter);
+            bits.Skip(8);
+        }
+        retval[strpos++] = static_cast<char>(character);
     }
     retval[strpos] = '\0';
     *out_size = strpos + 1;

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// One code. Index 0 of a table repeats index 1, as 0 stands for "no code" in the look-up.
+/// One code. Index 0 of a table repeats index 1, as 0 means "no code" in the look-up.
 struct huffman_table {
     std::uint32_t encoded_sequence;
     std::uint8_t character;
@@ -42,7 +42,7 @@ constexpr bool EveryCodeIsFound(const Lookup& lookup, const huffman_table (&tabl
 }
 static_assert(EveryCodeIsFound(Huff2Lookup128, Table128) && EveryCodeIsFound(Huff2Lookup256, Table255));
 
-/// A code with what the decoder must know of it.
+/// A code and its limits.
 struct Scheme {
     std::span<const huffman_table> codes;
     std::span<const std::uint8_t> lookup;
@@ -52,13 +52,13 @@ struct Scheme {
 constexpr Scheme kScheme128{Table128, Huff2Lookup128, 3, 11};
 constexpr Scheme kScheme255{Table255, Huff2Lookup256, 2, 13};
 
-constexpr std::size_t kTailBits = 3;  ///< bits at the end in which no character is looked for
+constexpr std::size_t kTailBits = 3;  ///< bits at the end that are not decoded
 constexpr std::size_t kBufferSize = 1024;
 
 /// \return a bit of the text. REQUIRES: it is there.
 unsigned BitAt(Bytes bytes, std::size_t at) { return bytes[at / 8] >> (7 - at % 8) & 1u; }
 
-/// \return the code that begins at a bit and is whole, or null
+/// \return the complete code that begins at a bit, or null
 const huffman_table* FindCode(const Scheme& scheme, Bytes compressed, std::size_t at) {
     std::size_t key = 0;
     const std::size_t most = std::min(scheme.longest, compressed.size() * 8 - at);

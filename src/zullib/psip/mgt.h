@@ -1,9 +1,9 @@
-/// The Master Guide Table (ATSC A/65, 6.2): on which PIDs the other tables lie.
+/// The Master Guide Table (ATSC A/65, 6.2): the PIDs of the other tables.
 #pragma once
 
 #include "bytes.h"
 
-constexpr std::size_t kMgtHead = 11;  ///< bytes in front of the entries; tables_defined in bytes 9 and 10
+constexpr std::size_t kMgtHead = 11;  ///< bytes before the entries; tables_defined in bytes 9 and 10
 
 /// One table of the guide.
 ///     bytes 0-1   table_type

@@ -11,19 +11,19 @@ namespace {
 constexpr std::size_t kStringHead = 4;
 constexpr std::size_t kSegmentHead = 3;
 
-/// \param room  characters that fit in front of a terminator \return those written and the terminator
+/// \param room  characters before the terminator \return characters written, and the terminator
 int DecodeHuffman(Bytes textIn, char* textOut, int room, unsigned type) {
     std::uint32_t len_out = 0;
     atsc_huffman1_to_string(textIn, textOut, static_cast<std::uint32_t>(room), &len_out, type);
     return static_cast<int>(len_out);
 }
 
-/// The text that is being joined.
+/// The text in progress.
 struct JoinedText {
     char text[kMaxText + 9];
     int length;
 
-    /// Appends a segment as it stands. \return false when the text is full
+    /// Appends an uncoded segment. \return false when the text is full
     bool AppendPlain(Bytes segment) {
         const int size = std::min(static_cast<int>(segment.size()), kMaxText - length);
         std::memcpy(text + length, segment.data(), static_cast<std::size_t>(size));
@@ -31,7 +31,7 @@ struct JoinedText {
         return length < kMaxText;
     }
 
-    /// Appends a segment decoded. \return false when the text is full
+    /// Decodes and appends a segment. \return false when the text is full
     bool AppendDecoded(Bytes segment, unsigned compression) {
         length += DecodeHuffman(segment, text + length, kMaxText - length, compression);
         return length < kMaxText;

@@ -17,7 +17,7 @@ constexpr int kMaxText = 1023;  ///< bytes of a decoded text, without its termin
 ///         byte  2     number_bytes
 ///         bytes 3-    the segment
 /// \param len           gets the text's length
-/// \param unicode_mode  gets the mode of the last segment; stays without one
+/// \param unicode_mode  gets the mode of the last segment; unchanged without one
 /// \return the text, terminated, in one static buffer
 char* MultipleStringStructure(Bytes mustr, int* len, std::uint8_t* unicode_mode);
 

@@ -3,7 +3,7 @@
 
 #include "bytes.h"
 
-constexpr std::size_t kVctHead = 10;  ///< bytes in front of the channels; num_channels_in_section in byte 9
+constexpr std::size_t kVctHead = 10;  ///< bytes before the channels; num_channels_in_section in byte 9
 
 /// One channel.
 ///     bytes 0-13   short_name, seven UTF-16 characters
