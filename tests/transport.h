@@ -31,7 +31,7 @@ inline Blob Filled(unsigned pid, unsigned continuity, std::uint8_t fill) {
     return Packet(pid, continuity, {}, false, fill);
 }
 
-/// Closes a section: section_length in bytes 1 and 2 (top bits set), CRC_32 behind it.
+/// Closes a section: section_length in bytes 1 and 2 (top bits set), CRC_32 at the end.
 inline Blob Closed(Blob section) {
     const std::size_t length = section.size() - 3 + 4;
     section[1] = static_cast<std::uint8_t>(0xB0 | length >> 8);
@@ -93,7 +93,7 @@ inline Blob Pmt(unsigned programme, const std::vector<Stream>& streams, unsigned
     return Closed(section);
 }
 
-/// A short section in one packet, behind a pointer_field of 0.
+/// A short section in one packet, after a pointer_field of 0.
 inline Blob SectionPacket(unsigned pid, unsigned continuity, const Blob& section) {
     Blob body{0};
     Append(body, section);

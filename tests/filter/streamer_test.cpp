@@ -111,7 +111,7 @@ TEST(Streamer, AFailedSendDropsTheRestAndReconnects) {
     fast_machine::TakeSleeps();
     for (int attempt = 0; attempt < 3; ++attempt) {
         EXPECT_EQ(streamer.Stream(data.data(), 1316), 0);
-        EXPECT_EQ(fast_machine::TakeSleeps(), std::vector<std::int64_t>{100000}) << "each send connects anew";
+        EXPECT_EQ(fast_machine::TakeSleeps(), std::vector<std::int64_t>{100000}) << "each send reconnects";
     }
     Receiver receiver;
     streamer.StreamSet(receiver.port, "127.0.0.1");
@@ -180,7 +180,7 @@ TEST(Streamer, CollectedDatagramsLeaveTogetherInOrder) {
     streamer.StreamSet(5000, "no address");
     for (int datagram = 0; datagram < 3; ++datagram) streamer.Collect(data.data(), 1316);
     EXPECT_EQ(streamer.Flush(), 0);
-    EXPECT_EQ(fast_machine::TakeSleeps().size(), 3u) << "each connects anew";
+    EXPECT_EQ(fast_machine::TakeSleeps().size(), 3u) << "each reconnects";
 }
 
 TEST(Streamer, ListsNoteProgrammesOnceAndPidsAlways) {

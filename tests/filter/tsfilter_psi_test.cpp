@@ -34,7 +34,7 @@ TEST_F(PsiTest, PrivatePat_BlanksProgrammesTheStreamDoesNotCarry) {
     }
     FeedPat(2);
     EXPECT_TRUE(TakeOutput().empty()) << "the PAT that is analysed in full is not sent";
-    for (unsigned i = 1; i <= 12; ++i) {  // behind the 15th of 128 it is analysed again
+    for (unsigned i = 1; i <= 12; ++i) {  // after the 15th of 128 it is analysed again
         FeedPat(2);
         const Blob packets = TakeOutput();
         ASSERT_EQ(packets.size(), 3 * kPacket) << i;
@@ -55,7 +55,7 @@ TEST_F(PsiTest, OnePatIn128IsAnalysedAgain) {
         FeedPat(2);
         if (TakeOutput().empty()) silent.push_back(i);
     }
-    EXPECT_EQ(silent, (std::vector<int>{2, 16, 144, 272})) << "the first, then each behind the 15th of 128";
+    EXPECT_EQ(silent, (std::vector<int>{2, 16, 144, 272})) << "the first, then each after the 15th of 128";
 }
 
 TEST_F(PsiTest, PatFillsRowsAndStore) {

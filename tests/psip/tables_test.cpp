@@ -34,11 +34,12 @@ constexpr Loop kLoops[] = {
     {"EIT", 10, 9, 0x00FF, Take<TakeEitEvent, &EitEvent::title>},
 };
 
-/// An entry that declares the length `told`, with `inner` bytes after the fixed part. Bits beside the length are set.
-Blob Entry(const Loop& loop, unsigned told, std::size_t inner) {
+/// An entry that declares the length `declared`, with `inner` bytes after the fixed part. Bits beside the length are
+/// set.
+Blob Entry(const Loop& loop, unsigned declared, std::size_t inner) {
     Blob entry(loop.fixed, 0xA5);
-    if (loop.mostInner > 0xFF) entry[loop.lengthAt] = static_cast<std::uint8_t>(~(loop.mostInner >> 8) | told >> 8);
-    entry[loop.lengthAt + (loop.mostInner > 0xFF ? 1 : 0)] = static_cast<std::uint8_t>(told);
+    if (loop.mostInner > 0xFF) entry[loop.lengthAt] = static_cast<std::uint8_t>(~(loop.mostInner >> 8) | declared >> 8);
+    entry[loop.lengthAt + (loop.mostInner > 0xFF ? 1 : 0)] = static_cast<std::uint8_t>(declared);
     for (std::size_t i = 0; i < inner; ++i) entry.push_back(static_cast<std::uint8_t>(i));
     return entry;
 }
@@ -64,13 +65,13 @@ TEST(TableLoops, ACutLoopYieldsTheEntriesWhoseFixedPartIsWhole) {
 TEST(TableLoops, ALengthThatLiesYieldsWhatIsThere) {
     for (const Loop& loop : kLoops) {
         for (const std::size_t there : {0u, 1u, 20u}) {
-            for (unsigned told = 0; told <= loop.mostInner; ++told) {
-                const Blob entry = Entry(loop, told, there);
+            for (unsigned declared = 0; declared <= loop.mostInner; ++declared) {
+                const Blob entry = Entry(loop, declared, there);
                 Bytes rest = entry;
                 const auto inner = loop.take(rest);
-                ASSERT_TRUE(inner) << loop.name << " " << told;
-                EXPECT_EQ(inner->size(), std::min<std::size_t>(told, there)) << loop.name << " " << told;
-                EXPECT_EQ(rest.size(), there - inner->size()) << loop.name << " " << told;
+                ASSERT_TRUE(inner) << loop.name << " " << declared;
+                EXPECT_EQ(inner->size(), std::min<std::size_t>(declared, there)) << loop.name << " " << declared;
+                EXPECT_EQ(rest.size(), there - inner->size()) << loop.name << " " << declared;
             }
         }
     }

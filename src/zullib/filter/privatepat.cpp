@@ -26,8 +26,9 @@ void PrivatePat::Finish(int& continuity) {
         const std::size_t covered = mSectionSize - kCrcSize;
         PutBe32(mSection.data() + covered, crc32(mSection.data(), static_cast<std::uint32_t>(covered)));
     }
-    static_assert(kMaxSection + 1 <= kMaxPackets * (kPacketSize - kPacketHead));  // 1: the pointer_field
-    mPackets.fill(0xFF);                                                          // stuffing after the section
+    constexpr std::size_t kPointerField = 1;
+    static_assert(kMaxSection + kPointerField <= kMaxPackets * (kPacketSize - kPacketHead));
+    mPackets.fill(0xFF);  // stuffing after the section
     std::uint8_t* packet = mPackets.data();
     Bytes rest(mSection.data(), mSectionSize);
     for (bool first = true; !rest.empty(); first = false) {
