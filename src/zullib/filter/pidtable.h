@@ -5,9 +5,7 @@
 #include <memory>
 
 #include "filter/streamerlist.h"
-
-/// What the transport_scrambling_control bits of a PID showed.
-enum PacketScrambleEnum { eNotKnown = 0, eClear = 1, eScrambled = 2 };
+#include "psip/streamtypes.h"
 
 /// How packets of a PID are treated.
 enum PidStatusEnum : std::int8_t {

@@ -5,16 +5,9 @@
 
 #include "core/log.h"
 #include "filter/tsfilter.h"
+#include "psip/streamtypes.h"
 
 namespace {
-
-/// stream_type values of audio (ISO/IEC 13818-1, table 2-34; ATSC A/53 for 0x81).
-constexpr std::uint8_t kAudioStreamTypes[] = {0x03, 0x04, 0x0F, 0x81};
-
-bool IsAudio(std::uint8_t streamType) {
-    return std::find(std::begin(kAudioStreamTypes), std::end(kAudioStreamTypes), streamType) !=
-           std::end(kAudioStreamTypes);
-}
 
 bool SameLanguage(const char* one, const char* other) { return std::strncmp(one, other, 3) == 0; }
 
@@ -35,7 +28,7 @@ bool TsFilter::SetLanguageFilter(const char* langPri, int langPriType, const cha
         const platform::MutexLock lock(mMutex);
         for (unsigned pid = 1; pid < kPids; ++pid) {
             PacketIdMapType& row = mPacketIdMap[pid];
-            if (!IsAudio(row.streamType)) continue;
+            if (!IsAudioStreamType(row.streamType)) continue;
             const bool wanted = (row.audioLangType == langPriType && SameLanguage(row.audioLanguage, langPri)) ||
                                 (row.audioLangType == langSecType && SameLanguage(row.audioLanguage, langSec));
             AudioPid entry{pid, "", row.audioLangType, wanted};

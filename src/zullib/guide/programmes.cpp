@@ -5,18 +5,7 @@
 
 #include "core/log.h"
 #include "guide/tunermanager.h"
-
-namespace {
-
-constexpr int kScrambled = 2;  ///< what the filter tells of a scrambled stream
-
-bool IsVideo(std::uint8_t streamType) { return streamType == 0x01 || streamType == 0x02 || streamType == 0x1B; }
-
-bool IsAudio(std::uint8_t streamType) {
-    return streamType == 0x03 || streamType == 0x04 || streamType == 0x0F || streamType == 0x81;
-}
-
-}  // namespace
+#include "psip/streamtypes.h"
 
 /// \return the programme of the current channel with this number, or null
 ScalProgramDesc* TunerManager::FindProgramme(std::uint16_t programId) {
@@ -55,9 +44,9 @@ bool TunerManager::SetInfoForProgram(std::uint16_t transportId, std::uint16_t pr
     if (std::exchange(found->channelId, GetCurrentChannel()) != GetCurrentChannel()) CountGuideChange();
     found->transportId = transportId;
     found->programId = programId;
-    if (scrambling == kScrambled) found->encryption = 'E';
-    if (IsVideo(streamType)) found->videoType = streamType;
-    if (IsAudio(streamType)) found->audioType = streamType;
+    if (scrambling == eScrambled) found->encryption = 'E';
+    if (IsVideoStreamType(streamType)) found->videoType = streamType;
+    if (IsAudioStreamType(streamType)) found->audioType = streamType;
     LOG("=== SetInfoForProgram 0x%x: streamType 0x%x, scrambling %d\n", programId, streamType, scrambling);
     return true;
 }
