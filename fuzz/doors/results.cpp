@@ -13,8 +13,6 @@ void fuzz::Results(Input& input, unsigned /*flags*/) {
         Promise(size < static_cast<int>(line.size()), "a SCAL line fits");
     }
     FILE* const nowhere = std::fopen("/mnt/hd1/zul_saved", "w");
-    for (int channel = 0; channel < TunerManager::kChannels; ++channel) {
-        for (const ScalProgramDesc& programme : *tuner.GetScalProgramDesc(channel)) programme.SaveToFile(nowhere);
-    }
+    tuner.Store().VisitAll([&](const ScalProgramDesc& programme) { programme.SaveToFile(nowhere); });
     std::fclose(nowhere);
 }

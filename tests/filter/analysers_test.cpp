@@ -61,7 +61,7 @@ class AnalysersTest : public TsFilterTest {
         return kept;
     }
 
-    ScalProgramDesc& Programme() { return mTuner.GetScalProgramDesc(0)->back(); }
+    ScalProgramDesc& Programme() { return *ProgrammesOf(mTuner).back(); }
 
     /// "id start duration title" of each event, in order.
     std::vector<std::string> Events() {
@@ -158,19 +158,20 @@ TEST_F(AnalysersTest, VctNamesEveryChannelOfTheStore) {
     mTuner.AddProgramToScanResults(0x55, 4);
     Feed(Vct(0xC8, 0x55,
              {VctChannel(4, 1000, 1023, 0x0204, Blob(300, 0)), VctChannel(9, 1, 1, 9), VctChannel(3, 100, 2, 0x0203)}));
-    const auto& list = *mTuner.GetScalProgramDesc(0);
+    const auto list = ProgrammesOf(mTuner);
     for (const auto& [program, major, minor, source] : {std::array{3, 100, 2, 0x203}, {4, 1000, 1023, 0x204}}) {
         const auto found = std::find_if(list.begin(), list.end(),
-                                        [&, number = program](const auto& p) { return p.programId == number; });
+                                        [&, number = program](const auto* p) { return p->programId == number; });
         ASSERT_NE(found, list.end()) << program;
-        EXPECT_EQ(found->channelMajorNo, major);
-        EXPECT_EQ(found->channelMinorNo, minor);
-        EXPECT_EQ(found->channelNo, major * 10 + minor);
-        EXPECT_EQ(found->sourceId, source);
-        EXPECT_EQ(found->channelFreq, 57000000u);
-        EXPECT_EQ(found->channelTsid, 0xABCD);
-        EXPECT_EQ(found->modulationMode, 4);
-        const Blob name(found->channelShortName, found->channelShortName + 16);
+        const ScalProgramDesc& named = **found;
+        EXPECT_EQ(named.channelMajorNo, major);
+        EXPECT_EQ(named.channelMinorNo, minor);
+        EXPECT_EQ(named.channelNo, major * 10 + minor);
+        EXPECT_EQ(named.sourceId, source);
+        EXPECT_EQ(named.channelFreq, 57000000u);
+        EXPECT_EQ(named.channelTsid, 0xABCD);
+        EXPECT_EQ(named.modulationMode, 4);
+        const Blob name(named.channelShortName, named.channelShortName + 16);
         EXPECT_EQ(name, (Blob{0, 'N', 0, 'E', 0, 'W', 0, 'S', 0, static_cast<std::uint8_t>('0' + program), 0, 0, 0, 0,
                               0, 0}));
     }
@@ -331,20 +332,18 @@ class Hearer : public AnalysersTest {
         const auto add = [&store](std::initializer_list<std::uint32_t> numbers) {
             for (const std::uint32_t number : numbers) store += std::to_string(number) + ' ';
         };
-        for (int channel = 0; channel < 3; ++channel) {
-            for (ScalProgramDesc& program : *mTuner.GetScalProgramDesc(channel)) {
-                add({program.programId, program.channelLongNameSize, program.unicodeModeForLongName});
-                if (program.channelLongName) store += program.channelLongName.get();
-                for (const Event* event = program.mEvents.begin(0); event != nullptr; event = program.mEvents.next(0)) {
-                    add({event->eventId, event->sourceId, event->channelId, event->startTime, event->duration,
-                         event->longInfoSize, event->unicodeModeForTitleShort, event->unicodeModeForLongInfo,
-                         event->eitWasSet, event->ettWasSet});
-                    store.append(event->titleShort, event->titleLen);
-                    if (event->pLongInfo) store.append(event->pLongInfo.get(), event->longInfoSize + 4);
-                }
-                store += '\n';
+        mTuner.Store().VisitAll([&](ScalProgramDesc& program) {
+            add({program.programId, program.channelLongNameSize, program.unicodeModeForLongName});
+            if (program.channelLongName) store += program.channelLongName.get();
+            for (const Event* event = program.mEvents.begin(0); event != nullptr; event = program.mEvents.next(0)) {
+                add({event->eventId, event->sourceId, event->channelId, event->startTime, event->duration,
+                     event->longInfoSize, event->unicodeModeForTitleShort, event->unicodeModeForLongInfo,
+                     event->eitWasSet, event->ettWasSet});
+                store.append(event->titleShort, event->titleLen);
+                if (event->pLongInfo) store.append(event->pLongInfo.get(), event->longInfoSize + 4);
             }
-        }
+            store += '\n';
+        });
         return store;
     }
 

@@ -10,6 +10,7 @@
 #include "filter/tsfilter.h"
 #include "guide/tunermanager.h"
 #include "psip/tablecollector.h"
+#include "support/programmes.h"
 #include "transport.h"
 
 /// Gives the tests of the room access to the filter's members.

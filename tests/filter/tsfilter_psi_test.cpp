@@ -67,9 +67,9 @@ TEST_F(PsiTest, PatFillsRowsAndStore) {
     EXPECT_EQ(Row(kPmt1).transportId, 0x1234);
     EXPECT_EQ(Row(0x10).type, ePidNone);
     EXPECT_EQ(Row(0x1FFE).programId, 0x7FFF);
-    EXPECT_EQ(mTuner.GetScalProgramDesc(0)->size(), 2u);
+    EXPECT_EQ(ProgrammesOf(mTuner).size(), 2u);
     for (int again = 0; again < 3; ++again) FeedPat(2u + static_cast<unsigned>(again), {{1, kPmt1}, {0x7FFF, 0x1FFE}});
-    EXPECT_EQ(mTuner.GetScalProgramDesc(0)->size(), 2u);
+    EXPECT_EQ(ProgrammesOf(mTuner).size(), 2u);
 }
 
 TEST_F(PsiTest, SectionLengthsAreHeldToTheStandard) {
@@ -115,7 +115,7 @@ TEST_F(PsiTest, PmtSettlesItsStreamsOnce) {
     EXPECT_EQ(Row(0x34).programId, 1);
     EXPECT_EQ(Row(0x34).streamType, 0x81);
     EXPECT_STREQ(Row(0x34).audioLanguage, "spa");
-    const ScalProgramDesc& first = mTuner.GetScalProgramDesc(0)->front();
+    const ScalProgramDesc& first = *ProgrammesOf(mTuner).front();
     EXPECT_EQ(first.videoType, 2u);
     EXPECT_EQ(first.audioType, 0x81u);
     EXPECT_EQ(first.language.size(), 3u) << "eng, spa on 0x35, spa on 0x34";
@@ -128,7 +128,7 @@ TEST(Psi, LanguagesOfNoTransportStreamAreReportedOnAReceiverAlone) {
         Blob pat = Pat(0x1234, 1, kTwo), pmt = Pmt(1, {{0x81, 0x34, {0x0A, 4, 'e', 'n', 'g', 0}}});
         filter.AnalyzeSectionPat(pat.data());
         filter.AnalyzeSectionPmt(pmt.data(), 0);
-        EXPECT_EQ(tuner.GetScalProgramDesc(0)->front().language.size(), role == 'R' ? 1u : 0u) << role;
+        EXPECT_EQ(ProgrammesOf(tuner).front()->language.size(), role == 'R' ? 1u : 0u) << role;
     }
 }
 
@@ -180,6 +180,6 @@ TEST_F(PsiTest, DescriptorsThatLieAreHeldToTheirBytes) {
         FeedProved(SectionPacket(kPmt1, pid, Pmt(1, {{0x81, pid, step.descriptors}}, pid & 0x1F)));
         EXPECT_STREQ(Row(pid).audioLanguage, step.audio) << step.what;
         EXPECT_STREQ(Row(pid).captionLanguage, step.caption) << step.what;
-        EXPECT_EQ(mTuner.GetScalProgramDesc(0)->front().language.size(), step.reports) << step.what;
+        EXPECT_EQ(ProgrammesOf(mTuner).front()->language.size(), step.reports) << step.what;
     }
 }

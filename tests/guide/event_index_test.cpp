@@ -1,4 +1,4 @@
-// The index over a programme's events tells what a walk of their list tells; the list and its cursors.
+// The index of a programme's events, compared with walks of their list; the list and its cursors.
 #include "guide/eventindex.h"
 
 #include <gtest/gtest.h>
@@ -6,18 +6,18 @@
 #include <random>
 #include <set>
 
-#include "guide/tunermanager.h"
+#include "guide/programme.h"
 
 namespace {
 
-/// The plain walk by id that the index stands for.
+/// The linear search by id that the index replaces.
 Event* WalkForId(SList<Event>& events, std::uint16_t id) {
     Event* event = events.begin(0);
     while (event != nullptr && static_cast<std::uint16_t>(event->eventId) != id) event = events.next(0);
     return event;
 }
 
-/// The plain walk by time. Without a time from the EIT an event isn't found.
+/// The linear search by time. An event without an EIT isn't found.
 Event* WalkForTime(SList<Event>& events, std::uint32_t moment) {
     for (Event* event = events.begin(1); event != nullptr; event = events.next(1)) {
         const std::uint32_t end = event->startTime + event->duration;
@@ -26,10 +26,10 @@ Event* WalkForTime(SList<Event>& events, std::uint32_t moment) {
     return nullptr;
 }
 
-/// What a broadcast may do to the guide of one programme.
+/// A kind of guide that a programme may have.
 struct Broadcast {
     const char* what;
-    std::uint32_t origin, span;  ///< starts lie in origin .. origin + span
+    std::uint32_t origin, span;  ///< starts are in origin .. origin + span
     std::uint32_t longest;       ///< seconds
     int events;
     unsigned ids;
@@ -64,7 +64,7 @@ void CompareWithTheWalk(const Broadcast& broadcast) {
             index.MakeRoom(static_cast<std::uint16_t>(event->eventId));
             index.Append(event);
         }
-        if (upTo(9) != 0) {  // some have no more than a long text yet
+        if (upTo(9) != 0) {  // some have only a long text so far
             index.SetTime(*event, broadcast.origin + upTo(broadcast.span), upTo(broadcast.longest));
             event->eitWasSet = true;
             const std::uint32_t end = event->startTime + event->duration;

@@ -1,4 +1,4 @@
-/// A store with a master that hears it, and the few words that the tests of the guide speak to both in.
+/// A TunerManager with a master that receives its messages, and shorthands for the guide's tests.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,13 +13,14 @@
 #include "core/log.h"
 #include "fast_machine.h"
 #include "guide/tunermanager.h"
+#include "support/programmes.h"
 
 /// A TunerManager with a forwarding peer, silent in the log.
 class GuideTest : public testing::Test {
  protected:
     GuideTest() { Begin('T'); }
 
-    /// Starts afresh in a role.
+    /// Replaces the TunerManager by a new one.
     void Begin(char role) {
         global_debug_flag = 0;
         fast_machine::RecordShell(true);
@@ -29,7 +30,7 @@ class GuideTest : public testing::Test {
 
     void Tune(int channel) { EXPECT_TRUE(store->TuneToChannel(channel)); }
 
-    /// Adds a programme of the current channel, with a VCT that names it.
+    /// Adds a programme with a VCT to the current channel.
     void AddProgramme(std::uint16_t transportId, std::uint16_t programId, std::uint16_t sourceId) {
         store->AddProgramToScanResults(transportId, programId);
         store->SetPsipInfoForProgram(transportId, programId, "\0N\0E\0W\0S\0\0\0\0\0\0", 7, 1, 4, 0, transportId,
@@ -48,7 +49,7 @@ class GuideTest : public testing::Test {
                                       static_cast<std::uint32_t>(text.size()), mode);
     }
 
-    /// \return the whole report, line by line
+    /// \return the whole SCAL report
     std::string Scal() {
         store->RewindScan();
         std::string report;

@@ -1,4 +1,4 @@
-// The guide as a master sees it: what EIT and ETT file, and what the three queries make of it.
+// The guide as a master sees it: events from EIT and ETT, and the replies to the three queries.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -30,7 +30,7 @@ class Guide : public GuideTest {
 
     void SetNow(std::uint32_t time) { Time::Self()->SetTime(time, kOffset, 0); }
 
-    /// \return the titles of a reply, with a blank behind each, and what isn't a line or the end
+    /// \return the titles of a reply, each followed by a blank, then the rest of the reply
     static std::string Titles(const std::string& reply) {
         std::string titles;
         std::size_t at = 0;
@@ -54,7 +54,7 @@ std::string HexBytes(const std::string& bytes) {
     return text;
 }
 
-/// A line of the reply, by the C library's calendar.
+/// A line of the reply, with its date from the C library.
 std::string Line(std::uint32_t start, std::uint32_t seconds, const std::string& title, const std::string& text = "") {
     const std::time_t utc = static_cast<std::time_t>(start) - kOffset + kGpsEpoch;
     std::tm when{};
@@ -211,7 +211,7 @@ TEST_F(Guide, ListsUntilTheSpanHasPassed) {
 }
 
 TEST_F(Guide, ListingsStayInTheBufferAndEndInWholeLines) {
-    // Events of 0 minutes never pass the span: the buffer ends the listing. 36 bytes a line and a title.
+    // Events of 0 minutes never exceed the span, so the buffer ends the listing. A line has 36 bytes and a title.
     for (const std::size_t titleSize : {std::size_t{0}, std::size_t{4}, std::size_t{25}, std::size_t{128}}) {
         Begin('T');
         Fill();
@@ -224,8 +224,8 @@ TEST_F(Guide, ListingsStayInTheBufferAndEndInWholeLines) {
         }
         EXPECT_EQ(Epg('l', kProgram, 0, 0, 60), expected + "OK\r\n");
     }
-    // A line in hexadecimal can be longer than the reserve: it stays out whole. Three of 2727 bytes leave room for the
-    // end.
+    // A line in hexadecimal can be longer than the reserve and is then left out. Three of 2727 bytes leave room for
+    // the end.
     for (const auto& [bytes, lines] : {std::pair{800u, 3u}, {895u, 3u}, {896u, 2u}, {1023u, 2u}}) {
         Begin('T');
         Fill();

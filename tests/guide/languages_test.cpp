@@ -1,4 +1,4 @@
-// Languages and captions of a programme: their ageing, the listings, and the search for one.
+// Languages and captions of a programme: ageing, listings, and lookup by language.
 #include <gtest/gtest.h>
 
 #include "core/log.h"
@@ -29,7 +29,7 @@ class Languages : public GuideTest {
     /// \return code, PID and counter of each entry
     std::string Counters() {
         std::string text;
-        for (const Language& entry : store->GetScalProgramDesc(-1)->front().language) {
+        for (const Language& entry : ProgrammesOf(*store).front()->language) {
             text += std::string(entry.language) + ':' + std::to_string(entry.audioPid) + '=' +
                     std::to_string(entry.languageCount) + ' ';
         }
@@ -76,7 +76,7 @@ TEST_F(Languages, FallOutAfterThirtyWalks) {
 
     Fill('T');
     Audio("old", 0, 1);
-    for (auto& entry : store->GetScalProgramDesc(-1)->front().language) entry.languageCount = 1;
+    for (auto& entry : ProgrammesOf(*store).front()->language) entry.languageCount = 1;
     EXPECT_TRUE(Audio("old", 0, 9)) << "the last entry falls out, and the walk is over";
     EXPECT_EQ(Counters(), "old:9=30 ");
 }

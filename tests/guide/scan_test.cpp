@@ -1,4 +1,4 @@
-// The blind scan against a status block, system daemon and a master's socket.
+// The blind scan with a status block, a system daemon and a master's socket.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -18,23 +18,23 @@
 
 namespace {
 
-/// What lies on a channel of the band.
+/// A channel of the band.
 struct Channel {
     int strength;
     int programmes;
-    int listens = 1;  ///< how often the scan listens for 5 s before they are there
+    int listens = 1;  ///< periods of 5 s before the programmes are found
 };
 
-/// A filter that does what it is asked to.
+/// A filter that starts and stops without error.
 struct Filter : ScanFilter {
     bool EnterScanMode(bool) override { return true; }
 };
 
-/// A band behind the tuner: the tool sets the strength, and listening finds the programmes.
-class Scan : public GuideTest {
+/// A simulated band: tuning sets the signal strength, and listening adds the programmes.
+class ScanTest : public GuideTest {
  protected:
-    Scan() {
-        static Filter filter;  // outlives the test, as the scan thread does
+    ScanTest() {
+        static Filter filter;  // the scan thread, which uses it, never ends
         store->SetScanFilter(&filter);
         fast_machine::OnShell([this](const std::string& line) {
             std::sscanf(line.c_str(), "m710cmmd -atsc %d >/dev/null", &tuned);
@@ -43,7 +43,7 @@ class Scan : public GuideTest {
             listened = 0;
         });
         fast_machine::OnSleep([this](std::int64_t microseconds) {
-            // A remount has a minute, in turns of a second: on a busy machine 60 ms are too few for the daemon.
+            // A remount times out after 60 waits of 1 s, which are too short for the daemon on a busy machine.
             if (microseconds == 1000000) std::this_thread::sleep_for(std::chrono::milliseconds(4));
             if (microseconds != 5000000 || !band.contains(tuned)) return;
             const Channel& channel = band[tuned];
@@ -54,15 +54,15 @@ class Scan : public GuideTest {
         });
     }
 
-    ~Scan() override { Keep(); }
+    ~ScanTest() override { Keep(); }
 
-    /// Leaves the store to the scan thread, which has no end.
+    /// Leaks the store: the scan thread, which uses it, never ends.
     void Keep() {
         static auto* const kept = new std::vector<TunerManager*>;
         kept->push_back(store.release());
     }
 
-    /// Hears messages until the scan is over. \return all of them
+    /// Receives messages until the scan is over. \return all of them
     std::string HearScan() {
         std::string all;
         for (;;) {
@@ -72,7 +72,7 @@ class Scan : public GuideTest {
         }
     }
 
-    /// \return the first waits of a scan from its tune on, in seconds, without those of the command thread
+    /// \return a scan's waits from the first tune on, in seconds, without those of the command thread
     static std::vector<std::int64_t> ScanWaits(std::size_t count) {
         std::vector<std::int64_t> waits;
         for (const std::int64_t sleep : fast_machine::TakeSleeps()) {
@@ -97,7 +97,7 @@ class Scan : public GuideTest {
 
 }  // namespace
 
-TEST_F(Scan, WalksTheBandAndTellsTheMasterStepByStep) {
+TEST_F(ScanTest, WalksTheBandAndTellsTheMasterStepByStep) {
     band = {{2, {5, 2}}, {3, {2, 1}}, {7, {3, 1, 2}}, {8, {1, 1}}, {9, {4, 0}}, {69, {3, 3}}, {70, {5, 1}}};
     EXPECT_EQ(store->ScanState(), TunerManager::eScanIdle);
     testing::internal::CaptureStderr();
@@ -113,7 +113,7 @@ TEST_F(Scan, WalksTheBandAndTellsTheMasterStepByStep) {
     EXPECT_EQ(store->ScanState(), TunerManager::eScanDone);
     EXPECT_EQ(store->GetCurrentChannel(), 70);
     EXPECT_EQ(store->GetTotalChannelsFound(), 4);
-    EXPECT_TRUE(store->GetScalProgramDesc(-1)->empty());
+    EXPECT_TRUE(ProgrammesOf(*store).empty());
     const std::string errors = testing::internal::GetCapturedStderr();
     for (const char* const line :
          {"Found signal on channel 3, but too weak to be usable (2 of 5). Ignoring\n",
@@ -140,7 +140,7 @@ TEST_F(Scan, WalksTheBandAndTellsTheMasterStepByStep) {
     EXPECT_EQ(Scal().substr(0, 39), "SCAL 000 0002 0001 [02:0:cc:02:00] C A ") << "the signal of the last tune";
 }
 
-TEST_F(Scan, OfOneChannelEmptiesTheStoreAndSavesNothing) {
+TEST_F(ScanTest, OfOneChannelEmptiesTheStoreAndSavesNothing) {
     band = {{20, {5, 1}}, {30, {3, 2, 2}}};
     std::ofstream("/mnt/hd1/zul_scan_results") << "";
     const std::string start = "BLINDSTART:0 OK\r\n", end = "BLINDCMP:0 OK\r\n";
@@ -177,7 +177,7 @@ TEST_F(Scan, OfOneChannelEmptiesTheStoreAndSavesNothing) {
     EXPECT_EQ(fast_machine::TakeShellLines(), std::vector<std::string>{"m710cmmd -stopvid >/dev/null"});
 }
 
-TEST_F(Scan, LeavesTheStoreOnTheListThatIsAlwaysEmpty) {
+TEST_F(ScanTest, LeavesTheStoreOnTheListThatIsAlwaysEmpty) {
     for (const auto mode : {TunerManager::eQAM64, TunerManager::eQAM256}) {
         band = {{1, {5, 1}}, {158, {5, 1}}};
         store->SetMode(mode);
@@ -197,7 +197,7 @@ TEST_F(Scan, LeavesTheStoreOnTheListThatIsAlwaysEmpty) {
     }
 }
 
-TEST_F(Scan, EndsInErrorWhereItCannotRun) {
+TEST_F(ScanTest, EndsInErrorWhereItCannotRun) {
     store->SetMode(TunerManager::eModeMax);
     EXPECT_TRUE(store->BlindScan(TunerManager::eScanUk)) << "the wait ends";
     EXPECT_EQ(store->ScanState(), TunerManager::eScanError);
@@ -222,7 +222,7 @@ TEST_F(Scan, EndsInErrorWhereItCannotRun) {
     EXPECT_FALSE(daemon.IsWritable(1)) << "the disk is closed again";
 }
 
-TEST_F(Scan, KeepsItsFirstPeer) {
+TEST_F(ScanTest, KeepsItsFirstPeer) {
     const Client second;
     store->SetTunerForwarding(server.After(second));
     EXPECT_EQ(Epg('n', 1), "EITI OK\r\n");
@@ -236,8 +236,8 @@ TEST_F(Scan, KeepsItsFirstPeer) {
     EXPECT_EQ(second.Hear(), "OK\r\n");
 }
 
-// For ThreadSanitizer: the filter reports, the master asks and the band is scanned, all at once.
-TEST_F(Scan, SharesTheStoreWithFilterAndMaster) {
+// For ThreadSanitizer: filter, queries and scan run at the same time.
+TEST_F(ScanTest, SharesTheStoreWithFilterAndMaster) {
     for (int channel = 2; channel <= 69; ++channel) band[channel] = {5, 3};
     std::atomic<bool> done = false;
     std::thread host([&] {
@@ -252,7 +252,7 @@ TEST_F(Scan, SharesTheStoreWithFilterAndMaster) {
         }
     });
     AllocateErrorBuffer();
-    OpenLogChannel(9, "127.0.0.1");  // nobody listens there
+    OpenLogChannel(9, "127.0.0.1");  // no receiver
     global_debug_flag = 2;
     std::thread dump([&] {
         while (!done) {

@@ -12,6 +12,7 @@
 #include "filter/tsfilter.h"
 #include "guide/tunermanager.h"
 #include "mux/multiplexer.h"
+#include "support/programmes.h"
 
 namespace {
 
@@ -171,11 +172,11 @@ TEST(Module, KnowsWhatTheDescriptionSays) {
         for (mux::Octets* bytes : {&headless, &stream, &stream}) {
             EXPECT_TRUE(filter.Filter(bytes->data(), static_cast<int>(bytes->size())));
         }
-        auto& known = *tuner.GetScalProgramDesc(5);
+        const auto known = ProgrammesOf(tuner);
         ASSERT_EQ(known.size(), description.programmes.size());
         auto programme = known.begin();
         for (const mux::Programme& told : description.programmes) {
-            EXPECT_EQ(Known(*programme), Told(description, told));
+            EXPECT_EQ(Known(**programme), Told(description, told));
             ++programme;
         }
         EXPECT_EQ(Time::Self()->GetSystemTime(), description.start + 1);

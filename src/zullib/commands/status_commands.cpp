@@ -10,8 +10,7 @@
 
 namespace {
 
-constexpr unsigned kStrengthStep = 51;  ///< the reply's strength runs from 0 to 255
-constexpr int kStreamLock = 5;          ///< lock state while the item being played is a stream
+constexpr int kStreamLock = 5;  ///< lock state while the item being played is a stream
 constexpr int kBrowserUp = 2;
 
 }  // namespace
@@ -25,7 +24,7 @@ char* CommandManager::ProcessStatus(Request request) {
 char* CommandManager::ProcessStatusGetTransmitter(Request request) {
     // Unsigned, the player may store any number there.
     const unsigned sigStrength =
-        static_cast<unsigned>(SharedMem::Self()->GetSignalStrengthTransmitter()) * kStrengthStep;
+        static_cast<unsigned>(SharedMem::Self()->GetSignalStrengthTransmitter()) * SharedMem::kStrengthStep;
     const int lockMode = sigStrength != 0 ? 1 : 0;
     ReplyText reply = request.Reply();
     reply.Add("STATUS ");

@@ -12,6 +12,8 @@ class SharedMem {
     /// The one instance; the first call makes it and must come before other threads use it.
     static SharedMem* Self();
 
+    /// Files and replies show strength 0 to 5 as 0 to 255.
+    static constexpr unsigned kStrengthStep = 51;
     /// \return strength of the tuner's signal, 0 to 5; Statistics gets it too
     int GetSignalStrengthTransmitter();
     /// \return programme number that the player shows

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "guide/tunermanager.h"
+#include "guide/programme.h"
 
 void EventIndex::MakeRoom(std::uint16_t eventId) {
     std::unique_ptr<Page>& page = mById[eventId >> kPageBits];
@@ -51,7 +51,7 @@ void EventIndex::Block::Summarize() {
     }
 }
 
-/// The block in which a span stands or belongs. REQUIRES: there is a block.
+/// The block that holds a span, or into which it would be inserted. REQUIRES: there is a block.
 std::vector<EventIndex::Block>::iterator EventIndex::BlockOf(const Span& span) {
     const auto behind = std::upper_bound(mByTime.begin(), mByTime.end(), span,
                                          [](const Span& a, const Block& b) { return a < b.spans.front(); });
@@ -66,7 +66,7 @@ void EventIndex::Insert(const Span& span) {
     const auto block = BlockOf(span);
     std::vector<Span>& spans = block->spans;
     spans.insert(std::upper_bound(spans.begin(), spans.end(), span), span);
-    block->Summarize();  // whatever becomes of the split, which may find no memory
+    block->Summarize();  // first: the split may find no memory
     if (spans.size() <= kBlockSize) return;
     const auto middle = spans.begin() + kBlockSize / 2;
     const auto upper = mByTime.insert(block + 1, Block(std::vector<Span>(middle, spans.end())));
@@ -75,7 +75,7 @@ void EventIndex::Insert(const Span& span) {
     lower.Summarize();
 }
 
-/// Takes a span out, if it is there.
+/// Removes a span, if it is there.
 void EventIndex::Erase(const Span& span) {
     if (mByTime.empty()) return;
     const auto block = BlockOf(span);

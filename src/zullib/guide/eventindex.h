@@ -1,4 +1,4 @@
-/// An index over the guide events of one programme, beside the list that owns their order.
+/// An index of the guide events of one programme, kept with the list that defines their order.
 #pragma once
 
 #include <array>
@@ -10,25 +10,25 @@
 
 class Event;
 
-/// Finds the events of one programme by id and by time as a walk of their list would, without the walk: a guide of
-/// weeks costs the stream's thread no more than one of hours. The events are the programme's.
+/// Finds events by id and by time with the results of a walk of their list, but in a time that hardly depends on its
+/// length, as the stream's thread waits meanwhile. The events belong to the programme.
 class EventIndex {
  public:
-    /// Allocates what `Append` needs for this event_id.
+    /// Allocates the memory that `Append` needs for this event_id.
     void MakeRoom(std::uint16_t eventId);
 
-    /// Takes an event that was appended to the list, after `MakeRoom`. It isn't found by time before `SetTime`.
+    /// Adds an event that was appended to the list. It isn't found by time before `SetTime`. REQUIRES: `MakeRoom`
     void Append(Event* event);
 
-    /// Sets an event's start and duration, and files it under them. Where memory runs out, the event may be found under
-    /// neither its old time nor the new one until the next call.
+    /// Sets an event's start and duration and indexes it under them. When memory runs out, the event may be found under
+    /// neither its old nor its new time until the next call.
     void SetTime(Event& event, std::uint32_t start, std::uint32_t duration);
 
     /// \return the event with this event_id, or null
     Event* FindId(std::uint16_t eventId) const;
 
-    /// \return the first event in list order with start <= moment <= start + duration, or null. The sum is one of
-    ///         unsigned 32 bits: an event that passes the end of 32-bit time is never found.
+    /// \return the first event in list order with start <= moment <= start + duration, or null. The sum wraps at
+    ///         32 bits: an event that passes the end of 32-bit time is never found.
     Event* FindEventPlayingAtDtime(std::uint32_t moment) const;
 
  private:
@@ -38,7 +38,7 @@ class EventIndex {
 
     static constexpr std::size_t kBlockSize = 64;
 
-    /// One event's time. Spans are in order of start, those of one start in list order.
+    /// One event's time. Spans are sorted by start, those with the same start in list order.
     struct Span {
         std::uint32_t start;
         std::uint32_t end;
@@ -49,7 +49,7 @@ class EventIndex {
         }
     };
 
-    /// A run of spans, so that neither an insertion nor a search touches them all.
+    /// A run of spans: insertions move only those of one block, and a search skips blocks.
     struct Block {
         explicit Block(std::vector<Span> run) : spans(std::move(run)) { Summarize(); }
         void Summarize();

@@ -1,18 +1,17 @@
-// The guide's events: filed by EIT and ETT under the programme with their source.
+// Guide events: EIT and ETT are filed under the programme with their source_id.
 #include <cstring>
 #include <new>
 #include <utility>
 
 #include "core/broadcasttime.h"
 #include "core/log.h"
-#include "guide/tunermanager.h"
+#include "guide/programmestore.h"
 
 namespace {
 
-constexpr int kOwnersCursor = 0;
-constexpr std::uint32_t kTextReserve = 4;  ///< bytes of a text's buffer behind the text
+constexpr std::uint32_t kTextReserve = 4;  ///< bytes of a text's buffer after the text
 
-/// Makes control characters visible; the zero byte and line ends stay.
+/// Replaces control characters by '*', except for zero bytes, CR and LF.
 void ReplaceControls(char* text, std::size_t size) {
     for (std::size_t i = 0; i < size; ++i) {
         const auto c = static_cast<unsigned char>(text[i]);
@@ -20,19 +19,19 @@ void ReplaceControls(char* text, std::size_t size) {
     }
 }
 
-/// \return a zeroed buffer for a text, or null when there is no memory for it
+/// \return a zeroed buffer for a text, or null when out of memory
 std::unique_ptr<char[]> MakeText(std::uint32_t length) {
     return std::unique_ptr<char[]>(new (std::nothrow) char[length + kTextReserve]());
 }
 
-/// Copies bytes. \return true when others stood there
+/// Copies bytes. \return whether they differ from those overwritten
 bool Replace(void* to, const void* from, std::size_t size) {
     if (std::memcmp(to, from, size) == 0) return false;
     std::memcpy(to, from, size);
     return true;
 }
 
-/// Files a title; one without length leaves the mode as it was. \return true when it is another than before
+/// Stores a title; an empty one leaves the mode as it was. \return whether anything changed
 bool SetTitle(Event& event, char* text, std::uint32_t length, std::uint8_t mode) {
     if (length > Event::kTitleSize) {
         PANIC("Tilte too long... (%d)", static_cast<int>(length));
@@ -53,16 +52,8 @@ bool SetTitle(Event& event, char* text, std::uint32_t length, std::uint8_t mode)
 
 }  // namespace
 
-ScalProgramDesc::~ScalProgramDesc() {
-    for (Event* event = mEvents.begin(kOwnersCursor); event != nullptr;) {
-        Event* const next = mEvents.next(kOwnersCursor);
-        delete event;
-        event = next;
-    }
-}
-
-/// \return the event with this id, made if needed, with room for `textLen` bytes of long text
-Event* TunerManager::GetEvent(ScalProgramDesc& program, std::uint32_t textLen, std::uint16_t eventId) {
+/// Finds or creates an event, with room for `textLen` bytes of long text unless memory runs out.
+Event* ProgrammeStore::GetEvent(ScalProgramDesc& program, std::uint32_t textLen, std::uint16_t eventId) {
     Event* event = program.mEventIndex.FindId(eventId);
     if (event == nullptr) {
         auto made = std::make_unique<Event>();
@@ -82,26 +73,26 @@ Event* TunerManager::GetEvent(ScalProgramDesc& program, std::uint32_t textLen, s
 }
 
 /// \return the first programme of the current channel with this source, or null
-ScalProgramDesc* TunerManager::FindSource(std::uint16_t sourceId) {
+ScalProgramDesc* ProgrammeStore::FindSource(std::uint16_t sourceId) {
     for (ScalProgramDesc& program : CurrentList()) {
         if (program.sourceId == sourceId) return &program;
     }
     return nullptr;
 }
 
-bool TunerManager::SetEventInfoForProgram(std::uint16_t sourceId, std::uint16_t eventId, std::uint32_t startTime,
-                                          std::uint32_t lengthInSecs, std::uint8_t titleLen, char* titleText,
-                                          std::uint8_t unicode_mode) {
+bool ProgrammeStore::SetEventInfoForProgram(std::uint16_t sourceId, std::uint16_t eventId, std::uint32_t startTime,
+                                            std::uint32_t lengthInSecs, std::uint8_t titleLen, char* titleText,
+                                            std::uint8_t unicode_mode) {
     const platform::MutexLock lock(mMutex);
     ScalProgramDesc* const program = FindSource(sourceId);
     if (program == nullptr) return false;
     Event* const event = GetEvent(*program, 0, eventId);
-    event->channelId = static_cast<std::uint32_t>(GetCurrentChannel());
+    event->channelId = static_cast<std::uint32_t>(CurrentChannel());
     event->eventId = eventId;
     event->sourceId = sourceId;
     bool changed = !event->eitWasSet || event->startTime != startTime || event->duration != lengthInSecs;
     if (changed) {
-        // Unset meanwhile: where the index finds no memory, the next repetition files the event again.
+        // Unset meanwhile: if the index runs out of memory and throws, the next repetition files the event again.
         const bool wasSet = std::exchange(event->eitWasSet, false);
         program->mEventIndex.SetTime(*event, startTime, lengthInSecs);
         event->eitWasSet = wasSet;
@@ -112,17 +103,17 @@ bool TunerManager::SetEventInfoForProgram(std::uint16_t sourceId, std::uint16_t 
     event->eitWasSet = true;
     char start[Time::kDateTimeSize];
     LOG("SetEventInfo chanId %d evId %d srcId %d startTime %s duration %d titleShort %s (%d), Unimode 0x%x\n",
-        GetCurrentChannel(), eventId, sourceId, Time::Self()->GetMjdDateTime(startTime, start),
+        CurrentChannel(), eventId, sourceId, Time::Self()->GetMjdDateTime(startTime, start),
         static_cast<int>(lengthInSecs), event->titleShort, static_cast<int>(event->titleLen), unicode_mode);
     return true;
 }
 
-bool TunerManager::SetExtendedText(std::uint16_t etmIdHi, std::uint16_t etmIdLo, const char* text, std::uint32_t length,
-                                   std::uint8_t unicode_mode) {
+bool ProgrammeStore::SetExtendedText(std::uint16_t etmIdHi, std::uint16_t etmIdLo, const char* text,
+                                     std::uint32_t length, std::uint8_t unicode_mode) {
     const platform::MutexLock lock(mMutex);
     const auto event_id = static_cast<std::uint16_t>(etmIdLo >> 2);
     for (ScalProgramDesc& program : CurrentList()) {
-        if (program.channelId != GetCurrentChannel() || program.sourceId != etmIdHi) continue;
+        if (program.sourceId != etmIdHi) continue;
         if (event_id != 0) return SetEventText(program, event_id, text, length, unicode_mode);
         if (program.channelLongName) continue;  // a channel's first text stays
         program.channelLongName = MakeText(length);
@@ -137,8 +128,8 @@ bool TunerManager::SetExtendedText(std::uint16_t etmIdHi, std::uint16_t etmIdLo,
     return false;
 }
 
-bool TunerManager::SetEventText(ScalProgramDesc& program, std::uint16_t eventId, const char* text, std::uint32_t length,
-                                std::uint8_t unicode_mode) {
+bool ProgrammeStore::SetEventText(ScalProgramDesc& program, std::uint16_t eventId, const char* text,
+                                  std::uint32_t length, std::uint8_t unicode_mode) {
     Event* const event = GetEvent(program, length, eventId);
     if (event->longInfoSize < length) {
         PANIC("longInfoSize %d, length %d\n", static_cast<int>(event->longInfoSize), static_cast<int>(length));

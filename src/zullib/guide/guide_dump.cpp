@@ -1,4 +1,4 @@
-// The whole guide, to the log. It is copied under the lock, piece by piece, and logged after it.
+// DUMPEIT: the whole guide in the log. It is copied piece by piece under the store's lock and logged outside it.
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -10,12 +10,11 @@
 
 namespace {
 
-constexpr int kDumpCursor = 1;
 constexpr std::size_t kLongNameShown = 12;
 constexpr std::size_t kLongInfoShown = 8;
 constexpr std::size_t kEventsAtOnce = 64;
 
-/// The first bytes of a text, 0 where it has none.
+/// The first `Size` bytes of a text, padded with zeros.
 template <std::size_t Size>
 std::array<unsigned char, Size> FirstBytes(const char* text, std::size_t length) {
     std::array<unsigned char, Size> bytes{};
@@ -67,62 +66,55 @@ void Log(const EventLine& line) {
     LOG("Long info %x %x %x %x %x %x %x %x\n", info[0], info[1], info[2], info[3], info[4], info[5], info[6], info[7]);
 }
 
-}  // namespace
-
-/// A dump on its way. The texts seen last stand in for those that a programme or an event doesn't have.
-struct TunerManager::GuideDump {
-    std::uint32_t emptied = 0;  ///< of the store that the programmes are of
+/// A dump in progress. A programme or event without a text shows the text seen last.
+struct GuideDump {
+    std::uint32_t generation = 0;  ///< of the store that the programmes belong to
     std::vector<ProgrammeLine> programmes;
     std::vector<EventLine> events;  ///< at most kEventsAtOnce
     std::array<unsigned char, kLongInfoShown> lastLongInfo = Blanks<kLongInfoShown>();
 };
+
+/// Copies the events after those copied before, few enough at a time that the stream hardly waits.
+/// \return false when none is left or a scan has emptied the store
+bool CopyNextEvents(ProgrammeStore& store, GuideDump& dump, ScalProgramDesc& program, bool fromFront) {
+    dump.events.clear();
+    store.IfStill(dump.generation, [&] {
+        SList<Event>& events = program.mEvents;
+        while (dump.events.size() < kEventsAtOnce) {
+            const Event* const event =
+                fromFront ? events.begin(ScalProgramDesc::kDumpCursor) : events.next(ScalProgramDesc::kDumpCursor);
+            if (event == nullptr) break;
+            fromFront = false;
+            if (event->pLongInfo) {
+                dump.lastLongInfo = FirstBytes<kLongInfoShown>(event->pLongInfo.get(), event->longInfoSize);
+            }
+            EventLine& line = dump.events.emplace_back();
+            line = {event->eventId, event->sourceId, event->startTime, event->duration, "", dump.lastLongInfo};
+            std::memcpy(line.title, event->titleShort, sizeof line.title);
+        }
+    });
+    return !dump.events.empty();
+}
+
+}  // namespace
 
 void TunerManager::DumpEitInfo() {
     if (!LogIsWanted()) return;
     char now[Time::kDateTimeSize];
     LOG("\n === Now is %s\n", Time::Self()->GetMjdDateTime(0, now));
     GuideDump dump;
-    {
-        const platform::MutexLock lock(mMutex);
-        GetChannelProgramsRange();
-        dump.emptied = mEmptied;
-        auto lastLongName = Blanks<kLongNameShown>();
-        for (ProgramList& list : mScalProgramDescriptors) {
-            for (ScalProgramDesc& program : list) {
-                if (program.channelLongName) {
-                    lastLongName =
-                        FirstBytes<kLongNameShown>(program.channelLongName.get(), program.channelLongNameSize);
-                }
-                dump.programmes.emplace_back(program).longName = lastLongName;
-            }
+    auto lastLongName = Blanks<kLongNameShown>();
+    dump.generation = mStore.VisitAll([&](ScalProgramDesc& program) {
+        if (program.channelLongName) {
+            lastLongName = FirstBytes<kLongNameShown>(program.channelLongName.get(), program.channelLongNameSize);
         }
-    }
+        dump.programmes.emplace_back(program).longName = lastLongName;
+    });
     for (const ProgrammeLine& line : dump.programmes) {
         Log(line);
-        for (bool fromFront = true; CopyNextEvents(dump, *line.program, fromFront); fromFront = false) {
+        for (bool fromFront = true; CopyNextEvents(mStore, dump, *line.program, fromFront); fromFront = false) {
             for (const EventLine& event : dump.events) Log(event);
         }
         LOG("\n");
     }
-}
-
-/// Copies the events behind those that were copied before, so few at once that the stream hardly waits.
-/// \return false when there is none left, or a scan has emptied the store
-bool TunerManager::CopyNextEvents(GuideDump& dump, ScalProgramDesc& program, bool fromFront) {
-    dump.events.clear();
-    const platform::MutexLock lock(mMutex);
-    if (mEmptied != dump.emptied) return false;
-    SList<Event>& events = program.mEvents;
-    while (dump.events.size() < kEventsAtOnce) {
-        const Event* const event = fromFront ? events.begin(kDumpCursor) : events.next(kDumpCursor);
-        if (event == nullptr) break;
-        fromFront = false;
-        if (event->pLongInfo) {
-            dump.lastLongInfo = FirstBytes<kLongInfoShown>(event->pLongInfo.get(), event->longInfoSize);
-        }
-        EventLine& line = dump.events.emplace_back();
-        line = {event->eventId, event->sourceId, event->startTime, event->duration, "", dump.lastLongInfo};
-        std::memcpy(line.title, event->titleShort, sizeof line.title);
-    }
-    return !dump.events.empty();
 }

@@ -10,9 +10,9 @@ namespace {
 
 constexpr char kEnd[] = "OK\r\n";
 constexpr std::size_t kEndSize = sizeof kEnd - 1;
-constexpr std::size_t kReserve = 512;  ///< bytes that must be left for a listing to go on
+constexpr std::size_t kReserve = 512;  ///< a listing ends when fewer bytes are left
 
-/// A text of an event as a line shows it.
+/// A text of an event, as a line shows it.
 struct ShownText {
     const char* bytes;
     std::uint32_t length;  ///< as stored
@@ -37,7 +37,7 @@ bool AddText(ReplyText& line, const char* mark, const ShownText& text) {
     return whole;
 }
 
-/// Adds the line of an event. \return false when it doesn't fit; nothing of it is added then
+/// Adds the line of an event. \return false when it doesn't fit; nothing is added then
 bool FormatEvent(ReplyText& reply, const Event& event) {
     const std::size_t before = reply.Length();
     char start[Time::kDateTimeSize];
@@ -53,7 +53,7 @@ bool FormatEvent(ReplyText& reply, const Event& event) {
     return whole;
 }
 
-/// \return what is wrong with a query, or null. Each kind takes its own parameters and no other.
+/// Checks that a query has the parameters of its type and no others. \return what is wrong with it, or null
 const char* WhatIsWrong(std::uint32_t date, std::uint32_t time, std::uint32_t timeFrame, char cmdType) {
     switch (cmdType) {
         case 'i': return date != 0 && timeFrame == 0 ? nullptr : "Bad params for i\n";
@@ -63,13 +63,42 @@ const char* WhatIsWrong(std::uint32_t date, std::uint32_t time, std::uint32_t ti
     }
 }
 
-/// \return the event that plays one second after another's end, or null
+/// \return the event playing one second after another's end, or null
 const Event* NextEvent(const ScalProgramDesc& program, const Event& event) {
     return program.mEventIndex.FindEventPlayingAtDtime(event.startTime + event.duration + 1);
 }
 
 const Event* PlayingNow(const ScalProgramDesc& program) {
     return program.mEventIndex.FindEventPlayingAtDtime(Time::Self()->GetSystemTime());
+}
+
+/// \return false when the programme has no event at that moment
+bool QueryMoment(ReplyText& reply, const ScalProgramDesc& program, std::uint32_t moment) {
+    const Event* const event = program.mEventIndex.FindEventPlayingAtDtime(moment);
+    if (event == nullptr) return false;
+    FormatEvent(reply, *event);
+    return true;
+}
+
+void QueryNowAndNext(ReplyText& reply, const ScalProgramDesc& program) {
+    const Event* const now = PlayingNow(program);
+    if (now == nullptr) return;
+    FormatEvent(reply, *now);
+    const Event* const next = NextEvent(program, *now);
+    if (next != nullptr) FormatEvent(reply, *next);
+}
+
+/// \param timeFrame  minutes; the listing ends with the event whose duration brings the sum above it
+/// \return false when the listing ended for lack of room
+bool QueryListing(ReplyText& reply, const ScalProgramDesc& program, std::uint32_t timeFrame) {
+    std::uint32_t minutes = 0;
+    for (const Event* event = PlayingNow(program); event != nullptr && minutes <= timeFrame;) {
+        if (!FormatEvent(reply, *event)) return false;
+        minutes += event->duration / 60;
+        event = NextEvent(program, *event);
+        if (TunerManager::kReplySize - reply.Length() < kReserve) return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -91,53 +120,20 @@ char* TunerManager::ProcessEpgData(char* buffer, std::uint16_t transportId, std:
     }
     ReplyText reply(buffer, kReplySize - kEndSize);
     bool whole = true;
-    {
-        const platform::MutexLock lock(mMutex);
-        const ScalProgramDesc* const program = FindProgramme(programId);
-        if (cmdType == 'i') {
-            QueryMoment(reply, programId, pTime->MjdToSystem(date, time));
-        } else if (program != nullptr && cmdType == 'n') {
-            QueryNowAndNext(reply, *program);
-        } else if (program != nullptr) {
-            whole = QueryListing(reply, *program, timeFrame);
+    mStore.VisitCurrent([&](const ScalProgramDesc& program) {
+        if (program.programId != programId) return true;
+        switch (cmdType) {
+            case 'i':
+                // Another programme with the same number may have an event at that moment.
+                return !QueryMoment(reply, program, pTime->MjdToSystem(date, time));
+            case 'n': QueryNowAndNext(reply, program); return false;
+            default: whole = QueryListing(reply, program, timeFrame); return false;
         }
-    }
+    });
     if (!whole) PANIC("Buffer too small for EPG");
     if (reply.Length() == 0) reply.Add("EITI ");
     std::memcpy(buffer + reply.Length(), kEnd, sizeof kEnd);
     LOG("\n%s\n\n", buffer);
-    SendToPeer(buffer, reply.Length() + kEndSize);
+    mPeer.Send({buffer, reply.Length() + kEndSize});
     return nullptr;
-}
-
-/// The event at a moment; a programme that has none gives way to the next with the same number.
-void TunerManager::QueryMoment(ReplyText& reply, std::uint16_t programId, std::uint32_t moment) {
-    for (const ScalProgramDesc& program : CurrentList()) {
-        if (program.channelId != GetCurrentChannel() || program.programId != programId) continue;
-        const Event* const event = program.mEventIndex.FindEventPlayingAtDtime(moment);
-        if (event == nullptr) continue;
-        FormatEvent(reply, *event);
-        return;
-    }
-}
-
-void TunerManager::QueryNowAndNext(ReplyText& reply, const ScalProgramDesc& program) {
-    const Event* const now = PlayingNow(program);
-    if (now == nullptr) return;
-    FormatEvent(reply, *now);
-    const Event* const next = NextEvent(program, *now);
-    if (next != nullptr) FormatEvent(reply, *next);
-}
-
-/// \param timeFrame  minutes that the listed events may sum up to before the last
-/// \return false when the listing ended for want of room
-bool TunerManager::QueryListing(ReplyText& reply, const ScalProgramDesc& program, std::uint32_t timeFrame) {
-    std::uint32_t minutes = 0;
-    for (const Event* event = PlayingNow(program); event != nullptr && minutes <= timeFrame;) {
-        if (!FormatEvent(reply, *event)) return false;
-        minutes += event->duration / 60;
-        event = NextEvent(program, *event);
-        if (kReplySize - reply.Length() < kReserve) return false;
-    }
-    return true;
 }

@@ -1,4 +1,4 @@
-// What commands ask of the languages: the listings, the PID or service of a language, the dump.
+// Queries on the languages: the listings, the PID or caption service of a language, and the dump.
 #include <cstring>
 #include <optional>
 #include <vector>
@@ -15,7 +15,7 @@ constexpr char kEnd[] = "OK\r\n";
 constexpr int kTries = 3;
 constexpr std::int64_t kTryWait = platform::kSecond;
 
-/// Adds a programme's line of the listing. \return false when it had to be cut
+/// Adds a programme's line to the listing. \return false when it was cut
 bool AddLine(ReplyText& reply, const ScalProgramDesc& program, Language::LanguageModeEnum mode) {
     const bool captions = mode == Language::eCaption;
     bool whole = reply.Add("%s %.4x %.4x ", captions ? "SUB" : "LANG", program.transportId, program.programId);
@@ -32,31 +32,28 @@ bool AddLine(ReplyText& reply, const ScalProgramDesc& program, Language::Languag
     return reply.Add("\r\n") && whole;
 }
 
-}  // namespace
-
-char* TunerManager::GetLanguagesOrSubtitles(Language::LanguageModeEnum mode, char* buffer) {
-    ReplyText reply(buffer, kReplySize - (sizeof kEnd - 1));
-    {
-        const platform::MutexLock lock(mMutex);
-        for (const ScalProgramDesc& program : CurrentList()) {
-            if (program.channelId != GetCurrentChannel()) continue;
-            const std::size_t before = reply.Length();
-            if (AddLine(reply, program, mode)) continue;
-            reply.CutTo(before);  // the listing ends on a whole line
-            break;
+/// \return the entry of a language in the programme with this number, if there is one
+std::optional<Language> FindLanguageNow(ProgrammeStore& store, Language::LanguageModeEnum mode, const char* language,
+                                        int audioType, int programId) {
+    std::optional<Language> found;
+    store.VisitCurrent([&](const ScalProgramDesc& program) {
+        if (program.programId != programId) return true;
+        for (const Language& entry : program.language) {
+            if (entry.languageMode != mode || !entry.IsIn(language)) continue;
+            if (mode == Language::eAudio && entry.audioType != audioType) continue;
+            found = entry;
+            return false;
         }
-    }
-    std::memcpy(buffer + reply.Length(), kEnd, sizeof kEnd);
-    LOG("\n%s\n", buffer);
-    SendToPeer(buffer, std::strlen(buffer));
-    return nullptr;
+        return true;
+    });
+    return found;
 }
 
-/// Looks for a language of the programme being received, with time for its PMT to come.
-/// \param audioType  of audio; not looked at for captions
-std::optional<Language> TunerManager::FindLanguage(Language::LanguageModeEnum mode, const char* language,
-                                                   int audioType) {
-    char code[4] = "";  // the text may be shorter than the three characters that are compared
+/// Looks for a language of the programme being received, and waits for its PMT where it isn't there.
+/// \param audioType  of audio; ignored for captions
+std::optional<Language> FindLanguage(ProgrammeStore& store, Language::LanguageModeEnum mode, const char* language,
+                                     int audioType) {
+    char code[4] = "";  // three characters are compared, and the argument may have fewer
     CopyText(code, language);
     const int programId = SharedMem::Self()->GetProgramReceivedReceiver();
     for (int attempt = 0; attempt < kTries; ++attempt) {
@@ -64,34 +61,37 @@ std::optional<Language> TunerManager::FindLanguage(Language::LanguageModeEnum mo
             LOG("Trying to find pid for audio language %c%c%c, type %d for programId 0x%x, attempt %d\n", code[0],
                 code[1], code[2], audioType, static_cast<unsigned>(programId), attempt);
         }
-        if (auto found = FindLanguageNow(mode, code, audioType, programId)) return found;
+        if (auto found = FindLanguageNow(store, mode, code, audioType, programId)) return found;
         platform::Sleep(kTryWait);
     }
     return std::nullopt;
 }
 
-std::optional<Language> TunerManager::FindLanguageNow(Language::LanguageModeEnum mode, const char* language,
-                                                      int audioType, int programId) {
-    const platform::MutexLock lock(mMutex);
-    for (const ScalProgramDesc& program : CurrentList()) {
-        if (program.channelId != GetCurrentChannel() || program.programId != programId) continue;
-        for (const Language& entry : program.language) {
-            if (entry.languageMode != mode || !entry.IsIn(language)) continue;
-            if (mode == Language::eCaption || entry.audioType == audioType) return entry;
-        }
-    }
-    return std::nullopt;
+}  // namespace
+
+char* TunerManager::GetLanguagesOrSubtitles(Language::LanguageModeEnum mode, char* buffer) {
+    ReplyText reply(buffer, kReplySize - (sizeof kEnd - 1));
+    mStore.VisitCurrent([&](const ScalProgramDesc& program) {
+        const std::size_t before = reply.Length();
+        if (AddLine(reply, program, mode)) return true;
+        reply.CutTo(before);  // the listing ends on a whole line
+        return false;
+    });
+    std::memcpy(buffer + reply.Length(), kEnd, sizeof kEnd);
+    LOG("\n%s\n", buffer);
+    mPeer.Send(buffer);
+    return nullptr;
 }
 
 int TunerManager::GetSubtitleIndex(const char* language) {
-    const auto found = FindLanguage(Language::eCaption, language, 0);
+    const auto found = FindLanguage(mStore, Language::eCaption, language, 0);
     if (!found) return -1;
     LOG("Found caption in %s, service_number %d\n", language, found->captionServiceNum);
     return found->captionServiceNum;
 }
 
 int TunerManager::GetAudioPid(const char* language, int audioType) {
-    const auto found = FindLanguage(Language::eAudio, language, audioType);
+    const auto found = FindLanguage(mStore, Language::eAudio, language, audioType);
     if (!found) return 0;
     LOG("Found audio in %s, pid 0x%x\n", language, static_cast<unsigned>(found->audioPid));
     return found->audioPid;
@@ -103,14 +103,11 @@ void TunerManager::DumpLanguageInfo() {
         std::vector<Language> languages;
     };
     std::vector<Programme> programmes;
-    {
-        const platform::MutexLock lock(mMutex);
-        for (const ScalProgramDesc& program : CurrentList()) {
-            if (program.channelId != GetCurrentChannel()) continue;
-            programmes.push_back(
-                {program.transportId, program.programId, {program.language.begin(), program.language.end()}});
-        }
-    }
+    mStore.VisitCurrent([&](const ScalProgramDesc& program) {
+        programmes.push_back(
+            {program.transportId, program.programId, {program.language.begin(), program.language.end()}});
+        return true;
+    });
     for (const Programme& programme : programmes) {
         LOG("\n=== LANGUAGE LIST for trid 0x%x, prid 0x%x ===\n", programme.transportId, programme.programId);
         for (const Language& entry : programme.languages) {

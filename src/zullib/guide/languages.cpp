@@ -1,23 +1,23 @@
-// Audio languages and caption services of the programmes, which age when they are no longer sent.
+// Audio languages and caption services of the programmes; those that are no longer sent age and are removed.
 #include <cstring>
 
 #include "core/log.h"
-#include "guide/tunermanager.h"
+#include "guide/programmestore.h"
 
 namespace {
 
-constexpr int LANG_CNT = 30;  ///< walks past an entry until it falls out
+constexpr int LANG_CNT = 30;  ///< walks past an entry until it is removed
 
 }  // namespace
 
-bool TunerManager::SetLanguageForProgram(std::uint16_t transportId, std::uint16_t progamId, const char* langCode,
-                                         Language::LanguageModeEnum langMode, int langType, std::uint16_t pid,
-                                         int captionServiceNum) {
+bool ProgrammeStore::SetLanguageForProgram(std::uint16_t transportId, std::uint16_t progamId, const char* langCode,
+                                           Language::LanguageModeEnum langMode, int langType, std::uint16_t pid,
+                                           int captionServiceNum) {
     const platform::MutexLock lock(mMutex);
     ScalProgramDesc* const program = FindProgramme(progamId);
     if (program == nullptr) return false;
     auto& entries = program->language;
-    // Entries in front of the match age; the one behind an entry that falls out is compared without ageing.
+    // Entries before the match age. The entry after a removed one is compared without ageing.
     for (auto entry = entries.begin(); entry != entries.end(); ++entry) {
         if (--entry->languageCount <= 0) {
             LOG("=== Removing no longer transmitted language %.3s\n", entry->language);

@@ -1,24 +1,24 @@
-// Programmes of a channel, born of the PAT and filled by PMT and VCT.
+// Programmes of a channel: the PAT adds them, PMT and VCT fill them.
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
 #include "core/log.h"
-#include "guide/tunermanager.h"
+#include "guide/programmestore.h"
 #include "psip/streamtypes.h"
 
 /// \return the programme of the current channel with this number, or null
-ScalProgramDesc* TunerManager::FindProgramme(std::uint16_t programId) {
+ScalProgramDesc* ProgrammeStore::FindProgramme(std::uint16_t programId) {
     for (ScalProgramDesc& program : CurrentList()) {
-        if (program.channelId == GetCurrentChannel() && program.programId == programId) return &program;
+        if (program.programId == programId) return &program;
     }
     return nullptr;
 }
 
-bool TunerManager::AddProgramToScanResults(std::uint16_t transportId, std::uint16_t programId) {
+bool ProgrammeStore::AddProgramToScanResults(std::uint16_t transportId, std::uint16_t programId) {
     const platform::MutexLock lock(mMutex);
-    const int channel = GetCurrentChannel();
-    if (channel < 0 || channel >= kChannels) return true;  // behind the last channel nothing is kept
+    const int channel = CurrentChannel();
+    if (channel < 0 || channel >= kChannels) return true;  // the list of other channels stays empty
     if (FindProgramme(programId) != nullptr) return true;
     ScalProgramDesc& program = CurrentList().emplace_back();
     CountGuideChange();
@@ -31,19 +31,17 @@ bool TunerManager::AddProgramToScanResults(std::uint16_t transportId, std::uint1
     return true;
 }
 
-bool TunerManager::SetInfoForProgram(std::uint16_t transportId, std::uint16_t programId, std::uint8_t streamType,
-                                     int scrambling) {
+bool ProgrammeStore::SetInfoForProgram(std::uint16_t transportId, std::uint16_t programId, std::uint8_t streamType,
+                                       int scrambling) {
     const platform::MutexLock lock(mMutex);
-    GetChannelProgramsRange();
-    // A receiver takes the programme whatever its transport stream is called.
-    const auto found = std::find_if(mChannelStartIt, mChannelEndIt, [&](const ScalProgramDesc& program) {
-        return program.programId == programId && (mMyType == 'R' || program.transportId == transportId);
+    ProgramList& list = CurrentList();
+    // A receiver ignores the transport stream's id.
+    const auto found = std::find_if(list.begin(), list.end(), [&](const ScalProgramDesc& program) {
+        return program.programId == programId && (mRole.IsReceiver() || program.transportId == transportId);
     });
-    if (found == mChannelEndIt) return true;
+    if (found == list.end()) return true;
     found->signalStrength = mCurrentStrength.load(std::memory_order_relaxed);
-    if (std::exchange(found->channelId, GetCurrentChannel()) != GetCurrentChannel()) CountGuideChange();
     found->transportId = transportId;
-    found->programId = programId;
     if (scrambling == eScrambled) found->encryption = 'E';
     if (IsVideoStreamType(streamType)) found->videoType = streamType;
     if (IsAudioStreamType(streamType)) found->audioType = streamType;
@@ -51,10 +49,10 @@ bool TunerManager::SetInfoForProgram(std::uint16_t transportId, std::uint16_t pr
     return true;
 }
 
-bool TunerManager::SetPsipInfoForProgram(std::uint16_t transportId, std::uint16_t programId, const char* shortName,
-                                         std::uint16_t majorChanNo, std::uint16_t minorChanNo,
-                                         std::uint8_t modulationMode, std::uint32_t carrierFreq,
-                                         std::uint16_t channelTsid, std::uint16_t sourceId) {
+bool ProgrammeStore::SetPsipInfoForProgram(std::uint16_t transportId, std::uint16_t programId, const char* shortName,
+                                           std::uint16_t majorChanNo, std::uint16_t minorChanNo,
+                                           std::uint8_t modulationMode, std::uint32_t carrierFreq,
+                                           std::uint16_t channelTsid, std::uint16_t sourceId) {
     const platform::MutexLock lock(mMutex);
     ScalProgramDesc* const program = FindProgramme(programId);
     if (program == nullptr) return false;
@@ -74,9 +72,4 @@ bool TunerManager::SetPsipInfoForProgram(std::uint16_t transportId, std::uint16_
     LOG("SetPsipInfo: chanId %d trId 0x%.4x prId 0x%.4x name %s, chanNo: %d:%d\n", program->channelId, transportId,
         programId, name, majorChanNo, minorChanNo);
     return true;
-}
-
-bool TunerManager::ClearScanResults(int /*channelNo*/) {
-    RequireTransmitter();
-    return false;
 }

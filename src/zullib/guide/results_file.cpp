@@ -5,8 +5,8 @@
 
 #include "core/log.h"
 #include "core/systemmanager.h"
+#include "guide/programmestore.h"
 #include "guide/programsummary.h"
-#include "guide/tunermanager.h"
 #include "platform/machine.h"
 
 namespace {
@@ -27,18 +27,6 @@ bool WriteLine(const ProgramSummary& program, FILE* file) {
 
 }  // namespace
 
-ProgramSummary::ProgramSummary(const ScalProgramDesc& program)
-    : channelNo(program.channelNo),
-      transportId(program.transportId),
-      programId(program.programId),
-      channelId(static_cast<unsigned>(program.channelId)),
-      strength(static_cast<unsigned>(program.signalStrength) * kStrengthStep),
-      encryption(program.encryption),
-      videoType(program.videoType),
-      audioType(program.audioType) {
-    std::memcpy(shortName.data(), program.channelShortName, shortName.size());
-}
-
 bool ScalProgramDesc::SaveToFile(FILE* file) const { return WriteLine(ProgramSummary(*this), file); }
 
 bool ScalProgramDesc::LoadFromFile(FILE* file) {
@@ -57,23 +45,19 @@ bool ScalProgramDesc::LoadFromFile(FILE* file) {
     transportId = static_cast<std::uint16_t>(transport);
     programId = static_cast<std::uint16_t>(programme);
     channelId = static_cast<int>(channel);
-    signalStrength = static_cast<int>(strength / kStrengthStep);
+    signalStrength = static_cast<int>(strength / SharedMem::kStrengthStep);
     LOG("Loadd Scal prog descr for chanid 0x%x, trid 0x%x, prid 0x%x ret %d\n", channel, transport, programme,
         converted);
     return true;
 }
 
-/// Copies the store under its lock and writes the file after it, so that the stream waits for no disk.
-bool TunerManager::SaveScanResults() {
-    RequireTransmitter();
+/// Copies the store under its lock and writes the file outside it: the stream must not wait for the disk.
+bool ProgrammeStore::SaveScanResults() {
+    mRole.RequireTransmitter();
+    // Everything is allocated first: running out of memory must not leave the disk writable.
     const std::string path = platform::DiskPath(kResultsFile);
     std::vector<ProgramSummary> programmes;
-    {
-        const platform::MutexLock lock(mMutex);
-        for (const ProgramList& list : mScalProgramDescriptors) {
-            for (const ScalProgramDesc& program : list) programmes.emplace_back(program);
-        }
-    }
+    VisitAll([&](const ScalProgramDesc& program) { programmes.emplace_back(program); });
     {
         const WritableDisk disk;
         if (!disk.IsWritable()) {
@@ -92,8 +76,8 @@ bool TunerManager::SaveScanResults() {
     return true;
 }
 
-bool TunerManager::LoadScanResults() {
-    RequireTransmitter();
+bool ProgrammeStore::LoadScanResults() {
+    mRole.RequireTransmitter();
     FILE* const file = std::fopen(platform::DiskPath(kResultsFile).c_str(), "re");
     if (file == nullptr) {
         LOG("cant open scan file for read");
@@ -103,7 +87,7 @@ bool TunerManager::LoadScanResults() {
         const platform::MutexLock lock(mMutex);
         CountGuideChange();
         for (;;) {
-            ProgramList line(1);  // an element can't be copied: it moves to its list in the list that it was read in
+            ProgramList line(1);  // elements can't be copied or moved: a list node is spliced instead
             if (!line.front().LoadFromFile(file)) break;
             const int channel = line.front().channelId;
             if (channel < 0 || channel >= kChannels) {

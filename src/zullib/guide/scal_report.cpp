@@ -1,14 +1,15 @@
 // The SCAL report: one line of text for each programme, from the first channel to the last.
+#include <cstddef>
 #include <optional>
 
 #include "core/log.h"
 #include "core/replytext.h"
+#include "guide/programmestore.h"
 #include "guide/programsummary.h"
-#include "guide/tunermanager.h"
 
 namespace {
 
-/// Adds the channel's name: seven UTF-16 characters, as text where the first one's high byte is 0, else in hexadecimal.
+/// Adds the channel's name, seven UTF-16 characters: as text if the first one's high byte is 0, else in hexadecimal.
 void AddName(ReplyText& line, const decltype(ProgramSummary::shortName)& name) {
     if (name[0] != 0) {
         for (std::size_t i = 0; i < name.size(); i += 2) {
@@ -22,14 +23,14 @@ void AddName(ReplyText& line, const decltype(ProgramSummary::shortName)& name) {
 
 }  // namespace
 
-bool TunerManager::RewindScan() {
-    RequireTransmitter();
+bool ProgrammeStore::RewindScan() {
+    mRole.RequireTransmitter();
     mScalRestart.store(true, std::memory_order_relaxed);
     return true;
 }
 
-/// Moves the report to its next programme. \return that programme, or null at the end
-const ScalProgramDesc* TunerManager::NextOfReport() {
+/// Advances the report. \return its next programme, or null at the end
+const ScalProgramDesc* ProgrammeStore::NextOfReport() {
     if (mScalRestart.exchange(false, std::memory_order_relaxed)) {
         mScalChannel = 0;
         mScalIt = mScalProgramDescriptors[mScalChannel].begin();
@@ -44,8 +45,8 @@ const ScalProgramDesc* TunerManager::NextOfReport() {
     return &*mScalIt++;
 }
 
-int TunerManager::GetNextProgramScalFormatted(char* buffer, std::size_t size) {
-    RequireTransmitter();
+int ProgrammeStore::GetNextProgramScalFormatted(char* buffer, std::size_t size) {
+    mRole.RequireTransmitter();
     std::optional<ProgramSummary> program;
     {
         const platform::MutexLock lock(mMutex);

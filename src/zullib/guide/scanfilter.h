@@ -1,5 +1,4 @@
-/// What the scan needs of the transport-stream filter, which is in a room above: the guide owns the interface, the
-/// filter implements it.
+/// The scan's interface to the transport-stream filter, which implements it in the room above.
 #pragma once
 
 /// The filter as the scan sees it.

@@ -1,10 +1,10 @@
-/// A list of pointers whose nodes come from a pool, so that a list that grows on the filter's thread doesn't
-/// allocate nodes there until the pool is used up.
+/// A list of pointers whose nodes come from a pool: it grows on the filter's thread, where nodes are then allocated
+/// only once the pool is exhausted.
 #pragma once
 
 #include <memory>
 
-/// Doubly linked list of pointers to `T`. The payloads are the owner's; the list never frees them.
+/// Doubly linked list of pointers to `T`. The list doesn't own the payloads.
 template <typename T>
 class SList {
  public:
@@ -16,7 +16,7 @@ class SList {
         T* payload;
     };
 
-    /// \param n  nodes in the pool; further ones come from the heap
+    /// \param n  nodes in the pool; more are allocated one by one
     explicit SList(unsigned int n) : free_nodes(std::make_unique<Node[]>(n + 1)) {
         for (unsigned int i = 0; i < n; ++i) {
             free_nodes[i].prev = i > 0 ? &free_nodes[i - 1] : nullptr;
@@ -49,14 +49,14 @@ class SList {
     }
 
     /// Sets a cursor to the front.
-    /// \param id  cursor, 0 to 9; the cursors don't disturb one another
+    /// \param id  cursor, 0 to 9; cursors are independent
     /// \return the first payload, null for an empty list
     T* begin(int id) {
         iterator[id] = list_head;
         return list_head != nullptr ? list_head->payload : nullptr;
     }
 
-    /// Moves a cursor one on. \return its payload, null at the end and behind it
+    /// Advances a cursor. \return its payload; null at the end, and from then on
     T* next(int id) {
         if (iterator[id] != nullptr) iterator[id] = iterator[id]->next;
         return iterator[id] != nullptr ? iterator[id]->payload : nullptr;

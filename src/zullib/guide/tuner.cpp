@@ -1,12 +1,13 @@
 // The tuner, driven by the board's command-line tool.
+#include "guide/tuner.h"
+
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
-#include <cstring>
 
 #include "core/log.h"
 #include "core/sharedmem.h"
 #include "guide/channelrange.h"
-#include "guide/tunermanager.h"
 #include "platform/machine.h"
 
 namespace {
@@ -21,8 +22,14 @@ constexpr std::int64_t kStopWait = platform::kSecond;
 
 }  // namespace
 
-void TunerManager::M710CmmdSet(const char* format, ...) {
-    RequireTransmitter();
+void Tuner::SetMode(TunerModeEnum mode) {
+    mRole.RequireTransmitter();
+    mMode.store(mode, std::memory_order_relaxed);
+}
+
+/// Runs the tool with formatted arguments; its result is ignored.
+void Tuner::M710CmmdSet(const char* format, ...) {
+    mRole.RequireTransmitter();
     char arguments[kArgumentSize];
     va_list list;
     va_start(list, format);
@@ -34,31 +41,32 @@ void TunerManager::M710CmmdSet(const char* format, ...) {
     platform::Shell(line);
 }
 
-bool TunerManager::StartTuner() {
-    RequireTransmitter();
+bool Tuner::StartTuner() {
+    mRole.RequireTransmitter();
     return true;
 }
 
-bool TunerManager::StopTuner() {
-    RequireTransmitter();
+bool Tuner::StopTuner() {
+    mRole.RequireTransmitter();
     M710CmmdSet("-stopvid");
     platform::Sleep(kStopWait);
     return true;
 }
 
-bool TunerManager::TuneToChannel(int channelNo) {
-    RequireTransmitter();
-    const ChannelRange range = TuneRange(mTunerMode.load(std::memory_order_relaxed));
+bool Tuner::TuneToChannel(int channelNo) {
+    mRole.RequireTransmitter();
+    const ChannelRange range = TuneRange(Mode());
     if (channelNo < range.first || channelNo > range.last) return false;
-    {
-        const platform::MutexLock lock(mMutex);
-        mProgramsOnChannel.store(0, std::memory_order_relaxed);
-        mCurrentChannel.store(channelNo, std::memory_order_relaxed);
-        CountGuideChange();
-    }
+    mStore.BeginChannel(channelNo);
     M710CmmdSet("-atsc %d", channelNo);
     platform::Sleep(kTuneWait);
-    mCurrentStrength.store(SharedMem::Self()->GetSignalStrengthTransmitter(), std::memory_order_relaxed);
-    LOG("Signal strength %d\n", mCurrentStrength.load());
+    const int strength = ReadStrength();
+    LOG("Signal strength %d\n", strength);
     return true;
+}
+
+int Tuner::ReadStrength() {
+    const int strength = SharedMem::Self()->GetSignalStrengthTransmitter();
+    mStore.SetStrength(strength);
+    return strength;
 }
