@@ -19,8 +19,8 @@ constexpr std::size_t kSavedUnitSize = 255;  ///< bytes kept of a UNIT command, 
 constexpr std::int64_t kRestartWait = 100 * platform::kMillisecond;
 constexpr std::int64_t kSlotWait = platform::kSecond;
 constexpr std::int64_t kSectionsWait = 200 * platform::kMillisecond;  ///< for a section that is being analysed
-constexpr int kMaxPacketSize = 32768;  ///< bytes
-constexpr int kCutLimit = 48;          ///< characters of UNIT2 in which the third comma is looked for
+constexpr int kMaxPacketSize = 32768;                                 ///< bytes
+constexpr int kCutLimit = 48;  ///< characters of UNIT2 in which the third comma is looked for
 
 /// Cuts a text at its third comma, when that comes early enough.
 void CutAtThirdComma(char* text) {
