@@ -1,10 +1,7 @@
 // The guide as a master sees it: events from EIT and ETT, and the replies to the three queries.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <ctime>
-#include <random>
-#include <set>
 
 #include "core/log.h"
 #include "guide_fixture.h"
@@ -140,8 +137,9 @@ TEST_F(Guide, ShowsTextsByTheirMode) {
     for (const auto& row : rows) {
         Begin('T');
         Fill();
-        SetEvent(kSource, 5, kMidnight, 60, row.title, row.titleMode);
-        if (!row.text.empty()) SetText(kSource, 5, row.text, row.textMode);
+        constexpr std::uint16_t kLastId = 0x3FFF;
+        SetEvent(kSource, kLastId, kMidnight, 60, row.title, row.titleMode);
+        if (!row.text.empty()) SetText(kSource, kLastId, row.text, row.textMode);
         EXPECT_EQ(Epg('n', kProgram), "EITI d3a4 0000 0001 " + row.shown + "\r\nOK\r\n") << row.what;
     }
 }
@@ -239,44 +237,6 @@ TEST_F(Guide, ListingsStayInTheBufferAndEndInWholeLines) {
         std::string expected;
         for (unsigned line = 0; line < lines; ++line) expected += "title ";
         EXPECT_EQ(Titles(reply), expected + "OK\r\n") << bytes;
-    }
-}
-
-TEST_F(Guide, WhatGoesInComesOut) {
-    std::mt19937 random(3);
-    const auto upTo = [&](unsigned most) { return static_cast<unsigned>(random() % (most + 1)); };
-    for (int round = 0; round < 20; ++round) {
-        Begin('T');
-        Fill();
-        struct Broadcast {
-            std::uint16_t id;
-            std::uint32_t start, seconds;
-            std::string title, text;
-        };
-        std::vector<Broadcast> events;
-        std::uint32_t start = kMidnight;
-        for (std::uint16_t id = 1; id <= 150; ++id) {
-            Broadcast event{static_cast<std::uint16_t>(id * 97), start, 60 + upTo(7200), "", ""};
-            for (unsigned i = upTo(128); i > 0; --i) event.title += static_cast<char>(0x20 + upTo(0x5e));
-            for (unsigned i = upTo(300); i > 0; --i) event.text += static_cast<char>(0x20 + upTo(0x5e));
-            start += event.seconds + 1;
-            events.push_back(event);
-        }
-        auto arrival = events;
-        for (int repetition = 0; repetition < 2; ++repetition) {
-            std::shuffle(arrival.begin(), arrival.end(), random);
-            for (const Broadcast& event : arrival) SetEvent(kSource, event.id, event.start, event.seconds, event.title);
-            std::shuffle(arrival.begin(), arrival.end(), random);
-            for (const Broadcast& event : arrival) SetText(kSource, event.id, event.text);
-        }
-        for (std::size_t now = 0; now + 1 < events.size(); now += 1 + upTo(5)) {
-            SetNow(events[now].start + upTo(events[now].seconds));
-            std::string expected;
-            for (const std::size_t i : {now, now + 1}) {
-                expected += Line(events[i].start, events[i].seconds, events[i].title, events[i].text);
-            }
-            ASSERT_EQ(Epg('n', kProgram), expected + "OK\r\n") << "round " << round << ", event " << now;
-        }
     }
 }
 

@@ -69,7 +69,7 @@ bool ProgrammeStore::SaveScanResults() {
             PANIC("cant open scan file for wr");
             return false;
         }
-        for (const ProgramSummary& program : programmes) WriteLine(program, file);  // a full disk goes unnoticed
+        for (const ProgramSummary& program : programmes) WriteLine(program, file);  // write errors are ignored
         std::fclose(file);
     }
     LOG("Saved scan results...");
