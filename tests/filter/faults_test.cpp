@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <map>
-#include <new>
 #include <utility>
 
 #include "filter/filter_fixture.h"
@@ -18,12 +17,11 @@ using namespace transport;
 
 namespace {
 
-std::vector<int> gSends;       ///< results of the next calls of sendmmsg: datagrams, or an error below 0
-std::size_t gDeniedBlock = 0;  ///< size of the blocks whose allocation fails
+std::vector<int> gSends;  ///< results of the next calls of sendmmsg: datagrams, or an error below 0
 
 }  // namespace
 
-// Both override the C and C++ libraries' for this program.
+// Overrides the C library's for this program.
 extern "C" int sendmmsg(int fd, mmsghdr* messages, unsigned count, int flags) {
     if (!gSends.empty()) {
         const int order = gSends.front();
@@ -35,10 +33,6 @@ extern "C" int sendmmsg(int fd, mmsghdr* messages, unsigned count, int flags) {
         count = std::min(count, static_cast<unsigned>(order));
     }
     return static_cast<int>(syscall(SYS_sendmmsg, fd, messages, count, flags));
-}
-
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return size == gDeniedBlock ? nullptr : operator new(size, std::nothrow);
 }
 
 TEST(StreamFaults, ASendThatFailsCostsItsDatagramAndAReconnect) {
