@@ -49,8 +49,8 @@ std::atomic<in_addr_t> masterAddress{0};  ///< of the last restart request, netw
 
 /// Held for a change of `beaconState` that depends on `trafficDetected`.
 platform::Mutex& StateLock() {
-    static auto* const mutex = new platform::Mutex;  // outlives the detached thread
-    return *mutex;
+    static platform::StaticMutex mutex;
+    return mutex.Get();
 }
 
 /// State of the thread between turns.

@@ -24,8 +24,8 @@ static_assert(sizeof kPanicPrefix + kLogLimit + sizeof kLineEnd <= kErrorBufferS
 /// Guards `error_buffer` and the channel from the first byte built to the end of the send, and its deletion.
 /// Innermost of all locks.
 platform::Mutex& ChannelLock() {
-    static auto* const mutex = new platform::Mutex;  // outlives the module's detached threads
-    return *mutex;
+    static platform::StaticMutex mutex;
+    return mutex.Get();
 }
 
 /// Builds prefix, text and line end in `error_buffer` and sends them, with `zeroBytes` of the terminator.

@@ -56,14 +56,14 @@ void DropAnswers(const platform::MsgQueue& mine) {
 }  // namespace
 
 platform::Mutex& SystemManager::DiskBracket() {
-    static auto* const mutex = new platform::Mutex;
-    return *mutex;
+    static platform::StaticMutex mutex;
+    return mutex.Get();
 }
 
 int SystemManager::RemountHd(int part, int rw) {
-    static auto* const exchange = new platform::Mutex;  // answers aren't numbered: one exchange at a time
-    static bool outOfStep = false;                      // the last answer is missing, or belonged to an earlier request
-    const platform::MutexLock lock(*exchange);
+    static platform::StaticMutex exchange;  // answers aren't numbered: one exchange at a time
+    static bool outOfStep = false;          // the last answer is missing, or belonged to an earlier request
+    const platform::MutexLock lock(exchange.Get());
 
     platform::MsgQueue daemon;
     platform::MsgQueue mine;

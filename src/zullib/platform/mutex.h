@@ -3,6 +3,8 @@
 
 #include <pthread.h>
 
+#include <new>
+
 #if defined(__clang__)
 #define ZUL_THREAD_ANNOTATION(x) __attribute__((x))
 #else
@@ -39,6 +41,17 @@ class CAPABILITY("mutex") Mutex {
  private:
     pthread_mutex_t mHandle;
     int mInitResult;
+};
+
+/// A mutex for static storage. It needs no heap, and is never destroyed: detached threads may use it until the process
+/// ends.
+class StaticMutex {
+ public:
+    Mutex& Get() { return *mMutex; }
+
+ private:
+    alignas(Mutex) unsigned char mRoom[sizeof(Mutex)];
+    Mutex* mMutex = new (mRoom) Mutex;
 };
 
 /// A mutex that serves its waiters: a thread that releases it and takes it again lets a waiting one pass first.
