@@ -157,7 +157,7 @@ class TsFilter final : public ScanFilter {
     void AddStreamerToPsi(Streamer* streamer) REQUIRES(mMutex);
     void AddStreamerToUnidentified(Streamer* streamer) REQUIRES(mMutex);
     bool Attach(PacketIdMapType& row, Streamer* streamer) REQUIRES(mMutex);
-    void Detach(PacketIdMapType& row, int streamId) REQUIRES(mMutex);
+    bool Detach(PacketIdMapType& row, int streamId) REQUIRES(mMutex);
     bool Deactivate(int streamId) EXCLUDES(mSlotMutex) NO_THREAD_SAFETY_ANALYSIS;
     void RestartCollector() EXCLUDES(mMutex);
     int LowestStream() EXCLUDES(mMutex);

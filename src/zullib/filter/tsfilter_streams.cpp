@@ -124,18 +124,20 @@ bool TsFilter::AddAllProgramsToStream(int streamId) {
     return true;
 }
 
-/// Removes a stream from a row; an empty list is deleted.
-void TsFilter::Detach(PacketIdMapType& row, int streamId) {
-    if (!row.streamers || !row.streamers->RemoveId(streamId) || row.streamers->Count() != 0) return;
+/// Removes a stream from a row; an empty list is deleted. \return false when the stream wasn't there
+bool TsFilter::Detach(PacketIdMapType& row, int streamId) {
+    if (!row.streamers || !row.streamers->RemoveId(streamId)) return false;
+    if (row.streamers->Count() != 0) return true;
     if (mpStreamerList == row.streamers.get()) mpStreamerList = nullptr;
     row.streamers.reset();
+    return true;
 }
 
 bool TsFilter::RemoveAllProgramsFromStream(int streamId) {
     for (unsigned pid = 0; pid < kPids; ++pid) {
-        // One lock for each row, so that a running walk isn't held up for all of them.
+        // One lock for each entry, so that a running walk isn't held up for all of them.
         const platform::MutexLock lock(mMutex);
-        Detach(mPacketIdMap[pid], streamId);
+        while (pid < kPids && !Detach(mPacketIdMap[pid], streamId)) ++pid;
     }
     return true;
 }
