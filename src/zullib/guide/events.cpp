@@ -90,15 +90,14 @@ bool ProgrammeStore::SetEventInfoForProgram(std::uint16_t sourceId, std::uint16_
     event->channelId = static_cast<std::uint32_t>(CurrentChannel());
     event->eventId = eventId;
     event->sourceId = sourceId;
-    bool changed = !event->eitWasSet || event->startTime != startTime || event->duration != lengthInSecs;
-    if (changed) {
+    if (!event->eitWasSet || event->startTime != startTime || event->duration != lengthInSecs) {
+        CountGuideChange();  // first, as the index may run out of memory half-way
         // Unset meanwhile: if the index runs out of memory and throws, the next repetition files the event again.
         const bool wasSet = std::exchange(event->eitWasSet, false);
         program->mEventIndex.SetTime(*event, startTime, lengthInSecs);
         event->eitWasSet = wasSet;
     }
-    changed |= SetTitle(*event, titleText, titleLen, unicode_mode);
-    if (changed) CountGuideChange();
+    if (SetTitle(*event, titleText, titleLen, unicode_mode)) CountGuideChange();
     if (event->eitWasSet) return true;
     event->eitWasSet = true;
     char start[Time::kDateTimeSize];
