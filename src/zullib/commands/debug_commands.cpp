@@ -11,6 +11,13 @@ namespace {
 
 constexpr unsigned kFilterRead = 4096;  ///< bytes of one datagram of the debug input
 
+/// \return the file opened, or null with a report
+FILE* OpenOrReport(const char* name, const char* mode) {
+    FILE* const file = std::fopen(name, mode);
+    if (file == nullptr) PANIC("Can't open %s\n", name);
+    return file;
+}
+
 }  // namespace
 
 /// STREAMFROMFILE: feeds the filter from a file and writes the streams to another; a file that isn't named is closed.
@@ -28,22 +35,14 @@ void CommandManager::StreamFromFile(char* names) {
     if (input == nullptr) return;
     if (input[0] != 'x') {
         LOG("Opeining file %s|\n", input);
-        FILE* const file = std::fopen(input, "re");
-        if (file == nullptr) {
-            PANIC("Can't open %s\n", input);
-            return;
-        }
+        FILE* const file = OpenOrReport(input, "re");
+        if (file == nullptr) return;
         mpTsf->SetDebugInput(file);
     }
     const char* const output = fields.Next();
     if (output == nullptr) return;
     LOG("Opening file %s|\n", output);
-    FILE* const file = std::fopen(output, "we");
-    if (file == nullptr) {
-        PANIC("Can't open %s\n", output);
-        return;
-    }
-    mpTsf->SetDebugOutput(file);
+    if (FILE* const file = OpenOrReport(output, "we")) mpTsf->SetDebugOutput(file);
 }
 
 /// FILTER: feeds the filter with what arrives on a UDP port, until an empty datagram. No other command is served

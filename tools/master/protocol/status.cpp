@@ -38,6 +38,8 @@ std::optional<Group> TakeGroup(TextWalk& line) {
     return group;
 }
 
+constexpr std::size_t kLongestReply = 1023;  ///< characters; a board cuts the text there
+
 }  // namespace
 
 std::optional<TransmitterStatus> ParseTransmitterStatus(std::string_view reply) {
@@ -55,7 +57,6 @@ std::optional<TransmitterStatus> ParseTransmitterStatus(std::string_view reply) 
     if (!any) return std::nullopt;
     if (!walk.LooksAt("F:")) {
         // Only a line of the largest size can end in the middle of a group.
-        constexpr std::size_t kLongestReply = 1023;
         status.cut = reply.size() >= kLongestReply;
         return status.cut ? std::optional(status) : std::nullopt;
     }
@@ -64,7 +65,7 @@ std::optional<TransmitterStatus> ParseTransmitterStatus(std::string_view reply) 
     status.load = walk.Small(1000);
     walk.Take("% OK\r\n");
     status.cut = !walk.Ok();
-    if (status.cut && reply.size() < 1023) return std::nullopt;
+    if (status.cut && reply.size() < kLongestReply) return std::nullopt;
     return status;
 }
 
