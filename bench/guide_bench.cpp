@@ -120,7 +120,7 @@ class Store {
     std::vector<int> mOrder;
 };
 
-/// Runs an operation and tells how long it held the lock at the longest: in the middle one of its runs, and in the
+/// Runs an operation and measures the longest time it held the lock: in the middle one of its runs, and in the
 /// worst.
 template <typename Operation>
 void Watch(benchmark::State& state, Operation operation) {

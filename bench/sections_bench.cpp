@@ -47,7 +47,7 @@ void BM_Filter(benchmark::State& state, Table table, bool newVersions) {
     TsFilter filter('T', &tuner);
     filter.FilterActive(true);
     for (std::uint16_t program = 1; program <= 6; ++program) tuner.AddProgramToScanResults(1, program);
-    // Behind the last packet another, which alone isn't analysed.
+    // Another packet follows the last, which is only analysed when one does.
     const auto feed = [&](Blob packets) {
         transport::Append(packets, transport::Filled(0x1FFF, 0, 0xFF));
         filter.Filter(packets.data(), static_cast<int>(packets.size()));

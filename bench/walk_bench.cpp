@@ -45,7 +45,7 @@ constexpr int kHostBuffers = 2000;  ///< 65 MB: more than the caches hold, as wi
 
 constexpr unsigned PidOfProgramme(int programme) { return 0x100u + static_cast<unsigned>(programme) * 16; }
 
-/// Host buffers, one behind the other: some programmes' packets in turn, without signalling; or all of it signalling.
+/// Consecutive host buffers: some programmes' packets in turn, without signalling; or all of it signalling.
 class Multiplex {
  public:
     static constexpr int kSignalling = 0;
@@ -105,7 +105,7 @@ struct Load {
     int streams;     ///< sockets
     int programmes;  ///< of each stream
     int all;         ///< programmes of the multiplex
-    /// \return the programme, from 0, that stands in a place of a stream's list
+    /// \return the programme, from 0, at a position of a stream's list
     int Programme(int stream, int place) const { return (stream + place) % all; }
 };
 constexpr Load kLoads[] = {{"1 of 6", 1, 1, 6}, {"8 streams", 8, 1, 6}, {"whole", 1, 6, 6}};

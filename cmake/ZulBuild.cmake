@@ -44,7 +44,7 @@ if(ZUL_WERROR)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   if(CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-    # GCC 12 sees an overlap inside its own std::string when a literal stands in front of a sum and it optimises.
+    # GCC 12 sees an overlap inside its own std::string when a literal precedes a sum in optimised builds.
     target_compile_options(zul_warnings INTERFACE -Wno-restrict)
   endif()
   if(ZUL_SANITIZE)

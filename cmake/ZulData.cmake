@@ -27,7 +27,7 @@ inline constexpr std::array<std::uint8_t, @count@> @arg_NAME@ = {
 endfunction()
 
 # zul_huffman_records(OUTPUT file INPUT file): rows `{code, character, bits},` to include between the braces of an array
-# of such records, from lines of three numbers under a heading. The first record stands twice, at index 0 and 1: a
+# of such records, from lines of three numbers under a heading. The first record is repeated, at index 0 and 1: a
 # look-up table into the records has 0 for "no code".
 function(zul_huffman_records)
   cmake_parse_arguments(PARSE_ARGV 0 arg "" "OUTPUT;INPUT" "")

@@ -95,7 +95,7 @@ zulctl drives boards from the command line, zul-board simulates a board on a
 workstation, and zul-mux makes ATSC multiplexes for it.")
 
 if(CMAKE_CROSSCOMPILING)
-  # dpkg-shlibdeps doesn't know another machine's libraries; module.needs tells what the module asks of it.
+  # dpkg-shlibdeps doesn't know another machine's libraries; module.needs checks what the module needs of it.
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${CMAKE_SYSTEM_PROCESSOR})
   set(CPACK_DEBIAN_LIBZUL_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 12)")
 else()

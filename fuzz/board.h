@@ -67,15 +67,15 @@ class Board {
     char mRole;
 };
 
-/// A section in packets of its own, behind them the head of another packet, which proves the last.
+/// A section in packets of its own, followed by the head of another packet, which proves the last.
 Block Packets(unsigned pid, Bytes section, unsigned continuity);
 
 /// Writes section_length and CRC_32 of a section that takes all the bytes; too few or too many stay as they are.
 void Seal(std::span<std::uint8_t> section);
 
 /// The door of one table: to its analyser, flush, or in packets to `Zul_Filter`, or on a receiver.
-/// \param flags   0 to 3 the way, 4 the store is asked behind it, 8 the PID table
-/// \param tables  the table_ids that it reads; the first stands in for all others
+/// \param flags   0 to 3 the path, 4 the store is queried afterwards, 8 the PID table
+/// \param tables  the table_ids that it reads; the first is used for all others
 void EnterTable(Input& input, unsigned flags, std::initializer_list<std::uint8_t> tables, unsigned pid);
 
 }  // namespace fuzz

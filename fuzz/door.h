@@ -19,7 +19,7 @@ class Input {
 
     bool Empty() const { return mRest.empty(); }
 
-    /// \return the next byte, 0 behind the end
+    /// \return the next byte, 0 after the end
     std::uint8_t Byte() {
         const Bytes front = TakeAtMost(mRest, 1);
         return front.empty() ? std::uint8_t{0} : front[0];
@@ -70,7 +70,7 @@ struct Door {
 std::span<const Door> Doors();
 const Door* FindDoor(std::string_view name);
 
-/// Brings one input in by a door, in a world that is put back to its start before and emptied behind.
+/// Runs one input through a fuzz target, in a world that is reset before and emptied afterwards.
 void Enter(const Door& door, Bytes input);
 
 /// Log level of an input, 0 to 2, by its first byte; the other bits, shifted down, are the door's own flags.

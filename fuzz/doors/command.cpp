@@ -1,4 +1,4 @@
-// Each command by its keyword: a byte of the input chooses the row of the table, the rest stands behind its keyword.
+// Each command by its keyword: a byte of the input chooses the row of the table, the rest follows its keyword.
 #include "manager.h"
 
 void fuzz::Command(Input& input, unsigned flags) {

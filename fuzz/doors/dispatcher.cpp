@@ -12,7 +12,7 @@ namespace fuzz {
 namespace {
 
 constexpr std::uint8_t kSeparator = 0x1E;  ///< between two requests
-constexpr std::uint8_t kAnswer = '=';      ///< begins the settings agent's answers to the requests behind it
+constexpr std::uint8_t kAnswer = '=';      ///< begins the settings agent's answers to the requests after it
 
 /// Ends FILTER, which serves nothing but its port until a datagram without bytes comes.
 class FilterFeed {

@@ -41,7 +41,7 @@ void Parse(std::string_view reply) {
 
 }  // namespace
 
-/// \param flags  1: a stream, whose datagrams have a size that the next byte tells, in quarters of a packet; else a
+/// \param flags  1: a stream, whose datagram size is in the next byte, in quarters of a packet; else a
 /// reply
 void fuzz::Replies(Input& input, unsigned flags) {
     if ((flags & 1) == 0) {

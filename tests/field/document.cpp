@@ -1,13 +1,13 @@
-// document FILE [KIND[=ADDRESS:PORT]...]: does what a Markdown document tells, and fails where it tells otherwise.
+// document FILE [KIND[=ADDRESS:PORT]...]: runs the examples of a Markdown document, and fails where the results differ.
 //
-// In a block that begins with ```KIND, for each kind with an address, "> " stands in front of a request to that board
-// and "< " in front of what comes back, in any order; bytes that don't print are written as in C, and 7% stands for any
+// In a block that begins with ```KIND, for each kind with an address, "> " precedes a request to that board
+// and "< " precedes what comes back, in any order; bytes that don't print are written as in C, and 7% matches any
 // CPU load.
 //
-// In a block that begins with ```console, "$ " stands in front of a command of bash, and behind it what it prints. Runs
-// of blanks count as one, and a line with three dots alone stands for any lines. All such blocks share one shell. In
+// In a block that begins with ```console, "$ " precedes a bash command, followed by what it prints. Runs
+// of blanks count as one, and a line of three dots matches any lines. All such blocks share one shell. In
 // one that begins with
-// ```console figures any number stands for any other, and what doesn't hold is tried again, up to five times: for
+// ```console figures any number matches any other, and what doesn't hold is tried again, up to five times: for
 // commands that measure.
 #include <sys/wait.h>
 #include <unistd.h>
@@ -70,7 +70,7 @@ std::string Joined(const Lines& lines) {
     return text;
 }
 
-/// What isn't as it is told.
+/// A result that differs from the document.
 class Untrue : public std::runtime_error {
  public:
     Untrue(int line, const std::string& what, const Lines& told, const Lines& here)
@@ -80,7 +80,7 @@ class Untrue : public std::runtime_error {
 
 // --- requests ---
 
-/// A board and the master that the document tells of.
+/// The document's board and master.
 class Board {
  public:
     explicit Board(const zulctl::Endpoint& at) : mAt(at) { mMaster.Bind(0); }

@@ -21,7 +21,7 @@ TEST(TextModes, PagesAndEncodings) {
         {0x04, "10", "А"},           // U+0410, Cyrillic
         {0x30, "42", "あ"},          // U+3042
         {0x3F, "6620753B", "映画"},  // UTF-16
-        {0x3F, "D83DDE0041", "😀"},   // a surrogate pair, and an odd byte behind it
+        {0x3F, "D83DDE0041", "😀"},   // a surrogate pair, followed by an odd byte
         {0x3F, "D83D0041",
          "\xEF\xBF\xBD"
          "A"},                                              // half a pair

@@ -1,4 +1,4 @@
-// The service over HTTP: what it tells of boards that a test plays, what it refuses, and what orders become.
+// The service over HTTP: what it reports of boards that a test plays, what it refuses, and what orders become.
 #include "serve/service.h"
 
 #include <arpa/inet.h>

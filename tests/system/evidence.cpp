@@ -34,7 +34,7 @@ void TakePat(void* pats, dvbpsi_pat_t* pat) {
     dvbpsi_pat_delete(pat);
 }
 
-/// The decoder is made anew for each packet that starts a PAT: it tells a table it knows already only once.
+/// The decoder is made anew for each packet that starts a PAT: it reports a table only once.
 std::vector<PatEntries> ReadPats(const std::vector<Packet>& packets) {
     std::vector<PatEntries> pats;
     dvbpsi_t* decoder = nullptr;

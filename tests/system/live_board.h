@@ -53,7 +53,7 @@ class LiveBoard {
     Board mBoard;
     const std::uint16_t mCommands;  ///< the board's port
     Client mMaster;
-    std::deque<std::string> mHeard;  ///< datagrams that wait to be told
+    std::deque<std::string> mHeard;  ///< datagrams not yet returned
 };
 
 /// A board in a process, with queues and disk of its own, in the same network, until the object goes. It is asked one

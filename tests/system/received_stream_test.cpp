@@ -61,7 +61,7 @@ testing::AssertionResult ComesTo(LiveBoard& board, const std::string& request, c
 
 using Lines = std::vector<std::string>;
 
-/// Waits for an order to the player. \return its lines, as the board tells them, up to that one
+/// Waits for an order to the player. \return its lines, as the board reports them, up to that one
 Lines OrdersUntil(LiveBoard& board, std::int32_t command) {
     board->ThePlayer().Orders().WaitFor([command](const PlayerOrder& order) { return order.command == command; });
     Lines lines;
@@ -84,7 +84,7 @@ TEST(ReceivedStream, IsPlayedAndItsLanguagesAreKnown) {
     EXPECT_TRUE(ComesTo(board, "STATUS", {"STATUS 1 239.1.1.1:5001 5:0001 0 1 0 0 "})) << "MPEG-2 video, AC-3 sound";
 
     EXPECT_EQ(board.Ask("CALLBACK0"), "OK\r\n");
-    // The PMT may come before the PAT that tells the transport stream of its programme.
+    // The PMT may come before the PAT that gives the transport stream of its programme.
     EXPECT_TRUE(ComesTo(board, "LAN?",
                         {"LANG 0000 0001 eng00,spa01\r\nLANG 004d 0002 \r\nLANG 004d 0003 \r\nOK\r\n",
                          "LANG 004d 0001 eng00,spa01\r\nLANG 004d 0002 \r\nLANG 004d 0003 \r\nOK\r\n"}));

@@ -58,7 +58,7 @@ TEST_P(Requests, OfAnyBytesAreAnswered) {
 }
 
 TEST_P(Requests, WithAKeywordAndGarbageBehindItLeaveTheServiceAlive) {
-    // Keywords that answer at once, whatever stands behind them. FILTER would wait for data, RESET would reboot.
+    // Keywords that answer at once, whatever follows them. FILTER would wait for data, RESET would reboot.
     const char* const keywords[] = {
         "ZUL",     "IP?",      "VERS",     "REMOTE",  "VIDEO",       "VSCALE",          "SUB?",
         "LAN?",    "SUBS",     "LANG",     "URL",     "UART",        "SUART",           "SCA?",

@@ -1,4 +1,4 @@
-// A day in the life of a board, in fast time: what it holds at the end is what it held behind the first hour.
+// A day in the life of a board, in fast time: what it holds at the end is what it held after the first hour.
 #include <gtest/gtest.h>
 #include <sys/msg.h>
 #include <unistd.h>

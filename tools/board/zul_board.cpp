@@ -155,7 +155,7 @@ bool Live(const Options& options, Teller& tell) {
     return signal == SIGHUP;
 }
 
-/// Set once a board is behind its relay; survives its restarts.
+/// Set once a board is connected through its relay; survives its restarts.
 constexpr const char* kBehindRelay = "ZUL_BOARD_BEHIND_RELAY";
 
 void PutFaultsIntoNet(const Options& options, Teller& tell) {

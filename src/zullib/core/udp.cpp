@@ -187,7 +187,7 @@ bool UdpSender::Connect(std::uint16_t peerPort, const char* ip) {
     return true;
 }
 
-/// Tells of a send that failed. \return its result
+/// Reports a send that failed. \return its result
 int UdpSender::Sent(ssize_t result) {
     if (result < 0) std::fprintf(stderr, "sendto() - 2 errno %d\n", errno);
     return static_cast<int>(result);

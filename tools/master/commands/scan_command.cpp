@@ -91,7 +91,7 @@ class Follower {
         }
     }
 
-    /// The steps don't tell the signal; the status does.
+    /// The steps don't include the signal; the status does.
     int Signal() {
         try {
             const auto status = ParseTransmitterStatus(mClient.Ask("STATUS"));

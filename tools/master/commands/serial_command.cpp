@@ -23,7 +23,7 @@ struct SerialChoice {
 };
 
 constexpr char kLeave = 0x1D;                            // Ctrl-], as in telnet
-constexpr std::size_t kMostBytes = kLargestRequest - 4;  // behind "UART"
+constexpr std::size_t kMostBytes = kLargestRequest - 4;  // after "UART"
 
 /// A terminal that passes every key at once and unchanged, until it goes.
 class RawTerminal {

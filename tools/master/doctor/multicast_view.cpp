@@ -26,7 +26,7 @@ std::vector<std::string> Words(const std::string& line) {
     return {std::istream_iterator<std::string>(stream), {}};
 }
 
-/// Addresses stand in /proc as the machine reads their bytes.
+/// Addresses in /proc are in host byte order.
 std::optional<std::uint32_t> RawAddress(const std::string& text) {
     const auto raw = ParseNumber(text, 16);
     return raw ? std::optional(ntohl(*raw)) : std::nullopt;

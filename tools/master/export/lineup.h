@@ -1,4 +1,4 @@
-/// What transmitters offer: their channels, the streams that carry these now, and what the guide tells of them.
+/// What transmitters offer: their channels, the streams that carry these now, and their guide.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -37,7 +37,7 @@ enum class Player { kVlc, kKodi };
 std::string M3uText(const Lineup& lineup, Player player, const std::string& guide);
 
 /// \return the guide in the form of XMLTV, in UTC: channels of which something is known. A programme that several
-/// boards have stands once
+/// boards have is listed once
 std::string XmltvText(const Lineup& lineup);
 
 nlohmann::ordered_json JsonOf(const Lineup& lineup);

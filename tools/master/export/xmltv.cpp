@@ -16,7 +16,7 @@ namespace zulctl {
 namespace {
 
 /// Blanks for control characters, most of which XML 1.0 can't hold in any way (2.2, Char), and question marks for what
-/// isn't a character or stands for one that was lost. What comes in is UTF-8.
+/// isn't a character or replaces one that was lost. What comes in is UTF-8.
 std::string XmlText(const std::string& text) {
     std::string clean;
     for (std::size_t n = 0; n < text.size(); ++n) {
@@ -58,7 +58,7 @@ void AddChannel(pugi::xml_node tv, const LineupEntry& entry) {
 void AddEvent(pugi::xml_node tv, const std::string& channel, const GuideEvent& event) {
     pugi::xml_node programme = tv.append_child("programme");
     programme.append_attribute("start") = TimeText(event.start).c_str();
-    // A duration of nothing stands for one that isn't known.
+    // A duration of 0 means unknown.
     if (event.duration.count() > 0) programme.append_attribute("stop") = TimeText(event.End()).c_str();
     programme.append_attribute("channel") = channel.c_str();
     AddText(programme, "title", XmlText(event.title).empty() ? "(no title)" : event.title);

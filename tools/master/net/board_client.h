@@ -55,12 +55,12 @@ class Client {
 
     /// Sends a request and gives its answer, whatever that says. Repeats it only where its kind allows.
     /// \param ear  hears forwarded answers; where none is given, one is made for the request
-    /// Throws Failure(kNoAnswer) that says why, as far as can be told.
+    /// Throws Failure(kNoAnswer) that says why, as far as is known.
     std::string Ask(std::string_view request, Ear* ear = nullptr);
     /// As Ask; throws Failure(kRefused) unless the answer is "OK".
     void Order(std::string_view request, const std::string& what);
     /// As Ask, for an answer in several datagrams.
-    /// \param isLast  tells whether a datagram ends the answer
+    /// \param isLast  whether a datagram ends the answer
     /// \return all datagrams joined
     std::string AskMany(std::string_view request, const std::function<bool(std::string_view)>& isLast);
 

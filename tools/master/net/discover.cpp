@@ -38,7 +38,7 @@ std::optional<FoundBoard> Recognise(const Datagram& datagram, bool probed) {
     auto beacon = ParseBeacon(datagram.bytes);
     if (!beacon) return std::nullopt;
     FoundBoard board{datagram.from, *std::move(beacon), probed, datagram.ttl, std::chrono::system_clock::now()};
-    // A beacon comes from a port of its own; what the board is tells where it listens.
+    // A beacon comes from a port of its own; the board's role says where it listens.
     if (!probed && board.beacon.role) board.at.port = CommandPort(*board.beacon.role);
     return board;
 }

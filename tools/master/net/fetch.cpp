@@ -68,7 +68,7 @@ std::vector<GuideEvent> FetchListing(Client& client, const ProgrammeId& id, std:
     auto events =
         Fetch(client, fmt::format("EITL{:04x},{:04x},{:02}{:02}", id.transportId, id.programme, hours, minutes), ear);
     if (events.empty()) return events;
-    // A minute behind an event's end lies surely in the one that follows: both ends of an event count as its own.
+    // A minute after an event's end is within the next event: both ends of an event count as its own.
     while (events.size() < kMostEvents && events.back().End() < events.front().start + span) {
         const auto more = FetchMoment(client, id, events.back().End() + std::chrono::minutes(1), ear);
         if (more.empty() || more.front().start <= events.back().start) break;

@@ -91,7 +91,7 @@ bool SendImage(Client& client, const Image& image, int restarts,
     for (int attempt = 0; attempt <= restarts; ++attempt) {
         const Outcome outcome = Attempt(client, image, [&](std::size_t sent) { return progress(sent, attempt); });
         if (outcome != Outcome::kLost) return outcome == Outcome::kSent;
-        // The state's answer also tells that no older answer is still on its way: a board serves one request after the
+        // The state's answer also proves that no older answer is still on its way: a board serves one request after the
         // other.
         const auto state = ParseUpgradeState(client.Ask("UPGR?"));
         if (state == kBurning) return true;

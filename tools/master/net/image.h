@@ -11,7 +11,7 @@ namespace zulctl {
 
 inline constexpr std::size_t kSmallestImage = 11;
 inline constexpr std::size_t kLargestImage = 1000000000;
-inline constexpr std::size_t kImagePiece = kLargestRequest - 5;  ///< bytes behind "UPGR:"
+inline constexpr std::size_t kImagePiece = kLargestRequest - 5;  ///< bytes after "UPGR:"
 
 /// An image file, opened and measured.
 class Image {

@@ -119,7 +119,7 @@ std::vector<Target> Session::Resolve(const std::string& text, std::optional<Role
     const auto role = board.role ? board.role : wanted;
     if (role) return {{board.name, {board.address, board.port != 0 ? board.port : CommandPort(*role)}, *role}};
 
-    // Neither its name nor the command tells the role: ask.
+    // Neither its name nor the command gives the role: ask.
     DiscoverOptions ask = Discovery();
     ask.known.clear();
     ask.wake = false;

@@ -54,7 +54,7 @@ class Session {
     /// \return what is known of a board by its name or address alone; port and role may be missing. Throws
     /// Failure(kUsage)
     NamedBoard Meant(const std::string& board) const;
-    /// \return whether Boards left some out that were asked for, because they don't even tell their role
+    /// \return whether Boards left some out that were asked for, because they don't report their role
     bool SomeAreMissing() const { return mSomeAreMissing; }
     /// \return every --board, as given
     const std::vector<std::string>& Chosen() const { return options.boards; }
@@ -75,7 +75,7 @@ class Session {
  private:
     std::vector<Target> Resolve(const std::string& board, std::optional<Role> role);
     std::vector<Target> Heard();
-    /// \param missing  receives those that don't even tell their role
+    /// \param missing  receives those that don't report their role
     std::vector<Target> Find(std::optional<Role> role, std::vector<Failure>& missing);
 
     bool mSomeAreMissing = false;

@@ -36,7 +36,7 @@ class UdpSocket {
     void ShareAddress();
     /// Binds to a local port (0: any) on an address (0: all).
     void Bind(std::uint16_t port, std::uint32_t address = 0);
-    /// Takes datagrams of this peer only; port 0 stands for all ports of the address. What came before is dropped.
+    /// Takes datagrams of this peer only; port 0 means all ports of the address. What came before is dropped.
     void OnlyFrom(const Endpoint& peer);
     /// Joins a group on one interface, or where the routing table says.
     /// \return false where the system refuses, as for a second membership
@@ -55,7 +55,7 @@ class UdpSocket {
     int Descriptor() const { return mFd; }
 
     /// Takes a datagram that is there already.
-    /// \return nothing when none is; `refused` tells that the peer's machine has nobody at the port
+    /// \return nothing when none is; `refused`: nothing listens at the peer's port
     std::optional<Datagram> Take(bool* refused = nullptr);
 
  private:
@@ -69,7 +69,8 @@ class UdpSocket {
 /// \return index of the socket, or nothing
 std::optional<std::size_t> WaitForAny(std::span<UdpSocket* const> sockets, Clock::time_point deadline);
 
-/// Makes Ctrl-C and SIGTERM a request to end in order, which Interrupted tells; the second one ends at once.
+/// Makes Ctrl-C and SIGTERM a request to end cleanly, reported by Interrupted; the second one ends the process
+/// immediately.
 void CatchInterrupts();
 bool Interrupted();
 /// Takes an interrupt as dealt with; the next one ends the process.

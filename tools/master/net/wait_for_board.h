@@ -22,7 +22,7 @@ std::optional<FoundBoard> WaitForBeacon(const DiscoverOptions& options, const So
                                         std::chrono::seconds limit,
                                         const std::function<bool(std::chrono::seconds passed)>& progress);
 
-/// \return the MAC address that a board's beacon text tells. Throws Failure where it doesn't answer or has none
+/// \return the MAC address in a board's beacon text. Throws Failure where it doesn't answer or has none
 std::string MacOf(Client& client);
 
 }  // namespace zulctl

@@ -1,4 +1,4 @@
-/// The discovery beacon: where it is heard, how a board is made to send one, and what its text tells.
+/// The discovery beacon: where it is heard, how a board is made to send one, and its fields.
 #pragma once
 
 #include <optional>
@@ -21,11 +21,11 @@ std::uint16_t CommandPort(Role role);
 /// What a board says of itself.
 struct Beacon {
     std::string uuid;  ///< model and MAC address
-    std::string mac;   ///< twelve hexadecimal digits behind the last '-' of uuid, or empty
+    std::string mac;   ///< twelve hexadecimal digits after the last '-' of uuid, or empty
     std::string make;
     std::string model;
     std::string revision;      ///< "0.82.14"
-    std::optional<Role> role;  ///< as the model tells: _TX_ or _RX_
+    std::optional<Role> role;  ///< from the model: _TX_ or _RX_
 };
 
 /// Reads "ZULB<Key=Value>...CR LF". Keys may come in any order; unknown ones are skipped.

@@ -9,7 +9,7 @@
 
 namespace zulctl {
 
-/// Texts of the broadcast stand in it as UTF-8; the output escapes what a terminal must not get.
+/// Texts of the broadcast are UTF-8; the output escapes what a terminal must not get.
 nlohmann::ordered_json JsonOf(const Channel& channel);
 nlohmann::ordered_json JsonOf(const std::vector<Channel>& channels);
 nlohmann::ordered_json JsonOf(const GuideEvent& event);

@@ -17,7 +17,7 @@ void HideReplacedBytes(std::string& units) {
     }
 }
 
-/// Takes "S4,00[News]" or the same behind L.
+/// Takes "S4,00[News]" or the same after L.
 std::string TakeText(TextWalk& walk, std::string_view letter, std::uint8_t& mode) {
     walk.Take(letter);
     const auto length = static_cast<std::size_t>(walk.Small(kLongestText));

@@ -26,7 +26,7 @@ struct GuideReply {
 };
 
 /// Reads "EITI d3a4 1930 1015 S4,00[News]L0,00[] CR LF", a line an event, then "OK CR LF"; "EITI OK CR LF" is an empty
-/// one. The texts are taken by their length fields, since they may hold any byte. In mode 0 the text stands as it is;
+/// one. The texts are taken by their length fields, since they may hold any byte. In mode 0 the text is unchanged;
 /// in another mode each byte is two hexadecimal digits with a blank between. What is damaged ends the walk. \return
 /// nothing for what isn't a guide reply at all
 std::optional<GuideReply> ParseGuideReply(std::string_view reply);

@@ -72,7 +72,7 @@ constexpr RequestKind kKinds[] = {
 };
 // clang-format on
 
-/// A keyword that begins an earlier one must stand below it, or it would hide that row.
+/// A keyword that begins an earlier one must come after it, or it would hide that row.
 constexpr bool EveryRowIsReachable() {
     for (std::size_t later = 1; later < std::size(kKinds); ++later) {
         for (std::size_t earlier = 0; earlier < later; ++earlier) {

@@ -36,7 +36,7 @@ std::span<const RequestKind> RequestKinds();
 /// \return the row of a request; the last row, which takes anything, for a text that no keyword begins
 const RequestKind& KindOf(std::string_view request);
 
-/// Replies that are one word. Errors of an upgrade have text behind the word.
+/// Replies that are one word. Errors of an upgrade have text after the word.
 bool IsOk(std::string_view reply);
 bool IsKo(std::string_view reply);
 

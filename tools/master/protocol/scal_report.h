@@ -27,7 +27,7 @@ struct Channel {
 
 struct ScalReport {
     std::vector<Channel> channels;
-    int damaged = 0;     ///< places where a line was expected and something else stood
+    int damaged = 0;     ///< places where a line was expected and something else found
     bool whole = false;  ///< the end of the report is there
 };
 

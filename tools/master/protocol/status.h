@@ -26,7 +26,7 @@ struct TransmitterStatus {
     int signal = 0;         ///< 0 to 255
     std::string tunerMode;  ///< "ATSC", "QAM64", "QAM256" or "TUNER_ERR"; empty in a cut line
     int load = 0;           ///< percent
-    bool cut = false;       ///< the line was longer than a reply may be; what stood behind the cut is missing
+    bool cut = false;       ///< the line was longer than a reply may be; what follows the cut is missing
 };
 
 /// A receiver's line.

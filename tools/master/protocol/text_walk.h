@@ -41,7 +41,7 @@ class TextWalk {
         if (value > static_cast<std::uint32_t>(most)) mOk = false;
         return mOk ? static_cast<int>(value) : 0;
     }
-    /// Takes what stands in front of a text, and the text.
+    /// Takes a text and what precedes it.
     std::string Until(std::string_view end) {
         const std::size_t at = mRest.find(end);
         if (at == std::string_view::npos) mOk = false;

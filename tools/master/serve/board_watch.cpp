@@ -214,7 +214,7 @@ void BoardWatch::Poll(Entry& entry) {
 
 void BoardWatch::Publish(Entry& entry, BoardState state) {
     const std::lock_guard lock(mMutex);
-    state.model = std::move(entry.state.model);  // beacons may have told it meanwhile
+    state.model = std::move(entry.state.model);  // a beacon may have reported it meanwhile
     if (state.version.empty()) state.version = std::move(entry.state.version);
     entry.state = std::move(state);
     if (!entry.state.trouble.empty()) entry.due = std::max(entry.due, Clock::now() + kSilentEvery);

@@ -24,7 +24,7 @@ struct ChannelGuide {
     std::vector<GuideEvent> events;
 };
 
-/// A moment of the broadcast and when it was told.
+/// A broadcast time and when it was received.
 struct BroadcastClock {
     Minutes told{};
     Clock::time_point when{};
@@ -58,7 +58,7 @@ struct BoardState {
 };
 
 struct WatchOptions {
-    DiscoverOptions discovery;  ///< also tells how boards are asked
+    DiscoverOptions discovery;  ///< also how boards are asked
     Config names;
     std::vector<BoardState>
         only;  ///< boards to watch (address, name and role count); empty: all that are named or heard

@@ -39,7 +39,7 @@ Overview TakeOverview(const BoardWatch& boards, const StreamWatch& streams, cons
 
 /// \return the channel of a programme number on the channel that the board is tuned to, or null
 const Channel* ChannelOf(const BoardState& board, std::uint16_t programme);
-/// \return the broadcast's time now, as far as it was told; nothing before
+/// \return the broadcast's time now; nothing before the first report
 std::optional<std::chrono::sys_seconds> BroadcastNow(const BoardState& board, Clock::time_point now);
 
 /// \return "Mbit/s by the second" and all else that the page shows: zulctl.overview/1

@@ -26,7 +26,7 @@ std::optional<std::string> MakeStill(const std::string& stream);
 
 class Stills {
  public:
-    /// \param every  pause behind each picture of a stream
+    /// \param every  pause after each picture of a stream
     Stills(StreamWatch& streams, Clock::duration every);
     ~Stills();
     Stills(const Stills&) = delete;

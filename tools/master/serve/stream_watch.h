@@ -53,7 +53,7 @@ enum class Health { kWaiting, kGood, kFaulty, kSilent };
 const char* HealthName(Health health);
 
 /// A stream is silent when nothing came for three seconds, faulty with an error in the last half minute or a fault in
-/// the last report, and waiting until there is a report to tell.
+/// the last report, and waiting until there is a report.
 Health HealthOf(const Measured& stream);
 
 class StreamWatch {

@@ -29,7 +29,7 @@ bool IsStuffing(Bytes datagram) {
     return datagram.size() < kTsPacketSize;
 }
 
-/// Steps to the next place where a packet may begin: a sync byte with another one packet behind it, or none known yet.
+/// Steps to the next place where a packet may begin: a sync byte with another one packet later, or none known yet.
 std::size_t FindSync(Bytes bytes, std::size_t from) {
     while (from < bytes.size()) {
         const bool followed = from + kTsPacketSize >= bytes.size() || bytes[from + kTsPacketSize] == kSync;
@@ -131,9 +131,9 @@ void StreamProbe::Packet(Bytes packet) {
                         [&](Bytes section) { pid == 0 ? Pat(section) : Pmt(section, pid); });
 }
 
-/// 2.4.3.3: the counter grows by one with each packet that has a payload, stands still in one without; a packet may be
-/// sent twice, and a discontinuity may be announced.
-/// \return false when the packet is a second copy, whose content counts once
+/// 2.4.3.3: the counter grows by one with each packet that has a payload, stays the same in one without; a packet may
+/// be sent twice, and a discontinuity may be announced. \return false when the packet is a second copy, whose content
+/// counts once
 bool StreamProbe::ContinuityHolds(Bytes packet, PidReport& report, PidState& state) {
     const int counter = ContinuityOf(packet);
     const int before = state.continuity;

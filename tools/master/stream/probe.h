@@ -1,4 +1,4 @@
-/// The judge of a stream: is given its datagrams one by one and tells what they carry. It opens no socket, so that
+/// The judge of a stream: takes its datagrams one by one and reports what they carry. It opens no socket, so that
 /// zulctl, tests and anything else that holds datagrams can use it.
 #pragma once
 
@@ -100,7 +100,7 @@ class StreamProbe {
     void Add(Bytes datagram, Time arrived);
     const StreamReport& Report() const { return mReport; }
     StreamReport& Report() { return mReport; }
-    /// Begins a new report. What the packets before tell of the next ones stays: continuity, cut sections, the PAT.
+    /// Begins a new report. What earlier packets say about later ones stays: continuity, cut sections, the PAT.
     void StartOver();
 
  private:
