@@ -1,6 +1,6 @@
 // The guide's store: the cost of a repetition of EIT and ETT, and the longest time that each operation holds the lock
 // that the stream waits for. Held times are processor time of the holder, so that other programs don't count.
-// Run in the sandbox: tests/sandbox build/release/bench/guide_bench
+// Run in the sandbox: tools/sandbox build/release/bench/guide_bench
 #include <benchmark/benchmark.h>
 #include <pthread.h>
 #include <time.h>

@@ -108,14 +108,14 @@ void OnSleep(std::int64_t microseconds) {
 void MakeStatusBlock() {
     constexpr std::size_t kSize = 49152, kOffset = 24576;
     auto* const at = static_cast<char*>(shmat(shmget(2000, kSize, IPC_CREAT | 0666), nullptr, 0));
-    Promise(reinterpret_cast<std::intptr_t>(at) != -1, "fuzzing needs tests/sandbox");
+    Promise(reinterpret_cast<std::intptr_t>(at) != -1, "fuzzing needs tools/sandbox");
     sKBL_VPLAYER_STATUS& status = reinterpret_cast<sVPLAYER_SM_STRUCT*>(at + kOffset)->vStatus;
     status.tunerSignalStrength = 4;
     status.progId = 3;
 }
 
 bool MakeWorld() {
-    Promise(std::getenv("ZUL_SANDBOX") != nullptr, "fuzzing needs tests/sandbox");
+    Promise(std::getenv("ZUL_SANDBOX") != nullptr, "fuzzing needs tools/sandbox");
     Promise(chdir("/mnt") == 0, "no /mnt");  // files that a request names land in the sandbox
     std::transform(std::begin(kQueues), std::end(kQueues), queueIds,
                    [](int key) { return msgget(key, IPC_CREAT | 0666); });

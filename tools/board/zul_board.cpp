@@ -92,7 +92,7 @@ std::string WhyNoNetPlan(const std::string& text) try {
 Options Read(int argc, char** argv) {
     CLI::App app{
         "A simulated set-top board: loads the module in a role and plays the rest of the board for it.\n"
-        "It uses a board's fixed ports and keys, so run it in tests/sandbox.",
+        "It uses a board's fixed ports and keys, so run it in tools/sandbox.",
         "zul-board"};
     app.footer(board::kConsoleHelp);
     cli::AddManualFlag(app, {ZUL_VERSION, {{"see also", "zulctl(1), zul-mux(1)"}}});
@@ -111,7 +111,7 @@ Options Read(int argc, char** argv) {
     app.add_option(
            "--net", options.net,
            "faults of the network, each way: loss=5%, dup=1%, reorder=1%, delay=20ms, with commas between; needs "
-           "a machine of its own, as in tests/sandbox --lan")
+           "a machine of its own, as in tools/sandbox --lan")
         ->type_name("FAULTS")
         ->check([](const std::string& text) { return WhyNoNetPlan(text); });
     app.add_option("--net-seed", options.netSeed, "chooses the datagrams that have them")->capture_default_str();
@@ -186,7 +186,7 @@ int main(int argc, char** argv) {
     try {
         const Options options = Read(argc, argv);
         if (!std::filesystem::is_directory(options.plan.root + "/hd1")) {
-            fmt::print(stderr, "There is no {0}/hd1, a board's disk. Run this as: tests/sandbox {1} ...\n",
+            fmt::print(stderr, "There is no {0}/hd1, a board's disk. Run this as: tools/sandbox {1} ...\n",
                        options.plan.root, argv[0]);
             return 2;
         }
