@@ -12,6 +12,7 @@
 #include "fast_machine.h"
 #include "serial_port.h"
 #include "settings_agent.h"
+#include "support/output.h"
 
 namespace {
 
@@ -73,9 +74,8 @@ TEST_F(UartTest, TriesAPortThatCantBeOpenedAgain) {
         if (isFolder) {
             ASSERT_EQ(mkdir("/dev/ttyS0", 0700), 0);
         }
-        testing::internal::CaptureStderr();
-        mUart->SetUartForwarding(mServer.After(mMaster));
-        EXPECT_NE(testing::internal::GetCapturedStderr().find("Cant open serial"), std::string::npos);
+        const std::string errors = Reported([&] { mUart->SetUartForwarding(mServer.After(mMaster)); });
+        EXPECT_NE(errors.find("Cant open serial"), std::string::npos);
         EXPECT_TRUE(mUart->ProcessUartCommand("abc", 3)) << "dropped";
     }
     ASSERT_EQ(rmdir("/dev/ttyS0"), 0);
@@ -90,12 +90,12 @@ TEST_F(UartTest, ReportsAPortThatFails) {
     mUart->SetUartForwarding(mServer.After(mMaster));
     port.Send("a");
     ASSERT_EQ(mMaster.TakeCount(1), Texts{"UARTa"});
-    testing::internal::CaptureStderr();
     fast_machine::TakeSleeps();
-    port.HangUp();
-    for (int turn = 0; turn < 2000 && fast_machine::TakeSleeps().empty(); ++turn) usleep(1000);
-    EXPECT_FALSE(mUart->ProcessUartCommand("abc", 3));
-    const std::string errors = testing::internal::GetCapturedStderr();
+    const std::string errors = Reported([&] {
+        port.HangUp();
+        for (int turn = 0; turn < 2000 && fast_machine::TakeSleeps().empty(); ++turn) usleep(1000);
+        EXPECT_FALSE(mUart->ProcessUartCommand("abc", 3));
+    });
     EXPECT_NE(errors.find("Can't write to serial"), std::string::npos) << errors;
     EXPECT_NE(errors.find("Can't read from serial"), std::string::npos) << errors;
 }

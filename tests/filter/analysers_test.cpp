@@ -7,8 +7,8 @@
 #include "core/broadcasttime.h"
 #include "core/log.h"
 #include "filter/filter_fixture.h"
-#include "psip/log_lines.h"
 #include "psip_sections.h"
+#include "support/output.h"
 
 using namespace transport;
 using namespace std::string_literals;

@@ -1,4 +1,4 @@
-/// Captures log lines.
+/// What the module prints, reports and logs.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,12 +9,24 @@
 
 #include "core/log.h"
 
+/// Runs an action. \return what it wrote to standard output
+inline std::string Printed(const std::function<void()>& action) {
+    testing::internal::CaptureStdout();
+    action();
+    return testing::internal::GetCapturedStdout();
+}
+
+/// Runs an action. \return what it wrote to standard error
+inline std::string Reported(const std::function<void()>& action) {
+    testing::internal::CaptureStderr();
+    action();
+    return testing::internal::GetCapturedStderr();
+}
+
 /// Runs an action with the log on. \return its lines, without the prefix "ZUL: "
 inline std::vector<std::string> LogLines(const std::function<void()>& action) {
     global_debug_flag = 1;
-    testing::internal::CaptureStdout();
-    action();
-    const std::string text = testing::internal::GetCapturedStdout();
+    const std::string text = Printed(action);
     global_debug_flag = 0;
     std::vector<std::string> lines;
     for (std::size_t at = 0; at < text.size();) {
