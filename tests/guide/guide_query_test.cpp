@@ -193,7 +193,7 @@ TEST_F(Guide, ListsUntilTheSpanHasPassed) {
         SetEvent(kSource, ++id, start, 1799, title);
         start += 1800;
     }
-    SetEvent(kSource, ++id, start + 60, 1799, "behind a gap");
+    SetEvent(kSource, ++id, start + 60, 1799, "after a gap");
     const struct {
         std::uint32_t now, minutes;
         const char* titles;
@@ -201,7 +201,7 @@ TEST_F(Guide, ListsUntilTheSpanHasPassed) {
                 {0, 29, "A B OK\r\n"},   {0, 57, "A B OK\r\n"},
                 {0, 58, "A B C OK\r\n"}, {1799, 1, "A OK\r\n"},
                 {1800, 1, "B OK\r\n"},   {0, 9999, "A B C D OK\r\n"},
-                {7200, 60, kNothing},    {7260, 60, "behind a gap OK\r\n"}};
+                {7200, 60, kNothing},    {7260, 60, "after a gap OK\r\n"}};
     for (const auto& row : rows) {
         SetNow(kMidnight + row.now);
         EXPECT_EQ(Titles(Epg('l', kProgram, 0, 0, row.minutes)), row.titles) << row.now << ' ' << row.minutes;
@@ -238,39 +238,4 @@ TEST_F(Guide, ListingsStayInTheBufferAndEndInWholeLines) {
         for (unsigned line = 0; line < lines; ++line) expected += "title ";
         EXPECT_EQ(Titles(reply), expected + "OK\r\n") << bytes;
     }
-}
-
-TEST_F(Guide, IsDumpedToTheLog) {
-    SetEvent(kSource, 5, kMidnight + 3600, 5400, "News");
-    SetText(kSource, 5, "\x80\x81", 1);
-    SetText(kSource, 6, "ABCDEFGHIJ", 0);
-    SetEvent(kSource, 7, kMidnight, 60, "Last");
-    Tune(18);
-    store->AddProgramToScanResults(1, 2);
-    AddProgramme(3, 4, 5);
-    SetText(5, 0, std::string("\0L\0O\0N\0G\0", 9));
-    store->AddProgramToScanResults(6, 7);
-    testing::internal::CaptureStdout();
-    store->DumpEitInfo();  // while the log is off
-    global_debug_flag = 1;
-    store->DumpEitInfo();
-    // clang-format off
-    const std::string unnamed(5, '\0'), news("NEWS\0", 5), longName("LONG\0\0", 6);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "ZUL: \n === Now is d3a4 0000\n"
-              "ZUL: Ch id 0x11, sh name " + news + ", tr id 1a2b pr id 3c4d long name        \n"
-              "ZUL: EvId 5 (src 9), startTime d3a4 0100, duration 90, title News\n"
-              "ZUL: Long info 80 81 0 0 0 0 0 0\n"
-              "ZUL: EvId 6 (src 0), startTime d3a4 0000, duration 0, title \n"
-              "ZUL: Long info 41 42 43 44 45 46 47 48\n"
-              "ZUL: EvId 7 (src 9), startTime d3a4 0000, duration 1, title Last\n"
-              "ZUL: Long info 41 42 43 44 45 46 47 48\n"
-              "ZUL: \n"
-              "ZUL: Ch id 0x12, sh name " + unnamed + ", tr id 0001 pr id 0002 long name        \n"
-              "ZUL: \n"
-              "ZUL: Ch id 0x12, sh name " + news + ", tr id 0003 pr id 0004 long name " + longName + " \n"
-              "ZUL: \n"
-              "ZUL: Ch id 0x12, sh name " + unnamed + ", tr id 0006 pr id 0007 long name " + longName + " \n"
-              "ZUL: \n");
-    // clang-format on
 }

@@ -1,14 +1,14 @@
-// Programmes from PAT, PMT and VCT, as the SCAL report shows them; intact and damaged results files.
+// Programmes from PAT, PMT and VCT, as the SCAL report shows them; damaged results files; the programmes' languages.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
-#include <random>
 
 #include "guide_fixture.h"
+#include "status_block.h"
 
 namespace {
 
+constexpr std::uint16_t kProgram = 0x3c4d;
 constexpr const char* kResultsFile = "/mnt/hd1/zul_scan_results";
 
 class Programmes : public GuideTest {};
@@ -18,16 +18,33 @@ std::string BareLine(const char* types, char encryption = 'C') {
     return std::string("SCAL 000 1a2b 3c4d [11:0:00:") + types + "] " + encryption + " A \r\n";
 }
 
-std::string LineOf(const ScalProgramDesc& program) {
-    char* text = nullptr;
-    std::size_t size = 0;
-    FILE* const file = open_memstream(&text, &size);
-    EXPECT_TRUE(program.SaveToFile(file));
-    std::fclose(file);
-    const std::string line(text, size);
-    std::free(text);
-    return line;
-}
+class Languages : public GuideTest {
+ protected:
+    Languages() { Fill('T'); }
+
+    void Fill(char role) {
+        Begin(role);
+        if (role == 'T') Tune(17);
+        store->AddProgramToScanResults(0x1a2b, kProgram);
+    }
+
+    bool Audio(const char* code, int type, std::uint16_t pid) {
+        return store->SetLanguageForProgram(0x1a2b, kProgram, code, Language::eAudio, type, pid, 0);
+    }
+    bool Caption(const char* code, std::uint16_t pid, int service) {
+        return store->SetLanguageForProgram(0x1a2b, kProgram, code, Language::eCaption, 0, pid, service);
+    }
+
+    /// \return code, PID and counter of each entry
+    std::string Counters() {
+        std::string text;
+        for (const Language& entry : ProgrammesOf(*store).front()->language) {
+            text += std::string(entry.language) + ':' + std::to_string(entry.audioPid) + '=' +
+                    std::to_string(entry.languageCount) + ' ';
+        }
+        return text;
+    }
+};
 
 }  // namespace
 
@@ -85,8 +102,8 @@ TEST_F(Programmes, AreReportedWithTheNameOfTheirVct) {
         std::string shown;
     } rows[] = {
         {"seven characters", std::string("\0W\0E\0A\0T\0H\0E\0R", 14), "A WEATHER"},
-        {"shorter, zeros behind", std::string("\0N\0E\0W\0S\0\0\0\0\0\0", 14), "A NEWS"},
-        {"shorter, blanks behind", std::string("\0N\0E\0W\0S\0 \0 \0 ", 14), "A NEWS   "},
+        {"shorter, then zeros", std::string("\0N\0E\0W\0S\0\0\0\0\0\0", 14), "A NEWS"},
+        {"shorter, then blanks", std::string("\0N\0E\0W\0S\0 \0 \0 ", 14), "A NEWS   "},
         {"empty", std::string(14, '\0'), "A "},
         {"only the first high byte counts", std::string("\0N\x04 \0W", 6) + std::string(8, '\0'), "A N W"},
         {"Unicode", std::string("\x04\x1d\x04\x10\0\x31\xff\xfe\0\0\0\0\0\0", 14),
@@ -102,31 +119,6 @@ TEST_F(Programmes, AreReportedWithTheNameOfTheirVct) {
     EXPECT_FALSE(store->SetPsipInfoForProgram(0x1a2b, 0x3c4e, rows[0].name.data(), 7, 1, 4, 0, 0x1a2b, 9));
 }
 
-TEST_F(Programmes, LinesOfTheFileComeBackAsTheyWent) {
-    std::mt19937 random(1);
-    const auto any = [&](unsigned most) { return static_cast<unsigned>(random() % (most + 1ull)); };
-    for (int round = 0; round < 1000; ++round) {
-        ScalProgramDesc program;
-        program.channelNo = static_cast<int>(any(99999));
-        program.transportId = static_cast<std::uint16_t>(any(0xffff));
-        program.programId = static_cast<std::uint16_t>(any(0xffff));
-        program.channelId = static_cast<int>(any(158));
-        program.signalStrength = static_cast<int>(any(5));
-        program.encryption = any(1) == 0 ? 'C' : 'E';
-        program.videoType = any(0xff);
-        program.audioType = any(0xff);
-        for (std::size_t i = 0; i < ScalProgramDesc::kNameBytes; ++i)
-            program.channelShortName[i] = static_cast<char>(any(0xff));
-        const std::string line = LineOf(program);
-        FILE* const file = fmemopen(const_cast<char*>(line.data()), line.size(), "r");
-        ScalProgramDesc back;
-        EXPECT_TRUE(back.LoadFromFile(file)) << line;
-        std::fclose(file);
-        EXPECT_EQ(LineOf(back), line);
-        EXPECT_EQ(back.channelShortName[ScalProgramDesc::kNameBytes], '\0');
-    }
-}
-
 TEST_F(Programmes, ADamagedFileIsReadUpToTheDamage) {
     const std::string name = " 00 4e 00 45 00 57 00 53 00 00 00 00 00 00";
     const std::string good = "071 1a2b 3c4d 0011 ff C 02 81" + name + "\n";
@@ -134,19 +126,15 @@ TEST_F(Programmes, ADamagedFileIsReadUpToTheDamage) {
     const struct {
         std::string what, content, report;
     } rows[] = {
-        {"empty", "", ""},
         {"good", good, shown},
         {"the last channel", "071 1a2b 3c4d 009e ff C 02 81" + name + "\n",
          "SCAL 071 1a2b 3c4d [9e:0:ff:02:81] C A NEWS\r\n"},
-        {"a channel behind the last", good + "071 1a2b 3c4d 009f ff C 02 81" + name + "\n" + good, shown},
+        {"a channel above the last", good + "071 1a2b 3c4d 009f ff C 02 81" + name + "\n" + good, shown},
         {"a channel below the first", good + "071 1a2b 3c4d ffffffff ff C 02 81" + name + "\n" + good, shown},
-        {"no number", good + "x" + good, shown},
         {"a field short at the end", good + good.substr(0, good.size() - 4), shown},
-        {"cut in a field", good + good.substr(0, 12), shown},
         {"strength between steps", "071 1a2b 3c4d 0011 98 E 02 81" + name,
          "SCAL 071 1a2b 3c4d [11:0:66:02:81] E A NEWS\r\n"},
         {"ids of 17 bits", "071 f1a2b f3c4d 0011 ff C 02 81" + name, shown},
-        {"binary", std::string("\0\xff\n\n", 4), ""},
     };
     for (const auto& row : rows) {
         Begin('T');
@@ -156,4 +144,120 @@ TEST_F(Programmes, ADamagedFileIsReadUpToTheDamage) {
     }
     std::remove(kResultsFile);
     EXPECT_FALSE(store->LoadScanResults());
+}
+
+TEST_F(Languages, AgeInFrontOfTheEntryThatIsSeen) {
+    const struct {
+        const char* code;
+        std::uint16_t pid;
+        bool isNew;
+        const char* counters;
+    } steps[] = {{"eng", 1, true, "eng:1=30 "},
+                 {"spa", 2, true, "eng:1=29 spa:2=30 "},
+                 {"eng", 1, false, "eng:1=30 spa:2=30 "},
+                 {"spa", 2, false, "eng:1=29 spa:2=30 "},
+                 {"fra", 3, true, "eng:1=28 spa:2=29 fra:3=30 "},
+                 {"spa", 2, false, "eng:1=27 spa:2=30 fra:3=30 "},
+                 {"spa", 4, true, "eng:1=26 spa:2=29 fra:3=29 spa:4=30 "}};
+    for (const auto& step : steps) {
+        EXPECT_EQ(Audio(step.code, 0, step.pid), step.isNew) << step.code << step.pid;
+        EXPECT_EQ(Counters(), step.counters);
+    }
+    EXPECT_FALSE(store->SetLanguageForProgram(0x1a2b, kProgram + 1, "eng", Language::eAudio, 0, 9, 0))
+        << "no such programme";
+}
+
+TEST_F(Languages, FallOutAfterThirtyWalks) {
+    Audio("old", 0, 1);
+    for (int walk = 1; walk < 30; ++walk) Audio("eng", 0, 2);
+    EXPECT_EQ(Counters(), "old:1=1 eng:2=30 ");
+    EXPECT_FALSE(Audio("eng", 0, 2)) << "the entry after the one that falls out is compared without ageing";
+    EXPECT_EQ(Counters(), "eng:2=30 ");
+
+    Fill('T');
+    Audio("old", 0, 1);
+    for (int walk = 1; walk < 30; ++walk) Audio(walk % 2 ? "a__" : "b__", 0, 2);
+    EXPECT_EQ(Counters(), "old:1=1 a__:2=30 b__:2=30 ") << "the match ends the walk";
+    EXPECT_TRUE(Audio("new", 0, 3));
+    EXPECT_EQ(Counters(), "a__:2=30 b__:2=29 new:3=30 ") << "the entry after it isn't aged";
+
+    Fill('T');
+    Audio("old", 0, 1);
+    for (auto& entry : ProgrammesOf(*store).front()->language) entry.languageCount = 1;
+    EXPECT_TRUE(Audio("old", 0, 9)) << "the last entry falls out, and the walk is over";
+    EXPECT_EQ(Counters(), "old:9=30 ");
+}
+
+TEST_F(Languages, AreListedByTheirKind) {
+    EXPECT_EQ(Listing(Language::eAudio), "LANG 1a2b 3c4d \r\nOK\r\n");
+    Audio("eng", 0, 1);
+    Audio("spa", 0, 2);
+    Audio("spa", 3, 2);
+    Caption("fra", 3, 1);
+    Caption("eng", 1, 2);  // known by language, type and PID: refreshes the audio
+    Caption("deu", 3, 63);
+    store->AddProgramToScanResults(0x1a2b, 0x00ff);
+    EXPECT_EQ(Listing(Language::eAudio), "LANG 1a2b 3c4d eng00,spa00,spa03\r\nLANG 1a2b 00ff \r\nOK\r\n");
+    EXPECT_EQ(Listing(Language::eCaption), "SUB 1a2b 3c4d fra,deu\r\nSUB 1a2b 00ff \r\nOK\r\n");
+    Tune(18);
+    EXPECT_EQ(Listing(Language::eAudio), "OK\r\n");
+    Tune(17);
+    store->CleanScalProgramDescriptors();
+    EXPECT_EQ(Listing(Language::eAudio), "LANG 1a2b 3c4d \r\nLANG 1a2b 00ff \r\nOK\r\n");
+}
+
+TEST_F(Languages, AListingEndsOnAWholeLine) {
+    Begin('T');
+    Tune(17);
+    std::string expected;
+    for (std::uint16_t program = 1; program <= 60; ++program) {
+        store->AddProgramToScanResults(0x1a2b, program);
+        char head[32];
+        std::snprintf(head, sizeof head, "LANG 1a2b %.4x ", program);
+        std::string line = head;
+        for (char language = 'a'; language < 'a' + 24; ++language) {
+            const char code[4] = {'x', 'y', language, '\0'};
+            store->SetLanguageForProgram(0x1a2b, program, code, Language::eAudio, 4, 1, 0);
+            if (language != 'a') line += ',';
+            line.append(code).append("04");
+        }
+        line += "\r\n";
+        if (expected.size() + line.size() + 4 < TunerManager::kReplySize) expected += line;
+    }
+    EXPECT_EQ(Listing(Language::eAudio), expected + "OK\r\n");
+    EXPECT_GT(expected.size(), 8000u);
+}
+
+TEST_F(Languages, AReceiverFindsTheOneOfItsProgramme) {
+    board::StatusBlock block;
+    block.Programme(kProgram);
+    Fill('R');
+    store->AddProgramToScanResults(0x1a2b, 1);
+    store->SetLanguageForProgram(0x1a2b, 1, "eng", Language::eAudio, 0, 0x99, 0);
+    Audio("eng", 0, 0x31);
+    Audio("eng", 3, 0x32);
+    Caption("eng", 0x30, 4);
+    const struct {
+        const char* language;
+        int type, pid;
+        std::size_t seconds;
+    } rows[] = {{"eng", 0, 0x31, 0}, {"eng", 3, 0x32, 0}, {"eng", 2, 0, 3},
+                {"spa", 0, 0, 3},    {"en", 0, 0, 3},     {"", 0, 0, 3}};
+    for (const auto& row : rows) {
+        fast_machine::TakeSleeps();
+        EXPECT_EQ(store->GetAudioPid(row.language, row.type), row.pid) << row.language << row.type;
+        EXPECT_EQ(fast_machine::TakeSleeps(), std::vector<std::int64_t>(row.seconds, 1000000))
+            << row.language << row.type;
+    }
+    EXPECT_EQ(store->GetSubtitleIndex("eng"), 4);
+    EXPECT_EQ(store->GetSubtitleIndex("spa"), -1);
+    fast_machine::TakeSleeps();
+    int tries = 0;
+    fast_machine::OnSleep([&](std::int64_t) {
+        if (++tries == 2) Audio("kor", 0, 0x77);  // the lock is free while the search waits
+    });
+    EXPECT_EQ(store->GetAudioPid("kor", 0), 0x77);
+    EXPECT_EQ(tries, 2);
+    block.Programme(0x10000 + kProgram);
+    EXPECT_EQ(store->GetAudioPid("eng", 0), 0) << "another programme";
 }
