@@ -1,15 +1,10 @@
 // The settings bridge, the remount and the beacon, against the board's other processes.
 #include <gtest/gtest.h>
 
-#include <linux/capability.h>
-#include <sched.h>
 #include <sys/msg.h>
-#include <sys/resource.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstring>
-#include <future>
 #include <thread>
 
 #include "core/log.h"
@@ -17,7 +12,6 @@
 #include "core/systemmanager.h"
 #include "core/udpcom.h"
 #include "fast_machine.h"
-#include "platform/thread.h"
 #include "settings_agent.h"
 #include "system_daemon.h"
 #include "udp_client.h"
@@ -86,26 +80,6 @@ TEST(SnmpLocal, SendsTheTextAndFourBytesMore) {
     std::strcpy(message.text, "x = INTEGER: 0");
     ASSERT_EQ(msgsnd(msgget(1236, 0), &message, 15, 0), 0);
     module.join();
-}
-
-TEST(Thread, RunsUnderTheDefaultPolicyWhereRoundRobinIsRefused) {
-    std::thread host([] {  // under a policy of its own, without the right to SCHED_RR
-        const sched_param none{0};
-        ASSERT_EQ(pthread_setschedparam(pthread_self(), SCHED_BATCH, &none), 0);
-        __user_cap_header_struct head{_LINUX_CAPABILITY_VERSION_3, 0};
-        __user_cap_data_struct rights[2]{};
-        ASSERT_EQ(syscall(SYS_capset, &head, rights), 0);
-        const rlimit nothing{0, 0};
-        ASSERT_EQ(setrlimit(RLIMIT_RTPRIO, &nothing), 0);
-        std::promise<int> policy;
-        const auto tell = [](void* arg) -> void* {
-            static_cast<std::promise<int>*>(arg)->set_value(sched_getscheduler(0));
-            return nullptr;
-        };
-        EXPECT_EQ(platform::StartThread(tell, &policy), platform::ThreadStart::kDefaultPolicy);
-        EXPECT_EQ(policy.get_future().get(), SCHED_OTHER);
-    });
-    host.join();
 }
 
 TEST(SystemManager, TellsEveryWayARemountFails) {

@@ -11,13 +11,15 @@
 #include "filter/filter_fixture.h"
 #include "psip_sections.h"
 #include "scarce_memory.h"
+#include "support/output.h"
 #include "udp_client.h"
 
 using namespace transport;
 
 namespace {
 
-std::vector<int> gSends;  ///< results of the next calls of sendmmsg: datagrams, or an error below 0
+std::vector<int> gSends;  ///< results of the next calls of sendmmsg: messages, or an error below 0
+int gMessages = 0;        ///< that sendmmsg sent; one may hold several datagrams
 
 }  // namespace
 
@@ -32,7 +34,9 @@ extern "C" int sendmmsg(int fd, mmsghdr* messages, unsigned count, int flags) {
         }
         count = std::min(count, static_cast<unsigned>(order));
     }
-    return static_cast<int>(syscall(SYS_sendmmsg, fd, messages, count, flags));
+    const auto sent = static_cast<int>(syscall(SYS_sendmmsg, fd, messages, count, flags));
+    gMessages += sent;
+    return sent;
 }
 
 TEST(StreamFaults, ASendThatFailsCostsItsDatagramAndAReconnect) {
@@ -43,16 +47,17 @@ TEST(StreamFaults, ASendThatFailsCostsItsDatagramAndAReconnect) {
         std::vector<int> sends;
         std::vector<std::size_t> arrived;
         std::size_t reconnects;
+        int messages;
     } rows[] = {
-        {"all at once", unlike, {}, unlike, 0},
-        {"one, then the others", unlike, {1}, unlike, 0},
-        {"no network", unlike, {-ENETUNREACH}, {1504, 1692}, 1},
-        {"no buffers", unlike, {-ENOBUFS}, {1504, 1692}, 1},
-        {"no buffers behind the first", unlike, {1, -ENOBUFS}, {1316, 1692}, 1},
-        {"no such call: one by one", unlike, {-ENOSYS, -ENOSYS, -ENOSYS}, unlike, 0},
-        {"as one message", alike, {1}, alike, 0},
-        {"a device that can't cut it: three messages", alike, {-EIO, 3}, alike, 0},
-        {"no network for one message", alike, {-ENETUNREACH}, two, 1},
+        {"all at once", unlike, {}, unlike, 0, 3},
+        {"one, then the others", unlike, {1}, unlike, 0, 3},
+        {"no network", unlike, {-ENETUNREACH}, {1504, 1692}, 1, 1},
+        {"no buffers", unlike, {-ENOBUFS}, {1504, 1692}, 1, 1},
+        {"no buffers after the first", unlike, {1, -ENOBUFS}, {1316, 1692}, 1, 1},
+        {"no such call: one by one", unlike, {-ENOSYS, -ENOSYS, -ENOSYS}, unlike, 0, 0},
+        {"as one message", alike, {}, alike, 0, 1},
+        {"a device that can't cut it: three messages", alike, {-EIO}, alike, 0, 3},
+        {"no network for one message", alike, {-ENETUNREACH}, two, 1, 1},
     };
     const Blob data(2000, 1);
     for (const auto& row : rows) {
@@ -64,11 +69,13 @@ TEST(StreamFaults, ASendThatFailsCostsItsDatagramAndAReconnect) {
         peer.TakeCount(1);
         fast_machine::TakeSleeps();
         gSends = row.sends;
+        gMessages = 0;
         for (const std::size_t length : row.lengths) streamer.Collect(data.data(), static_cast<int>(length));
         streamer.Flush();
         std::vector<std::size_t> arrived;
         for (const std::string& datagram : peer.TakeCount(row.arrived.size())) arrived.push_back(datagram.size());
         EXPECT_EQ(arrived, row.arrived) << row.name;
+        EXPECT_EQ(gMessages, row.messages) << row.name;
         EXPECT_EQ(fast_machine::TakeSleeps(), std::vector<std::int64_t>(row.reconnects, 100'000)) << row.name;
         EXPECT_TRUE(gSends.empty()) << row.name;
         EXPECT_EQ(streamer.Stream(data.data(), 1316), 1316) << row.name << ": the next one goes out";
@@ -101,12 +108,12 @@ Blob Tables() {
 
 /// The contents of a store.
 std::string Dump(TunerManager& tuner) {
-    testing::internal::CaptureStdout();
-    global_debug_flag = 1;
-    tuner.DumpEitInfo();
-    tuner.DumpLanguageInfo();
-    global_debug_flag = 0;
-    return testing::internal::GetCapturedStdout();
+    return Printed([&] {
+        global_debug_flag = 1;
+        tuner.DumpEitInfo();
+        tuner.DumpLanguageInfo();
+        global_debug_flag = 0;
+    });
 }
 
 }  // namespace
@@ -121,11 +128,11 @@ TEST(StarvedTables, AreDroppedAndFiledByTheirNextRepetition) {
         TsFilter filter('T', &tuner);
         filter.FilterActive(true);
         const auto feed = [&] { filter.Filter(tables.data(), static_cast<int>(tables.size())); };
-        testing::internal::CaptureStderr();
-        gBlocksLeft = turn == 0 ? 1'000'000 : turn - 1;
-        feed();
-        denied = std::exchange(gBlocksLeft, -1) < 0 || turn == 0;
-        const std::string reports = testing::internal::GetCapturedStderr();
+        const std::string reports = Reported([&] {
+            gBlocksLeft = turn == 0 ? 1'000'000 : turn - 1;
+            feed();
+            denied = std::exchange(gBlocksLeft, -1) < 0 || turn == 0;
+        });
         EXPECT_EQ(!reports.empty(), denied && turn != 0) << reports;
         for (int repetition = 0; repetition < 3; ++repetition) feed();
         const std::string dump = Dump(tuner);
@@ -144,9 +151,7 @@ TEST_F(StarvedStream, CostsItselfAndNoOther) {
     const auto feedPat = [&] { FeedProved(SectionPacket(0, continuity++, Pat(7, version, {{1, 0x30}}))); };
     feedPat();
     gDeniedBlock = 65536;
-    testing::internal::CaptureStderr();
-    AddEagerStream(1);
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("Cant alloc memory"), std::string::npos);
+    EXPECT_NE(Reported([&] { AddEagerStream(1); }).find("Cant alloc memory"), std::string::npos);
     gDeniedBlock = 0;
     AddEagerStream(2);
     ++version;

@@ -1,55 +1,25 @@
 // One stream: threshold, overflow, reconnect, failed sends; datagrams on the wire.
 #include "filter/streamer.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <random>
 #include <vector>
 
 #include "fast_machine.h"
+#include "udp_client.h"
 
 namespace {
 
-/// A socket on a port of its own.
-class Receiver {
- public:
-    Receiver() : mSocket(socket(AF_INET, SOCK_DGRAM, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        bind(mSocket, reinterpret_cast<sockaddr*>(&address), sizeof address);
-        socklen_t size = sizeof address;
-        getsockname(mSocket, reinterpret_cast<sockaddr*>(&address), &size);
-        port = ntohs(address.sin_port);
-    }
-    ~Receiver() { close(mSocket); }
-
-    std::vector<int> Sizes() {
-        std::vector<int> sizes;
-        char data[65536];
-        for (ssize_t got; (got = recv(mSocket, data, sizeof data, MSG_DONTWAIT)) >= 0;)
-            sizes.push_back(static_cast<int>(got));
-        return sizes;
-    }
-
-    /// Appends the bytes of all received datagrams.
-    void TakeTo(std::vector<std::uint8_t>& bytes) {
-        std::uint8_t data[65536];
-        for (ssize_t got; (got = recv(mSocket, data, sizeof data, MSG_DONTWAIT)) >= 0;)
-            bytes.insert(bytes.end(), data, data + got);
-    }
-
-    std::uint16_t port = 0;
-
- private:
-    int mSocket;
-};
-
 using Sizes = std::vector<int>;
+
+/// The sizes of the datagrams that arrived.
+Sizes SizesAt(const Client& peer) {
+    Sizes sizes;
+    for (const std::string& datagram : peer.Take()) sizes.push_back(static_cast<int>(datagram.size()));
+    return sizes;
+}
 
 }  // namespace
 
@@ -66,7 +36,7 @@ TEST(Streamer, ThresholdIsHeldToItsRange) {
 }
 
 TEST(Streamer, SendsWhenTheThresholdIsReached) {
-    Receiver receiver;
+    const Client receiver;
     Streamer streamer(65536, 1316);
     const std::vector<std::uint8_t> data(40000, 1);
     EXPECT_EQ(streamer.Stream(data.data(), 1316), 0) << "not active";
@@ -75,23 +45,23 @@ TEST(Streamer, SendsWhenTheThresholdIsReached) {
     streamer.StreamSet(receiver.port, "127.0.0.1");
     fast_machine::TakeSleeps();
     EXPECT_EQ(streamer.Stream(data.data(), 1315), 0);
-    EXPECT_EQ(receiver.Sizes(), Sizes{});
+    EXPECT_EQ(SizesAt(receiver), Sizes{});
     EXPECT_EQ(streamer.Stream(data.data(), 1), 1316);
     EXPECT_EQ(fast_machine::TakeSleeps(), std::vector<std::int64_t>{100000}) << "the first send connects";
     EXPECT_EQ(streamer.Stream(data.data(), 40000), 40000);
-    EXPECT_EQ(receiver.Sizes(), (Sizes{1316, 32768, 7232})) << "at most 32768 bytes in one datagram";
+    EXPECT_EQ(SizesAt(receiver), (Sizes{1316, 32768, 7232})) << "at most 32768 bytes in one datagram";
     EXPECT_TRUE(fast_machine::TakeSleeps().empty());
     streamer.SetPacketSize(0);
     EXPECT_EQ(streamer.Stream(data.data(), 5), 5);
-    Receiver other;
+    const Client other;
     streamer.StreamSet(other.port, "127.0.0.1");
     EXPECT_EQ(streamer.Stream(data.data(), 6), 6);
-    EXPECT_EQ(receiver.Sizes(), Sizes{5});
-    EXPECT_EQ(other.Sizes(), Sizes{6});
+    EXPECT_EQ(SizesAt(receiver), Sizes{5});
+    EXPECT_EQ(SizesAt(other), Sizes{6});
 }
 
 TEST(Streamer, AnOverflowDropsWhatWaits) {
-    Receiver receiver;
+    const Client receiver;
     Streamer streamer(2000, 1316 * 2);
     streamer.StreamSet(receiver.port, "127.0.0.1");
     streamer.Activated(true);
@@ -100,7 +70,7 @@ TEST(Streamer, AnOverflowDropsWhatWaits) {
     EXPECT_EQ(streamer.Stream(data.data(), 1), 0) << "one too many";
     streamer.SetPacketSize(188);
     EXPECT_EQ(streamer.Stream(data.data(), 188), 188) << "the buffer was emptied";
-    EXPECT_EQ(receiver.Sizes(), Sizes{188});
+    EXPECT_EQ(SizesAt(receiver), Sizes{188});
 }
 
 TEST(Streamer, AFailedSendDropsTheRestAndReconnects) {
@@ -113,23 +83,23 @@ TEST(Streamer, AFailedSendDropsTheRestAndReconnects) {
         EXPECT_EQ(streamer.Stream(data.data(), 1316), 0);
         EXPECT_EQ(fast_machine::TakeSleeps(), std::vector<std::int64_t>{100000}) << "each send reconnects";
     }
-    Receiver receiver;
+    const Client receiver;
     streamer.StreamSet(receiver.port, "127.0.0.1");
     EXPECT_EQ(streamer.Stream(data.data(), 1316), 1316) << "nothing was left of the failed ones";
-    EXPECT_EQ(receiver.Sizes(), Sizes{1316});
+    EXPECT_EQ(SizesAt(receiver), Sizes{1316});
 }
 
 TEST(Streamer, SendsBytesAsTheyWereHandedOver) {
-    Receiver receiver;
+    const Client receiver;
     Streamer streamer(65536, 1316);
     streamer.StreamSet(receiver.port, "127.0.0.1");
     streamer.Activated(true);
     std::mt19937 random;  // NOLINT: the same sequence in every run
-    std::vector<std::uint8_t> handedOver, sent;
+    std::string handedOver, sent;
     for (const std::size_t length : {0u, 188u, 0u}) {  // a private PAT before and after it is built
         const std::vector<std::uint8_t> pat(188, 0x47);
         streamer.Stream(pat.data(), static_cast<int>(length));
-        handedOver.insert(handedOver.end(), pat.begin(), pat.begin() + static_cast<std::ptrdiff_t>(length));
+        handedOver.append(length, '\x47');
     }
     for (int buffer = 0; buffer < 300; ++buffer) {
         std::vector<std::uint8_t> host(8000);
@@ -148,10 +118,10 @@ TEST(Streamer, SendsBytesAsTheyWereHandedOver) {
             } else {
                 streamer.Collect(piece, static_cast<int>(len));
             }
-            handedOver.insert(handedOver.end(), piece, piece + len);
+            handedOver.append(piece, piece + len);
         }
         streamer.Flush();
-        receiver.TakeTo(sent);
+        for (const std::string& datagram : receiver.Take()) sent += datagram;
     }
     ASSERT_GT(sent.size(), handedOver.size() - 20 * 188);
     handedOver.resize(sent.size());
@@ -159,23 +129,23 @@ TEST(Streamer, SendsBytesAsTheyWereHandedOver) {
 }
 
 TEST(Streamer, CollectedDatagramsLeaveTogetherInOrder) {
-    Receiver receiver;
+    const Client receiver;
     Streamer streamer(65536, 1316);
     streamer.StreamSet(receiver.port, "127.0.0.1");
     streamer.Activated(true);
     const std::vector<std::uint8_t> data(70000, 1);
     fast_machine::TakeSleeps();
     for (const int piece : {1000, 316, 1400, 1315, 40000, 30000}) streamer.Collect(data.data(), piece);
-    EXPECT_EQ(receiver.Sizes(), Sizes{});
+    EXPECT_EQ(SizesAt(receiver), Sizes{});
     EXPECT_EQ(streamer.Flush(), 1316 + 1400 + 41315 + 30000);
-    EXPECT_EQ(receiver.Sizes(), (Sizes{1316, 1400, 32768, 41315 - 32768, 30000}));
+    EXPECT_EQ(SizesAt(receiver), (Sizes{1316, 1400, 32768, 41315 - 32768, 30000}));
     EXPECT_EQ(fast_machine::TakeSleeps().size(), 1u) << "the first of them connects";
     EXPECT_EQ(streamer.Flush(), 0);
     for (const int piece : {1316, 100}) streamer.Collect(data.data(), piece);
     EXPECT_EQ(streamer.Flush(), 1316);
     streamer.Collect(data.data(), 65536 - 100 + 1);
     EXPECT_EQ(streamer.Flush(), 0) << "one byte too many after the kept ones: all is lost";
-    receiver.Sizes();
+    SizesAt(receiver);
 
     streamer.StreamSet(5000, "no address");
     for (int datagram = 0; datagram < 3; ++datagram) streamer.Collect(data.data(), 1316);

@@ -1,10 +1,10 @@
 // The stream table, the language filter and the datagram size, also while the filter runs at full load.
-#include <fstream>
 #include <functional>
 #include <thread>
 
 #include "core/statistics.h"
 #include "filter/filter_fixture.h"
+#include "support/output.h"
 
 using namespace transport;
 
@@ -108,9 +108,7 @@ TEST_F(StreamsTest, StartTunesWaitsAttaches_StopDetachesAndCleans) {
     fast_machine::OnSleep(nullptr);
     EXPECT_EQ(fast_machine::TakeShellLines(), std::vector<std::string>{"m710cmmd -atsc 31 >/dev/null"});
     EXPECT_EQ(fast_machine::TakeSleeps(), (std::vector<std::int64_t>{3000000, 5000000}));
-    testing::internal::CaptureStdout();
-    Statistics::Self()->DumpStats();
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("No Sync 0\n"), std::string::npos);
+    EXPECT_NE(Printed([] { Statistics::Self()->DumpStats(); }).find("No Sync 0\n"), std::string::npos);
     mFilter.SetPacketSize(0);
     for (unsigned i = 0; i < 2; ++i) FeedProved(SectionPacket(0, 2 + i, Pat(7, 1, {{1, 0x30}})));
     EXPECT_EQ(TakeOutput().size(), kPacket) << "the first PAT builds the private one, the second sends it";

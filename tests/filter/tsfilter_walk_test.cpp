@@ -3,6 +3,7 @@
 
 #include "core/statistics.h"
 #include "filter/filter_fixture.h"
+#include "support/output.h"
 
 using namespace transport;
 
@@ -96,7 +97,7 @@ TEST_F(WalkTest, ALostSyncIsFoundAgainAndCountedOnce) {
         // Bytes between two syncs are routed like the last packet, whatever they are.
         {"a sync byte that is wrong", {a, b, bad, c, c, c}, Joined({a, b, bad, c, c, c}), 1},
         {"bytes that are no packet", {a, b, rest, c, c, c}, Joined({a, b, rest, c, c, c}), 1},
-        {"the same behind a packet of another stream", {other, b, bad, c, c, c}, Joined({c, c, c}), 1},
+        {"the same after a packet of another stream", {other, b, bad, c, c, c}, Joined({c, c, c}), 1},
         {"a buffer of aligned packets", {a, other, b, c}, Joined({a, b, c}), 0},
         {"no sync to the buffer's end", {a, other, b, rest, rest, rest}, a, 0, false},
     };
@@ -104,9 +105,7 @@ TEST_F(WalkTest, ALostSyncIsFoundAgainAndCountedOnce) {
         Statistics::Self()->Reset();
         EXPECT_EQ(Feed(Joined(step.input)), step.walked) << step.what;
         EXPECT_EQ(TakeOutput(), step.output) << step.what;
-        testing::internal::CaptureStdout();
-        Statistics::Self()->DumpStats();
-        const std::string dump = testing::internal::GetCapturedStdout();
+        const std::string dump = Printed([] { Statistics::Self()->DumpStats(); });
         const std::size_t in = Joined(step.input).size(), out = step.output.size();
         for (const auto& [text, figure] : {std::pair{"Rx-ed ", in},
                                            {"Tx-ed ", out},
