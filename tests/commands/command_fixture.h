@@ -1,18 +1,21 @@
-/// A command manager with the board's other processes around it, asked over its real socket.
+/// A command manager with the board's other processes around it, asked over its real socket; and the player's queue.
 #pragma once
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/msg.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <set>
-#include <sstream>
+#include <vector>
 
 #include "commands/entry.h"
 #include "commands/keywordtable.h"
 #include "core/log.h"
 #include "fast_machine.h"
+#include "kbl_interprocess.h"
 #include "settings_agent.h"
 #include "status_block.h"
 #include "support/shell.h"
@@ -23,6 +26,41 @@ using Texts = std::vector<std::string>;
 
 inline const Texts kOk{"OK\r\n"};
 inline const Texts kKo{"KO\r\n"};
+
+/// Takes the orders that the module sends.
+class PlayerQueue {
+ public:
+    PlayerQueue() : mId(msgget(1234, IPC_CREAT | 0666)) {}
+
+    /// \return the pending orders, in order
+    std::vector<sMSG_COMMON_FORMAT> Take() const {
+        std::vector<sMSG_COMMON_FORMAT> orders;
+        struct {
+            long type;
+            char text[400];
+        } message{};
+        while (msgrcv(mId, &message, sizeof message.text, 2, IPC_NOWAIT) >= 0) {
+            std::memcpy(&orders.emplace_back(), message.text, sizeof(sMSG_COMMON_FORMAT));
+            std::memset(&message, 0, sizeof message);
+        }
+        return orders;
+    }
+
+    /// \return the numbers of the pending orders, in order
+    std::vector<int> TakeNumbers() const {
+        std::vector<int> numbers;
+        for (const sMSG_COMMON_FORMAT& order : Take()) numbers.push_back(order.cmmd.cmmdId);
+        return numbers;
+    }
+
+ private:
+    int mId;
+};
+
+/// Centre, size, alpha, asp and mode of a layer, for comparing.
+inline std::vector<int> Geometry(const sKBL_LAYER_INFO& layer) {
+    return {layer.centerX, layer.centerY, layer.width, layer.height, layer.alpha, layer.asp, layer.xyMode};
+}
 
 /// Opens the command manager's inside to the tests of its room.
 class CommandManagerTest : public ::testing::Test {
@@ -67,7 +105,6 @@ class CommandManagerTest : public ::testing::Test {
     TsFilter& Filter() { return *mBoard->mpTsf; }
     void Boot() { mBoard->ProcessTunerModeAndDefaultStartupItem(nullptr); }
     static auto Keywords() { return CommandManager::Commands(); }
-    static auto Keyword(std::size_t row) { return CommandManager::Commands()[row].keyword; }
 
     std::set<std::string> mInherited;  ///< before the board
     board::StatusBlock mStatus;

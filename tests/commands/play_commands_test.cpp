@@ -2,7 +2,6 @@
 #include <algorithm>
 
 #include "commands/command_fixture.h"
-#include "commands/player_queue.h"
 
 namespace {
 

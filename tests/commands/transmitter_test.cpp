@@ -52,10 +52,14 @@ TEST_F(CommandManagerTest, EveryRequestHasItsReply) {
           "UNIT4,-1,239.1.1.1,5000,5", "MCASTPACKETSIZE32769", "MCASTPACKETSIZE-1", "M710CMMD -stopall"}) {
         EXPECT_EQ(Ask(request), kKo) << request;
     }
-    for (std::size_t row = 0; row < Keywords().size(); ++row) {  // no keyword cut by a character reaches its row
-        const std::string text(Keyword(row).substr(0, Keywords()[row].chars - 1));
+    for (const auto& row : Keywords()) {  // no keyword cut by a character reaches its row
+        const std::string text(row.keyword.substr(0, row.chars - 1));
         if (text == "SUB" || text == "LAN") continue;
         EXPECT_EQ(Ask(text), kKo) << text;
+    }
+    for (const auto& row : Keywords()) {
+        if (row.roles != Roles::kReceiver) continue;
+        EXPECT_EQ(Ask(std::string(row.keyword)), kKo) << row.keyword;
     }
     EXPECT_EQ(FileText("/mnt/hd1/zul_def_startup"), "") << "a refused command saves nothing";
     for (const char* request : {"VIDEO", "RESET", "UNIT4,3,239.1.1.1,5000,1f", "UNIT5,2", "UNIT0", "LANGeng,0", "LANG",
@@ -69,6 +73,19 @@ TEST_F(CommandManagerTest, EveryRequestHasItsReply) {
         {"UPGR?", "UPGRSTATUS0 OK\r\n\r\n"},      {"SCAL", {"ffff\r\nOK\r\n\0", 11}},
     };
     for (const auto& [request, reply] : others) EXPECT_EQ(Ask(request), Texts{reply}) << request;
+}
+
+// tests/field/protocol tries the document's examples on whole boards.
+TEST_F(CommandManagerTest, TheDocumentHasTheKeywordsAndTheirRoles) {
+    constexpr const char* kRoles[] = {"both", "transmitter", "receiver"};
+    std::vector<std::pair<std::string, std::string>> documented, inTable;
+    for (const auto& row : Keywords()) inTable.emplace_back(row.keyword, kRoles[static_cast<std::size_t>(row.roles)]);
+    std::ifstream page(ZUL_SOURCE_DIR "/docs/protocol.md");
+    for (std::string line, keyword; std::getline(page, line);) {
+        if (line.starts_with("### ")) keyword = line.substr(4);
+        if (line.starts_with("- Role: ")) documented.emplace_back(keyword, line.substr(8));
+    }
+    EXPECT_EQ(documented, inTable);
 }
 
 TEST_F(CommandManagerTest, StatusTellsTunerAndStreams) {
@@ -188,29 +205,6 @@ TEST_F(CommandManagerTest, UpgradeOverAllItsStates) {
     EXPECT_EQ(UpgradeState(), CommandManager::eUpgradeDownloadError) << "the system reported the failed write late";
     mDaemon.Set(board::Fault::kLying);
     EXPECT_EQ(Ask("UPGR11"), kOk) << "partition 4 stayed writable";
-}
-
-TEST_F(CommandManagerTest, TheLogChannelFollowsCallback) {
-    EXPECT_EQ(Ask("CALLBACK1"), kOk);
-    Ask("DEBUG2");
-    const Texts lines = Ask("VERS");
-    ASSERT_GE(lines.size(), 2u) << "log lines beside the reply";
-    EXPECT_EQ(lines[0].substr(0, 5), "LOG: ");
-    Ask("DEBUG0");
-    Ask("CALLBACK0");
-    mMaster.Take(50);
-    EXPECT_EQ(Ask("REMOTE1"), kKo) << "no panic line on a closed channel";
-}
-
-TEST_F(CommandManagerTest, AScanAnswersItsQuestions) {
-    const Texts before = Ask("SCA?");
-    EXPECT_EQ(before, Texts{std::string("\0\0\0\0", 4)});
-    Texts messages = Ask("Tuner://1f");
-    for (const std::string& late : mMaster.TakeCount(3 - messages.size())) messages.push_back(late);
-    std::sort(messages.begin(), messages.end());  // the scan's own messages come when they come
-    EXPECT_EQ(messages, (Texts{"BLINDCMP:0 OK\r\n", "BLINDSTART:0 OK\r\n", "OK\r\n"}));
-    EXPECT_EQ(Ask("SCA?"), Texts{std::string("\0\x20\0\5", 4)}) << "one behind the channel, nothing found, done";
-    EXPECT_EQ(Ask("BLIND99"), kOk);
 }
 
 TEST_F(CommandManagerTest, AShortCommandReadsNothingOfTheOneBefore) {

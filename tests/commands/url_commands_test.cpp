@@ -1,7 +1,6 @@
 // URL and VSCALE: pages, the keys for them, and the place of the layers.
 #include "browser_controller.h"
 #include "commands/command_fixture.h"
-#include "commands/player_queue.h"
 #include "infrared_service.h"
 
 class UrlTest : public ReceiverTest {
