@@ -6,9 +6,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <functional>
+#include <list>
 #include <map>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <regex>
@@ -16,6 +17,7 @@
 #include <sstream>
 #include <thread>
 
+#include "master/played_board.h"
 #include "output/failure.h"
 
 namespace zulctl::serve {
@@ -24,70 +26,53 @@ namespace {
 using namespace std::chrono_literals;
 using Json = nlohmann::json;
 
-constexpr std::uint32_t kHere = 0x7F000001;
 const std::string kToken = "0123456789abcdef0123456789abcdef";
-
-/// A board that gives a fixed answer to each request and remembers what was asked.
-class PlayedBoard {
- public:
-    PlayedBoard(std::uint16_t port, std::map<std::string, std::string> answers) : mAnswers(std::move(answers)) {
-        mSocket.Bind(port, kHere);
-        mForward.Bind(0, kHere);
-        mThread = std::jthread([this](const std::stop_token& stop) { Serve(stop); });
-    }
-    int Asked(const std::string& request) const {
-        const std::lock_guard lock(mMutex);
-        const auto found = mAsked.find(request);
-        return found == mAsked.end() ? 0 : found->second;
-    }
-
- private:
-    void Serve(const std::stop_token& stop) {
-        UdpSocket* const sockets[] = {&mSocket};
-        while (!stop.stop_requested()) {
-            if (!WaitForAny(sockets, Clock::now() + 50ms)) continue;
-            const auto datagram = mSocket.Take();
-            if (!datagram) continue;
-            const std::lock_guard lock(mMutex);
-            ++mAsked[datagram->bytes];
-            for (const auto& [request, answer] : mAnswers) {
-                if (datagram->bytes.starts_with(request))
-                    (request.starts_with("EIT") ? mForward : mSocket).Send(answer, datagram->from);
-            }
-        }
-    }
-
-    const std::map<std::string, std::string> mAnswers;
-    UdpSocket mSocket, mForward;
-    mutable std::mutex mMutex;
-    std::map<std::string, int> mAsked;
-    std::jthread mThread;
-};
 
 struct Reply {
     int status = 0;  ///< 0: the connection was closed without an answer
     std::string head, body;
 };
 
-/// Sends bytes to the service and takes all that comes until it closes.
-Reply Send(std::uint16_t port, const std::string& request) {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    const sockaddr_in to = Endpoint{kHere, port}.Sockaddr();
-    Reply reply;
-    const timeval limit{30, 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    if (connect(fd, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0) {
-        send(fd, request.data(), request.size(), MSG_NOSIGNAL);
+/// A connection to the service from one of this machine's addresses, closed with the object.
+class Connection {
+ public:
+    explicit Connection(std::uint16_t port, std::uint32_t from = kHere) : mFd(socket(AF_INET, SOCK_STREAM, 0)) {
+        const sockaddr_in own = Endpoint{from, 0}.Sockaddr(), to = Endpoint{kHere, port}.Sockaddr();
+        const timeval limit{30, 0};
+        setsockopt(mFd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+        bind(mFd, reinterpret_cast<const sockaddr*>(&own), sizeof own);
+        EXPECT_EQ(connect(mFd, reinterpret_cast<const sockaddr*>(&to), sizeof to), 0);
+    }
+    ~Connection() { close(mFd); }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    void Send(const std::string& bytes) const { send(mFd, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+    /// Takes what comes until the service closes.
+    std::string Take() const {
         std::string all;
         char piece[4096];
-        for (ssize_t size = 0; (size = recv(fd, piece, sizeof piece, 0)) > 0;)
+        for (ssize_t size = 0; (size = recv(mFd, piece, sizeof piece, 0)) > 0;)
             all.append(piece, static_cast<std::size_t>(size));
-        const std::size_t end = all.find("\r\n\r\n");
-        if (all.starts_with("HTTP/1.1 ") && end != std::string::npos)
-            reply = {std::stoi(all.substr(9, 3)), all.substr(0, end), all.substr(end + 4)};
+        return all;
     }
-    close(fd);
-    return reply;
+    bool IsClosed() const {
+        char byte = 0;
+        return recv(mFd, &byte, 1, MSG_DONTWAIT) == 0;
+    }
+
+ private:
+    int mFd;
+};
+
+/// Sends a request to the service and takes all that comes until it closes.
+Reply Send(std::uint16_t port, const std::string& request, std::uint32_t from = kHere) {
+    const Connection connection(port, from);
+    connection.Send(request);
+    const std::string all = connection.Take();
+    const std::size_t end = all.find("\r\n\r\n");
+    if (!all.starts_with("HTTP/1.1 ") || end == std::string::npos) return {};
+    return {std::stoi(all.substr(9, 3)), all.substr(0, end), all.substr(end + 4)};
 }
 
 Reply Get(std::uint16_t port, const std::string& path) {
@@ -238,6 +223,30 @@ TEST_F(ServiceTest, RefusesWhatNoPageOfItsOwnWouldAsk) {
     const auto began = Clock::now();
     EXPECT_NE(Send(port, get + "Host: local").status, 200) << "half a request";
     EXPECT_LT(Clock::now() - began, 25s);
+}
+
+TEST_F(ServiceTest, AClientThatHoldsConnectionsLosesItsOldestIdleOnesAndHoldsUpNobody) {
+    Serve();
+    constexpr int kHeld = 500;
+    bool bounded = false;
+    for (int turn = 0; turn < 5 && !bounded; ++turn) {  // on a busy machine their deadline may come first
+        std::list<Connection> held;
+        for (int n = 0; n < kHeld; ++n) held.emplace_back(port).Send(n % 2 == 0 ? "GET / HTTP/1.1\r\n" : "");
+        const int status = Send(port, "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n", kHere + 1).status;
+        const auto closed =
+            std::count_if(held.begin(), held.end(), [](const Connection& one) { return one.IsClosed(); });
+        bounded = status == 200 && closed == kHeld - kWaitingOfOne && held.front().IsClosed();
+    }
+    EXPECT_TRUE(bounded);
+}
+
+TEST_F(ServiceTest, ARequestThatIsRefusedIsNotContinued) {
+    Serve(kToken);
+    const std::string expects = "Expect: 100-continue\r\n", order = kOrderHeaders + expects,
+                      continued = "HTTP/1.1 100 Continue";
+    EXPECT_EQ(Post(port, "/api/reset", "{}", order).head, continued);
+    EXPECT_EQ(Post(port, "/api/reset", "{}", expects).status, 403);
+    EXPECT_EQ(Post(port, "/api/reset", std::string(5000, ' '), order).status, 413);
 }
 
 TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {

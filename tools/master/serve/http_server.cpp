@@ -1,8 +1,8 @@
-// httplib, with a stream of ours beneath it: its own gives each read a time and a request none.
+// httplib with its own stream: a deadline for the whole request, and a bound on the connections of a client.
 #include "serve/http_server.h"
 
 #include <httplib.h>
-#include <netinet/tcp.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <list>
+#include <mutex>
 #include <thread>
 
 #include "output/failure.h"
@@ -20,8 +22,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t kThreads = 128;                   ///< so many slow clients hold up nobody
-constexpr int kBacklog = 512;                           ///< connections that wait for the service's turn
+constexpr std::size_t kThreads = 2 * kWaitingOfOne;     ///< one slow client leaves half of them to the others
+constexpr int kBacklog = 512;                           ///< connections that the kernel keeps for the service
 constexpr auto kAnswerTime = std::chrono::seconds(20);  ///< for a client to take an answer
 
 /// Nothing is loaded from elsewhere, and no other site may show or read what is served.
@@ -37,10 +39,55 @@ const httplib::Headers kHeaders = {
     {"Cache-Control", "no-store"},
 };
 
+/// Connections that wait for their clients to send or take bytes.
+class WaitingRoom {
+ public:
+    /// Waits for an event until the deadline, or until the connection has to give way to another of its client.
+    bool Wait(socket_t fd, in_addr_t client, short events, Clock::time_point deadline) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        pollfd polled{fd, events, 0};
+        if (left <= 0) return false;
+        if (poll(&polled, 1, 0) == 1) return true;
+        Enter({fd, client});
+        const bool ready = poll(&polled, 1, static_cast<int>(left)) == 1;
+        Leave(fd);
+        return ready;
+    }
+
+ private:
+    struct Connection {
+        socket_t fd;
+        in_addr_t client;
+    };
+
+    void Enter(const Connection& added) {
+        const auto isOfClient = [&](const Connection& one) { return one.client == added.client; };
+        const std::lock_guard lock(mMutex);
+        mConnections.push_back(added);
+        if (std::count_if(mConnections.begin(), mConnections.end(), isOfClient) <= kWaitingOfOne) return;
+        const auto oldest = std::find_if(mConnections.begin(), mConnections.end(), isOfClient);
+        ::shutdown(oldest->fd, SHUT_RDWR);  // wakes its thread, which closes it
+        mConnections.erase(oldest);
+    }
+
+    void Leave(socket_t fd) {
+        const std::lock_guard lock(mMutex);
+        mConnections.remove_if([&](const Connection& one) { return one.fd == fd; });
+    }
+
+    std::mutex mMutex;
+    std::list<Connection> mConnections;  ///< the one that has waited longest comes first
+};
+
 /// A connection whose request has a deadline and a size, whatever pieces it comes in.
 class BoundedStream final : public httplib::Stream {
  public:
-    explicit BoundedStream(socket_t fd) : mFd(fd), mDeadline(Clock::now() + std::chrono::seconds(kRequestSeconds)) {}
+    BoundedStream(socket_t fd, WaitingRoom& room)
+        : mFd(fd), mRoom(room), mDeadline(Clock::now() + std::chrono::seconds(kRequestSeconds)) {
+        sockaddr_in peer{};
+        socklen_t size = sizeof peer;
+        if (getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &size) == 0) mClient = peer.sin_addr.s_addr;
+    }
 
     bool is_readable() const override { return mAt < mFilled || Ready(POLLIN, mDeadline); }
     bool is_writable() const override { return Ready(POLLOUT, Clock::now() + kAnswerTime); }
@@ -63,11 +110,7 @@ class BoundedStream final : public httplib::Stream {
     }
 
  private:
-    bool Ready(short events, Clock::time_point deadline) const {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        pollfd polled{mFd, events, 0};
-        return left > 0 && poll(&polled, 1, static_cast<int>(left)) == 1;
-    }
+    bool Ready(short events, Clock::time_point deadline) const { return mRoom.Wait(mFd, mClient, events, deadline); }
 
     bool Fill() {
         if (mTotal >= kLargestHead + kLargestBody || !Ready(POLLIN, mDeadline)) return false;
@@ -79,6 +122,8 @@ class BoundedStream final : public httplib::Stream {
     }
 
     const socket_t mFd;
+    in_addr_t mClient = 0;
+    WaitingRoom& mRoom;
     const Clock::time_point mDeadline;
     Clock::time_point mWritesUntil{};
     std::size_t mAt = 0, mFilled = 0, mTotal = 0;
@@ -87,10 +132,8 @@ class BoundedStream final : public httplib::Stream {
 
 /// httplib's own options would let a second service have the same port.
 void SetOptions(socket_t fd) {
-    const int yes = 1, seconds = kRequestSeconds;
+    const int yes = 1;
     setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-    // A browser's connections in reserve stay with the kernel until something comes.
-    setsockopt(fd, IPPROTO_TCP, TCP_DEFER_ACCEPT, &seconds, sizeof seconds);
 }
 
 HttpRequest Converted(const httplib::Request& request) {
@@ -122,7 +165,7 @@ class HttpServer::Impl final : public httplib::Server {
 
  private:
     bool process_and_close_socket(socket_t fd) override {
-        BoundedStream stream(fd);
+        BoundedStream stream(fd, mRoom);
         bool closed = false;
         const bool done = process_request(stream, true, closed, [](httplib::Request& request) {
             // Compressing costs more than sending, and ranges of a status make no sense.
@@ -133,6 +176,8 @@ class HttpServer::Impl final : public httplib::Server {
         ::close(fd);
         return done;
     }
+
+    WaitingRoom mRoom;
 };
 
 HttpServer::HttpServer(std::function<HttpAnswer(const HttpRequest&)> check,
@@ -145,13 +190,19 @@ HttpServer::HttpServer(std::function<HttpAnswer(const HttpRequest&)> check,
     server.set_tcp_nodelay(true);
     server.set_socket_options(SetOptions);
     // Paths aren't given to httplib, which would take them for regular expressions and for files.
-    server.set_pre_routing_handler([check, handle](const httplib::Request& request, httplib::Response& response) {
+    const auto respond = [check, handle](const httplib::Request& request, httplib::Response& response) {
         const HttpRequest converted = Converted(request);
         HttpAnswer answer = check(converted);
         if (answer.status == 200 && request.method == "POST") return httplib::Server::HandlerResponse::Unhandled;
         if (answer.status == 200) answer = handle(converted);
         Give(answer, response);
         return httplib::Server::HandlerResponse::Handled;
+    };
+    server.set_pre_routing_handler(respond);
+    // A request that is answered without its body isn't continued.
+    server.set_expect_100_continue_handler([respond](const httplib::Request& request, httplib::Response& response) {
+        if (respond(request, response) == httplib::Server::HandlerResponse::Handled) return response.status;
+        return request.get_header_value<std::uint64_t>("Content-Length") > kLargestBody ? response.status = 413 : 100;
     });
     server.Post("[^]*", [handle](const httplib::Request& request, httplib::Response& response) {
         Give(handle(Converted(request)), response);

@@ -1,4 +1,4 @@
-/// An HTTP server with short leads: small requests that come in time, one request a connection.
+/// An HTTP server with tight limits: small requests within a deadline, one request a connection.
 #pragma once
 
 #include <functional>
@@ -13,6 +13,8 @@ namespace zulctl::serve {
 inline constexpr std::size_t kLargestHead = 16 << 10;  ///< bytes of request line and headers
 inline constexpr std::size_t kLargestBody = 4 << 10;
 inline constexpr int kRequestSeconds = 3;  ///< for a request to come in whole
+/// Connections of one client address that may wait for the client; one more closes the one that has waited longest.
+inline constexpr int kWaitingOfOne = 64;
 
 struct HttpRequest {
     std::string method, path;                        ///< path: decoded, without the query
