@@ -240,7 +240,7 @@ std::string Findings(const std::vector<Diagnosis>& findings, std::size_t width, 
                                                 : Style::kWarn,
                                         colour);
         std::string head = fmt::format("{} {:<10}", mark, item.check);
-        for (const std::string& line : WrappedLines(item.finding, room))
+        for (const std::string& line : WrappedLines(EscapedMessage(item.finding), room))
             text += std::exchange(head, std::string(kIndent, ' ')) + line + "\n";
         if (item.advice.empty()) continue;
         for (const std::string& line : WrappedLines("→ " + item.advice, room))

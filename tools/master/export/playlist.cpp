@@ -4,23 +4,16 @@
 #include <algorithm>
 
 #include "export/lineup.h"
+#include "output/escape.h"
 #include "protocol/channels.h"
 
 namespace zulctl {
 
 namespace {
 
-/// A text for one line: control characters would end it.
-std::string OneLine(std::string text) {
-    for (char& c : text) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
-    }
-    return text;
-}
-
 /// A text between double quotes, for which the form has no escape.
 std::string Quoted(const std::string& text) {
-    std::string quoted = OneLine(text);
+    std::string quoted = Blanked(text);
     for (char& c : quoted) {
         if (c == '"') c = '\'';
     }
@@ -39,7 +32,7 @@ std::string EntryText(const LineupEntry& entry, Player player) {
     if (entry.channel.number != 0) text += fmt::format(" tvg-chno={}", Quoted(entry.channel.NumberText()));
     text += fmt::format(" group-title={}", Attribute(entry.board));
     if (entry.channel.videoType == 0) text += " radio=\"true\"";
-    text += "," + OneLine(name) + "\n";
+    text += "," + Blanked(name) + "\n";
     const std::string at = EndpointText(*entry.stream);
     if (player == Player::kVlc) {
         if (entry.shares) text += fmt::format("#EXTVLCOPT:program={}\n", entry.channel.id.programme);

@@ -8,6 +8,7 @@
 
 #include "commands/guide_grid.h"
 #include "export/lineup.h"
+#include "output/escape.h"
 #include "protocol/channels.h"
 #include "protocol/moment.h"
 
@@ -16,22 +17,11 @@ namespace zulctl {
 namespace {
 
 /// Blanks for control characters, most of which XML 1.0 can't hold in any way (2.2, Char), and question marks for what
-/// isn't a character or replaces one that was lost. What comes in is UTF-8.
+/// isn't a character or replaces one that was lost.
 std::string XmlText(const std::string& text) {
-    std::string clean;
-    for (std::size_t n = 0; n < text.size(); ++n) {
-        const auto byte = static_cast<unsigned char>(text[n]);
-        const auto next = static_cast<unsigned char>(n + 1 < text.size() ? text[n + 1] : 0);
-        const std::string_view three = std::string_view(text).substr(n, 3);
-        if (byte < 0x20 || byte == 0x7F) {
-            clean += ' ';
-        } else if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {  // C1
-            clean += ' ', ++n;
-        } else if (three == "\xEF\xBF\xBD" || three == "\xEF\xBF\xBE" || three == "\xEF\xBF\xBF") {
-            clean += '?', n += 2;
-        } else {
-            clean += text[n];
-        }
+    std::string clean = Blanked(text);
+    for (const char* lost : {"\uFFFD", "\uFFFE", "\uFFFF"}) {
+        for (std::size_t at = 0; (at = clean.find(lost, at)) != std::string::npos;) clean.replace(at, 3, "?");
     }
     const std::size_t first = clean.find_first_not_of(' ');
     return first == std::string::npos ? "" : clean.substr(first, clean.find_last_not_of(' ') - first + 1);

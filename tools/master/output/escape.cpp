@@ -5,6 +5,7 @@
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
+#include <algorithm>
 #include <ctime>
 
 namespace zulctl {
@@ -23,10 +24,11 @@ UChar32 TakeUtf8(std::string_view& rest) {
     return c;
 }
 
+bool IsControl(UChar32 c) { return (U_GET_GC_MASK(c) & (U_GC_CC_MASK | U_GC_ZL_MASK | U_GC_ZP_MASK)) != 0; }
+
 bool IsUnsafe(UChar32 c) {
-    constexpr std::uint32_t kTypes = U_GC_CC_MASK | U_GC_ZL_MASK | U_GC_ZP_MASK;
     constexpr UChar32 kByteOrderMark = 0xFEFF;
-    return (U_GET_GC_MASK(c) & kTypes) != 0 || u_hasBinaryProperty(c, UCHAR_BIDI_CONTROL) || c == kByteOrderMark;
+    return IsControl(c) || u_hasBinaryProperty(c, UCHAR_BIDI_CONTROL) || c == kByteOrderMark;
 }
 
 std::size_t CharacterWidth(UChar32 c) {
@@ -68,6 +70,28 @@ std::string Escaped(std::string_view bytes) {
             text += fmt::format("\\u{{{:04x}}}", c);
         else
             text += piece;
+    }
+    return text;
+}
+
+std::string EscapedMessage(std::string_view message) {
+    std::string text;
+    while (!message.empty()) {
+        const std::size_t kept = std::min(message.find_first_of("\n\\"), message.size());
+        text += Escaped(message.substr(0, kept));
+        text += message.substr(kept, 1);
+        message.remove_prefix(std::min(kept + 1, message.size()));
+    }
+    return text;
+}
+
+std::string Blanked(std::string_view bytes) {
+    std::string text;
+    while (!bytes.empty()) {
+        std::string_view piece = bytes;
+        const UChar32 c = TakeUtf8(bytes);
+        piece.remove_suffix(bytes.size());
+        text += c < 0 || IsControl(c) ? " " : piece;
     }
     return text;
 }

@@ -17,6 +17,11 @@ using common::Unescaped;
 /// DEL, C1), bidirectional overrides, line separators and bytes that aren't UTF-8 become \r, \n, \t, \xNN or \u{NNNN}.
 std::string Escaped(std::string_view bytes);
 
+/// Escapes a message whose parts may be escaped already: as Escaped, but backslashes and line ends stay.
+std::string EscapedMessage(std::string_view message);
+/// Replaces control characters, line separators and bytes that aren't UTF-8 by blanks, for formats without escapes.
+std::string Blanked(std::string_view bytes);
+
 /// \return the columns that escaped UTF-8 text takes on a terminal
 std::size_t DisplayWidth(std::string_view text);
 /// Cuts escaped text to at most `columns`, the last of which then shows an ellipsis.

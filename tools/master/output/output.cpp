@@ -91,19 +91,21 @@ void Output::Detail(const std::string& line) {
     if (verbose > 0 && !quiet) Line(line);
 }
 
-void Output::Error(const std::string& line) { Line("zulctl: " + Styled(line, Style::kBad, mErrIsTerminal && mColour)); }
+void Output::Error(const std::string& line) {
+    Line("zulctl: " + Styled(EscapedMessage(line), Style::kBad, mErrIsTerminal && mColour));
+}
 
 void Output::CheckWritten() const {
     if (std::ferror(stdout) != 0) throw Failure(kUsage, "standard output can't be written");
 }
 
 void Output::Warning(const std::string& line) {
-    if (!quiet) Line("zulctl: " + Styled(line, Style::kWarn, mErrIsTerminal && mColour));
+    if (!quiet) Line("zulctl: " + Styled(EscapedMessage(line), Style::kWarn, mErrIsTerminal && mColour));
 }
 
 void Output::Progress(const std::string& line) {
     if (!HasProgress() || (line.empty() && !mProgressShown)) return;
-    Write(stderr, "\r\x1b[K" + CutToWidth(line, mWidth - std::min<std::size_t>(mWidth, 1)));
+    Write(stderr, "\r\x1b[K" + CutToWidth(EscapedMessage(line), mWidth - std::min<std::size_t>(mWidth, 1)));
     mProgressShown = !line.empty();
 }
 
