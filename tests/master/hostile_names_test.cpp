@@ -14,29 +14,8 @@
 namespace zulctl {
 namespace {
 
-const std::string kEvil = "\r\x1b[5m\x7f";              // within a channel name's seven bytes
+const std::string kEvil = "\r\x1b[5m\x7f!";             // within a channel name's seven bytes
 const std::string kEvilFile = "\x1b]0;\xc2\x9b\x7f\r";  // with a C1 control too
-
-std::map<std::string, std::string> Transmitter() {
-    const auto text = fmt::format("{},00[{}]", kEvil.size(), kEvil);
-    return {
-        {"STATUS", "STATUS 1 0 239.1.1.1:5000 0:1:ff:[0001] F:" + kEvil + " E:0 C:\"NO CAM\" 7% OK\r\n"},
-        {"SCA?", std::string("\0\2\1\5", 4)},
-        {"ZUL", fmt::format("ZULB<Device-UUID={0}_TX_-02005e100001><Device-Make={0}><Device-Model={0}_TX_>"
-                            "<Device-Revision={0}>\r\n",
-                            kEvil)},
-        {"VERS", "VERS" + kEvil + "OK\r\n"},
-        {"IP?", fmt::format("DHCP:0 MAC:{0} IP:{0} GW:{0} NM:{0} OK\r\n", kEvil)},
-        {"TIME", "TIME d3a4 1930 OK\r\n"},
-        {"UPGR", "UPGRSTATUS0 OK\r\n"},
-        {"SCAL", "SCAL 021 0201 0001 [02:0:ff:02:81] C A " + kEvil + "\r\nffff\r\nOK\r\n" + '\0'},
-        {"EIT", "EITI d3a4 1930 0100 S" + text + "L" + text + "\r\nOK\r\n"},
-        {"LAN?", "LANG 0201 0001 " + kEvil.substr(0, 3) + "00\r\nOK\r\n"},
-        {"SUB?", "SUB 0201 0001 " + kEvil.substr(0, 3) + "\r\nOK\r\n"},
-        {"DEBUG", "LOG:ERROR " + kEvil + "\r\n"},
-        {"", "OK\r\n"},
-    };
-}
 
 /// \return what is left of a terminal's output without the colours, cleared lines and line ends of zulctl
 std::string WithoutOwn(const std::string& output) {
@@ -52,7 +31,7 @@ TEST(Terminal, TakesNoNameForACommand) {
     std::ofstream(folder / "lost.toml") << "[boards." << toml << stream << toml << "]}]\n";
     std::ofstream(folder / "wrong.toml") << toml << " = 1\n";
     std::ofstream(image) << "an image of some size";
-    const PlayedBoard board(5000, Transmitter());
+    const PlayedBoard board(5000, TransmitterAnswers(kEvil));
     setenv("ZULCTL_CONFIG", names.c_str(), 1), setenv("NAME", kEvilFile.c_str(), 1), setenv("COLUMNS", "200", 1);
     std::istringstream commands(R"(
         discover

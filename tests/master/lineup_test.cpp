@@ -27,8 +27,10 @@ TEST(Lineup, PutsEachChannelToTheBestStreamOfItsOwnTunerChannel) {
     status.streams = {{0, true, *ParseEndpoint("239.1.1.1:5000"), {3, 4}},
                       {1, true, *ParseEndpoint("239.1.1.2:5000"), {4}},
                       {2, false, *ParseEndpoint("239.1.1.3:5000"), {5}}};
-    const Lineup lineup =
-        LineupOf("attic", {Named("A", 71, 3), Named("B", 72, 4), Named("C", 73, 5), Named("D", 91, 3, 9)}, status, 7);
+    const Lineup lineup = LineupOf(
+        "a\"b",
+        {Named("A", 71, 3), Named("B\" y=\"1\r\nudp://evil, 映画", 72, 4), Named("C", 73, 5), Named("D", 91, 3, 9)},
+        status, 7);
     ASSERT_EQ(lineup.size(), 4u);
     EXPECT_EQ(EndpointText(*lineup[0].stream), "239.1.1.1:5000");
     EXPECT_TRUE(lineup[0].shares);
@@ -41,29 +43,16 @@ TEST(Lineup, PutsEachChannelToTheBestStreamOfItsOwnTunerChannel) {
                       kodi = M3uText(lineup, Player::kKodi, "http://h/g.xml");
     EXPECT_EQ(vlc,
               "#EXTM3U\n"
-              "#EXTINF:-1 tvg-id=\"p3.t811.c7.zul\" tvg-name=\"A\" tvg-chno=\"7.1\" group-title=\"attic\",A\n"
+              "#EXTINF:-1 tvg-id=\"p3.t811.c7.zul\" tvg-name=\"A\" tvg-chno=\"7.1\" group-title=\"a'b\",A\n"
               "#EXTVLCOPT:program=3\n"
               "udp://@239.1.1.1:5000\n"
-              "#EXTINF:-1 tvg-id=\"p4.t811.c7.zul\" tvg-name=\"B\" tvg-chno=\"7.2\" group-title=\"attic\",B\n"
-              "udp://@239.1.1.2:5000\n");
+              "#EXTINF:-1 tvg-id=\"p4.t811.c7.zul\" tvg-name=\"B' y='1  udp://evil  映画\" tvg-chno=\"7.2\" "
+              "group-title=\"a'b\","
+              "B\" y=\"1  udp://evil, 映画\n"
+              "udp://@239.1.1.2:5000\n")
+        << "a name adds no line and no attribute";
     EXPECT_TRUE(kodi.starts_with(head)) << kodi;
     EXPECT_NE(kodi.find("program_number=3\nudp://239.1.1.1:5000\n"), std::string::npos) << kodi;
-}
-
-TEST(Lineup, ANameCannotAddALineOrAnAttribute) {
-    LineupEntry entry{"a\"b", Named("X\" y=\"1\r\nudp://evil", 0, 1), *ParseEndpoint("239.1.1.1:5000"), false, {}};
-    EXPECT_EQ(M3uText({entry}, Player::kVlc, ""),
-              "#EXTM3U\n#EXTINF:-1 tvg-id=\"p1.t811.c7.zul\" tvg-name=\"X' y='1  udp://evil\" group-title=\"a'b\","
-              "X\" y=\"1  udp://evil\nudp://@239.1.1.1:5000\n");
-
-    if (std::system("/usr/bin/python3 -c 'import gi; gi.require_version(\"TotemPlParser\", \"1.0\")' 2>/dev/null") != 0)
-        GTEST_SKIP() << "python3-gi or gir1.2-totemplparser-1.0 isn't installed";
-    LineupEntry next{"b", Named("Žofín, 映画", 72, 2), *ParseEndpoint("239.1.1.2:5000"), true, {}};
-    for (const Player player : {Player::kVlc, Player::kKodi}) {
-        const std::string at = player == Player::kVlc ? "udp://@" : "udp://";
-        EXPECT_EQ(Judged(M3uText({entry, next}, player, "http://h/g.xml"), ZUL_READ_PLAYLIST),
-                  at + "239.1.1.1:5000 X\" y=\"1  udp://evil\n" + at + "239.1.1.2:5000 Žofín, 映画\ngood\n");
-    }
 }
 
 TEST(Xmltv, IsAcceptedByItsOwnValidatorWhateverIsInTheTexts) {
@@ -80,16 +69,11 @@ TEST(Xmltv, IsAcceptedByItsOwnValidatorWhateverIsInTheTexts) {
         << text;
     EXPECT_NE(text.find("start=\"20260302003000 +0000\""), std::string::npos) << text;
     EXPECT_EQ(text.find("<channel id=\"p3."), text.rfind("<channel id=\"p3.")) << "two boards, one channel: " << text;
-
     EXPECT_EQ(text.find("<channel id=\"p4."), std::string::npos) << "nothing is known of it: " << text;
 
     if (std::system("command -v tv_validate_file >/dev/null") != 0) GTEST_SKIP() << "xmltv-util isn't installed";
     const std::string judge = "tv_validate_file --dtd-file " ZUL_XMLTV_DTD;
     EXPECT_TRUE(Judged(text, judge).ends_with("good\n")) << Judged(text, judge) << text;
-    std::string wrong = text;
-    wrong.replace(wrong.find("<title>"), 7, "<label>");
-    wrong.replace(wrong.find("</title>"), 8, "</label>");
-    EXPECT_FALSE(Judged(wrong, judge).ends_with("good\n")) << "the judge is awake";
 }
 
 }  // namespace

@@ -1,21 +1,21 @@
-// Escaping, tables of every width, plain text.
+// Escaping, tables and grids of every width, plain text.
 #include "output/output.h"
 
 #include <gtest/gtest.h>
 
-#include <random>
+#include <sstream>
 
+#include "commands/guide_grid.h"
 #include "output/escape.h"
 
 namespace zulctl {
 namespace {
 
 TEST(Escape, LetsThroughTextAndNothingElse) {
-    struct Row {
+    const struct {
         std::string bytes;
         const char* shown;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"News", "News"},
         {"OK\r\n", "OK\\r\\n"},
         {"\x1b[2J", "\\x1b[2J"},  // would clear the screen
@@ -35,18 +35,8 @@ TEST(Escape, LetsThroughTextAndNothingElse) {
         {"\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},  // above U+10FFFF
         {"\xe6\x98", "\\xe6\\x98"},                    // cut
     };
-    for (const Row& row : rows) EXPECT_EQ(Escaped(row.bytes), row.shown);
-}
-
-TEST(Escape, RandomBytesNeverYieldAControlCharacter) {
-    std::mt19937 random(7);
-    for (int round = 0; round < 3000; ++round) {
-        std::string bytes(random() % 40, '\0');
-        for (char& byte : bytes) byte = static_cast<char>(random());
-        for (const char c : Escaped(bytes))
-            EXPECT_TRUE(static_cast<unsigned char>(c) >= 0x20 && c != 0x7f) << HexText(bytes);
-        EXPECT_EQ(FromHex(HexText(bytes)), bytes);
-    }
+    for (const auto& row : rows) EXPECT_EQ(Escaped(row.bytes), row.shown);
+    EXPECT_EQ(EscapedMessage("a \\x1b\nb \x1b[m\r"), "a \\x1b\nb \\x1b[m\\r") << "parts may be escaped already";
 }
 
 TEST(Width, CountsColumnsAndCutsOnWholeCharacters) {
@@ -58,17 +48,11 @@ TEST(Width, CountsColumnsAndCutsOnWholeCharacters) {
     EXPECT_EQ(CutToWidth("abc", 0), "");
 }
 
-std::string LongestLine(const std::string& text) {
-    std::string longest, line;
-    for (const char c : text) {
-        if (c != '\n')
-            line += c;
-        else if (DisplayWidth(line) > DisplayWidth(longest))
-            longest = std::exchange(line, "");
-        else
-            line.clear();
-    }
-    return longest;
+std::vector<std::string> Lines(const std::string& text) {
+    std::istringstream rest(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(rest, line);) lines.push_back(line);
+    return lines;
 }
 
 TEST(Table, FitsTheWidthByCuttingThenLeavingOut) {
@@ -78,9 +62,9 @@ TEST(Table, FitsTheWidthByCuttingThenLeavingOut) {
     const std::string wide = table.Render(200, false);
     EXPECT_NE(wide.find("映画館映画館映画館映画館  1234567  of little interest\n"), std::string::npos) << wide;
     EXPECT_NE(wide.find("10.12  Short"), std::string::npos);
-    for (const std::size_t width : {80u, 60u, 45u, 30u, 24u}) {
+    for (const std::size_t width : {80u, 45u, 30u, 24u}) {
         const std::string text = table.Render(width, false);
-        EXPECT_LE(DisplayWidth(LongestLine(text)), width) << text;
+        for (const std::string& line : Lines(text)) EXPECT_LE(DisplayWidth(line), width) << text;
         EXPECT_NE(text.find("1234567"), std::string::npos) << "a column that must stay: " << text;
         EXPECT_EQ(text.find("NOTE") != std::string::npos, width >= 45u) << text;
     }
@@ -92,11 +76,33 @@ TEST(Plain, OneKeyALineWhateverIsInTheValue) {
     EXPECT_EQ(PlainText(body), "name=a\\nb=c\nnone=\nlist.0=1\nlist.1=true\nlist.2.deep=x\n");
 }
 
-TEST(Numbers, ForPeople) {
-    EXPECT_EQ(BitRateText(19392658), "19.39 Mbit/s");
-    EXPECT_EQ(BitRateText(900), "900 bit/s");
-    EXPECT_EQ(Bar(0.5, 4), "██░░");
-    EXPECT_EQ(Bar(7, 2), "██");
+TEST(GuideGrid, FitsTheWidthAndPlacesEventsInTime) {
+    using namespace std::chrono_literals;
+    const Minutes day{};
+    const auto event = [&](std::chrono::minutes at, std::chrono::minutes length, const char* title) {
+        return GuideEvent{day + at, length, title, "", 0, 0};
+    };
+    const std::vector<GridRow> rows = {
+        {"7.1 NEWS",
+         {event(19h, 45min, "Early"), event(19h + 45min, 30min, "At a quarter to"), event(21h, 2h, "\x1b[2J")}},
+        {"A name that is far too long",
+         {event(18h, 6h, "映画映画映画映画映画映画映画映画映画映画映画映画映画映画映画")}},
+        {"empty", {}}};
+    for (const std::size_t width : {40u, 80u, 200u}) {
+        const std::string grid = DrawGrid(rows, day + 19h, 3h, day + 20h, width, false);
+        const std::vector<std::string> lines = Lines(grid);
+        ASSERT_EQ(lines.size(), 4u);
+        for (const std::string& line : lines) EXPECT_LE(DisplayWidth(line), width) << grid;
+        EXPECT_NE(lines[0].find("19:00"), std::string::npos);
+        std::size_t at = 0;
+        const std::size_t plot = width - 17;
+        for (const std::size_t minutes : {0u, 45u, 120u}) {  // the gap before the last event stays empty
+            at = lines[1].find("│", at + 1);
+            EXPECT_EQ(DisplayWidth(lines[1].substr(0, at)), 17 + plot * minutes / 180) << grid;
+        }
+    }
+    EXPECT_NE(DrawGrid(rows, day + 19h, 3h, day + 20h, 80, true).find("\x1b[7m│At"), std::string::npos)
+        << "now is inverse";
 }
 
 }  // namespace

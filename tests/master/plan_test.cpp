@@ -1,67 +1,80 @@
-// Plans: what is refused, and the steps from what runs to what is wanted, judged by a model of a board's slots.
+// Plans and the file of names: what is refused, and the steps from what runs to what is wanted, judged by a model of a
+// board's slots.
 #include "plan/plan.h"
-
-#include <gtest/gtest.h>
 
 #include <fstream>
 #include <map>
 #include <random>
 
-#include "output/failure.h"
+#include "master/failure_of.h"
+#include "net/config.h"
 
 namespace zulctl {
 namespace {
 
-std::vector<PlannedBoard> Read(const std::string& text) {
+std::string Written(const std::string& text) {
     std::ofstream("/mnt/plan.toml") << text;
-    return ReadPlan("/mnt/plan.toml");
+    return "/mnt/plan.toml";
+}
+
+TEST(Config, NamesBoards) {
+    const Config config =
+        ReadConfig(Written("interface = \"eth1\"\nlocal_port = 40000\n"
+                           "[boards.attic]\naddress = \"10.0.0.5\"\nrole = \"transmitter\"\n"
+                           "[boards.hall]\naddress = \"10.0.0.6:2008\"\n"));
+    EXPECT_EQ(config.interfaceName, "eth1");
+    EXPECT_EQ(config.localPort, 40000);
+    EXPECT_EQ(config.Find("hall")->port, 2008);
+    EXPECT_EQ(config.Find("cellar"), nullptr);
+    EXPECT_EQ(config.NameOf({0x0A000005, 5000}, std::nullopt), "attic");
+    EXPECT_EQ(config.NameOf({0x0A000005, 2008}, Role::kReceiver), "") << "another board at that address";
 }
 
 TEST(Plan, IsReadWithItsPlaces) {
-    const auto plan = Read(
-        "[boards.attic]\n"
-        "streams = [\n"
-        "  {to = \"239.1.1.1:5000\", channels = [\"CINEMA\"]},\n"
-        "  {to = \"239.1.1.2:5000\", channels = [\"7.1\", \"7.3\"], slot = 2, whole = true},\n"
-        "]\n"
-        "[boards.\"10.0.0.7\"]\nstreams = []\n");
+    const auto plan =
+        ReadPlan(Written("[boards.attic]\nstreams = [\n"
+                         "  {to = \"239.1.1.1:5000\", channels = [\"CINEMA\"]},\n"
+                         "  {to = \"239.1.1.2:5000\", channels = [\"7.1\", \"7.3\"], slot = 2, whole = true},\n"
+                         "]\n[boards.\"10.0.0.7\"]\nstreams = []\n"));
     ASSERT_EQ(plan.size(), 2u);
     EXPECT_EQ(plan[0].board, "10.0.0.7");
-    EXPECT_TRUE(plan[0].streams.empty());
-    ASSERT_EQ(plan[1].streams.size(), 2u);
     EXPECT_EQ(plan[1].streams[1].slot, 2);
     EXPECT_TRUE(plan[1].streams[1].whole);
     EXPECT_EQ(plan[1].streams[1].place, "/mnt/plan.toml:4");
 }
 
-TEST(Plan, RefusesWhatCannotBe) {
+TEST(Files, SayWhereTheyAreWrong) {
+    const auto plan = [](const std::string& path) { ReadPlan(path); };
+    const auto names = [](const std::string& path) { ReadConfig(path); };
     const std::string a = "{to = \"239.1.1.1:5000\", channels = [\"A\"]}",
                       slot = "{to = \"239.1.1.2:5000\", channels = [\"A\"], slot = ";
     const struct {
+        void (*read)(const std::string&);
         std::string text, words;
     } rows[] = {
-        {"", "names no board"},
-        {"[boards.a]\n", "no streams"},
-        {"[board.a]\nstreams = []\n", "no such \"board\""},
-        {"[boards.a]\nstreams = [" + a + ", " + a + "]\n", "is taken by"},
-        {"[boards.a]\nstreams = [" + a + "]\n[boards.b]\nstreams = [" + a + "]\n", "is taken by"},
-        {"[boards.a]\nstreams = [" + slot + "1}, {to = \"239.1.1.3:5000\", channels = [\"B\"], slot = 1}]\n",
+        {plan, "", "names no board"},
+        {plan, "[boards.a]\n", "no streams"},
+        {plan, "[board.a]\nstreams = []\n", "no such \"board\""},
+        {plan, "[boards.a]\nstreams = [" + a + "]\n[boards.b]\nstreams = [" + a + "]\n", "is taken by"},
+        {plan, "[boards.a]\nstreams = [" + slot + "1}, {to = \"239.1.1.3:5000\", channels = [\"B\"], slot = 1}]\n",
          "slot 1 is taken"},
-        {"[boards.a]\nstreams = [" + slot + "8}]\n", "slots 0 to 7"},
-        {"[boards.a]\nstreams = [{to = \"10.0.0.1:5000\", channels = [\"A\"]}]\n", "multicast"},
-        {"[boards.a]\nstreams = [{to = \"239.1.1.1:5000\"}]\n", "no channels"},
-        {"[boards.a]\nstreams = [{channels = [\"A\"]}]\n", "no \"to\""},
-        {"[boards.a]\nstreams = [{to = \"239.1.1.1:5000\", channels = [\"A\"], slott = 1}]\n", "slott"},
-        {"[boards.a\n", "/mnt/plan.toml:1"},
+        {plan, "[boards.a]\nstreams = [" + slot + "8}]\n", "slots 0 to 7"},
+        {plan, "[boards.a]\nstreams = [{to = \"10.0.0.1:5000\", channels = [\"A\"]}]\n", "multicast"},
+        {plan, "[boards.a]\nstreams = [{to = \"239.1.1.1:5000\"}]\n", "no channels"},
+        {plan, "[boards.a]\nstreams = [{channels = [\"A\"]}]\n", "no \"to\""},
+        {plan, "[boards.a]\nstreams = [{to = \"239.1.1.1:5000\", channels = [\"A\"], slott = 1}]\n", "slott"},
+        {plan, "[boards.a\n", "/mnt/plan.toml:1"},
+        {names, "[boards.a]\nadress = \"10.0.0.5\"\n", ":2: a board has no \"adress\""},
+        {names, "[boards.a]\naddress = \"10.0.0.256\"\n", ":2: \"10.0.0.256\" isn't an IPv4 address"},
+        {names, "[boards.a]\n", ":1: board a has no address"},
+        {names, "[boards.a]\naddress = \"10.0.0.5\"\nrole = \"tx\"\n", ":3: a role is transmitter or receiver"},
+        {names, "local_port = 0\n", ":1: local_port is a number from 1 to 65535"},
+        {names, "colour = 1\n", ":1: \"colour\" isn't known here"},
+        {names, "interface = \n", ":1: "},
     };
     for (const auto& row : rows) {
-        try {
-            Read(row.text);
-            ADD_FAILURE() << row.text;
-        } catch (const Failure& failure) {
-            EXPECT_EQ(failure.code, kUsage);
-            EXPECT_NE(std::string(failure.what()).find(row.words), std::string::npos) << failure.what();
-        }
+        const std::string why = FailureOf(kUsage, [&] { row.read(Written(row.text)); });
+        EXPECT_NE(why.find(row.words), std::string::npos) << why;
     }
 }
 
@@ -150,22 +163,6 @@ TEST(Steps, LeadToThePlanFromAnywhereAndThenToNothing) {
             EXPECT_EQ(before.at(*step.slot).programmes, board.running.at(*step.slot).programmes) << "round " << round;
         }
     }
-}
-
-TEST(Steps, SayWhyAndSendWhatTheProtocolHas) {
-    std::vector<WantedStream> wanted(2);
-    wanted[0].request = {*ParseEndpoint("239.1.1.1:5000"), 7, {{1, 3}}, 0};
-    wanted[0].programmes = {3};
-    wanted[1].request = {*ParseEndpoint("239.1.1.2:5000"), 7, {}, std::nullopt};
-    wanted[1].programmes = {3, 4};
-    const auto steps = StepsTo(wanted, {{0, true, *ParseEndpoint("239.1.1.1:5000"), {3}}}, 7);
-    ASSERT_EQ(steps.size(), 2u);
-    EXPECT_EQ(steps[0].request, "UNIT4,1,239.1.1.2,5000,7");
-    EXPECT_EQ(steps[1].request, "UNIT4,0,239.1.1.1,5000,7,1,3");
-    EXPECT_EQ(steps[1].why, "starting or stopping another slot stops slot 0");
-    EXPECT_EQ(StepsTo({}, {{2, true, *ParseEndpoint("239.1.1.1:5000"), {3}}}, 7).at(0).request, "UNIT0");
-    EXPECT_TRUE(StepsTo({}, {}, 7).empty());
-    EXPECT_TRUE(wanted[1].IsAt({1, true, *ParseEndpoint("239.1.1.2:5000"), {3, 4, 5}}) == false) << "no slot yet";
 }
 
 }  // namespace

@@ -55,4 +55,26 @@ class PlayedBoard {
     std::jthread mThread;
 };
 
+/// Answers of a transmitter that streams one programme to 239.1.1.1:5000, with a name of seven bytes for all that
+/// it names.
+inline std::map<std::string, std::string> TransmitterAnswers(const std::string& name) {
+    const auto text = "7,00[" + name + "]";
+    return {
+        {"", "OK\r\n"},
+        {"STATUS", "STATUS 1 0 239.1.1.1:5000 0:1:ff:[0001] F:" + name + " E:0 C:\"NO CAM\" 7% OK\r\n"},
+        {"SCA?", std::string("\0\2\1\5", 4)},
+        {"ZUL", "ZULB<Device-UUID=" + name + "_TX_-02005e100001><Device-Model=" + name +
+                    "_TX_><Device-Revision=" + name + ">\r\n"},
+        {"VERS", "VERS" + name + "OK\r\n"},
+        {"IP?", "DHCP:0 MAC:" + name + " IP:" + name + " GW:" + name + " NM:" + name + " OK\r\n"},
+        {"TIME", "TIME d3a4 1930 OK\r\n"},
+        {"UPGR", "UPGRSTATUS0 OK\r\n"},
+        {"SCAL", "SCAL 021 0201 0001 [02:0:ff:02:81] C A " + name + "\r\nffff\r\nOK\r\n" + '\0'},
+        {"EIT", "EITI d3a4 1930 0100 S" + text + "L" + text + "\r\nOK\r\n"},
+        {"LAN?", "LANG 0201 0001 " + name.substr(0, 3) + "00\r\nOK\r\n"},
+        {"SUB?", "SUB 0201 0001 " + name.substr(0, 3) + "\r\nOK\r\n"},
+        {"DEBUG", "LOG:ERROR " + name + "\r\n"},
+    };
+}
+
 }  // namespace zulctl

@@ -12,9 +12,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <regex>
 #include <set>
-#include <sstream>
 #include <thread>
 
 #include "master/played_board.h"
@@ -26,6 +24,7 @@ namespace {
 using namespace std::chrono_literals;
 using Json = nlohmann::json;
 
+const std::string kName = "<s>\"&'>";
 const std::string kToken = "0123456789abcdef0123456789abcdef";
 
 struct Reply {
@@ -86,20 +85,6 @@ Reply Post(std::uint16_t port, const std::string& path, const std::string& body,
 
 const std::string kOrderHeaders = "Content-Type: application/json\r\nX-Zulctl-Token: " + kToken + "\r\n";
 
-std::map<std::string, std::string> Transmitter(const std::string& scan = std::string("\0\2\1\5", 4)) {
-    return {
-        {"STATUS", "STATUS 1 0 239.1.1.1:5000 0:1:ff:[0001] F:ATSC E:0 C:\"NO CAM\" 7% OK\r\n"},
-        {"SCA?", scan},
-        {"VERS", "VERS<b>\"\\\nOK\r\n"},
-        {"TIME", "TIME d3a4 1930 OK\r\n"},
-        {"UPGR?", "UPGRSTATUS0 OK\r\n"},
-        {"SCAL", std::string("SCAL 021 0201 0001 [02:0:ff:02:81] C A <img x>\r\nffff\r\nOK\r\n\0", 59)},
-        {"EITL", "EITI d3a4 1930 0100 S29,00[<script>alert(1)</script>\"&'>]L0,00[]\r\nOK\r\n"},
-        {"EITI", "EITI OK\r\n"},
-        {"UNIT", "OK\r\n"},
-    };
-}
-
 class ServiceTest : public testing::Test {
  protected:
     void Serve(const std::string& token = "") {
@@ -138,45 +123,28 @@ class ServiceTest : public testing::Test {
 };
 
 TEST_F(ServiceTest, TellsWhatBoardsSayInTheShapesOfTheCommandLine) {
-    PlayedBoard transmitter(5000, Transmitter());
+    PlayedBoard transmitter(5000, TransmitterAnswers(kName));
     Serve();
-    Await("/api/guide?board=127.0.0.1:5000", "alert");
+    Await("/api/guide?board=127.0.0.1:5000", "<s>");
     Await("/api/overview", "\"stream\":\"239.1.1.1:5000\"");
-    const Json status = Json::parse(Get(port, "/api/status").body);
+    const auto json = [&](const std::string& path) { return Json::parse(Get(port, path).body); };
+    const Json status = json("/api/status"), overview = json("/api/overview");
     EXPECT_EQ(status["schema"], "zulctl.status/1");
     ASSERT_EQ(status["boards"].size(), 2u);
-    const Json& board = status["boards"][1];
-    EXPECT_EQ(board["transmitter"]["signal_percent"], 100) << board;
-    EXPECT_EQ(board["transmitter"]["streams"][0]["group"], "239.1.1.1") << board;
+    EXPECT_EQ(status["boards"][1]["transmitter"]["streams"][0]["group"], "239.1.1.1") << status;
     EXPECT_FALSE(status["boards"][0]["answered"]) << "nobody is at the receiver's port";
-
-    const Json channels = Json::parse(Get(port, "/api/channels?board=127.0.0.1:5000").body);
-    EXPECT_EQ(channels["schema"], "zulctl.channels/1");
-    EXPECT_EQ(channels["channels"][0]["name"], "<img x>");
-    const Json guide = Json::parse(Get(port, "/api/guide?board=127.0.0.1:5000").body);
-    EXPECT_EQ(guide["guide"][0]["events"][0]["title"], "<script>alert(1)</script>\"&'>");
-    const Json overview = Json::parse(Get(port, "/api/overview").body);
+    EXPECT_EQ(json("/api/channels?board=127.0.0.1:5000")["channels"][0]["name"], kName);
+    EXPECT_EQ(json("/api/guide?board=127.0.0.1:5000")["guide"][0]["events"][0]["title"], kName);
+    EXPECT_EQ(json("/api/probe?stream=239.1.1.1:5000")["schema"], "zulctl.probe/1");
     EXPECT_EQ(overview["takes_orders"], false);
-    EXPECT_EQ(overview["streams"][0]["sources"][0]["programmes"][0]["name"], "<img x>");
-    EXPECT_EQ(Json::parse(Get(port, "/api/probe?stream=239.1.1.1:5000").body)["schema"], "zulctl.probe/1");
+    EXPECT_EQ(overview["streams"][0]["sources"][0]["programmes"][0]["name"], kName);
 }
 
-TEST_F(ServiceTest, MetricsAreWhatPrometheusReads) {
-    PlayedBoard transmitter(5000, Transmitter());
+TEST_F(ServiceTest, MetricsNameBoardsAndStreams) {
+    PlayedBoard transmitter(5000, TransmitterAnswers(kName));
     Serve();
     Await("/metrics", "zul_stream_bits_per_second{");
     const std::string text = Await("/metrics", "zul_board_up{board=\"127.0.0.1:2008\"");
-    // The text format, version 0.0.4: HELP, TYPE, and samples with quoted labels.
-    const std::regex sample(R"(([a-z_]+)\{([a-z_]+="([^"\\\n]|\\[\\"n])*",?)*\} [-+0-9.eE]+)");
-    std::istringstream lines(text);
-    std::string line, family;
-    while (std::getline(lines, line)) {
-        std::smatch parts;
-        if (line.starts_with("# TYPE ")) family = line.substr(7, line.find(' ', 7) - 7);
-        if (line.starts_with("#")) continue;
-        ASSERT_TRUE(std::regex_match(line, parts, sample)) << line;
-        EXPECT_EQ(parts[1], family) << line;
-    }
     for (const char* wanted :
          {"zul_board_up{board=\"127.0.0.1:5000\",name=\"127.0.0.1\",role=\"transmitter\"} 1\n",
           "zul_board_up{board=\"127.0.0.1:2008\",name=\"127.0.0.1\",role=\"receiver\"} 0\n", "zul_board_load_ratio{",
@@ -201,22 +169,18 @@ TEST_F(ServiceTest, RefusesWhatNoPageOfItsOwnWouldAsk) {
         {"no name", get + end, {421}},
         {"two names", get + host + "Host: evil.example\r\n" + end, {421}},
         {"a path outside", "GET /../../etc/passwd HTTP/1.1\r\n" + host + end, {404}},
-        {"the same, coded", "GET /%2e%2e/%2e%2e/etc/passwd HTTP/1.1\r\n" + host + end, {404}},
-        {"a zero byte", "GET /page.css%00.html HTTP/1.1\r\n" + host + end, {404}},
         {"a board that isn't watched", "GET /api/channels?board=10.9.9.9:5000 HTTP/1.1\r\n" + host + end, {404}},
         {"another method", "DELETE / HTTP/1.1\r\n" + host + end, {405}},
         {"a preflight", "OPTIONS /api/play HTTP/1.1\r\n" + host + "Origin: http://evil.example\r\n" + end, {405}},
         {"an order, read-only",
          "POST /api/play HTTP/1.1\r\n" + host + kOrderHeaders + "Content-Length: 2\r\n\r\n{}",
          {403}},
-        {"a long path", "GET /" + std::string(9000, 'a') + " HTTP/1.1\r\n" + host + end, {0, 400, 414}},
         {"headers without end", get + host + std::string(40000, 'a') + end, {0, 400}},
-        {"no HTTP", std::string(64, '\x16') + "\r\n\r\n", {0, 400}},
     };
     for (const auto& [what, request, statuses] : kRequests) {
         const Reply reply = Send(port, request);
         EXPECT_TRUE(statuses.contains(reply.status)) << what << ": " << reply.status;
-        if (reply.status == 0 || reply.status == 400 || reply.status == 414) continue;
+        if (reply.status == 0 || reply.status == 400) continue;
         EXPECT_EQ(reply.head.find("Access-Control"), std::string::npos) << what;
         EXPECT_NE(reply.head.find("default-src 'none'"), std::string::npos) << what;
     }
@@ -250,15 +214,14 @@ TEST_F(ServiceTest, ARequestThatIsRefusedIsNotContinued) {
 }
 
 TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {
-    PlayedBoard transmitter(5000, Transmitter());
+    PlayedBoard transmitter(5000, TransmitterAnswers(kName));
     PlayedBoard receiver(2008, {{"STATUS", "STATUS 0 :0 0:0000 2 3 0 0 0%OK\r\n"},
                                 {"UPGR?", "UPGRSTATUS0 OK\r\n"},
                                 {"VERS", "VERS0.82.14OK\r\n"},
                                 {"UNIT", "OK\r\n"}});
     Serve(kToken);
     const std::string play = R"({"board": "127.0.0.1:2008", "stream": "239.1.1.1:5000", "programme": 1})";
-    const std::string json = "Content-Type: application/json\r\n";
-    EXPECT_EQ(Post(port, "/api/play", play, json).status, 403);
+    EXPECT_EQ(Post(port, "/api/play", play, "Content-Type: application/json\r\n").status, 403);
     EXPECT_EQ(Post(port, "/api/play", play, kOrderHeaders + "Origin: http://evil.example\r\n").status, 403);
     EXPECT_EQ(Post(port, "/api/play", play, "X-Zulctl-Token: " + kToken + "\r\n").status, 403);
     EXPECT_EQ(Post(port, "/api/play", std::string(5000, ' '), kOrderHeaders).status, 413);
@@ -287,7 +250,9 @@ TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {
 }
 
 TEST_F(ServiceTest, AScanningBoardStartsNothing) {
-    PlayedBoard transmitter(5000, Transmitter(std::string("\0\2\0\2", 4)));
+    auto answers = TransmitterAnswers(kName);
+    answers["SCA?"] = std::string("\0\2\0\2", 4);
+    PlayedBoard transmitter(5000, answers);
     Serve(kToken);
     const Reply reply = Post(port, "/api/stream/stop", R"({"board": "127.0.0.1:5000", "slot": 0})", kOrderHeaders);
     EXPECT_EQ(reply.status, 409) << reply.body;

@@ -1,11 +1,10 @@
 // Texts of requests: good ones by row, and what is refused before it is sent.
 #include "protocol/requests_text.h"
 
-#include <gtest/gtest.h>
-
 #include <functional>
 
-#include "output/failure.h"
+#include "master/failure_of.h"
+#include "protocol/stream_request.h"
 
 namespace zulctl {
 namespace {
@@ -14,16 +13,19 @@ TEST(RequestTexts, TakeTheFormOfTheProtocol) {
     const Endpoint group = *ParseEndpoint("239.1.1.1:5000");
     PageRequest window{"http://host/a?b=c", {}};
     window.fields[1] = -5, window.fields[4] = 255;
-    PageRequest alpha;
-    alpha.fields[4] = 255, alpha.fields[5] = 0;
-    struct Row {
+    StreamRequest stream{group, 0x3F, {}, std::nullopt}, slot = stream;
+    slot.programmes = {ParseProgramme("1a2b:3c4d"), ParseProgramme("1:2")};
+    slot.slot = 7;
+    const struct {
         std::string text, wanted;
-    };
-    const Row rows[] = {
+    } rows[] = {
+        {StartText(stream), "UNIT1,239.1.1.1,5000,3f"},  // the channel in hexadecimal
+        {StartText(slot), "UNIT4,7,239.1.1.1,5000,3f,1a2b,3c4d,1,2"},
+        {StopText(std::nullopt), "UNIT0"},
+        {StopText(2), "UNIT5,2"},
         {PlayText(group, 0x3c4d), "UNIT1,239.1.1.1,5000,0,3c4d"},
         {PlayText(group, std::nullopt), "UNIT3,239.1.1.1,5000"},
         {PageText(window), "URLhttp://host/a?b=c,,-5,,,255"},  // an empty field keeps what the board has
-        {PageText(alpha), "URL,,,,,255,0"},
         {PageText({}), "URL"},
         {PageKeyText(65534), "URLkey65534"},
         {ScaleText(0, 0, 100, 100, 255), "VSCALE,0,0,100,100,255"},
@@ -38,7 +40,7 @@ TEST(RequestTexts, TakeTheFormOfTheProtocol) {
         {RemoteText("6e"), "REMOTE6e"},
         {RemoteText("1"), "REMOTE01"},
     };
-    for (const Row& row : rows) EXPECT_EQ(row.text, row.wanted);
+    for (const auto& row : rows) EXPECT_EQ(row.text, row.wanted);
 }
 
 TEST(RequestTexts, RefuseWhatABoardWouldOrWouldMisread) {
@@ -47,7 +49,20 @@ TEST(RequestTexts, RefuseWhatABoardWouldOrWouldMisread) {
         request.fields[field] = value;
         return PageText(request);
     };
+    const auto start = [](auto change) {
+        StreamRequest request{*ParseEndpoint("239.1.1.1:5000"), 17, {}, std::nullopt};
+        change(request);
+        return StartText(request);
+    };
     const std::function<std::string()> rows[] = {
+        [&] { return start([](StreamRequest& stream) { stream.to.address = 0x0A000001; }); },
+        [&] { return start([](StreamRequest& stream) { stream.to.port = 0; }); },
+        [&] { return start([](StreamRequest& stream) { stream.channel = 159; }); },
+        [&] { return start([](StreamRequest& stream) { stream.slot = 8; }); },
+        // longer than what a board keeps
+        [&] { return start([](StreamRequest& stream) {
+                  stream.programmes.assign(40, {0x1a2b, 0x3c4d});
+              }); },
         [] { return PlayText(*ParseEndpoint("10.0.0.1:5000"), 1); },
         [&] { return page("http://host/a,b"); },  // a board would cut it there
         [&] { return page("keyboard.html"); },    // and take this for a key
@@ -63,7 +78,6 @@ TEST(RequestTexts, RefuseWhatABoardWouldOrWouldMisread) {
         [] { return ScaleText(0, 0, 100, 100, 256); },
         [] { return CaptionsText("0"); },
         [] { return CaptionsText("7"); },  // a board turns them off and says OK
-        [] { return CaptionsText(""); },
         [] { return LanguageText("en", ""); },
         [] { return LanguageText("engl", ""); },
         [] { return LanguageText("e,g", ""); },
@@ -81,20 +95,16 @@ TEST(RequestTexts, RefuseWhatABoardWouldOrWouldMisread) {
         [] { return SerialText("9600,8,NN,1"); },
         [] { return SerialText("0,8,N,1"); },
         [] { return SerialText("9600,9,N,1"); },
-        [] { return SerialText(""); },
         [] { return RemoteText("0"); },
         [] { return RemoteText("ff"); },
         [] { return RemoteText("6e "); },
     };
-    int number = 0;
-    for (const auto& row : rows) {
-        try {
-            ADD_FAILURE() << "row " << number << " gave " << row();
-        } catch (const Failure& failure) {
-            EXPECT_EQ(failure.code, kUsage) << failure.what();
-        }
-        ++number;
+    for (std::size_t n = 0; n < std::size(rows); ++n) {
+        SCOPED_TRACE(n);
+        FailureOf(kUsage, rows[n]);
     }
+    for (const char* text : {"", "1", "1:", ":2", "g:1", "10000:1", "1:2:3"})
+        EXPECT_THROW(ParseProgramme(text), Failure) << text;
 }
 
 }  // namespace

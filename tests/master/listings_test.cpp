@@ -1,0 +1,126 @@
+// Channel lists, guide replies, and the broadcast's text in them.
+#include <gtest/gtest.h>
+
+#include "output/escape.h"
+#include "output/failure.h"
+#include "protocol/channels.h"
+#include "protocol/guide_reply.h"
+#include "protocol/scal_report.h"
+#include "protocol/text_modes.h"
+
+namespace zulctl {
+namespace {
+
+using namespace std::chrono_literals;
+
+const std::string kEnd("ffff\r\nOK\r\n\0", 11);
+const std::string kNews = "SCAL 071 1a2b 3c4d [11:0:ff:02:81] C A NEWS\r\n";
+const std::string kCinema = "SCAL 102 1a2b 0001 [9e:0:99:1b:00] E U 6620 753b 0000 0000 0000 0000 0000\r\n";
+
+TEST(ScalReport, ReadsEveryField) {
+    const ScalReport report = ParseScalReport(kNews + kCinema + "SCAL 000 0001 0003 [02:0:00:00:00] C A \r\n" + kEnd);
+    EXPECT_TRUE(report.whole);
+    ASSERT_EQ(report.channels.size(), 3u);
+    const Channel &cinema = report.channels[1], &nameless = report.channels[2];
+    EXPECT_EQ(cinema.NumberText(), "10.2");
+    EXPECT_EQ(cinema.id, (ProgrammeId{0x1a2b, 1}));
+    EXPECT_EQ(cinema.tunerChannel, 158);
+    EXPECT_EQ(cinema.signal, 0x99);
+    EXPECT_EQ(cinema.videoType, 0x1b);
+    EXPECT_TRUE(cinema.scrambled);
+    EXPECT_EQ(cinema.name, "映画");
+    EXPECT_EQ(report.channels[0].audioType, 0x81);
+    EXPECT_EQ(nameless.NumberText() + nameless.name, "");
+}
+
+TEST(ScalReport, NamesMayHoldAnyByte) {
+    const auto name = [](const std::string& bytes) {
+        const auto report = ParseScalReport("SCAL 071 1a2b 3c4d [11:0:ff:02:81] C A " + bytes + "\r\n" + kNews + kEnd);
+        EXPECT_EQ(report.channels.size(), 2u) << bytes;
+        return report.channels.empty() ? "" : report.channels[0].name;
+    };
+    EXPECT_EQ(name("A B    "), "A B");
+    EXPECT_EQ(name("a\r\nb"), "a\r\nb") << "a line end of its own";
+    EXPECT_EQ(name("SCAL 07"), "SCAL 07");
+    EXPECT_EQ(name("\xE9t\xE9"), "été");
+}
+
+TEST(ScalReport, AnEmptyListIsWholeAndACutOneIsnt) {
+    EXPECT_TRUE(ParseScalReport(kEnd).whole);
+    EXPECT_FALSE(ParseScalReport(kNews).whole);
+    const auto report = ParseScalReport(kNews + "SCAL 0zz garbage\r\n" + kCinema + kEnd);
+    EXPECT_EQ(report.damaged, 1);
+    EXPECT_EQ(report.channels.size(), 2u) << "the walk goes on at the next line";
+    EXPECT_TRUE(report.whole);
+}
+
+TEST(FindChannel, TakesNumberIndexNameAndIds) {
+    const auto channels =
+        ParseScalReport(kNews + kCinema + "SCAL 072 1a2b 0009 [11:0:ff:02:81] C A Newton\r\n" + kEnd).channels;
+    for (const auto& [text, index] : {std::pair{"7.1", 1u},
+                                      {"7-1", 1u},
+                                      {"10.2", 2u},
+                                      {"3", 3u},
+                                      {"news", 1u},
+                                      {"NEWT", 3u},
+                                      {"1a2b:1", 2u},
+                                      {"映画", 2u}})
+        EXPECT_EQ(&FindChannel(channels, text), &channels[index - 1]) << text;
+    for (const char* text : {"0", "4", "7.3", "", "new", "1a2b:ffff", "x"})
+        EXPECT_THROW(FindChannel(channels, text), Failure) << text;
+}
+
+TEST(GuideReply, ReadsEventsByTheirLengths) {
+    const auto reply = ParseGuideReply(
+        "EITI d3a4 1930 1015 S4,00[News]L0,00[]\r\n"
+        "EITI d3a5 0545 0030 S2,30[42 44]L9,00[a]\r\nEITI ]\r\n"
+        "EITI d3a5 0615 0000 S4,3f[2a 3c 00 41]L4,3f[66 20 75 3b]\r\nOK\r\n");
+    ASSERT_TRUE(reply && reply->whole);
+    ASSERT_EQ(reply->events.size(), 3u);
+    EXPECT_EQ(reply->events[0].title, "News");
+    EXPECT_EQ(reply->events[0].End() - reply->events[0].start, 10h + 15min);
+    EXPECT_EQ(reply->events[1].title, "あい") << "hexadecimal in another mode: page 0x30";
+    EXPECT_EQ(reply->events[1].text, "a]\r\nEITI ") << "a text may look like the protocol";
+    EXPECT_EQ(reply->events[2].title, "\uFFFDA") << "a high byte of UTF-16 that the board has made a '*'";
+    EXPECT_EQ(reply->events[2].text, "映画");
+    EXPECT_TRUE(ParseGuideReply("EITI OK\r\n")->whole);
+}
+
+TEST(GuideReply, EndsWhereItIsDamaged) {
+    const std::string good = "EITI d3a4 1930 1015 S4,00[News]L0,00[]\r\n";
+    for (const char* damaged : {"EITI d3a4 1930 1015 S5,00[News]L0,00[]\r\nOK\r\n",  // a length that lies
+                                "EITI d3a4 1930 1015 S3,00[News]L0,00[]\r\nOK\r\n",
+                                "EITI d3a4 1930 1015 S99999999999,00[News]L0,00[]\r\nOK\r\n",
+                                "EITI d3a4 2530 1015 S4,00[News]L0,00[]\r\nOK\r\n",  // no such hour
+                                "EITI d3a4 1930 1015 S2,3f[6620]L0,00[]\r\nOK\r\n",
+                                "EITI d3",  // cut
+                                "OK\r\nmore"}) {
+        const auto reply = ParseGuideReply(good + damaged);
+        EXPECT_TRUE(reply && !reply->whole && reply->events.size() == 1) << damaged;
+    }
+}
+
+TEST(TextModes, PagesAndEncodings) {
+    const struct {
+        std::uint8_t mode;
+        const char* hex;
+        const char* text;
+    } rows[] = {
+        {0x00, "436166E9", "Café"},
+        {0x03, "91B1", "Αα"},                               // U+0391 U+03B1
+        {0x04, "10", "А"},                                  // U+0410, Cyrillic
+        {0x30, "42", "あ"},                                 // U+3042
+        {0x3F, "D83DDE0041", "😀"},                          // a surrogate pair, followed by an odd byte
+        {0x3F, "D83D0041", "\uFFFDA"},                      // half a pair
+        {0x3E, "D6 6C 20 66 6C 69 65 DF 74", "Öl fließt"},  // the example of UTS #6
+        {0x3E, "12 9C BE C1 BA B2 B0", "Москва"},           // the same, a Cyrillic window
+        {0x3F, "", ""},
+    };
+    for (const auto& [mode, hex, text] : rows) EXPECT_EQ(TextOfMode(mode, FromHex(hex)), text) << +mode << " " << hex;
+    for (const int mode : {0x07, 0x08, 0x0F, 0x11, 0x1F, 0x28, 0x34, 0x3D, 0x40, 0xFF})
+        EXPECT_FALSE(TextOfMode(static_cast<std::uint8_t>(mode), "a")) << mode;
+    EXPECT_EQ(ShownText(0x40, "ab"), "(text of mode 40: 6162)");
+}
+
+}  // namespace
+}  // namespace zulctl
