@@ -48,8 +48,9 @@ TEST(ScalReport, NamesMayHoldAnyByte) {
 TEST(ScalReport, AnEmptyListIsWholeAndACutOneIsnt) {
     EXPECT_TRUE(ParseScalReport(kEnd).whole);
     EXPECT_FALSE(ParseScalReport(kNews).whole);
-    const auto report = ParseScalReport(kNews + "SCAL 0zz garbage\r\n" + kCinema + kEnd);
-    EXPECT_EQ(report.damaged, 1);
+    const std::string beyond = "SCAL 071 1a2b 3c4d [9f:0:ff:02:81] C A NEWS\r\n";  // no such tuner channel
+    const auto report = ParseScalReport(kNews + "SCAL 0zz garbage\r\n" + beyond + kCinema + kEnd);
+    EXPECT_EQ(report.damaged, 2);
     EXPECT_EQ(report.channels.size(), 2u) << "the walk goes on at the next line";
     EXPECT_TRUE(report.whole);
 }
@@ -92,6 +93,7 @@ TEST(GuideReply, EndsWhereItIsDamaged) {
                                 "EITI d3a4 1930 1015 S3,00[News]L0,00[]\r\nOK\r\n",
                                 "EITI d3a4 1930 1015 S99999999999,00[News]L0,00[]\r\nOK\r\n",
                                 "EITI d3a4 2530 1015 S4,00[News]L0,00[]\r\nOK\r\n",  // no such hour
+                                "EITI d3a4 1930 2501 S4,00[News]L0,00[]\r\nOK\r\n",  // longer than a day
                                 "EITI d3a4 1930 1015 S2,3f[6620]L0,00[]\r\nOK\r\n",
                                 "EITI d3",  // cut
                                 "OK\r\nmore"}) {

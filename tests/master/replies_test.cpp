@@ -40,7 +40,10 @@ TEST(Replies, OfAnotherShapeAreRefused) {
          {"", "KO\r\n", "LANG 1a2b 3c4d eng00", "LANG 1a2b 3c4d eng\r\nOK\r\n", "LANG 1a2b 3c4d eng00\r\n",
           "SUB 1a2b 3c4d eng\r\nOK\r\n", "LANG 1a2b 3c4d eng00,\r\nOK\r\n"}},
         {Takes<ParseGuideReply>, {"", "KO\r\n", "EIT", "OK\r\n"}},
-        {Takes<ParseTransmitterStatus>, {kPlaying, "KO\r\n"}},
+        {Takes<ParseTransmitterStatus>,
+         {kPlaying, "KO\r\n",
+          "STATUS 1 8 239.1.1.1:5000 0:1:ff:[] F:ATSC E:0 C:\"NO CAM\" 7% OK\r\n",     // no such slot
+          "STATUS 1 0 239.1.1.1:5000 0:1:100:[] F:ATSC E:0 C:\"NO CAM\" 7% OK\r\n"}},  // nor signal
         {Takes<ParseReceiverStatus>, {kTwoStreams, "KO\r\n"}},
         {Takes<ParseAddressSettings>, {"KO\r\n"}},
         {Takes<ParseBroadcastTime>,

@@ -113,6 +113,7 @@ TEST(StreamProbe, ContinuityByRows) {
         const StreamReport& report = feeder.probe.Report();
         EXPECT_EQ(report.ContinuityErrors(), row.errors) << row.what;
         EXPECT_EQ(report.pids.begin()->second.duplicates, row.duplicates) << row.what;
+        EXPECT_EQ(report.pids.begin()->second.packets, row.packets.size()) << row.what;
     }
 }
 
