@@ -1,7 +1,9 @@
 // What the walk costs, against floors of the same run: a bare walk with PID look-up; the same with a copy into
-// datagrams; that with one sendto a datagram; and with one sendmmsg a host buffer.
+// datagrams; and that with one sendto a datagram, with one sendmmsg a host buffer, or with one message a host buffer,
+// which the kernel segments.
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
+#include <netinet/udp.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -88,6 +90,8 @@ struct Sink {
         bind(receiver, reinterpret_cast<sockaddr*>(&address), sizeof address);
         socklen_t size = sizeof address;
         getsockname(receiver, reinterpret_cast<sockaddr*>(&address), &size);
+        const int discovery = IP_PMTUDISC_DO;  // "don't fragment" in each datagram, as ours
+        setsockopt(sender, IPPROTO_IP, IP_MTU_DISCOVER, &discovery, sizeof discovery);
     }
     ~Sink() {
         close(receiver);
@@ -111,7 +115,7 @@ struct Load {
 constexpr Load kLoads[] = {{"1 of 6", 1, 1, 6}, {"8 streams", 8, 1, 6}, {"whole", 1, 6, 6}};
 
 /// What there is to do at least, done in the plainest way.
-enum class Floor { kWalk, kCopy, kSendTo, kSendMmsg };
+enum class Floor { kWalk, kCopy, kSendTo, kSendMmsg, kSegment };
 
 /// One stream of a floor: datagrams that fill up, and leave one by one or a host buffer's together.
 template <Floor floor>
@@ -120,13 +124,23 @@ class FloorStream {
     void Take(const unsigned char* packet, Sink& sink) {
         std::memcpy(mBytes + mFilled, packet, kPacketSize);
         mFilled += kPacketSize;
-        if (floor == Floor::kSendMmsg || mFilled < kDatagram) return;
+        if (floor == Floor::kSendMmsg || floor == Floor::kSegment || mFilled < kDatagram) return;
         if (floor == Floor::kSendTo) sendto(sink.sender, mBytes, kDatagram, 0, sink.Address(), sizeof sink.address);
         benchmark::DoNotOptimize(mBytes);
         mFilled = 0;
     }
     void EndBuffer(Sink& sink) {
-        if (floor != Floor::kSendMmsg) return;
+        const int whole = mFilled / kDatagram * kDatagram;
+        if (whole == 0) return;
+        if (floor == Floor::kSendMmsg) SendMessages(sink);
+        if (floor == Floor::kSegment) SendSegments(sink, whole);
+        if (floor != Floor::kSendMmsg && floor != Floor::kSegment) return;
+        std::memmove(mBytes, mBytes + whole, static_cast<std::size_t>(mFilled - whole));
+        mFilled -= whole;
+    }
+
+ private:
+    void SendMessages(Sink& sink) {
         mmsghdr messages[kHostBuffer] = {};
         iovec pieces[kHostBuffer];
         unsigned count = 0;
@@ -137,14 +151,28 @@ class FloorStream {
             messages[count].msg_hdr.msg_name = sink.Address();
             messages[count].msg_hdr.msg_namelen = sizeof sink.address;
         }
-        if (count == 0) return;
         sendmmsg(sink.sender, messages, count, 0);
-        const int sent = static_cast<int>(count) * kDatagram;
-        std::memmove(mBytes, mBytes + sent, static_cast<std::size_t>(mFilled - sent));
-        mFilled -= sent;
+    }
+    /// \param size  whole datagrams, at most 64
+    void SendSegments(Sink& sink, int size) {
+        iovec bytes{mBytes, static_cast<std::size_t>(size)};
+        alignas(cmsghdr) unsigned char control[CMSG_SPACE(sizeof(std::uint16_t))] = {};
+        msghdr message{};
+        message.msg_name = sink.Address();
+        message.msg_namelen = sizeof sink.address;
+        message.msg_iov = &bytes;
+        message.msg_iovlen = 1;
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+        cmsghdr* const head = CMSG_FIRSTHDR(&message);
+        head->cmsg_level = IPPROTO_UDP;
+        head->cmsg_type = UDP_SEGMENT;
+        head->cmsg_len = CMSG_LEN(sizeof(std::uint16_t));
+        const std::uint16_t datagram = kDatagram;
+        std::memcpy(CMSG_DATA(head), &datagram, sizeof datagram);
+        sendmsg(sink.sender, &message, 0);
     }
 
- private:
     int mFilled = 0;
     unsigned char mBytes[65536];
 };
@@ -164,9 +192,9 @@ void BM_Floor(benchmark::State& state) {
     }
     for (auto _ : state) {
         const unsigned char* const buffer = multiplex.Next();
-        for (int i = 0; i + 1 < kHostBuffer; ++i) {
+        for (int i = 0; i < kHostBuffer; ++i) {
             const unsigned char* const packet = buffer + i * kPacketSize;
-            if (packet[0] != kSyncByte || packet[kPacketSize] != kSyncByte) break;
+            if (packet[0] != kSyncByte || (i + 1 < kHostBuffer && packet[kPacketSize] != kSyncByte)) break;
             const unsigned pid = (packet[1] & 0x1Fu) << 8 | packet[2];
             ++counts[pid];
             if (floor == Floor::kWalk) continue;
@@ -276,6 +304,7 @@ struct Ratio {
 };
 constexpr Ratio kRatios[] = {
     {"ours without sends", "walk and copy"},
+    {"ours", "copy and UDP_SEGMENT"},
     {"ours", "copy and sendmmsg"},
     {"ours", "copy and sendto"},
 };
@@ -292,6 +321,7 @@ void Register() {
     add("walk and copy", BM_Floor<Floor::kCopy>);
     add("copy and sendto", BM_Floor<Floor::kSendTo>);
     add("copy and sendmmsg", BM_Floor<Floor::kSendMmsg>);
+    add("copy and UDP_SEGMENT", BM_Floor<Floor::kSegment>);
     add("ours without sends", BM_Filter<false>);
     add("ours", BM_Filter<true>);
     benchmark::RegisterBenchmark("ours, all signalling", BM_Signalling);
@@ -319,7 +349,7 @@ int main(int argc, char** argv) {
     std::printf("\n%-42s", "medians of this run");
     for (const Load& load : kLoads) std::printf("%12s", load.name);
     for (const Ratio& ratio : kRatios) {
-        std::printf("\n%-20s : %-19s", ratio.ours, ratio.floor);
+        std::printf("\n%-20s : %-21s", ratio.ours, ratio.floor);
         for (const Load& load : kLoads) {
             const double floor = keeper.Median(Name(ratio.floor, load));
             std::printf("%12.2f", floor > 0 ? keeper.Median(Name(ratio.ours, load)) / floor : 0);
