@@ -1,7 +1,7 @@
 // Without libFuzzer: brings files in, each once.
-//   zul_fuzz CORPUS                   each folder by the door of its name
-//   zul_fuzz DOOR FILE_OR_FOLDER...   by one door
-//   zul_fuzz --doors
+//   zul_fuzz CORPUS                   each folder through the target of its name
+//   zul_fuzz TARGET FILE_OR_FOLDER... through one target
+//   zul_fuzz --targets
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -13,7 +13,7 @@
 #include <iterator>
 #include <string>
 
-#include "door.h"
+#include "target.h"
 #include "world.h"
 
 extern "C" {
@@ -25,7 +25,7 @@ namespace {
 
 char running[4096];
 
-/// Says which file it was, on the way out.
+/// Names the file before the process ends.
 void TellFile() { fuzz::TellAlways(running); }
 
 extern "C" void TellSignal(int signal) {
@@ -50,47 +50,47 @@ void Hush() {
     dup2(nowhere, STDOUT_FILENO);
 }
 
-void Enter(const fuzz::Door& door, const std::filesystem::path& path) {
+void Enter(const fuzz::Target& target, const std::filesystem::path& path) {
     constexpr unsigned kLongest = 30;  // seconds for one file
     std::ifstream file(path, std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(file)), {});
     const fuzz::Block input(bytes.begin(), bytes.end());
     std::snprintf(running, sizeof running, "fuzz: while %s came in", path.c_str());
     alarm(kLongest);
-    fuzz::Enter(door, input);
+    fuzz::Enter(target, input);
     alarm(0);
 }
 
-/// One file, and the door that it comes in by.
+/// One file and its target.
 struct Visit {
-    const fuzz::Door* door;
+    const fuzz::Target* target;
     std::filesystem::path path;
 };
 
-void Add(std::vector<Visit>& visits, const fuzz::Door* door, const std::filesystem::path& path) {
+void Add(std::vector<Visit>& visits, const fuzz::Target* target, const std::filesystem::path& path) {
     if (!std::filesystem::is_directory(path)) {
-        visits.push_back({door, path});
+        visits.push_back({target, path});
         return;
     }
-    for (const auto& entry : std::filesystem::directory_iterator(path)) visits.push_back({door, entry.path()});
+    for (const auto& entry : std::filesystem::directory_iterator(path)) visits.push_back({target, entry.path()});
 }
 
 }  // namespace
 
 int main(int count, char** words) {
-    if (count == 2 && std::strcmp(words[1], "--doors") == 0) {
-        for (const fuzz::Door& door : fuzz::Doors()) std::puts(std::string(door.name).c_str());
+    if (count == 2 && std::strcmp(words[1], "--targets") == 0) {
+        for (const fuzz::Target& target : fuzz::Targets()) std::puts(std::string(target.name).c_str());
         return 0;
     }
     std::vector<Visit> visits;  // all found before the first comes in, which changes the folder
     if (count == 2 && std::filesystem::is_directory(words[1])) {
-        for (const fuzz::Door& door : fuzz::Doors())
-            Add(visits, &door, std::filesystem::absolute(words[1]) / door.name);
+        for (const fuzz::Target& target : fuzz::Targets())
+            Add(visits, &target, std::filesystem::absolute(words[1]) / target.name);
     }
-    const fuzz::Door* const door = count > 2 ? fuzz::FindDoor(words[1]) : nullptr;
-    for (int i = 2; door != nullptr && i < count; ++i) Add(visits, door, std::filesystem::absolute(words[i]));
+    const fuzz::Target* const target = count > 2 ? fuzz::FindTarget(words[1]) : nullptr;
+    for (int i = 2; target != nullptr && i < count; ++i) Add(visits, target, std::filesystem::absolute(words[i]));
     Hush();
-    for (const Visit& visit : visits) Enter(*visit.door, visit.path);
+    for (const Visit& visit : visits) Enter(*visit.target, visit.path);
     fuzz::TellAlways((std::to_string(visits.size()) + " files came in").c_str());
     return visits.empty() ? 1 : 0;
 }

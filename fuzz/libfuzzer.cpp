@@ -1,17 +1,17 @@
-// The same doors for libFuzzer; the environment's ZUL_FUZZ_DOOR names the one.
+// The same targets for libFuzzer; ZUL_FUZZ_TARGET in the environment names one.
 #include <cstdio>
 #include <cstring>
 
-#include "door.h"
+#include "target.h"
 
-using fuzz::Door;
+using fuzz::Target;
 
 namespace {
 
-const Door* TheDoor() {
-    static const Door* const door =
-        fuzz::FindDoor(std::getenv("ZUL_FUZZ_DOOR") != nullptr ? std::getenv("ZUL_FUZZ_DOOR") : "");
-    return door;
+const Target* TheTarget() {
+    static const Target* const target =
+        fuzz::FindTarget(std::getenv("ZUL_FUZZ_TARGET") != nullptr ? std::getenv("ZUL_FUZZ_TARGET") : "");
+    return target;
 }
 
 }  // namespace
@@ -21,32 +21,32 @@ extern "C" {
 std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t room);
 
 int LLVMFuzzerInitialize(int* count, char*** words) {
-    if (*count == 2 && std::strcmp((*words)[1], "--doors") == 0) {
-        for (const Door& door : fuzz::Doors())
-            std::printf("%.*s\n", static_cast<int>(door.name.size()), door.name.data());
+    if (*count == 2 && std::strcmp((*words)[1], "--targets") == 0) {
+        for (const Target& target : fuzz::Targets())
+            std::printf("%.*s\n", static_cast<int>(target.name.size()), target.name.data());
         std::exit(0);
     }
-    if (TheDoor() == nullptr) {
-        std::fputs("ZUL_FUZZ_DOOR names no door\n", stderr);
+    if (TheTarget() == nullptr) {
+        std::fputs("ZUL_FUZZ_TARGET names no target\n", stderr);
         std::exit(2);
     }
     if (*count == 2 && std::strcmp((*words)[1], "--dictionary") == 0) {
-        if (TheDoor()->dictionary != nullptr) TheDoor()->dictionary();
+        if (TheTarget()->dictionary != nullptr) TheTarget()->dictionary();
         std::exit(0);
     }
     return 0;
 }
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    fuzz::Enter(*TheDoor(), Bytes(data, size));
+    fuzz::Enter(*TheTarget(), Bytes(data, size));
     return 0;
 }
 
 std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t room, unsigned seed) {
-    const Door* const door = TheDoor();
-    room = std::min(room, door->longest);
+    const Target* const target = TheTarget();
+    room = std::min(room, target->longest);
     size = LLVMFuzzerMutate(data, std::min(size, room), room);
-    if (door->repair != nullptr && seed % 2 == 0 && size > 1) door->repair(std::span(data + 1, size - 1));
+    if (target->repair != nullptr && seed % 2 == 0 && size > 1) target->repair(std::span(data + 1, size - 1));
     return size;
 }
 }

@@ -19,18 +19,18 @@ using namespace transport;
 
 std::filesystem::path corpus;
 
-void Write(const std::string& door, const std::string& name, unsigned first, const Blob& bytes) {
-    std::filesystem::create_directories(corpus / door);
-    std::ofstream file(corpus / door / name, std::ios::binary);
+void Write(const std::string& target, const std::string& name, unsigned first, const Blob& bytes) {
+    std::filesystem::create_directories(corpus / target);
+    std::ofstream file(corpus / target / name, std::ios::binary);
     file.put(static_cast<char>(first));
     file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
-std::string DoorOf(unsigned tableId) {
-    static const std::map<unsigned, std::string> doors = {{0x00, "pat"}, {0x02, "pmt"}, {0xC7, "mgt"}, {0xC8, "vct"},
+std::string TargetOf(unsigned tableId) {
+    static const std::map<unsigned, std::string> targets = {{0x00, "pat"}, {0x02, "pmt"}, {0xC7, "mgt"}, {0xC8, "vct"},
                                                           {0xC9, "vct"}, {0xCB, "eit"}, {0xCC, "ett"}, {0xCD, "stt"}};
-    const auto found = doors.find(tableId);
-    return found != doors.end() ? found->second : "";
+    const auto found = targets.find(tableId);
+    return found != targets.end() ? found->second : "";
 }
 
 /// Every kind of section of a stream, a few of each, by each way into the module; and packets of each kind for the
@@ -52,16 +52,16 @@ void WriteStream(const std::string& name, const Blob& stream) {
         if (payload < 4 || payload >= kPacket - 8) continue;
         const bool start = (packet[1] & 0x40) != 0 && packet[payload] == 0;
         const Blob piece(packet.begin() + payload + (start ? 1 : 0), packet.end());
-        if (start && DoorOf(piece[0]).empty()) continue;
+        if (start && TargetOf(piece[0]).empty()) continue;
         const Bytes whole = collector.CollectPsipSection(pid, piece, start, packet[3] & 0xF);
         const Blob section(whole.begin(), whole.end());
-        const std::string door = section.empty() ? "" : DoorOf(section[0]);
-        if (door.empty() || section.size() > 1100 || !seen.emplace(section.begin(), section.end()).second ||
-            written[door] >= kOfEach)
+        const std::string target = section.empty() ? "" : TargetOf(section[0]);
+        if (target.empty() || section.size() > 1100 || !seen.emplace(section.begin(), section.end()).second ||
+            written[target] >= kOfEach)
             continue;
-        const unsigned number = written[door]++;
+        const unsigned number = written[target]++;
         const unsigned ways[] = {4u | 0u, 12u | 2u, 12u | 3u};  // flush, twice in packets, from the host
-        Write(door, name + "-" + std::to_string(number), ways[number] * 3 + number, section);
+        Write(target, name + "-" + std::to_string(number), ways[number] * 3 + number, section);
     }
     for (const unsigned flags : {8u, 29u, 15u}) {
         Blob input{static_cast<std::uint8_t>(flags)};
@@ -70,7 +70,7 @@ void WriteStream(const std::string& name, const Blob& stream) {
     }
 }
 
-/// Sections in pieces for the collector's door, all on one PID.
+/// Sections in pieces for the target `collector`, all on one PID.
 Blob Steps(const std::vector<Blob>& sections) {
     constexpr std::size_t kPiece = 183;
     Blob steps;
@@ -94,7 +94,7 @@ void WriteTables() {
     Blob coded{1, 'e', 'n', 'g', 3, 1, 0, 3, 0x51, 0x22, 0x33, 2, 0, 3, 0x99, 0x88, 0x77, 0, 0x3F, 4, 0, 'A', 0, 'B'};
     constexpr unsigned kAsk = 4;
     const struct {
-        const char* door;
+        const char* target;
         unsigned way;
         Blob section;
     } tables[] = {
@@ -137,8 +137,8 @@ void WriteTables() {
     ids.insert(ids.begin(), 0);
     Write("walk", "tables", 12, ids);
     unsigned number = 0;
-    for (const auto& [door, way, section] : tables) {
-        Write(door, "test-" + std::to_string(number), (way | kAsk) * 3 + number % 3, section);
+    for (const auto& [target, way, section] : tables) {
+        Write(target, "test-" + std::to_string(number), (way | kAsk) * 3 + number % 3, section);
         ++number;
     }
     Write("strings", "mixed", 0, coded);

@@ -178,7 +178,7 @@ void AnswerOneRequest() {
 }
 
 void FillAgent(Bytes answers) {
-    static Block before;  // what is left of the answers to the last request needn't go when they are all the same
+    static Block before;  // what is left of the last request's answers; it can stay when the next ones are equal
     if (answers.empty()) answers = Bytes(reinterpret_cast<const std::uint8_t*>(kGood), sizeof kGood);
     const bool various = std::find(answers.begin(), answers.end(), kNextAnswer) != answers.end();
     if (various || !std::ranges::equal(answers, before)) Empty(kAgentAnswers);
@@ -291,7 +291,7 @@ hostent* __wrap_gethostbyaddr(const void* address, socklen_t, int) {
 /// The beacon's thread doesn't run, but the network is there.
 unsigned __wrap_BeaconGetCount() { return 1; }
 
-/// platform::StartThread: a thread seems to start. What it does, a door does itself.
+/// platform::StartThread: a thread seems to start; a fuzz target does its work.
 platform::ThreadStart __wrap__ZN8platform11StartThreadEPFPvS0_ES0_(void* (*)(void*), void*) {
     return platform::ThreadStart::kRoundRobin;
 }

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "door.h"
+#include "target.h"
 
 class TunerManager;
 

@@ -1,5 +1,5 @@
 // The multiple string structure.
-#include "door.h"
+#include "target.h"
 #include "psip/multiplestring.h"
 
 void fuzz::Strings(Input& input, unsigned /*flags*/) {

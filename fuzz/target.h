@@ -1,4 +1,4 @@
-/// The doors of the module: each way by which bytes come in that somebody else wrote.
+/// Fuzz targets: the inputs of the module that somebody else writes.
 #pragma once
 
 #include <cstdlib>
@@ -55,8 +55,8 @@ inline std::vector<char> Text(const Block& bytes) {
 /// Ends the process when the module breaks a promise that no sanitizer knows of.
 void Promise(bool kept, const char* promise);
 
-/// One door. The first byte of every input chooses the log level, see `LevelOf`.
-struct Door {
+/// One fuzz target. The first byte of every input chooses the log level, see `LevelOf`.
+struct Target {
     std::string_view name;
     void (*run)(Input& input, unsigned flags);
     std::size_t longest;  ///< bytes of an input that is worth its time
@@ -66,14 +66,14 @@ struct Door {
     void (*dictionary)() = nullptr;
 };
 
-/// All doors. \return the one of that name, or null
-std::span<const Door> Doors();
-const Door* FindDoor(std::string_view name);
+/// All targets. \return the one of that name, or null
+std::span<const Target> Targets();
+const Target* FindTarget(std::string_view name);
 
 /// Runs one input through a fuzz target, in a world that is reset before and emptied afterwards.
-void Enter(const Door& door, Bytes input);
+void Enter(const Target& target, Bytes input);
 
-/// Log level of an input, 0 to 2, by its first byte; the other bits, shifted down, are the door's own flags.
+/// Log level of an input, 0 to 2, by its first byte; the other bits, shifted down, are the target's own flags.
 constexpr unsigned kLevels = 3;
 constexpr unsigned LevelOf(std::uint8_t first) { return first % kLevels; }
 constexpr unsigned FlagsOf(std::uint8_t first) { return first / kLevels; }

@@ -1,5 +1,5 @@
 // What boards answer and stream, as zulctl takes it: every parser of replies, and the judge of streams.
-#include "door.h"
+#include "target.h"
 
 #ifdef ZUL_MASTER
 #include "output/escape.h"

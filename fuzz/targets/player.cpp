@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <string>
 
-#include "door.h"
+#include "target.h"
 #include "playback/playeroptions.h"
 #include "zul.h"
 

@@ -1,5 +1,5 @@
 // The decoders of compressed texts.
-#include "door.h"
+#include "target.h"
 #include "psip/multiplestring.h"
 
 /// \param flags  the decoder: C.5, C.7, the codes of 128 and of 255 characters

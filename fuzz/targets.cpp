@@ -1,7 +1,7 @@
-// The table of doors, and one run through one of them.
+// The table of fuzz targets, and one run through one of them.
 #include <cstdio>
 
-#include "door.h"
+#include "target.h"
 #include "world.h"
 
 namespace fuzz {
@@ -9,7 +9,7 @@ namespace fuzz {
 namespace {
 
 // clang-format off
-constexpr Door kDoors[] = {
+constexpr Target kTargets[] = {
     // name       run         longest repair         dictionary
     {"walk",       Walk,       6000,   RepairPackets},
     {"collector",  Collector,  5000,   RepairSteps},
@@ -37,11 +37,11 @@ constexpr Door kDoors[] = {
 
 }  // namespace
 
-std::span<const Door> Doors() { return kDoors; }
+std::span<const Target> Targets() { return kTargets; }
 
-const Door* FindDoor(std::string_view name) {
-    for (const Door& door : kDoors) {
-        if (door.name == name) return &door;
+const Target* FindTarget(std::string_view name) {
+    for (const Target& target : kTargets) {
+        if (target.name == name) return &target;
     }
     return nullptr;
 }
@@ -52,11 +52,11 @@ void Promise(bool kept, const char* promise) {
     std::abort();
 }
 
-void Enter(const Door& door, Bytes input) {
+void Enter(const Target& target, Bytes input) {
     Input rest(input);
     const std::uint8_t first = rest.Byte();
     const World world(LevelOf(first));
-    door.run(rest, FlagsOf(first));
+    target.run(rest, FlagsOf(first));
 }
 
 }  // namespace fuzz
