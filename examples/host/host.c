@@ -55,7 +55,7 @@ static void feed_stream(void) {
 static void feed_sections(void) {
     static unsigned char section[kMaxSection];
     while (fread(section, 1, kSectionHead, stdin) == kSectionHead) {
-        /* section_length, 12 bits (ISO/IEC 13818-1, 2.4.4), counts what stands behind it. */
+        /* section_length, 12 bits (ISO/IEC 13818-1, 2.4.4), counts the bytes after it. */
         const size_t length = (size_t)(section[1] & 0x0F) << 8 | section[2];
         if (length > kMaxSection - kSectionHead) return;
         if (fread(section + kSectionHead, 1, length, stdin) != length) return;

@@ -1,4 +1,4 @@
-// Which requests are let in.
+// Which requests are accepted.
 #include "serve/guard.h"
 
 #include <gtest/gtest.h>

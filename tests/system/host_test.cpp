@@ -62,7 +62,7 @@ TEST_P(ExampleHost, MakesABoardThatServesAndTakesData) {
     EXPECT_EQ(pclose(host), 0);
 }
 
-/// A host that ends during a settings exchange leaves the agent's answer behind.
+/// A host that ends during a settings exchange leaves the agent's answer in the queue.
 class HostAfterAnother : public testing::TestWithParam<char> {};
 INSTANTIATE_TEST_SUITE_P(Roles, HostAfterAnother, testing::Values('T', 'R', 'A'),
                          [](const auto& role) { return std::string(1, role.param); });

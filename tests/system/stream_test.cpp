@@ -12,7 +12,7 @@ constexpr std::size_t kEnough = 400'000;  ///< bytes of a stream to judge, some 
 
 class Streams : public Transmission {
  protected:
-    /// A stream is whole when every packet of its PIDs is there, and its PAT tells each programme of the broadcast in
+    /// A stream is whole when every packet of its PIDs is there, and its PAT lists each programme of the broadcast in
     /// its place, with its PID and its own number or, unless it is in `carried`, 0.
     void ExpectWhole(const Evidence& evidence, const std::set<int>& carried) {
         ASSERT_FALSE(evidence.pats.empty());

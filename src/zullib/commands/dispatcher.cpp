@@ -77,7 +77,7 @@ int CutLineEnd(char* cmd, int len) {
 
 }  // namespace
 
-// The debug rows, from DEBUG on, do their work and reply "KO\r\n" all the same.
+// The debug rows, from DEBUG on, do their work and still reply "KO\r\n".
 // clang-format off
 constexpr CommandManager::Command CommandManager::kCommands[] = {
     // keyword          chars roles  wrong role    in an upgrade framing handler

@@ -117,7 +117,7 @@ void StreamProbe::Packet(Bytes packet) {
     ++report.packets;
     if (pid == kNullPid) return;
     if (HasTransportError(packet)) {
-        ++report.damaged;  // nothing else in it can be believed
+        ++report.damaged;  // nothing else in it is reliable
         return;
     }
     if (IsScrambled(packet)) ++report.scrambled;

@@ -9,7 +9,7 @@ namespace zulctl {
 
 namespace {
 
-/// A table may stay out between two of its sections, from the last one to the report's end, or altogether.
+/// A table may be missing between two of its sections, after the last one, or for the whole report.
 void JudgeTable(const std::string& name, const TableReport& table, double limit, const StreamReport& report,
                 std::vector<Finding>& findings) {
     if (table.crcErrors > 0)

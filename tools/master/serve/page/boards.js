@@ -73,7 +73,7 @@ function update(element, board, streams) {
 }
 
 export function drawBoards(overview) {
-  // Transmitters stand first: what they do decides what receivers can.
+  // Transmitters come first: what they send decides what receivers can play.
   const boards = [...overview.boards].sort((a, b) => b.role.localeCompare(a.role));
   keep(byId('board-rows'), boards, (board) => board.id, create, (element, board) => update(element, board, overview.streams));
   say(byId('boards-count'), boards.length ? String(boards.length) : '');

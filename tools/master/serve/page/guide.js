@@ -27,7 +27,7 @@ async function fetchGuide(board) {
 export function broadcastNow(board) {
   if (board?.broadcast_time) {
     const offset = Date.parse(board.broadcast_time) - Date.now();
-    // It is told in whole seconds: small steps aren't followed.
+    // Reported in whole seconds: small steps aren't followed.
     if (Math.abs(offset - (offsets.get(board.id) ?? Infinity)) > 1500) offsets.set(board.id, offset);
   }
   return Date.now() + (offsets.get(board?.id) ?? 0);

@@ -1,4 +1,4 @@
-// Orders, for whoever has the token: it came behind # in the address or is typed in, and stays in this tab.
+// Orders, for whoever has the token: from the address, after #, or typed in. It stays in this tab.
 import {byId, counted, hexText, make, openDialog, toast} from './parts.js';
 
 let token = '';
