@@ -7,7 +7,5 @@ class ScanFilter {
     /// Stops the filter and all streams; with `enter` true starts the filter afresh, with the PAT version forgotten.
     /// Called on the scan thread. \return true
     virtual bool EnterScanMode(bool enter) = 0;
-
- protected:
-    ~ScanFilter() = default;
+    virtual ~ScanFilter() = default;
 };

@@ -23,7 +23,7 @@ async function fetchGuide(board) {
   }
 }
 
-/** The broadcast's time at a board, in milliseconds, or this machine's where none was told. */
+/** The broadcast's time at a board, in milliseconds, or this machine's where it reports none. */
 export function broadcastNow(board) {
   if (board?.broadcast_time) {
     const offset = Date.parse(board.broadcast_time) - Date.now();
