@@ -42,7 +42,7 @@ constexpr void (*kCommands[])(CLI::App&, Session&) = {
     zulctl::AddLanguageCommand,   zulctl::AddLanguagesCommand, zulctl::AddKeysCommand,       zulctl::AddSerialCommand,
     zulctl::AddNetworkCommand,    zulctl::AddResetCommand,     zulctl::AddUpgradeCommand,    zulctl::AddLogCommand,
     zulctl::AddRawCommand,        zulctl::AddExportCommand,    zulctl::AddApplyCommand,      zulctl::AddDoctorCommand,
-    zulctl::AddCompletionCommand,
+    zulctl::AddWhyCommand,        zulctl::AddCompletionCommand,
 #ifdef ZUL_SERVE
     zulctl::AddServeCommand,
 #endif

@@ -33,5 +33,6 @@ void AddServeCommand(CLI::App& app, Session& session);  ///< built where the ser
 void AddSerialCommand(CLI::App& app, Session& session);
 void AddStreamCommand(CLI::App& app, Session& session);
 void AddUpgradeCommand(CLI::App& app, Session& session);
+void AddWhyCommand(CLI::App& app, Session& session);
 
 }  // namespace zulctl

@@ -8,6 +8,7 @@
 
 #include "commands/commands.h"
 #include "doctor/diagnosis.h"
+#include "doctor/screen.h"
 #include "output/escape.h"
 
 namespace zulctl {
@@ -84,19 +85,12 @@ void Ask(const Session& session, BoardHealth& board) {
     }
 }
 
-const char* LevelName(Diagnosis::Level level) {
-    return level == Diagnosis::Level::kGood ? "good" : level == Diagnosis::Level::kNote ? "note" : "fault";
-}
-
 Json JsonOf(const std::vector<Diagnosis>& findings, const std::vector<BoardHealth>& boards) {
     Json list = Json::array(), health = Json::array();
     bool healthy = true;
     for (const Diagnosis& item : findings) {
         healthy = healthy && item.level != Diagnosis::Level::kFault;
-        list.push_back({{"check", item.check},
-                        {"level", LevelName(item.level)},
-                        {"finding", item.finding},
-                        {"advice", item.advice.empty() ? Json() : Json(item.advice)}});
+        list.push_back(JsonOf(item));
     }
     for (const BoardHealth& board : boards) {
         Json replies = Json::array();
@@ -110,6 +104,34 @@ Json JsonOf(const std::vector<Diagnosis>& findings, const std::vector<BoardHealt
                           {"messages_come_here", board.silence.empty() && board.messages.empty()}});
     }
     return {{"healthy", healthy}, {"findings", list}, {"boards", health}};
+}
+
+/// What is wrong with what receivers play, the first fault of each.
+std::vector<Diagnosis> ExamineScreens(Session& session, const std::vector<BoardHealth>& boards,
+                                      std::chrono::milliseconds howLong) {
+    std::vector<Target> receivers, transmitters;
+    for (const BoardHealth& board : boards) {
+        const bool receives = board.at.port == kReceiverPort;
+        if (receives && board.silence.empty()) receivers.push_back({board.name, board.at, Role::kReceiver});
+        if (!receives) transmitters.push_back({board.name, board.at, Role::kTransmitter});
+    }
+    if (receivers.empty()) return {};
+    session.out.Progress("listening to what receivers play...");
+    const auto senders = AskSenders(session, transmitters);
+    std::vector<std::future<ScreenView>> pending;
+    for (const Target& receiver : receivers) {
+        pending.push_back(std::async(std::launch::async,
+                                     [&, receiver] { return LookAtScreen(session, receiver, senders, howLong); }));
+    }
+    std::vector<Diagnosis> findings;
+    for (auto& future : pending) {
+        const ScreenView view = future.get();
+        if (!view.Group()) continue;  // a television that is off
+        Diagnosis finding = ExamineScreen(view).back();
+        if (finding.level == Diagnosis::Level::kGood) finding.finding = view.receiver + " gets a good stream";
+        findings.push_back(std::move(finding));
+    }
+    return findings;
 }
 
 /// The answer to a script: who is silent counts before what else is wrong.
@@ -136,33 +158,22 @@ void RunDoctor(Session& session, const DoctorChoice& choice) {
     CatchInterrupts();
     std::vector<Diagnosis> findings = ExamineMachine(group, session.InterfaceIndex(), session.Options().localPort);
 
-    // The querier is listened for all the while.
-    const auto start = Clock::now();
-    const std::string interfaceName = InterfaceOfJoin(group, session.InterfaceIndex()).value_or("");
-    std::unique_ptr<QuerierEar> ear;
-    for (const Interface& item : Interfaces()) {
-        if (item.name == interfaceName) ear = QuerierEar::Open(item.index);
-    }
-    if (ear) ear->Provoke();
+    const QuerierSearch search(group, session.InterfaceIndex());  // listens all the while
     std::vector<BoardHealth> boards = FindBoards(session);
     session.out.Progress(fmt::format("asking {} board{}...", boards.size(), boards.size() == 1 ? "" : "s"));
     std::vector<std::future<void>> pending;
     for (BoardHealth& board : boards)
         pending.push_back(std::async(std::launch::async, [&session, &board] { Ask(session, board); }));
     for (auto& future : pending) future.get();
-    std::optional<std::uint32_t> querier;
-    while (ear && !querier && !Interrupted() && Clock::now() < start + howLong) {
-        const auto left = std::chrono::ceil<std::chrono::seconds>(start + howLong - Clock::now());
+    const auto screens = ExamineScreens(session, boards, howLong);
+    const auto querier = search.Finish(howLong, [&](std::chrono::seconds left) {
         session.out.Progress(
             fmt::format("listening for an IGMP querier, {} s more; Ctrl-C ends that...", left.count()));
-        querier = ear->Wait(std::min(start + howLong, Clock::now() + 1s));
-    }
-    if (!interfaceName.empty()) {
-        findings.push_back(ExamineQuerier(ear != nullptr, querier, interfaceName,
-                                          std::chrono::floor<std::chrono::seconds>(Clock::now() - start)));
-    }
+    });
+    if (querier) findings.push_back(*querier);
     const auto aboutBoards = ExamineBoards(boards, session.Chosen().empty());
     findings.insert(findings.end(), aboutBoards.begin(), aboutBoards.end());
+    findings.insert(findings.end(), screens.begin(), screens.end());
     session.out.Emit("zulctl.doctor/1", JsonOf(findings, boards),
                      [&] { return Findings(findings, session.out.Width(), session.out.Colour()); });
     Conclude(findings, boards);

@@ -17,8 +17,6 @@ struct ProbeChoice {
     std::string howLong = "10s";
 };
 
-constexpr int kWantedBuffer = 8 << 20;
-
 std::string SecondLine(std::size_t number, const SecondReport& second) {
     return fmt::format(
         "{:4} s  {:>14}  {:6} packets  {:4} datagrams{}", number + 1,
@@ -121,14 +119,7 @@ void RunProbe(Session& session, const ProbeChoice& choice) {
     const auto stream = ParseEndpoint(choice.stream);
     if (!stream) throw Failure(kUsage, fmt::format("\"{}\" isn't GROUP:PORT", choice.stream));
     const auto howLong = ParseSpan(choice.howLong);
-    UdpSocket socket;
-    socket.ShareAddress();
-    socket.WantBuffer(kWantedBuffer);
-    socket.Bind(stream->port, IsMulticast(stream->address) ? stream->address : 0);
-    if (IsMulticast(stream->address) && !socket.Join(stream->address, session.InterfaceIndex())) {
-        throw Failure(kUsage, fmt::format("can't join {}: is there a route for it, or an --interface?",
-                                          AddressText(stream->address)));
-    }
+    UdpSocket socket = StreamSocket(*stream, session.InterfaceIndex());
     CatchInterrupts();
     session.out.Progress("waiting for " + choice.stream + "...");
     StreamProbe probe;

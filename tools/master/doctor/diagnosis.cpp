@@ -203,6 +203,27 @@ Diagnosis ExamineQuerier(bool mayListen, const std::optional<std::uint32_t>& que
         cure};
 }
 
+QuerierSearch::QuerierSearch(std::uint32_t group, int interfaceIndex)
+    : mInterfaceName(InterfaceOfJoin(group, interfaceIndex).value_or("")) {
+    for (const Interface& item : Interfaces()) {
+        if (item.name == mInterfaceName) mEar = QuerierEar::Open(item.index);
+    }
+    if (mEar) mEar->Provoke();
+}
+
+std::optional<Diagnosis> QuerierSearch::Finish(std::chrono::milliseconds howLong,
+                                               const std::function<void(std::chrono::seconds)>& progress) const {
+    if (mInterfaceName.empty()) return std::nullopt;
+    std::optional<std::uint32_t> querier;
+    const auto end = mStart + howLong;
+    while (mEar && !querier && !Interrupted() && Clock::now() < end) {
+        progress(std::chrono::ceil<std::chrono::seconds>(end - Clock::now()));
+        querier = mEar->Wait(std::min(end, Clock::now() + std::chrono::seconds(1)));
+    }
+    return ExamineQuerier(mEar != nullptr, querier, mInterfaceName,
+                          std::chrono::floor<std::chrono::seconds>(Clock::now() - mStart));
+}
+
 std::vector<Diagnosis> ExamineBoards(const std::vector<BoardHealth>& boards, bool askedForNone) {
     std::vector<Diagnosis> findings;
     if (boards.empty() && askedForNone) {
@@ -224,6 +245,14 @@ std::vector<Diagnosis> ExamineBoards(const std::vector<BoardHealth>& boards, boo
                  "Until then scans can be followed by questions only, and \"guide\" and \"languages\" stay silent."});
     }
     return findings;
+}
+
+Json JsonOf(const Diagnosis& finding) {
+    constexpr const char* kLevels[] = {"good", "note", "fault"};
+    return {{"check", finding.check},
+            {"level", kLevels[static_cast<std::size_t>(finding.level)]},
+            {"finding", finding.finding},
+            {"advice", finding.advice.empty() ? Json() : Json(finding.advice)}};
 }
 
 std::string Findings(const std::vector<Diagnosis>& findings, std::size_t width, bool colour) {

@@ -1,13 +1,15 @@
 /// Findings about a network and its boards, in plain words, each with what to do.
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "doctor/multicast_view.h"
-#include "output/table.h"
+#include "output/output.h"
 #include "protocol/endpoint.h"
 
 namespace zulctl {
@@ -28,6 +30,23 @@ std::vector<Diagnosis> ExamineMachine(std::uint32_t group, int chosen, std::uint
 Diagnosis ExamineQuerier(bool mayListen, const std::optional<std::uint32_t>& querier, const std::string& interfaceName,
                          std::chrono::seconds listened);
 
+/// Listens for a querier on the interface that a join of a group takes, from its construction on.
+class QuerierSearch {
+ public:
+    QuerierSearch(std::uint32_t group, int interfaceIndex);
+
+    /// Waits until one is heard or the time since the start is up.
+    /// \param progress  called about once a second with what is left
+    /// \return the finding; nothing where no interface takes a join
+    std::optional<Diagnosis> Finish(std::chrono::milliseconds howLong,
+                                    const std::function<void(std::chrono::seconds left)>& progress) const;
+
+ private:
+    Clock::time_point mStart = Clock::now();
+    std::string mInterfaceName;
+    std::unique_ptr<QuerierEar> mEar;
+};
+
 /// What a board is like from here.
 struct BoardHealth {
     std::string name;
@@ -41,6 +60,8 @@ inline constexpr int kBoardTtl = 4;  ///< of all that a board sends to groups
 
 std::vector<Diagnosis> ExamineBoards(const std::vector<BoardHealth>& boards, bool askedForNone);
 
+/// \return one finding as JSON, as in zulctl.doctor/1
+Json JsonOf(const Diagnosis& finding);
 /// The findings one below the other, wrapped at `width`.
 std::string Findings(const std::vector<Diagnosis>& findings, std::size_t width, bool colour);
 

@@ -180,11 +180,23 @@ std::vector<Target> Session::Find(std::optional<Role> role, std::vector<Failure>
     return targets;
 }
 
+std::vector<Target> Session::Everybody(Role role) {
+    std::vector<Target> targets = Heard();
+    std::erase_if(targets, [&](const Target& target) { return target.role != role; });
+    for (const NamedBoard& board : mConfig.boards) {
+        const bool isHeard = std::any_of(targets.begin(), targets.end(),
+                                         [&](const Target& target) { return target.at.address == board.address; });
+        if (isHeard || board.role != role) continue;
+        targets.push_back({board.name, {board.address, board.port != 0 ? board.port : CommandPort(role)}, role});
+    }
+    return targets;
+}
+
 std::vector<Target> Session::Boards(std::optional<Role> role) {
     std::vector<Failure> missing;
     std::vector<Target> targets = Find(role, missing);
     if (targets.empty() && missing.size() == 1) throw missing.front();
-    for (const Failure& failure : missing) out.Error(failure.what());  // the others are served all the same
+    for (const Failure& failure : missing) out.Error(failure.what());  // the others are served
     if (targets.empty()) throw Failure(kNoAnswer, "none of these boards answers");
     mSomeAreMissing = !missing.empty();
     return targets;

@@ -51,6 +51,8 @@ class Session {
     Target Named(const std::string& board, std::optional<Role> role) { return Resolve(board, role).front(); }
     /// \return the boards meant by every --board, or with --all all that are known or heard
     std::vector<Target> Boards(std::optional<Role> role);
+    /// \return all boards of a role that are named or heard, whatever --board says; none where there is none
+    std::vector<Target> Everybody(Role role);
     /// \return what is known of a board by its name or address alone; port and role may be missing. Throws
     /// Failure(kUsage)
     NamedBoard Meant(const std::string& board) const;

@@ -2,6 +2,7 @@
 #include "net/udp_socket.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -155,6 +156,19 @@ std::optional<Datagram> UdpSocket::Take(bool* refused) {
     ReadControl(message, datagram);
     if (mpRecorder) mpRecorder->Note(Recorder::Direction::kReceived, datagram.from, datagram.bytes);
     return datagram;
+}
+
+UdpSocket StreamSocket(const Endpoint& stream, int interfaceIndex) {
+    constexpr int kBuffer = 8 << 20;
+    UdpSocket socket;
+    socket.ShareAddress();
+    socket.WantBuffer(kBuffer);
+    socket.Bind(stream.port, IsMulticast(stream.address) ? stream.address : 0);
+    if (IsMulticast(stream.address) && !socket.Join(stream.address, interfaceIndex)) {
+        throw Failure(kUsage, fmt::format("can't join {}: is there a route for it, or an --interface?",
+                                          AddressText(stream.address)));
+    }
+    return socket;
 }
 
 std::optional<std::size_t> WaitForAny(std::span<UdpSocket* const> sockets, Clock::time_point deadline) {

@@ -65,6 +65,10 @@ class UdpSocket {
     std::shared_ptr<Recorder> mpRecorder;
 };
 
+/// \return a socket with a large buffer that takes a stream, joined to its group. Throws Failure(kUsage) where it can't
+/// be
+UdpSocket StreamSocket(const Endpoint& stream, int interfaceIndex);
+
 /// Waits until one of the sockets has something to take, an interrupt came or the time is up.
 /// \return index of the socket, or nothing
 std::optional<std::size_t> WaitForAny(std::span<UdpSocket* const> sockets, Clock::time_point deadline);

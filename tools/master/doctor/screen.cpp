@@ -1,0 +1,195 @@
+// From a receiver to who sends what it plays.
+#include "doctor/screen.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "output/escape.h"
+#include "output/failure.h"
+
+namespace zulctl {
+
+namespace {
+
+using Level = Diagnosis::Level;
+
+std::string Names(const std::set<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+    return text;
+}
+
+/// \return a group with the same address and another port that a transmitter sends to
+std::optional<Endpoint> OtherPort(const ScreenView& view, const Endpoint& group) {
+    for (const Sender& sender : view.transmitters) {
+        if (!sender.status) continue;
+        for (const StreamStatus& stream : sender.status->streams) {
+            if (stream.active && stream.group.address == group.address && stream.group.port != group.port)
+                return stream.group;
+        }
+    }
+    return std::nullopt;
+}
+
+Diagnosis ExamineReceiver(const ScreenView& view) {
+    if (!view.silence.empty())
+        return {"receiver", Level::kFault, fmt::format("{} doesn't answer", view.receiver),
+                "Is it on, on this network, and a receiver? \"zulctl discover\" lists the boards that are."};
+    if (view.Group())
+        return {"receiver", Level::kGood, fmt::format("{} plays {}", view.receiver, EndpointText(*view.Group())), ""};
+    const std::string advice = fmt::format("zulctl -b {} play GROUP:PORT", view.receiver);
+    if (view.status.browserUp)
+        return {"receiver", Level::kFault, fmt::format("{} shows a web page and plays no stream", view.receiver),
+                advice};
+    return {"receiver", Level::kFault, fmt::format("{} plays no stream", view.receiver), advice};
+}
+
+/// Nothing comes, and no transmitter says that it sends.
+Diagnosis ExplainNoSender(const ScreenView& view, const Endpoint& group) {
+    if (const auto other = OtherPort(view, group)) {
+        return {
+            "port", Level::kFault,
+            fmt::format("{} plays port {}, and that group is sent to port {}", view.receiver, group.port, other->port),
+            fmt::format("zulctl -b {} play {}", view.receiver, EndpointText(*other))};
+    }
+    std::set<std::string> silent;
+    for (const Sender& sender : view.transmitters) {
+        if (!sender.status) silent.insert(sender.name);
+    }
+    if (!silent.empty()) {
+        return {
+            "transmitter", Level::kFault,
+            fmt::format("nothing comes to {}, and {} {} answer", EndpointText(group), Names(silent),
+                        silent.size() == 1 ? "doesn't" : "don't"),
+            "Is it on? After a restart a board sends its last stream alone: \"zulctl apply\" starts what a plan has."};
+    }
+    return {"sender", Level::kFault, fmt::format("nobody sends to {}", EndpointText(group)),
+            fmt::format("zulctl -b TRANSMITTER stream start CHANNEL --to {}", EndpointText(group))};
+}
+
+/// One transmitter says that it sends, and nothing comes.
+Diagnosis ExplainSilence(const Sender& sender, const Endpoint& group) {
+    if (!sender.status->locked) {
+        return {"signal", Level::kFault,
+                fmt::format("{} sends to {}, but its tuner has no signal", sender.name, EndpointText(group)),
+                fmt::format("Check its cable and the channel: zulctl -b {} status", sender.name)};
+    }
+    return {
+        "network", Level::kFault,
+        fmt::format("{} says that it sends to {}, and nothing comes to this machine", sender.name, EndpointText(group)),
+        "Look for what stops multicast on the way here, as on the receiver's: zulctl doctor"};
+}
+
+Diagnosis ExamineSenders(const ScreenView& view, const Endpoint& group) {
+    std::vector<const Sender*> senders;
+    std::set<std::string> names;
+    for (const Sender& sender : view.transmitters) {
+        if (sender.SendsTo(group)) senders.push_back(&sender), names.insert(sender.name);
+    }
+    for (const std::uint32_t source : view.heard.sources) {
+        const auto known = std::any_of(view.transmitters.begin(), view.transmitters.end(),
+                                       [&](const Sender& sender) { return sender.address == source; });
+        if (!known || view.heard.sources.size() > 1) names.insert(AddressText(source));
+    }
+    for (const Sender* sender : senders) {  // by name rather than by address
+        if (view.heard.sources.contains(sender->address)) names.erase(AddressText(sender->address));
+    }
+    if (names.size() > 1) {
+        return {"senders", Level::kFault,
+                fmt::format("{} send to {} at the same time", Names(names), EndpointText(group)),
+                "Stop all but one, as with: zulctl -b TRANSMITTER stream stop --slot SLOT"};
+    }
+    if (view.heard.sources.empty())
+        return senders.empty() ? ExplainNoSender(view, group) : ExplainSilence(*senders[0], group);
+    return {"sender", Level::kGood,
+            fmt::format("{} sends it, {}", names.empty() ? AddressText(*view.heard.sources.begin()) : *names.begin(),
+                        BitRateText(view.heard.report.BitRate())),
+            ""};
+}
+
+/// The programme that the receiver plays: of a stream with one, and where it was ordered by the group alone, that one.
+Diagnosis ExamineProgramme(const ScreenView& view) {
+    const auto& programmes = view.heard.report.programmes;
+    auto found = programmes.find(static_cast<std::uint16_t>(view.status.programme));
+    if (view.status.programme == 0 && !programmes.empty()) found = programmes.begin();
+    if (found == programmes.end()) {
+        std::string carried;
+        for (const auto& [number, programme] : programmes)
+            carried += fmt::format("{}{:04x}", carried.empty() ? "" : ", ", number);
+        return {"programme", Level::kFault,
+                fmt::format("{} plays programme {:04x}, and the stream carries {}", view.receiver,
+                            view.status.programme, carried.empty() ? "none" : carried),
+                programmes.empty() ? "Is the programme still on the air? zulctl -b TRANSMITTER scan"
+                                   : fmt::format("zulctl -b {} play {} --programme {:04x}", view.receiver,
+                                                 EndpointText(*view.Group()), programmes.begin()->first)};
+    }
+    std::uint64_t packets = 0, scrambled = 0;
+    for (const auto& stream : found->second.streams) {
+        const auto pid = view.heard.report.pids.find(stream.pid);
+        if (pid == view.heard.report.pids.end()) continue;
+        packets += pid->second.packets, scrambled += pid->second.scrambled;
+    }
+    if (packets == 0)
+        return {"programme", Level::kFault,
+                fmt::format("programme {:04x} is listed, and carries neither picture nor sound", found->first),
+                "The broadcaster sends nothing in it now; try another channel."};
+    if (scrambled * 2 > packets)
+        return {"scrambled", Level::kFault, fmt::format("programme {:04x} is scrambled", found->first),
+                "Boards send what is scrambled as it is; \"zulctl channels\" marks the channels that are."};
+    return {"programme", Level::kGood, fmt::format("programme {:04x} is in it, in the clear", found->first), ""};
+}
+
+Diagnosis ExamineStream(const ScreenView& view) {
+    for (const Finding& finding : Judge(view.heard.report)) {
+        if (!finding.fault) continue;
+        return {"stream", Level::kFault, "the stream has faults: " + finding.text,
+                view.heard.report.lostHere > 0
+                    ? "This machine lost datagrams itself: look again with less to do, or as root."
+                    : fmt::format("Where are they from? Compare with the signal, and with: zulctl probe {}",
+                                  EndpointText(*view.Group()))};
+    }
+    return {"stream", Level::kGood, "the stream has no fault", ""};
+}
+
+}  // namespace
+
+std::optional<Endpoint> ScreenView::Group() const {
+    const auto address = ParseAddress(status.address);
+    if (!status.playsStream || !address || *address == 0 || status.port < 1 || status.port > 0xFFFF)
+        return std::nullopt;
+    return Endpoint{*address, static_cast<std::uint16_t>(status.port)};
+}
+
+ScreenView LookAtScreen(const Session& session, const Target& receiver, std::vector<Sender> transmitters,
+                        std::chrono::milliseconds howLong) {
+    ScreenView view{Escaped(receiver.name), ""};
+    view.transmitters = std::move(transmitters);
+    try {
+        Client client = session.Connect(receiver);
+        const auto status = ParseReceiverStatus(client.Ask("STATUS"));
+        if (!status) throw Failure(kNoAnswer, "it gives no status of a receiver");
+        view.status = *status;
+    } catch (const Failure& failure) {
+        view.silence = failure.what();
+    }
+    const auto group = view.Group();
+    if (!group) return view;
+    view.heard = Listen(*group, session.InterfaceIndex(), howLong);
+    return view;
+}
+
+std::vector<Diagnosis> ExamineScreen(const ScreenView& view) {
+    std::vector<Diagnosis> findings;
+    const auto isFault = [&](Diagnosis finding) {
+        findings.push_back(std::move(finding));
+        return findings.back().level == Level::kFault;
+    };
+    if (isFault(ExamineReceiver(view)) || isFault(ExamineSenders(view, *view.Group())) ||
+        isFault(ExamineProgramme(view)) || isFault(ExamineStream(view)))
+        return findings;
+    findings.insert(findings.end(), view.surroundings.begin(), view.surroundings.end());
+    return findings;
+}
+
+}  // namespace zulctl

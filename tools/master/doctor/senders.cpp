@@ -1,0 +1,80 @@
+// Transmitters' own words, and datagrams' source addresses.
+#include "doctor/senders.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <future>
+
+#include "output/escape.h"
+
+namespace zulctl {
+
+bool Sender::SendsTo(const Endpoint& group) const {
+    return status && std::any_of(status->streams.begin(), status->streams.end(),
+                                 [&](const auto& stream) { return stream.active && stream.group == group; });
+}
+
+std::vector<Sender> AskSenders(const Session& session, const std::vector<Target>& transmitters) {
+    std::vector<std::future<Sender>> pending;
+    for (const Target& target : transmitters) {
+        pending.push_back(std::async(std::launch::async, [&session, target] {
+            Sender sender{Escaped(target.name), target.at.address};
+            try {
+                Client client = session.Connect(target);
+                sender.status = ParseTransmitterStatus(client.Ask("STATUS"));
+            } catch (const Failure&) {
+            }
+            return sender;
+        }));
+    }
+    std::vector<Sender> senders;
+    for (auto& future : pending) senders.push_back(future.get());
+    return senders;
+}
+
+Heard Listen(const Endpoint& group, int interfaceIndex, std::chrono::milliseconds howLong) {
+    UdpSocket socket = StreamSocket(group, interfaceIndex);
+    Heard heard;
+    StreamProbe probe;
+    UdpSocket* const sockets[] = {&socket};
+    const auto deadline = Clock::now() + howLong;
+    while (WaitForAny(sockets, deadline) && Clock::now() < deadline) {
+        const auto datagram = socket.Take();
+        if (!datagram) continue;
+        heard.sources.insert(datagram->from.address);
+        probe.Add({reinterpret_cast<const std::uint8_t*>(datagram->bytes.data()), datagram->bytes.size()},
+                  datagram->arrived);
+        probe.Report().lostHere = datagram->lost;
+    }
+    heard.report = probe.Report();
+    return heard;
+}
+
+std::vector<Sender> AskOthers(Session& session, const std::set<Endpoint>& ours) {
+    std::vector<Target> others = session.Everybody(Role::kTransmitter);
+    std::erase_if(others, [&](const Target& other) { return ours.contains(other.at); });
+    return AskSenders(session, others);
+}
+
+void RefuseTakenGroup(const Session& session, const Endpoint& group, const std::vector<Sender>& others,
+                      const std::set<Endpoint>& ours) {
+    constexpr std::chrono::milliseconds kEnough{500};
+    const auto refuse = [&](const std::string& other) {
+        throw Failure(kRefused, fmt::format("{} sends to {} already, and two senders spoil the picture of both; "
+                                            "--force starts another one",
+                                            other, EndpointText(group)));
+    };
+    for (const Sender& sender : others) {
+        if (sender.SendsTo(group)) refuse(sender.name);
+    }
+    std::set<std::uint32_t> sources;
+    try {
+        sources = Listen(group, session.InterfaceIndex(), kEnough).sources;
+    } catch (const Failure&) {  // this machine may have no route for groups
+    }
+    for (const Endpoint& own : ours) sources.erase(own.address);
+    if (!sources.empty()) refuse(AddressText(*sources.begin()));
+}
+
+}  // namespace zulctl
