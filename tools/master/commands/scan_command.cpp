@@ -1,6 +1,7 @@
 // zulctl scan: walks the tuner over its channels and follows it step by step.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 
@@ -21,7 +22,7 @@ namespace {
 using namespace std::chrono_literals;
 
 struct ScanChoice {
-    bool stop = false;
+    bool stop = false, yes = false;
     std::optional<int> only;
     std::string mode;
 };
@@ -164,6 +165,12 @@ void Start(Session& session, Client& client, Ear& ear, const ScanChoice& choice)
     }
 }
 
+TransmitterStatus StatusOf(Client& client) {
+    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
+    if (!status) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status of a transmitter");
+    return *status;
+}
+
 void RunScan(Session& session, const ScanChoice& choice) {
     Client client = session.Connect(Role::kTransmitter);
     if (choice.stop) {
@@ -176,12 +183,18 @@ void RunScan(Session& session, const ScanChoice& choice) {
                                 [] { return "no scan is running any more\n"; });
     }
     RefuseWhileBusy(client);
-    if (!choice.mode.empty()) client.Order(fmt::format("TUNERMODE{}", kModes.at(choice.mode)), "the tuner mode");
-    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
-    if (!status) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status of a transmitter");
-    const Range range = choice.only ? Range{*choice.only, *choice.only} : RangeOf(status->tunerMode);
-    if (!status->streams.empty())
-        session.out.Warning(fmt::format("this ends {} stream(s) of the board", status->streams.size()));
+    auto status = StatusOf(client);
+    const auto ended = std::count_if(status.streams.begin(), status.streams.end(),
+                                     [](const StreamStatus& stream) { return stream.active; });
+    if (ended > 0) {
+        session.out.Confirm(fmt::format("this ends {} stream{} of the board", ended, ended == 1 ? "" : "s"), "Scan?",
+                            choice.yes);
+    }
+    if (!choice.mode.empty()) {
+        client.Order(fmt::format("TUNERMODE{}", kModes.at(choice.mode)), "the tuner mode");
+        status = StatusOf(client);
+    }
+    const Range range = choice.only ? Range{*choice.only, *choice.only} : RangeOf(status.tunerMode);
 
     CatchInterrupts();
     Ear ear(client.Board().address, session.Options(), Clock::now() + 5s);
@@ -191,7 +204,7 @@ void RunScan(Session& session, const ScanChoice& choice) {
     const auto channels = FetchChannels(client);
     session.out.Emit("zulctl.scan/1",
                      {{"complete", complete},
-                      {"tuner_mode", status->tunerMode},
+                      {"tuner_mode", status.tunerMode},
                       {"channels_with_signal", follower.LockedChannels()},
                       {"channels", JsonOf(channels)}},
                      [&] {
@@ -218,6 +231,7 @@ void AddScanCommand(CLI::App& app, Session& session) {
     command->add_option("--mode", choice->mode, "Set the tuner's mode first")
         ->check(CLI::IsMember({"atsc", "qam64", "qam256"}))
         ->excludes(stop);
+    command->add_flag("-y,--yes", choice->yes, "Don't ask where streams end");
     command->callback([&session, choice] { session.run = [&session, choice] { RunScan(session, *choice); }; });
 }
 

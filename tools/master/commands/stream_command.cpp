@@ -5,18 +5,41 @@
 
 #include "commands/commands.h"
 #include "commands/order.h"
+#include "doctor/senders.h"
 #include "net/stream_order.h"
 
 namespace zulctl {
 
 namespace {
 
-void RunStart(Session& session, const StreamChoice& choice) {
-    Client client = session.Connect(Role::kTransmitter);
-    const StreamRequest request = FindStream(client, choice);
+struct StartChoice : StreamChoice {
+    bool replace = false, force = false, yes = false;
+};
+
+struct StopChoice {
+    std::optional<int> slot;
+    bool yes = false;
+};
+
+/// Asks before streams end.
+void ConfirmEnds(Session& session, const std::vector<StreamStatus>& ended, bool yes) {
+    if (ended.empty()) return;
+    std::string text = "this ends";
+    for (const StreamStatus& stream : ended)
+        text += fmt::format("{} slot {} to {}", &stream == &ended.front() ? "" : ",", stream.id,
+                            EndpointText(stream.group));
+    session.out.Confirm(text, ended.size() == 1 ? "End it?" : "End them?", yes);
+}
+
+void RunStart(Session& session, const StartChoice& choice) {
+    const Target target = session.OneBoard(Role::kTransmitter);
+    Client client = session.Connect(target);
+    StreamRequest request = FindStream(client, choice);
+    if (!request.slot && !choice.replace) request.slot = FreeSlot(client, request.to);
     const std::string text = StartText(request);
-    for (const StreamStatus& stream : CheckAgainstBoard(client, request))
-        session.out.Say(fmt::format("ends slot {} to {}", stream.id, EndpointText(stream.group)));
+    const auto ended = CheckAgainstBoard(client, request);
+    if (!choice.force) RefuseTakenGroup(session, request.to, AskOthers(session, {target.at}), {target.at});
+    ConfirmEnds(session, ended, choice.yes);
     session.out.Progress("tuning and starting, some 11 s...");
     client.Order(text, "the stream");
     session.out.Emit("zulctl.stream/1", StartedJson(request, text), [&] {
@@ -24,10 +47,17 @@ void RunStart(Session& session, const StreamChoice& choice) {
     });
 }
 
-void RunStop(Session& session, const StreamChoice& choice) {
+void RunStop(Session& session, const StopChoice& choice) {
     const std::string text = StopText(choice.slot);
     Client client = session.Connect(Role::kTransmitter);
     RefuseWhileBusy(client);
+    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
+    if (!status) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
+    std::vector<StreamStatus> ended = status->streams;
+    std::erase_if(ended, [&](const StreamStatus& stream) {  // one that is named, or the only one, needs no question
+        return !stream.active || (choice.slot && (stream.id == *choice.slot || stream.id != 0));
+    });
+    if (choice.slot || ended.size() > 1) ConfirmEnds(session, ended, choice.yes);
     session.out.Progress("stopping...");
     client.Order(text, "the stop");
     session.out.Emit("zulctl.stream/1", StoppedJson(choice.slot, text), [&] {
@@ -46,17 +76,21 @@ void RunPacketSize(Session& session, int size) {
 void AddStreamCommand(CLI::App& app, Session& session) {
     CLI::App* command = app.add_subcommand("stream", "Start and stop what a transmitter sends");
     command->require_subcommand(1);
-    const auto choice = std::make_shared<StreamChoice>();
+    const auto choice = std::make_shared<StartChoice>();
+    const auto stopping = std::make_shared<StopChoice>();
     const auto packetSize = std::make_shared<int>(0);
 
     CLI::App* start = command->add_subcommand("start", "Send programmes, or a whole multiplex, to a group");
-    start->footer("All streams of a board come from one tuner channel. Starting or stopping any slot stops slot 0.");
+    start->footer(
+        "All streams of a board come from one tuner channel. Starting or stopping any slot stops slot 0, and a start "
+        "tunes the board anew: its other streams pause for a moment. Where streams end, zulctl asks first.");
     start->add_option("channel", choice->channels, "Channels by number (7.1), name or index, all on one tuner channel");
     start->add_option("--to", choice->to, "Where to")->type_name("GROUP:PORT")->required();
-    start
-        ->add_option("--slot", choice->slot,
-                     "Slot 0 to 7 beside those that run; without it the stream replaces all others")
-        ->check(CLI::Range(0, kStreamSlots - 1));
+    CLI::Option* slot = start->add_option("--slot", choice->slot, "Slot 0 to 7; without it a free one")
+                            ->check(CLI::Range(0, kStreamSlots - 1));
+    start->add_flag("--replace", choice->replace, "End all other streams of the board")->excludes(slot);
+    start->add_flag("--force", choice->force, "Start although another transmitter sends to that group");
+    start->add_flag("-y,--yes", choice->yes, "Don't ask where streams end");
     start->add_flag("--whole", choice->whole, "The whole multiplex that the channel is in");
     start->add_option("--tuner-channel", choice->tunerChannel, "In place of names: channel number of the tuner")
         ->check(CLI::Range(1, kHighestChannel));
@@ -69,8 +103,10 @@ void AddStreamCommand(CLI::App& app, Session& session) {
     start->callback([&session, choice] { session.run = [&session, choice] { RunStart(session, *choice); }; });
 
     CLI::App* stop = command->add_subcommand("stop", "Stop one slot, or all");
-    stop->add_option("--slot", choice->slot, "Slot to stop; stops slot 0 too")->check(CLI::Range(0, kStreamSlots - 1));
-    stop->callback([&session, choice] { session.run = [&session, choice] { RunStop(session, *choice); }; });
+    stop->add_option("--slot", stopping->slot, "Slot to stop; stops slot 0 too")
+        ->check(CLI::Range(0, kStreamSlots - 1));
+    stop->add_flag("-y,--yes", stopping->yes, "Don't ask where other streams end");
+    stop->callback([&session, stopping] { session.run = [&session, stopping] { RunStop(session, *stopping); }; });
 
     CLI::App* size = command->add_subcommand("packet-size", "Set the datagram size of the streams that run");
     size->add_option("bytes", *packetSize, "188 to 32768, rounded down to whole packets; a new stream has 1316")

@@ -1,8 +1,6 @@
 // zulctl upgrade: a firmware image onto a board.
 #include <fmt/format.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <memory>
 
 #include "commands/commands.h"
@@ -31,13 +29,7 @@ void Confirm(Output& out, const Target& target, const UpgradeChoice& choice, con
     const std::string what =
         fmt::format("image   {}, {} bytes\nsha256  {}\nboard   {}, {} at {}", Escaped(choice.file), image.Size(),
                     image.Sha256(), RoleName(target.role), Escaped(target.name), EndpointText(target.at));
-    if (choice.yes) return out.Say(what);
-    if (!isatty(STDIN_FILENO) || out.format != Format::kTable)
-        throw Failure(kUsage, "an upgrade asks first; --yes says yes");
-    std::fprintf(stderr, "%s\nBurn it? The board restarts afterwards. [y/N] ", what.c_str());
-    char answer[16] = "";
-    if (std::fgets(answer, sizeof answer, stdin) == nullptr || (answer[0] != 'y' && answer[0] != 'Y'))
-        throw Failure(kRefused, "not confirmed; nothing was sent");
+    out.Confirm(what, "Burn it? The board restarts afterwards.", choice.yes);
 }
 
 void Send(Session& session, Client& client, const Image& image) {

@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <set>
+
 #include "net/fetch.h"
 #include "output/escape.h"
 #include "output/failure.h"
@@ -61,6 +63,22 @@ StreamRequest FindStream(Client& client, const StreamChoice& choice) {
     return request;
 }
 
+int FreeSlot(Client& client, const Endpoint& group) {
+    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
+    if (!status) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
+    std::set<int> used;
+    for (const StreamStatus& stream : status->streams) {
+        if (!stream.active) continue;
+        if (stream.group == group) return stream.id;
+        used.insert(stream.id);
+    }
+    for (int n = 1; n <= kStreamSlots; ++n) {
+        if (!used.contains(n % kStreamSlots)) return n % kStreamSlots;
+    }
+    throw Failure(kRefused, fmt::format("all {} slots send; stop one, name one with --slot, or --replace them all",
+                                        kStreamSlots));
+}
+
 std::vector<StreamStatus> CheckAgainstBoard(Client& client, const StreamRequest& request) {
     RefuseWhileBusy(client);
     const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
@@ -82,7 +100,7 @@ std::vector<StreamStatus> CheckAgainstBoard(Client& client, const StreamRequest&
                           fmt::format("slot {} sends from channel {}; a board has one tuner, so stop that first",
                                       stream.id, scan->channel));
         }
-        if (stream.active && replaced) ended.push_back(stream);
+        if (stream.active && replaced && stream.group != request.to) ended.push_back(stream);
     }
     return ended;
 }

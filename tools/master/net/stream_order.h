@@ -31,8 +31,12 @@ void RefuseWhileBusy(Client& client);
 /// Looks the channels up. Throws Failure(kUsage) for what can't be.
 StreamRequest FindStream(Client& client, const StreamChoice& choice);
 
+/// \return the slot for a stream of no particular one: where its group is sent already, else the lowest free one, slot
+/// 0 last, as starts of the others stop it. Throws Failure(kRefused) where none is free
+int FreeSlot(Client& client, const Endpoint& group);
+
 /// Throws Failure for what the board would do without a word: tune nowhere, retune what runs, stop slot 0.
-/// \return the slots that the start ends
+/// \return the slots that the start ends; the group's own isn't among them
 std::vector<StreamStatus> CheckAgainstBoard(Client& client, const StreamRequest& request);
 
 /// What was done, as `zulctl.stream/1` without the schema.

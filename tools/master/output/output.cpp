@@ -99,6 +99,16 @@ void Output::CheckWritten() const {
     if (std::ferror(stdout) != 0) throw Failure(kUsage, "standard output can't be written");
 }
 
+void Output::Confirm(const std::string& what, const std::string& question, bool yes) {
+    if (yes) return Say(what);
+    Line(what);
+    if (isatty(STDIN_FILENO) == 0 || format != Format::kTable) throw Failure(kUsage, question + " --yes says yes");
+    Write(stderr, question + " [y/N] ");
+    char answer[16] = "";
+    if (std::fgets(answer, sizeof answer, stdin) == nullptr || (answer[0] != 'y' && answer[0] != 'Y'))
+        throw Failure(kRefused, "not confirmed; nothing was sent");
+}
+
 void Output::Warning(const std::string& line) {
     if (!quiet) Line("zulctl: " + Styled(EscapedMessage(line), Style::kWarn, mErrIsTerminal && mColour));
 }

@@ -35,6 +35,9 @@ class Output {
     /// As Say, with -v only.
     void Detail(const std::string& line);
     void Error(const std::string& line);
+    /// Asks before something ends or is lost; with `yes` only says what. Throws Failure: kRefused unless the answer is
+    /// y, kUsage where nobody can be asked.
+    void Confirm(const std::string& what, const std::string& question, bool yes);
     /// Throws Failure where something that was printed didn't get out, as into a full disk.
     void CheckWritten() const;
     void Warning(const std::string& line);
