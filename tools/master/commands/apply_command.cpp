@@ -7,11 +7,8 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "net/fetch.h"
-#include "net/stream_order.h"
+#include "commands/plan_work.h"
 #include "output/escape.h"
-#include "plan/plan.h"
-#include "protocol/channels.h"
 
 namespace zulctl {
 
@@ -21,66 +18,8 @@ using Kind = PlanStep::Kind;
 
 struct ApplyChoice {
     std::string plan;
-    bool dryRun = false;
+    bool dryRun = false, keep = false, pause = false, resume = false, force = false;
 };
-
-/// A board on its way to the plan.
-struct BoardWork {
-    Target target;
-    PlannedBoard plan;
-    std::vector<PlanStep> steps{};
-    std::size_t done = 0;  ///< steps that send something and were obeyed
-    std::optional<Failure> failure{};
-
-    std::size_t Changes() const {
-        return static_cast<std::size_t>(
-            std::count_if(steps.begin(), steps.end(), [](const PlanStep& step) { return !step.request.empty(); }));
-    }
-};
-
-std::vector<PlanStep> FindSteps(Client& client, const PlannedBoard& plan) {
-    // A plan that sends nothing needs no channel list, which might be empty.
-    const auto wanted = plan.streams.empty() ? std::vector<WantedStream>() : Wanted(plan, FetchChannels(client));
-    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
-    const auto scan = ParseScanState(client.Ask("SCA?"));
-    if (!status || !scan) throw Failure(kNoAnswer, plan.board + " gives no status of a transmitter");
-    if (status->cut)
-        throw Failure(kRefused,
-                      plan.board + " sends so much that its status doesn't tell all of it; stop some streams first");
-    return StepsTo(wanted, status->streams, scan->channel);
-}
-
-void Compare(const Session& session, BoardWork& work) {
-    try {
-        Client client = session.Connect(work.target);
-        RefuseWhileBusy(client);
-        work.steps = FindSteps(client, work.plan);
-    } catch (const Failure& failure) {
-        work.failure = failure;
-    }
-}
-
-void Execute(const Session& session, BoardWork& work, std::atomic<std::size_t>& progress) {
-    try {
-        Client client = session.Connect(work.target);
-        for (const PlanStep& step : work.steps) {
-            if (step.request.empty()) continue;
-            client.Order(step.request,
-                         step.kind == Kind::kStop ? "the stop" : "the stream to " + EndpointText(*step.to));
-            ++work.done, ++progress;
-        }
-        if (work.done == 0) return;
-        // A board says OK to a programme that isn't in the broadcast too.
-        for (const PlanStep& step : FindSteps(client, work.plan)) {
-            if (step.kind == Kind::kKeep) continue;
-            throw Failure(kRefused,
-                          fmt::format("{} has taken the orders, but {} isn't as planned: is all of it on the air?",
-                                      work.target.name, step.to ? EndpointText(*step.to) : "the tuner"));
-        }
-    } catch (const Failure& failure) {
-        work.failure = failure;
-    }
-}
 
 /// Does something for all boards at once, and shows what `words` says meanwhile.
 template <typename Do, typename Words>
@@ -145,23 +84,6 @@ Json JsonOf(const BoardWork& work) {
             {"steps", steps}};
 }
 
-std::vector<BoardWork> Boards(Session& session, const std::vector<PlannedBoard>& plan) {
-    std::vector<BoardWork> boards;
-    for (const PlannedBoard& board : plan) {
-        const Target target = session.Named(board.board, Role::kTransmitter);
-        const auto& chosen = session.Chosen();
-        const bool wanted = chosen.empty() || std::any_of(chosen.begin(), chosen.end(), [&](const std::string& text) {
-                                return session.Named(text, Role::kTransmitter).at == target.at;
-                            });
-        const bool known = std::any_of(boards.begin(), boards.end(),
-                                       [&](const BoardWork& other) { return other.target.at == target.at; });
-        if (known) throw Failure(kUsage, board.board + " is in the plan twice, by different names");
-        if (wanted) boards.push_back({target, board});
-    }
-    if (boards.empty()) throw Failure(kUsage, "the plan doesn't name that board");
-    return boards;
-}
-
 std::string Summary(std::size_t changes, std::size_t done, bool dryRun) {
     if (changes == 0) return "all is as planned";
     const std::string count = fmt::format("{} change{}", changes, changes == 1 ? "" : "s");
@@ -170,9 +92,12 @@ std::string Summary(std::size_t changes, std::size_t done, bool dryRun) {
 }
 
 void RunApply(Session& session, const ApplyChoice& choice) {
-    std::vector<BoardWork> boards = Boards(session, ReadPlan(choice.plan));
+    if (choice.pause || choice.resume) return PausePlan(session, choice.plan, choice.pause);
+    if (choice.keep) return KeepPlan(session, choice.plan, choice.force);
+    std::vector<BoardWork> boards = BoardsOf(session, ReadPlan(choice.plan));
     ForAll(
         session, boards, [&](BoardWork& work) { Compare(session, work); }, [] { return "comparing..."; });
+    if (!choice.force) RefuseTakenGroups(session, boards);
     // A plan that can't be is no reason to change half of it.
     for (const BoardWork& work : boards) {
         if (work.failure && (work.failure->code == kUsage || boards.size() == 1)) throw *work.failure;
@@ -219,11 +144,19 @@ void AddApplyCommand(CLI::App& app, Session& session) {
         "    {to = \"239.1.1.3:5000\", channels = [\"NEWS\"], whole = true},\n"
         "  ]\n"
         "A board of the plan sends these streams afterwards and no others; other boards are left alone. All streams of "
-        "a "
-        "board are on one tuner channel. With --board, only that part of the plan.");
+        "a board are on one tuner channel, and each start tears the board's other streams for a moment. With --board, "
+        "only "
+        "that part of the plan. With --keep it goes on, one board at a time, and brings back what a restart or "
+        "somebody's hand has changed; --pause and --resume are for who has to change something meanwhile.");
     const auto choice = std::make_shared<ApplyChoice>();
     command->add_option("plan", choice->plan, "The plan")->type_name("FILE")->required();
     command->add_flag("-n,--dry-run", choice->dryRun, "Show the difference to what runs, and send nothing");
+    CLI::Option* keep =
+        command->add_flag("--keep", choice->keep, "Go on for good, and bring boards back to the plan when they differ");
+    CLI::Option* pause = command->add_flag("--pause", choice->pause, "Let those who keep this plan pause");
+    command->add_flag("--resume", choice->resume, "Let them go on")->excludes(pause)->excludes(keep);
+    pause->excludes(keep);
+    command->add_flag("--force", choice->force, "Start although another transmitter sends to a group of the plan");
     command->callback([&session, choice] { session.run = [&session, choice] { RunApply(session, *choice); }; });
 }
 

@@ -12,6 +12,7 @@
 #include "export/lineup.h"
 #include "net/fetch.h"
 #include "output/escape.h"
+#include "plan/plan.h"
 #include "protocol/channels.h"
 
 namespace zulctl {
@@ -24,6 +25,7 @@ struct ExportChoice {
 
 struct BoardLineup {
     Lineup lineup;
+    PlannedBoard plan;
     std::optional<Failure> failure;
 };
 
@@ -34,7 +36,8 @@ BoardLineup FetchLineup(const Session& session, const Target& target, std::optio
         const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
         const auto scan = ParseScanState(client.Ask("SCA?"));
         if (!status || !scan) throw Failure(kNoAnswer, target.name + " gives no status of a transmitter");
-        BoardLineup board{LineupOf(target.name, channels, *status, scan->channel), std::nullopt};
+        BoardLineup board{LineupOf(target.name, channels, *status, scan->channel),
+                          PlanOf(target.name, status->streams, channels, scan->channel), std::nullopt};
         if (!span) return board;
         Ear ear(target.at.address, session.Options(), Clock::now() + std::chrono::seconds(5));
         for (LineupEntry& entry : board.lineup) {
@@ -44,7 +47,7 @@ BoardLineup FetchLineup(const Session& session, const Target& target, std::optio
         }
         return board;
     } catch (const Failure& failure) {
-        return {{}, failure};
+        return {{}, {}, failure};
     }
 }
 
@@ -76,7 +79,7 @@ void Summarise(Session& session, const Lineup& lineup, const ExportChoice& choic
         session.out.Warning(
             "nothing is streamed, so the playlist is empty; \"zulctl stream start\" or \"zulctl apply\" starts "
             "something");
-    if (choice.form != "m3u" && events == 0)
+    if ((choice.form == "xmltv" || choice.form == "json") && events == 0)
         session.out.Warning("no board knows an event: a board knows the guide of the channel that its tuner is on");
     if (!choice.file.empty())
         session.out.Say(fmt::format("{}: {} channels, {} streamed, {} events", Escaped(choice.file), lineup.size(),
@@ -84,7 +87,7 @@ void Summarise(Session& session, const Lineup& lineup, const ExportChoice& choic
 }
 
 void RunExport(Session& session, const ExportChoice& choice) {
-    const auto span = choice.form == "m3u"
+    const auto span = choice.form == "m3u" || choice.form == "plan"
                           ? std::nullopt
                           : std::optional(std::chrono::ceil<std::chrono::minutes>(ParseSpan(choice.span)));
     const std::vector<Target> targets = session.Boards(Role::kTransmitter);
@@ -94,10 +97,14 @@ void RunExport(Session& session, const ExportChoice& choice) {
         pending.push_back(std::async(std::launch::async, [&, target] { return FetchLineup(session, target, span); }));
     }
     Lineup lineup;
+    std::vector<PlannedBoard> plan;
     std::vector<Failure> failures;
     for (auto& future : pending) {
         BoardLineup board = future.get();
-        if (board.failure) failures.push_back(*board.failure);
+        if (board.failure)
+            failures.push_back(*board.failure);
+        else
+            plan.push_back(std::move(board.plan));
         std::move(board.lineup.begin(), board.lineup.end(), std::back_inserter(lineup));
     }
     if (failures.size() == targets.size()) {
@@ -106,7 +113,7 @@ void RunExport(Session& session, const ExportChoice& choice) {
     }
     for (const Failure& failure : failures) session.out.Error(failure.what());
     const Json body = {{"channels", JsonOf(lineup)}};
-    const auto text = [&] { return TextOf(lineup, body, choice); };
+    const auto text = [&] { return choice.form == "plan" ? PlanText(plan) : TextOf(lineup, body, choice); };
     if (choice.file.empty())
         session.out.Emit("zulctl.export/1", body, text);
     else
@@ -123,9 +130,11 @@ void AddExportCommand(CLI::App& app, Session& session) {
         "A playlist holds what is streamed now; the guide what the boards know: that of the channel each tuner is on. "
         "The tvg-id of a channel is its id in the guide, and stays the same whatever it is called.");
     const auto choice = std::make_shared<ExportChoice>();
-    command->add_option("form", choice->form, "m3u: a playlist; xmltv: the guide; json: both")
+    command
+        ->add_option("form", choice->form,
+                     "m3u: a playlist; xmltv: the guide; json: both; plan: the streams, for apply")
         ->required()
-        ->check(CLI::IsMember({"m3u", "xmltv", "json"}));
+        ->check(CLI::IsMember({"m3u", "xmltv", "json", "plan"}));
     command->add_option("--for", choice->player, "Player that the playlist is for")
         ->check(CLI::IsMember({"vlc", "kodi"}))
         ->capture_default_str();

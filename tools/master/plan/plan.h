@@ -38,6 +38,14 @@ struct PlannedBoard {
 /// in one slot of a board.
 std::vector<PlannedBoard> ReadPlan(const std::string& path);
 
+/// \return what a board sends now as a plan: channels by number where that is theirs alone, else by transport and
+/// programme id. Streams of programmes that the list doesn't have are left out. \param tuned  channel that the tuner is
+/// on
+PlannedBoard PlanOf(const std::string& board, const std::vector<StreamStatus>& streams,
+                    const std::vector<Channel>& channels, int tuned);
+/// \return the text of a plan, as ReadPlan takes it
+std::string PlanText(const std::vector<PlannedBoard>& plan);
+
 /// A planned stream by the numbers of a board.
 struct WantedStream {
     StreamRequest request;

@@ -1,0 +1,106 @@
+// From plan to orders.
+#include "commands/plan_work.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "doctor/senders.h"
+#include "net/fetch.h"
+#include "net/stream_order.h"
+#include "protocol/channels.h"
+
+namespace zulctl {
+
+namespace {
+
+std::vector<PlanStep> FindSteps(Client& client, const PlannedBoard& plan) {
+    // A plan that sends nothing needs no channel list, which might be empty.
+    const auto wanted = plan.streams.empty() ? std::vector<WantedStream>() : Wanted(plan, FetchChannels(client));
+    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
+    const auto scan = ParseScanState(client.Ask("SCA?"));
+    if (!status || !scan) throw Failure(kNoAnswer, plan.board + " gives no status of a transmitter");
+    if (status->cut)
+        throw Failure(kRefused,
+                      plan.board + " sends so much that its status doesn't tell all of it; stop some streams first");
+    return StepsTo(wanted, status->streams, scan->channel);
+}
+
+}  // namespace
+
+std::size_t BoardWork::Changes() const {
+    return static_cast<std::size_t>(
+        std::count_if(steps.begin(), steps.end(), [](const PlanStep& step) { return !step.request.empty(); }));
+}
+
+std::vector<BoardWork> BoardsOf(Session& session, const std::vector<PlannedBoard>& plan) {
+    std::vector<BoardWork> boards;
+    for (const PlannedBoard& board : plan) {
+        const Target target = session.Named(board.board, Role::kTransmitter);
+        const auto& chosen = session.Chosen();
+        const bool wanted = chosen.empty() || std::any_of(chosen.begin(), chosen.end(), [&](const std::string& text) {
+                                return session.Named(text, Role::kTransmitter).at == target.at;
+                            });
+        const bool known = std::any_of(boards.begin(), boards.end(),
+                                       [&](const BoardWork& other) { return other.target.at == target.at; });
+        if (known) throw Failure(kUsage, board.board + " is in the plan twice, by different names");
+        if (wanted) boards.push_back({target, board});
+    }
+    if (boards.empty()) throw Failure(kUsage, "the plan doesn't name that board");
+    return boards;
+}
+
+void Compare(const Session& session, BoardWork& work) {
+    try {
+        Client client = session.Connect(work.target);
+        RefuseWhileBusy(client);
+        work.steps = FindSteps(client, work.plan);
+    } catch (const Failure& failure) {
+        work.failure = failure;
+    }
+}
+
+void RefuseTakenGroups(Session& session, std::vector<BoardWork>& boards) {
+    std::set<Endpoint> ours;
+    bool starts = false;
+    const auto isStart = [](const PlanStep& step) { return step.kind == PlanStep::Kind::kStart; };
+    for (const BoardWork& work : boards) {
+        ours.insert(work.target.at);
+        starts = starts || std::any_of(work.steps.begin(), work.steps.end(), isStart);
+    }
+    if (!starts) return;
+    const auto others = AskOthers(session, ours);
+    for (BoardWork& work : boards) {
+        try {
+            for (const PlanStep& step : work.steps) {
+                if (isStart(step)) RefuseTakenGroup(session, *step.to, others, ours);
+            }
+        } catch (const Failure& failure) {
+            work.failure = failure;
+        }
+    }
+}
+
+void Execute(const Session& session, BoardWork& work, std::atomic<std::size_t>& progress) {
+    try {
+        Client client = session.Connect(work.target);
+        for (const PlanStep& step : work.steps) {
+            if (step.request.empty()) continue;
+            client.Order(step.request,
+                         step.kind == PlanStep::Kind::kStop ? "the stop" : "the stream to " + EndpointText(*step.to));
+            ++work.done, ++progress;
+        }
+        if (work.done == 0) return;
+        // A board says OK to a programme that isn't in the broadcast too.
+        for (const PlanStep& step : FindSteps(client, work.plan)) {
+            if (step.kind == PlanStep::Kind::kKeep) continue;
+            throw Failure(kRefused,
+                          fmt::format("{} has taken the orders, but {} isn't as planned: is all of it on the air?",
+                                      work.target.name, step.to ? EndpointText(*step.to) : "the tuner"));
+        }
+    } catch (const Failure& failure) {
+        work.failure = failure;
+    }
+}
+
+}  // namespace zulctl
