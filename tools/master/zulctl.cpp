@@ -36,13 +36,13 @@ const cli::ManualMatter kManual = {
 
 constexpr void (*kCommands[])(CLI::App&, Session&) = {
     // in the order of --help
-    zulctl::AddDiscoverCommand,   zulctl::AddStatusCommand,    zulctl::AddScanCommand,       zulctl::AddChannelsCommand,
-    zulctl::AddGuideCommand,      zulctl::AddStreamCommand,    zulctl::AddProbeCommand,      zulctl::AddPlayCommand,
-    zulctl::AddPageCommand,       zulctl::AddScaleCommand,     zulctl::AddResolutionCommand, zulctl::AddCaptionsCommand,
-    zulctl::AddLanguageCommand,   zulctl::AddLanguagesCommand, zulctl::AddKeysCommand,       zulctl::AddSerialCommand,
-    zulctl::AddNetworkCommand,    zulctl::AddResetCommand,     zulctl::AddUpgradeCommand,    zulctl::AddLogCommand,
-    zulctl::AddRawCommand,        zulctl::AddExportCommand,    zulctl::AddApplyCommand,      zulctl::AddDoctorCommand,
-    zulctl::AddWhyCommand,        zulctl::AddCompletionCommand,
+    zulctl::AddDiscoverCommand, zulctl::AddStatusCommand,     zulctl::AddScanCommand,       zulctl::AddChannelsCommand,
+    zulctl::AddGuideCommand,    zulctl::AddStreamCommand,     zulctl::AddProbeCommand,      zulctl::AddPlayCommand,
+    zulctl::AddPageCommand,     zulctl::AddScaleCommand,      zulctl::AddResolutionCommand, zulctl::AddCaptionsCommand,
+    zulctl::AddLanguageCommand, zulctl::AddLanguagesCommand,  zulctl::AddKeysCommand,       zulctl::AddSerialCommand,
+    zulctl::AddNetworkCommand,  zulctl::AddResetCommand,      zulctl::AddUpgradeCommand,    zulctl::AddLogCommand,
+    zulctl::AddRawCommand,      zulctl::AddExportCommand,     zulctl::AddApplyCommand,      zulctl::AddDoctorCommand,
+    zulctl::AddWhyCommand,      zulctl::AddCompletionCommand,
 #ifdef ZUL_SERVE
     zulctl::AddServeCommand,
 #endif

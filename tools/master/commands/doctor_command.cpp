@@ -126,7 +126,7 @@ std::vector<Diagnosis> ExamineScreens(Session& session, const std::vector<BoardH
     std::vector<Diagnosis> findings;
     for (auto& future : pending) {
         const ScreenView view = future.get();
-        if (!view.Group()) continue;  // a television that is off
+        if (!view.status.Group()) continue;  // a television that is off
         Diagnosis finding = ExamineScreen(view).back();
         if (finding.level == Diagnosis::Level::kGood) finding.finding = view.receiver + " gets a good stream";
         findings.push_back(std::move(finding));

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "commands/commands.h"
+#include "commands/plan_work.h"
 #include "net/stream_order.h"
 #include "net/wait_for_board.h"
 #include "output/escape.h"
@@ -84,6 +85,7 @@ void Reset(Session& session, bool wait) {
     const Target target = session.OneBoard(std::nullopt);
     Client client = session.Connect(target);
     const std::string mac = wait ? MacOf(client) : "";
+    auto streams = NoteStreams(session, target, wait);
     client.Order("RESET", "the restart");
     if (!wait) {
         return session.out.Emit("zulctl.reset/1", {{"board", target.name}, {"waited", false}},
@@ -92,6 +94,7 @@ void Reset(Session& session, bool wait) {
     // The request has quieted the board's beacon: the next one is that of its start.
     Report(session, "zulctl.reset/1", {{"board", target.name}, {"waited", true}}, target,
            Await(session, {mac, std::nullopt}, false, kRestartPatience), "has restarted");
+    if (streams) RestoreStreams(session, *streams);
 }
 
 }  // namespace

@@ -103,4 +103,31 @@ void Execute(const Session& session, BoardWork& work, std::atomic<std::size_t>& 
     }
 }
 
+std::optional<BoardWork> NoteStreams(Session& session, const Target& target, bool wait) {
+    if (target.role != Role::kTransmitter) return std::nullopt;
+    Client client = session.Connect(target);
+    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
+    const auto scan = ParseScanState(client.Ask("SCA?"));
+    const auto isActive = [](const StreamStatus& stream) { return stream.active; };
+    if (!status || !scan || std::none_of(status->streams.begin(), status->streams.end(), isActive)) return std::nullopt;
+    if (wait) return BoardWork{target, PlanOf(target.name, status->streams, FetchChannels(client), scan->channel)};
+    if (std::count_if(status->streams.begin(), status->streams.end(), isActive) > 1)
+        session.out.Warning("the board starts the last of its streams again, and no other");
+    return std::nullopt;
+}
+
+void RestoreStreams(Session& session, BoardWork& noted) {
+    Compare(session, noted);
+    // What it sends beside these was started since, or is what the board remembers.
+    std::erase_if(noted.steps, [](const PlanStep& step) { return step.kind == PlanStep::Kind::kStop && step.slot; });
+    std::atomic<std::size_t> progress = 0;
+    if (!noted.failure && noted.Changes() > 0) {
+        session.out.Progress(fmt::format("starting {} streams again, some 11 s each...", noted.Changes()));
+        Execute(session, noted, progress);
+    }
+    if (noted.failure) session.out.Error(noted.failure->what());
+    session.out.Say(fmt::format("{} of {} streams are back", noted.plan.streams.size() - (noted.Changes() - noted.done),
+                                noted.plan.streams.size()));
+}
+
 }  // namespace zulctl

@@ -32,6 +32,12 @@ void RefuseTakenGroups(Session& session, std::vector<BoardWork>& boards);
 /// Orders the steps, and looks whether they had their effect.
 void Execute(const Session& session, BoardWork& work, std::atomic<std::size_t>& progress);
 
+/// Notes what a transmitter sends before its restart, which brings back the last stream alone. With `wait` false that
+/// is said. \return nothing where there is nothing to bring back
+std::optional<BoardWork> NoteStreams(Session& session, const Target& target, bool wait);
+/// Starts what was noted and isn't there; says which can't be.
+void RestoreStreams(Session& session, BoardWork& noted);
+
 /// Compares and executes until an interrupt, one board at a time.
 void KeepPlan(Session& session, const std::string& plan, bool force);
 /// Lets all that keep a plan pause, or go on: by a file beside the plan.

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "commands/commands.h"
+#include "commands/plan_work.h"
 #include "net/image.h"
 #include "output/escape.h"
 #include "protocol/status.h"
@@ -85,6 +86,7 @@ void RunUpgrade(Session& session, const UpgradeChoice& choice) {
     if (*state == kBurning) throw Failure(kRefused, target.name + " is burning an image already");
     if (*state == kDownloading) session.out.Warning("a download is open on the board, and this ends it");
     Confirm(session.out, target, choice, image);
+    auto streams = NoteStreams(session, target, !choice.noWait);
     CatchInterrupts();
     Send(session, client, image);
     Json body = {{"board", target.name}, {"file", choice.file}, {"bytes", image.Size()}, {"sha256", image.Sha256()}};
@@ -96,6 +98,7 @@ void RunUpgrade(Session& session, const UpgradeChoice& choice) {
     body["state"] = "done", body["version"] = version;
     session.out.Emit("zulctl.upgrade/1", body,
                      [&] { return fmt::format("done; {} now has version {}\n", Escaped(target.name), version); });
+    if (streams) RestoreStreams(session, *streams);
 }
 
 }  // namespace

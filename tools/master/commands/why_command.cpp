@@ -41,7 +41,7 @@ Json JsonOf(const ScreenView& view, const std::vector<Diagnosis>& findings) {
         if (cause.is_null() && item.level != Diagnosis::Level::kGood) cause = item.check;
     }
     for (const std::uint32_t source : view.heard.sources) sources.push_back(AddressText(source));
-    const auto group = view.Group();
+    const auto group = view.status.Group();
     return {{"board", view.receiver},
             {"cause", cause},
             {"certain", findings.back().level == Diagnosis::Level::kFault},
@@ -68,7 +68,7 @@ void RunWhy(Session& session, const WhyChoice& choice) {
     session.out.Progress("listening to the stream...");
     const QuerierSearch search(kBeaconGroup, session.InterfaceIndex());
     ScreenView view = LookAtScreen(session, receiver, std::move(transmitters), howLong);
-    if (view.Group()) {
+    if (view.status.Group()) {
         if (const auto querier = search.Finish(howLong, [](std::chrono::seconds) {}))
             view.surroundings.push_back(*querier);
         AddOtherMaster(session, receiver, view);

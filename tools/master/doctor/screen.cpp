@@ -36,8 +36,9 @@ Diagnosis ExamineReceiver(const ScreenView& view) {
     if (!view.silence.empty())
         return {"receiver", Level::kFault, fmt::format("{} doesn't answer", view.receiver),
                 "Is it on, on this network, and a receiver? \"zulctl discover\" lists the boards that are."};
-    if (view.Group())
-        return {"receiver", Level::kGood, fmt::format("{} plays {}", view.receiver, EndpointText(*view.Group())), ""};
+    if (view.status.Group())
+        return {"receiver", Level::kGood, fmt::format("{} plays {}", view.receiver, EndpointText(*view.status.Group())),
+                ""};
     const std::string advice = fmt::format("zulctl -b {} play GROUP:PORT", view.receiver);
     if (view.status.browserUp)
         return {"receiver", Level::kFault, fmt::format("{} shows a web page and plays no stream", view.receiver),
@@ -122,7 +123,7 @@ Diagnosis ExamineProgramme(const ScreenView& view) {
                             view.status.programme, carried.empty() ? "none" : carried),
                 programmes.empty() ? "Is the programme still on the air? zulctl -b TRANSMITTER scan"
                                    : fmt::format("zulctl -b {} play {} --programme {:04x}", view.receiver,
-                                                 EndpointText(*view.Group()), programmes.begin()->first)};
+                                                 EndpointText(*view.status.Group()), programmes.begin()->first)};
     }
     std::uint64_t packets = 0, scrambled = 0;
     for (const auto& stream : found->second.streams) {
@@ -147,19 +148,12 @@ Diagnosis ExamineStream(const ScreenView& view) {
                 view.heard.report.lostHere > 0
                     ? "This machine lost datagrams itself: look again with less to do, or as root."
                     : fmt::format("Where are they from? Compare with the signal, and with: zulctl probe {}",
-                                  EndpointText(*view.Group()))};
+                                  EndpointText(*view.status.Group()))};
     }
     return {"stream", Level::kGood, "the stream has no fault", ""};
 }
 
 }  // namespace
-
-std::optional<Endpoint> ScreenView::Group() const {
-    const auto address = ParseAddress(status.address);
-    if (!status.playsStream || !address || *address == 0 || status.port < 1 || status.port > 0xFFFF)
-        return std::nullopt;
-    return Endpoint{*address, static_cast<std::uint16_t>(status.port)};
-}
 
 ScreenView LookAtScreen(const Session& session, const Target& receiver, std::vector<Sender> transmitters,
                         std::chrono::milliseconds howLong) {
@@ -173,7 +167,7 @@ ScreenView LookAtScreen(const Session& session, const Target& receiver, std::vec
     } catch (const Failure& failure) {
         view.silence = failure.what();
     }
-    const auto group = view.Group();
+    const auto group = view.status.Group();
     if (!group) return view;
     view.heard = Listen(*group, session.InterfaceIndex(), howLong);
     return view;
@@ -185,7 +179,7 @@ std::vector<Diagnosis> ExamineScreen(const ScreenView& view) {
         findings.push_back(std::move(finding));
         return findings.back().level == Level::kFault;
     };
-    if (isFault(ExamineReceiver(view)) || isFault(ExamineSenders(view, *view.Group())) ||
+    if (isFault(ExamineReceiver(view)) || isFault(ExamineSenders(view, *view.status.Group())) ||
         isFault(ExamineProgramme(view)) || isFault(ExamineStream(view)))
         return findings;
     findings.insert(findings.end(), view.surroundings.begin(), view.surroundings.end());

@@ -18,9 +18,6 @@ struct ScreenView {
     std::vector<Sender> transmitters{};  ///< all that are named or heard
     Heard heard{};
     std::vector<Diagnosis> surroundings{};  ///< what may darken it later, such as a missing querier
-
-    /// \return what the receiver plays; nothing where it plays no stream
-    std::optional<Endpoint> Group() const;
 };
 
 /// Asks a receiver what it plays, and joins that for some time. Throws Failure(kUsage) where it can't be joined.

@@ -69,6 +69,12 @@ std::optional<TransmitterStatus> ParseTransmitterStatus(std::string_view reply) 
     return status;
 }
 
+std::optional<Endpoint> ReceiverStatus::Group() const {
+    const auto group = ParseAddress(address);
+    if (!playsStream || !group || *group == 0 || port < 1 || port > 0xFFFF) return std::nullopt;
+    return Endpoint{*group, static_cast<std::uint16_t>(port)};
+}
+
 std::optional<ReceiverStatus> ParseReceiverStatus(std::string_view reply) {
     TextWalk walk(reply);
     ReceiverStatus status;

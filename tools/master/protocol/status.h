@@ -40,6 +40,9 @@ struct ReceiverStatus {
     int audio = 0;  ///< 0 to 2 kinds of audio, 3 none
     bool browserUp = false;
     int load = 0;
+
+    /// \return what it plays; nothing where it plays no stream
+    std::optional<Endpoint> Group() const;
 };
 
 std::optional<TransmitterStatus> ParseTransmitterStatus(std::string_view reply);

@@ -87,6 +87,8 @@ std::set<Endpoint> BoardWatch::Groups() const {
     const std::lock_guard lock(mMutex);
     std::set<Endpoint> groups;
     for (const auto& [at, entry] : mBoards) {
+        const auto played = entry.state.receiver ? entry.state.receiver->Group() : std::nullopt;
+        if (played && IsMulticast(played->address)) groups.insert(*played);
         if (!entry.state.transmitter) continue;
         for (const StreamStatus& stream : entry.state.transmitter->streams) {
             if (stream.active && IsMulticast(stream.group.address) && stream.group.port != 0)

@@ -80,7 +80,7 @@ class BoardWatch {
     bool BeginOrder(const Endpoint& board);
     /// Asks it again, at once: something was changed.
     void EndOrder(const Endpoint& board);
-    /// \return the groups that transmitters send to
+    /// \return the groups that transmitters send to and receivers play
     std::set<Endpoint> Groups() const;
 
     Client Connect(const Endpoint& board) const { return Client(board, mOptions.discovery.client); }

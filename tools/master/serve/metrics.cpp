@@ -68,8 +68,12 @@ void Boards(std::vector<MetricFamily>& all, const Overview& overview) {
     Family active(all, "zul_board_streams_active", "Streams that a transmitter sends");
     Family channels(all, "zul_board_channels", "Channels in a transmitter's list");
     Family playing(all, "zul_receiver_playing", "1 where a receiver plays a stream");
+    Family dark(all, "zul_receiver_dark", "1 where something darkens a receiver's television");
     for (const BoardState& board : overview.boards) {
-        if (board.trouble.empty() && board.receiver) playing.Add(Of(board), board.receiver->playsStream ? 1 : 0);
+        if (board.trouble.empty() && board.receiver) {
+            playing.Add(Of(board), board.receiver->playsStream ? 1 : 0);
+            dark.Add(Of(board), overview.DarknessOf(board) ? 1 : 0);
+        }
         if (!board.trouble.empty() || !board.transmitter) continue;
         signal.Add(Of(board), board.transmitter->signal / 255.0);
         locked.Add(Of(board), board.transmitter->locked ? 1 : 0);

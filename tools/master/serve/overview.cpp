@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "doctor/screen.h"
+
 namespace zulctl::serve {
 
 const char* BoardHealthName(BoardHealth health) {
@@ -34,11 +36,30 @@ std::vector<StreamSource> Overview::SourcesOf(const Endpoint& group) const {
 std::vector<const BoardState*> Overview::PlayersOf(const Endpoint& group) const {
     std::vector<const BoardState*> players;
     for (const BoardState& board : boards) {
-        if (!board.receiver || !board.receiver->playsStream) continue;
-        const auto address = ParseAddress(board.receiver->address);
-        if (address == group.address && board.receiver->port == group.port) players.push_back(&board);
+        if (board.receiver && board.receiver->Group() == group) players.push_back(&board);
     }
     return players;
+}
+
+std::optional<Diagnosis> Overview::DarknessOf(const BoardState& receiver) const {
+    if (!receiver.receiver || !receiver.trouble.empty()) return std::nullopt;
+    ScreenView view{receiver.name, "", *receiver.receiver};
+    const auto group = view.status.Group();
+    const auto stream =
+        std::find_if(streams.begin(), streams.end(), [&](const Measured& measured) { return measured.group == group; });
+    if (!group || stream == streams.end()) return std::nullopt;
+    const Health health = HealthOf(*stream);
+    if (health != Health::kSilent) {
+        if (!stream->report) return std::nullopt;
+        view.heard = {stream->sources, *stream->report};
+    }
+    for (const BoardState& board : boards) {
+        if (board.role == Role::kTransmitter)
+            view.transmitters.push_back(
+                {board.name, board.at.address, board.trouble.empty() ? board.transmitter : std::nullopt});
+    }
+    Diagnosis last = ExamineScreen(view).back();
+    return last.level == Diagnosis::Level::kFault ? std::optional(std::move(last)) : std::nullopt;
 }
 
 Overview TakeOverview(const BoardWatch& boards, const StreamWatch& streams, const Stills* stills) {

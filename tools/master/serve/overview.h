@@ -1,9 +1,11 @@
 /// All that is known and measured at one moment, and what of it is wrong. Pages, metrics and JSON are made from it.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "doctor/diagnosis.h"
 #include "serve/board_watch.h"
 #include "serve/stills.h"
 #include "serve/stream_watch.h"
@@ -33,6 +35,8 @@ struct Overview {
     std::vector<StreamSource> SourcesOf(const Endpoint& group) const;
     /// \return receivers that play the group
     std::vector<const BoardState*> PlayersOf(const Endpoint& group) const;
+    /// \return the fault that darkens a receiver's television; nothing where there is none, or none is known yet
+    std::optional<Diagnosis> DarknessOf(const BoardState& receiver) const;
 };
 
 Overview TakeOverview(const BoardWatch& boards, const StreamWatch& streams, const Stills* stills);

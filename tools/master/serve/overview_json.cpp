@@ -27,7 +27,7 @@ Json StatusOf(const BoardState& board) {
 }
 
 /// What the page shows of a board: its last status stays while it doesn't answer.
-Json JsonOf(const BoardState& board, Clock::time_point now) {
+Json JsonOf(const BoardState& board, Clock::time_point now, const std::optional<Diagnosis>& dark) {
     Json json = {{"id", board.Id()}};
     json.update(StatusOf(board));
     if (board.transmitter) json["transmitter"] = JsonOf(*board.transmitter);
@@ -36,6 +36,7 @@ Json JsonOf(const BoardState& board, Clock::time_point now) {
     json["silent_seconds"] = board.SilentSeconds(now);
     json["model"] = board.model;
     json["version"] = board.version;
+    json["dark"] = dark ? JsonOf(*dark) : Json();
     if (board.role != Role::kTransmitter) return json;
     json["scan"] = board.scan ? Json({{"state", ScanStateName(board.scan->state)},
                                       {"channel", board.scan->channel},
@@ -107,7 +108,8 @@ std::string WithSchema(const char* schema, const Json& body) {
 
 std::string OverviewJson(const Overview& overview, bool takesOrders) {
     Json boards = Json::array(), streams = Json::array();
-    for (const BoardState& board : overview.boards) boards.push_back(JsonOf(board, overview.now));
+    for (const BoardState& board : overview.boards)
+        boards.push_back(JsonOf(board, overview.now, overview.DarknessOf(board)));
     for (std::size_t n = 0; n < overview.streams.size(); ++n) streams.push_back(JsonOf(overview, n));
     return WithSchema("zulctl.overview/1", {{"time", UtcNow()},
                                             {"takes_orders", takesOrders},

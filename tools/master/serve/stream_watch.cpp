@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 #include "output/failure.h"
 
@@ -67,6 +68,7 @@ struct StreamWatch::Watched {
     std::uint64_t bitsBefore = 0, errorsBefore = 0;  ///< totals at the last tick
     std::uint32_t lostBefore = 0;                    ///< of the socket, at the report's begin
     std::deque<Sample> history;
+    std::set<std::uint32_t> sources;
     std::optional<std::string> captured;  ///< there while somebody waits for it
     std::size_t wanted = 0;               ///< bytes
 
@@ -82,6 +84,7 @@ struct StreamWatch::Watched {
 
 void StreamWatch::Watched::Take(const Datagram& datagram) {
     last = Clock::now();
+    sources.insert(datagram.from.address);
     probe.Add({reinterpret_cast<const std::uint8_t*>(datagram.bytes.data()), datagram.bytes.size()}, datagram.arrived);
     probe.Report().lostHere = datagram.lost - lostBefore;
     if (captured && captured->size() < wanted) *captured += datagram.bytes;
@@ -106,6 +109,7 @@ void StreamWatch::Watched::EndReport(Clock::time_point now) {
     measured.droppedHere += report.lostHere;
     lostBefore += static_cast<std::uint32_t>(report.lostHere);
     measured.report = std::make_shared<const StreamReport>(report);
+    measured.sources = std::exchange(sources, {});
     probe.StartOver();
 }
 

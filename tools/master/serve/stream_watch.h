@@ -41,6 +41,7 @@ struct Measured {
     double silentSeconds = 0;                    ///< since the last datagram, or since it was joined
     std::vector<Sample> history;                 ///< whole seconds, the oldest first
     std::uint64_t unfinishedErrors = 0;          ///< of the second that runs
+    std::set<std::uint32_t> sources;             ///< addresses that it came from, of the last whole report
     std::shared_ptr<const StreamReport> report;  ///< of the last whole report; null before the first one
 
     /// \return bits a second over the last five whole seconds

@@ -45,14 +45,14 @@ function whatOf(board, streams) {
     const page = board.receiver.browser_up ? ', with a page' : '';
     if (board.receiver.plays_stream) return `plays ${playedName(board.receiver, streams)} from ${board.receiver.group}:${board.receiver.port}${page}`;
     const ordered = board.receiver.group && board.receiver.group !== '0.0.0.0';
-    return (ordered ? `told to play ${board.receiver.group}:${board.receiver.port}` : 'plays no stream') + page;
+    return (ordered ? `ordered to play ${board.receiver.group}:${board.receiver.port}` : 'plays no stream') + page;
   }
   return '';
 }
 
 function update(element, board, streams) {
   const at = (selector) => element.querySelector(selector);
-  put(element, 'data-health', board.health);
+  put(element, 'data-health', board.dark ? 'silent' : board.health);
   say(at('.name'), board.name);
   const address = board.name === board.address ? `:${board.port}` : board.id;
   say(at('.role'), `${board.role} ${address}${board.version ? ` · ${board.version}` : ''}`);
@@ -68,7 +68,7 @@ function update(element, board, streams) {
     if (meter.value !== value) meter.value = value;
     say(meter.nextElementSibling, `${value} %`);
   }
-  say(at('.why'), board.health === 'silent' ? board.error ?? '' : '');
+  say(at('.why'), board.health === 'silent' ? board.error ?? '' : board.dark ? `${board.dark.finding}. ${board.dark.advice ?? ''}` : '');
   show(at('.stop'), canOrder() && Boolean(board.receiver?.plays_stream));
 }
 

@@ -135,6 +135,7 @@ export function troublesOf(overview) {
   const troubles = [];
   for (const board of overview.boards) {
     if (board.health === 'silent') troubles.push(`${board.name} doesn’t answer`);
+    else if (board.dark) troubles.push(`${board.name} is dark: ${board.dark.finding}`);
   }
   for (const stream of overview.streams) {
     const name = nameOf(stream)[0];
