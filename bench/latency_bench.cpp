@@ -17,11 +17,11 @@
 #include <string>
 #include <vector>
 
-#include "core/entry.h"
+#include "commands/entry.h"
+#include "core/log.h"
 #include "filter/tsfilter.h"
+#include "guide/tunermanager.h"
 #include "tables.h"
-#include "tunermanager.h"
-#include "udpcom.h"
 #include "zul.h"
 
 namespace {

@@ -46,7 +46,6 @@ TEST(Screen, TheFirstThingWrongIsTheCause) {
     } rows[] = {
         {"", "", [](ScreenView&) {}},
         {"", "", [](ScreenView& view) { view.transmitters.clear(); }},  // a sender that isn't known is good too
-        {"", "", [](ScreenView& view) { view.status.programme = 0; }},
         {"receiver", "hall doesn't answer", [](ScreenView& view) { view.silence = "nothing"; }},
         {"receiver", "plays no stream", [](ScreenView& view) { view.status.playsStream = false; }},
         {"sender", "nobody sends to 239.1.1.1:5000",
@@ -58,10 +57,11 @@ TEST(Screen, TheFirstThingWrongIsTheCause) {
         {"signal", "attic sends to 239.1.1.1:5000, but its tuner has no signal",
          [](ScreenView& view) { Silent(view), view.transmitters[0].status = Sends(5000, false); }},
         {"network", "nothing comes to this machine", Silent},
-        {"senders", "10.0.0.9, attic send", [](ScreenView& view) { view.heard.sources.insert(kStranger); }},
+        {"senders", "attic, 10.0.0.9 send", [](ScreenView& view) { view.heard.sources.insert(kStranger); }},
         {"senders", "attic, cellar send", [](ScreenView& view) { view.transmitters[1].status = Sends(5000); }},
         {"programme", "plays programme 0004, and the stream carries 0003",
          [](ScreenView& view) { view.status.programme = 4; }},
+        {"programme", "finds no programme", [](ScreenView& view) { view.status.programme = 0; }},
         {"programme", "neither picture nor sound", [](ScreenView& view) { view.heard.report.pids.clear(); }},
         {"scrambled", "programme 0003 is scrambled",
          [](ScreenView& view) { view.heard.report.pids[0x31].scrambled = 600; }},

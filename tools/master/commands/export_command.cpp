@@ -75,9 +75,9 @@ std::string TextOf(const Lineup& lineup, const Json& body, const ExportChoice& c
 void Summarise(Session& session, const Lineup& lineup, const ExportChoice& choice) {
     std::size_t streams = 0, events = 0;
     for (const LineupEntry& entry : lineup) streams += entry.stream ? 1 : 0, events += entry.events.size();
-    if (choice.form == "m3u" && streams == 0)
+    if ((choice.form == "m3u" || choice.form == "plan") && streams == 0)
         session.out.Warning(
-            "nothing is streamed, so the playlist is empty; \"zulctl stream start\" or \"zulctl apply\" starts "
+            "nothing is streamed, so the file is empty; \"zulctl stream start\" or \"zulctl apply\" starts "
             "something");
     if ((choice.form == "xmltv" || choice.form == "json") && events == 0)
         session.out.Warning("no board knows an event: a board knows the guide of the channel that its tuner is on");
@@ -103,7 +103,7 @@ void RunExport(Session& session, const ExportChoice& choice) {
         BoardLineup board = future.get();
         if (board.failure)
             failures.push_back(*board.failure);
-        else
+        else if (!board.plan.streams.empty())
             plan.push_back(std::move(board.plan));
         std::move(board.lineup.begin(), board.lineup.end(), std::back_inserter(lineup));
     }

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 
 #include "output/escape.h"
 #include "output/failure.h"
@@ -14,9 +15,9 @@ namespace {
 
 using Level = Diagnosis::Level;
 
-std::string Names(const std::set<std::string>& names) {
+std::string Names(const std::map<std::uint32_t, std::string>& names) {
     std::string text;
-    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+    for (const auto& [address, name] : names) text += (text.empty() ? "" : ", ") + name;
     return text;
 }
 
@@ -54,9 +55,9 @@ Diagnosis ExplainNoSender(const ScreenView& view, const Endpoint& group) {
             fmt::format("{} plays port {}, and that group is sent to port {}", view.receiver, group.port, other->port),
             fmt::format("zulctl -b {} play {}", view.receiver, EndpointText(*other))};
     }
-    std::set<std::string> silent;
+    std::map<std::uint32_t, std::string> silent;
     for (const Sender& sender : view.transmitters) {
-        if (!sender.status) silent.insert(sender.name);
+        if (!sender.status) silent.emplace(sender.address, sender.name);
     }
     if (!silent.empty()) {
         return {
@@ -83,61 +84,72 @@ Diagnosis ExplainSilence(const Sender& sender, const Endpoint& group) {
 }
 
 Diagnosis ExamineSenders(const ScreenView& view, const Endpoint& group) {
-    std::vector<const Sender*> senders;
-    std::set<std::string> names;
-    for (const Sender& sender : view.transmitters) {
-        if (sender.SendsTo(group)) senders.push_back(&sender), names.insert(sender.name);
+    std::map<std::uint32_t, std::string> names;  // of those who say so, or are heard
+    const Sender* sender = nullptr;
+    for (const Sender& transmitter : view.transmitters) {
+        const bool sends = transmitter.SendsTo(group);
+        if (sends) sender = &transmitter;
+        if (sends || view.heard.sources.contains(transmitter.address))
+            names.emplace(transmitter.address, transmitter.name);
     }
-    for (const std::uint32_t source : view.heard.sources) {
-        const auto known = std::any_of(view.transmitters.begin(), view.transmitters.end(),
-                                       [&](const Sender& sender) { return sender.address == source; });
-        if (!known || view.heard.sources.size() > 1) names.insert(AddressText(source));
-    }
-    for (const Sender* sender : senders) {  // by name rather than by address
-        if (view.heard.sources.contains(sender->address)) names.erase(AddressText(sender->address));
-    }
+    for (const std::uint32_t source : view.heard.sources) names.emplace(source, AddressText(source));
     if (names.size() > 1) {
         return {"senders", Level::kFault,
                 fmt::format("{} send to {} at the same time", Names(names), EndpointText(group)),
                 "Stop all but one, as with: zulctl -b TRANSMITTER stream stop --slot SLOT"};
     }
     if (view.heard.sources.empty())
-        return senders.empty() ? ExplainNoSender(view, group) : ExplainSilence(*senders[0], group);
+        return sender == nullptr ? ExplainNoSender(view, group) : ExplainSilence(*sender, group);
     return {"sender", Level::kGood,
-            fmt::format("{} sends it, {}", names.empty() ? AddressText(*view.heard.sources.begin()) : *names.begin(),
-                        BitRateText(view.heard.report.BitRate())),
-            ""};
+            fmt::format("{} sends it, {}", Names(names), BitRateText(view.heard.report.BitRate())), ""};
 }
 
-/// The programme that the receiver plays: of a stream with one, and where it was ordered by the group alone, that one.
+struct Share {
+    std::uint64_t packets = 0, scrambled = 0;
+};
+Share ShareOf(const StreamReport& report, const ProgrammeReport& programme) {
+    Share share;
+    for (const auto& stream : programme.streams) {
+        const auto pid = report.pids.find(stream.pid);
+        if (pid == report.pids.end()) continue;
+        share.packets += pid->second.packets, share.scrambled += pid->second.scrambled;
+    }
+    return share;
+}
+
+Diagnosis Scrambled(int programme) {
+    return {"scrambled", Level::kFault, fmt::format("programme {:04x} is scrambled", programme),
+            "Boards send what is scrambled as it is; \"zulctl channels\" marks the channels that are."};
+}
+
+/// A receiver reports the programme that its player decodes, 0 where that finds none.
 Diagnosis ExamineProgramme(const ScreenView& view) {
     const auto& programmes = view.heard.report.programmes;
-    auto found = programmes.find(static_cast<std::uint16_t>(view.status.programme));
-    if (view.status.programme == 0 && !programmes.empty()) found = programmes.begin();
+    const auto found = programmes.find(static_cast<std::uint16_t>(view.status.programme));
+    if (found == programmes.end() && programmes.size() == 1) {
+        const auto& [number, only] = *programmes.begin();
+        const Share share = ShareOf(view.heard.report, only);
+        if (share.scrambled * 2 > share.packets) return Scrambled(number);
+    }
     if (found == programmes.end()) {
         std::string carried;
         for (const auto& [number, programme] : programmes)
             carried += fmt::format("{}{:04x}", carried.empty() ? "" : ", ", number);
         return {"programme", Level::kFault,
-                fmt::format("{} plays programme {:04x}, and the stream carries {}", view.receiver,
-                            view.status.programme, carried.empty() ? "none" : carried),
+                fmt::format("{} {}, and the stream carries {}", view.receiver,
+                            view.status.programme == 0 ? "finds no programme"
+                                                       : fmt::format("plays programme {:04x}", view.status.programme),
+                            carried.empty() ? "none" : carried),
                 programmes.empty() ? "Is the programme still on the air? zulctl -b TRANSMITTER scan"
                                    : fmt::format("zulctl -b {} play {} --programme {:04x}", view.receiver,
                                                  EndpointText(*view.status.Group()), programmes.begin()->first)};
     }
-    std::uint64_t packets = 0, scrambled = 0;
-    for (const auto& stream : found->second.streams) {
-        const auto pid = view.heard.report.pids.find(stream.pid);
-        if (pid == view.heard.report.pids.end()) continue;
-        packets += pid->second.packets, scrambled += pid->second.scrambled;
-    }
-    if (packets == 0)
+    const Share share = ShareOf(view.heard.report, found->second);
+    if (share.packets == 0)
         return {"programme", Level::kFault,
                 fmt::format("programme {:04x} is listed, and carries neither picture nor sound", found->first),
                 "The broadcaster sends nothing in it now; try another channel."};
-    if (scrambled * 2 > packets)
-        return {"scrambled", Level::kFault, fmt::format("programme {:04x} is scrambled", found->first),
-                "Boards send what is scrambled as it is; \"zulctl channels\" marks the channels that are."};
+    if (share.scrambled * 2 > share.packets) return Scrambled(found->first);
     return {"programme", Level::kGood, fmt::format("programme {:04x} is in it, in the clear", found->first), ""};
 }
 
@@ -159,17 +171,21 @@ ScreenView LookAtScreen(const Session& session, const Target& receiver, std::vec
                         std::chrono::milliseconds howLong) {
     ScreenView view{Escaped(receiver.name), ""};
     view.transmitters = std::move(transmitters);
-    try {
-        Client client = session.Connect(receiver);
-        const auto status = ParseReceiverStatus(client.Ask("STATUS"));
-        if (!status) throw Failure(kNoAnswer, "it gives no status of a receiver");
-        view.status = *status;
-    } catch (const Failure& failure) {
-        view.silence = failure.what();
-    }
+    const auto ask = [&] {
+        try {
+            Client client = session.Connect(receiver);
+            const auto status = ParseReceiverStatus(client.Ask("STATUS"));
+            if (!status) throw Failure(kNoAnswer, "it gives no status of a receiver");
+            view.status = *status;
+        } catch (const Failure& failure) {
+            view.silence = failure.what();
+        }
+    };
+    ask();
     const auto group = view.status.Group();
     if (!group) return view;
     view.heard = Listen(*group, session.InterfaceIndex(), howLong);
+    ask();  // it may have found its programme meanwhile
     return view;
 }
 
