@@ -165,6 +165,25 @@ void Start(Session& session, Client& client, Ear& ear, const ScanChoice& choice)
     }
 }
 
+/// The answer goes to who started the scan, so the board is asked until the scan has ended.
+void StopScan(Session& session, Client& client) {
+    client.Tell("BLIND99");
+    const auto stopBy = Clock::now() + kLongestStop;
+    for (;;) {
+        session.out.Progress("stopping, up to 16 s...");
+        try {
+            const auto scan = ParseScanState(client.Ask("SCA?"));
+            if (scan && scan->state != ScanState::State::kRunning) break;
+        } catch (const Failure& failure) {
+            if (failure.code != kNoAnswer || Clock::now() >= stopBy) throw;
+        }
+        if (Clock::now() >= stopBy)
+            throw Failure(kRefused, EndpointText(client.Board()) + " goes on scanning; try again");
+        SleepUntil(Clock::now() + 500ms);
+    }
+    session.out.Emit("zulctl.scan_stop/1", {{"stopped", true}}, [] { return "no scan is running\n"; });
+}
+
 TransmitterStatus StatusOf(Client& client) {
     const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
     if (!status) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status of a transmitter");
@@ -173,15 +192,7 @@ TransmitterStatus StatusOf(Client& client) {
 
 void RunScan(Session& session, const ScanChoice& choice) {
     Client client = session.Connect(Role::kTransmitter);
-    if (choice.stop) {
-        session.out.Progress("stopping, up to 16 s...");
-        const std::string answer = client.Ask("BLIND99");
-        if (!IsOk(answer))
-            throw Failure(kRefused,
-                          fmt::format("{} refuses the stop: {}", EndpointText(client.Board()), Escaped(answer)));
-        return session.out.Emit("zulctl.scan_stop/1", {{"stopped", true}},
-                                [] { return "no scan is running any more\n"; });
-    }
+    if (choice.stop) return StopScan(session, client);
     RefuseWhileBusy(client);
     auto status = StatusOf(client);
     const auto ended = std::count_if(status.streams.begin(), status.streams.end(),
@@ -200,7 +211,11 @@ void RunScan(Session& session, const ScanChoice& choice) {
     Ear ear(client.Board().address, session.Options(), Clock::now() + 5s);
     Start(session, client, ear, choice);
     Follower follower(session, client, ear, range);
-    const bool complete = follower.Run();
+    bool complete = follower.Run();
+    if (complete && !choice.only) {  // another zulctl may have stopped it
+        const auto scan = ParseScanState(client.Ask("SCA?"));
+        complete = scan && scan->channel > range.last;
+    }
     const auto channels = FetchChannels(client);
     session.out.Emit("zulctl.scan/1",
                      {{"complete", complete},

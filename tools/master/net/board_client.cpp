@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include <utility>
 
 #include "output/escape.h"
@@ -11,6 +13,9 @@
 namespace zulctl {
 
 namespace {
+
+/// A status page asks each board for a second or more at a time.
+constexpr std::chrono::seconds kTurnPatience{10};
 
 std::string LockName(const char* what, const ClientOptions& options, std::uint32_t address, std::uint16_t port) {
     return fmt::format("zulctl/{}/{}/{}:{}", what, options.localPort, AddressText(address), port);
@@ -134,10 +139,11 @@ void Client::Tell(std::string_view request) {
 
 void Client::Listen(std::string_view request, Clock::duration howLong,
                     const std::function<bool(const Datagram&)>& take) {
-    const auto deadline = Clock::now() + howLong;
-    Ear ear(mBoard.address, mOptions, deadline);
-    Turn turn(mBoard, mOptions, deadline);
+    const auto turnBy = Clock::now() + std::max<Clock::duration>(howLong, kTurnPatience);
+    Ear ear(mBoard.address, mOptions, turnBy);
+    Turn turn(mBoard, mOptions, turnBy);
     turn.socket.Send(request, mBoard);
+    const auto deadline = Clock::now() + howLong;
     UdpSocket* const sockets[] = {&turn.socket, &ear.Socket()};
     while (const auto ready = WaitForAny(sockets, deadline)) {
         bool refused = false;

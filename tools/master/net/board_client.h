@@ -67,7 +67,7 @@ class Client {
     /// Sends a request and doesn't wait: its effect is seen elsewhere.
     void Tell(std::string_view request);
 
-    /// Sends a request and passes on all that comes back until the time is up, in any shape.
+    /// Waits for its turn, sends a request and passes on all that comes back until the time is up, in any shape.
     void Listen(std::string_view request, Clock::duration howLong, const std::function<bool(const Datagram&)>& take);
 
     std::chrono::milliseconds Patience(const RequestKind& kind) const {
