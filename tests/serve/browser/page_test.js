@@ -50,8 +50,12 @@ async function open(browser, address) {
   page.on('pageerror', (error) => seen.complaints.push(String(error)));
   page.on('console', (line) => { if (['error', 'warning'].includes(line.type())) seen.complaints.push(line.text()); });
   await page.route(/api\/(overview|channels|guide)/, async (route) => {
-    const response = await route.fetch();
-    await route.fulfill({response, json: withMarkup(await response.text())});
+    try {
+      const response = await route.fetch();
+      await route.fulfill({response, json: withMarkup(await response.text())});
+    } catch {
+      await route.abort().catch(() => {});  // the service or the page has ended
+    }
   });
   await page.goto(address);
   return {page, seen};
