@@ -2,11 +2,11 @@
 #pragma once
 
 #include "commands/entry.h"
-#include "target.h"
 #include "filter/tsfilter.h"
 #include "guide/tunermanager.h"
 #include "psip/tablecollector.h"
 #include "psip/tableids.h"
+#include "target.h"
 #include "zul.h"
 
 /// Opens the filter's inside, as to the tests of its room.
@@ -73,9 +73,9 @@ Block Packets(unsigned pid, Bytes section, unsigned continuity);
 /// Writes section_length and CRC_32 of a section that takes all the bytes; too few or too many stay as they are.
 void Seal(std::span<std::uint8_t> section);
 
-/// The fuzz target of one table: a section to its analyser, to the collector, in packets to `Zul_Filter`, or on a receiver.
-/// \param flags   0 to 3 the path, 4 the store is queried afterwards, 8 the PID table
-/// \param tables  the table_ids that it reads; the first is used for all others
+/// The fuzz target of one table: a section to its analyser, to the collector, in packets to `Zul_Filter`, or on a
+/// receiver. \param flags   0 to 3 the path, 4 the store is queried afterwards, 8 the PID table \param tables  the
+/// table_ids that it reads; the first is used for all others
 void EnterTable(Input& input, unsigned flags, std::initializer_list<std::uint8_t> tables, unsigned pid);
 
 }  // namespace fuzz

@@ -28,7 +28,7 @@ void Write(const std::string& target, const std::string& name, unsigned first, c
 
 std::string TargetOf(unsigned tableId) {
     static const std::map<unsigned, std::string> targets = {{0x00, "pat"}, {0x02, "pmt"}, {0xC7, "mgt"}, {0xC8, "vct"},
-                                                          {0xC9, "vct"}, {0xCB, "eit"}, {0xCC, "ett"}, {0xCD, "stt"}};
+                                                            {0xC9, "vct"}, {0xCB, "eit"}, {0xCC, "ett"}, {0xCD, "stt"}};
     const auto found = targets.find(tableId);
     return found != targets.end() ? found->second : "";
 }

@@ -1,6 +1,6 @@
 // The decoders of compressed texts.
-#include "target.h"
 #include "psip/multiplestring.h"
+#include "target.h"
 
 /// \param flags  the decoder: C.5, C.7, the codes of 128 and of 255 characters
 void fuzz::Huffman(Input& input, unsigned flags) {

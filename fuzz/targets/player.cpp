@@ -2,8 +2,8 @@
 #include <cstdio>
 #include <string>
 
-#include "target.h"
 #include "playback/playeroptions.h"
+#include "target.h"
 #include "zul.h"
 
 namespace fuzz {

@@ -1,6 +1,6 @@
 // The multiple string structure.
-#include "target.h"
 #include "psip/multiplestring.h"
+#include "target.h"
 
 void fuzz::Strings(Input& input, unsigned /*flags*/) {
     const Block structure = input.Rest();
