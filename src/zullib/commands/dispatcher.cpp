@@ -1,6 +1,7 @@
 // The keyword table of the command protocol, and the loop that interprets it.
 #include <string.h>
 #include <strings.h>
+#include <algorithm>
 
 #include <new>
 
@@ -56,12 +57,11 @@ constexpr bool EveryRowIsReachable(const Row (&rows)[Rows]) {
 /// True when only rows of one role have a refusal text, and texts that name the receiver belong to its rows.
 template <typename Row, std::size_t Rows>
 constexpr bool RefusalsFitTheirRoles(const Row (&rows)[Rows]) {
-    for (const Row& row : rows) {
-        if (row.roles == Roles::kBoth && row.refuse != WrongRole::kSilent) return false;
+    return std::ranges::all_of(rows, [](const Row& row) {
         const bool namesReceiver = row.refuse == WrongRole::kLog || row.refuse == WrongRole::kPanicRxOnly;
-        if (namesReceiver && row.roles != Roles::kReceiver) return false;
-    }
-    return true;
+        return (row.roles != Roles::kBoth || row.refuse == WrongRole::kSilent) &&
+               (!namesReceiver || row.roles == Roles::kReceiver);
+    });
 }
 
 bool Accepts(Roles roles, char type) {

@@ -21,6 +21,7 @@ std::atomic<int> paniccount{0};
 
 }  // namespace
 
+// cppcheck-suppress uninitMemberVar; mWaiting is filled before it is read, and stays untouched memory in idle slots
 Streamer::Streamer(int bufferSize, int packetSize)
     : mPacketSize(packetSize >= kMinPacketSize && packetSize <= kMaxPacketSize ? packetSize : kDefaultPacketSize),
       mpFilteredBuffer(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(bufferSize)]),

@@ -30,7 +30,7 @@ class TsFilter final : public ScanFilter {
     /// \param type   role, 'T' or 'R'
     /// \param tuner  gets the results of the analysis; not owned
     TsFilter(char type, TunerManager* tuner);
-    ~TsFilter();
+    ~TsFilter() override;
 
     /// The one filter, or null before it is made.
     static TsFilter* Self();
