@@ -1,4 +1,4 @@
-/// A UDP socket on loopback for tests: a master, or the peer of a sender.
+/// A UDP socket for tests: a master, or the peer of a sender.
 #pragma once
 
 #include <arpa/inet.h>
@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-/// Sends to ports of this machine, and keeps what comes back.
+/// Sends to ports of this machine or to a group, and keeps what comes back.
 class Client {
  public:
     Client() : mSocket(socket(AF_INET, SOCK_DGRAM, 0)) {
-        sockaddr_in address = Loopback(0);
+        sockaddr_in address = At(0, "0.0.0.0");
         bind(mSocket, reinterpret_cast<sockaddr*>(&address), sizeof address);
         socklen_t size = sizeof address;
         getsockname(mSocket, reinterpret_cast<sockaddr*>(&address), &size);
@@ -24,9 +24,9 @@ class Client {
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
-    void Send(std::uint16_t to, const std::string& text) const {
-        sockaddr_in address = Loopback(to);
-        sendto(mSocket, text.data(), text.size(), 0, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    void Send(std::uint16_t to, const std::string& text, const char* host = "127.0.0.1") const {
+        const sockaddr_in address = At(to, host);
+        sendto(mSocket, text.data(), text.size(), 0, reinterpret_cast<const sockaddr*>(&address), sizeof address);
     }
 
     /// \return the datagrams that are there; waits up to `milliseconds` for the first
@@ -64,11 +64,11 @@ class Client {
     std::uint16_t port = 0;
 
  private:
-    static sockaddr_in Loopback(std::uint16_t port) {
+    static sockaddr_in At(std::uint16_t port, const char* host) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        inet_pton(AF_INET, host, &address.sin_addr);
         return address;
     }
 

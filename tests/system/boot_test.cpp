@@ -1,9 +1,10 @@
-// What a board is asked while its module starts, in order, and what becomes of a start on a board that lacks something.
+// What a module asks its board while it starts, in order, and how it starts on a board that lacks something.
 #include <gtest/gtest.h>
 
 #include <fstream>
 
 #include "live_board.h"
+#include "stream_tap.h"
 
 namespace board {
 namespace {
@@ -26,8 +27,10 @@ TEST(Boot, SetsTheBoardUpInThisOrder) {
             board->TellTo([asked](std::string_view process, const std::string& line) {
                 asked->Add(std::string(process) + ": " + line);
             });
+            Queue(1236).Send({772, "x = INTEGER: 4711"});  // for a host that ended before the agent answered
             ASSERT_TRUE(board.Start());
             EXPECT_EQ(asked->All(), row.asked);
+            EXPECT_TRUE(StartsWith(board.Ask("IP?"), "DHCP:0 MAC:02005e100001 IP:10.0.0.1 "));
             EXPECT_FALSE(board->Daemon().IsWritable(1));
             EXPECT_EQ(board->Status().IrSystemCode(), row.role == 'R' ? 0x916Eu : 0u);  // 110 below its complement
         })) << row.role;
@@ -43,6 +46,7 @@ TEST(Boot, TheVersionTellsTheRole) {
         EXPECT_TRUE(LiveOnce([&row] {
             LiveBoard board(row.role, {.clock = 100, .start = 'A'});
             board->Settings().Put("QVAN_VERSION", row.version);
+            Queue(1236).Send({772, "x = INTEGER: 84803584"});  // another family's
             EXPECT_TRUE(board.Start()) << row.version;
         })) << row.version;
     }
@@ -71,6 +75,39 @@ TEST(Boot, AStatusBlockThatCantBeHadReadsAsZero) {
     ASSERT_TRUE(board.Start());
     EXPECT_EQ(board.Ask("REMOTE6e"), "OK\r\n");
     EXPECT_TRUE(StartsWith(board.Ask("STATUS"), "STATUS 0 :0 0:0000 0 0 0 0 "));
+}
+
+TEST(Boot, WithoutPlayerBrowserAndSerialPortAReceiverServes) {
+    LiveBoard board('R', {.absent = {Process::kPlayer, Process::kBrowser, Process::kSerialPort}});
+    ASSERT_TRUE(board.Start());
+    for (const char* request :
+         {"UNIT1,239.1.1.1,5001,0,1", "URLpage", "URLkey5", "CALLBACK1", "UARTx", "VSCALE,0,0,100,100"}) {
+        EXPECT_EQ(board.Ask(request), "OK\r\n") << request;
+    }
+    board->Infrared().Press(*KeyCode("OFF"));
+    EXPECT_TRUE(StartsWith(board.Hear(), "REMOTE"));
+}
+
+TEST(Boot, TheCommandSocketTakesRequestsOfAnyLengthAndNothingOfAGroup) {
+    for (const char role : {'T', 'R'}) {
+        EXPECT_TRUE(LiveOnce([role] {
+            LiveBoard board(role, {.clock = 100});
+            ASSERT_TRUE(board.Start());
+            for (const std::size_t length : {0u, 2040u, 2041u, 65507u}) {
+                EXPECT_EQ(board.Ask(std::string(length, 'x')), "KO\r\n") << length;
+            }
+            const std::uint16_t port = role == 'T' ? 5000 : 2008;
+            const StreamTap player(
+                "239.1.1.9", port, 1, 0, [](auto) {}, [](auto) {});
+            Client sender;
+            sender.Send(port, std::string(188, 'G'), "239.1.1.9");
+            for (int turn = 0; turn < 1000 && player.BytesReceived() == 0; ++turn)
+                std::this_thread::sleep_for(Milliseconds(10));
+            EXPECT_EQ(player.BytesReceived(), 188u);
+            EXPECT_EQ(board.Ask("VERS"), kVersion);
+            EXPECT_TRUE(sender.Take().empty());
+        })) << role;
+    }
 }
 
 TEST(Boot, AnAgentThatComesLateHoldsUpTheStartButNotTheHostsData) {

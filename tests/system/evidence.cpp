@@ -1,17 +1,12 @@
 // Multicast streams: how they are received, and how they are compared with what went in.
 #include "evidence.h"
 
-// libdvbpsi's headers need its first one in front of them.
-#include <dvbpsi/dvbpsi.h>
-//
-#include <dvbpsi/descriptor.h>
-#include <dvbpsi/pat.h>
-#include <dvbpsi/psi.h>
-
 #include <algorithm>
 #include <fstream>
 #include <stdexcept>
 
+#include "common/psi.h"
+#include "common/ts_packet.h"
 #include "mux/description_json.h"
 #include "mux/multiplexer.h"
 #include "transport_file.h"
@@ -23,35 +18,17 @@ namespace {
 constexpr int kMostTries = 10;
 constexpr int kReceiveBuffer = 16 << 20;
 
-int Pid(const std::uint8_t* packet) { return (packet[1] & 0x1F) << 8 | packet[2]; }
-
-void TakePat(void* pats, dvbpsi_pat_t* pat) {
-    PatEntries entries;
-    for (const auto* entry = pat->p_first_program; entry != nullptr; entry = entry->p_next) {
-        entries.emplace_back(entry->i_number, entry->i_pid);
-    }
-    static_cast<std::vector<PatEntries>*>(pats)->push_back(entries);
-    dvbpsi_pat_delete(pat);
-}
-
-/// The decoder is made anew for each packet that starts a PAT: it reports a table only once.
 std::vector<PatEntries> ReadPats(const std::vector<Packet>& packets) {
     std::vector<PatEntries> pats;
-    dvbpsi_t* decoder = nullptr;
-    const auto end = [&decoder] {
-        if (decoder == nullptr) return;
-        dvbpsi_pat_detach(decoder);
-        dvbpsi_delete(decoder);
-    };
-    for (Packet packet : packets) {
-        if ((packet[1] & 0x40) != 0) {
-            end();
-            decoder = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
-            dvbpsi_pat_attach(decoder, TakePat, &pats);
-        }
-        if (decoder != nullptr) dvbpsi_packet_push(decoder, packet.data());
+    common::SectionGatherer gatherer;
+    for (const Packet& packet : packets) {
+        gatherer.Add(common::PayloadOf(packet), common::UnitStarts(packet), [&](Bytes section) {
+            const auto pat = common::ParsePat(section);
+            if (!pat || !common::CrcIsRight(section)) return;
+            pats.emplace_back();
+            for (const auto& entry : pat->entries) pats.back().emplace_back(entry.programme, entry.pid);
+        });
     }
-    end();
     return pats;
 }
 
@@ -69,7 +46,8 @@ PacketsByPid SortPackets(const std::vector<std::uint8_t>& stream) {
     PacketsByPid pids;
     for (std::size_t at = 0; at + kPacketSize <= stream.size(); at += kPacketSize) {
         if (stream[at] != 0x47) throw std::runtime_error("no packet begins at byte " + std::to_string(at));
-        pids[Pid(&stream[at])].emplace_back(&stream[at], &stream[at] + kPacketSize);
+        const Bytes packet(&stream[at], kPacketSize);
+        pids[common::PidOf(packet)].emplace_back(packet.begin(), packet.end());
     }
     return pids;
 }

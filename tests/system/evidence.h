@@ -1,6 +1,7 @@
-/// What comes over a multicast group, and what it proves: packets compared with the stream that the tuner played,
-/// tables as libdvbpsi reads them.
+/// What comes over a multicast group, compared with the stream that the tuner played.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <map>
@@ -9,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "journal.h"
+#include "live_board.h"
 #include "mux/description.h"
 #include "net/udp_socket.h"
 #include "stream/probe.h"
@@ -29,7 +30,7 @@ using PatEntries = std::vector<std::pair<int, int>>;
 struct Evidence {
     PacketsByPid pids;
     std::set<std::size_t> datagramSizes;
-    std::vector<PatEntries> pats;  ///< each whole PAT that libdvbpsi took
+    std::vector<PatEntries> pats;  ///< each PAT with a good CRC_32
     zulctl::StreamReport report;   ///< of the master's judge
 
     bool Has(int pid) const { return pids.contains(pid); }
@@ -67,5 +68,21 @@ std::vector<std::uint8_t> WriteStream(const std::string& file, const mux::Descri
 
 /// PIDs of a programme's PMT and elementary streams.
 std::set<int> PidsOf(const mux::Programme& programme);
+
+inline constexpr const char* kUnit = "UNIT1,239.1.1.1,5001,7,4d,1";
+
+/// A transmitter that has started and sends the first programme of a channel, and a member of its group.
+class Transmission : public testing::Test {
+ protected:
+    void SetUp() override {
+        ASSERT_TRUE(board.Start());
+        ASSERT_EQ(board.Ask(kUnit), "OK\r\n");
+    }
+
+    const mux::Description multiplex = SmallMultiplex();
+    const std::vector<std::uint8_t> played = WriteStream("/mnt/seven.ts", multiplex);
+    GroupListener group{"239.1.1.1", 5001};
+    LiveBoard board{'T', {.band = {{7, {"/mnt/seven.ts", 5}}}}};
+};
 
 }  // namespace board

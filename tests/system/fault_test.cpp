@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "transmission_fixture.h"
+#include "evidence.h"
 
 namespace board {
 namespace {

@@ -1,12 +1,7 @@
 // The example of a host, a process of its own, with the module as it ships.
 #include <gtest/gtest.h>
 
-#include <sys/msg.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <string>
 #include <thread>
@@ -60,56 +55,6 @@ TEST_P(ExampleHost, MakesABoardThatServesAndTakesData) {
         EXPECT_EQ(std::fwrite(section.data(), 1, section.size(), host), section.size());
     }
     EXPECT_EQ(pclose(host), 0);
-}
-
-/// A host that ends during a settings exchange leaves the agent's answer in the queue.
-class HostAfterAnother : public testing::TestWithParam<char> {};
-INSTANTIATE_TEST_SUITE_P(Roles, HostAfterAnother, testing::Values('T', 'R', 'A'),
-                         [](const auto& role) { return std::string(1, role.param); });
-
-TEST_P(HostAfterAnother, TakesItsOwnAnswers) {
-    const char role = GetParam();
-    Board board({.role = role == 'R' ? 'R' : 'T', .module = ZUL_MODULE, .band = {}});
-    const std::string command = "exec " ZUL_EXAMPLE_HOST " " + std::string(1, role) + " " ZUL_MODULE;
-    int input[2];
-    ASSERT_EQ(pipe(input), 0);
-    const auto start = [&] {
-        const pid_t host = fork();
-        if (host != 0) return host;
-        dup2(input[0], 0);
-        execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-        _exit(1);
-    };
-    const auto end = [](pid_t host) {
-        kill(host, SIGKILL);
-        waitpid(host, nullptr, 0);
-    };
-    board.Settings().Set(Fault::kSlow);
-    const pid_t first = start();
-    board.Settings().Requests().WaitForCount(1);
-    end(first);
-    msqid_ds answers{};
-    for (int turn = 0; turn < 1000 && answers.msg_qnum == 0; ++turn) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        msgctl(msgget(1236, 0), IPC_STAT, &answers);
-    }
-    ASSERT_EQ(answers.msg_qnum, 1u) << "the agent thought until the host was gone";
-    board.Settings().Set(Fault::kNone);
-
-    const pid_t second = start();
-    const Client master;
-    const auto asks = [&](const char* request) {
-        master.Send(role == 'R' ? 2008 : 5000, request);
-        const auto heard = master.Take(500);
-        return heard.empty() ? "(silence)" : heard.back();
-    };
-    for (int turn = 0; turn < 120 && asks("VERS") != "VERS0.82.14OK\r\n"; ++turn) continue;
-    while (!master.Take(500).empty()) continue;  // requests from before it served
-    EXPECT_EQ(asks("IP?"), "DHCP:0 MAC:02005e100001 IP:10.0.0.1 GW:10.0.0.254 NM:255.255.255.0 OK\r\n");
-    EXPECT_EQ(asks("RESOLUTION?"), role == 'R' ? "RESOLUTION3 OK\r\n" : "KO\r\n");
-    end(second);
-    close(input[0]);
-    close(input[1]);
 }
 
 }  // namespace

@@ -1,20 +1,12 @@
 // The board, its module and its master in one process.
 #include "live_board.h"
 
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
-#include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <map>
 #include <utility>
 
 namespace board {
@@ -84,41 +76,6 @@ std::vector<std::string> LiveBoard::HearUntil(const std::string& last, Milliseco
         heard.push_back(Hear(std::chrono::ceil<Milliseconds>(deadline - Clock::now())));
     } while (heard.back() != kSilence && !heard.back().starts_with(last));
     return heard;
-}
-
-namespace {
-
-/// Gives this process queues and a disk of its own, with the streams of its tuner: a save of one board and a remount of
-/// the other would get into each other's way.
-void TakeOwnMachine(const LiveOptions& options) {
-    std::map<std::string, std::string> files;
-    for (const auto& [number, channel] : options.band) files[channel.stream] = FileText(channel.stream);
-    unshare(CLONE_NEWIPC | CLONE_NEWNS);
-    mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
-    mount("none", "/mnt", "tmpfs", 0, nullptr);
-    for (const char* partition : {"/mnt/hd1", "/mnt/hd4"}) {
-        mkdir(partition, 0755);
-        mount("none", partition, "tmpfs", 0, "size=4m");
-    }
-    for (const auto& [path, bytes] : files) {
-        if (!path.empty()) std::ofstream(path, std::ios::binary) << bytes;
-    }
-}
-
-}  // namespace
-
-BoardBeside::BoardBeside(char role, const LiveOptions& options, const std::string& request) : mProcess(fork()) {
-    if (mProcess != 0) return;
-    TakeOwnMachine(options);
-    LiveBoard board(role, options);
-    const std::string answer = board.Start() ? board.Ask(request) : "nothing: it doesn't start";
-    std::fprintf(stderr, "the board beside answers %s\n", answer.c_str());
-    for (;;) pause();
-}
-
-BoardBeside::~BoardBeside() {
-    kill(mProcess, SIGKILL);
-    waitpid(mProcess, nullptr, 0);
 }
 
 bool LiveOnce(const std::function<void()>& life) {

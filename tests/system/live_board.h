@@ -2,7 +2,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/types.h>
 
 #include <deque>
 #include <functional>
@@ -54,19 +53,6 @@ class LiveBoard {
     const std::uint16_t mCommands;  ///< the board's port
     Client mMaster;
     std::deque<std::string> mHeard;  ///< datagrams not yet returned
-};
-
-/// A board in a process, with queues and disk of its own, in the same network, until the object goes. It is asked one
-/// request when it serves. To be made before this process has a board.
-class BoardBeside {
- public:
-    BoardBeside(char role, const LiveOptions& options, const std::string& request);
-    ~BoardBeside();
-    BoardBeside(const BoardBeside&) = delete;
-    BoardBeside& operator=(const BoardBeside&) = delete;
-
- private:
-    const pid_t mProcess;
 };
 
 /// Runs `life` in a process of its own with what this one has on disk, as a board lives between two losses of power.

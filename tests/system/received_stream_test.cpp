@@ -100,28 +100,5 @@ TEST(ReceivedStream, IsPlayedAndItsLanguagesAreKnown) {
     EXPECT_EQ(FileText("/mnt/hd1/zul_def_startup"), "UNIT0");
 }
 
-TEST(ReceiverBesideATransmitter, PlaysWhatItSendsAndNothingElseOfTheChannel) {
-    const auto multiplex = SmallMultiplex();
-    WriteStream("/mnt/seven.ts", multiplex);
-    const BoardBeside transmitter('T', {.band = {{7, {"/mnt/seven.ts", 5}}}, .clock = 4},
-                                  "UNIT1,239.1.1.1,5001,7,4d,2");
-    LiveBoard board('R');
-    ASSERT_TRUE(board.Start());
-    EXPECT_EQ(board.Ask("UNIT1,239.1.1.1,5001,0,2"), "OK\r\n");
-    const auto deadline = zulctl::Clock::now() + kPatience;
-    while (board->Status().Programme() != 2 && zulctl::Clock::now() < deadline) {
-        std::this_thread::sleep_for(Milliseconds(50));
-    }
-    EXPECT_TRUE(StartsWith(board.Ask("STATUS"), "STATUS 1 239.1.1.1:5001 5:0002 0 1 0 0 "));
-    EXPECT_EQ(board.Ask("CALLBACK0"), "OK\r\n");
-    const std::string languages = board.Ask("LAN?");
-    EXPECT_NE(languages.find(" 0002 fra00\r\n"), std::string::npos) << languages;
-    std::set<int> allowed = PidsOf(multiplex.programmes.at(1));
-    allowed.insert({0, 0x1FFB});
-    for (const auto& [pid, packets] : SortPackets(board->ThePlayer().Shown().videoBytes)) {
-        EXPECT_TRUE(allowed.contains(pid) || pid >= 0x1D00) << "PID " << pid;  // tables of the guide from there on
-    }
-}
-
 }  // namespace
 }  // namespace board

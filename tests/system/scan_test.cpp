@@ -67,53 +67,6 @@ TEST_F(Scan, TellsItsMasterEachStepAndRemembersWhatItFound) {
     EXPECT_EQ(board.Ask("SCAL"), Reply(Listed())) << "the saved list";
 }
 
-TEST_F(Scan, IsAskedAndRefusesOtherWorkAllAlong) {
-    LiveBoard board('T', Band());
-    ASSERT_TRUE(board.Start());
-    EXPECT_EQ(board.Ask("BLIND0"), "BLINDSTART:0 OK\r\n");
-    // Another master, as scan messages go to the first.
-    zulctl::UdpSocket other;
-    other.Bind(0);
-    zulctl::UdpSocket* const sockets[] = {&other};
-    const auto ask = [&](const std::string& request) -> std::string {
-        other.Send(request, {*zulctl::ParseAddress("127.0.0.1"), 5000});
-        if (!zulctl::WaitForAny(sockets, zulctl::Clock::now() + kPatience)) return "(silence)";
-        return other.Take()->bytes;
-    };
-    int asked = 0;
-    Lines messages;
-    for (; ask("SCA?").at(3) == 2; ++asked) {
-        for (const char* request : {"SCAL", "UNIT1,239.1.1.1,5001,7", "Tuner://7", "BLIND0", "TUNERMODE1"}) {
-            if (asked >= 10) continue;  // well before the scan ends
-            EXPECT_EQ(ask(request), "KO\r\n") << request;
-        }
-        for (const char* request : {"LAN?", "SUB?", "EITN4d,1", "EITL4d,1,2359"}) board.Send(request);
-        while (messages.empty() || messages.back() != "(silence)") messages.push_back(board.Hear(Milliseconds(0)));
-        messages.pop_back();
-    }
-    EXPECT_GT(asked, 20);
-    const Lines rest = board.HearUntil("BLINDCMP", Milliseconds(500));
-    messages.insert(messages.end(), rest.begin(), rest.end());
-    EXPECT_EQ(std::count(messages.begin(), messages.end(), "BLINDCMP:0 OK\r\n"), 1);
-    EXPECT_EQ(std::count(messages.begin(), messages.end(), "BLINDFND:3 OK\r\n"), 1);
-}
-
-TEST_F(Scan, StopsAfterTheChannelInProgress) {
-    LiveBoard board('T', Band());
-    ASSERT_TRUE(board.Start());
-    EXPECT_EQ(board.Ask("BLIND99"), "OK\r\n") << "nothing to stop";
-    EXPECT_EQ(board.Ask("BLIND0"), "BLINDSTART:0 OK\r\n");
-    EXPECT_EQ(board.HearUntil("BLINDLOCK:7").back(), "BLINDLOCK:7 OK\r\n");
-    board.Send("BLIND99");
-    const Lines messages = board.HearUntil("BLINDCMP");
-    EXPECT_EQ(messages.back(), "BLINDCMP:0 OK\r\n");
-    EXPECT_EQ(std::count(messages.begin(), messages.end(), "OK\r\n"), 1);
-    EXPECT_TRUE(StartsWith(board.Ask("SCA?").substr(3), "\x05"));
-    EXPECT_LT(board->TheTuner().Tunings().All().back().channel, 13);
-    EXPECT_EQ(board.Ask("SCAL"), Reply({Listed()[0], Listed()[1], Listed()[2]}));
-    EXPECT_TRUE(StartsWith(FileText("/mnt/hd1/zul_scan_results"), "111 004d 0001 ")) << "what was found is saved";
-}
-
 TEST_F(Scan, OfOneChannelLeavesItsGuideAndLanguagesAtHand) {
     LiveBoard board('T', Band());
     ASSERT_TRUE(board.Start());

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "transmission_fixture.h"
+#include "evidence.h"
 
 namespace board {
 namespace {
@@ -86,15 +86,6 @@ TEST_F(Streams, SendDatagramsOfTheSizeThatWasAskedFor) {
     }
     EXPECT_EQ(board.Ask("MCASTPACKETSIZE32769"), "KO\r\n");
     ExpectWhole(group.Collect(kEnough), {1});
-}
-
-TEST_F(Streams, OfAProgrammeThatIsntThereCarryTheTablesAlone) {
-    EXPECT_EQ(board.Ask("UNIT1,239.1.1.1,5001,7,4d,9"), "OK\r\n");
-    const Evidence evidence = group.Collect(kEnough / 4);
-    EXPECT_EQ(Difference(evidence.pids, played), "");
-    for (const auto& programme : multiplex.programmes) {
-        for (const int pid : PidsOf(programme)) EXPECT_FALSE(evidence.Has(pid)) << pid;
-    }
 }
 
 TEST_F(Streams, GoOnThroughALossOfSignal) {
