@@ -5,8 +5,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "mux/error.h"
-#include "mux/es_file.h"
 #include "support/shell.h"
 
 namespace {
@@ -97,34 +95,6 @@ TEST_F(Program, SaysWhatIsWrongAndLeavesNothing) {
     }
     EXPECT_TRUE(fs::is_character_file("/dev/full")) << "a device stays what it is";
     EXPECT_EQ(Mux(kSmall + "--no-av -q -d 1 -o - | wc -c").text, std::to_string(3989 * 188) + "\n");
-}
-
-TEST(ElementaryStreams, AreCutIntoTheirUnits) {
-    // Headers before a picture and slices after it belong to it.
-    const std::vector<std::uint8_t> video{9, 0, 0, 1, 0xB3, 7, 0, 0, 1, 0xB8, 7, 0, 0, 1, 0x00,
-                                          7, 0, 0, 1, 0x01, 7, 0, 0, 1, 0x00, 7, 0, 0, 1, 0x01,
-                                          7, 0, 0, 1, 0xB3, 7, 0, 0, 1, 0x00, 0, 0, 1};
-    const auto pictures = mux::FindPictures(video);
-    ASSERT_EQ(pictures.size(), 3u);
-    const mux::UnitPlace expected[] = {{1, 20, true}, {21, 10, false}, {31, 12, true}};
-    for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(pictures[i].at, expected[i].at);
-        EXPECT_EQ(pictures[i].size, expected[i].size);
-        EXPECT_EQ(pictures[i].randomAccess, expected[i].randomAccess);
-    }
-    // 32 kbit/s at 48 kHz: 64 words of 2 bytes (A/52, table 5.18).
-    std::vector<std::uint8_t> sound(3 * 128);
-    for (std::size_t at = 0; at < sound.size(); at += 128) {
-        sound[at] = 0x0B;
-        sound[at + 1] = 0x77;
-    }
-    EXPECT_EQ(mux::FindAc3Frames(sound).size(), 3u);
-    for (const std::size_t cut : {1u, 127u, 129u, 260u}) {
-        const std::vector<std::uint8_t> part(sound.data(), sound.data() + cut);
-        EXPECT_THROW(mux::FindAc3Frames(part), mux::Error) << cut;
-    }
-    sound[128 + 4] = 0x40;  // 44.1 kHz
-    EXPECT_THROW(mux::FindAc3Frames(sound), mux::Error);
 }
 
 }  // namespace

@@ -82,6 +82,7 @@ TEST(ReceivedStream, IsPlayedAndItsLanguagesAreKnown) {
     EXPECT_EQ(OrdersUntil(board, START_STREAM_DISPLAY), played);
     EXPECT_EQ(callsOfTheHost, 0);
     EXPECT_TRUE(ComesTo(board, "STATUS", {"STATUS 1 239.1.1.1:5001 5:0001 0 1 0 0 "})) << "MPEG-2 video, AC-3 sound";
+    EXPECT_TRUE(board->ThePlayer().Shown().video.IsVisible());
 
     EXPECT_EQ(board.Ask("CALLBACK0"), "OK\r\n");
     // The PMT may come before the PAT that gives the transport stream of its programme.
@@ -96,8 +97,14 @@ TEST(ReceivedStream, IsPlayedAndItsLanguagesAreKnown) {
     EXPECT_EQ(board.Ask("UNIT0"), "OK\r\n");
     const Lines stopped = {"VIDEO_LAYER 50 50 100 100, alpha 0", "OSD_LAYER 50 50 100 100, alpha 0", "STOP_ALL"};
     EXPECT_EQ(OrdersUntil(board, STOP_ALL), stopped);
+    EXPECT_FALSE(board->ThePlayer().Shown().video.IsVisible());
     EXPECT_TRUE(ComesTo(board, "STATUS", {"STATUS 0 0.0.0.0:0 0:0000 2 3 0 0 "}));
     EXPECT_EQ(FileText("/mnt/hd1/zul_def_startup"), "UNIT0");
+
+    EXPECT_EQ(board.Ask("URLpage,0,0,640,384,255,0"), "OK\r\n");
+    EXPECT_NE(OrdersUntil(board, BROWSER_START).size(), 0u);
+    EXPECT_TRUE(board->ThePlayer().Shown().browser.IsVisible());
+    EXPECT_EQ(board->ThePlayer().Shown().browser.width, 50);
 }
 
 }  // namespace
