@@ -150,10 +150,12 @@ mux::Description MakeDescription(std::vector<mux::GuideEvent> events) {
 // Events of all sections of a table, as "id:title" in their order.
 std::string EventsOf(const std::vector<mux::Section>& sections) {
     std::string all;
-    for (const mux::Section& bytes : sections) {
-        const UcsiSection section(bytes);
+    for (std::size_t number = 0; number < sections.size(); ++number) {
+        const UcsiSection section(sections[number]);
         auto* const eit = section.As(atsc_eit_section_codec);
         if (eit == nullptr) return "refused";
+        const section_ext& head = section.Head()->ext_head;
+        if (head.section_number != number || head.last_section_number + 1u != sections.size()) return "misnumbered";
         atsc_eit_event* event = nullptr;
         int i = 0;
         atsc_eit_section_events_for_each(eit, event, i) {

@@ -101,6 +101,9 @@ TEST(ReceivedStream, IsPlayedAndItsLanguagesAreKnown) {
     EXPECT_TRUE(ComesTo(board, "STATUS", {"STATUS 0 0.0.0.0:0 0:0000 2 3 0 0 "}));
     EXPECT_EQ(FileText("/mnt/hd1/zul_def_startup"), "UNIT0");
 
+    EXPECT_EQ(board.Ask("UNIT1,239.1.1.1,5001,0,2"), "OK\r\n");
+    EXPECT_TRUE(ComesTo(board, "STATUS", {"STATUS 1 239.1.1.1:5001 5:0002 0 1 0 0 "}));
+    EXPECT_EQ(board.Ask("UNIT0"), "OK\r\n");
     EXPECT_EQ(board.Ask("URLpage,0,0,640,384,255,0"), "OK\r\n");
     EXPECT_NE(OrdersUntil(board, BROWSER_START).size(), 0u);
     EXPECT_TRUE(board->ThePlayer().Shown().browser.IsVisible());
