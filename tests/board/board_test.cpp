@@ -41,7 +41,7 @@ std::vector<bool> Losses(const NetPlan& plan, std::uint64_t seed, std::uint64_t 
 TEST(NetFaults, DependOnSeedAndFlowAlone) {
     const NetPlan plan{.loss = 0.1};
     const auto losses = Losses(plan, 1, 7);
-    EXPECT_NEAR(std::count(losses.begin(), losses.end(), true), 100, 30) << "of 1000";
+    EXPECT_NEAR(static_cast<double>(std::count(losses.begin(), losses.end(), true)), 100, 30) << "of 1000";
     EXPECT_EQ(Losses(plan, 1, 7, 8), losses) << "beside another flow";
     EXPECT_EQ(Losses({.loss = 0.1, .twice = 0.5, .overtaken = 0.5}, 1, 7), losses) << "beside other faults";
     EXPECT_NE(Losses(plan, 2, 7), losses);
