@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 #include <sstream>
 #include <stdexcept>
 
@@ -72,6 +73,14 @@ TEST(TransportFile, PaceIsThatOfTheClockReferencesEvenWhenTheyStartAgain) {
         EXPECT_NEAR(RateByClock(stream), 1000 * 188 * 8, 1) << "from " << start;
     }
     EXPECT_EQ(RateByClock(others), kChannelRate);
+}
+
+TEST(TransportFile, RefusesWhatIsNoTransportStream) {
+    EXPECT_THROW(TransportFile("/mnt/none.ts"), std::runtime_error);
+    for (const std::string& bytes : {std::string(187, '\x47'), std::string(188, 'x')}) {
+        std::ofstream("/mnt/some.ts", std::ios::binary) << bytes;
+        EXPECT_THROW(TransportFile("/mnt/some.ts"), std::runtime_error) << bytes;
+    }
 }
 
 /// Expects the mean colour of a part of a picture, as ffmpeg reads it, up to rounding.
