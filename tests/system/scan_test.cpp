@@ -67,6 +67,21 @@ TEST_F(Scan, TellsItsMasterEachStepAndRemembersWhatItFound) {
     EXPECT_EQ(board.Ask("SCAL"), Reply(Listed())) << "the saved list";
 }
 
+TEST_F(Scan, StopsAfterTheChannelInProgress) {
+    LiveBoard board('T', Band());
+    ASSERT_TRUE(board.Start());
+    EXPECT_EQ(board.Ask("BLIND0"), "BLINDSTART:0 OK\r\n");
+    EXPECT_EQ(board.HearUntil("BLINDLOCK:7").back(), "BLINDLOCK:7 OK\r\n");
+    board.Send("BLIND99");
+    const Lines messages = board.HearUntil("BLINDCMP");
+    EXPECT_EQ(messages.back(), "BLINDCMP:0 OK\r\n");
+    EXPECT_EQ(std::count(messages.begin(), messages.end(), "OK\r\n"), 1);
+    EXPECT_TRUE(StartsWith(board.Ask("SCA?").substr(3), "\x05"));
+    EXPECT_LT(board->TheTuner().Tunings().All().back().channel, 13);
+    EXPECT_EQ(board.Ask("SCAL"), Reply({Listed()[0], Listed()[1], Listed()[2]}));
+    EXPECT_TRUE(StartsWith(FileText("/mnt/hd1/zul_scan_results"), "111 004d 0001 ")) << "what was found is saved";
+}
+
 TEST_F(Scan, OfOneChannelLeavesItsGuideAndLanguagesAtHand) {
     LiveBoard board('T', Band());
     ASSERT_TRUE(board.Start());
