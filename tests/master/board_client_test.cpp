@@ -1,4 +1,4 @@
-// The client on sockets: whose datagrams it takes for an answer, what it repeats, and turns at one port.
+// The client on sockets: which datagrams it accepts as an answer, and turns at one port.
 #include "net/board_client.h"
 
 #include <future>

@@ -1,4 +1,4 @@
-/// What a refused call says.
+/// The message of a call that fails.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@
 
 namespace zulctl {
 
-/// \return the message of the Failure that a call ends with; empty, and a failed test, for another end
+/// \return the message of the Failure that a call throws; empty, with a failed test, if it throws none
 template <typename Call>
 std::string FailureOf(ExitCode code, Call call) {
     try {

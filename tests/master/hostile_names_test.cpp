@@ -1,4 +1,4 @@
-// Every command at a terminal, with boards, streams and files whose names are escape sequences.
+// Every command that prints names, at a terminal, with boards, streams and files named by escape sequences.
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 

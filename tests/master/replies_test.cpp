@@ -1,4 +1,4 @@
-// Replies and messages of boards: what is read from odd ones, and what isn't taken for one.
+// Replies and messages of boards: unusual ones are read, other texts refused.
 #include <gtest/gtest.h>
 
 #include "protocol/beacon.h"

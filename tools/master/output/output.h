@@ -38,7 +38,7 @@ class Output {
     /// Asks before something ends or is lost; with `yes` only says what. Throws Failure: kRefused unless the answer is
     /// y, kUsage where nobody can be asked.
     void Confirm(const std::string& what, const std::string& question, bool yes);
-    /// Throws Failure where something that was printed didn't get out, as into a full disk.
+    /// Throws Failure if output couldn't be written, as to a full disk.
     void CheckWritten() const;
     void Warning(const std::string& line);
     /// A line that the next one replaces; on a terminal only. An empty text takes it away.

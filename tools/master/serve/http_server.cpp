@@ -199,7 +199,7 @@ HttpServer::HttpServer(std::function<HttpAnswer(const HttpRequest&)> check,
         return httplib::Server::HandlerResponse::Handled;
     };
     server.set_pre_routing_handler(respond);
-    // A request that is answered without its body isn't continued.
+    // A request that is answered without its body gets no 100 (Continue).
     server.set_expect_100_continue_handler([respond](const httplib::Request& request, httplib::Response& response) {
         if (respond(request, response) == httplib::Server::HandlerResponse::Handled) return response.status;
         return request.get_header_value<std::uint64_t>("Content-Length") > kLargestBody ? response.status = 413 : 100;
