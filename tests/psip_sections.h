@@ -9,19 +9,10 @@
 
 namespace transport {
 
-inline void Put16(Blob& to, unsigned value) {
-    Append(to, {static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)});
-}
-inline void Put32(Blob& to, std::uint32_t value) {
-    Put16(to, value >> 16);
-    Put16(to, value & 0xFFFF);
-}
-
-/// Head of a PSIP table; Closed gives it the length, and sets the top bits of byte 1 as A/65 wants them but for one.
+/// Head of a PSIP table, with its protocol_version.
 inline Blob Head(unsigned tableId, unsigned extension, unsigned version = 1) {
-    Blob head{static_cast<std::uint8_t>(tableId), 0, 0};
-    Put16(head, extension);
-    Append(head, {static_cast<std::uint8_t>(0xC1 | version << 1), 0, 0, 0});
+    Blob head = Start(tableId, extension, version);
+    head.push_back(0);
     return head;
 }
 
@@ -30,8 +21,7 @@ inline Blob Sealed(Blob section) {
     section = Closed(section);
     section.resize(section.size() - kCrcSize);
     section[1] |= 0xF0;
-    const std::uint32_t crc = crc32(section.data(), static_cast<std::uint32_t>(section.size()));
-    Put32(section, crc);
+    Put32(section, crc32(section.data(), static_cast<std::uint32_t>(section.size())));
     return section;
 }
 

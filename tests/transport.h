@@ -16,6 +16,14 @@ constexpr std::size_t kPacket = 188;
 
 inline void Append(Blob& to, const Blob& from) { std::copy(from.begin(), from.end(), std::back_inserter(to)); }
 
+inline void Put16(Blob& to, unsigned value) {
+    Append(to, {static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)});
+}
+inline void Put32(Blob& to, std::uint32_t value) {
+    Put16(to, value >> 16);
+    Put16(to, value & 0xFFFF);
+}
+
 /// A packet with payload only: head, `body`, and `fill` up to 188 bytes.
 inline Blob Packet(unsigned pid, unsigned continuity, const Blob& body, bool unitStart = false,
                    std::uint8_t fill = 0xFF) {
@@ -36,9 +44,16 @@ inline Blob Closed(Blob section) {
     const std::size_t length = section.size() - 3 + 4;
     section[1] = static_cast<std::uint8_t>(0xB0 | length >> 8);
     section[2] = static_cast<std::uint8_t>(length);
-    const std::uint32_t crc = crc32(section.data(), static_cast<std::uint32_t>(section.size()));
-    for (int shift = 24; shift >= 0; shift -= 8) section.push_back(static_cast<std::uint8_t>(crc >> shift));
+    Put32(section, crc32(section.data(), static_cast<std::uint32_t>(section.size())));
     return section;
+}
+
+/// The eight bytes that every section with a version begins with; Closed gives it the length.
+inline Blob Start(unsigned tableId, unsigned extension, unsigned version) {
+    Blob start{static_cast<std::uint8_t>(tableId), 0, 0};
+    Put16(start, extension);
+    Append(start, {static_cast<std::uint8_t>(0xC1 | version << 1), 0, 0});
+    return start;
 }
 
 struct Programme {
@@ -47,18 +62,10 @@ struct Programme {
 };
 
 inline Blob Pat(unsigned transportId, unsigned version, const std::vector<Programme>& programmes) {
-    Blob section{0x00,
-                 0,
-                 0,
-                 static_cast<std::uint8_t>(transportId >> 8),
-                 static_cast<std::uint8_t>(transportId),
-                 static_cast<std::uint8_t>(0xC1 | version << 1),
-                 0,
-                 0};
+    Blob section = Start(0x00, transportId, version);
     for (const Programme& programme : programmes) {
-        Append(section,
-               {static_cast<std::uint8_t>(programme.number >> 8), static_cast<std::uint8_t>(programme.number),
-                static_cast<std::uint8_t>(0xE0 | programme.pmtPid >> 8), static_cast<std::uint8_t>(programme.pmtPid)});
+        Put16(section, programme.number);
+        Put16(section, 0xE000 | programme.pmtPid);
     }
     return Closed(section);
 }
@@ -70,24 +77,14 @@ struct Stream {
 };
 
 inline Blob Pmt(unsigned programme, const std::vector<Stream>& streams, unsigned version = 0, const Blob& info = {}) {
-    Blob section{0x02,
-                 0,
-                 0,
-                 static_cast<std::uint8_t>(programme >> 8),
-                 static_cast<std::uint8_t>(programme),
-                 static_cast<std::uint8_t>(0xC1 | version << 1),
-                 0,
-                 0,
-                 0xFF,
-                 0xFF,
-                 static_cast<std::uint8_t>(0xF0 | info.size() >> 8),
-                 static_cast<std::uint8_t>(info.size())};
+    Blob section = Start(0x02, programme, version);
+    Put16(section, 0xFFFF);
+    Put16(section, 0xF000 | static_cast<unsigned>(info.size()));
     Append(section, info);
     for (const Stream& stream : streams) {
-        Append(section,
-               {static_cast<std::uint8_t>(stream.type), static_cast<std::uint8_t>(0xE0 | stream.pid >> 8),
-                static_cast<std::uint8_t>(stream.pid), static_cast<std::uint8_t>(0xF0 | stream.descriptors.size() >> 8),
-                static_cast<std::uint8_t>(stream.descriptors.size())});
+        section.push_back(static_cast<std::uint8_t>(stream.type));
+        Put16(section, 0xE000 | stream.pid);
+        Put16(section, 0xF000 | static_cast<unsigned>(stream.descriptors.size()));
         Append(section, stream.descriptors);
     }
     return Closed(section);

@@ -13,8 +13,8 @@ constexpr std::uint16_t kPid = 0x1FFB;
 
 /// A section of `size` bytes in all, 12 and above, with a valid CRC. \param seed  varies its bytes
 Blob Section(unsigned tableId, std::size_t size, unsigned version = 1, unsigned number = 0, unsigned seed = 0) {
-    Blob section{static_cast<std::uint8_t>(tableId), 0, 0, 0, 1, static_cast<std::uint8_t>(0xC1 | version << 1),
-                 static_cast<std::uint8_t>(number),  0};
+    Blob section = transport::Start(tableId, 1, version);
+    section[6] = static_cast<std::uint8_t>(number);
     while (section.size() < size - kCrcSize) section.push_back(static_cast<std::uint8_t>(section.size() * 7 + seed));
     return transport::Closed(section);
 }
