@@ -11,6 +11,7 @@
 
 #include "core/log.h"
 #include "filter/tsfilter.h"
+#include "psip/tablecollector.h"
 #include "psip_sections.h"
 
 namespace {

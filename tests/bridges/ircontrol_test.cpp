@@ -28,6 +28,7 @@ class IrControlTest : public ::testing::Test {
 
     bool Slow(int key, std::uint8_t* repeat) { return mControl->SlowKey(key, repeat); }
     void Route(int key) { mControl->RouteKey(key); }
+    bool BrowserRunning() { return mControl->BrowserRunning(); }
 
     board::StatusBlock mBlock;
     board::InfraredService mRemote;
@@ -128,13 +129,7 @@ TEST_F(IrControlTest, EachKeyGoesWhereItsStateSends) {
             EXPECT_EQ(orders[0].text, step.toBrowser) << where();
             EXPECT_EQ(orders[0].size, 12u) << where();
         }
-        fast_machine::SetTick(tick += 1000);
-        mControl->SetIrForwarding(nullptr);
-        browser.Orders().Clear();
-        Route(kDown);  // reaches the browser when it has the keys
-        Route(kKeyMenu);
-        const auto then = browser.Orders().WaitForCount(step.runningThen ? 2 : 1);
-        EXPECT_EQ(then.at(0).text, step.runningThen ? "-k012" : "-k016") << where();
+        EXPECT_EQ(BrowserRunning(), step.runningThen) << where();
     }
 }
 

@@ -48,14 +48,6 @@ TEST(UdpServer, JoinsOnlyMulticastGroups) {
     }
 }
 
-TEST(UdpServer, MacOfAnInterface) {
-    UdpServer server;
-    ASSERT_TRUE(server.Connect(6000));
-    EXPECT_STREQ(server.GetSelfMacAddress("none"), "");
-    EXPECT_STREQ(server.GetSelfMacAddress("eth0"), "02005e100001");
-    EXPECT_STREQ(server.GetSelfMacAddress("none"), "02005e100001") << "the last good one";
-}
-
 TEST(UdpSender, FailsWithoutASocketAndReconnects) {
     Client client;
     close(0);  // a host without standard input: its descriptor means "no socket" here
@@ -137,25 +129,20 @@ TEST(Log, LinesOfManyThreadsAreNotTornWhileTheChannelComesAndGoes) {
             for (int i = 0; i < 300; ++i) LOG("%s", text.c_str());
         });
     }
-    std::size_t lines = 0;
-    const auto judge = [&] {
-        for (const std::string& line : client.Take()) {
-            ++lines;
-            ASSERT_EQ(line.size(), 208u);
-            EXPECT_EQ(line.find_first_not_of(line[5], 5), 205u) << line;
-        }
-    };
     for (int i = 0; i < 200; ++i) {
         OpenLogChannel(client.port, "127.0.0.1");
         std::this_thread::yield();
-        judge();
         CloseLogChannel();
     }
     OpenLogChannel(client.port, "127.0.0.1");
     LOG("%s", std::string(200, 'z').c_str());
     for (std::thread& thread : threads) thread.join();
-    judge();
-    EXPECT_GT(lines, 0u);
+    const Texts lines = client.Take();
+    EXPECT_FALSE(lines.empty());
+    for (const std::string& line : lines) {
+        EXPECT_EQ(line.size(), 208u);
+        EXPECT_EQ(line.find_first_not_of(line[5], 5), 205u) << line;
+    }
 }
 
 TEST(TextHelpers, Numbers) {

@@ -73,22 +73,6 @@ TEST(Streamer, AnOverflowDropsWhatWaits) {
     EXPECT_EQ(SizesAt(receiver), Sizes{188});
 }
 
-TEST(Streamer, AFailedSendDropsTheRestAndReconnects) {
-    Streamer streamer(65536, 1316);
-    streamer.StreamSet(5000, "no address");
-    streamer.Activated(true);
-    const std::vector<std::uint8_t> data(1316, 1);
-    fast_machine::TakeSleeps();
-    for (int attempt = 0; attempt < 3; ++attempt) {
-        EXPECT_EQ(streamer.Stream(data.data(), 1316), 0);
-        EXPECT_EQ(fast_machine::TakeSleeps(), std::vector<std::int64_t>{100000}) << "each send reconnects";
-    }
-    const Client receiver;
-    streamer.StreamSet(receiver.port, "127.0.0.1");
-    EXPECT_EQ(streamer.Stream(data.data(), 1316), 1316) << "nothing was left of the failed ones";
-    EXPECT_EQ(SizesAt(receiver), Sizes{1316});
-}
-
 TEST(Streamer, SendsBytesAsTheyWereHandedOver) {
     const Client receiver;
     Streamer streamer(65536, 1316);
@@ -151,13 +135,4 @@ TEST(Streamer, CollectedDatagramsLeaveTogetherInOrder) {
     for (int datagram = 0; datagram < 3; ++datagram) streamer.Collect(data.data(), 1316);
     EXPECT_EQ(streamer.Flush(), 0);
     EXPECT_EQ(fast_machine::TakeSleeps().size(), 3u) << "each reconnects";
-}
-
-TEST(Streamer, ListsNoteProgrammesOnceAndPidsAlways) {
-    Streamer streamer(100, 1316);
-    for (const auto& [programme, pid] : {std::pair{1, 0x30}, {1, 0x31}, {0, 0x50}, {2, 0x40}, {1, 0x30}}) {
-        streamer.AddProgramToList(static_cast<std::uint16_t>(programme), static_cast<std::uint16_t>(pid));
-    }
-    EXPECT_EQ(streamer.ProgramList(), (std::list<std::uint16_t>{1, 2}));
-    EXPECT_EQ(streamer.PidList(), (std::list<std::uint16_t>{0x30, 0x31, 0x40, 0x30}));
 }

@@ -17,6 +17,20 @@ class StreamsTest : public TsFilterTest {
         return ids;
     }
     using Ids = std::vector<int>;
+
+    /// Adds two streams whose sends fail. \return 20 datagrams for each
+    Blob AddFailingStreams() {
+        mFilter.SetDebugOutput(nullptr);
+        Row(0x30).programId = Row(0x30).transportId = 7;
+        for (const int id : {0, 3}) {
+            mFilter.AddStream(id, "no address", 5000);
+            mFilter.AddProgramToStream(id, 7, 7);
+        }
+        Row(0x30).status = ePidKnown;
+        Blob bytes;
+        for (unsigned i = 0; i < 7 * 20; ++i) Append(bytes, Filled(0x30, i, 5));
+        return bytes;
+    }
 };
 
 TEST_F(StreamsTest, AStreamCarriesPsiItsProgrammeAndWhatNobodyClaims) {
@@ -128,13 +142,7 @@ TEST_F(StreamsTest, StartTunesWaitsAttaches_StopDetachesAndCleans) {
 }
 
 TEST_F(StreamsTest, AStopIsNotHeldUpByFailingSends) {
-    mFilter.SetDebugOutput(nullptr);
-    for (const int id : {0, 3}) {
-        mFilter.AddStream(id, "no address", 5000);
-        Row(0x30).programId = Row(0x30).transportId = 7;
-        mFilter.AddProgramToStream(id, 7, 7);
-    }
-    Row(0x30).status = ePidKnown;
+    const Blob bytes = AddFailingStreams();
     int reconnects = 0;
     std::thread stop;
     const auto host = std::this_thread::get_id();
@@ -143,8 +151,6 @@ TEST_F(StreamsTest, AStopIsNotHeldUpByFailingSends) {
         stop = std::thread([&] { mFilter.StopMulticast(-1, true); });
         for (int turn = 0; turn < 2000 && (IsActive(0) || IsActive(3)); ++turn) usleep(1000);
     });
-    Blob bytes;
-    for (unsigned i = 0; i < 7 * 20; ++i) Append(bytes, Filled(0x30, i, 5));
     Feed(bytes);
     stop.join();
     fast_machine::OnSleep(nullptr);
@@ -152,16 +158,8 @@ TEST_F(StreamsTest, AStopIsNotHeldUpByFailingSends) {
 }
 
 TEST_F(StreamsTest, QuestionsWaitForABufferOfFailingSendsAtMost) {
-    mFilter.SetDebugOutput(nullptr);
-    Row(0x30).programId = Row(0x30).transportId = 7;
-    for (const int id : {0, 3}) {
-        mFilter.AddStream(id, "no address", 5000);
-        mFilter.AddProgramToStream(id, 7, 7);
-    }
-    Row(0x30).status = ePidKnown;
+    const Blob bytes = AddFailingStreams();
     fast_machine::SetSpeed(1000);  // 0.1 ms a datagram
-    Blob bytes;
-    for (unsigned i = 0; i < 7 * 20; ++i) Append(bytes, Filled(0x30, i, 5));
     std::atomic<int> buffers{0};
     std::atomic<bool> run{true};
     std::thread host([&] {

@@ -1,4 +1,4 @@
-// The index of a programme's events, compared with walks of their list; the list and its cursors.
+// The index of a programme's events, compared with walks of their list.
 #include "guide/eventindex.h"
 
 #include <gtest/gtest.h>
@@ -84,24 +84,4 @@ void CompareWithTheWalk(const Broadcast& broadcast) {
 
 TEST(EventIndex, FindsWhatTheWalkFinds) {
     for (const Broadcast& broadcast : kBroadcasts) CompareWithTheWalk(broadcast);
-}
-
-TEST(EventList, GoesBeyondItsPoolAndKeepsItsCursorsApart) {
-    SList<int> list(3);
-    int values[5] = {0, 1, 2, 3, 4};
-    EXPECT_EQ(list.begin(0), nullptr);
-    EXPECT_EQ(list.next(0), nullptr);
-    EXPECT_EQ(list.next(0), nullptr);
-    for (int& value : values) list.push_back(&value);
-    EXPECT_EQ(list.length(), 5u);
-    EXPECT_EQ(list.begin(0), &values[0]);
-    EXPECT_EQ(list.next(0), &values[1]);
-    int* walked = list.begin(1);
-    for (int& value : values) {
-        EXPECT_EQ(walked, &value);
-        walked = list.next(1);
-    }
-    EXPECT_EQ(walked, nullptr);
-    EXPECT_EQ(list.next(1), nullptr);
-    EXPECT_EQ(list.next(0), &values[2]) << "the walk of cursor 1 left cursor 0 where it was";
 }
