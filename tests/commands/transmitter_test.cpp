@@ -63,7 +63,7 @@ TEST_F(CommandManagerTest, EveryRequestHasItsReply) {
     }
     EXPECT_EQ(FileText("/mnt/hd1/zul_def_startup"), "") << "a refused command saves nothing";
     for (const char* request : {"VIDEO", "RESET", "UNIT4,3,239.1.1.1,5000,1f", "UNIT5,2", "UNIT0", "LANGeng,0", "LANG",
-                                "SUBS1", "CALLBACK10", "CALLBACK0", "MCASTPACKETSIZE32768"}) {
+                                "SUBS1", "CALLBACK10", "CALLBACK0", "MCASTPACKETSIZE32768", "BLIND99"}) {
         EXPECT_EQ(Ask(request), kOk) << request;
     }
     const std::pair<const char*, std::string> others[] = {
@@ -72,6 +72,7 @@ TEST_F(CommandManagerTest, EveryRequestHasItsReply) {
         {"BLIND4", "BLINDSTART:0 KO\r\n"},        {"EITN1,2", "EITI OK\r\n"},
         {"UPGR?", "UPGRSTATUS0 OK\r\n\r\n"},      {"SCAL", {"ffff\r\nOK\r\n\0", 11}},
     };
+    EXPECT_EQ(Ask("SCA?"), Texts{std::string("\0\0\0\0", 4)});
     for (const auto& [request, reply] : others) EXPECT_EQ(Ask(request), Texts{reply}) << request;
 }
 

@@ -139,13 +139,10 @@ TEST_F(AnalysersTest, VctNamesEveryChannelOfTheStore) {
                                         [&, number = program](const auto* p) { return p->programId == number; });
         ASSERT_NE(found, list.end()) << program;
         const ScalProgramDesc& named = **found;
-        EXPECT_EQ(named.channelMajorNo, major);
-        EXPECT_EQ(named.channelMinorNo, minor);
-        EXPECT_EQ(named.channelNo, major * 10 + minor);
-        EXPECT_EQ(named.sourceId, source);
-        EXPECT_EQ(named.channelFreq, 57000000u);
-        EXPECT_EQ(named.channelTsid, 0xABCD);
-        EXPECT_EQ(named.modulationMode, 4);
+        EXPECT_EQ((std::vector<int>{named.channelMajorNo, named.channelMinorNo, named.channelNo, named.sourceId}),
+                  (std::vector<int>{major, minor, major * 10 + minor, source}));
+        EXPECT_EQ((std::vector<unsigned>{named.channelFreq, named.channelTsid, named.modulationMode}),
+                  (std::vector<unsigned>{57000000, 0xABCD, 4}));
         const Blob name(named.channelShortName, named.channelShortName + 16);
         EXPECT_EQ(name, (Blob{0, 'N', 0, 'E', 0, 'W', 0, 'S', 0, static_cast<std::uint8_t>('0' + program), 0, 0, 0, 0,
                               0, 0}));

@@ -1,6 +1,12 @@
-// The guide as a master sees it: events from EIT and ETT, and the replies to the three queries.
+// The guide as a master sees it: events from EIT and ETT, the replies to the three queries, and the
+// index of the events, compared with walks of their list.
 #include <gtest/gtest.h>
 
+#include <random>
+#include <set>
+
+#include "guide/eventindex.h"
+#include "guide/programme.h"
 #include "guide_fixture.h"
 
 namespace {
@@ -37,6 +43,76 @@ class Guide : public GuideTest {
 };
 
 constexpr const char* kNothing = "EITI OK\r\n";
+
+/// The linear search by id that the index replaces.
+Event* WalkForId(SList<Event>& events, std::uint16_t id) {
+    Event* event = events.begin(0);
+    while (event != nullptr && static_cast<std::uint16_t>(event->eventId) != id) event = events.next(0);
+    return event;
+}
+
+/// The linear search by time. An event without an EIT isn't found.
+Event* WalkForTime(SList<Event>& events, std::uint32_t moment) {
+    for (Event* event = events.begin(1); event != nullptr; event = events.next(1)) {
+        const std::uint32_t end = event->startTime + event->duration;
+        if (event->eitWasSet && event->startTime <= moment && moment <= end) return event;
+    }
+    return nullptr;
+}
+
+/// A kind of guide that a programme may have.
+struct Broadcast {
+    const char* what;
+    std::uint32_t origin, span;  ///< starts are in origin .. origin + span
+    std::uint32_t longest;       ///< seconds
+    int events;
+    unsigned ids;
+};
+
+const Broadcast kBroadcasts[] = {
+    {"hours in order of their ids", 1000000000, 86400 * 16, 3600, 3000, 0x10000},
+    {"all at once", 1000000000, 600, 86400 * 12, 800, 0x4000},
+    {"moments, often the same", 1000000000, 300, 2, 800, 0x4000},
+    {"few ids, always retimed", 1000000000, 86400, 7200, 3000, 150},
+    {"around the end of 32-bit time", 0xFFFFF000, 0x0FFF, 0x2000, 1000, 0x4000},
+    {"the start of time, any length", 0, 100, 0xFFFFFFFF, 500, 0x4000},
+};
+
+void CompareWithTheWalk(const Broadcast& broadcast) {
+    std::mt19937 random(7);
+    const auto upTo = [&](std::uint32_t most) {
+        return static_cast<std::uint32_t>(random() % (most + std::uint64_t{1}));
+    };
+    ScalProgramDesc programme;
+    SList<Event>& events = programme.mEvents;
+    EventIndex& index = programme.mEventIndex;
+    std::set<std::uint32_t> moments{0, 1, 0xFFFFFFFF};
+    for (int i = 0; i < broadcast.events; ++i) {
+        const auto id = static_cast<std::uint16_t>(upTo(broadcast.ids - 1));
+        Event* event = WalkForId(events, id);
+        ASSERT_EQ(index.FindId(id), event) << broadcast.what << ", id " << id;
+        if (event == nullptr) {
+            event = new Event;
+            event->eventId = id;
+            events.push_back(event);
+            index.MakeRoom(static_cast<std::uint16_t>(event->eventId));
+            index.Append(event);
+        }
+        if (upTo(9) != 0) {  // some have only a long text so far
+            index.SetTime(*event, broadcast.origin + upTo(broadcast.span), upTo(broadcast.longest));
+            event->eitWasSet = true;
+            const std::uint32_t end = event->startTime + event->duration;
+            for (const std::uint32_t edge : {event->startTime, end}) moments.insert({edge - 1, edge, edge + 1});
+        }
+        const std::uint32_t moment = broadcast.origin + upTo(broadcast.span);
+        ASSERT_EQ(index.FindEventPlayingAtDtime(moment), WalkForTime(events, moment))
+            << broadcast.what << ", moment " << moment;
+    }
+    for (const std::uint32_t moment : moments) {
+        ASSERT_EQ(index.FindEventPlayingAtDtime(moment), WalkForTime(events, moment))
+            << broadcast.what << ", moment " << moment;
+    }
+}
 
 }  // namespace
 
@@ -186,11 +262,13 @@ TEST_F(Guide, ListingsStayInTheBufferAndEndInWholeLines) {
         Begin('T');
         Fill();
         std::string expected;
-        const std::string title(titleSize, 't'),
-            line = "EITI d3a4 0000 0000 S" + std::to_string(titleSize) + ",00[" + title + "]L0,00[]\r\n";
+        const std::string title(titleSize, 't');
         for (std::uint16_t id = 0; id < 600; ++id) {
-            SetEvent(kSource, id, kMidnight, 9, title);
-            if (TunerManager::kReplySize - expected.size() >= 512) expected += line;
+            SetEvent(kSource, id, kMidnight + id * 2u, 1, title);
+            if (TunerManager::kReplySize - expected.size() < 512) continue;
+            const std::string minute = std::to_string(100 + id * 2 / 60).substr(1);
+            expected +=
+                "EITI d3a4 00" + minute + " 0000 S" + std::to_string(titleSize) + ",00[" + title + "]L0,00[]\r\n";
         }
         EXPECT_EQ(Epg('l', kProgram, 0, 0, 60), expected + "OK\r\n") << titleSize;
     }
@@ -210,4 +288,8 @@ TEST_F(Guide, ListingsStayInTheBufferAndEndInWholeLines) {
         for (unsigned line = 0; line < lines; ++line) expected += "title ";
         EXPECT_EQ(Titles(reply), expected + "OK\r\n") << bytes;
     }
+}
+
+TEST(EventIndex, FindsWhatTheWalkFinds) {
+    for (const Broadcast& broadcast : kBroadcasts) CompareWithTheWalk(broadcast);
 }
