@@ -206,6 +206,17 @@ TEST_F(AnalysersTest, EttFilesTextsOfEventsAndChannels) {
     EXPECT_EQ(Programme().channelLongName.get(), "Channe"s);
 }
 
+TEST_F(AnalysersTest, TheCrcIsNoPartOfACutEntry) {
+    Row(0x100).type = ePidNone;
+    Programme().channelMajorNo = 0;
+    Feed(CutTo(Mgt({MgtTable(0x100, 0x100)}), 11 + 10));
+    Feed(CutTo(Vct(0xC8, 0x55, {VctChannel(3, 100, 2, kSource)}), 10 + 31));
+    Feed(CutTo(Eit(kSource, {EitEvent(1, 1000, 5, Blob())}), 10 + 11), kGuidePid);
+    EXPECT_EQ(Row(0x100).type, ePidNone);
+    EXPECT_EQ(Programme().channelMajorNo, 0);
+    EXPECT_EQ(Events(), std::vector<std::string>{});
+}
+
 namespace {
 
 /// A transmitter that receives sections while its store changes.
