@@ -51,6 +51,7 @@ TEST(Terminal, TakesNoNameForACommand) {
         log --for 1s
         export m3u
         export xmltv
+        export plan
         export m3u -o "$NAME"
         reset
         upgrade --yes "image$NAME"
