@@ -1,9 +1,7 @@
 // A plan from what runs.
 #include <fmt/format.h>
 
-#include <toml++/toml.h>
 #include <algorithm>
-#include <sstream>
 
 #include "plan/plan.h"
 
@@ -11,10 +9,20 @@ namespace zulctl {
 
 namespace {
 
+/// A basic string of TOML, with what a terminal would obey escaped: C0, DEL and C1.
 std::string Quoted(const std::string& text) {
-    std::ostringstream out;
-    out << toml::value<std::string>(text);
-    return out.str();
+    std::string quoted = "\"";
+    for (std::size_t n = 0; n < text.size(); ++n) {
+        const auto byte = static_cast<unsigned char>(text[n]);
+        const auto next = static_cast<unsigned char>(n + 1 < text.size() ? text[n + 1] : 0);
+        const bool isC1 = byte == 0xC2 && next >= 0x80 && next < 0xA0;
+        if (byte < 0x20 || byte == 0x7F || isC1)
+            quoted += fmt::format("\\u{:04x}", isC1 ? next : byte);
+        else
+            quoted += byte == '"' || byte == '\\' ? fmt::format("\\{}", text[n]) : std::string(1, text[n]);
+        n += isC1 ? 1 : 0;
+    }
+    return quoted + "\"";
 }
 
 }  // namespace
