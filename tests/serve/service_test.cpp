@@ -240,7 +240,7 @@ TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {
     EXPECT_EQ(start("10.0.0.1:5000", "2.1").status, 400) << "no group";
     EXPECT_EQ(start("239.1.1.1:5000", "9.9").status, 400) << "no such channel";
     EXPECT_EQ(start("239.1.1.2:5000", "2.1").status, 200);
-    EXPECT_EQ(transmitter.Asked("UNIT1,239.1.1.2,5000,2,201,1"), 1);
+    EXPECT_EQ(transmitter.Asked("UNIT4,1,239.1.1.2,5000,2,201,1"), 1);
     EXPECT_EQ(Post(port, "/api/stream/stop", R"({"board": "127.0.0.1:5000", "slot": 0})", kOrderHeaders).status, 200);
     EXPECT_EQ(transmitter.Asked("UNIT5,0"), 1);
     for (const char* body : {"", "[]", "{", "{\"board\": 7}", "null", R"({"board": "10.9.9.9:5000"})",

@@ -150,12 +150,14 @@ void AddApplyCommand(CLI::App& app, Session& session) {
         "somebody's hand has changed; --pause and --resume are for who has to change something meanwhile.");
     const auto choice = std::make_shared<ApplyChoice>();
     command->add_option("plan", choice->plan, "The plan")->type_name("FILE")->required();
-    command->add_flag("-n,--dry-run", choice->dryRun, "Show the difference to what runs, and send nothing");
+    CLI::Option* dryRun =
+        command->add_flag("-n,--dry-run", choice->dryRun, "Show the difference to what runs, and send nothing");
     CLI::Option* keep =
         command->add_flag("--keep", choice->keep, "Go on for good, and bring boards back to the plan when they differ");
     CLI::Option* pause = command->add_flag("--pause", choice->pause, "Let those who keep this plan pause");
-    command->add_flag("--resume", choice->resume, "Let them go on")->excludes(pause)->excludes(keep);
-    pause->excludes(keep);
+    command->add_flag("--resume", choice->resume, "Let them go on")->excludes(pause)->excludes(keep)->excludes(dryRun);
+    pause->excludes(keep)->excludes(dryRun);
+    keep->excludes(dryRun);
     command->add_flag("--force", choice->force, "Start although another transmitter sends to a group of the plan");
     command->callback([&session, choice] { session.run = [&session, choice] { RunApply(session, *choice); }; });
 }

@@ -117,11 +117,17 @@ std::vector<Diagnosis> ExamineScreens(Session& session, const std::vector<BoardH
     }
     if (receivers.empty()) return {};
     session.out.Progress("listening to what receivers play...");
-    const auto senders = AskSenders(session, transmitters);
+    const auto senders =
+        AskSenders(session, session.Chosen().empty() ? transmitters : session.Everybody(Role::kTransmitter));
     std::vector<std::future<ScreenView>> pending;
     for (const Target& receiver : receivers) {
-        pending.push_back(std::async(std::launch::async,
-                                     [&, receiver] { return LookAtScreen(session, receiver, senders, howLong); }));
+        pending.push_back(std::async(std::launch::async, [&, receiver] {
+            try {
+                return LookAtScreen(session, receiver, senders, howLong);
+            } catch (const Failure&) {  // a group that can't be joined has its finding above
+                return ScreenView{Escaped(receiver.name), ""};
+            }
+        }));
     }
     std::vector<Diagnosis> findings;
     for (auto& future : pending) {
@@ -129,6 +135,7 @@ std::vector<Diagnosis> ExamineScreens(Session& session, const std::vector<BoardH
         if (!view.status.Group()) continue;  // a television that is off
         Diagnosis finding = ExamineScreen(view).back();
         if (finding.level == Diagnosis::Level::kGood) finding.finding = view.receiver + " gets a good stream";
+        if (!finding.finding.starts_with(view.receiver)) finding.finding = view.receiver + ": " + finding.finding;
         findings.push_back(std::move(finding));
     }
     return findings;

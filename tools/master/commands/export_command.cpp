@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -27,6 +28,7 @@ struct BoardLineup {
     Lineup lineup;
     PlannedBoard plan;
     std::optional<Failure> failure;
+    bool planIsWhole = true;
 };
 
 BoardLineup FetchLineup(const Session& session, const Target& target, std::optional<std::chrono::minutes> span) {
@@ -38,6 +40,9 @@ BoardLineup FetchLineup(const Session& session, const Target& target, std::optio
         if (!status || !scan) throw Failure(kNoAnswer, target.name + " gives no status of a transmitter");
         BoardLineup board{LineupOf(target.name, channels, *status, scan->channel),
                           PlanOf(target.name, status->streams, channels, scan->channel), std::nullopt};
+        const auto active = std::count_if(status->streams.begin(), status->streams.end(),
+                                          [](const StreamStatus& stream) { return stream.active; });
+        board.planIsWhole = !status->cut && board.plan.streams.size() == static_cast<std::size_t>(active);
         if (!span) return board;
         Ear ear(target.at.address, session.Options(), Clock::now() + std::chrono::seconds(5));
         for (LineupEntry& entry : board.lineup) {
@@ -101,7 +106,9 @@ void RunExport(Session& session, const ExportChoice& choice) {
     std::vector<Failure> failures;
     for (auto& future : pending) {
         BoardLineup board = future.get();
-        if (board.failure)
+        if (choice.form == "plan" && !board.planIsWhole)
+            failures.emplace_back(kRefused, board.plan.board + " sends programmes that its channel list doesn't have");
+        else if (board.failure)
             failures.push_back(*board.failure);
         else if (!board.plan.streams.empty())
             plan.push_back(std::move(board.plan));

@@ -57,7 +57,11 @@ void Keep(Session& session, std::vector<BoardWork>& boards, BoardWork& work, Mem
     for (BoardWork& board : boards) board.steps.clear(), board.failure.reset(), board.done = 0;
     Compare(session, work);
     const bool differs = !work.failure && work.Changes() > 0;
-    if (differs && !force) RefuseTakenGroups(session, boards);
+    try {
+        if (differs && !force) RefuseTakenGroups(session, boards);
+    } catch (const Failure& failure) {  // as while an interface is down
+        work.failure = failure;
+    }
     if (differs && !work.failure) {
         for (const PlanStep& step : work.steps) {
             if (step.kind != Kind::kKeep) Report(session, work, &step, "");
@@ -65,9 +69,12 @@ void Keep(Session& session, std::vector<BoardWork>& boards, BoardWork& work, Mem
         std::atomic<std::size_t> progress = 0;
         Execute(session, work, progress);
     }
+    if (Interrupted()) return;
     const std::string trouble = work.failure ? work.failure->what() : "";
-    if ((differs && trouble.empty()) || trouble != memory.trouble) Report(session, work, nullptr, trouble);
-    memory.trouble = trouble;
+    std::string kind = trouble;  // without what changes: the channel of a scan, the number of a process
+    std::erase_if(kind, [](char c) { return c >= '0' && c <= '9'; });
+    if ((differs && trouble.empty()) || kind != memory.trouble) Report(session, work, nullptr, trouble);
+    memory.trouble = kind;
     // A board that is away or busy is asked again in the next round; one that can't be as planned is given time.
     const bool refuses = work.failure && work.failure->code != kNoAnswer && differs;
     memory.backOff =
@@ -81,7 +88,7 @@ void PausePlan(Session& session, const std::string& plan, bool pause) {
     ReadPlan(plan);
     std::error_code error;
     if (pause)
-        error = std::ofstream(PauseFile(plan)) ? std::error_code() : std::make_error_code(std::errc::permission_denied);
+        error = std::ofstream(PauseFile(plan)) ? std::error_code() : std::error_code(errno, std::generic_category());
     else
         std::filesystem::remove(PauseFile(plan), error);
     if (error) throw Failure(kUsage, fmt::format("{}: {}", PauseFile(plan), error.message()));
@@ -95,7 +102,8 @@ void KeepPlan(Session& session, const std::string& plan, bool force) {
     bool paused = false;
     while (!Interrupted()) {
         const bool wasPaused = paused;
-        paused = std::filesystem::exists(PauseFile(plan));
+        std::error_code ignored;
+        paused = std::filesystem::exists(PauseFile(plan), ignored);
         if (paused != wasPaused) session.out.Say(paused ? "paused" : "going on");
         for (std::size_t n = 0; !paused && !Interrupted() && n < boards.size(); ++n) {
             if (Clock::now() >= memories[n].next) Keep(session, boards, boards[n], memories[n], force);

@@ -69,6 +69,7 @@ void RefuseTakenGroups(Session& session, std::vector<BoardWork>& boards) {
         starts = starts || std::any_of(work.steps.begin(), work.steps.end(), isStart);
     }
     if (!starts) return;
+    session.out.Progress("looking who else sends to these groups...");
     const auto others = AskOthers(session, ours);
     for (BoardWork& work : boards) {
         try {
@@ -105,29 +106,50 @@ void Execute(const Session& session, BoardWork& work, std::atomic<std::size_t>& 
 
 std::optional<BoardWork> NoteStreams(Session& session, const Target& target, bool wait) {
     if (target.role != Role::kTransmitter) return std::nullopt;
-    Client client = session.Connect(target);
-    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
-    const auto scan = ParseScanState(client.Ask("SCA?"));
-    const auto isActive = [](const StreamStatus& stream) { return stream.active; };
-    if (!status || !scan || std::none_of(status->streams.begin(), status->streams.end(), isActive)) return std::nullopt;
-    if (wait) return BoardWork{target, PlanOf(target.name, status->streams, FetchChannels(client), scan->channel)};
-    if (std::count_if(status->streams.begin(), status->streams.end(), isActive) > 1)
-        session.out.Warning("the board starts the last of its streams again, and no other");
+    try {
+        Client client = session.Connect(target);
+        const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
+        const auto scan = ParseScanState(client.Ask("SCA?"));
+        if (!status || !scan) throw Failure(kNoAnswer, "no status");
+        const auto active = static_cast<std::size_t>(std::count_if(status->streams.begin(), status->streams.end(),
+                                                                   [](const auto& item) { return item.active; }));
+        if (active == 0) return std::nullopt;
+        BoardWork noted{target, {}};
+        if (wait) noted.plan = PlanOf(target.name, status->streams, FetchChannels(client), scan->channel);
+        if (noted.plan.streams.size() < active && active > 1) {
+            session.out.Warning(
+                fmt::format("the board starts the last of its streams again; of its {} streams {} will "
+                            "be started by zulctl",
+                            active, noted.plan.streams.empty() ? "none" : "not all"));
+        }
+        if (!noted.plan.streams.empty()) return noted;
+    } catch (const Failure& failure) {
+        session.out.Warning(fmt::format("what it sends isn't known, and won't be started again: {}", failure.what()));
+    }
     return std::nullopt;
 }
 
 void RestoreStreams(Session& session, BoardWork& noted) {
     Compare(session, noted);
+    for (int tries = 0; tries < 10 && noted.failure && noted.failure->code == kNoAnswer && !Interrupted(); ++tries) {
+        SleepUntil(Clock::now() + std::chrono::seconds(3));  // it has just booted
+        noted.failure.reset();
+        Compare(session, noted);
+    }
     // What it sends beside these was started since, or is what the board remembers.
     std::erase_if(noted.steps, [](const PlanStep& step) { return step.kind == PlanStep::Kind::kStop && step.slot; });
     std::atomic<std::size_t> progress = 0;
     if (!noted.failure && noted.Changes() > 0) {
-        session.out.Progress(fmt::format("starting {} streams again, some 11 s each...", noted.Changes()));
+        session.out.Progress("starting its streams again, some 11 s each...");
         Execute(session, noted, progress);
     }
-    if (noted.failure) session.out.Error(noted.failure->what());
-    session.out.Say(fmt::format("{} of {} streams are back", noted.plan.streams.size() - (noted.Changes() - noted.done),
-                                noted.plan.streams.size()));
+    const std::size_t all = noted.plan.streams.size();
+    std::size_t missing = noted.failure && noted.steps.empty() ? all : 0, sent = 0;
+    for (const PlanStep& step : noted.steps) {
+        if (!step.request.empty() && ++sent > noted.done && step.kind == PlanStep::Kind::kStart) ++missing;
+    }
+    session.out.Say(fmt::format("{} of {} streams are back", all - missing, all));
+    if (noted.failure) throw Failure(*noted.failure);
 }
 
 }  // namespace zulctl

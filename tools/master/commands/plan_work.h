@@ -35,7 +35,7 @@ void Execute(const Session& session, BoardWork& work, std::atomic<std::size_t>& 
 /// Notes what a transmitter sends before its restart, which brings back the last stream alone. With `wait` false that
 /// is said. \return nothing where there is nothing to bring back
 std::optional<BoardWork> NoteStreams(Session& session, const Target& target, bool wait);
-/// Starts what was noted and isn't there; says which can't be.
+/// Starts what was noted and isn't there. Throws Failure where that can't be
 void RestoreStreams(Session& session, BoardWork& noted);
 
 /// Compares and executes until an interrupt, one board at a time.

@@ -181,7 +181,7 @@ void StopScan(Session& session, Client& client) {
             throw Failure(kRefused, EndpointText(client.Board()) + " goes on scanning; try again");
         SleepUntil(Clock::now() + 500ms);
     }
-    session.out.Emit("zulctl.scan_stop/1", {{"stopped", true}}, [] { return "no scan is running\n"; });
+    session.out.Emit("zulctl.scan_stop/1", {{"stopped", true}}, [] { return "the scan is stopped\n"; });
 }
 
 TransmitterStatus StatusOf(Client& client) {

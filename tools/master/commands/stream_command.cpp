@@ -38,6 +38,7 @@ void RunStart(Session& session, const StartChoice& choice) {
     if (!request.slot && !choice.replace) request.slot = FreeSlot(client, request.to);
     const std::string text = StartText(request);
     const auto ended = CheckAgainstBoard(client, request);
+    session.out.Progress("looking who else sends there...");
     if (!choice.force) RefuseTakenGroup(session, request.to, AskOthers(session, {target.at}), {target.at});
     ConfirmEnds(session, ended, choice.yes);
     session.out.Progress("tuning and starting, some 11 s...");

@@ -24,13 +24,19 @@ void AddOtherMaster(const Session& session, const Target& receiver, ScreenView& 
     if (!options.timeout) options.timeout = 1500ms;
     try {
         Client(receiver.at, options).Ask("LAN?");
-    } catch (const Failure&) {
+    } catch (const Failure& failure) {
+        if (std::string_view(failure.what()).find("went elsewhere") == std::string_view::npos) return;
         view.surroundings.push_back(
             {"master", Diagnosis::Level::kNote, fmt::format("{} sends its messages to another master", view.receiver),
              "Two masters undo each other's orders: let one of them alone give any. A restart of the board frees it: "
              "zulctl -b " +
                  view.receiver + " reset"});
     }
+}
+
+bool HasFault(const std::vector<Diagnosis>& findings) {
+    return std::any_of(findings.begin(), findings.end(),
+                       [](const Diagnosis& item) { return item.level == Diagnosis::Level::kFault; });
 }
 
 Json JsonOf(const ScreenView& view, const std::vector<Diagnosis>& findings) {
@@ -44,7 +50,7 @@ Json JsonOf(const ScreenView& view, const std::vector<Diagnosis>& findings) {
     const auto group = view.status.Group();
     return {{"board", view.receiver},
             {"cause", cause},
-            {"certain", findings.back().level == Diagnosis::Level::kFault},
+            {"certain", HasFault(findings)},
             {"group", group ? Json(AddressText(group->address)) : Json()},
             {"port", group ? Json(group->port) : Json()},
             {"sources", sources},
@@ -53,7 +59,11 @@ Json JsonOf(const ScreenView& view, const std::vector<Diagnosis>& findings) {
 
 std::string Verdict(const ScreenView& view, const std::vector<Diagnosis>& findings) {
     for (const Diagnosis& item : findings) {
-        if (item.level != Diagnosis::Level::kGood) return item.finding;
+        if (item.level == Diagnosis::Level::kFault) return item.finding;
+    }
+    for (const Diagnosis& item : findings) {
+        if (item.level == Diagnosis::Level::kNote)
+            return fmt::format("{} gets a stream, but {}", view.receiver, item.finding);
     }
     return view.receiver + " gets a good stream: look at the television, its input and its cable";
 }
@@ -78,7 +88,7 @@ void RunWhy(Session& session, const WhyChoice& choice) {
         return Findings(findings, session.out.Width(), session.out.Colour()) + "\n" + Verdict(view, findings) + "\n";
     });
     if (!view.silence.empty()) throw Failure(kNoAnswer, "");
-    if (findings.back().level == Diagnosis::Level::kFault) throw Failure(kRefused, "");
+    if (HasFault(findings)) throw Failure(kRefused, "");
 }
 
 }  // namespace

@@ -215,7 +215,8 @@ std::optional<Diagnosis> QuerierSearch::Finish(std::chrono::milliseconds howLong
                                                const std::function<void(std::chrono::seconds)>& progress) const {
     if (mInterfaceName.empty()) return std::nullopt;
     std::optional<std::uint32_t> querier;
-    const auto end = mStart + howLong;
+    // What came meanwhile is read in any case.
+    const auto end = std::max(mStart + howLong, Clock::now() + std::chrono::milliseconds(100));
     while (mEar && !querier && !Interrupted() && Clock::now() < end) {
         progress(std::chrono::ceil<std::chrono::seconds>(end - Clock::now()));
         querier = mEar->Wait(std::min(end, Clock::now() + std::chrono::seconds(1)));

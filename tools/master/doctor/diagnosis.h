@@ -34,6 +34,8 @@ Diagnosis ExamineQuerier(bool mayListen, const std::optional<std::uint32_t>& que
 class QuerierSearch {
  public:
     QuerierSearch(std::uint32_t group, int interfaceIndex);
+    /// \return whether the system lets this user listen
+    bool MayListen() const { return mEar != nullptr; }
 
     /// Waits until one is heard or the time since the start is up.
     /// \param progress  called about once a second with what is left

@@ -35,7 +35,7 @@ std::optional<Endpoint> OtherPort(const ScreenView& view, const Endpoint& group)
 
 Diagnosis ExamineReceiver(const ScreenView& view) {
     if (!view.silence.empty())
-        return {"receiver", Level::kFault, fmt::format("{} doesn't answer", view.receiver),
+        return {"receiver", Level::kFault, fmt::format("{} doesn't answer: {}", view.receiver, view.silence),
                 "Is it on, on this network, and a receiver? \"zulctl discover\" lists the boards that are."};
     if (view.status.Group())
         return {"receiver", Level::kGood, fmt::format("{} plays {}", view.receiver, EndpointText(*view.status.Group())),
@@ -156,7 +156,8 @@ Diagnosis ExamineProgramme(const ScreenView& view) {
 Diagnosis ExamineStream(const ScreenView& view) {
     for (const Finding& finding : Judge(view.heard.report)) {
         if (!finding.fault) continue;
-        return {"stream", Level::kFault, "the stream has faults: " + finding.text,
+        return {"stream", view.heard.report.lostHere > 0 ? Level::kNote : Level::kFault,
+                "the stream has faults: " + finding.text,
                 view.heard.report.lostHere > 0
                     ? "This machine lost datagrams itself: look again with less to do, or as root."
                     : fmt::format("Where are they from? Compare with the signal, and with: zulctl probe {}",
@@ -172,20 +173,25 @@ ScreenView LookAtScreen(const Session& session, const Target& receiver, std::vec
     ScreenView view{Escaped(receiver.name), ""};
     view.transmitters = std::move(transmitters);
     const auto ask = [&] {
-        try {
-            Client client = session.Connect(receiver);
-            const auto status = ParseReceiverStatus(client.Ask("STATUS"));
-            if (!status) throw Failure(kNoAnswer, "it gives no status of a receiver");
-            view.status = *status;
-        } catch (const Failure& failure) {
-            view.silence = failure.what();
-        }
+        Client client = session.Connect(receiver);
+        const auto status = ParseReceiverStatus(client.Ask("STATUS"));
+        if (!status) throw Failure(kNoAnswer, "it gives no status of a receiver");
+        return *status;
     };
-    ask();
+    try {
+        view.status = ask();
+    } catch (const Failure& failure) {
+        view.silence = Escaped(failure.what());
+    }
     const auto group = view.status.Group();
     if (!group) return view;
     view.heard = Listen(*group, session.InterfaceIndex(), howLong);
-    ask();  // it may have found its programme meanwhile
+    if (Interrupted()) return view;
+    try {  // it may have found its programme meanwhile
+        const ReceiverStatus later = ask();
+        if (later.Group() == group) view.status.programme = later.programme;
+    } catch (const Failure&) {
+    }
     return view;
 }
 

@@ -186,7 +186,8 @@ std::vector<Target> Session::Everybody(Role role) {
     for (const NamedBoard& board : mConfig.boards) {
         const bool isHeard = std::any_of(targets.begin(), targets.end(),
                                          [&](const Target& target) { return target.at.address == board.address; });
-        if (isHeard || board.role != role) continue;
+        const bool isOfRole = board.role ? board.role == role : board.port == CommandPort(role);
+        if (isHeard || !isOfRole) continue;
         targets.push_back({board.name, {board.address, board.port != 0 ? board.port : CommandPort(role)}, role});
     }
     return targets;

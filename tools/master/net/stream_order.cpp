@@ -66,6 +66,7 @@ StreamRequest FindStream(Client& client, const StreamChoice& choice) {
 int FreeSlot(Client& client, const Endpoint& group) {
     const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
     if (!status) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
+    if (status->cut) throw Failure(kRefused, "its status doesn't hold all of its streams; name a slot with --slot");
     std::set<int> used;
     for (const StreamStatus& stream : status->streams) {
         if (!stream.active) continue;
@@ -96,9 +97,11 @@ std::vector<StreamStatus> CheckAgainstBoard(Client& client, const StreamRequest&
             throw Failure(kUsage, fmt::format("slot {} sends to {} already", stream.id, EndpointText(request.to)));
         }
         if (stream.active && !replaced && scan->channel != request.channel) {
-            throw Failure(kUsage,
-                          fmt::format("slot {} sends from channel {}; a board has one tuner, so stop that first",
-                                      stream.id, scan->channel));
+            throw Failure(
+                kUsage,
+                fmt::format(
+                    "slot {} sends from channel {}; a board has one tuner, so stop that first, or --replace all",
+                    stream.id, scan->channel));
         }
         if (stream.active && replaced && stream.group != request.to) ended.push_back(stream);
     }

@@ -102,7 +102,8 @@ void Output::CheckWritten() const {
 void Output::Confirm(const std::string& what, const std::string& question, bool yes) {
     if (yes) return Say(what);
     Line(what);
-    if (isatty(STDIN_FILENO) == 0 || format != Format::kTable) throw Failure(kUsage, question + " --yes says yes");
+    if (isatty(STDIN_FILENO) == 0 || format != Format::kTable)
+        throw Failure(kUsage, "nobody can be asked here; --yes goes ahead without a question");
     Write(stderr, question + " [y/N] ");
     char answer[16] = "";
     if (std::fgets(answer, sizeof answer, stdin) == nullptr || (answer[0] != 'y' && answer[0] != 'Y'))

@@ -87,7 +87,8 @@ std::set<Endpoint> BoardWatch::Groups() const {
     const std::lock_guard lock(mMutex);
     std::set<Endpoint> groups;
     for (const auto& [at, entry] : mBoards) {
-        const auto played = entry.state.receiver ? entry.state.receiver->Group() : std::nullopt;
+        const bool answers = entry.state.receiver && entry.state.trouble.empty();
+        const auto played = answers ? entry.state.receiver->Group() : std::nullopt;
         if (played && IsMulticast(played->address)) groups.insert(*played);
         if (!entry.state.transmitter) continue;
         for (const StreamStatus& stream : entry.state.transmitter->streams) {

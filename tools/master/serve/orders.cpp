@@ -55,7 +55,8 @@ Json Start(Client& client, const Json& body) {
     }
     if (body.contains("whole") && !body["whole"].is_boolean()) Wrong("whole");
     choice.whole = body.value("whole", false);
-    const StreamRequest request = FindStream(client, choice);
+    StreamRequest request = FindStream(client, choice);
+    if (!request.slot) request.slot = FreeSlot(client, request.to);
     const std::string text = StartText(request);
     CheckAgainstBoard(client, request);
     client.Order(text, "the stream");

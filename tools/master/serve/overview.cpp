@@ -48,6 +48,7 @@ std::optional<Diagnosis> Overview::DarknessOf(const BoardState& receiver) const 
     const auto stream =
         std::find_if(streams.begin(), streams.end(), [&](const Measured& measured) { return measured.group == group; });
     if (!group || stream == streams.end()) return std::nullopt;
+    if (!stream->trouble.empty()) return std::nullopt;
     const Health health = HealthOf(*stream);
     if (health != Health::kSilent) {
         if (!stream->report) return std::nullopt;
@@ -59,7 +60,9 @@ std::optional<Diagnosis> Overview::DarknessOf(const BoardState& receiver) const 
                 {board.name, board.at.address, board.trouble.empty() ? board.transmitter : std::nullopt});
     }
     Diagnosis last = ExamineScreen(view).back();
-    return last.level == Diagnosis::Level::kFault ? std::optional(std::move(last)) : std::nullopt;
+    // Losses are the stream's trouble, and leave a picture.
+    return last.level == Diagnosis::Level::kFault && last.check != "stream" ? std::optional(std::move(last))
+                                                                            : std::nullopt;
 }
 
 Overview TakeOverview(const BoardWatch& boards, const StreamWatch& streams, const Stills* stills) {

@@ -72,6 +72,8 @@ Json HistoryOf(const Measured& stream) {
 Json JsonOf(const Overview& overview, std::size_t index) {
     const Measured& stream = overview.streams[index];
     const Still& still = overview.stills[index];
+    Json senders = Json::array();
+    for (const std::uint32_t address : stream.sources) senders.push_back(AddressText(address));
     Json sources = Json::array(), players = Json::array(), faults = Json::array(), notes = Json::array();
     for (const StreamSource& source : overview.SourcesOf(stream.group)) sources.push_back(JsonOf(source));
     for (const BoardState* player : overview.PlayersOf(stream.group)) players.push_back(player->Id());
@@ -92,6 +94,7 @@ Json JsonOf(const Overview& overview, std::size_t index) {
             {"faults", faults},
             {"notes", notes},
             {"sources", sources},
+            {"senders", senders},
             {"players", players},
             {"picture", still.jpeg ? Json({{"number", still.number}, {"age_seconds", age}}) : Json()},
             {"picture_error", still.trouble.empty() ? Json() : Json(still.trouble)},

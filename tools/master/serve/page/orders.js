@@ -1,5 +1,5 @@
 // Orders, for whoever has the token: from the address, after #, or typed in. It stays in this tab.
-import {byId, counted, hexText, make, openDialog, toast} from './parts.js';
+import {byId, hexText, make, openDialog, toast} from './parts.js';
 
 let token = '';
 let taken = false;  // the service takes orders
@@ -76,12 +76,11 @@ export function confirmStop(stream, name) {
 }
 
 export function askWhereToSend(channel, board) {
-  const running = board.transmitter?.streams.filter((stream) => stream.active) ?? [];
   openDialog(`Send ${channel.name}`, [
     make('label', {}, 'to', make('input', {name: 'to', required: true, placeholder: '239.1.1.1:5000', pattern: '[0-9.]+:[0-9]+',
       title: 'GROUP:PORT', autocomplete: 'off'})),
     make('label', {}, 'slot', make('select', {name: 'slot'},
-      make('option', {value: ''}, running.length ? `in place of ${counted(running.length, 'stream')} that run` : 'the only one'),
+      make('option', {value: ''}, 'a free one'),
       ...[...Array(8).keys()].map((slot) => make('option', {value: slot}, String(slot))))),
     make('p', {class: 'soft'}, 'All streams of a board come from one tuner channel. Starting any slot stops slot 0.'),
   ], 'Send', (fields) => order('/api/stream/start', {

@@ -140,7 +140,8 @@ export function troublesOf(overview) {
   for (const stream of overview.streams) {
     const name = nameOf(stream)[0];
     if (stream.health === 'silent') troubles.push(`${name}: nothing comes`);
-    if (stream.health === 'faulty') troubles.push(stream.recent_errors ? `${name} loses packets` : `${name} is faulty`);
+    if (stream.senders.length > 1) troubles.push(`${name}: ${stream.senders.length} machines send it`);
+    else if (stream.health === 'faulty') troubles.push(stream.recent_errors ? `${name} loses packets` : `${name} is faulty`);
   }
   return troubles;
 }
