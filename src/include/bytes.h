@@ -19,7 +19,7 @@ constexpr std::optional<Bytes> TakeFront(Bytes& rest, std::size_t size) {
     return front;
 }
 
-/// Cuts at most `size` bytes off `rest`: an inner length that lies yields what is left.
+/// Cuts at most `size` bytes off `rest`: a wrong inner length yields what is left.
 constexpr Bytes TakeAtMost(Bytes& rest, std::size_t size) { return *TakeFront(rest, std::min(size, rest.size())); }
 
 /// Big-endian numbers. REQUIRES: the bytes from `at` on are there.
@@ -48,8 +48,8 @@ constexpr std::size_t kCrcSize = 4;
 /// section_length of a section (ISO/IEC 13818-1, 2.4.4): the 12 bits of bytes 1 and 2. REQUIRES: 3 bytes.
 constexpr std::size_t SectionLength(Bytes section) { return Be16(section, 1) & 0x0FFFu; }
 
-/// The bytes of a section by its own section_length, for callers that were given no more than a pointer.
-/// REQUIRES: the section lies whole at `section`.
+/// A section as a span, from its own section_length, for callers that have only a pointer.
+/// REQUIRES: the whole section is at `section`.
 inline Bytes WholeSection(const std::uint8_t* section) {
     return Bytes(section, kSectionHead + SectionLength(Bytes(section, kSectionHead)));
 }

@@ -28,7 +28,7 @@ static_assert(sizeof(sDEMO) == 128);
 struct sVPLAYER_LAYER_STATUS { std::int32_t status; char item[256]; };
 static_assert(sizeof(sVPLAYER_LAYER_STATUS) == 260 && offsetof(sVPLAYER_LAYER_STATUS, item) == 4);
 
-/// What the player shows on its own account, and the remote control's code.
+/// The player's on-screen display, and the remote control's code.
 struct sVPLAYER_OSD_INFO {
     std::int32_t      irFd;
     sIP_CONFIG        ip;

@@ -14,16 +14,16 @@ extern "C" {
  * \param type  'T' transmitter, 'R' receiver, 'A' role taken from the board's version
  * \return a block of 128 bytes, the same at every call; the module writes nothing in it
  *
- * A second call reports and changes nothing. The process ends with
- *  exit(-1) when the role is none of the three, when a message queue of the settings agent or the one that keys come
- *           from can't be had, or when 'A' gets no answer or finds no board of the right family;
- *  exit(-2) when a receiver can't have the browser's message queue;
- *  exit(-3) when a receiver's infrared or serial thread can't be made.
+ * A second call changes nothing and reports that. The process ends with
+ *  exit(-1) when the role is none of the three, when a message queue of the settings agent or of the infrared
+ *           service can't be opened, or when 'A' gets no answer or finds no board of the right family;
+ *  exit(-2) when a receiver can't open the browser's message queue;
+ *  exit(-3) when a receiver's infrared or serial thread can't be created.
  */
 ZUL_EXPORT char* Zul_Start_Filter(char type);
 
 /**
- * Hands the module broadcast data; may be called from the moment the module is loaded.
+ * Passes broadcast data to the module; may be called once the module is loaded.
  *
  * \param data  role 'T': transport stream (ISO/IEC 13818-1), any number of bytes, packets may be split over calls;
  *              role 'R': one complete PAT or PMT section, from its table_id on, of the length in its section_length
@@ -38,8 +38,8 @@ ZUL_EXPORT void Zul_Filter(unsigned char* data, unsigned int len);
 ZUL_EXPORT void m710cmmd(char* arg);
 
 /**
- * Runs the player's command language on words that are cut already. The first is read like the others: a program's name
- * in front of them is skipped, as any word that is no option.
+ * Runs the player's command language on separate words. The first word isn't special: a program name there is skipped,
+ * like any word that isn't an option.
  * \return 0
  */
 ZUL_EXPORT int Main(int argc, char** argv);
@@ -47,16 +47,16 @@ ZUL_EXPORT int Main(int argc, char** argv);
 /* The discovery beacon. The module starts it. */
 
 /**
- * Starts the beacon thread for role 'T' or 'R'. Waits, a second at a time, while an earlier beacon runs: after
- * BeaconStop until its thread has left, without BeaconStop for ever.
- * \return 0, or -1 when the thread can't be made
+ * Starts the beacon thread for role 'T' or 'R'. Waits, polling every second, until an earlier beacon thread has ended:
+ * forever if BeaconStop wasn't called.
+ * \return 0, or -1 when the thread can't be created
  */
 ZUL_EXPORT int BeaconStart(char type);
-/** Ends the beacon thread at the next turn of its loop. */
+/** Ends the beacon thread at the next iteration of its loop. */
 ZUL_EXPORT void BeaconStop(void);
-/** Goes back to sending beacons, as after a change of address. */
+/** Resumes sending beacons, as after a change of address. */
 ZUL_EXPORT void BeaconRestart(void);
-/** Tells the beacon that a master is there, which quiets it. */
+/** Reports a command from a master, which silences the beacon. */
 ZUL_EXPORT void BeaconTellThatUdpTrafficReceived(void);
 /** \return dotted address of the last restart request's sender, or null before the thread has its sockets */
 ZUL_EXPORT char* BeaconGetMasterIp(void);
@@ -64,11 +64,11 @@ ZUL_EXPORT char* BeaconGetMasterIp(void);
 ZUL_EXPORT char* BeaconGetString(void);
 /** \return 0 until the network is usable, then a count that grows with the beacons sent */
 ZUL_EXPORT unsigned int BeaconGetCount(void);
-/** Tells the beacon thread that commands are served from now on. */
+/** Reports to the beacon thread that commands are now served. */
 ZUL_EXPORT void BeaconSetCommandReady(void);
 /**
- * Stores the role 'T' or 'R'; any other value only reads, and ends the process with exit(-1) when no role is stored
- * yet. \return the role as a string
+ * Stores the role 'T' or 'R'; any other value only reads, and ends the process with exit(-1) when none is stored yet.
+ * \return the role as a string
  */
 ZUL_EXPORT char* BeaconType(char typ);
 

@@ -1,4 +1,4 @@
-// Decisions on datagrams.
+// Decides what happens to each datagram.
 #include "net_faults.h"
 
 #include <charconv>
@@ -12,11 +12,11 @@ namespace {
 constexpr double kShare = 0.01;
 constexpr Milliseconds kDelay{20};
 constexpr Milliseconds kMostDelay{10'000};
-/// Long enough for some datagrams of a stream to overtake, which are a millisecond or two apart.
+/// Long enough for later datagrams of a stream, a millisecond or two apart, to overtake.
 constexpr Milliseconds kHeldBack{10};
 constexpr std::size_t kMostFlows = 4096;
 
-/// Reads a number with its unit. \return nothing when there is anything else
+/// Reads a number with its unit. \return nothing for any other text
 std::optional<double> Number(std::string_view text, std::string_view unit, double most) {
     if (!text.ends_with(unit)) return std::nullopt;
     text.remove_suffix(unit.size());

@@ -15,7 +15,7 @@ namespace board {
 struct NetPlan {
     double loss = 0;
     double twice = 0;
-    double overtaken = 0;  ///< those that later ones overtake
+    double overtaken = 0;  ///< overtaken by later ones
     Milliseconds delay{0};
 };
 

@@ -1,4 +1,4 @@
-/// What an option of a command line takes, read from CLI11's option tree: the one source of --help, manual pages and
+/// The values that a command-line option takes, from CLI11's option tree: the single source of --help, manual pages and
 /// completions.
 #pragma once
 

@@ -1,4 +1,4 @@
-/// Other programs, run from here.
+/// Child processes.
 #pragma once
 
 #include <sys/types.h>

@@ -63,7 +63,7 @@ struct PmtSection {
     std::uint16_t programme;
     std::uint8_t version;
     std::uint16_t pcrPid;
-    std::vector<Stream> streams;  ///< an entry that runs past the section's end has what is left of it
+    std::vector<Stream> streams;  ///< an entry that exceeds the section is truncated
 };
 /// Reads a section whose CRC_32 need not be right. \return nothing for one that isn't a current PMT
 std::optional<PmtSection> ParsePmt(Bytes section);

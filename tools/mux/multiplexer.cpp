@@ -1,4 +1,4 @@
-// The multiplexer: one flow per PID and per clock; each slot takes the packet that is due first.
+// The multiplexer: one flow per PID and per clock; each slot sends the packet that is due first.
 #include "multiplexer.h"
 
 #include <bitstream/mpeg/ts.h>

@@ -30,7 +30,7 @@ enum class Packing {
 struct PacketShape {
     std::uint16_t pid = 0;
     bool unitStart = false;     ///< payload_unit_start_indicator
-    bool randomAccess = false;  ///< random_access_indicator, in an adaptation field of its own
+    bool randomAccess = false;  ///< random_access_indicator, in a separate adaptation field
 };
 
 /// A packet with this payload, an adaptation field filling what is left; continuity_counter 0.
@@ -40,7 +40,7 @@ Packet MakePacket(const PacketShape& shape, OctetView payload);
 /// Payload bytes that a packet of this shape has room for.
 std::size_t RoomFor(const PacketShape& shape);
 
-/// Splits a section into packets of its own. \param extra  additional packets, over which the payload is spread with
+/// Splits a section into separate packets. \param extra  additional packets, over which the payload is spread with
 /// stuffing in adaptation fields. REQUIRES: extra is at most RoomToStretch(section).
 std::vector<Packet> PacketiseSection(OctetView section, std::uint16_t pid, std::size_t extra = 0);
 

@@ -23,7 +23,7 @@ std::uint32_t Size(const std::vector<Section>& sections) {
     return static_cast<std::uint32_t>(size);
 }
 
-// The clock is on the video, or else on the first sound; without either there is none.
+// The PCR is on the video's PID, or else on the first audio's; without either there is none.
 std::uint16_t PcrPid(const Programme& programme) {
     if (programme.video) return programme.video->pid;
     return programme.audio.empty() ? kPidNull : programme.audio.front().pid;

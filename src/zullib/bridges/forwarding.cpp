@@ -1,4 +1,4 @@
-// Aims the bridges' senders.
+// Destination of the bridges' senders.
 #include "bridges/forwarding.h"
 #include "core/log.h"
 

@@ -1,4 +1,4 @@
-// Keys of the remote control: received, slowed down, and routed.
+// Remote-control keys: received, rate-limited and routed.
 #include "bridges/ircontrol.h"
 
 #include <csignal>
@@ -19,12 +19,12 @@ constexpr int kKeyQueue = 1250;
 constexpr int kBrowserQueue = 945602;
 constexpr int kMessageType = 1;
 constexpr std::size_t kKeyMessageSize = 16;
-constexpr std::size_t kKeyOffset = 4;  ///< of the key's code in the message
+constexpr std::size_t kKeyOffset = 4;  ///< of the key code in the message
 constexpr std::size_t kBrowserMessageSize = 12;
 constexpr std::int64_t kFailureWait = platform::kSecond;
 
 constexpr std::uint32_t kVolumeGap = 250;  ///< 1/1024 seconds between the repeats of a held volume key
-constexpr std::uint32_t kOtherGap = 300;   ///< in which any other key must not have been received
+constexpr std::uint32_t kOtherGap = 300;   ///< 1/1024 seconds without any other key before it passes again
 
 void* ir_thread(void* arg) {
     LOG("IR THREAD STARTED");
@@ -99,7 +99,7 @@ int IrControl::ReceiveKey() {
     return key;
 }
 
-/// Limits the auto-repeat of the remote: a held volume key passes every kVolumeGap, any other once.
+/// Limits auto-repeat: a held volume key passes every kVolumeGap, any other key once.
 /// \param repeat  gets 1 for a repeat of a held volume key, else 0; may be null
 /// \return true when the key passes
 bool IrControl::SlowKey(int key, std::uint8_t* repeat) {

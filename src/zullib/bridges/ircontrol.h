@@ -1,4 +1,4 @@
-/// Keys of the remote control: from the board's infrared service to the master, to the browser, or nowhere.
+/// Remote-control keys: routed from the board's infrared service to the master or the browser, or dropped.
 #pragma once
 
 #include <atomic>
@@ -8,7 +8,7 @@
 #include "platform/msgqueue.h"
 #include "platform/mutex.h"
 
-/// Routes the keys on a thread of its own. Receivers only.
+/// Routes the keys on its own thread. Receivers only.
 class IrControl {
  public:
     /// Opens the queues and starts the thread. Ends the process when that fails.
@@ -23,7 +23,7 @@ class IrControl {
     /// Sends the keys to the last client of `pUdp`; null keeps them on the board.
     void SetIrForwarding(UdpServer* pUdp) EXCLUDES(mMutex);
 
-    /// Gives the keys to the browser, or takes them away from it.
+    /// Starts or stops sending keys to the browser.
     void BrowserRunning(bool running) { mBrowserRunning.store(running, std::memory_order_relaxed); }
 
  private:

@@ -1,11 +1,11 @@
-/// The keys of the remote control, and the datagram in which the master gets one.
+/// The remote-control keys, and the datagram that carries one to the master.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
 
-/// One key: its code as it arrives, and as the master sees it.
+/// One key: its code as received and as sent to the master.
 struct RemoteKey {
     int irCode;
     const char* name;  ///< printed before the key is sent
@@ -67,7 +67,7 @@ static_assert(sizeof(KeyDatagram) == 12 && offsetof(KeyDatagram, remoteId) == 6 
               offsetof(KeyDatagram, systemCode) == 8 && offsetof(KeyDatagram, key) == 9 &&
               offsetof(KeyDatagram, repeat) == 10 && offsetof(KeyDatagram, crc) == 11);
 
-/// Initial content of a datagram; the key's code is the one for a key that the table lacks.
+/// Initial content of a datagram; the key code is that of an unknown key.
 constexpr KeyDatagram kKeyTemplate = {{'R', 'E', 'M', 'O', 'T', 'E'}, 0x01, 0x04, 0x00, 0x0F, 0x00, 0xCC};
 
 /// \return the key's row, or null

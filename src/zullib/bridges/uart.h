@@ -8,7 +8,7 @@
 
 class SnmpLocal;
 
-/// Reads the port on a thread of its own, and writes it on the command thread. Receivers only.
+/// Reads the port on its own thread, and writes it on the command thread. Receivers only.
 class Uart {
  public:
     /// Starts the thread. Ends the process when that fails.
@@ -20,16 +20,16 @@ class Uart {
     /// The reading loop; never returns.
     void RunThread();
 
-    /// Writes bytes to the port; with the bridge off they are dropped.
+    /// Writes bytes to the port; drops them while the bridge is off.
     /// \return false when they can't all be written
     bool ProcessUartCommand(const char* cmd, int len) EXCLUDES(mMutex);
 
-    /// Hands the port's parameters to the settings agent.
+    /// Passes the port's parameters to the settings agent.
     /// \param cmd  "baud,databits,parity,stopbits", cut in place
-    /// \return false for a form that isn't that, and when the agent fails
+    /// \return false for any other form, and when the agent fails
     bool ProcessUartSetParameters(char* cmd, SnmpLocal* pSnmp) EXCLUDES(mMutex);
 
-    /// Starts the bridge towards the last client of `pUdp`; null stops it. The port, once open, stays so.
+    /// Starts the bridge to the last client of `pUdp`; null stops it. Once opened, the port stays open.
     void SetUartForwarding(UdpServer* pUdp) EXCLUDES(mMutex);
 
  private:
@@ -39,7 +39,7 @@ class Uart {
 
     std::unique_ptr<UdpSender> mpUdp GUARDED_BY(mMutex);
     std::atomic<int> mSerialFd{0};  ///< 0 until first opened
-    platform::Mutex mMutex;         ///< mpUdp, the port's write, a change of parameters
+    platform::Mutex mMutex;         ///< guards mpUdp, writes to the port, changes of its parameters
     std::atomic<bool> mForwardUart{false};
     std::atomic<bool> mChangingSettings{false};
 };

@@ -13,11 +13,11 @@ namespace {
 
 constexpr unsigned kFirstRemote = 0x01;
 constexpr unsigned kLastRemote = 0xfe;
-constexpr std::size_t kNumberSize = 10;  ///< characters that count of CALLBACK's number
+constexpr std::size_t kNumberSize = 10;  ///< characters read of CALLBACK's number
 
 }  // namespace
 
-/// CALLBACK: opens or closes the log channel by the first character, then switches the forwarding.
+/// CALLBACK: opens or closes the log channel according to the first character, then switches the forwarding.
 char* CommandManager::ProcessCallback(Request request) {
     if (request.text[0] == '1') {
         OpenLogChannel(mpServer->GetLastClientPort(), mpServer->GetLastClientIpAddress());
@@ -29,8 +29,8 @@ char* CommandManager::ProcessCallback(Request request) {
     return ProcessIrAndUartForward(request.text);
 }
 
-/// On a receiver, sends keys and serial bytes to the sender of this command, or stops that.
-/// \param number  1 turns the forwarding on; ten characters count
+/// On a receiver, starts or stops forwarding keys and serial bytes to the sender of this command.
+/// \param number  1 turns the forwarding on; ten characters are read
 char* CommandManager::ProcessIrAndUartForward(char* number) {
     if (mMyType != 'R') return mOk;
     number[kNumberSize] = '\0';

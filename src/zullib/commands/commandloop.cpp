@@ -1,4 +1,4 @@
-// The command thread: boot steps of the role, then one request after the other.
+// The command thread: runs the role's boot steps, then serves requests one at a time.
 #include <sys/types.h>
 
 #include <algorithm>
@@ -19,12 +19,12 @@ namespace {
 constexpr std::int64_t kBootWait = 3 * platform::kSecond;
 constexpr std::int64_t kNetworkPoll = 500 * platform::kMillisecond;
 constexpr int kRequestWaitSeconds = 15;
-constexpr int kMaxReply = 1024;  ///< bytes of a reply, one more than its longest text
+constexpr int kMaxReply = 1024;  ///< bytes of a reply, including its terminator
 
 constexpr std::uint16_t kBootIrMode = 110;
 constexpr int kNetworkBuffers = 3072;
 
-/// Takes a step of the boot. The boot continues when a step runs out of memory.
+/// Runs a boot step. The boot continues when a step runs out of memory.
 template <typename Step>
 void TakeStep(const char* name, Step step) {
     try {
@@ -94,7 +94,7 @@ void CommandManager::ServeRequest() {
     if (replyLength >= kMaxReply) {
         PANIC("buff too long");
         reply[kMaxReply - 1] = '\0';
-        replyLength = kMaxReply;  // the zero byte is sent too
+        replyLength = kMaxReply;  // the terminator is sent too
     }
     LOG("CommandManager: reply: %s, len %d\n", reply, replyLength);
     mpServer->Reply(reply, replyLength);

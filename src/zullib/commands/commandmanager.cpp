@@ -1,4 +1,4 @@
-// Construction of the device objects in their order, and the role.
+// Constructs the device objects in order, and determines the role.
 #include "commands/commandmanager.h"
 
 #include <cstdio>

@@ -25,14 +25,14 @@ class CommandManager {
     using enum UpgradeStateEnum;
 
     static constexpr std::size_t kCommandSize = 8192;  ///< bytes of the command buffer
-    static constexpr int kMaxRequest = 2040;           ///< bytes taken of a request
+    static constexpr int kMaxRequest = 2040;           ///< bytes accepted of a request
     static constexpr std::uint16_t kReceiverPort = 2008;
     static constexpr std::uint16_t kTransmitterPort = 5000;
 
     static char mOk[8];  ///< "OK\r\n"
     static char mKo[8];  ///< "KO\r\n"
 
-    /// Makes the device objects in their order, and gives the host's data to the filter last.
+    /// Creates the device objects in order; the filter gets the host's data last.
     /// \param type  'T', 'R', or 'A' for the role of the board's version; ends the process for any other
     explicit CommandManager(char type);
     ~CommandManager();
@@ -42,7 +42,7 @@ class CommandManager {
     /// \return role in force, 'R' or 'T'
     char MyType() const { return mMyType; }
 
-    /// Boot steps, then the command loop. \return -1 when the command socket can't be opened; else never
+    /// Boot steps, then the command loop. \return -1 when the command socket can't be opened; otherwise doesn't return
     int ProcessCommandLoop();
 
     /// Called every 5 seconds by the watchdog thread; does nothing.
@@ -155,7 +155,7 @@ class CommandManager {
     /// Kind of the last accepted UNIT: the digit's value on a receiver, its character's code on a transmitter.
     int mLastUnitCommandId = 0;
     char mTunerMode[16] = "";    ///< as STATUS shows it
-    bool mIrForwarding = false;  ///< part of the interface, read by nobody
+    bool mIrForwarding = false;  ///< part of the interface, unused
     Upgrade mUpgrade;
     Playback mPlayback;
     PageWindow mPage;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr unsigned kFilterRead = 4096;  ///< bytes of one datagram of the debug input
 
-/// \return the file opened, or null with a report
+/// \return the opened file, or null after reporting the failure
 FILE* OpenOrReport(const char* name, const char* mode) {
     FILE* const file = std::fopen(name, mode);
     if (file == nullptr) PANIC("Can't open %s\n", name);
@@ -20,8 +20,8 @@ FILE* OpenOrReport(const char* name, const char* mode) {
 
 }  // namespace
 
-/// STREAMFROMFILE: feeds the filter from a file and writes the streams to another; a file that isn't named is closed.
-/// \param request  ",input,output"; an input that begins with 'x' is none
+/// STREAMFROMFILE: feeds the filter from a file and writes the streams to another; a file that isn't given is closed.
+/// \param request  ",input,output"; an input that begins with 'x' means none
 char* CommandManager::ProcessStreamFromFile(Request request) {
     StreamFromFile(request.text);
     return mKo;
@@ -45,8 +45,9 @@ void CommandManager::StreamFromFile(char* names) {
     if (FILE* const file = OpenOrReport(output, "we")) mpTsf->SetDebugOutput(file);
 }
 
-/// FILTER: feeds the filter with what arrives on a UDP port, until an empty datagram. No other command is served
-/// meanwhile. \param request  "FILTER,port"; takes the data, too
+/// FILTER: feeds the filter with what arrives on a UDP port, until an empty datagram arrives. No other command is
+/// served meanwhile.
+/// \param request  "FILTER,port"; its buffer also takes the data
 char* CommandManager::ProcessFilterDebug(Request request) {
     static UdpServer filter_udp_rcv;
     CommaFields fields(request.text);

@@ -1,4 +1,4 @@
-/// What the module's construction and its handlers share with the entry points.
+/// Shared by the entry points, the module's construction and its handlers.
 #pragma once
 
 #include <atomic>
@@ -8,5 +8,5 @@ class TsFilter;
 /// Receiver only: whether `Zul_Filter` analyses sections; false while the channel changes.
 extern std::atomic<bool> process_pat;
 
-/// Gives the host's data to a complete filter; null drops it, as before the first call.
+/// Passes the host's data to a fully constructed filter; null, the initial state, drops it.
 void LetDataReach(TsFilter* filter, char type);

@@ -5,12 +5,12 @@
 #include "guide/tunermanager.h"
 
 /// EIT: EITI at a moment, EITN now and next, EITL a listing from now.
-/// \param request  "EIT", the letter, both ids in hexadecimal, then by the letter date and time, nothing, or a span
+/// \param request  "EIT", the letter, both ids in hexadecimal, then, by letter, date and time, nothing, or a span
 char* CommandManager::ProcessEpgData(Request request) {
     char* const cmd = request.text;
     const char cmmd = cmd[3];
     mpTunerManager->SetTunerForwarding(mpServer.get());
-    // Without the E, which hatoi would count; it skips the other letters.
+    // Skip the E, which hatoi would read as a digit; it ignores the other letters.
     CommaFields fields(cmd + 1);
     const char* const transport = fields.Next();
     const char* const programme = fields.Next();

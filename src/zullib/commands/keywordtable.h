@@ -9,7 +9,7 @@
 /// Boards that accept a keyword.
 enum class Roles { kBoth, kTransmitter, kReceiver };
 
-/// What a board of the other role reports besides replying "KO\r\n".
+/// What a board of the other role reports, besides the reply "KO\r\n".
 enum class WrongRole {
     kSilent,
     kLog,          ///< LOG "This command is only for receiver"
@@ -26,7 +26,7 @@ struct CommandManager::Command {
     std::string_view keyword;
     std::size_t chars;      ///< leading characters compared, without regard to case
     Roles roles;            ///< boards that accept it
-    WrongRole refuse;       ///< how another board refuses it
+    WrongRole refuse;       ///< reported by a board of the other role
     const char* upgrading;  ///< logged when refused during an upgrade; null for a command that is accepted then
     Framing framing;        ///< kRaw: the handler gets the bytes as received
     char* (*handle)(CommandManager& board, Request request);

@@ -1,4 +1,4 @@
-// LAN?, SUB?, LANG and SUBS: languages on offer, the audio language, the caption service.
+// LAN?, SUB?, LANG and SUBS: available languages, the audio language, the caption service.
 #include <strings.h>
 
 #include <cstring>

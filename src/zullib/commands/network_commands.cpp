@@ -49,8 +49,9 @@ char* CommandManager::ProcessIpGet(Request request) {
 }
 
 /// DHCP: changes the network identity. The reply is sent before the change, after which the master may not reach the
-/// board. \param request  the flag, and for fixed addresses ",address,gateway,netmask" \return mKo, or null when the
-/// reply was sent
+/// board.
+/// \param request  the flag, and for fixed addresses ",address,gateway,netmask"
+/// \return mKo, or null when the reply was sent
 char* CommandManager::ProcessIpSet(Request request) {
     CommaFields fields(request.text);
     const char* const flag = fields.Next();

@@ -1,11 +1,11 @@
-/// A request as its handler gets it: the text, and the room for a reply.
+/// A request as passed to its handler: its text, and room for a reply.
 #pragma once
 
 #include <cstddef>
 
 #include "core/replytext.h"
 
-/// Text in the command buffer, or the end of one. A reply may be built over it.
+/// The text of a request in the command buffer, or its tail. A reply may be built over it.
 struct Request {
     /// Zero bytes that follow the text: a fixed offset after a short command reads an empty text.
     static constexpr std::size_t kGuard = 64;

@@ -12,8 +12,8 @@ constexpr std::int64_t kChangeWait = 5 * platform::kSecond;
 
 }  // namespace
 
-/// \param request  "?" for the present number, or the number wanted
-/// \return mKo when the agent doesn't answer or refuses; the player is then left alone
+/// \param request  "?" to query the current number, or the new number
+/// \return mKo when the agent doesn't answer or refuses; the player isn't touched then
 char* CommandManager::ProcessResolution(Request request) {
     const char* const stored = mpSnmp->SnmpGet(Oid(VIDEO_RESOLUTION));
     if (stored == nullptr) return mKo;

@@ -1,4 +1,4 @@
-/// What the handlers remember from request to request, one struct a concern. Only the command thread uses them.
+/// State that the handlers keep between requests, one struct per concern. Only the command thread uses them.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@ struct Upgrade {
     int mUpgradeBytes = 0;    ///< announced size of the image
     int bytesDownloaded = 0;  ///< bytes of the image stored so far
 
-    /// Closes the image's file, if it is open. \return false when the system reports a failed write only now
+    /// Closes the image's file, if it is open. \return false when the close reports a failed write
     bool CloseImage() { return fp == nullptr || std::fclose(fp.release()) == 0; }
 
     struct Close {
@@ -38,7 +38,7 @@ struct Playback {
     int mCCIndex = 0;                 ///< closed-caption service, 0 for off
     char mLastUnitCommand[255] = "";  ///< last accepted play command, empty after a stop
 
-    // Part of the interface, read by nobody.
+    // Part of the interface, unused.
     std::uint16_t mPrevMcastPort = 0;
     int mSubtitleLanguagePri = 0;
     int mSubtitleLanguageSec = 0;

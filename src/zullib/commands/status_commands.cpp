@@ -22,7 +22,7 @@ char* CommandManager::ProcessStatus(Request request) {
 
 /// A group for each stream, then tuner mode and CPU load.
 char* CommandManager::ProcessStatusGetTransmitter(Request request) {
-    // Unsigned, the player may store any number there.
+    // Unsigned, as the player may store any number there.
     const unsigned sigStrength =
         static_cast<unsigned>(SharedMem::Self()->GetSignalStrengthTransmitter()) * SharedMem::kStrengthStep;
     const int lockMode = sigStrength != 0 ? 1 : 0;

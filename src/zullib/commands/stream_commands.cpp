@@ -20,9 +20,9 @@ constexpr std::int64_t kRestartWait = 100 * platform::kMillisecond;
 constexpr std::int64_t kSlotWait = platform::kSecond;
 constexpr std::int64_t kSectionsWait = 200 * platform::kMillisecond;  ///< for a section that is being analysed
 constexpr int kMaxPacketSize = 32768;                                 ///< bytes
-constexpr int kCutLimit = 48;  ///< characters of UNIT2 in which the third comma is looked for
+constexpr int kCutLimit = 48;  ///< the third comma of UNIT2 is searched for in this many characters
 
-/// Cuts a text at its third comma, when that comes early enough.
+/// Cuts a text at its third comma, if that is within the first kCutLimit characters.
 void CutAtThirdComma(char* text) {
     int commas = 0;
     for (int i = 0; i < kCutLimit && text[i] != '\0'; ++i) {
@@ -43,8 +43,8 @@ char* CommandManager::ProcessUnit(Request request) {
     return SelectChannels(request.text, true);
 }
 
-/// UNIT: chooses what a transmitter streams or a receiver plays. The upgrade's refusal isn't left to the keyword table:
-/// UNIT9 is refused before it, and a change of resolution replays a UNIT without the table.
+/// UNIT: chooses what a transmitter streams or a receiver plays. The refusal during an upgrade is checked here and not
+/// by the keyword table: UNIT9 is refused first, and a change of resolution replays a UNIT without the table.
 /// \param save  whether the accepted text becomes the start-up item
 char* CommandManager::SelectChannels(char* cmd, bool save) {
     if (UpgradeRefuses(kUpgradeRefusal)) return mKo;
@@ -86,7 +86,7 @@ bool CommandManager::RunStreamCommand(char cmdId, char* parameters) {
     }
 }
 
-/// UNIT4 and UNIT5: one slot beside the others. Slot 0 is stopped as well.
+/// UNIT4 and UNIT5: start or stop one slot. Slot 0 is stopped as well.
 bool CommandManager::RunSlotCommand(char cmdId, char* parameters) {
     char* const comma = std::strchr(parameters, ',');
     if (comma != nullptr) {

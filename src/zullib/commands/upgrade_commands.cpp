@@ -1,4 +1,4 @@
-// UPGR: a firmware image, taken in pieces, stored, and handed to the settings agent to burn.
+// UPGR: receives a firmware image in pieces, stores it, and has the settings agent burn it.
 #include <cstdio>
 #include <cstring>
 
@@ -79,7 +79,7 @@ char* CommandManager::AnnounceImage(Request request) {
         reply.Add("%s Can't open upgrade file\r\n", mKo);
         return SendUpgradeReply(request);
     }
-    std::setvbuf(mUpgrade.fp.get(), nullptr, _IONBF, 0);  // a full disk shows at the piece that doesn't fit
+    std::setvbuf(mUpgrade.fp.get(), nullptr, _IONBF, 0);  // unbuffered: a full disk fails the piece that doesn't fit
     return mOk;
 }
 
@@ -102,7 +102,7 @@ char* CommandManager::RefuseImage(Request request) {
     return SendUpgradeReply(request);
 }
 
-/// Hands the complete image to the agent. Nothing ends the burning state: the board is expected to restart.
+/// Passes the complete image to the agent. Nothing ends the burning state: the board is expected to restart.
 char* CommandManager::BurnImage(Request request) {
     LOG("Download completed\n");
     if (!mUpgrade.CloseImage()) return RefuseImage(request);

@@ -20,7 +20,7 @@ constexpr int kPlaneHeight = 768;
 constexpr int kLastKey = 65534;
 constexpr int kOpaque = 255;
 
-/// A number of a command's field, and its range.
+/// A numeric field of a command, and its range.
 struct RangedField {
     int* value;
     int first, last;

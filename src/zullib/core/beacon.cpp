@@ -32,7 +32,7 @@ constexpr const char* kReceiverText =
 constexpr std::size_t kMacDigits = 12;
 constexpr int kShortestWait = 30;       ///< seconds between beacons, at random up to twice that
 constexpr int kSilence = 601;           ///< seconds without a command that wake the beacon
-constexpr unsigned kRestartBytes = 15;  ///< of a restart request, for the log
+constexpr unsigned kRestartBytes = 15;  ///< read of a restart request, for the log
 
 enum BeaconStateEnum { eNone = 0, eSending = 1, eSleeping = 2 };
 
@@ -53,7 +53,7 @@ platform::Mutex& StateLock() {
     return mutex.Get();
 }
 
-/// State of the thread between turns.
+/// State of the thread between iterations.
 struct Turns {
     int trafficDetectedSave;
     int totalDelaySecs;
@@ -116,7 +116,8 @@ void ReadRestartRequests() {
     }
 }
 
-/// Goes to sleep when commands arrived. Locked, so that a restart between the load and the store isn't lost.
+/// Puts the beacon to sleep after commands arrived. Locked, so that a restart between the load and the store isn't
+/// lost.
 /// \return whether the beacon sleeps now
 bool SleepsForTraffic(const Turns& turns) {
     const platform::MutexLock lock(StateLock());

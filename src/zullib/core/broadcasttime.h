@@ -5,7 +5,7 @@
 #include <cstdint>
 
 /// GPS time as broadcast, and its conversion to the Modified Julian Date text of the command protocol.
-/// The board's own clock plays no part, but for the tick. Set on the host's thread, read on any.
+/// The board's own clock is used only for the tick. Set on the host's thread, read on any.
 class Time {
  public:
     /// The one instance, made at the first call with all fields zero, never freed.
@@ -24,14 +24,14 @@ class Time {
 
     /// Writes a time as "%x %.2d%.2d": Modified Julian Date in hexadecimal, a blank, hours and minutes in UTC.
     /// \param systime  GPS seconds; 0 for the present broadcast time
-    /// \param buff     room for kDateTimeSize bytes; null for a static buffer, which is the command thread's alone
+    /// \param buff     room for kDateTimeSize bytes; null for a static buffer, for the command thread only
     /// \return the buffer written
     char* GetMjdDateTime(std::uint32_t systime, char* buff) const;
 
-    /// A tick of 1/1024 second of the board's clock, of which only differences mean anything.
+    /// The board's clock in ticks of 1/1024 second; only differences are meaningful.
     static std::uint32_t GetTodInMs();
 
-    /// GPS seconds of a moment, the reverse of GetMjdDateTime, in unsigned 32 bits.
+    /// GPS seconds of a moment, the inverse of GetMjdDateTime, in unsigned 32 bits.
     /// \param date  Modified Julian Date
     /// \param time  hours x 100 + minutes, UTC
     std::uint32_t MjdToSystem(std::uint32_t date, std::uint32_t time) const;

@@ -14,14 +14,14 @@ char* error_buffer = nullptr;
 namespace {
 
 constexpr std::size_t kErrorBufferSize = 2048;
-constexpr std::size_t kLogLimit = 1024;   ///< bytes of a LOG line's text, its terminator among them
+constexpr std::size_t kLogLimit = 1024;   ///< bytes of a LOG line's text, including its terminator
 constexpr std::size_t kPanicLimit = 512;  ///< the same for PANIC
 constexpr char kLogPrefix[] = "LOG: ";
 constexpr char kPanicPrefix[] = "LOG:ERROR ";
 constexpr char kLineEnd[] = "\r\n";
 static_assert(sizeof kPanicPrefix + kLogLimit + sizeof kLineEnd <= kErrorBufferSize);
 
-/// Guards `error_buffer` and the channel from the first byte built to the end of the send, and its deletion.
+/// Guards `error_buffer` and the channel while a line is built and sent, and the channel's deletion.
 /// Innermost of all locks.
 platform::Mutex& ChannelLock() {
     static platform::StaticMutex mutex;
@@ -73,7 +73,7 @@ void LogLine(const char* format, ...) {
     va_start(arguments, format);
     const int level = global_debug_flag.load(std::memory_order_relaxed);  // may have changed since LogIsWanted
     if (level == 1) {
-        flockfile(stdout);  // the prefix and its text in one piece
+        flockfile(stdout);  // keeps the prefix and its text together
         std::fputs("ZUL: ", stdout);
         std::vprintf(format, arguments);
         funlockfile(stdout);

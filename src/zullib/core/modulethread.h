@@ -1,11 +1,11 @@
-/// Threads of the module, started with a word to the log.
+/// Starts the module's threads.
 #pragma once
 
 #include "core/log.h"
 #include "platform/thread.h"
 
 /// Starts a detached thread at the lowest round-robin priority; logs when the system refuses that policy.
-/// \return false when there is no thread; the caller reports it in its own words
+/// \return false when the thread can't be created; the caller reports it
 inline bool StartModuleThread(void* (*body)(void*), void* arg) {
     const platform::ThreadStart start = platform::StartThread(body, arg);
     if (start == platform::ThreadStart::kDefaultPolicy)

@@ -11,7 +11,7 @@
 class ReplyText {
  public:
     /// \param buffer  takes the text, at least one byte
-    /// \param size    bytes of `buffer`, the terminator's among them
+    /// \param size    bytes of `buffer`, including the terminator
     ReplyText(char* buffer, std::size_t size) : mBuffer(buffer), mSize(size) { mBuffer[0] = '\0'; }
 
     /// Appends a piece.
@@ -27,7 +27,7 @@ class ReplyText {
         return whole;
     }
 
-    /// Takes the text back to an earlier length, as to drop a piece that was cut. REQUIRES: `length` <= Length().
+    /// Truncates the text to an earlier length, as to drop a cut piece. REQUIRES: `length` <= Length().
     void CutTo(std::size_t length) {
         mLength = length;
         mBuffer[mLength] = '\0';
@@ -43,7 +43,7 @@ class ReplyText {
     std::size_t mLength = 0;
 };
 
-/// Copies text into a field, cut to it and always terminated.
+/// Copies text into a field, truncated to fit and always terminated.
 template <std::size_t Size>
 void CopyText(char (&field)[Size], const char* text) {
     const std::size_t length = strnlen(text, Size - 1);

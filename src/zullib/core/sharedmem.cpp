@@ -24,7 +24,7 @@ constexpr const char* kLoadFile = "/proc/stat";
 
 std::atomic<SharedMem*> sharedMem{nullptr};
 
-/// What the player's stream types are called in the status reply.
+/// A range of the player's stream types, and its code in the status reply.
 struct TypeCode {
     std::uint32_t first, last;
     int code;

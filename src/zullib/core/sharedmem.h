@@ -5,7 +5,7 @@
 
 struct sVPLAYER_SM_STRUCT;
 
-/// Typed access to the fields of the player's block that matter here. The player writes them while they are read:
+/// Typed access to the fields of the player's block that the module uses. The player writes them while they are read:
 /// each value is one 32-bit word, read once. Without a usable block the accessors give 0 and store nothing.
 class SharedMem {
  public:
@@ -14,7 +14,7 @@ class SharedMem {
 
     /// Files and replies show strength 0 to 5 as 0 to 255.
     static constexpr unsigned kStrengthStep = 51;
-    /// \return strength of the tuner's signal, 0 to 5; Statistics gets it too
+    /// \return strength of the tuner's signal, 0 to 5; also stored in Statistics
     int GetSignalStrengthTransmitter();
     /// \return programme number that the player shows
     int GetProgramReceivedReceiver();
@@ -23,8 +23,8 @@ class SharedMem {
     /// \return code of the audio type for the status reply: 0, 1, 2 or 3
     int GetAudioTypeReceiver();
 
-    /// Stores the code that the infrared remote is to obey: below 256 with its complement in the high byte, else as it
-    /// is.
+    /// Stores the code of the infrared remote to obey: below 256 with its complement in the high byte, otherwise
+    /// unchanged.
     void IrModeCode(std::uint16_t code);
     /// \return low 8 bits of the stored code
     std::uint16_t IrModeCode();
@@ -32,7 +32,7 @@ class SharedMem {
     int GetAudioStatus() { return 1; }  ///< \return 1, always
     int GetCcStatus() { return 1; }     ///< \return 1, always
 
-    /// Measures the CPU load over one second, which it blocks for. Command thread only.
+    /// Measures the CPU load over one second, and blocks meanwhile. Command thread only.
     /// \return percent; 0 when it can't be measured
     int GetCpuUtilization();
 

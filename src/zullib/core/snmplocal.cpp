@@ -128,9 +128,9 @@ SnmpLocal::SnmpLocal() {
     DropAnswers();
 }
 
-/// Drops what the agent answered to a process that ended before it took its answer; it would pass for ours.
+/// Drops answers to an earlier process, which ended before it read them; they would be taken for ours.
 void SnmpLocal::DropAnswers() {
-    constexpr int kMostAnswers = 16384;  // what a queue can hold
+    constexpr int kMostAnswers = 16384;  // capacity of a queue
     for (int i = 0; i < kMostAnswers; ++i) {
         if (mSnmpMsqRxId.Receive(kAnswer, mSnmpMsg.text, kTextLimit, IPC_NOWAIT) < 0) break;
     }
@@ -152,7 +152,7 @@ char* SnmpLocal::SnmpSet(const char* cmd, ...) {
     return SnmpCom();
 }
 
-/// One exchange: only one request is pending at a time, as answers aren't numbered.
+/// One exchange: only one request is pending at a time, as answers carry no id.
 char* SnmpLocal::SnmpCom() {
     LOG("Txing SNMP msg %s\n", mSnmpMsg.text);
     if (!mSnmpMsqTxId.Send(mSnmpMsg.msg_type, mSnmpMsg.text, std::strlen(mSnmpMsg.text) + kSentBehindText, 0)) {

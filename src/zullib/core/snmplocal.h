@@ -39,23 +39,23 @@ enum QvanSetting : std::size_t {
 /// \return OID of a setting
 inline const char* Oid(QvanSetting setting) { return qvanSettings[setting].snmp_cmd; }
 
-constexpr int kIrControlOn = 16;  ///< value of IR_CONTROL with which keys reach the module
+constexpr int kIrControlOn = 16;  ///< value of IR_CONTROL that sends keys to the module
 
 /// Client of the settings agent. Not reentrant: the command thread is the only user.
 class SnmpLocal {
  public:
     /// Opens both queues, creating them if needed, and drops answers of an earlier process. Ends the process when they
-    /// can't be had.
+    /// can't be opened.
     SnmpLocal();
 
     /// Reads a setting; blocks until the agent answers.
     /// \param cmd  OID
-    /// \return the value, good until the next call; null on failure
+    /// \return the value, valid until the next call; null on failure
     char* SnmpGet(const char* cmd);
 
     /// Writes a setting; blocks until the agent answers.
     /// \param cmd  printf format of "OID type value" with the OID as first argument, such as "%s i %d"
-    /// \return the value that the agent echoes, good until the next call; null on failure
+    /// \return the value that the agent echoes, valid until the next call; null on failure
     [[gnu::format(printf, 2, 3)]] char* SnmpSet(const char* cmd, ...);
 
  private:

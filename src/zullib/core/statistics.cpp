@@ -53,7 +53,7 @@ void Statistics::DumpStats() {
 }
 
 void Statistics::PrintTableRates() {
-    static std::uint32_t numPats = 0;  // as the last dump saw them; a reset leaves them
+    static std::uint32_t numPats = 0;  // at the last dump; not reset
     static std::uint32_t numPmts = 0;
     const std::uint32_t pats = mPatCounter;
     const std::uint32_t pmts = mPmtCounter;

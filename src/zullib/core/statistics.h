@@ -7,7 +7,7 @@
 #include "core/broadcasttime.h"
 
 /// Counts what the filter, the streamers and the analysers do. Writers are the host's thread and the command
-/// thread; a word may be read while it changes, and the figures of one report needn't be of one instant.
+/// thread; each word is read without a lock, so the figures of one report may be of different moments.
 class Statistics {
  public:
     using Counter = std::atomic<std::uint32_t>;
@@ -16,7 +16,7 @@ class Statistics {
     /// The one instance, made at the first call and never freed.
     static Statistics* Self();
 
-    /// Zeroes all counters and the signal strength, and starts the period of the table rates anew.
+    /// Zeroes all counters and the signal strength, and restarts the period of the table rates.
     void Reset();
 
     void AddInBytes(unsigned int bytes) { mTotalIn.fetch_add(bytes, std::memory_order_relaxed); }

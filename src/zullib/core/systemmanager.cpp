@@ -61,7 +61,7 @@ platform::Mutex& SystemManager::DiskBracket() {
 }
 
 int SystemManager::RemountHd(int part, int rw) {
-    static platform::StaticMutex exchange;  // answers aren't numbered: one exchange at a time
+    static platform::StaticMutex exchange;  // answers carry no id: one exchange at a time
     static bool outOfStep = false;          // the last answer is missing, or belonged to an earlier request
     const platform::MutexLock lock(exchange.Get());
 

@@ -9,14 +9,14 @@ class SystemManager {
     /// Makes a partition read-write or read-only; takes from one second to a minute. Concurrent calls are serialised.
     /// \param part  partition number: 1 settings files, 4 upgrade image
     /// \param rw    1 read-write, 0 read-only
-    /// \return 0 on success; -1 no queue; -2 not sent; -3 no answer in time; -4 another answer than asked
+    /// \return 0 on success; -1 no queue; -2 not sent; -3 no answer in time; -4 the answer doesn't confirm the state
     static int RemountHd(int part, int rw);
 
     /// Held by a `WritableDisk`. Outermost of all locks.
     static platform::Mutex& DiskBracket();
 };
 
-/// Keeps partition 1 read-write for the life of a scope, and holds the disk bracket meanwhile: two saves can't make the
+/// Keeps partition 1 read-write for the life of a scope, and holds the disk bracket: concurrent saves can't make the
 /// disk read-only under each other.
 class SCOPED_CAPABILITY WritableDisk {
  public:

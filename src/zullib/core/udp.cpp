@@ -1,4 +1,4 @@
-// All UDP of the module: a bound server, and a sender aimed at one peer or group.
+// UDP sockets of the module: a bound server, and a sender to one peer or group.
 #include "core/udpcom.h"
 
 #include <arpa/inet.h>
@@ -19,7 +19,7 @@
 namespace {
 
 constexpr int kMulticastTtl = 4;
-constexpr int kFirstMulticast = 224;  // first number of the addresses of groups, up to and with:
+constexpr int kFirstMulticast = 224;  // first octet of multicast addresses, lowest and highest
 constexpr int kLastMulticast = 239;
 
 sockaddr* Generic(sockaddr_in* address) { return reinterpret_cast<sockaddr*>(address); }
@@ -36,7 +36,7 @@ int OpenSenderSocket() {
     return moved;
 }
 
-/// Closes a socket, and answers false for the step that failed; `errno` stays as it was.
+/// Closes a socket after a failed step; keeps `errno`. \return false
 bool GiveUp(int& socket, int closed) {
     const int error = errno;
     close(socket);
@@ -75,7 +75,7 @@ bool UdpServer::Connect(std::uint16_t port, const char* group) {
     return group == nullptr || Join(group);
 }
 
-/// Joins a multicast group; a text that isn't one joins nothing.
+/// Joins a multicast group; does nothing for any other text. \return false when the join fails
 bool UdpServer::Join(const char* group) {
     const int first = Decimal(group);
     if (first < kFirstMulticast || first > kLastMulticast) return true;
@@ -187,7 +187,7 @@ bool UdpSender::Connect(std::uint16_t peerPort, const char* ip) {
     return true;
 }
 
-/// Reports a send that failed. \return its result
+/// Reports a failed send. \return its result
 int UdpSender::Sent(ssize_t result) {
     if (result < 0) std::fprintf(stderr, "sendto() - 2 errno %d\n", errno);
     return static_cast<int>(result);
@@ -195,7 +195,7 @@ int UdpSender::Sent(ssize_t result) {
 
 int UdpSender::Send(const void* data, int length, const char* /*ipAddress*/) {
     if (s == 0) {
-        errno = EBADF;  // descriptor 0 is somebody else's
+        errno = EBADF;  // descriptor 0 isn't ours
         return Sent(-1);
     }
     ForbidFragments(false);

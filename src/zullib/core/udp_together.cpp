@@ -1,5 +1,5 @@
-// Datagrams that leave together: several by one system call, and those of equal size as one message. The kernel cuts it
-// into datagrams at the end of its network stack, which is where a datagram's time goes (UDP_SEGMENT).
+// Batched sends: several datagrams per system call, and those of equal size as one message, which the kernel segments
+// at the end of its network stack (UDP_SEGMENT). Passing that stack is most of a datagram's cost.
 #include <netinet/udp.h>
 #include <sys/socket.h>
 
@@ -28,11 +28,11 @@ msghdr MessageOf(sockaddr_in& to, iovec* pieces, std::ptrdiff_t count) {
 namespace {
 
 constexpr int kMostMessages = 64;   ///< of one call
-constexpr int kMostInARun = 64;     ///< datagrams that the kernel cuts out of one message
-constexpr int kMostOfARun = 65507;  ///< bytes of a message: those of the largest UDP datagram
-constexpr int kMostToCut = 1472;  ///< bytes of a datagram that Ethernet takes whole; the kernel cuts out no larger ones
+constexpr int kMostInARun = 64;     ///< datagrams in one segmented message
+constexpr int kMostOfARun = 65507;  ///< bytes of a segmented message: the largest UDP payload
+constexpr int kMostToCut = 1472;    ///< bytes of a datagram that fits an Ethernet frame; larger ones aren't segmented
 
-/// \return how many datagrams from the front, of equal size and with their pieces in one array, may leave as one
+/// \return number of leading datagrams, of equal size and with their pieces in one array, that may be sent as one
 /// message
 int RunLength(const UdpSender::Datagram* datagrams, int count) {
     const UdpSender::Datagram& first = datagrams[0];
@@ -66,9 +66,8 @@ class CutSize {
 
 }  // namespace
 
-/// A kernel that knows nothing of cutting would send a message whole, without a word, so it is asked; and for the
-/// receiver's half, which is the younger one: the first kernels that cut didn't do so for members of a group on the
-/// same machine.
+/// A kernel without segmentation would silently send the message whole, so support is tested, by UDP_GRO, the receiving
+/// half, which is newer: the first kernels with UDP_SEGMENT didn't segment for members of a group on the same machine.
 bool UdpSender::KernelCuts() const {
     const int error = errno;
     int value = 0;
@@ -115,7 +114,7 @@ int UdpSender::SendBatch(const Datagram* datagrams, int count) {
                                          [](const Datagram& datagram) { return datagram.size <= kMostToCut; }));
     int sent = SendMessages(datagrams, count);
     if (sent < 0 && mForbidsFragments && (errno == EIO || errno == EINVAL || errno == EMSGSIZE)) {
-        // A device that can't cut, for lack of checksums or by its MTU, or a path with a smaller one.
+        // The device can't segment (no checksum offload, or a small MTU), or the path has a smaller MTU.
         mCuts = false;
         ForbidFragments(false);
         sent = SendMessages(datagrams, count);

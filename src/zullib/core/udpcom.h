@@ -1,4 +1,4 @@
-/// All UDP of the module: a server that answers its last client, and a sender aimed at one peer.
+/// UDP sockets of the module: a server that replies to its last client, and a sender to one peer.
 #pragma once
 
 #include <netinet/in.h>
@@ -16,11 +16,11 @@ class UdpServer {
 
     /// Opens and binds the socket, after closing one that is open.
     /// \param port   local port, host order
-    /// \param group  null, or text; when its first number lies in 224 to 239 the socket joins that multicast group
+    /// \param group  null, or text; when its first number is 224 to 239 the socket joins that multicast group
     /// \return false when the socket can't be created, bound or joined; reported on standard error
     bool Connect(std::uint16_t port, const char* group = nullptr);
 
-    /// Stops taking what is sent to groups that other processes of the board joined on this port.
+    /// Excludes datagrams to groups that only other processes of the board joined on this port.
     void IgnoreOtherGroups();
 
     /// Waits for a datagram.
@@ -58,7 +58,7 @@ class UdpServer {
     socklen_t slen = sizeof(sockaddr_in);
 };
 
-/// A UDP socket aimed at one peer or multicast group, with multicast TTL 4.
+/// A UDP socket that sends to one peer or multicast group, with multicast TTL 4.
 class UdpSender {
  public:
     UdpSender() = default;
@@ -69,7 +69,7 @@ class UdpSender {
     /// Closes the socket, if there is one.
     void Disconnect();
 
-    /// Aims the sender; a socket that is open is kept.
+    /// Sets the destination; an open socket is kept.
     /// \param peerPort  of the peer, host order
     /// \param ip           dotted address, at most 15 characters are taken
     /// \return false when the socket can't be created or the address is invalid; reported on standard error, and later
@@ -88,11 +88,11 @@ class UdpSender {
         int size;   ///< bytes of all pieces, at least one
     };
 
-    /// Sends datagrams by one system call, where the system has such a call; those of equal size whose pieces follow
-    /// each other in one array pass through its network stack as one, where it can. \param count  of the datagrams, at
-    /// least one \return datagrams sent, in order from the first; or a negative number with a line on standard error
-    /// when the first
-    ///         couldn't be sent
+    /// Sends datagrams with one system call, where the system has such a call. Those of equal size whose pieces follow
+    /// each other in one array are sent with segmentation offload, where available.
+    /// \param count  of the datagrams, at least one
+    /// \return datagrams sent, in order from the first; or a negative number with a line on standard error when the
+    ///         first couldn't be sent
     int SendTogether(const Datagram* datagrams, int count);
 
  private:
@@ -106,7 +106,7 @@ class UdpSender {
     std::uint16_t port = 0;
     int s = 0;  ///< 0: no socket
     int slen = sizeof(sockaddr_in);
-    bool mCuts = false;              ///< a message of several datagrams may be left to the kernel to cut
+    bool mCuts = false;              ///< segmentation offload is available
     bool mForbidsFragments = false;  ///< the socket sends with "don't fragment"
     sockaddr_in siOther{};
 };

@@ -1,7 +1,7 @@
-/// The version of the module.
+/// The module's version numbers.
 #pragma once
 
-/// Its numbers, as replies, the beacon and the first log line give them.
+/// As reported in replies, the beacon and the first log line.
 int version_get_major();
 int version_get_minor();
 int version_get_build();

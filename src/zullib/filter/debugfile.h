@@ -1,4 +1,4 @@
-/// Files of the bench in place of the tuner or the network.
+/// Debug files in place of the tuner or the network.
 #pragma once
 
 #include <cstdio>

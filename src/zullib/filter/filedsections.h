@@ -10,7 +10,7 @@
 #include "bytes.h"
 
 /// EIT and ETT repeat every few seconds. A section with the same bytes as one filed before needs neither decoding nor
-/// filing, if the store hasn't changed since. Direct-mapped: a section evicts another one of its row.
+/// filing, if the store hasn't changed since. Direct-mapped: a section evicts the previous one of its row.
 class FiledSections {
  public:
     /// Identifies a section by its bytes.
@@ -28,7 +28,8 @@ class FiledSections {
         return {static_cast<std::uint32_t>(std::hash<std::string_view>()(text)), crc};
     }
 
-    /// \param changes  state of the store \return true when the section was noted in this state
+    /// \param changes  state of the store
+    /// \return true when the section was noted in this state
     bool Hold(const Print& print, std::uint32_t changes) const {
         const Row& row = mRows[print.hash % kRows];
         return row.changes == changes && row.print == print;

@@ -72,8 +72,8 @@ class Streamer {
         if (mDataCount >= mPacketSize) CompleteDatagram();
     }
 
-    /// Sends pending datagrams in order, and copies the bytes of the next one. A reconnect blocks the caller for 100
-    /// ms. \return bytes sent
+    /// Sends pending datagrams in order, and copies the bytes of the next one. A reconnect blocks for 100 ms.
+    /// \return bytes sent
     int Flush();
 
     /// Adds a PID to the list, and its programme once; does nothing for programme 0.

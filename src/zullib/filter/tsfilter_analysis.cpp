@@ -82,7 +82,7 @@ void TsFilter::AnalyzePayload(std::uint16_t pid, Bytes data, bool startOfSection
     }
 }
 
-/// Hands a whole section to the analyser of its table; others are ignored.
+/// Passes a whole section to the analyser of its table; others are ignored.
 void TsFilter::AnalyzeSection(Bytes section, std::uint16_t pid) {
     switch (section[0]) {
         case kTablePat: AnalyzePat(section); break;

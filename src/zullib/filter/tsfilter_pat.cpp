@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr unsigned kAnalysisPeriod = 128;  ///< one PAT in so many is analysed again, this one:
+constexpr unsigned kAnalysisPeriod = 128;  ///< in PATs: one of each period, at kAnalysisPlace, is analysed again
 constexpr unsigned kAnalysisPlace = 15;
 
 const StreamerList kNoStreams;

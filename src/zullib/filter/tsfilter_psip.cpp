@@ -23,7 +23,7 @@ constexpr unsigned kCutsPerLine = 512;
 
 constexpr bool AllSet(std::uint8_t byte, unsigned mask) { return (byte & mask) == mask; }
 
-/// What the MGT's table types mean for the rows of their PIDs (A/65, table 6.3). Types of no row are reserved.
+/// What the MGT's table types mean for the rows of their PIDs (A/65, table 6.3). Types without a row are reserved.
 struct TableTypes {
     std::uint16_t first, last;
     PidTypeEnum type;

@@ -94,7 +94,7 @@ void TsFilter::RouteInStep(const std::uint8_t* packet) {
     if (!mBlock) Forward(Bytes(packet, kPacketSize));
 }
 
-/// Hands bytes to the streams of the packet routed last. They must stay unchanged until the streams are flushed.
+/// Passes bytes to the streams of the packet routed last. They must stay unchanged until the streams are flushed.
 void TsFilter::Forward(Bytes bytes) {
     if (mpStreamerList == nullptr) {
         mDroppedBytes += static_cast<std::uint32_t>(bytes.size());

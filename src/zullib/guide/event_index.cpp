@@ -66,7 +66,7 @@ void EventIndex::Insert(const Span& span) {
     const auto block = BlockOf(span);
     std::vector<Span>& spans = block->spans;
     spans.insert(std::upper_bound(spans.begin(), spans.end(), span), span);
-    block->Summarize();  // first: the split may find no memory
+    block->Summarize();  // first, as the split may run out of memory
     if (spans.size() <= kBlockSize) return;
     const auto middle = spans.begin() + kBlockSize / 2;
     const auto upper = mByTime.insert(block + 1, Block(std::vector<Span>(middle, spans.end())));

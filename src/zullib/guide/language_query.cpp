@@ -49,7 +49,7 @@ std::optional<Language> FindLanguageNow(ProgrammeStore& store, Language::Languag
     return found;
 }
 
-/// Looks for a language of the programme being received, and waits for its PMT where it isn't there.
+/// Looks for a language of the programme being received, and waits for its PMT if the language isn't known yet.
 /// \param audioType  of audio; ignored for captions
 std::optional<Language> FindLanguage(ProgrammeStore& store, Language::LanguageModeEnum mode, const char* language,
                                      int audioType) {

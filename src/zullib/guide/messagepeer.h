@@ -8,10 +8,10 @@
 #include "core/udpcom.h"
 #include "platform/mutex.h"
 
-/// The first client that asked for messages; it stays the peer until it is taken away.
+/// The first client that asked for messages; it stays the peer until it is removed.
 class MessagePeer {
  public:
-    /// Makes the last client of `pUdp` the peer if there is none; null takes the peer away.
+    /// Makes the last client of `pUdp` the peer if there is none; null removes the peer.
     void Set(UdpServer* pUdp) EXCLUDES(mMutex);
 
     /// Sends a text as one datagram, if there is a peer.

@@ -22,9 +22,9 @@ class ProgrammeStore {
 
     // Current channel: its list is the one that the analysers fill
     int CurrentChannel() const { return mCurrentChannel.load(std::memory_order_relaxed); }
-    /// Makes a channel current. From channel 159 on its list is one that is always empty.
+    /// Makes a channel current. For channel 159 and above, its list is always empty.
     void SetCurrentChannel(int channel) EXCLUDES(mMutex);
-    /// Makes a channel current that is about to be tuned, and counts its programmes from 0.
+    /// Makes a channel current before it is tuned, and restarts the count of its programmes at 0.
     void BeginChannel(int channel) EXCLUDES(mMutex);
     /// \return programmes added since the last `BeginChannel`
     int ProgramsOnChannel() const { return mProgramsOnChannel.load(std::memory_order_relaxed); }
@@ -32,7 +32,7 @@ class ProgrammeStore {
     void SetStrength(int strength) { mCurrentStrength.store(strength, std::memory_order_relaxed); }
 
     // Filing, by the analysers
-    /// Adds a programme of the PAT to the current channel unless it is there. \return true
+    /// Adds a programme of the PAT to the current channel unless it is already present. \return true
     bool AddProgramToScanResults(std::uint16_t transportId, std::uint16_t programId) EXCLUDES(mMutex);
     /// Files one elementary stream of a PMT. \param scrambling  a PacketScrambleEnum \return true
     bool SetInfoForProgram(std::uint16_t transportId, std::uint16_t programId, std::uint8_t streamType, int scrambling)
@@ -57,8 +57,8 @@ class ProgrammeStore {
     bool SetExtendedText(std::uint16_t etmIdHi, std::uint16_t etmIdLo, const char* text, std::uint32_t length,
                          std::uint8_t unicode_mode) EXCLUDES(mMutex);
 
-    /// Changes of everything that filing an EIT or ETT depends on, counted: while the count stays, filing the same
-    /// section again changes nothing.
+    /// Counts the changes of everything that filing an EIT or ETT depends on: while the count is unchanged, filing the
+    /// same section again has no effect.
     std::uint32_t GuideChanges() const { return mGuideChanges.load(std::memory_order_relaxed); }
 
     // Removal
@@ -88,7 +88,7 @@ class ProgrammeStore {
     }
 
     /// Calls `visit(ScalProgramDesc&)` for the programmes of all channels, in order.
-    /// \return the store's generation: while it stays, no programme or event is removed
+    /// \return the store's generation: while it is unchanged, no programme or event is removed
     template <typename Visitor>
     std::uint32_t VisitAll(Visitor visit) EXCLUDES(mMutex) {
         const platform::MutexLock lock(mMutex);
@@ -98,7 +98,7 @@ class ProgrammeStore {
         return mGeneration;
     }
 
-    /// Calls `action()` if the store still is of this generation. \return whether it was called
+    /// Calls `action()` if the store still has this generation. \return whether it was called
     template <typename Action>
     bool IfStill(std::uint32_t generation, Action action) EXCLUDES(mMutex) {
         const platform::MutexLock lock(mMutex);

@@ -10,7 +10,7 @@ class Role {
 
     bool IsReceiver() const { return mType == 'R'; }
 
-    /// Reports a call that is meant for transmitters; the caller goes on in any role.
+    /// Reports a call that is meant for transmitters; the caller continues in any role.
     void RequireTransmitter() const {
         if (mType != 'T') PANIC("Bad type %c\n", mType);
     }

@@ -10,7 +10,7 @@
 #include "guide/tuner.h"
 
 /// Tunes every channel of the mode, measures it and, where the signal is usable, lets the filter fill the store. It
-/// runs on a thread of its own, which the first start creates; the command thread starts and stops it by flags.
+/// runs on its own thread, which the first start creates; the command thread starts and stops it with flags.
 class Scan {
  public:
     enum ScanStateEnum { eScanIdle = 0, eScanInProgress = 1, eScanDone = 2, eScanError = 3 };
@@ -21,12 +21,12 @@ class Scan {
 
     ScanStateEnum ScanState() const { return mScanState.load(std::memory_order_acquire); }
     int GetTotalChannelsFound() const;  ///< \return channels with a usable signal
-    /// Gives the scan the filter that it stops and starts, or takes it away with null.
+    /// Sets the filter that the scan stops and starts; null removes it.
     void SetScanFilter(ScanFilter* filter) { mpFilter.store(filter, std::memory_order_release); }
-    /// The next scan covers this channel alone; 0 and below is no request.
+    /// Limits the next scan to this channel; 0 and below set no limit.
     void ScanOneChannel(int channel);
     /// Starts or stops a scan and returns when the scan thread has reacted.
-    /// \return false when a scan was wanted and there is no scan thread
+    /// \return false when a scan was requested and there is no scan thread
     bool BlindScan(ScanTypeEnum type);
     /// One whole scan, on the scan thread. \return 0
     int DoScan();
@@ -45,7 +45,7 @@ class Scan {
     Tuner& mTuner;
     MessagePeer& mPeer;
     std::atomic<ScanFilter*> mpFilter{nullptr};
-    std::atomic<bool> mRunScan{false};      ///< a scan is wanted
+    std::atomic<bool> mRunScan{false};      ///< a scan is requested
     std::atomic<bool> mScanRunning{false};  ///< a scan is in its channel loop
     std::atomic<ScanStateEnum> mScanState{eScanIdle};
     std::atomic<int> mTotalChannelsFound{0};

@@ -56,7 +56,7 @@ class SList {
         return list_head != nullptr ? list_head->payload : nullptr;
     }
 
-    /// Advances a cursor. \return its payload; null at the end, and from then on
+    /// Advances a cursor. \return its payload; null at the end and after it
     T* next(int id) {
         if (iterator[id] != nullptr) iterator[id] = iterator[id]->next;
         return iterator[id] != nullptr ? iterator[id]->payload : nullptr;

@@ -20,7 +20,7 @@ class Tuner {
     bool StopTuner();   ///< Stops the tuner's video. \return true
     /// Tunes, waits 3 s and reads the signal. \return false when the mode has no such channel; nothing changes then
     bool TuneToChannel(int channelNo);
-    /// Reads the signal and files programmes with it from now on. \return strength, 0 to 5
+    /// Reads the signal strength, with which later programmes are filed. \return strength, 0 to 5
     int ReadStrength();
 
  private:

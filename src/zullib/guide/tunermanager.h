@@ -1,4 +1,4 @@
-/// The module's memory of the broadcast, its tuner and its scan, as filter and commands use them.
+/// What filter and commands use of the guide: the programme store, the tuner and the scan.
 #pragma once
 
 #include <cstddef>
@@ -13,8 +13,8 @@
 
 class UdpServer;
 
-/// The front of four parts, each with a lock or atomic state of its own: programme store, tuner, message peer and scan.
-/// The queries read the store and send to the peer; the other operations are those of one part, described there.
+/// Facade of four parts, each with its own lock or atomic state: programme store, tuner, message peer and scan.
+/// The queries read the store and send to the peer; every other operation belongs to one part and is described there.
 class TunerManager {
  public:
     using ScanStateEnum = Scan::ScanStateEnum;
@@ -46,8 +46,8 @@ class TunerManager {
     int GetAudioPid(const char* language, int audioType);
     void DumpEitInfo();       ///< Writes the whole guide to the log.
     void DumpLanguageInfo();  ///< Writes the languages of the current channel to the log.
-    /// Fixes the peer of progress messages and query replies, if there is none yet, to the last client of `pUdp`;
-    /// null takes the peer away.
+    /// Makes the last client of `pUdp` the peer of progress messages and query replies, if there is none yet;
+    /// null removes the peer.
     void SetTunerForwarding(UdpServer* pUdp) { mPeer.Set(pUdp); }
 
     // Programme store

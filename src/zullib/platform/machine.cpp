@@ -34,7 +34,7 @@ std::uint32_t Tick() {
 }
 
 void Shell(const char* line) {
-    if (std::system(line) == -1) return;  // the board's tool reports for itself
+    if (std::system(line) == -1) return;  // the board's tool reports its own failures
 }
 
 std::string DiskPath(const char* path) { return path; }

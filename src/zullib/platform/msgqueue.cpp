@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kEverybody = 0666;
 
-/// A message as the system calls want it: the type as the machine's `long`, then the text.
+/// A message as the system calls expect it: the type as the machine's `long`, then the text.
 struct NativeMessage {
     long type;
     char text[kMaxMessage];

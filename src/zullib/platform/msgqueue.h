@@ -7,7 +7,7 @@
 
 namespace platform {
 
-/// Largest text of one message here, in bytes.
+/// Largest supported text of a message, in bytes.
 constexpr std::size_t kMaxMessage = 2048;
 
 /// A System V message queue, by key. Queues outlive the process; nothing is closed.
@@ -21,7 +21,7 @@ class MsgQueue {
     /// \return false when it doesn't exist or can't be opened; `errno` has the reason
     bool Open(int key);
 
-    /// Sends one message; starts again after an interrupting signal.
+    /// Sends one message; retries after an interrupting signal.
     /// \param type   message type, above 0
     /// \param text   `size` bytes
     /// \param size   0 to kMaxMessage
@@ -29,8 +29,8 @@ class MsgQueue {
     /// \return false on failure, with `errno`
     bool Send(int type, const void* text, std::size_t size, int flags) const;
 
-    /// Receives one message; starts again after an interrupting signal. A longer text is cut without error.
-    /// \param type   message type wanted, 0 for any
+    /// Receives one message; retries after an interrupting signal. A longer text is cut without error.
+    /// \param type   requested message type, 0 for any
     /// \param text   takes at most `size` bytes
     /// \param size   0 to kMaxMessage
     /// \param flags  0 blocks until a message comes; IPC_NOWAIT fails instead

@@ -1,4 +1,4 @@
-/// A mutex that Clang's thread-safety analysis understands, and the words to annotate with.
+/// A mutex that Clang's thread-safety analysis understands, and the annotation macros.
 #pragma once
 
 #include <pthread.h>
@@ -35,7 +35,7 @@ class CAPABILITY("mutex") Mutex {
     void Lock() ACQUIRE() { pthread_mutex_lock(&mHandle); }
     void Unlock() RELEASE() { pthread_mutex_unlock(&mHandle); }
 
-    /// \return what initialisation gave: 0, or an error number
+    /// \return result of the initialisation: 0, or an error number
     int InitResult() const { return mInitResult; }
 
  private:

@@ -15,7 +15,7 @@ ThreadStart StartThread(void* (*body)(void*), void* arg) {
     pthread_attr_setschedpolicy(&attributes, SCHED_RR);
     const sched_param lowest{sched_get_priority_min(SCHED_RR)};
     pthread_attr_setschedparam(&attributes, &lowest);
-    // Without this the policy is ignored, here and below, and the thread inherits its maker's.
+    // Without this the policy is ignored, here and below, and the thread inherits its creator's.
     pthread_attr_setinheritsched(&attributes, PTHREAD_EXPLICIT_SCHED);
 
     pthread_t thread{};

@@ -23,7 +23,7 @@ constexpr std::size_t kMessageSize = 1024;
 constexpr std::size_t kMaxText = 1020;
 constexpr int kPolls = 5;
 constexpr std::int64_t kPollWait = 500 * platform::kMillisecond;
-constexpr int kMostStaleAnswers = 16384;  ///< what a queue can hold: a controller that floods doesn't hold us up
+constexpr int kMostStaleAnswers = 16384;  ///< capacity of a queue; bounds the loop when the controller floods it
 
 platform::MsgQueue msgqid;
 

@@ -15,7 +15,7 @@
 namespace {
 
 constexpr int kMaxParameters = 384;  ///< bytes after a command number
-constexpr int kSentBehind = 4;       ///< zero bytes more
+constexpr int kSentBehind = 4;       ///< trailing zero bytes
 constexpr int kMaxWords = 256;
 
 /// The record of one order, while it is filled. Fields are reached by their offsets, which the option table holds.
@@ -76,7 +76,7 @@ void OrderRecord::Take(const OptionWord& word, const char* text) {
     }
 }
 
-/// The record is zero-filled: what is left of a field terminates its text.
+/// The record is zero-filled: the rest of a field terminates its text.
 void OrderRecord::PutText(const OptionWord& word, const char* text, std::size_t room) {
     std::memcpy(Bytes() + word.offset, text, strnlen(text, room));
 }
@@ -130,7 +130,7 @@ int Main(int argc, char** argv) {
 
 void m710cmmd(char* arg) {
     static char name[] = "m7";  // in place of a program's name; matches no option
-    char* table[kMaxWords];     // of this call: a host may give orders while the command thread does
+    char* table[kMaxWords];     // per call: the host and the command thread may give orders concurrently
     std::printf("m710cmmd %s\n", arg);
     int argc = 0;
     table[argc++] = name;

@@ -16,13 +16,13 @@ constexpr std::int32_t kPictureSeconds = 15;
 constexpr std::int32_t kBuiltInSeconds = 10;  ///< of the built-in picture
 constexpr std::int32_t kChannel = 14, kSubChannel = 1;
 constexpr std::int32_t kRemountCount = 15;
-constexpr std::uint32_t kFirstTextDebug = 7;  ///< debug orders that take a text, up to and with:
+constexpr std::uint32_t kFirstTextDebug = 7;  ///< first and last debug order that takes a text
 constexpr std::uint32_t kLastTextDebug = 9;
 
 /// Offset of a field in the record of any order.
 #define FIELD(member) static_cast<std::uint16_t>(offsetof(sMSG_COMMON_FORMAT, member))
 
-/// An array of all elements of some arrays.
+/// Concatenates arrays.
 template <typename Element, std::size_t... Sizes>
 constexpr auto Join(const std::array<Element, Sizes>&... parts) {
     std::array<Element, (Sizes + ...)> all{};

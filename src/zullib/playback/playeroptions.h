@@ -24,7 +24,7 @@ constexpr Destination kDaemon = {1240, 20};  ///< the system daemon's
 
 /// How the word after an option is read. Numbers are decimal, 0x hexadecimal or leading-zero octal, unless stated.
 enum class Kind : std::uint8_t {
-    kUnread,        ///< must be there, and is all the same
+    kUnread,        ///< required but ignored
     kSigned,        ///< number
     kUnsigned,      ///< number
     kNotZero,       ///< unsigned number; 0 is replaced by the value of an absent word
@@ -54,20 +54,20 @@ struct FixedField {
     std::int32_t value;
 };
 
-/// What the scan does when a word that must be there isn't.
+/// What the scan does when a required word is missing.
 enum class Missing : std::uint8_t {
-    kDropLine,  ///< reads nothing more of the line
+    kDropLine,  ///< ignores the rest of the line
     kDropWord,  ///< continues after the word found instead
 };
 
 constexpr std::int32_t kNoOrder = -1;
-constexpr int kEndOfLine = -1;  ///< nothing more of the line is read
+constexpr int kEndOfLine = -1;  ///< the rest of the line is ignored
 
 struct PlayerOption;
 
 /// Fills the option's record from its words, and sends it.
-/// \param at  place of the option word
-/// \return index of the word where the scan continues: after the option's words when all were there, else after the
+/// \param at  index of the option word
+/// \return index of the word where the scan continues: after the option's words when all were present, else after the
 ///         word that ended them, whatever it was; or kEndOfLine
 int RunOrder(const PlayerOption& option, const Words& words, int at);
 
@@ -79,13 +79,13 @@ struct PlayerOption {
     std::string_view word;
     std::int32_t cmmdId = kNoOrder;
     int size = 0;      ///< bytes sent of the record, from its byte 4 on; a kName adds its length
-    int required = 0;  ///< leading words that must be there
+    int required = 0;  ///< required leading words
     std::span<const OptionWord> words{};
     std::span<const FixedField> fixed{};
     Print print = nullptr;  ///< line on standard output before the order is sent
     Missing missing = Missing::kDropLine;
     Run run = RunOrder;
-    bool oneMore = false;  ///< steps over one more word when all were there
+    bool oneMore = false;  ///< skips one more word when all were present
     Destination to = kPlayer;
 };
 

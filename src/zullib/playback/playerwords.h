@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-/// The words, the option words among them.
+/// All words, including the option words.
 struct Words {
     int count;
     char** word;
@@ -24,6 +24,6 @@ enum class Number {
     kHex,       ///< hexadecimal, with or without a prefix
 };
 
-/// Value of a word; it stops at the first bad character, and is held within 32 bits.
+/// Value of a word; parsing stops at the first invalid character, and the value is clamped to 32 bits.
 /// \return 0 for a word without digits
 std::int32_t ValueOf(const char* word, Number number);

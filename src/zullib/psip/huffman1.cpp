@@ -18,7 +18,7 @@ constexpr std::uint8_t Follow(Bytes table, unsigned before, unsigned node, unsig
     return table[Be16(table, 2u * before) + 2u * node + bit];
 }
 
-/// Walks every pair of every tree; not a constant expression when one leads out of the table.
+/// Walks every pair of every tree; not a constant expression when one points outside the table.
 constexpr bool EveryPathStaysInside(Bytes table) {
     for (unsigned before = 0; before < kCharacters; ++before) {
         std::array<bool, kCharacters> seen{};
@@ -72,14 +72,14 @@ constexpr Code atsc_tables[] = {{{}, nullptr}, {ATSC_C5, &kJumps5}, {ATSC_C7, &k
 class BitReader {
  public:
     explicit BitReader(Bytes bytes) : mRest(bytes) {}
-    /// Fetches at least 8 bits, if there are as many. \return true when `count` bits, 1 to 8, are there
+    /// Fetches at least 8 bits, if that many are left. \return true when `count` bits, 1 to 8, are available
     bool Has(unsigned count) {
         if (mCount < 8) Refill();
         return mCount >= count;
     }
     /// \return the next 1 to 8 bits without consuming them; zeros after the end
     unsigned Peek(unsigned count) const { return mWindow >> (32 - count); }
-    /// REQUIRES: `count` bits are there.
+    /// REQUIRES: `count` bits are available.
     void Skip(unsigned count) {
         mWindow <<= count;
         mCount -= count;

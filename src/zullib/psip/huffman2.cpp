@@ -55,7 +55,7 @@ constexpr Scheme kScheme255{Table255, Huff2Lookup256, 2, 13};
 constexpr std::size_t kTailBits = 3;  ///< bits at the end that are not decoded
 constexpr std::size_t kBufferSize = 1024;
 
-/// \return a bit of the text. REQUIRES: it is there.
+/// \return a bit of the text. REQUIRES: the text has that bit.
 unsigned BitAt(Bytes bytes, std::size_t at) { return bytes[at / 8] >> (7 - at % 8) & 1u; }
 
 /// \return the complete code that begins at a bit, or null

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr int kReserve = 16;               ///< bytes of the buffer that a section may not use
-constexpr std::uint32_t kCrcFailures = 5;  ///< after so many, with no good section, a table's CRC may be ignored
+constexpr std::uint32_t kCrcFailures = 5;  ///< after this many without a good section, a table's CRC may be ignored
 constexpr std::uint32_t kRepeatsPerLine = 1024;
 constexpr std::uint8_t kReservedBits = 0xC0;
 
@@ -63,7 +63,7 @@ Bytes PsipSection::CollectPsipSection(const Piece& piece) {
     return mRemainingSectionLen == 0 ? Complete(piece) : Bytes{};
 }
 
-/// A start while a section is in progress: with the continuity in step its bytes continue that section.
+/// A start while a section is in progress: with the expected continuity counter its bytes continue that section.
 /// \return false when the section is abandoned
 bool PsipSection::StartDuringSection(const Piece& piece) {
     const auto table = static_cast<unsigned>(mTableId);
@@ -99,7 +99,7 @@ bool PsipSection::Begin(Bytes data) {
     return true;
 }
 
-/// Checks a section whose bytes are all there. \return the section, or nothing when it is dropped
+/// Checks a complete section. \return the section, or nothing when it is dropped
 Bytes PsipSection::Complete(const Piece& piece) {
     if (mTotalSectionLen < static_cast<int>(kCrcSize)) {
         PANIC("Zero length section !!!\n");

@@ -1,4 +1,4 @@
-/// What the module has to know of an elementary stream: its kind, and whether its packets are scrambled.
+/// Elementary streams: whether video or audio, and whether scrambled.
 #pragma once
 
 #include <cstdint>

@@ -56,7 +56,7 @@ PsipSection::Piece TableCollector::CountPiece(std::uint16_t pid, Bytes data, boo
     return {pid, data, startOfSection, inStep, continuity & 0x0F, mContinuity.Expected()};
 }
 
-/// Hands the start of a section to its object; one that can't be assigned yet is kept.
+/// Passes the start of a section to its object; one that can't be assigned yet is kept.
 Bytes TableCollector::StartSection(const PsipSection::Piece& piece) {
     if (piece.data.size() < PsipSection::kHead) {
         KeepHead(piece.pid, piece.data);

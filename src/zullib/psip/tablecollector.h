@@ -14,7 +14,7 @@ class Statistics;
 /// Continuity counters last seen, one for each PID, shared by all sections and tables of the PID.
 class Continuity {
  public:
-    /// Counts a packet, and follows the stream where it jumped.
+    /// Counts a packet, and resynchronises after a jump of the counter.
     /// \param pid         0 to 0x1FFF
     /// \param continuity  counter in the low nibble; a high nibble of 0xF: the packet was counted before
     /// \return true when the packet is the expected one
@@ -47,7 +47,7 @@ class PsipSection {
     struct Piece {
         std::uint16_t pid;
         Bytes data;      ///< to the end of the transport packet
-        bool start;      ///< it begins with a table_id, and kHead bytes are there
+        bool start;      ///< it begins with a table_id, and kHead bytes are present
         bool inStep;     ///< the packet's continuity counter was the expected one
         int continuity;  ///< the counter, for the log
         int expected;    ///< the value that was expected, for the log

@@ -21,7 +21,7 @@ struct ApplyChoice {
     bool dryRun = false, keep = false, pause = false, resume = false, force = false;
 };
 
-/// Does something for all boards at once, and shows what `words` says meanwhile.
+/// Calls `act` for all boards in parallel, with `words` as the progress text.
 template <typename Do, typename Words>
 void ForAll(Session& session, std::vector<BoardWork>& boards, Do act, Words words) {
     std::vector<std::future<void>> pending;
@@ -98,7 +98,7 @@ void RunApply(Session& session, const ApplyChoice& choice) {
     ForAll(
         session, boards, [&](BoardWork& work) { Compare(session, work); }, [] { return "comparing..."; });
     if (!choice.force) RefuseTakenGroups(session, boards);
-    // A plan that can't be is no reason to change half of it.
+    // An impossible plan isn't half carried out.
     for (const BoardWork& work : boards) {
         if (work.failure && (work.failure->code == kUsage || boards.size() == 1)) throw *work.failure;
     }

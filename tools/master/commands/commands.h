@@ -29,7 +29,7 @@ void AddResolutionCommand(CLI::App& app, Session& session);
 void AddScaleCommand(CLI::App& app, Session& session);
 void AddScanCommand(CLI::App& app, Session& session);
 void AddStatusCommand(CLI::App& app, Session& session);
-void AddServeCommand(CLI::App& app, Session& session);  ///< built where the service's libraries are
+void AddServeCommand(CLI::App& app, Session& session);  ///< built where the service's libraries are installed
 void AddSerialCommand(CLI::App& app, Session& session);
 void AddStreamCommand(CLI::App& app, Session& session);
 void AddUpgradeCommand(CLI::App& app, Session& session);

@@ -1,4 +1,4 @@
-// zulctl completion: scripts for shells, and the words that they ask for.
+// zulctl completion: scripts for shells, and the words that they query.
 #include <memory>
 
 #include "commands/commands.h"

@@ -1,4 +1,4 @@
-// zulctl discover: which boards there are.
+// zulctl discover: lists the boards on the network.
 #include <fmt/format.h>
 
 #include <memory>

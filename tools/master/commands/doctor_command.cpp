@@ -1,4 +1,4 @@
-// zulctl doctor: why boards aren't heard, streams die or answers stay out.
+// zulctl doctor: why boards aren't found, streams stop or replies are missing.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -24,7 +24,7 @@ struct DoctorChoice {
 constexpr int kAskings = 3;
 constexpr auto kReplyPatience = 1500ms;
 
-/// Named boards, those asked for and those heard; each once.
+/// Named, requested and heard boards; each once.
 std::vector<BoardHealth> FindBoards(Session& session) {
     std::map<Endpoint, BoardHealth> boards;
     std::vector<std::string> wanted = session.Chosen();
@@ -106,7 +106,7 @@ Json JsonOf(const std::vector<Diagnosis>& findings, const std::vector<BoardHealt
     return {{"healthy", healthy}, {"findings", list}, {"boards", health}};
 }
 
-/// What is wrong with what receivers play, the first fault of each.
+/// The first fault of what each receiver plays.
 std::vector<Diagnosis> ExamineScreens(Session& session, const std::vector<BoardHealth>& boards,
                                       std::chrono::milliseconds howLong) {
     std::vector<Target> receivers, transmitters;
@@ -141,7 +141,7 @@ std::vector<Diagnosis> ExamineScreens(Session& session, const std::vector<BoardH
     return findings;
 }
 
-/// The answer to a script: who is silent counts before what else is wrong.
+/// The exit code: silent boards take precedence over other faults.
 void Conclude(const std::vector<Diagnosis>& findings, const std::vector<BoardHealth>& boards) {
     const auto silent = static_cast<std::size_t>(
         std::count_if(boards.begin(), boards.end(), [](const BoardHealth& board) { return !board.silence.empty(); }));
@@ -165,7 +165,7 @@ void RunDoctor(Session& session, const DoctorChoice& choice) {
     CatchInterrupts();
     std::vector<Diagnosis> findings = ExamineMachine(group, session.InterfaceIndex(), session.Options().localPort);
 
-    const QuerierSearch search(group, session.InterfaceIndex());  // listens all the while
+    const QuerierSearch search(group, session.InterfaceIndex());  // listens in the background
     std::vector<BoardHealth> boards = FindBoards(session);
     session.out.Progress(fmt::format("asking {} board{}...", boards.size(), boards.size() == 1 ? "" : "s"));
     std::vector<std::future<void>> pending;

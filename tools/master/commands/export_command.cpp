@@ -46,7 +46,7 @@ BoardLineup FetchLineup(const Session& session, const Target& target, std::optio
         if (!span) return board;
         Ear ear(target.at.address, session.Options(), Clock::now() + std::chrono::seconds(5));
         for (LineupEntry& entry : board.lineup) {
-            // A board knows the guide of the channel that its tuner is on, and of no other.
+            // A board has the guide of the tuned channel only.
             if (entry.channel.tunerChannel == scan->channel)
                 entry.events = FetchListing(client, entry.channel.id, *span, &ear);
         }
@@ -56,7 +56,7 @@ BoardLineup FetchLineup(const Session& session, const Target& target, std::optio
     }
 }
 
-/// Replaces a file in one step, so that whoever reads it never sees half of one.
+/// Replaces a file atomically: no reader sees a partial one.
 void WriteFile(const std::string& path, const std::string& text) {
     const std::string part = fmt::format("{}.{}", path, getpid());
     std::ofstream file(part, std::ios::binary);

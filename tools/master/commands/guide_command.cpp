@@ -28,7 +28,7 @@ struct ChannelGuide {
     std::vector<GuideEvent> events;
 };
 
-/// The channels asked for, or all that share the channel the tuner is on.
+/// The requested channels, or all on the tuned channel.
 std::vector<Channel> Wanted(Session& session, Client& client, const GuideChoice& choice) {
     const auto all = FetchChannels(client);
     const auto scan = ParseScanState(client.Ask("SCA?"));

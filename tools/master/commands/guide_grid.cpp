@@ -16,7 +16,7 @@ constexpr std::size_t kLongestName = 16;
 constexpr std::size_t kLeastPlot = 20;
 constexpr std::chrono::minutes kTick{30};
 
-/// Where minutes lie on the line.
+/// Maps times to columns.
 struct Scale {
     Minutes start;
     std::chrono::minutes span;

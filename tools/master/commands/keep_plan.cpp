@@ -1,4 +1,4 @@
-// apply --keep: a plan that is kept.
+// apply --keep: restores a plan continuously.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -22,7 +22,7 @@ std::string PauseFile(const std::string& plan) { return plan + ".paused"; }
 
 /// What is remembered of a board between rounds.
 struct Memory {
-    std::string trouble;              ///< the last one that was reported
+    std::string trouble;              ///< last reported
     std::chrono::seconds backOff{0};  ///< after orders that had no effect
     Clock::time_point next{};
 };
@@ -52,7 +52,7 @@ void Report(Session& session, const BoardWork& work, const PlanStep* step, const
     std::fflush(stdout);
 }
 
-/// One board of one round. What stays the same is reported once.
+/// One board of one round. An unchanged state is reported once.
 void Keep(Session& session, std::vector<BoardWork>& boards, BoardWork& work, Memory& memory, bool force) {
     for (BoardWork& board : boards) board.steps.clear(), board.failure.reset(), board.done = 0;
     Compare(session, work);
@@ -75,7 +75,7 @@ void Keep(Session& session, std::vector<BoardWork>& boards, BoardWork& work, Mem
     std::erase_if(kind, [](char c) { return c >= '0' && c <= '9'; });
     if ((differs && trouble.empty()) || kind != memory.trouble) Report(session, work, nullptr, trouble);
     memory.trouble = kind;
-    // A board that is away or busy is asked again in the next round; one that can't be as planned is given time.
+    // A board that is silent or busy is retried in the next round; one that can't follow the plan is retried later.
     const bool refuses = work.failure && work.failure->code != kNoAnswer && differs;
     memory.backOff =
         refuses ? std::clamp<std::chrono::seconds>(memory.backOff * 2, kFirstBackOff, kLongestBackOff) : 0s;

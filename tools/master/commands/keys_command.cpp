@@ -1,4 +1,4 @@
-// zulctl keys: the remote control of a receiver, as it is pressed.
+// zulctl keys: shows the keys of a receiver's remote control as they are pressed.
 #include <fmt/format.h>
 
 #include <memory>

@@ -1,4 +1,4 @@
-// zulctl languages: audio languages and captions of the programmes a board has before it.
+// zulctl languages: audio languages and captions of the programmes on a board's current channel.
 #include <fmt/format.h>
 
 #include <map>

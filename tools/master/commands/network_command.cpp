@@ -19,7 +19,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kAddressPatience = 90s, kRestartPatience = 180s;
-constexpr auto kCommitTime = 4s;  // in which a change that fails says so
+constexpr auto kCommitTime = 4s;  // within which a failed change is reported
 
 void Show(Session& session) {
     const Target target = session.OneBoard(std::nullopt);
@@ -60,7 +60,7 @@ void Report(Session& session, const char* schema, Json body, const Target& targe
                      [&] { return fmt::format("{} {} at {}\n", Escaped(target.name), done, EndpointText(board->at)); });
 }
 
-/// \param address  where the board will be; nothing: where DHCP puts it
+/// \param address  the board's new address; nothing: assigned by DHCP
 void Change(Session& session, const std::string& request, std::optional<std::uint32_t> address) {
     const Target target = session.OneBoard(std::nullopt);
     Client client = session.Connect(target);
@@ -76,7 +76,7 @@ void Change(Session& session, const std::string& request, std::optional<std::uin
     if (answers.starts_with("OK\r\nKO"))
         throw Failure(kRefused, target.name + " has stored the addresses, but can't put them to use");
     if (IsKo(answers)) throw Failure(kRefused, target.name + " refuses the addresses");
-    // A board may speak from its old address for a while.
+    // A board may send from its old address for a while.
     Report(session, "zulctl.network_change/1", {{"board", target.name}}, target,
            Await(session, {mac, address}, true, kAddressPatience), "is now");
 }
@@ -91,7 +91,7 @@ void Reset(Session& session, bool wait) {
         return session.out.Emit("zulctl.reset/1", {{"board", target.name}, {"waited", false}},
                                 [&] { return Escaped(target.name) + " restarts\n"; });
     }
-    // The request has quieted the board's beacon: the next one is that of its start.
+    // The request silenced the board's beacon: the next one is sent at start-up.
     Report(session, "zulctl.reset/1", {{"board", target.name}, {"waited", true}}, target,
            Await(session, {mac, std::nullopt}, false, kRestartPatience), "has restarted");
     if (streams) RestoreStreams(session, *streams);

@@ -1,4 +1,4 @@
-// Commands that are one request and its OK.
+// Commands that consist of one request, answered by OK.
 #include "commands/order.h"
 
 #include <fmt/format.h>

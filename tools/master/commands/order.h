@@ -1,4 +1,4 @@
-/// Commands that are one request and its OK.
+/// Commands that consist of one request, answered by OK.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace zulctl {
 
-/// Refuses during an upgrade, sends the request, throws Failure unless the board says OK, and prints what was done.
+/// Refuses during an upgrade, sends the request, throws Failure unless the board replies OK, and prints what was done.
 void RunOrder(Session& session, std::optional<Role> role, const std::string& request, const std::string& what,
               const std::string& done);
 

@@ -1,4 +1,4 @@
-// From plan to orders.
+// Derives orders from a plan, and carries them out.
 #include "commands/plan_work.h"
 
 #include <fmt/format.h>
@@ -92,7 +92,7 @@ void Execute(const Session& session, BoardWork& work, std::atomic<std::size_t>& 
             ++work.done, ++progress;
         }
         if (work.done == 0) return;
-        // A board says OK to a programme that isn't in the broadcast too.
+        // A board also replies OK for a programme that isn't in the broadcast.
         for (const PlanStep& step : FindSteps(client, work.plan)) {
             if (step.kind == PlanStep::Kind::kKeep) continue;
             throw Failure(kRefused,
@@ -136,7 +136,7 @@ void RestoreStreams(Session& session, BoardWork& noted) {
         noted.failure.reset();
         Compare(session, noted);
     }
-    // What it sends beside these was started since, or is what the board remembers.
+    // Other streams were started since, or restored by the board itself.
     std::erase_if(noted.steps, [](const PlanStep& step) { return step.kind == PlanStep::Kind::kStop && step.slot; });
     std::atomic<std::size_t> progress = 0;
     if (!noted.failure && noted.Changes() > 0) {

@@ -1,4 +1,4 @@
-/// What a plan takes on boards: the difference to what runs, and the orders that mend it.
+/// Applies a plan to boards: compares it with the running streams, and sends the orders that establish it.
 #pragma once
 
 #include <atomic>
@@ -11,12 +11,12 @@
 
 namespace zulctl {
 
-/// A board on its way to the plan.
+/// A board that is being brought to the plan.
 struct BoardWork {
     Target target;
     PlannedBoard plan;
     std::vector<PlanStep> steps{};
-    std::size_t done = 0;  ///< steps that send something and were obeyed
+    std::size_t done = 0;  ///< steps that sent a request and were accepted
     std::optional<Failure> failure{};
 
     std::size_t Changes() const;
@@ -27,20 +27,21 @@ std::vector<BoardWork> BoardsOf(Session& session, const std::vector<PlannedBoard
 
 /// Finds the steps of one board, or its failure.
 void Compare(const Session& session, BoardWork& work);
-/// Makes a start to a group that another than these boards sends to a failure.
+/// Fails boards that would start a stream to a group that any other board sends to.
 void RefuseTakenGroups(Session& session, std::vector<BoardWork>& boards);
-/// Orders the steps, and looks whether they had their effect.
+/// Carries out the steps, and checks their effect.
 void Execute(const Session& session, BoardWork& work, std::atomic<std::size_t>& progress);
 
-/// Notes what a transmitter sends before its restart, which brings back the last stream alone. With `wait` false that
-/// is said. \return nothing where there is nothing to bring back
+/// Records what a transmitter sends before its restart, which restores only the last stream; with `wait` false only
+/// warns of that.
+/// \return nothing when there is nothing to restore
 std::optional<BoardWork> NoteStreams(Session& session, const Target& target, bool wait);
-/// Starts what was noted and isn't there. Throws Failure where that can't be
+/// Starts the recorded streams that are missing. Throws Failure when one can't be started.
 void RestoreStreams(Session& session, BoardWork& noted);
 
 /// Compares and executes until an interrupt, one board at a time.
 void KeepPlan(Session& session, const std::string& plan, bool force);
-/// Lets all that keep a plan pause, or go on: by a file beside the plan.
+/// Pauses or resumes all processes that keep a plan, by a file next to the plan.
 void PausePlan(Session& session, const std::string& plan, bool pause);
 
 }  // namespace zulctl

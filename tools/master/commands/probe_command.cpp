@@ -40,7 +40,7 @@ std::vector<Cell> TableRow(const std::string& name, const TableReport& table) {
             Cell(std::to_string(table.crcErrors), table.crcErrors == 0 ? Style::kPlain : Style::kBad)};
 }
 
-/// A guide has dozens of PIDs that carry next to nothing.
+/// A guide has dozens of PIDs that carry almost no data.
 constexpr unsigned kMostMinorPids = 4;
 bool IsMinor(const StreamReport& report, std::uint16_t pid, const PidReport& item) {
     return item.packets * 200 < report.packets && item.continuityErrors + item.damaged == 0 &&

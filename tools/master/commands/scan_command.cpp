@@ -1,4 +1,4 @@
-// zulctl scan: walks the tuner over its channels and follows it step by step.
+// zulctl scan: scans the tuner's channels and follows the progress.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -29,8 +29,8 @@ struct ScanChoice {
 
 const std::map<std::string, int> kModes = {{"atsc", 0}, {"qam64", 1}, {"qam256", 2}};
 
-constexpr auto kChannelPoll = 1500ms;  // between questions for the channel in progress
-constexpr auto kLongestSilence = 20s;  // of a board that answers nothing at all
+constexpr auto kChannelPoll = 1500ms;  // between polls of the channel in progress
+constexpr auto kLongestSilence = 20s;  // of a board that answers nothing
 constexpr auto kLongestStop = 20s;     // a stop waits for the channel in progress
 
 struct Range {
@@ -98,7 +98,7 @@ class Follower {
             const auto status = ParseTransmitterStatus(mClient.Ask("STATUS"));
             return status ? status->signal * 100 / 255 : 0;
         } catch (const Failure&) {
-            return 0;  // an ornament, or the interrupt that the loop will see
+            return 0;  // not essential, or an interrupt, which the loop will notice
         }
     }
 
@@ -145,7 +145,7 @@ class Follower {
     Clock::time_point mStopBy{};
 };
 
-/// Starts a scan; where its messages go to another peer, the scan is followed by questions alone.
+/// Starts a scan; where its messages go to another peer, the scan is followed by polling alone.
 void Start(Session& session, Client& client, Ear& ear, const ScanChoice& choice) {
     try {
         if (choice.only) return client.Order(fmt::format("Tuner://{:x}", *choice.only), "the tune");
@@ -157,7 +157,7 @@ void Start(Session& session, Client& client, Ear& ear, const ScanChoice& choice)
         }
     } catch (const Failure& failure) {
         if (failure.code != kNoAnswer) throw;
-        if (Interrupted()) return;  // the board may have begun: who follows it stops it
+        if (Interrupted()) return;  // the board may have started; the scan is stopped where it is followed
         const auto state = ParseScanState(client.Ask("SCA?"));
         if (!state || state->state != ScanState::State::kRunning) throw;
         session.out.Warning(
@@ -165,7 +165,7 @@ void Start(Session& session, Client& client, Ear& ear, const ScanChoice& choice)
     }
 }
 
-/// The answer goes to who started the scan, so the board is asked until the scan has ended.
+/// The reply goes to the peer that started the scan, so the board is polled until the scan has ended.
 void StopScan(Session& session, Client& client) {
     client.Tell("BLIND99");
     const auto stopBy = Clock::now() + kLongestStop;

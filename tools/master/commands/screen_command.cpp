@@ -1,4 +1,4 @@
-// zulctl page, scale, resolution, captions, language: what a receiver's screen and sound are like.
+// zulctl page, scale, resolution, captions, language: a receiver's screen and sound settings.
 #include <fmt/format.h>
 
 #include <memory>

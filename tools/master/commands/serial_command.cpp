@@ -25,7 +25,7 @@ struct SerialChoice {
 constexpr char kLeave = 0x1D;                            // Ctrl-], as in telnet
 constexpr std::size_t kMostBytes = kLargestRequest - 4;  // after "UART"
 
-/// A terminal that passes every key at once and unchanged, until it goes.
+/// Puts the terminal into raw mode for the life of the object.
 class RawTerminal {
  public:
     RawTerminal() : mIsTerminal(tcgetattr(STDIN_FILENO, &mBefore) == 0) {
@@ -62,7 +62,7 @@ bool PassInput(Monitor& monitor, const RawTerminal& terminal) {
     return wanted.size() == input.size();
 }
 
-/// The port's bytes go to standard output: to a file as they are; to a terminal, which they might command, escaped but
+/// The port's bytes go to standard output: unchanged to a file; to a terminal, which they could control, escaped except
 /// for line ends and tabs.
 void PassOutput(Monitor& monitor) {
     const bool escape = isatty(STDOUT_FILENO) != 0;
@@ -93,7 +93,7 @@ void RunSerial(Session& session, const SerialChoice& choice) {
         pollfd polled[] = {{monitor.Socket().Descriptor(), POLLIN, 0}, {input ? STDIN_FILENO : -1, POLLIN, 0}};
         if (poll(polled, 2, 100) > 0 && (polled[1].revents & (POLLIN | POLLHUP)) != 0) {
             input = PassInput(monitor, terminal);
-            // The end of a pipe isn't the end of what the port has to say, where a time was given for that.
+            // With a time limit, keep reading the port after the end of a pipe.
             if (!input && (terminal.IsTerminal() || !limit)) break;
         }
         PassOutput(monitor);

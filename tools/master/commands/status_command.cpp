@@ -1,4 +1,4 @@
-// zulctl status: what boards do, several at once.
+// zulctl status: state of boards, queried in parallel.
 #include <fmt/format.h>
 
 #include <future>
@@ -11,7 +11,7 @@ namespace zulctl {
 
 namespace {
 
-/// What came of asking one board.
+/// The result of querying one board.
 struct Answer {
     Target target;
     std::optional<TransmitterStatus> transmitter;

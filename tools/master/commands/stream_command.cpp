@@ -55,7 +55,7 @@ void RunStop(Session& session, const StopChoice& choice) {
     const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
     if (!status) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
     std::vector<StreamStatus> ended = status->streams;
-    std::erase_if(ended, [&](const StreamStatus& stream) {  // one that is named, or the only one, needs no question
+    std::erase_if(ended, [&](const StreamStatus& stream) {  // a named or only stream needs no confirmation
         return !stream.active || (choice.slot && (stream.id == *choice.slot || stream.id != 0));
     });
     if (choice.slot || ended.size() > 1) ConfirmEnds(session, ended, choice.yes);

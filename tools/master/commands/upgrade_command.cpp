@@ -1,4 +1,4 @@
-// zulctl upgrade: a firmware image onto a board.
+// zulctl upgrade: sends a firmware image to a board.
 #include <fmt/format.h>
 
 #include <memory>

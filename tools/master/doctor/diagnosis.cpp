@@ -16,11 +16,11 @@ namespace {
 
 using Level = Diagnosis::Level;
 
-constexpr double kSlowReply = 0.25;                  // seconds for a version, which takes a board no work
+constexpr double kSlowReply = 0.25;                  // seconds; a version request needs no work from the board
 constexpr std::chrono::seconds kQueryInterval{125};  // RFC 2236, 8.2
 constexpr std::uint32_t kWantedBuffer = 4 << 20;
 
-/// \return interfaces that lead somewhere
+/// \return interfaces other than loopback
 std::ptrdiff_t InterfaceCount() {
     const auto all = Interfaces();
     return std::count_if(all.begin(), all.end(), [](const Interface& item) { return !item.loopback; });
@@ -81,7 +81,7 @@ Diagnosis ExamineRoute(std::uint32_t group, int chosen) {
             ""};
 }
 
-/// The reverse path filter in its strict form drops streams whose source isn't routed by the interface they come in on.
+/// The strict reverse path filter drops streams whose source isn't routed through the receiving interface.
 std::optional<Diagnosis> ExamineFilter(const std::string& interfaceName) {
     const auto value = [](const std::string& name) {
         const std::string text = SystemText("/proc/sys/net/ipv4/conf/" + name + "/rp_filter");
@@ -233,7 +233,7 @@ std::vector<Diagnosis> ExamineBoards(const std::vector<BoardHealth>& boards, boo
                             "discover --broadcast\" where multicast doesn't pass."});
     }
     for (const BoardHealth& board : boards) {
-        // Of a board that is silent all round, one finding is enough.
+        // One finding is enough for a completely silent board.
         if (board.beaconTtl || board.silence.empty()) findings.push_back(ExamineBeacon(board));
         findings.push_back(ExamineReplies(board));
         if (!board.silence.empty()) continue;

@@ -1,4 +1,4 @@
-/// Findings about a network and its boards, in plain words, each with what to do.
+/// Findings about a network and its boards, each with advice.
 #pragma once
 
 #include <functional>
@@ -19,18 +19,18 @@ struct Diagnosis {
     std::string check;  ///< one word, such as "querier"
     Level level = Level::kGood;
     std::string finding;  ///< escaped
-    std::string advice;   ///< empty where nothing is to be done
+    std::string advice;   ///< empty when there is nothing to do
 };
 
-/// Which interfaces joins and sends take, routes and filters in the way, the local port, the receive buffer.
+/// Interfaces used by joins and sends, interfering routes and filters, the local port, the receive buffer.
 /// \param chosen  index of --interface, or 0
 std::vector<Diagnosis> ExamineMachine(std::uint32_t group, int chosen, std::uint16_t localPort);
 
-/// What was heard of queriers. \param listened  for how long
+/// Finding on the queriers heard. \param listened  for how long
 Diagnosis ExamineQuerier(bool mayListen, const std::optional<std::uint32_t>& querier, const std::string& interfaceName,
                          std::chrono::seconds listened);
 
-/// Listens for a querier on the interface that a join of a group takes, from its construction on.
+/// Listens, from construction on, for a querier on the interface that a join of a group uses.
 class QuerierSearch {
  public:
     QuerierSearch(std::uint32_t group, int interfaceIndex);
@@ -38,8 +38,8 @@ class QuerierSearch {
     bool MayListen() const { return mEar != nullptr; }
 
     /// Waits until one is heard or the time since the start is up.
-    /// \param progress  called about once a second with what is left
-    /// \return the finding; nothing where no interface takes a join
+    /// \param progress  called about once a second with the time left
+    /// \return the finding; nothing when no interface can join
     std::optional<Diagnosis> Finish(std::chrono::milliseconds howLong,
                                     const std::function<void(std::chrono::seconds left)>& progress) const;
 
@@ -49,22 +49,22 @@ class QuerierSearch {
     std::unique_ptr<QuerierEar> mEar;
 };
 
-/// What a board is like from here.
+/// A board as observed from this machine.
 struct BoardHealth {
     std::string name;
     Endpoint at;
-    std::optional<int> beaconTtl;  ///< of its beacon, when that was heard
+    std::optional<int> beaconTtl;  ///< of its beacon, if heard
     std::vector<double> replies;   ///< seconds, one for each answer
     std::string silence;           ///< why it doesn't answer; empty when it does
     std::string messages;          ///< why scan, guide and language messages don't come; empty when they do
 };
-inline constexpr int kBoardTtl = 4;  ///< of all that a board sends to groups
+inline constexpr int kBoardTtl = 4;  ///< TTL of a board's multicast
 
 std::vector<Diagnosis> ExamineBoards(const std::vector<BoardHealth>& boards, bool askedForNone);
 
 /// \return one finding as JSON, as in zulctl.doctor/1
 Json JsonOf(const Diagnosis& finding);
-/// The findings one below the other, wrapped at `width`.
+/// The findings as a list, wrapped at `width`.
 std::string Findings(const std::vector<Diagnosis>& findings, std::size_t width, bool colour);
 
 }  // namespace zulctl

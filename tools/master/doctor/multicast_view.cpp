@@ -107,7 +107,7 @@ std::unique_ptr<QuerierEar> QuerierEar::Open(int interfaceIndex) {
     const int fd = socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (fd < 0) return nullptr;
     std::unique_ptr<QuerierEar> ear(new QuerierEar(fd, interfaceIndex));
-    // Streams pass by here too: the kernel keeps all but IGMP back. Byte 9 of the IP header is the protocol.
+    // Let the kernel drop all but IGMP, as streams pass here too. Byte 9 of the IP header is the protocol.
     sock_filter steps[] = {BPF_STMT(BPF_LD | BPF_B | BPF_ABS, 9),
                            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, IPPROTO_IGMP, 0, 1), BPF_STMT(BPF_RET | BPF_K, 0xFFFF),
                            BPF_STMT(BPF_RET | BPF_K, 0)};
@@ -121,7 +121,7 @@ std::unique_ptr<QuerierEar> QuerierEar::Open(int interfaceIndex) {
     packet_mreq all{};
     all.mr_ifindex = interfaceIndex;
     all.mr_type = PACKET_MR_ALLMULTI;
-    setsockopt(fd, SOL_PACKET, PACKET_ADD_MEMBERSHIP, &all, sizeof all);  // a help, for queries to the group we left
+    setsockopt(fd, SOL_PACKET, PACKET_ADD_MEMBERSHIP, &all, sizeof all);  // optional: queries to the group we left
     return ear;
 }
 
@@ -130,7 +130,7 @@ QuerierEar::~QuerierEar() { close(mFd); }
 void QuerierEar::Provoke() const {
     UdpSocket member;
     if (!member.Join(kScratchGroup, mIndex)) return;
-    // A querier can't miss a member that it hasn't heard of yet.
+    // A querier asks only about members that it has already heard of.
     SleepUntil(Clock::now() + std::chrono::milliseconds(200));
 }
 

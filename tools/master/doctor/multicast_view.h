@@ -1,4 +1,4 @@
-/// What this machine does with multicast: routes, memberships, and whether somebody asks for these.
+/// Multicast state of this machine: routes, memberships, and IGMP queriers.
 #pragma once
 
 #include <memory>
@@ -23,13 +23,13 @@ std::optional<RouteRow> RouteFor(std::string_view table, std::uint32_t address);
 /// A row of /proc/net/igmp.
 struct Membership {
     std::string interfaceName;
-    int querierVersion = 0;  ///< 1 or 2 only where such a querier was heard; 3 says nothing
+    int querierVersion = 0;  ///< 1 or 2 only where such a querier was heard; 3 is inconclusive
     std::uint32_t group = 0;
     int users = 0;
 };
 std::vector<Membership> ParseMemberships(std::string_view table);
 
-/// \return name of the interface that a join takes, as seen in the system's table; nothing where the join fails
+/// \return name of the interface that a join uses, from the system's table; nothing when the join fails
 std::optional<std::string> InterfaceOfJoin(std::uint32_t group, int interfaceIndex);
 /// \return address from which the system sends to a group; nothing where there is no route
 std::optional<std::uint32_t> SourceTowards(std::uint32_t group, int interfaceIndex);
@@ -47,7 +47,7 @@ class QuerierEar {
     QuerierEar(const QuerierEar&) = delete;
     QuerierEar& operator=(const QuerierEar&) = delete;
 
-    /// Joins a group of no use and leaves it, upon which a querier asks whether others are left (RFC 2236, 3).
+    /// Joins an unused group and leaves it, upon which a querier asks for remaining members (RFC 2236, 3).
     void Provoke() const;
     /// \return the querier's address, or nothing at the deadline or after an interrupt
     std::optional<std::uint32_t> Wait(Clock::time_point deadline) const;

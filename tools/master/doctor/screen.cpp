@@ -1,4 +1,4 @@
-// From a receiver to who sends what it plays.
+// Follows a stream from its receiver to its sender.
 #include "doctor/screen.h"
 
 #include <fmt/format.h>
@@ -47,7 +47,7 @@ Diagnosis ExamineReceiver(const ScreenView& view) {
     return {"receiver", Level::kFault, fmt::format("{} plays no stream", view.receiver), advice};
 }
 
-/// Nothing comes, and no transmitter says that it sends.
+/// Nothing arrives, and no transmitter reports sending.
 Diagnosis ExplainNoSender(const ScreenView& view, const Endpoint& group) {
     if (const auto other = OtherPort(view, group)) {
         return {
@@ -70,7 +70,7 @@ Diagnosis ExplainNoSender(const ScreenView& view, const Endpoint& group) {
             fmt::format("zulctl -b TRANSMITTER stream start CHANNEL --to {}", EndpointText(group))};
 }
 
-/// One transmitter says that it sends, and nothing comes.
+/// One transmitter reports sending, and nothing arrives.
 Diagnosis ExplainSilence(const Sender& sender, const Endpoint& group) {
     if (!sender.status->locked) {
         return {"signal", Level::kFault,
@@ -84,7 +84,7 @@ Diagnosis ExplainSilence(const Sender& sender, const Endpoint& group) {
 }
 
 Diagnosis ExamineSenders(const ScreenView& view, const Endpoint& group) {
-    std::map<std::uint32_t, std::string> names;  // of those who say so, or are heard
+    std::map<std::uint32_t, std::string> names;  // of transmitters that report sending, or are heard
     const Sender* sender = nullptr;
     for (const Sender& transmitter : view.transmitters) {
         const bool sends = transmitter.SendsTo(group);
@@ -122,7 +122,7 @@ Diagnosis Scrambled(int programme) {
             "Boards send what is scrambled as it is; \"zulctl channels\" marks the channels that are."};
 }
 
-/// A receiver reports the programme that its player decodes, 0 where that finds none.
+/// A receiver reports the programme that its player decodes, 0 if it finds none.
 Diagnosis ExamineProgramme(const ScreenView& view) {
     const auto& programmes = view.heard.report.programmes;
     const auto found = programmes.find(static_cast<std::uint16_t>(view.status.programme));

@@ -1,4 +1,4 @@
-/// Why a television is dark: a receiver, what it plays, who sends that, and the first thing that is wrong on the way.
+/// Why a television is dark: a receiver, the stream that it plays, its sender, and the first fault on the path.
 #pragma once
 
 #include <string>
@@ -17,14 +17,14 @@ struct ScreenView {
     ReceiverStatus status{};
     std::vector<Sender> transmitters{};  ///< all that are named or heard
     Heard heard{};
-    std::vector<Diagnosis> surroundings{};  ///< what may darken it later, such as a missing querier
+    std::vector<Diagnosis> surroundings{};  ///< possible later causes, such as a missing querier
 };
 
-/// Asks a receiver what it plays, and joins that for some time. Throws Failure(kUsage) where it can't be joined.
+/// Queries what a receiver plays, and joins that stream for some time. Throws Failure(kUsage) when the join fails.
 ScreenView LookAtScreen(const Session& session, const Target& receiver, std::vector<Sender> transmitters,
                         std::chrono::milliseconds howLong);
 
-/// \return the findings in the order of the way from receiver to transmitter; the first fault is the last of them
+/// \return the findings in order from receiver to transmitter; the last one is the first fault
 std::vector<Diagnosis> ExamineScreen(const ScreenView& view);
 
 }  // namespace zulctl

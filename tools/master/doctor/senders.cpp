@@ -1,4 +1,4 @@
-// Transmitters' own words, and datagrams' source addresses.
+// The status of transmitters, and source addresses of datagrams.
 #include "doctor/senders.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,4 @@
-/// Who sends to a group: what transmitters say, and what comes to this machine.
+/// Who sends to a group: as reported by transmitters, and as received by this machine.
 #pragma once
 
 #include <set>
@@ -11,7 +11,7 @@
 
 namespace zulctl {
 
-/// A transmitter, and what it says it sends.
+/// A transmitter, and the streams that it reports.
 struct Sender {
     std::string name;  ///< escaped
     std::uint32_t address = 0;
@@ -20,21 +20,21 @@ struct Sender {
     bool SendsTo(const Endpoint& group) const;
 };
 
-/// Asks transmitters what they send. \return one for each target, silent ones too
+/// Queries what transmitters send. \return one for each target, including silent ones
 std::vector<Sender> AskSenders(const Session& session, const std::vector<Target>& transmitters);
 
-/// What came to a group.
+/// What was received on a group.
 struct Heard {
-    std::set<std::uint32_t> sources{};  ///< addresses that it came from
+    std::set<std::uint32_t> sources{};  ///< source addresses
     StreamReport report{};
 };
 
-/// Joins a group for some time. Throws Failure(kUsage) where it can't be joined.
+/// Joins a group for some time. Throws Failure(kUsage) when the join fails.
 Heard Listen(const Endpoint& group, int interfaceIndex, std::chrono::milliseconds howLong);
 
-/// \return what all transmitters but `ours` say they send
+/// \return what all transmitters except `ours` report to send
 std::vector<Sender> AskOthers(Session& session, const std::set<Endpoint>& ours);
-/// Throws Failure(kRefused) where one of the others says that it sends to the group, or anybody but `ours` is heard
+/// Throws Failure(kRefused) when one of the others reports sending to the group, or a source other than `ours` is heard
 /// there.
 void RefuseTakenGroup(const Session& session, const Endpoint& group, const std::vector<Sender>& others,
                       const std::set<Endpoint>& ours);

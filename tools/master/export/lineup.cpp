@@ -26,7 +26,7 @@ Lineup LineupOf(const std::string& board, const std::vector<Channel>& channels, 
                 std::find(numbers.begin(), numbers.end(), channel.id.programme) == numbers.end()) {
                 continue;
             }
-            // A stream of this programme alone is the better one for a player.
+            // A player works better with a stream of this programme alone.
             if (entry.stream && !entry.shares) break;
             if (entry.stream && numbers.size() > 1) continue;
             entry.stream = stream.group;

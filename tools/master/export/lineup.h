@@ -1,4 +1,4 @@
-/// What transmitters offer: their channels, the streams that carry these now, and their guide.
+/// The line-up of transmitters: channels, the streams that carry them now, and the guide.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -16,27 +16,27 @@ namespace zulctl {
 struct LineupEntry {
     std::string board;
     Channel channel;
-    std::optional<Endpoint> stream;  ///< that carries it now
+    std::optional<Endpoint> stream;  ///< the stream that carries it now
     bool shares = false;             ///< the stream carries other programmes too
     std::vector<GuideEvent> events;
 
     /// \return an identifier such as "p3.t811.c4.zul" of programme, transport stream and tuner channel, in hexadecimal
-    /// but for the last: it outlives renaming, renumbering and new scans. Two boards give the same programme the same
+    /// except for the last: it survives renaming, renumbering and new scans. All boards give a programme the same one
     std::string Id() const;
 };
 using Lineup = std::vector<LineupEntry>;
 
-/// Puts the channels of one board to its streams. Programme numbers are unique within a tuner channel alone.
+/// Matches the channels of one board with its streams. Programme numbers are unique only within a tuner channel.
 Lineup LineupOf(const std::string& board, const std::vector<Channel>& channels, const TransmitterStatus& status,
                 int tunedChannel);
 
 enum class Player { kVlc, kKodi };
 
-/// \return a playlist of what is streamed, in the dialect of a player
+/// \return a playlist of the running streams, in the dialect of a player
 /// \param guide  address of an XMLTV guide for the head line, or empty
 std::string M3uText(const Lineup& lineup, Player player, const std::string& guide);
 
-/// \return the guide in the form of XMLTV, in UTC: channels of which something is known. A programme that several
+/// \return the guide as XMLTV, in UTC: channels with at least one event. A programme that several
 /// boards have is listed once
 std::string XmltvText(const Lineup& lineup);
 

@@ -1,4 +1,4 @@
-// Playlists: extended M3U as players of television over IP read it.
+// Playlists: extended M3U, as IPTV players read it.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -11,7 +11,7 @@ namespace zulctl {
 
 namespace {
 
-/// A text between double quotes, for which the form has no escape.
+/// A text in double quotes, for which the format has no escape.
 std::string Quoted(const std::string& text) {
     std::string quoted = Blanked(text);
     for (char& c : quoted) {
@@ -20,7 +20,7 @@ std::string Quoted(const std::string& text) {
     return '"' + quoted + '"';
 }
 
-/// Some players take the first comma of the line for the end of its attributes, between quotes too.
+/// Some players take the first comma of the line, even between quotes, as the end of its attributes.
 std::string Attribute(std::string text) {
     std::replace(text.begin(), text.end(), ',', ' ');
     return Quoted(text);

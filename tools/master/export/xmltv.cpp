@@ -16,8 +16,8 @@ namespace zulctl {
 
 namespace {
 
-/// Blanks for control characters, most of which XML 1.0 can't hold in any way (2.2, Char), and question marks for what
-/// isn't a character or replaces one that was lost.
+/// Replaces control characters, most of which XML 1.0 can't represent (2.2, Char), by blanks, and non-characters and
+/// replacement characters by question marks.
 std::string XmlText(const std::string& text) {
     std::string clean = Blanked(text);
     for (const char* lost : {"\uFFFD", "\uFFFE", "\uFFFF"}) {
@@ -58,14 +58,14 @@ void AddEvent(pugi::xml_node tv, const std::string& channel, const GuideEvent& e
 }  // namespace
 
 std::string XmltvText(const Lineup& lineup) {
-    std::map<std::string, const LineupEntry*> best;  // of the boards that have a programme, the one that knows most
+    std::map<std::string, const LineupEntry*> best;  // for each programme, the board with the most events
     for (const LineupEntry& entry : lineup) {
         const LineupEntry*& known = best[entry.Id()];
         if (known == nullptr || known->events.size() < entry.events.size()) known = &entry;
     }
     std::vector<const LineupEntry*> entries;
     for (const LineupEntry& entry : lineup) {
-        // The format's validator wants something to be known of each channel.
+        // The format's validator requires an event for each channel.
         if (best[entry.Id()] == &entry && !entry.events.empty()) entries.push_back(&entry);
     }
     pugi::xml_document document;

@@ -1,4 +1,4 @@
-// Requests, answers, repeats, and what to say when no answer comes.
+// Requests, replies, retries, and the explanation of a missing reply.
 #include "net/board_client.h"
 
 #include <fmt/format.h>
@@ -14,14 +14,14 @@ namespace zulctl {
 
 namespace {
 
-/// A status page asks each board for a second or more at a time.
+/// Longer than a request of the status page, which takes a second or more.
 constexpr std::chrono::seconds kTurnPatience{10};
 
 std::string LockName(const char* what, const ClientOptions& options, std::uint32_t address, std::uint16_t port) {
     return fmt::format("zulctl/{}/{}/{}:{}", what, options.localPort, AddressText(address), port);
 }
 
-/// The first words of a request, for messages to people.
+/// The start of a request, for messages.
 std::string Shown(std::string_view request) { return CutToWidth(Escaped(request.substr(0, 60)), 40); }
 
 }  // namespace
@@ -57,8 +57,7 @@ std::optional<Datagram> Client::Await(Turn& turn, Ear* ear, const RequestKind& k
         auto datagram = sockets[*ready]->Take(&refused);
         if (refused) throw Failure(kNoAnswer, "nobody listens at " + EndpointText(mBoard));
         if (!datagram || !kind.accepts(datagram->bytes)) continue;
-        // A plain OK on the command port can't be the answer to what is answered through the other way: it is a late
-        // one.
+        // A plain OK on the command port can't answer a forwarded request: it is a late reply.
         if (kind.route == Route::kForwarded && *ready == 0 && !IsKo(datagram->bytes) &&
             !datagram->bytes.starts_with("BLIND")) {
             continue;
@@ -77,7 +76,7 @@ std::string Client::Ask(std::string_view request, Ear* ear) {
     {
         Turn turn(mBoard, mOptions, Clock::now() + patience);
         for (int tries = kind.tries; tries > 0 && !Interrupted(); --tries) {
-            while (turn.socket.Take()) continue;  // an answer that came too late for the last try
+            while (turn.socket.Take()) continue;  // late answers to the previous try
             turn.socket.Send(request, mBoard);
             if (auto answer = Await(turn, ear, kind, Clock::now() + patience)) return std::move(answer->bytes);
         }
@@ -93,7 +92,7 @@ void Client::ExplainSilence(std::string_view request, const RequestKind& kind) {
             Ask("VERS");
             alive = true;
         } catch (const Failure&) {
-            // Silent all round: the plain text below.
+            // Completely silent: use the general text below.
         }
         if (alive) {
             throw Failure(

@@ -1,10 +1,10 @@
-/// Asks a board and waits for its answer.
+/// Sends a request to a board and waits for its reply.
 ///
-/// All that is asked leaves from one fixed local port, because a board sends its scan, guide and language messages to
-/// the first peer that ever asked it, until it restarts. Every request has a socket of its own on that port, which
-/// takes datagrams from the board's command port alone; an Ear takes what comes from the board's other ports. The
-/// kernel prefers the better match, so that many processes share the port without hearing each other's answers. Within
-/// one board, requests take turns, and so do ears.
+/// All requests leave from one fixed local port, because a board sends its scan, guide and language messages to the
+/// first peer that ever asked for them, until it restarts. Every request has its own socket on that port, which
+/// receives only from the board's command port; an Ear receives from the board's other ports. The kernel prefers the
+/// more specific match, so that many processes share the port without receiving each other's replies. Requests to the
+/// same board take turns, and so do its ears.
 #pragma once
 
 #include <functional>
@@ -22,16 +22,16 @@ namespace zulctl {
 
 inline constexpr std::uint16_t kLocalPort = 52440;
 
-/// What a client needs to know about this machine and the operator's wishes.
+/// Settings of a client: this machine, and the operator's options.
 struct ClientOptions {
     std::uint16_t localPort = kLocalPort;
     std::uint32_t localAddress = 0;                    ///< 0: as the routing table says
-    std::optional<std::chrono::milliseconds> timeout;  ///< in place of the patience of each kind
+    std::optional<std::chrono::milliseconds> timeout;  ///< overrides the patience of each kind
     std::shared_ptr<Recorder> recorder;
 };
 
-/// Hears a board's forwarded messages for its life; at most one ear a board on this machine. Throws Failure where
-/// another process is listening.
+/// Receives a board's forwarded messages for its lifetime; at most one ear per board on this machine. Throws Failure
+/// when another process is listening.
 class Ear {
  public:
     Ear(std::uint32_t board, const ClientOptions& options, Clock::time_point deadline);
@@ -53,9 +53,9 @@ class Client {
     const Endpoint& Board() const { return mBoard; }
     const ClientOptions& Options() const { return mOptions; }
 
-    /// Sends a request and gives its answer, whatever that says. Repeats it only where its kind allows.
-    /// \param ear  hears forwarded answers; where none is given, one is made for the request
-    /// Throws Failure(kNoAnswer) that says why, as far as is known.
+    /// Sends a request and returns the reply, whatever it says. Retries only where its kind allows.
+    /// \param ear  receives forwarded replies; null: one is created for the request
+    /// Throws Failure(kNoAnswer) with the reason, as far as known.
     std::string Ask(std::string_view request, Ear* ear = nullptr);
     /// As Ask; throws Failure(kRefused) unless the answer is "OK".
     void Order(std::string_view request, const std::string& what);
@@ -67,7 +67,7 @@ class Client {
     /// Sends a request and doesn't wait: its effect is seen elsewhere.
     void Tell(std::string_view request);
 
-    /// Waits for its turn, sends a request and passes on all that comes back until the time is up, in any shape.
+    /// Waits for its turn, sends a request and passes on every reply, in any form, until the time is up.
     void Listen(std::string_view request, Clock::duration howLong, const std::function<bool(const Datagram&)>& take);
 
     std::chrono::milliseconds Patience(const RequestKind& kind) const {
@@ -88,7 +88,7 @@ class Client {
     ClientOptions mOptions;
 };
 
-/// \return a bound socket on the fixed local port that takes what this peer sends
+/// \return a bound socket on the fixed local port that receives from this peer
 UdpSocket SharedSocket(const Endpoint& peer, const ClientOptions& options);
 
 }  // namespace zulctl

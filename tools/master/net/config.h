@@ -32,7 +32,7 @@ struct Config {
     std::string NameOf(const Endpoint& at, std::optional<Role> role) const;
 };
 
-/// Reads a file. Throws Failure(kUsage) that names the place of what is wrong; a key that isn't known is wrong too.
+/// Reads a file. Throws Failure(kUsage) with the position of an error; an unknown key is an error.
 Config ReadConfig(const std::string& path);
 /// \return $ZULCTL_CONFIG, or the first of $XDG_CONFIG_HOME/zulctl/boards.toml, ~/.config/zulctl/boards.toml and
 /// /etc/zulctl/boards.toml that exists, or an empty text

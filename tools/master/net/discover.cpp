@@ -9,7 +9,7 @@ namespace zulctl {
 
 namespace {
 
-/// The interfaces that a search covers. Throws where the wanted one isn't there.
+/// The interfaces that a search covers. Throws when the requested one doesn't exist.
 std::vector<Interface> Wanted(const std::string& name) {
     std::vector<Interface> all = Interfaces();
     if (name.empty()) return all;
@@ -38,7 +38,7 @@ std::optional<FoundBoard> Recognise(const Datagram& datagram, bool probed) {
     auto beacon = ParseBeacon(datagram.bytes);
     if (!beacon) return std::nullopt;
     FoundBoard board{datagram.from, *std::move(beacon), probed, datagram.ttl, std::chrono::system_clock::now()};
-    // A beacon comes from a port of its own; the board's role says where it listens.
+    // A beacon has its own source port; the command port follows from the board's role.
     if (!probed && board.beacon.role) board.at.port = CommandPort(*board.beacon.role);
     return board;
 }
@@ -52,8 +52,7 @@ void Discover(const DiscoverOptions& options, const std::function<bool(const Fou
     beacons.Bind(kBeaconPort, kBeaconGroup);
     for (const Interface& item : interfaces) beacons.Join(kBeaconGroup, item.index);
 
-    // Probes leave from a port of their own: their answers are direct, and asking isn't what fixes a board's first
-    // peer.
+    // Probes use their own port: the replies are direct, and a probe doesn't make its sender the board's first peer.
     UdpSocket probes(options.client.recorder);
     probes.AllowBroadcast();
     probes.Bind(0, options.client.localAddress);

@@ -1,4 +1,4 @@
-/// Finds boards: beacons on all interfaces, a restart request that makes silent boards speak, direct probes.
+/// Finds boards: beacons on all interfaces, a restart request that makes silent boards send one, direct probes.
 #pragma once
 
 #include <functional>
@@ -23,14 +23,14 @@ struct DiscoverOptions {
     ClientOptions client;
     std::string interfaceName;    ///< empty: all of them
     std::vector<Endpoint> known;  ///< asked directly as well
-    bool broadcast = false;  ///< asks every address of the networks at hand; counts as a command on each board there
-    std::chrono::milliseconds time{1400};            ///< so that a command that finds boards is done within 1.5 s
-    std::optional<std::chrono::milliseconds> grace;  ///< ends it so long after the first answer to a probe
+    bool broadcast = false;  ///< probes all addresses of attached networks; counts as a command on each board there
+    std::chrono::milliseconds time{1400};            ///< keeps a command that finds boards within 1.5 s
+    std::optional<std::chrono::milliseconds> grace;  ///< ends the search this long after the first answer to a probe
     bool wake = true;                                ///< sends the restart request
 };
 
-/// Listens for the time and passes on each board when it is heard, again at each new beacon.
-/// \param heard  false ends it
+/// Listens for the time and reports each board when it is heard, and at each further beacon.
+/// \param heard  called with each board; false ends the search
 void Discover(const DiscoverOptions& options, const std::function<bool(const FoundBoard&)>& heard);
 
 /// \return each board once, by address and port

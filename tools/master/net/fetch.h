@@ -1,4 +1,4 @@
-/// What takes several requests to fetch from a board: its channel list and its guide.
+/// Data that takes several requests to fetch from a board: its channel list and its guide.
 #pragma once
 
 #include <vector>
@@ -9,14 +9,14 @@
 
 namespace zulctl {
 
-/// Asks a transmitter for its channel list. A lost datagram in the middle of a long list shows nowhere, so a list of
-/// several is asked for again until two in a row are equal. Throws Failure.
+/// Asks a transmitter for its channel list. A datagram lost in the middle of a long list can't be detected, so a list
+/// of several datagrams is requested again until two in a row are equal. Throws Failure.
 std::vector<Channel> FetchChannels(Client& client);
 
 /// Guide queries of one programme. The board knows the guide of the channel it is tuned to. Throw Failure.
 std::vector<GuideEvent> FetchNowAndNext(Client& client, const ProgrammeId& id, Ear* ear);
 std::vector<GuideEvent> FetchMoment(Client& client, const ProgrammeId& id, Minutes moment, Ear* ear);
-/// All events from now over a span of up to 99 hours; goes on by moments where one reply couldn't hold them.
+/// All events from now over a span of up to 99 hours; continues with single moments where one reply can't hold them.
 std::vector<GuideEvent> FetchListing(Client& client, const ProgrammeId& id, std::chrono::minutes span, Ear* ear);
 
 }  // namespace zulctl

@@ -37,13 +37,13 @@ std::string HashOf(int fd) {
 
 enum class Outcome { kSent, kGivenUp, kLost };
 
-/// The board says no in words: "KO CR LF, blank, text".
+/// A refusal with its reason: "KO CR LF, blank, text".
 [[noreturn]] void Refused(const Client& client, const std::string& answer) {
     throw Failure(kRefused, fmt::format("{} refuses the image: {}", EndpointText(client.Board()),
                                         Escaped(answer.size() > 5 ? answer.substr(5) : answer)));
 }
 
-/// One attempt from byte 0. An answer that stays out makes it lost.
+/// One attempt from byte 0. \return kLost when an answer is missing
 Outcome Attempt(Client& client, const Image& image, const std::function<bool(std::size_t)>& progress) {
     try {
         const std::string announced = client.Ask(fmt::format("UPGR{}", image.Size()));
@@ -91,8 +91,8 @@ bool SendImage(Client& client, const Image& image, int restarts,
     for (int attempt = 0; attempt <= restarts; ++attempt) {
         const Outcome outcome = Attempt(client, image, [&](std::size_t sent) { return progress(sent, attempt); });
         if (outcome != Outcome::kLost) return outcome == Outcome::kSent;
-        // The state's answer also proves that no older answer is still on its way: a board serves one request after the
-        // other.
+        // The reply to the state query also proves that no older reply is pending: a board serves one request at a
+        // time.
         const auto state = ParseUpgradeState(client.Ask("UPGR?"));
         if (state == kBurning) return true;
         if (state == kBurnFailed)

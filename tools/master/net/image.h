@@ -1,4 +1,4 @@
-/// A firmware image on its way to a board.
+/// Sends a firmware image to a board.
 #pragma once
 
 #include <cstdint>
@@ -35,10 +35,11 @@ class Image {
     std::string mSha256;
 };
 
-/// Sends an image piece by piece, each after the answer to the one before. A piece has no number, so that one whose
-/// answer is lost can't be sent again: the state is asked, and unless the board is burning already all starts again
-/// from byte 0, with a new announcement, up to `restarts` times. Throws Failure with the board's words where it
-/// refuses. \param progress  called with the bytes that the board has; false gives up, and leaves the download open
+/// Sends an image piece by piece, each after the reply to the one before. A piece has no number, so that one whose
+/// reply is lost can't be repeated: the state is queried, and unless the board is already burning, the transfer
+/// restarts from byte 0 with a new announcement, up to `restarts` times. Throws Failure with the board's text when it
+/// refuses.
+/// \param progress  called with the bytes that the board has; false gives up, and leaves the download open
 /// \return false when `progress` gave up
 bool SendImage(Client& client, const Image& image, int restarts,
                const std::function<bool(std::size_t sent, int attempt)>& progress);

@@ -11,7 +11,7 @@ using namespace std::chrono_literals;
 
 Monitor::Monitor(const Endpoint& board, const ClientOptions& options, bool wantLog)
     : mBoard(board), mOptions(options), mWantLog(wantLog), mSocket(options.recorder) {
-    // Whatever comes back, and wherever it goes: the board has then seen the fixed port.
+    // The reply and its destination don't matter: the board has then seen the fixed port.
     Client(board, options).Listen("LAN?", 300ms, [](const Datagram&) { return false; });
     mSocket.Bind(0, options.localAddress);
     mSocket.OnlyFrom({board.address, 0});
@@ -25,7 +25,7 @@ Monitor::Monitor(const Endpoint& board, const ClientOptions& options, bool wantL
 }
 
 Monitor::~Monitor() {
-    // Best effort, and no wait: the board may be gone.
+    // Best effort, without waiting: the board may be gone.
     if (mWantLog) mSocket.Send("DEBUG0", mBoard);
     mSocket.Send("CALLBACK0", mBoard);
 }

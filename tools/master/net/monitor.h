@@ -8,12 +8,12 @@
 
 namespace zulctl {
 
-/// Takes a board's log channel and forwarding for its life, on a local port of its own, so that other commands go on
-/// meanwhile. The latest listener has the channel. As CALLBACK1 counts as the first request ever, the fixed port asks
-/// something first.
+/// Takes over a board's log channel and forwarding for its lifetime, on its own local port, so that other commands work
+/// meanwhile. The latest listener has the channel. As CALLBACK1 may make its sender the board's first peer, the fixed
+/// port sends a request before it.
 class Monitor {
  public:
-    /// \param wantLog  raises the board's log level, so that all lines come and not only failures
+    /// \param wantLog  raises the board's log level, so that all lines are sent, not only failures
     Monitor(const Endpoint& board, const ClientOptions& options, bool wantLog);
     /// Gives the channel back: forwarding off, log level 0.
     ~Monitor();
@@ -22,10 +22,10 @@ class Monitor {
 
     UdpSocket& Socket() { return mSocket; }
     const Endpoint& Board() const { return mBoard; }
-    /// Takes a message that is there, whatever it is, but no answer of the command port.
+    /// Takes a pending message of any kind, except replies from the command port.
     std::optional<std::string> Take();
-    /// Sends a request from the port that listens. \return its answer, or nothing in time; messages that come meanwhile
-    /// are kept
+    /// Sends a request from the listening port. \return its reply, or nothing on time-out; messages that arrive
+    /// meanwhile are kept
     std::optional<std::string> Ask(std::string_view request);
 
  private:

@@ -1,5 +1,5 @@
-// Turns by abstract socket names: who has bound the name has the turn, who waits connects to it and sleeps until it
-// goes.
+// Turns by abstract socket names: the process that has bound the name has the turn; others connect to it and sleep
+// until it is released.
 #include "net/port_lock.h"
 
 #include <poll.h>
@@ -30,7 +30,7 @@ struct Name {
 
 int StreamSocket() { return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0); }
 
-/// Sleeps until the holder of the name goes, for at most a slice. \return the holder's process id, 0 where unknown
+/// Sleeps until the holder releases the name, for at most a slice. \return the holder's process id, 0 where unknown
 pid_t WaitForHolder(const Name& name, int milliseconds) {
     const int fd = StreamSocket();
     pid_t holder = 0;

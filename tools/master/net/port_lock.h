@@ -9,16 +9,16 @@
 
 namespace zulctl {
 
-/// The turn didn't come: another process was at the board all the time. It says nothing about the board.
+/// Timed out: another process used the board all the time. Says nothing about the board itself.
 struct TurnTaken : Failure {
     explicit TurnTaken(const std::string& text) : Failure(kNoAnswer, text) {}
 };
 
-/// Holds one named turn for its life. The name is a socket of the abstract namespace: it belongs to this network
-/// namespace, as the ports do, works across users, and goes with its process however that ends.
+/// Holds one named turn for its lifetime. The name is a socket of the abstract namespace: like the ports it belongs to
+/// this network namespace, it works across users, and it is released however its process ends.
 class PortLock {
  public:
-    /// Waits for the turn until the deadline. Throws TurnTaken that names the process in the way when it doesn't come.
+    /// Waits for the turn until the deadline. Throws TurnTaken with the name of the blocking process on time-out.
     PortLock(const std::string& name, Clock::time_point deadline);
     ~PortLock();
     PortLock(const PortLock&) = delete;

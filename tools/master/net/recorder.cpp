@@ -23,7 +23,7 @@ void Recorder::Note(Direction direction, const Endpoint& peer, std::string_view 
     const std::string text = line.dump(-1, ' ', true) + "\n";
     const std::lock_guard lock(mMutex);
     std::fwrite(text.data(), 1, text.size(), mpFile.get());
-    std::fflush(mpFile.get());  // a field report is worth having up to the moment of a crash
+    std::fflush(mpFile.get());  // keeps the record complete up to a crash
 }
 
 }  // namespace zulctl

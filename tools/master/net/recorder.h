@@ -18,7 +18,7 @@ class Recorder {
  public:
     enum class Direction { kSent, kReceived };
 
-    /// Opens the file afresh. Throws Failure where that can't be done.
+    /// Creates or truncates the file. Throws Failure when that fails.
     explicit Recorder(const std::string& path);
 
     void Note(Direction direction, const Endpoint& peer, std::string_view bytes);

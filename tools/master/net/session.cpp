@@ -1,4 +1,4 @@
-// Which boards a command is for.
+// Selects the boards that a command addresses.
 #include "net/session.h"
 
 #include <fmt/format.h>
@@ -10,10 +10,10 @@ namespace zulctl {
 
 namespace {
 
-/// One address mostly has one board; where it has another one too, that was asked in the same moment.
+/// Wait for the other role's port: an address rarely has two boards, and both ports were probed simultaneously.
 constexpr std::chrono::milliseconds kOtherRole{250};
 
-/// The roles whose ports a board of unknown role is asked at.
+/// The roles whose ports are probed for a board of unknown role.
 std::vector<Role> Candidates(std::optional<Role> role) {
     if (role) return {*role};
     return {Role::kTransmitter, Role::kReceiver};
@@ -119,7 +119,7 @@ std::vector<Target> Session::Resolve(const std::string& text, std::optional<Role
     const auto role = board.role ? board.role : wanted;
     if (role) return {{board.name, {board.address, board.port != 0 ? board.port : CommandPort(*role)}, *role}};
 
-    // Neither its name nor the command gives the role: ask.
+    // Neither its name nor the command gives the role: probe.
     DiscoverOptions ask = Discovery();
     ask.known.clear();
     ask.wake = false;

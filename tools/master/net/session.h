@@ -1,4 +1,4 @@
-/// What one run of zulctl knows: the common options, the output, the boards that it addresses.
+/// State of one run of zulctl: the common options, the output, the boards that it addresses.
 #pragma once
 
 #include <functional>
@@ -14,7 +14,7 @@
 
 namespace zulctl {
 
-/// A board that a command is for.
+/// A board that a command addresses.
 struct Target {
     std::string name;  ///< as in the file of names, or its address
     Endpoint at;       ///< its command service
@@ -38,25 +38,24 @@ class Session {
  public:
     SessionOptions options;
     Output out;
-    /// Set by the subcommand that was chosen; runs once the options are read, and throws Failure where it can't do its
-    /// work.
+    /// Set by the chosen subcommand; runs after the options are parsed, and throws Failure on error.
     std::function<void()> run;
 
-    /// Puts the options to use. Throws Failure(kUsage).
+    /// Applies the options. Throws Failure(kUsage).
     void Prepare();
 
-    /// \return the one board meant by --board, or the only one of the role there is
+    /// \return the board given by --board, or the only one of the role
     Target OneBoard(std::optional<Role> role);
     /// \return the board of this name or address
     Target Named(const std::string& board, std::optional<Role> role) { return Resolve(board, role).front(); }
-    /// \return the boards meant by every --board, or with --all all that are known or heard
+    /// \return the boards given by every --board, or with --all, all that are known or heard
     std::vector<Target> Boards(std::optional<Role> role);
-    /// \return all boards of a role that are named or heard, whatever --board says; none where there is none
+    /// \return all boards of a role that are named or heard, regardless of --board; may be empty
     std::vector<Target> Everybody(Role role);
     /// \return what is known of a board by its name or address alone; port and role may be missing. Throws
     /// Failure(kUsage)
     NamedBoard Meant(const std::string& board) const;
-    /// \return whether Boards left some out that were asked for, because they don't report their role
+    /// \return whether Boards left out requested ones because they don't report their role
     bool SomeAreMissing() const { return mSomeAreMissing; }
     /// \return every --board, as given
     const std::vector<std::string>& Chosen() const { return options.boards; }
@@ -67,7 +66,7 @@ class Session {
 
     const ClientOptions& Options() const { return mClientOptions; }
     const Config& Names() const { return mConfig; }
-    /// Discovery as the common options want it; named boards are asked directly too.
+    /// Discovery according to the common options; named boards are also probed directly.
     DiscoverOptions Discovery() const;
     const std::string& InterfaceName() const { return mInterface; }
     /// Index of --interface, or 0.

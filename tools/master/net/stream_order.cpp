@@ -1,4 +1,4 @@
-// What is wanted against what there is.
+// Checks a requested stream against the board's state.
 #include "net/stream_order.h"
 
 #include <fmt/format.h>

@@ -1,5 +1,5 @@
-/// Starting a stream as people say it: found in the channel list, and checked against what the board does at the
-/// moment.
+/// Starts of streams as users describe them: looked up in the channel list, and checked against the board's current
+/// state.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -13,30 +13,30 @@
 
 namespace zulctl {
 
-/// What is wanted, in words.
+/// A requested stream, as the user describes it.
 struct StreamChoice {
     std::string to;                         ///< "239.1.1.1:5000"
     std::vector<std::string> channels;      ///< by number, name or index, all on one tuner channel
-    std::optional<int> slot;                ///< nothing: in place of all that runs
+    std::optional<int> slot;                ///< nothing: replaces all running streams
     std::optional<int> tunerChannel;        ///< in place of `channels`
     std::vector<std::string> programmes{};  ///< with `tunerChannel`: "TSID:NUMBER"; empty: all of it
     bool whole = false;                     ///< the whole multiplex that the channels are in
 };
 
-/// Throws Failure(kRefused) while the board takes an upgrade: it would say no.
+/// Throws Failure(kRefused) during an upgrade of the board, which would refuse.
 void RefuseDuringUpgrade(Client& client);
 /// As RefuseDuringUpgrade, and while a transmitter scans.
 void RefuseWhileBusy(Client& client);
 
-/// Looks the channels up. Throws Failure(kUsage) for what can't be.
+/// Looks the channels up. Throws Failure(kUsage) for an impossible request.
 StreamRequest FindStream(Client& client, const StreamChoice& choice);
 
-/// \return the slot for a stream of no particular one: where its group is sent already, else the lowest free one, slot
-/// 0 last, as starts of the others stop it. Throws Failure(kRefused) where none is free
+/// \return the slot for a stream without a given one: the one that already sends to its group, else the lowest free
+/// one, slot 0 last, as starts of the others stop it. Throws Failure(kRefused) where none is free
 int FreeSlot(Client& client, const Endpoint& group);
 
-/// Throws Failure for what the board would do without a word: tune nowhere, retune what runs, stop slot 0.
-/// \return the slots that the start ends; the group's own isn't among them
+/// Throws Failure for what the board would do silently: tune to no channel, retune running streams, stop slot 0.
+/// \return the slots that the start ends, except the group's own
 std::vector<StreamStatus> CheckAgainstBoard(Client& client, const StreamRequest& request);
 
 /// What was done, as `zulctl.stream/1` without the schema.

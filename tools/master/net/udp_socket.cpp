@@ -31,7 +31,7 @@ void OnInterrupt(int signal) {
 
 [[noreturn]] void Fail(const char* what) { throw Failure(kUsage, std::string(what) + ": " + std::strerror(errno)); }
 
-/// The kernel stamps with the wall clock; intervals are reckoned on the steady one.
+/// Kernel time stamps use the wall clock; intervals use the steady clock.
 Clock::time_point SteadyTime(const timespec& stamp) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
@@ -115,7 +115,7 @@ void UdpSocket::SendThrough(int interfaceIndex) {
 void UdpSocket::AllowBroadcast() { Set(SOL_SOCKET, SO_BROADCAST, 1, "broadcast"); }
 
 void UdpSocket::WantBuffer(int bytes) {
-    // The forced form passes the system's limit, where the process may; the plain form takes what it gets.
+    // SO_RCVBUFFORCE may exceed the system's limit, with the privilege; SO_RCVBUF is capped.
     if (setsockopt(mFd, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) == 0) return;
     setsockopt(mFd, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
 }
@@ -176,7 +176,7 @@ std::optional<std::size_t> WaitForAny(std::span<UdpSocket* const> sockets, Clock
     for (const UdpSocket* socket : sockets) polled.push_back({socket->Descriptor(), POLLIN, 0});
     for (;;) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        // An interrupt between the test and the poll would be noticed only at its end: so no poll is long.
+        // An interrupt between the test and the poll is noticed only when the poll ends: keep it short.
         const int slice = static_cast<int>(std::clamp<long long>(left, 0, 100));
         const int ready = poll(polled.data(), polled.size(), slice);
         for (std::size_t n = 0; ready > 0 && n < polled.size(); ++n) {

@@ -1,4 +1,4 @@
-/// A UDP socket for masters and judges: bound, aimed, joined; each datagram with sender, time and TTL.
+/// A UDP socket for masters and stream analysers; each datagram comes with sender, time and TTL.
 #pragma once
 
 #include <chrono>
@@ -24,7 +24,7 @@ struct Datagram {
     std::uint32_t lost = 0;     ///< datagrams that this socket's full buffer has dropped so far
 };
 
-/// Owns one socket. Operations that can't be done throw Failure.
+/// Owns one socket. Operations that fail throw Failure.
 class UdpSocket {
  public:
     explicit UdpSocket(std::shared_ptr<Recorder> recorder = nullptr);
@@ -32,17 +32,17 @@ class UdpSocket {
     UdpSocket(UdpSocket&& other) noexcept;
     UdpSocket& operator=(UdpSocket&&) = delete;
 
-    /// Lets other sockets have the same local port; for use before Bind.
+    /// Lets other sockets bind the same local port; call it before Bind.
     void ShareAddress();
     /// Binds to a local port (0: any) on an address (0: all).
     void Bind(std::uint16_t port, std::uint32_t address = 0);
-    /// Takes datagrams of this peer only; port 0 means all ports of the address. What came before is dropped.
+    /// Receives from this peer only; port 0 means all ports of the address. Earlier datagrams are dropped.
     void OnlyFrom(const Endpoint& peer);
     /// Joins a group on one interface, or where the routing table says.
     /// \return false where the system refuses, as for a second membership
     bool Join(std::uint32_t group, int interfaceIndex = 0);
     bool Leave(std::uint32_t group);
-    /// Interface of what is sent to groups.
+    /// Sets the interface for multicast sends.
     void SendThrough(int interfaceIndex);
     void AllowBroadcast();
     /// Asks for a large receive buffer: a stream must not suffer from a slow judge.
@@ -54,7 +54,7 @@ class UdpSocket {
     std::uint16_t Port() const;
     int Descriptor() const { return mFd; }
 
-    /// Takes a datagram that is there already.
+    /// Takes a pending datagram.
     /// \return nothing when none is; `refused`: nothing listens at the peer's port
     std::optional<Datagram> Take(bool* refused = nullptr);
 
@@ -69,7 +69,7 @@ class UdpSocket {
 /// be
 UdpSocket StreamSocket(const Endpoint& stream, int interfaceIndex);
 
-/// Waits until one of the sockets has something to take, an interrupt came or the time is up.
+/// Waits until one of the sockets is readable, an interrupt occurs or the time is up.
 /// \return index of the socket, or nothing
 std::optional<std::size_t> WaitForAny(std::span<UdpSocket* const> sockets, Clock::time_point deadline);
 
@@ -77,7 +77,7 @@ std::optional<std::size_t> WaitForAny(std::span<UdpSocket* const> sockets, Clock
 /// immediately.
 void CatchInterrupts();
 bool Interrupted();
-/// Takes an interrupt as dealt with; the next one ends the process.
+/// Marks an interrupt as handled; the next one ends the process.
 void ForgetInterrupt();
 /// Sleeps until the time is up or an interrupt came.
 void SleepUntil(Clock::time_point deadline);

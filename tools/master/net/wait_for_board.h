@@ -1,4 +1,4 @@
-/// Waits for a board that changes its address or starts afresh.
+/// Waits for a board that changes its address or restarts.
 #pragma once
 
 #include <functional>
@@ -15,7 +15,7 @@ struct SoughtBoard {
 };
 
 /// Listens for the beacon of a board.
-/// \param wake      asks boards to speak, again and again; without it the first beacon is the one of a start
+/// \param wake      requests beacons repeatedly; without it the first beacon is that of a start
 /// \param progress  called about once a second; false gives up
 /// \return where the board is heard, or nothing when the time is up
 std::optional<FoundBoard> WaitForBeacon(const DiscoverOptions& options, const SoughtBoard& sought, bool wake,

@@ -1,4 +1,4 @@
-/// Text for terminals and logs: nothing that came from the air or from a reply reaches them as it is.
+/// Text for terminals and logs: text of broadcasts and replies is always escaped.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-/// How a command ends when it can't do what was asked: one exception with the exit code and a line for people.
+/// How a command fails: one exception with the exit code and a message.
 #pragma once
 
 #include <fmt/format.h>
@@ -11,10 +11,10 @@ namespace zulctl {
 /// Exit codes of zulctl; scripts rely on them.
 enum ExitCode : int {
     kDone = 0,      ///< all was done
-    kRefused = 1,   ///< the board said no, or a judged stream is bad
-    kUsage = 2,     ///< the command line asks for something that can't be
-    kNoAnswer = 3,  ///< nobody answered in time
-    kPartly = 4,    ///< of several boards only some did it
+    kRefused = 1,   ///< the board refused, or an analysed stream is bad
+    kUsage = 2,     ///< invalid command line
+    kNoAnswer = 3,  ///< no answer in time
+    kPartly = 4,    ///< only some of several boards succeeded
 };
 
 /// Thrown by the library and the commands; zulctl prints the text and exits with the code.
@@ -23,7 +23,7 @@ struct Failure : std::runtime_error {
     ExitCode code;
 };
 
-/// Throws where some boards didn't do what they should: kPartly, or `noneDid` where that goes for all of them.
+/// Throws when some boards failed: kPartly, or `noneDid` when all of them did.
 /// \param what  as in "don't answer"
 inline void FailWhereSome(std::size_t failed, std::size_t all, ExitCode noneDid, const char* what) {
     if (failed > 0)

@@ -24,10 +24,10 @@ class Output {
     Output();
 
     /// Prints the result of a command, once: as one JSON object that begins with its schema, as key=value lines of the
-    /// same object, or as what `people` gives.
+    /// same object, or as the text of `people`.
     void Emit(std::string_view schema, const Json& body, const std::function<std::string()>& people);
     /// Prints one of a series of results as soon as it is known: a JSON object a line, key=value lines ended by an
-    /// empty one, or what `people` gives.
+    /// empty one, or the text of `people`.
     void EmitItem(std::string_view schema, const Json& body, const std::function<std::string()>& people);
 
     /// A line for people on standard error, unless -q.
@@ -35,13 +35,13 @@ class Output {
     /// As Say, with -v only.
     void Detail(const std::string& line);
     void Error(const std::string& line);
-    /// Asks before something ends or is lost; with `yes` only says what. Throws Failure: kRefused unless the answer is
-    /// y, kUsage where nobody can be asked.
+    /// Asks for confirmation before something ends or is lost; with `yes` only prints what. Throws Failure: kRefused
+    /// unless the answer is y, kUsage when nobody can be asked.
     void Confirm(const std::string& what, const std::string& question, bool yes);
     /// Throws Failure if output couldn't be written, as to a full disk.
     void CheckWritten() const;
     void Warning(const std::string& line);
-    /// A line that the next one replaces; on a terminal only. An empty text takes it away.
+    /// A line that the next one replaces; on a terminal only. An empty text clears it.
     void Progress(const std::string& line);
 
     bool HasProgress() const { return mErrIsTerminal && !quiet; }
@@ -59,7 +59,7 @@ class Output {
     bool mProgressShown = false;
 };
 
-/// \return the object with its schema in front, in ASCII: what a terminal would take for a command can't get through
+/// \return the object with its schema in front, in ASCII, without characters that control a terminal
 std::string JsonText(std::string_view schema, const Json& body, int indent = 2);
 
 /// \return key=value lines, with keys such as streams.0.group; values are escaped, so that each stays on its line

@@ -48,7 +48,7 @@ std::vector<std::size_t> Table::Widths(std::size_t width) const {
         for (const auto& row : mRows) wanted = std::max(wanted, DisplayWidth(row[n].text));
         widths.push_back(wanted);
     }
-    // First the elastic columns give what they can, the widest first; then whole columns go.
+    // First shrink the elastic columns, the widest first; then drop whole columns.
     const auto shrink = [&] {
         while (Total(widths) > width) {
             std::size_t widest = kLeftOut;

@@ -1,4 +1,4 @@
-/// Tables for a terminal of any width: columns take what they need, and the elastic ones give way.
+/// Tables for a terminal of any width: columns have the width they need, and the elastic ones shrink.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@ struct Column {
     std::string title;
     Align align = Align::kLeft;
     bool elastic = false;  ///< may be cut, down to kLeastElastic columns
-    int dispensable = 0;   ///< above 0: left out where there is no room, the highest number first
+    int dispensable = 0;   ///< above 0: dropped for lack of room, the highest number first
 };
 
 struct Cell {

@@ -15,7 +15,7 @@ namespace zulctl {
 
 namespace {
 
-/// A place in the file, and how to complain about it.
+/// A position in the file, for error messages.
 struct Place {
     std::string path;
 
@@ -154,7 +154,7 @@ std::vector<WantedStream> Wanted(const PlannedBoard& plan, const std::vector<Cha
                 if (channel.tunerChannel == first->tunerChannel) item.programmes.insert(channel.id.programme);
             }
         }
-        StartText(item.request);  // refuses what a board would
+        StartText(item.request);  // throws for what a board would refuse
         wanted.push_back(std::move(item));
     }
     return wanted;

@@ -1,4 +1,4 @@
-/// The plan of what transmitters are to send, and the steps from what they send to it.
+/// The plan of what transmitters send, and the steps to reach it.
 ///
 ///     [boards.attic]                       # name of boards.toml, or an address in quotes
 ///     streams = [
@@ -34,13 +34,12 @@ struct PlannedBoard {
     std::vector<PlannedStream> streams;
 };
 
-/// Reads a plan. Throws Failure(kUsage) that names the place of what is wrong or can't be: two streams to one group, or
-/// in one slot of a board.
+/// Reads a plan. Throws Failure(kUsage) with the position of an error or a conflict: two streams to one group, or in
+/// one slot of a board.
 std::vector<PlannedBoard> ReadPlan(const std::string& path);
 
-/// \return what a board sends now as a plan: channels by number where that is theirs alone, else by transport and
-/// programme id. Streams of programmes that the list doesn't have are left out. \param tuned  channel that the tuner is
-/// on
+/// \return what a board sends now as a plan: channels by number where it is unique, else by transport and programme id.
+/// Streams of programmes that the list doesn't have are left out. \param tuned  channel that the tuner is on
 PlannedBoard PlanOf(const std::string& board, const std::vector<StreamStatus>& streams,
                     const std::vector<Channel>& channels, int tuned);
 /// \return the text of a plan, as ReadPlan takes it
@@ -49,14 +48,14 @@ std::string PlanText(const std::vector<PlannedBoard>& plan);
 /// A planned stream by the numbers of a board.
 struct WantedStream {
     StreamRequest request;
-    std::set<std::uint16_t> programmes;  ///< that it must carry; where request names none, at least
+    std::set<std::uint16_t> programmes;  ///< that it must carry; where request names none, at least these
     std::string what;                    ///< its channels, for people; escaped
 
     bool IsAt(const StreamStatus& stream) const;
 };
 
-/// Looks the channels up. Throws Failure(kUsage) for one that isn't there, and where the board's one tuner would have
-/// to be on two channels.
+/// Looks the channels up. Throws Failure(kUsage) for one that doesn't exist, and when the board's one tuner would need
+/// two channels.
 std::vector<WantedStream> Wanted(const PlannedBoard& plan, const std::vector<Channel>& channels);
 
 struct PlanStep {

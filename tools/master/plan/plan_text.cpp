@@ -1,4 +1,4 @@
-// A plan from what runs.
+// Makes a plan from the running streams.
 #include <fmt/format.h>
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// From what runs to what is planned.
+// Derives the steps from the running streams to the plan.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -64,7 +64,7 @@ std::string WhyStart(const WantedStream& wanted, const StreamStatus* there) {
     return "in place of " + Programmes(*there);
 }
 
-/// All ends and all starts: the tuner has to go elsewhere, or nothing that runs is wanted as it is.
+/// Everything stops and starts: the tuner has to change channel, or no running stream is as planned.
 std::vector<PlanStep> StepsAfresh(const std::vector<WantedStream>& wanted, const std::vector<StreamStatus>& running,
                                   const std::string& why) {
     std::vector<PlanStep> steps;

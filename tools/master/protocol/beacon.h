@@ -1,4 +1,4 @@
-/// The discovery beacon: where it is heard, how a board is made to send one, and its fields.
+/// The discovery beacon: its group, how to request one, and its fields.
 #pragma once
 
 #include <optional>
@@ -12,13 +12,13 @@ namespace zulctl {
 inline constexpr std::uint32_t kBeaconGroup = 0xEFFFFAFA;  ///< 239.255.250.250
 inline constexpr std::uint16_t kBeaconPort = 52428;
 inline constexpr std::uint16_t kBeaconRestartPort =
-    52429;  ///< any datagram there makes a board send its beacon at once
+    52429;  ///< any datagram there makes a board send its beacon immediately
 
 enum class Role { kTransmitter, kReceiver };
 const char* RoleName(Role role);
 std::uint16_t CommandPort(Role role);
 
-/// What a board says of itself.
+/// A board's description of itself.
 struct Beacon {
     std::string uuid;  ///< model and MAC address
     std::string mac;   ///< twelve hexadecimal digits after the last '-' of uuid, or empty

@@ -34,7 +34,7 @@ struct KeyPress {
     int systemCode = 0;
     int code = 0;
     bool repeat = false;
-    /// A board sends the code of "1" for a key that it doesn't know, too.
+    /// A board also sends the code of "1" for an unknown key.
     std::string_view Name() const;  ///< "UP", "7", "VOL+" and the like; empty for a code without a key
 };
 std::optional<KeyPress> ParseKey(std::string_view datagram);

@@ -1,4 +1,4 @@
-/// Channels and events as JSON, the same in every command that gives them.
+/// Channels and events as JSON, the same in every command that prints them.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -9,7 +9,7 @@
 
 namespace zulctl {
 
-/// Texts of the broadcast are UTF-8; the output escapes what a terminal must not get.
+/// Texts of the broadcast are UTF-8; the output escapes them for terminals.
 nlohmann::ordered_json JsonOf(const Channel& channel);
 nlohmann::ordered_json JsonOf(const std::vector<Channel>& channels);
 nlohmann::ordered_json JsonOf(const GuideEvent& event);

@@ -9,10 +9,10 @@
 namespace zulctl {
 
 /// Finds the channel meant by "7.1", an index as `zulctl channels` shows it (from 1), "1a2b:3c4d", a name or the
-/// beginning of one, without regard to case. Throws Failure(kUsage) where none or several fit.
+/// beginning of one, without regard to case. Throws Failure(kUsage) when none or several match.
 const Channel& FindChannel(const std::vector<Channel>& channels, const std::string& text);
 
-/// \return name, or number, or ids: what a person would call it; not escaped
+/// \return name, or number, or ids: whichever is best for people; not escaped
 std::string CallName(const Channel& channel);
 
 }  // namespace zulctl

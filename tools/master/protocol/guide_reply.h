@@ -22,13 +22,13 @@ struct GuideEvent {
 
 struct GuideReply {
     std::vector<GuideEvent> events;
-    bool whole = false;  ///< it ended as a reply must
+    bool whole = false;  ///< the reply's end was received
 };
 
 /// Reads "EITI d3a4 1930 1015 S4,00[News]L0,00[] CR LF", a line an event, then "OK CR LF"; "EITI OK CR LF" is an empty
 /// one. The texts are taken by their length fields, since they may hold any byte. In mode 0 the text is unchanged;
-/// in another mode each byte is two hexadecimal digits with a blank between. What is damaged ends the walk. \return
-/// nothing for what isn't a guide reply at all
+/// in another mode each byte is two hexadecimal digits with a blank between. Parsing stops at damaged data.
+/// \return nothing for a text that isn't a guide reply
 std::optional<GuideReply> ParseGuideReply(std::string_view reply);
 
 }  // namespace zulctl

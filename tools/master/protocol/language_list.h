@@ -21,7 +21,7 @@ struct ProgrammeLanguages {
 };
 
 /// Reads "LANG 1a2b 3c4d eng00,spa00 CR LF", a line a programme, or the same with SUB and no types, then "OK CR LF".
-/// \return nothing for what isn't such a listing from its first to its last byte
+/// \return nothing unless the whole text is such a listing
 std::optional<std::vector<ProgrammeLanguages>> ParseAudioLanguages(std::string_view reply);
 std::optional<std::vector<ProgrammeLanguages>> ParseCaptionLanguages(std::string_view reply);
 

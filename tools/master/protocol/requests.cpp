@@ -24,7 +24,7 @@ bool ScanState(std::string_view reply) { return (reply.size() == 4 && reply[0] =
 bool ScanReport(std::string_view reply) {
     return reply.starts_with("SCAL ") || reply.starts_with("ffff\r\n") || IsKo(reply);
 }
-/// The listing may be empty; what follows a first line is the listing parser's matter.
+/// The listing may be empty; only its first line is checked here, the rest by the listing parser.
 bool Languages(std::string_view reply) { return reply.starts_with("LANG ") || OkOrKo(reply); }
 bool Captions(std::string_view reply) { return reply.starts_with("SUB ") || OkOrKo(reply); }
 

@@ -1,5 +1,5 @@
-/// The requests of the board's text protocol as a client sees them: where the answer comes, how long it may take, what
-/// it looks like, and whether it may be asked again.
+/// The requests of the board's text protocol for a client: the reply's route, delay and form, and whether a request may
+/// be repeated.
 #pragma once
 
 #include <chrono>
@@ -15,9 +15,9 @@ inline constexpr unsigned short kReceiverPort = 2008;
 /// A request is at most this long; a board drops the rest.
 inline constexpr std::size_t kLargestRequest = 2040;
 
-/// Which way an answer comes.
+/// The route of a reply.
 enum class Route {
-    kDirect,     ///< from the command port, to whoever asked
+    kDirect,     ///< from the command port, to the requester
     kForwarded,  ///< from another port, to the first peer that ever asked this board; a refusal comes directly
 };
 

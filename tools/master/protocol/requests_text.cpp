@@ -23,7 +23,7 @@ struct FieldRange {
     const char* name;
     int least, most;
 };
-/// Outside of these a board keeps what it had, and says nothing.
+/// Outside these ranges a board silently keeps its value.
 constexpr FieldRange kPageFields[] = {{"x", -1280, 1280}, {"y", -768, 768},       {"width", 0, 1280},
                                       {"height", 0, 768}, {"page alpha", 0, 255}, {"video alpha", 0, 255}};
 constexpr std::size_t kLongestUrl = 255;  // what the player's message holds

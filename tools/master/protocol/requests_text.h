@@ -14,7 +14,7 @@ namespace zulctl {
 /// UNIT1 or UNIT3: plays a stream.
 std::string PlayText(const Endpoint& stream, std::optional<std::uint16_t> programme);
 
-/// URL: what isn't given stays as the board has it.
+/// URL: fields that aren't given keep the board's values.
 struct PageRequest {
     std::string url;
     std::array<std::optional<int>, 6>
@@ -33,7 +33,7 @@ std::string CaptionsText(const std::string& service);
 /// LANG: languages as in "eng" or "eng:3", with the audio type in hexadecimal.
 std::string LanguageText(const std::string& primary, const std::string& secondary);
 
-/// DHCP0: fixed addresses, which must make sense together.
+/// DHCP0: fixed addresses, which must be consistent.
 std::string FixedAddressText(const std::string& address, const std::string& gateway, const std::string& netmask);
 
 /// SUART: port settings as in "9600,8,N,1".

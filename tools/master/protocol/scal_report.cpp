@@ -21,7 +21,7 @@ bool BeginsNextPiece(std::string_view rest) {
     return rest.empty() || rest.starts_with("SCAL ") || rest.starts_with("ffff\r\n");
 }
 
-/// A name may hold a CR LF of its own, so that the line's end is the first one after which the report goes on.
+/// A name may contain CR LF, so that the line's end is the first one after which the report continues.
 std::string TakeLatinName(TextWalk& line) {
     for (std::size_t size = 0; size <= kNameCharacters; ++size) {
         TextWalk walk = line;

@@ -1,4 +1,4 @@
-/// The channel list that SCAL gives.
+/// The channel list, as SCAL reports it.
 #pragma once
 
 #include <optional>
@@ -28,7 +28,7 @@ struct Channel {
 struct ScalReport {
     std::vector<Channel> channels;
     int damaged = 0;     ///< places where a line was expected and something else found
-    bool whole = false;  ///< the end of the report is there
+    bool whole = false;  ///< the end of the report was received
 };
 
 /// Reads the datagrams of a report, joined: lines such as

@@ -1,4 +1,4 @@
-/// A board's status as JSON, the same in every command that gives it.
+/// A board's status as JSON, the same in every command that prints it.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -12,8 +12,8 @@ namespace zulctl {
 nlohmann::ordered_json JsonOf(const TransmitterStatus& status);
 nlohmann::ordered_json JsonOf(const ReceiverStatus& status);
 
-/// A board and what it answered to STATUS: neither is given where it didn't.
-/// \param error  why it didn't, or an empty text
+/// A board and its reply to STATUS, by role; neither is given without a reply.
+/// \param error  why there is none, or an empty text
 nlohmann::ordered_json BoardJson(const std::string& name, const Endpoint& at, Role role,
                                  const std::optional<TransmitterStatus>& transmitter,
                                  const std::optional<ReceiverStatus>& receiver, const std::string& error);

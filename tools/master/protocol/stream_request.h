@@ -16,12 +16,12 @@ struct ProgrammeId {
     auto operator<=>(const ProgrammeId&) const = default;
 };
 
-/// A stream that is wanted.
+/// A requested stream.
 struct StreamRequest {
     Endpoint to;
     int channel = 0;                      ///< of the tuner, 0 to 158
     std::vector<ProgrammeId> programmes;  ///< empty: all of the channel
-    std::optional<int> slot;              ///< nothing: in place of all that runs
+    std::optional<int> slot;              ///< nothing: replaces all running streams
 };
 
 inline constexpr int kStreamSlots = 8;

@@ -16,7 +16,7 @@ inline constexpr std::uint8_t kModeUtf16 = 0x3F;
 /// \return UTF-8, where what isn't a character became U+FFFD; nothing for a mode that the standard doesn't define
 std::optional<std::string> TextOfMode(std::uint8_t mode, std::string_view bytes);
 
-/// As TextOfMode, and for a mode that isn't defined a text that says so and shows the bytes.
+/// As TextOfMode; for an undefined mode, a text that says so and shows the bytes.
 std::string ShownText(std::uint8_t mode, std::string_view bytes);
 
 /// \return the UTF-8 of UTF-16 with the high byte first; an odd last byte is dropped

@@ -1,4 +1,4 @@
-/// A walk over reply text that takes one piece after the other and remembers the first that wasn't there.
+/// A cursor over reply text that takes one piece after another and remembers the first mismatch.
 #pragma once
 
 #include <charconv>

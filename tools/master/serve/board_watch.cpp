@@ -1,4 +1,4 @@
-// Who is asked when, and what.
+// Schedules the requests to boards.
 #include "serve/board_watch.h"
 
 #include <algorithm>
@@ -13,13 +13,13 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int kWorkers = 8;               ///< boards that are asked at the same time
+constexpr int kWorkers = 8;               ///< boards that are polled concurrently
 constexpr std::size_t kMostBoards = 512;  ///< beacons can be forged
 constexpr auto kStatusEvery = 2s, kSilentEvery = 5s, kListEvery = 60s, kGuideEvery = 60s, kVersionEvery = 300s;
-constexpr auto kLostEvery = 300s;  ///< for a guide whose answers go elsewhere
+constexpr auto kLostEvery = 300s;  ///< for a guide whose replies go to another peer
 constexpr auto kForgetAfter = 600s;
 constexpr auto kWakeEvery = 30s;     ///< for boards that were switched on and beacons that got lost
-constexpr auto kPollPatience = 15s;  ///< of an order for the request that is under way
+constexpr auto kPollPatience = 15s;  ///< of an order for the request in progress
 constexpr std::chrono::minutes kGuideSpan{6 * 60};
 constexpr std::size_t kMostGuideRows = 64;
 
@@ -70,7 +70,7 @@ bool BoardWatch::BeginOrder(const Endpoint& board) {
     std::unique_lock lock(mMutex);
     const auto found = mBoards.find(board);
     if (found == mBoards.end() || std::exchange(found->second.ordered, true)) return false;
-    // An order that waited for its turn at the port instead would take its own service for somebody else.
+    // An order that waited for its turn at the port instead would take its own service for another process.
     mChanged.wait_for(lock, kPollPatience, [&] { return !found->second.asking; });
     return true;
 }
@@ -174,7 +174,7 @@ void BoardWatch::Work(const std::stop_token& stop) {
         }
         entry->asking = true;
         lock.unlock();
-        Poll(*entry);  // what is being asked isn't forgotten meanwhile
+        Poll(*entry);  // an entry that is being polled isn't removed
         lock.lock();
         entry->asking = false;
         if (entry->ordered) mChanged.notify_all();

@@ -1,4 +1,4 @@
-/// Asks boards again and again what they do, each one at a time and for short turns, and remembers what they said.
+/// Polls boards, with one short request at a time for each, and keeps their replies.
 #pragma once
 
 #include <condition_variable>
@@ -40,9 +40,9 @@ struct BoardState {
     std::optional<TransmitterStatus> transmitter;
     std::optional<ReceiverStatus> receiver;
     std::string trouble;  ///< why it doesn't answer; empty when it does
-    std::string busy;     ///< who else is at it, so that it can't be asked; it may be well
+    std::string busy;     ///< who else uses it, so that it can't be polled; not a fault of the board
     std::optional<Clock::time_point> lastAnswer;
-    Clock::time_point known;  ///< since when it is asked
+    Clock::time_point known;  ///< since when it is polled
 
     std::optional<ScanState> scan;
     std::optional<BroadcastClock> clock;
@@ -75,10 +75,10 @@ class BoardWatch {
     std::vector<BoardState> Boards() const;
     /// \return the board of this id, or nothing
     std::optional<BoardState> Find(const std::string& id) const;
-    /// Leaves a board alone while it takes an order, once what it is being asked is answered. \return false where it
-    /// takes one already, or isn't known
+    /// Suspends polling of a board for an order, once its current request is answered. \return false when another order
+    /// is in progress, or the board isn't known
     bool BeginOrder(const Endpoint& board);
-    /// Asks it again, at once: something was changed.
+    /// Polls it immediately, after a change.
     void EndOrder(const Endpoint& board);
     /// \return the groups that transmitters send to and receivers play
     std::set<Endpoint> Groups() const;

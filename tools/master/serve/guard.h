@@ -1,5 +1,5 @@
-/// Which requests are answered: what a page of another site, a rebound name or a stranger could send is refused before
-/// anything is done.
+/// Access control: requests that a page of another site, a rebound name or a stranger could send are refused before any
+/// action.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace zulctl::serve {
 
-/// What a request says of where it comes from; an empty text for a header that it doesn't have.
+/// The headers that show a request's origin; a missing one is empty.
 struct Source {
     std::string host;         ///< Host
     std::string origin;       ///< Origin
@@ -17,17 +17,16 @@ struct Source {
     std::string token;        ///< X-Zulctl-Token
 };
 
-/// \return what is asked for in a Host header, without the port and in lower case
+/// \return the name in a Host header, without the port and in lower case
 std::string HostName(std::string_view host);
 
 class Guard {
  public:
-    /// \param hosts  names and addresses that this service is called by
+    /// \param hosts  names and addresses of this service
     /// \param token  what an order must carry; empty: no orders at all
     Guard(std::vector<std::string> hosts, std::string token);
 
-    /// \return whether a name is one that this service is called by. Any other one has been made to point here by
-    /// somebody else's name server
+    /// \return whether a name belongs to this service. Any other one was pointed here by a foreign name server
     bool Knows(std::string_view host) const;
     /// \return why an order is refused, or an empty text
     std::string WhyNot(const Source& source) const;
@@ -38,7 +37,7 @@ class Guard {
     std::string mToken;
 };
 
-/// \return 32 hexadecimal digits that nobody can guess. Throws Failure
+/// \return 32 unpredictable hexadecimal digits. Throws Failure
 std::string NewToken();
 /// Reads a token from a file that only its owner may read. Throws Failure(kUsage)
 std::string ReadToken(const std::string& path);

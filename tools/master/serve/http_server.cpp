@@ -42,7 +42,7 @@ const httplib::Headers kHeaders = {
 /// Connections that wait for their clients to send or take bytes.
 class WaitingRoom {
  public:
-    /// Waits for an event until the deadline, or until the connection has to give way to another of its client.
+    /// Waits for an event until the deadline, or until the connection is closed in favour of another of its client.
     bool Wait(socket_t fd, in_addr_t client, short events, Clock::time_point deadline) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
         pollfd polled{fd, events, 0};
@@ -130,7 +130,7 @@ class BoundedStream final : public httplib::Stream {
     char mBuffer[2048];
 };
 
-/// httplib's own options would let a second service have the same port.
+/// httplib's own options would let a second service bind the same port.
 void SetOptions(socket_t fd) {
     const int yes = 1;
     setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);

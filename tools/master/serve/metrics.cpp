@@ -1,4 +1,4 @@
-// What is known and measured, for Prometheus.
+// The overview as Prometheus metrics.
 #include <prometheus/text_serializer.h>
 
 #include "serve/overview.h"

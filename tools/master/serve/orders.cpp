@@ -14,7 +14,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// The board's time for one order; pollers leave it alone meanwhile.
+/// Reserves the board for one order; polling is suspended meanwhile.
 class Hold {
  public:
     Hold(BoardWatch& boards, const Endpoint& at) : mrBoards(boards), mAt(at) {

@@ -13,10 +13,12 @@ class Orders {
     explicit Orders(BoardWatch& boards) : mrBoards(boards) {}
 
     /// Obeys the order of a path, whose body is a JSON object:
-    ///     /api/stream/start  {"board": ID, "channels": [TEXT...], "to": "GROUP:PORT", "slot": 0 to 7 or null, "whole":
-    ///     BOOL} /api/stream/stop   {"board": ID, "slot": 0 to 7 or null} /api/play          {"board": ID, "stream":
-    ///     "GROUP:PORT", "programme": NUMBER or null} /api/play/stop     {"board": ID}
-    /// Only boards that are watched take any. \return what the command line prints with --json, or why not
+    ///     /api/stream/start  {"board": ID, "channels": [TEXT...], "to": "GROUP:PORT",
+    ///                         "slot": 0 to 7 or null, "whole": BOOL}
+    ///     /api/stream/stop   {"board": ID, "slot": 0 to 7 or null}
+    ///     /api/play          {"board": ID, "stream": "GROUP:PORT", "programme": NUMBER or null}
+    ///     /api/play/stop     {"board": ID}
+    /// Only watched boards take orders. \return what the command line prints with --json, or an error
     HttpAnswer Obey(const std::string& path, const std::string& body);
 
  private:

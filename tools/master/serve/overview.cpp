@@ -1,4 +1,4 @@
-// What hangs together: streams with the slots that feed them and the receivers that play them.
+// Relates streams to the slots that feed them and the receivers that play them.
 #include "serve/overview.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-/// All that is known and measured at one moment, and what of it is wrong. Pages, metrics and JSON are made from it.
+/// A snapshot of everything known and measured, with its faults. Pages, metrics and JSON are made from it.
 #pragma once
 
 #include <optional>
@@ -15,7 +15,7 @@ namespace zulctl::serve {
 enum class BoardHealth { kWaiting, kGood, kBusy, kSilent };
 const char* BoardHealthName(BoardHealth health);
 
-/// A board that doesn't answer may be tuning or restarting; it is silent after so many seconds.
+/// A board that doesn't answer may be tuning or restarting; it counts as silent after this many seconds.
 inline constexpr double kBoardPatience = 20;
 
 BoardHealth HealthOf(const BoardState& board, Clock::time_point now);
@@ -46,7 +46,7 @@ const Channel* ChannelOf(const BoardState& board, std::uint16_t programme);
 /// \return the broadcast's time now; nothing before the first report
 std::optional<std::chrono::sys_seconds> BroadcastNow(const BoardState& board, Clock::time_point now);
 
-/// \return "Mbit/s by the second" and all else that the page shows: zulctl.overview/1
+/// \return "Mbit/s by the second" and everything else that the page shows: zulctl.overview/1
 std::string OverviewJson(const Overview& overview, bool takesOrders);
 /// \return the shape of `zulctl status --json`: zulctl.status/1
 std::string StatusJson(const Overview& overview);

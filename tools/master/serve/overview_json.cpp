@@ -1,4 +1,4 @@
-// What is known and measured, as JSON.
+// The overview as JSON.
 #include "output/escape.h"
 #include "protocol/channel_json.h"
 #include "protocol/status_json.h"
@@ -11,7 +11,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// ASCII only, and texts that aren't UTF-8 after all can't stop it.
+/// ASCII only; invalid UTF-8 is replaced.
 std::string Dump(const Json& value) { return value.dump(-1, ' ', true, Json::error_handler_t::replace); }
 
 std::string UtcSeconds(std::chrono::sys_seconds when) {

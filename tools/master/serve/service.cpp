@@ -1,4 +1,4 @@
-// Paths and what they give.
+// Paths and their answers.
 #include "serve/service.h"
 
 #include <unistd.h>
@@ -16,7 +16,7 @@ namespace {
 
 constexpr auto kFreshFor = 500ms;
 
-/// Names and addresses that this machine is called by, as far as the service listens there.
+/// Names and addresses of this machine on which the service listens.
 std::vector<std::string> OwnNames(const ServiceOptions& options) {
     std::vector<std::string> names = options.hosts;
     names.insert(names.end(), {"localhost", "127.0.0.1"});

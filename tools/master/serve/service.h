@@ -1,4 +1,4 @@
-/// The status service: what is answered at which path.
+/// The status service: its paths and their answers.
 #pragma once
 
 #include <chrono>
@@ -15,7 +15,7 @@ namespace zulctl::serve {
 
 struct ServiceOptions {
     Endpoint listen;
-    std::vector<std::string> hosts;  ///< names that it is called by, besides its address and localhost
+    std::vector<std::string> hosts;  ///< its names, besides its address and localhost
     std::string token;               ///< of orders; empty: read-only
     int interfaceIndex = 0;
     std::chrono::seconds stillsEvery{10};  ///< 0: no pictures
@@ -29,13 +29,13 @@ class Service {
 
     /// \return the port that it listens at. Throws Failure
     std::uint16_t Start();
-    /// Does what is to be done now and then, until an interrupt.
+    /// Does periodic work until an interrupt.
     void Run();
-    /// One round of that: streams that started are joined.
+    /// One round of that: joins new streams.
     void Follow();
 
  private:
-    /// A body that many clients may ask for and that is made once.
+    /// A body for many clients, made once.
     struct Shared {
         std::mutex mutex;
         std::shared_ptr<const std::string> body;

@@ -1,4 +1,4 @@
-// ffmpeg, kept on a short lead.
+// Runs ffmpeg within tight limits.
 #include "serve/stills.h"
 
 #include <fcntl.h>
@@ -81,7 +81,7 @@ void Limit(__rlimit_resource resource, rlim_t most) {
     _exit(127);
 }
 
-/// Waits for a child's end, and ends it where it takes too long. \return whether it ended well
+/// Waits for a child's end, and kills it when it takes too long. \return whether it succeeded
 bool EndsWell(pid_t child) {
     const int handle = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
     pollfd polled{handle, POLLIN, 0};

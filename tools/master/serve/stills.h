@@ -1,4 +1,4 @@
-/// A still picture of each stream, now and then: ffmpeg is given a few seconds of the stream and gives back a JPEG.
+/// A periodic still picture of each stream: ffmpeg turns a few seconds of the stream into a JPEG.
 #pragma once
 
 #include <map>
@@ -32,7 +32,7 @@ class Stills {
     Stills(const Stills&) = delete;
     Stills& operator=(const Stills&) = delete;
 
-    /// \return what there is of a stream
+    /// \return the latest still of a stream
     Still Of(const Endpoint& group) const;
 
  private:

@@ -69,7 +69,7 @@ struct StreamWatch::Watched {
     std::uint32_t lostBefore = 0;                    ///< of the socket, at the report's begin
     std::deque<Sample> history;
     std::set<std::uint32_t> sources;
-    std::optional<std::string> captured;  ///< there while somebody waits for it
+    std::optional<std::string> captured;  ///< set while a capture is requested
     std::size_t wanted = 0;               ///< bytes
 
     std::uint64_t Bytes() const { return measured.bytes + probe.Report().bytes; }
@@ -92,7 +92,7 @@ void StreamWatch::Watched::Take(const Datagram& datagram) {
 
 void StreamWatch::Watched::EndSecond(double elapsed) {
     const std::uint64_t bits = Bytes() * 8, errors = Continuity() + Sync();
-    // A busy machine makes a second longer; the rate is that of the time that it took.
+    // On a busy machine a second takes longer; the rate refers to the actual time.
     const auto rate = static_cast<std::uint64_t>(static_cast<double>(bits - bitsBefore) / elapsed);
     history.push_back({Clamped(rate), Clamped(errors - errorsBefore)});
     if (history.size() > kHistorySeconds) history.pop_front();
@@ -185,8 +185,7 @@ std::optional<std::string> StreamWatch::Capture(const Endpoint& group, std::size
 void StreamWatch::Run(const std::stop_token& stop) {
     auto lastTick = Clock::now();
     while (!stop.stop_requested() && !Interrupted()) {
-        // The kernel notes when a datagram came, so that it may wait for the next round: one wake takes what many
-        // would.
+        // The kernel time-stamps datagrams, so that they may wait for the next round: one wake-up replaces many.
         SleepUntil(Clock::now() + kRound);
         Drain();
         const auto now = Clock::now();

@@ -1,5 +1,5 @@
-/// Joins streams and judges them for as long as they are wanted: rates and errors by the second, findings of the last
-/// seconds, totals, and pieces of the stream for whoever makes pictures.
+/// Joins requested streams and analyses them: rates and errors by the second, findings of the last seconds, totals, and
+/// pieces of the stream for still pictures.
 #pragma once
 
 #include <condition_variable>
@@ -40,7 +40,7 @@ struct Measured {
     double watchedSeconds = 0;                   ///< since it was joined
     double silentSeconds = 0;                    ///< since the last datagram, or since it was joined
     std::vector<Sample> history;                 ///< whole seconds, the oldest first
-    std::uint64_t unfinishedErrors = 0;          ///< of the second that runs
+    std::uint64_t unfinishedErrors = 0;          ///< of the current second
     std::set<std::uint32_t> sources;             ///< addresses that it came from, of the last whole report
     std::shared_ptr<const StreamReport> report;  ///< of the last whole report; null before the first one
 
@@ -65,7 +65,7 @@ class StreamWatch {
     StreamWatch(const StreamWatch&) = delete;
     StreamWatch& operator=(const StreamWatch&) = delete;
 
-    /// Joins those that are new and leaves those that aren't wanted any more.
+    /// Joins new streams and leaves those no longer requested.
     void Want(const std::set<Endpoint>& groups);
     std::vector<Measured> Streams() const;
 

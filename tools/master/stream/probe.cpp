@@ -1,4 +1,4 @@
-// Datagrams into packets, packets into counts and tables.
+// Splits datagrams into packets; counts packets and reads tables.
 #include "stream/probe.h"
 
 #include <fmt/format.h>
@@ -23,13 +23,14 @@ std::size_t HashOf(Bytes bytes) {
 
 bool Discontinuity(Bytes packet) { return HasAdaptation(packet) && packet[4] > 0 && (packet[5] & 0x80) != 0; }
 
-/// Datagrams of stuffing are all alike.
+/// Datagrams of null packets only, which are all equal.
 bool IsStuffing(Bytes datagram) {
     while (datagram.size() >= kTsPacketSize && PidOf(datagram) == kNullPid) TakeAtMost(datagram, kTsPacketSize);
     return datagram.size() < kTsPacketSize;
 }
 
-/// Steps to the next place where a packet may begin: a sync byte with another one packet later, or none known yet.
+/// Steps to the next place where a packet may begin: a sync byte with another one a packet later, if that byte is known
+/// yet.
 std::size_t FindSync(Bytes bytes, std::size_t from) {
     while (from < bytes.size()) {
         const bool followed = from + kTsPacketSize >= bytes.size() || bytes[from + kTsPacketSize] == kSync;
@@ -64,7 +65,7 @@ std::string StreamReport::PidPurpose(std::uint16_t pid) const {
 
 void StreamProbe::Add(Bytes datagram, Time arrived) {
     if (mReport.datagrams == 0) mFirst = arrived;
-    // The stamps of the kernel may step back by a hair when its clock is set.
+    // Time stamps of the kernel may step back slightly when its clock is set.
     arrived = std::max(arrived, mReport.datagrams == 0 ? mFirst : mReport.last);
     if (mReport.datagrams > 0) mReport.interArrival.Note(Seconds(arrived - mReport.last));
     mReport.last = arrived;

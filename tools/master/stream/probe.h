@@ -1,5 +1,5 @@
-/// The judge of a stream: takes its datagrams one by one and reports what they carry. It opens no socket, so that
-/// zulctl, tests and anything else that holds datagrams can use it.
+/// The judge of a stream: takes datagrams one by one and reports their content. It opens no socket, so that any source
+/// of datagrams can use it.
 #pragma once
 
 #include <array>
@@ -39,7 +39,7 @@ class Spread {
     double mLeast = 0, mMost = 0, mSum = 0;
 };
 
-/// What the judge knows of one PID.
+/// Findings on one PID.
 struct PidReport {
     std::uint64_t packets = 0;
     std::uint64_t continuityErrors = 0;
@@ -48,7 +48,7 @@ struct PidReport {
     std::uint64_t damaged = 0;  ///< transport_error_indicator set
 };
 
-/// How often a table came and what its versions did.
+/// Repetition and versions of a table.
 struct TableReport {
     std::uint64_t sections = 0;
     std::uint64_t crcErrors = 0;
@@ -72,7 +72,7 @@ struct SecondReport {
 
 struct StreamReport {
     std::uint64_t datagrams = 0, bytes = 0, packets = 0;
-    std::uint64_t syncLosses = 0;                  ///< places where no packet began where one had to
+    std::uint64_t syncLosses = 0;                  ///< places without a sync byte where a packet should begin
     std::uint64_t repeatedDatagrams = 0;           ///< equal to the one before
     std::uint64_t oddDatagrams = 0;                ///< not whole packets
     double seconds = 0;                            ///< from the first datagram to the last
@@ -84,7 +84,7 @@ struct StreamReport {
     unsigned blankedEntries = 0;                          ///< of the last PAT, numbered 0
     std::map<std::uint16_t, ProgrammeReport> programmes;  ///< of the last PAT
     std::vector<SecondReport> perSecond;
-    std::uint64_t lostHere = 0;  ///< datagrams that the receiving machine dropped; set by whoever has the socket
+    std::uint64_t lostHere = 0;  ///< datagrams that the receiving machine dropped; set by the socket's owner
 
     std::uint64_t ContinuityErrors() const;
     double BitRate() const { return seconds > 0 ? static_cast<double>(bytes) * 8 / seconds : 0; }
@@ -100,7 +100,7 @@ class StreamProbe {
     void Add(Bytes datagram, Time arrived);
     const StreamReport& Report() const { return mReport; }
     StreamReport& Report() { return mReport; }
-    /// Begins a new report. What earlier packets say about later ones stays: continuity, cut sections, the PAT.
+    /// Begins a new report. State across packets is kept: continuity, partial sections, the PAT.
     void StartOver();
 
  private:
@@ -114,7 +114,7 @@ class StreamProbe {
     bool ContinuityHolds(Bytes packet, PidReport& report, PidState& state);
     void Pat(Bytes section);
     void Pmt(Bytes section, std::uint16_t pid);
-    /// \return true for a section that is sound; intervals are taken between those
+    /// \return true for a valid section; intervals are measured between these
     bool NoteSection(Bytes section, TableReport& table, int version);
     SecondReport& Second() { return mReport.perSecond.back(); }
 
@@ -137,8 +137,8 @@ struct Finding {
 inline constexpr double kLongestPatInterval = 0.5;
 inline constexpr double kLongestPmtInterval = 0.5;
 
-/// \return what is wrong, and what is worth a note; a good stream has no fault among them. An entry numbered 0 in the
-/// PAT of a stream that carries a part of a multiplex is no fault.
+/// \return faults and notes; a good stream has no fault. An entry numbered 0 in the PAT of a stream that carries part
+/// of a multiplex is no fault.
 std::vector<Finding> Judge(const StreamReport& report);
 
 }  // namespace zulctl

@@ -1,4 +1,4 @@
-// What of a stream's report is a fault and what is worth a note.
+// Derives faults and notes from a stream's report.
 #include <fmt/format.h>
 
 #include <algorithm>

@@ -25,7 +25,7 @@ function stateOf(board) {
   }
 }
 
-/** "CINEMA (2.1)" where a transmitter tells the name of what a receiver plays. */
+/** "CINEMA (2.1)" where a transmitter's list names what a receiver plays. */
 function playedName(receiver, streams) {
   const stream = streams.find((item) => item.stream === `${receiver.group}:${receiver.port}`);
   const programmes = stream?.sources.flatMap((source) => source.programmes) ?? [];

@@ -136,7 +136,7 @@ function update(element, board, several) {
   if (element.dataset.drawn !== drawn) {
     const ends = rows.flatMap(({events}) => events.map((event) => event.to));
     const end = Math.min(Math.max(start + 180 * kMinute, ...ends), start + 12 * 60 * kMinute);
-    // What is in focus is kept over the new sheet.
+    // The focus is kept when the sheet is replaced.
     const focus = [...element.querySelectorAll('.event')].indexOf(document.activeElement);
     fill(element.querySelector('.sheet'), rows, start, end);
     if (focus >= 0) element.querySelectorAll('.event')[focus]?.focus({preventScroll: true});

@@ -18,7 +18,7 @@ function remember(value) {
 const given = /^#token=([\w-]+)$/.exec(location.hash);
 if (given) {
   remember(given[1]);
-  history.replaceState(null, '', location.pathname);  // not for whoever looks over a shoulder
+  history.replaceState(null, '', location.pathname);  // hides the token from onlookers
 }
 
 export const canOrder = () => taken && token !== '';

@@ -1,4 +1,4 @@
-// Streams: what they carry, how they do, and a picture.
+// Streams: their content, their state, and a picture.
 import {byId, counted, keep, make, makeSvg, put, rateParts, say, show, spanText} from './parts.js';
 import {askWhereToPlay, canOrder, confirmStop} from './orders.js';
 
@@ -22,7 +22,7 @@ function create(stream) {
       make('button', {type: 'button', class: 'play'}, 'Play on…'), make('button', {type: 'button', class: 'stop'}, 'Stop…'))));
 }
 
-/** What a person would call it: its channels, or the group where no list tells. */
+/** Its name for people: its channels, or the group where no list has them. */
 function nameOf(stream) {
   const programmes = stream.sources.flatMap((source) => source.programmes);
   const named = programmes.filter((programme) => programme.name);
