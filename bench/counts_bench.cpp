@@ -26,7 +26,7 @@ namespace {
 thread_local unsigned long allocations = 0;
 }  // namespace
 
-// In place of the C library's: whatever allocates, `operator new` among it, is counted.
+// Replaces the C library's: counts every allocation, including `operator new`.
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
@@ -39,7 +39,7 @@ void* aligned_alloc(std::size_t alignment, std::size_t size) { return ++allocati
 }
 
 #ifdef ZUL_COUNTS_PLANTED
-// A fault that bench/counts has to report: reads each packet's sync byte once more.
+// A fault that bench/counts must report: reads each packet's sync byte once more.
 extern "C" {
 bool __real__ZN8TsFilter6FilterEPhi(TsFilter* filter, unsigned char* data, int size);
 bool __wrap__ZN8TsFilter6FilterEPhi(TsFilter* filter, unsigned char* data, int size) {
@@ -49,7 +49,7 @@ bool __wrap__ZN8TsFilter6FilterEPhi(TsFilter* filter, unsigned char* data, int s
 }
 #endif
 
-/// Opens the command manager's inside.
+/// Gives access to the command manager's members.
 class CommandManagerTest {
  public:
     static bool Connect(CommandManager& board, std::uint16_t port) { return board.mpServer->Connect(port); }
@@ -75,10 +75,10 @@ struct Operation {
     std::function<void()> run;            ///< what is counted
     int times;                            ///< that it is run
     int units = 1;                        ///< what one run is counted as, such as its sections
-    std::function<void()> check = [] {};  ///< ends the program when the runs didn't do what they should
+    std::function<void()> check = [] {};  ///< ends the program when the runs failed
 };
 
-/// A filter that knows a multiplex of six programmes from its PAT and PMTs.
+/// A filter that has analysed the PAT and PMTs of a multiplex of six programmes.
 struct Board {
     Board() {
         filter.FilterActive(true);
@@ -174,7 +174,7 @@ struct Transmitter {
     board::StatusBlock status;
     board::SettingsAgent agent{"/mnt/burnt"};
     board::SystemDaemon daemon;
-    CommandManager& manager = *new CommandManager('T');  // lives on: its threads don't end
+    CommandManager& manager = *new CommandManager('T');  // never destroyed: its threads don't end
     Client master;
 };
 

@@ -38,7 +38,7 @@ double ThreadTime() {
 
 }  // namespace
 
-// The linker puts these in place of the system's own, in all that this program is made of.
+// The linker replaces the system's functions by these in the whole program.
 extern "C" {
 int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
@@ -135,7 +135,7 @@ void Watch(benchmark::State& state, Operation operation) {
     state.counters["held_us_max"] = held.back();
 }
 
-// What the stream's thread pays, in nanoseconds an event. The lock isn't watched here, for that costs more.
+// The cost for the stream's thread, in nanoseconds per event. The lock isn't watched here, as that costs more.
 
 template <typename Operation>
 void PerEvent(benchmark::State& state, Operation operation) {
@@ -157,7 +157,7 @@ void EttRepetition(benchmark::State& state) {
     PerEvent(state, [](Store& store, std::size_t n) { store.SetText(store.Arrival(n)); });
 }
 
-// What the stream's thread may have to wait for.
+// Operations that the stream's thread may wait for.
 
 void Query(benchmark::State& state, char type) {
     Store store(200, static_cast<int>(state.range(0)));
@@ -196,7 +196,7 @@ void Dump(benchmark::State& state) {
     global_debug_flag = 0;
 }
 
-/// Scans, so that the band's last channel brings 200 programmes; from then on only the save holds the lock for long.
+/// Scans, so that the band's last channel adds 200 programmes; after that only the save holds the lock for long.
 void Save(benchmark::State& state) {
     Store store(0, 0);
     board::StatusBlock block;

@@ -1,5 +1,5 @@
 // How long a datagram takes from the call of Zul_Filter that completes it to the socket of another machine.
-//     latency_bench receive                                     measures what comes to port 6000, until it ends
+//     latency_bench receive                                     measures datagrams to port 6000, until it ends
 //     latency_bench ours|floor ADDRESS MBITPS PACKETS SECONDS   sends a whole multiplex in host buffers of PACKETS
 // `floor` copies packets to datagrams, and sends those of a host buffer as one message that the kernel segments.
 // Packets carry the time of the call, and the receiver's kernel gives the time of arrival: both machines have one
@@ -77,7 +77,7 @@ int Receive() {
     return 0;
 }
 
-/// The same datagrams in the plainest way.
+/// The same datagrams in the simplest way.
 class Floor {
  public:
     explicit Floor(const char* ip) {

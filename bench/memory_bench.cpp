@@ -34,7 +34,7 @@ constexpr std::size_t kHostBuffer = 174 * transport::kPacket;
     std::exit(1);
 }
 
-/// The host, a process of its own.
+/// The host, a separate process.
 class Host {
  public:
     explicit Host(char** command) {

@@ -1,5 +1,5 @@
-// What a section costs on its way from packets to the store, table by table, beside libdvbpsi on the same packets; and
-// a coded text by itself, which libdvbpsi leaves as it is, beside libucsi.
+// The cost of a section from packets to the store, table by table, compared with libdvbpsi on the same packets; and of
+// a coded text, which libdvbpsi doesn't decode, compared with libucsi.
 #include <benchmark/benchmark.h>
 
 #include "core/log.h"
@@ -47,7 +47,7 @@ void BM_Filter(benchmark::State& state, Table table, bool newVersions) {
     TsFilter filter('T', &tuner);
     filter.FilterActive(true);
     for (std::uint16_t program = 1; program <= 6; ++program) tuner.AddProgramToScanResults(1, program);
-    // Another packet follows the last, which is only analysed when one does.
+    // Another packet follows the last one, which is analysed only then.
     const auto feed = [&](Blob packets) {
         transport::Append(packets, transport::Filled(0x1FFF, 0, 0xFF));
         filter.Filter(packets.data(), static_cast<int>(packets.size()));
@@ -76,7 +76,7 @@ void BM_Collector(benchmark::State& state, Table table, bool newVersions) {
     Report(state, table);
 }
 
-/// As many section objects as there may be, and a stream that always wants another.
+/// The maximum number of section objects, and a stream that always needs another.
 void BM_Hostile(benchmark::State& state) {
     global_debug_flag = 0;
     TableCollector collector;
@@ -124,7 +124,7 @@ void BM_LibucsiText(benchmark::State& state) {
 
 #ifdef ZUL_HAS_DVBPSI
 
-/// Asks for the decoder of a table as it turns up, and drops what it decodes.
+/// Attaches the decoder of a table when it appears, and drops its results.
 void Attach(dvbpsi_t* handle, std::uint8_t tableId, std::uint16_t extension, void*) {
     switch (tableId) {
         case 0xC7:

@@ -1,4 +1,4 @@
-// A day in the life of a board, in fast time: what it holds at the end is what it held after the first hour.
+// A day of a board in fast time: at the end it uses the same resources as after the first hour.
 #include <gtest/gtest.h>
 #include <sys/msg.h>
 #include <unistd.h>
@@ -24,7 +24,7 @@ const int kHours = FromEnvironment("ZUL_SOAK_HOURS", 24);
 const int kClock = FromEnvironment("ZUL_SOAK_CLOCK", 400);  ///< seconds of the board in a real one
 constexpr long kSpare = 512;                                ///< KiB that the allocator may keep more
 
-/// What a process holds of its machine.
+/// Resources of a process.
 struct Holdings {
     long resident = 0;  ///< KiB
     long descriptors = 0;
@@ -72,7 +72,7 @@ Holdings Held() {
             WaitingBytes()};
 }
 
-/// Lets a board live its day: `hour` is called for each, and asks for what an hour brings.
+/// Runs a board for a day: calls `hour` for each hour, which sends its requests.
 void LiveADay(LiveBoard& board, const std::function<void(int)>& hour) {
     Holdings first, now;
     std::printf("\nhour  resident KiB  descriptors  threads  messages  bytes waiting\n");
@@ -82,7 +82,7 @@ void LiveADay(LiveBoard& board, const std::function<void(int)>& hour) {
         board->Settings().Requests().Clear();
         board->Daemon().Requests().Clear();
         board->Tools().Lines().Clear();
-        board.HearUntil("(silence)", Milliseconds(300));  // what is under way comes to its end
+        board.HearUntil("(silence)", Milliseconds(300));  // pending work completes
         now = Held();
         if (number == 1) first = now;
         std::printf("\n%4d  %12ld  %11ld  %7ld  %8ld  %13ld\n", number, now.resident, now.descriptors, now.threads,
@@ -141,7 +141,7 @@ TEST(Soak, Transmitter) {
                 expect("UNIT5,2", "OK");
             }
             expect("UNIT1,239.1.1.1,5001,7,4d,1", "OK");
-            // And some minutes of nothing but stream.
+            // And some minutes of streaming only.
             const std::uint64_t rest = std::min(end, board->TheTuner().BytesFed() + bytesAnHour / 4);
             while (board->TheTuner().BytesFed() < rest) std::this_thread::sleep_for(Milliseconds(10));
         }

@@ -1,4 +1,4 @@
-/// Tables as broadcasts have them, in packets, for the benchmarks of their way to the store.
+/// Tables like a broadcast's, in packets, for benchmarks of their path to the store.
 #pragma once
 
 #include <string>
@@ -50,7 +50,7 @@ inline Blob PmtOf(unsigned programme, unsigned version = 0) {
         version);
 }
 
-/// A section of a table. Each version brings something new.
+/// A section of a table. Each version has new content.
 inline Blob Section(Table table, unsigned version) {
     std::vector<Blob> entries;
     switch (table) {

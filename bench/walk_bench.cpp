@@ -1,4 +1,4 @@
-// What the walk costs, against floors of the same run: a bare walk with PID look-up; the same with a copy into
+// The cost of the walk, compared with floors of the same run: a bare walk with PID look-up; the same with a copy into
 // datagrams; and that with one sendto a datagram, with one sendmmsg a host buffer, or with one message a host buffer,
 // which the kernel segments.
 #include <arpa/inet.h>
@@ -25,7 +25,7 @@ bool sendsAreMade = true;
 
 }  // namespace
 
-// The linker leads the system's sends through these: without them, what is left is the walk and the copy.
+// The linker redirects the system's sends to these: without sends, only the walk and the copy remain.
 extern "C" {
 ssize_t __real_sendto(int, const void*, std::size_t, int, const sockaddr*, socklen_t);
 int __real_sendmmsg(int, mmsghdr*, unsigned, int);
@@ -82,7 +82,7 @@ class Multiplex {
     int mNext = 0;
 };
 
-/// A socket that takes what is sent to it, and a socket that sends there.
+/// A receiving socket, and a socket that sends to it.
 struct Sink {
     Sink() : receiver(socket(AF_INET, SOCK_DGRAM, 0)), sender(socket(AF_INET, SOCK_DGRAM, 0)) {
         address.sin_family = AF_INET;
@@ -114,7 +114,7 @@ struct Load {
 };
 constexpr Load kLoads[] = {{"1 of 6", 1, 1, 6}, {"8 streams", 8, 1, 6}, {"whole", 1, 6, 6}};
 
-/// What there is to do at least, done in the plainest way.
+/// The minimum of work, done in the simplest way.
 enum class Floor { kWalk, kCopy, kSendTo, kSendMmsg, kSegment };
 
 /// One stream of a floor: datagrams that fill up, and leave one by one or a host buffer's together.
@@ -210,7 +210,7 @@ void BM_Floor(benchmark::State& state) {
 
 }  // namespace
 
-/// Opens the filter's table to the benchmark of its walk.
+/// Gives the benchmark of the walk access to the filter's table.
 class TsFilterTest {
  public:
     TsFilterTest() { global_debug_flag = 0; }

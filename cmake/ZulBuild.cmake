@@ -1,4 +1,4 @@
-# What every target of the project shares: language level, warnings, sanitizers.
+# Shared by all targets: language level, warnings, sanitizers.
 
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)

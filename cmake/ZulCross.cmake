@@ -1,7 +1,8 @@
-# Builds for another machine: what the tests need there, made from sources and headers that Debian installs here.
+# Builds for another machine: the libraries that the tests need there, from sources and headers that Debian installs
+# here.
 
-# Libraries that are headers alone hold for any machine. They are lent one by one: the rest of this machine's headers
-# are no others'.
+# Header-only libraries work for any machine. They are made available one by one, as the rest of this machine's headers
+# don't.
 set(lent ${CMAKE_BINARY_DIR}/lent)
 file(MAKE_DIRECTORY ${lent}/include)
 foreach(library bitstream fmt)

@@ -1,5 +1,5 @@
-# Turns the files of data/ into C++ while CMake configures, so that a build needs CMake and a compiler and nothing else.
-# A header is written again only when its content changes, and an edited data file brings CMake back.
+# Turns the files of data/ into C++ while CMake configures, so that a build needs only CMake and a compiler.
+# A header is written again only when its content changes, and editing a data file runs CMake again.
 
 # zul_hex_array(OUTPUT header NAME symbol INPUT file): a header with `inline constexpr std::array<std::uint8_t, N> symbol`,
 # from a text file of hexadecimal bytes, two digits each, with white space between them.

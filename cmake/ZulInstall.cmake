@@ -6,7 +6,7 @@ if(EXISTS /etc/debian_version AND CMAKE_LIBRARY_ARCHITECTURE)
 endif()
 file(RELATIVE_PATH ZUL_UP /${ZUL_LIBDIR}/pkgconfig /)
 
-# The module is loaded by its path: it has a folder of its own, beside the libraries that programs link.
+# The module is loaded by its path: it has its own folder, apart from the libraries that programs link.
 install(TARGETS zul LIBRARY DESTINATION ${ZUL_LIBDIR}/zul COMPONENT libzul)
 install(FILES ${CMAKE_SOURCE_DIR}/src/include/zul.h DESTINATION include COMPONENT libzul-dev)
 configure_file(${CMAKE_SOURCE_DIR}/packaging/zul.pc.in ${CMAKE_BINARY_DIR}/packaging/zul.pc @ONLY)

@@ -32,7 +32,7 @@ void Board::KnowProgramme() {
     tuner.SetPsipInfoForProgram(kTransport, kProgramme, "\0A\0B\0C\0D\0E\0F\0G\0", 7, 1, 4, 1, 2, kSource);
     const std::vector<char> longText(1000, 'l');  // shown as 3,000 characters
     tuner.SetExtendedText(kSource, 1 << 2 | 2, longText.data(), static_cast<std::uint32_t>(longText.size()), 0x3F);
-    constexpr int kWalks = 28;  // of 30: an entry is about to fall out
+    constexpr int kWalks = 28;  // of 30: an entry is about to be removed
     tuner.SetLanguageForProgram(kTransport, kProgramme, "old", Language::eAudio, 0, 0x34, 0);
     for (int i = 0; i < kWalks; ++i)
         tuner.SetLanguageForProgram(kTransport, kProgramme, "eng", Language::eAudio, 0, 0x34, 0);
@@ -111,7 +111,7 @@ void EnterTable(Input& input, unsigned flags, std::initializer_list<std::uint8_t
         packets.shrink_to_fit();
         Zul_Filter(packets.data(), static_cast<unsigned>(packets.size()));
     } else {
-        // Whoever hands a section over has cut it to its own length.
+        // The caller has cut the section to its own length.
         const std::size_t length = section.size() - kSectionHead;
         section[1] = static_cast<std::uint8_t>((section[1] & 0xF0) | length >> 8);
         section[2] = static_cast<std::uint8_t>(length);

@@ -22,7 +22,7 @@ class TsFilterTest {
         filter.Attach(filter.mPacketIdMap[pid], filter.mStreamersList[0].get());
     }
 
-    /// Hands a section to the analyser of its table, as the collector does.
+    /// Passes a section to the analyser of its table, as the collector does.
     static void Analyse(TsFilter& filter, Bytes section, unsigned pid) {
         const platform::MutexLock lock(filter.mMutex);
         switch (section[0]) {
@@ -52,12 +52,12 @@ class Board {
     Board(const Board&) = delete;
     Board& operator=(const Board&) = delete;
 
-    /// Puts everything to where a programme of the current channel is known, with its source and its PIDs.
+    /// Sets up the state in which a programme of the current channel is known, with its source and its PIDs.
     void KnowProgramme();
 
-    /// Asks all that can be asked of the store.
+    /// Runs all queries of the store.
     void AskStore();
-    /// Asks all that can be asked of the PID table, which costs a walk for each question.
+    /// Runs all queries of the PID table, each of which costs a walk.
     void AskTable();
 
     TunerManager tuner;
@@ -67,15 +67,16 @@ class Board {
     char mRole;
 };
 
-/// A section in packets of its own, followed by the head of another packet, which proves the last.
+/// A section in its own packets, followed by the head of another packet, which confirms the last one.
 Block Packets(unsigned pid, Bytes section, unsigned continuity);
 
 /// Writes section_length and CRC_32 of a section that takes all the bytes; too few or too many stay as they are.
 void Seal(std::span<std::uint8_t> section);
 
 /// The fuzz target of one table: a section to its analyser, to the collector, in packets to `Zul_Filter`, or on a
-/// receiver. \param flags   0 to 3 the path, 4 the store is queried afterwards, 8 the PID table \param tables  the
-/// table_ids that it reads; the first is used for all others
+/// receiver.
+/// \param flags   0 to 3 the path, 4 the store is queried afterwards, 8 the PID table
+/// \param tables  the table_ids that it reads; the first is used for all others
 void EnterTable(Input& input, unsigned flags, std::initializer_list<std::uint8_t> tables, unsigned pid);
 
 }  // namespace fuzz

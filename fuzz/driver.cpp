@@ -1,4 +1,4 @@
-// Without libFuzzer: brings files in, each once.
+// Without libFuzzer: runs each file once.
 //   zul_fuzz CORPUS                   each folder through the target of its name
 //   zul_fuzz TARGET FILE_OR_FOLDER... through one target
 //   zul_fuzz --targets
@@ -34,7 +34,7 @@ extern "C" void TellSignal(int signal) {
     std::raise(signal);
 }
 
-/// What the module says goes nowhere; what a sanitizer says, to the old standard error.
+/// The module's output is discarded; a sanitizer's goes to the original standard error.
 void Hush() {
     const int errors = dup(STDERR_FILENO);
     if (__sanitizer_set_report_fd != nullptr) {

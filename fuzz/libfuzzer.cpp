@@ -1,4 +1,4 @@
-// The same targets for libFuzzer; ZUL_FUZZ_TARGET in the environment names one.
+// The same targets for libFuzzer; the environment variable ZUL_FUZZ_TARGET selects one.
 #include <cstdio>
 #include <cstring>
 

@@ -74,11 +74,11 @@ Manager::~Manager() {
     CommandManagerTest::Filter(*mBoard).SetDebugOutput(nullptr);
 }
 
-/// What the host hands over: packets to a transmitter, sections to a receiver.
+/// Input from the host: packets to a transmitter, sections to a receiver.
 void Manager::Receive() {
     Block data = Broadcast();
     if (mRole == 'T') {
-        constexpr int kTimes = 3;  // so often a PID must be seen for the whole multiplex to take it along
+        constexpr int kTimes = 3;  // a PID must be seen this often to be part of the whole multiplex
         for (int i = 0; i < kTimes; ++i) Zul_Filter(data.data(), static_cast<unsigned>(data.size()));
         return;
     }

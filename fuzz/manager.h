@@ -33,8 +33,7 @@ class Manager {
  public:
     static constexpr std::uint16_t kPort = 5000;
 
-    /// \param flags  1 a receiver, 2 a daemon that lies, 4 a broadcast was received, 8 a scan is as long as it is asked
-    /// to be
+    /// \param flags  1 a receiver, 2 a daemon that lies, 4 a broadcast was received, 8 a scan is as long as requested
     explicit Manager(unsigned flags);
     ~Manager();
     Manager(const Manager&) = delete;

@@ -47,7 +47,7 @@ void WriteStream(const std::string& name, const Blob& stream) {
         const Blob packet(stream.begin() + static_cast<std::ptrdiff_t>(at),
                           stream.begin() + static_cast<std::ptrdiff_t>(at + kPacket));
         const auto pid = static_cast<std::uint16_t>((packet[1] & 0x1F) << 8 | packet[2]);
-        const bool tables = pid % 16 == 0 || pid >= 0x1D00;  // by zul-mux's habit
+        const bool tables = pid % 16 == 0 || pid >= 0x1D00;  // as zul-mux assigns them
         if (packetsOf[pid]++ < (tables ? 6 : 1) && walk.size() < 30 * kPacket) Append(walk, packet);
         const unsigned payload = TsFilter::GetTsPayloadIndex(packet.data(), pid);
         if (payload < 4 || payload >= kPacket - 8) continue;
@@ -129,7 +129,7 @@ void WriteTables() {
     for (unsigned id = 1; id <= 45; ++id) wide.push_back(EitEvent(id, 1388534400 - 60 + 60 * id, 59, title));
     Write("eit", "many", (0 | kAsk) * 3, Eit(0x0102, many));
     Write("eit", "wide", (0 | kAsk) * 3, Eit(0x0102, wide));
-    Blob ids;  // every table that the analysis knows, and one that it doesn't
+    Blob ids;  // every table that the analysis knows, and an unknown one
     unsigned continuityOfIds = 0;
     for (const unsigned id :
          {0xC0, 0xC1, 0xC2, 0xC3, 0xC4, 0xC5, 0xC6, 0xC7, 0xC8, 0xC9, 0xCA, 0xCB, 0xCC, 0xCD, 0xD3}) {

@@ -1,4 +1,4 @@
-/// Fuzz targets: the inputs of the module that somebody else writes.
+/// Fuzz targets: the inputs of the module from outside.
 #pragma once
 
 #include <cstdlib>
@@ -52,7 +52,7 @@ inline std::vector<char> Text(const Block& bytes) {
     return text;
 }
 
-/// Ends the process when the module breaks a promise that no sanitizer knows of.
+/// Ends the process when the module breaks a promise that no sanitizer checks.
 void Promise(bool kept, const char* promise);
 
 /// One fuzz target. The first byte of every input chooses the log level, see `LevelOf`.

@@ -1,4 +1,4 @@
-// The world around a module that is fuzzed. What the process would do to the machine is cut off by the linker's --wrap.
+// The environment of a fuzzed module. The linker's --wrap intercepts the calls that would act on the machine.
 #include "world.h"
 
 #include <arpa/inet.h>
@@ -97,7 +97,7 @@ void PlayScan() {
 }
 
 void OnSleep(std::int64_t microseconds) {
-    constexpr std::int64_t kForData = 5'000'000;  // so long are these sleeps, and no lock is held in them
+    constexpr std::int64_t kForData = 5'000'000;  // the length of these sleeps, in which no lock is held
     PlayDaemon();
     PlayBrowser();
     PlayScan();
@@ -178,7 +178,7 @@ void AnswerOneRequest() {
 }
 
 void FillAgent(Bytes answers) {
-    static Block before;  // what is left of the last request's answers; it can stay when the next ones are equal
+    static Block before;  // the remaining answers of the last request; kept when the next ones are equal
     if (answers.empty()) answers = Bytes(reinterpret_cast<const std::uint8_t*>(kGood), sizeof kGood);
     const bool various = std::find(answers.begin(), answers.end(), kNextAnswer) != answers.end();
     if (various || !std::ranges::equal(answers, before)) Empty(kAgentAnswers);

@@ -1,6 +1,5 @@
-/// What the module finds around it while it is fuzzed: no threads, no waits, no shell, and in place of the board's
-/// other processes answers of the input's choice. Everything happens on one thread, so that an input always does the
-/// same.
+/// The environment of the fuzzed module: no threads, no waits, no shell, and answers from the input in place of the
+/// board's other processes. Everything happens on one thread, so that each run of an input is the same.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +11,7 @@ class TunerManager;
 
 namespace fuzz {
 
-/// The world of one run: put to its start, and emptied when the run is over.
+/// The environment of one run: reset at its start, and emptied at its end.
 class World {
  public:
     /// \param level  of the log, 0 to 2; level 2 has a log channel
@@ -29,7 +28,7 @@ struct Meanwhile {
     std::function<Block()> daemonAnswer;
     /// Answer of the browser's controller to a status query, none when it is empty.
     Block browserAnswer;
-    /// The tuner whose scan is run when one is wanted, or null.
+    /// The tuner whose scan is run on request, or null.
     TunerManager* scans = nullptr;
     /// Scans one channel in place of the whole band, which takes a second.
     bool shortScans = true;
@@ -38,7 +37,7 @@ struct Meanwhile {
 };
 Meanwhile& TheMeanwhile();
 
-/// Waits for a request to the settings agent, and answers it well.
+/// Waits for a request to the settings agent, and answers it correctly.
 void AnswerOneRequest();
 
 /// Puts answers of the settings agent into its queue, in place of those that are left there.

@@ -114,7 +114,7 @@ inline Blob Stt(std::uint32_t systemTime, unsigned gpsUtcOffset, unsigned versio
     return Sealed(section);
 }
 
-/// A section in packets of its own, after a pointer_field of 0. \param continuity  of the first packet; counted up
+/// A section in its own packets, after a pointer_field of 0. \param continuity  of the first packet; counted up
 inline Blob SectionPackets(unsigned pid, unsigned& continuity, const Blob& section) {
     Blob packets, body{0};
     Append(body, section);

@@ -6,7 +6,7 @@
 
 #include <vector>
 
-/// Makes queues until the machine has no more; gives them back at its end.
+/// Creates queues up to the machine's limit; removes them in the destructor.
 class QueueHog {
  public:
     QueueHog() {

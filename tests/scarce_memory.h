@@ -1,13 +1,13 @@
-/// Memory that runs out when a test wants it to. For one source of a program: it replaces the C++ runtime's operators,
+/// Memory that runs out when a test requests it. For one source of a program: it replaces the C++ runtime's operators,
 /// all of them, as sanitizers take a block of one family and a release in another for a mismatch.
 #pragma once
 
 #include <cstdlib>
 #include <new>
 
-/// Blocks that this thread can have before one can't be had, after which all can again; -1 for all.
+/// Allocations of this thread that succeed before one fails, after which all succeed again; -1: none fails.
 inline thread_local int gBlocksLeft = -1;
-/// Size of the arrays that can't be had; 0 for none.
+/// Size of the arrays whose allocation fails; 0 for none.
 inline std::size_t gDeniedBlock = 0;
 
 // Not inlined, as GCC takes a block of one and free() in the other for a mismatch.

@@ -10,6 +10,6 @@ void fuzz::Daemon(Input& input, unsigned /*flags*/) {
         SystemManager::RemountHd(1, 0);
     }
     TheMeanwhile().daemonAnswer = nullptr;
-    // Whatever came before: the next exchanges work.
+    // The next exchanges work after any answers.
     for (const int rw : {1, 0}) Promise(SystemManager::RemountHd(1, rw) == 0, "a good answer is taken");
 }

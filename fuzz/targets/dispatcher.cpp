@@ -1,4 +1,4 @@
-// Requests by datagram, as any host of the network can send them: each served whole, with its reply.
+// Requests by datagram, as any host of the network can send them: each is served completely, with its reply.
 #include <atomic>
 #include <cstdio>
 #include <cstring>

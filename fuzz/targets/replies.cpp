@@ -1,4 +1,4 @@
-// What boards answer and stream, as zulctl takes it: every parser of replies, and the judge of streams.
+// Replies and streams of boards, as zulctl reads them: every parser of replies, and the judge of streams.
 #include "target.h"
 
 #ifdef ZUL_MASTER

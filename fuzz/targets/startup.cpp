@@ -1,4 +1,4 @@
-// The files that a start reads: the tuner's mode up to a line end, then the start-up item.
+// The files read at start-up: the tuner's mode up to a line end, then the start-up item.
 #include "manager.h"
 
 void fuzz::Startup(Input& input, unsigned flags) {

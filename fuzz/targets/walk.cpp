@@ -20,7 +20,7 @@ class Sequence {
     unsigned mState;
 };
 
-/// Sizes of buffers around those at which the walk decides something.
+/// Sizes of buffers around those at which the walk's behaviour changes.
 constexpr std::size_t kSizes[] = {1, 2, 3, 4, 5, 187, 188, 189, 190, 376, 377, 1316, 32712};
 
 std::size_t NextSize(Sequence& sequence, bool cut) {

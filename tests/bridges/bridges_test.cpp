@@ -203,7 +203,7 @@ TEST_F(UartTest, DropsBytesWhileItIsOff) {
     port.Send("a");
     EXPECT_EQ(second.TakeCount(1), Texts{"UARTa"});
     mUart->SetUartForwarding(nullptr);
-    port.Send("b");  // its thread may be in a read that takes it
+    port.Send("b");  // its thread may be in a read that consumes it
     EXPECT_TRUE(second.Take(50).empty());
     EXPECT_TRUE(mUart->ProcessUartCommand("off", 3));
     mUart->SetUartForwarding(mServer.After(second));

@@ -62,7 +62,7 @@ inline std::vector<int> Geometry(const sKBL_LAYER_INFO& layer) {
     return {layer.centerX, layer.centerY, layer.width, layer.height, layer.alpha, layer.asp, layer.xyMode};
 }
 
-/// Opens the command manager's inside to the tests of its room.
+/// Gives the tests of the room access to the command manager's members.
 class CommandManagerTest : public ::testing::Test {
  protected:
     static constexpr std::uint16_t kPort = 5000;
@@ -72,7 +72,7 @@ class CommandManagerTest : public ::testing::Test {
         fast_machine::RecordShell(true);
         mInherited = Inherited();
         fast_machine::SetSpeed(200);   // the minute that a remount may take stays long enough for a busy machine
-        static CommandManager* board;  // lives on, as in a player: its threads don't end
+        static CommandManager* board;  // never destroyed, as in a player: its threads don't end
         board = new CommandManager(role);
         mBoard = board;
         EXPECT_TRUE(mBoard->mpServer->Connect(kPort));

@@ -73,7 +73,7 @@ TEST_F(UrlTest, ShowsPagesInTheStoredWindow) {
         {"URL,640,384,640,384,255,128", "http://a/b.html", 75, 75, 50, 50, 255, 128, "0"},
         {"URL,2000,-768,-1,769,256,-1", "http://a/b.html", 75, -75, 50, 50, 255, 128, "0"},
         {"URL,,,,,0", "http://a/b.html", 75, -75, 50, 50, 0, 128, "3"},
-        {"URLpage,13,8,13,8,1,254", "page", 1, 1, 1, 1, 1, 254, "0"},  // each term is cut by itself
+        {"URLpage,13,8,13,8,1,254", "page", 1, 1, 1, 1, 1, 254, "0"},  // each term is truncated separately
         {"URL,-13,-8", "page", -1, -1, 1, 1, 1, 254, "0"},
         {"URLblank,0,0,1280,768,255,255", blank, 50, 50, 100, 100, 255, 255, "3"},
         {"url10", "10", 50, 50, 100, 100, 255, 255, "3"},

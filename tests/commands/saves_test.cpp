@@ -29,7 +29,7 @@ const Save kSaves[] = {
 
 class SaveTest : public CommandManagerTest {
  protected:
-    /// Makes a file of the board one that can't be opened, or one that takes nothing.
+    /// Makes a file of the board impossible to open or to write.
     void Spoil(const char* file, bool full) {
         std::filesystem::remove_all(file);
         full ? std::filesystem::create_symlink("/dev/full", file) : (void)std::filesystem::create_directory(file);

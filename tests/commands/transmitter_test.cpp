@@ -300,7 +300,7 @@ TEST_F(CommandManagerTest, FilterWalksWhatArrivesUntilAnEmptyDatagram) {
     std::atomic<bool> done{false};
     std::thread host([&] {
         const Client packets;
-        while (!done) {  // until somebody listens, and has heard enough
+        while (!done) {  // until there is a listener that has received enough
             packets.Send(6000, std::string(stream.begin(), stream.end()));
             usleep(500);
             packets.Send(6000, "");

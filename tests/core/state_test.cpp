@@ -1,4 +1,4 @@
-// What the module knows of the board: the broadcast's clock, its counters, the player's status block and the load.
+// The module's state of the board: the broadcast's clock, its counters, the player's status block and the load.
 #include <gtest/gtest.h>
 
 #include <ctime>
@@ -135,7 +135,7 @@ TEST(SharedMem, KeepsTheRemotesCodeWithItsComplement) {
 
 TEST(SharedMem, MakesTheBlockWhenItIsFirst) {
     SharedMem::Self()->IrModeCode(1);
-    const board::StatusBlock block;  // attaches the one that is there
+    const board::StatusBlock block;  // attaches the existing one
     EXPECT_EQ(block.IrSystemCode(), 0xFE01u);
     EXPECT_EQ(block.TunerStrength(), 0);
 }

@@ -1,5 +1,5 @@
 # Simulated boards and a master for the scripts of this folder, which run in the sandbox. To be sourced.
-# ZUL_BUILD is the build's folder. What the programs print is in a folder of its own, which is the working directory.
+# ZUL_BUILD is the build's folder. The programs' output is in a separate folder, the working directory.
 set -euo pipefail
 
 source_dir=$(realpath "$(dirname "${BASH_SOURCE[0]}")/../..")
@@ -25,7 +25,7 @@ fail() {
     exit 1
 }
 
-# await WORDS CMD...: waits until CMD succeeds; a machine under load takes its time.
+# await WORDS CMD...: waits until CMD succeeds; a loaded machine is slow.
 await() {
     local words=$1 end=$((SECONDS + 90))
     shift
@@ -52,7 +52,7 @@ power_down() {
     boards=()
 }
 
-# exits CODE CMD...: CMD ends with that exit code; what it prints is in said.txt.
+# exits CODE CMD...: CMD ends with that exit code; its output is in said.txt.
 exits() {
     local wanted=$1 code=0
     shift

@@ -28,7 +28,7 @@ Blob Flipped(Blob section, std::size_t at, unsigned bits) {
     return section;
 }
 
-/// The first `size` bytes of a section as a section of their own.
+/// The first `size` bytes of a section as a separate section.
 Blob CutTo(Blob section, std::size_t size) {
     section.resize(size);
     return Sealed(section);

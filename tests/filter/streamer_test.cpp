@@ -245,7 +245,7 @@ TEST(StarvedTables, AreDroppedAndFiledByTheirNextRepetition) {
     Blob tables = Tables();
     std::string whole;
     bool denied = true;
-    for (int turn = 0; denied; ++turn) {  // one allocation after the other fails; at first none
+    for (int turn = 0; denied; ++turn) {  // first no allocation fails, then one after another
         TunerManager tuner('T');
         TsFilter filter('T', &tuner);
         filter.FilterActive(true);

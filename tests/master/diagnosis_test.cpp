@@ -1,4 +1,4 @@
-// What the doctor reads from the system and hears on the wire, and what it makes of a board.
+// The doctor's readings of the system and the network, and its findings on a board.
 #include "doctor/diagnosis.h"
 
 #include <gtest/gtest.h>
@@ -55,7 +55,7 @@ void SendIgmp(int index, unsigned char type) {
 }
 
 TEST(Querier, IsHeardByItsQueriesAndByNothingElse) {
-    const int index = static_cast<int>(if_nametoindex("lo"));  // what is sent there comes back
+    const int index = static_cast<int>(if_nametoindex("lo"));  // which loops datagrams back
     const auto ear = QuerierEar::Open(index);
     if (!ear) GTEST_SKIP() << "this user may not listen";
     ear->Provoke();  // our own reports aren't queries

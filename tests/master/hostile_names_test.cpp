@@ -17,7 +17,7 @@ namespace {
 const std::string kEvil = "\r\x1b[5m\x7f!";             // within a channel name's seven bytes
 const std::string kEvilFile = "\x1b]0;\xc2\x9b\x7f\r";  // with a C1 control too
 
-/// \return what is left of a terminal's output without the colours, cleared lines and line ends of zulctl
+/// \return a terminal's output without the colours, cleared lines and line ends of zulctl
 std::string WithoutOwn(const std::string& output) {
     return std::regex_replace(output, std::regex("\x1b\\[([0127]|32|33|1;31)m|\r\x1b\\[K|\r?\n"), "");
 }

@@ -1,4 +1,4 @@
-// Playlists and guides for other programs: hostile texts in them, and what such programs make of them.
+// Playlists and guides for other programs: hostile texts, and how such programs read them.
 #include "export/lineup.h"
 
 #include <gtest/gtest.h>

@@ -89,7 +89,7 @@ TEST(GuideReply, ReadsEventsByTheirLengths) {
 
 TEST(GuideReply, EndsWhereItIsDamaged) {
     const std::string good = "EITI d3a4 1930 1015 S4,00[News]L0,00[]\r\n";
-    for (const char* damaged : {"EITI d3a4 1930 1015 S5,00[News]L0,00[]\r\nOK\r\n",  // a length that lies
+    for (const char* damaged : {"EITI d3a4 1930 1015 S5,00[News]L0,00[]\r\nOK\r\n",  // a wrong length
                                 "EITI d3a4 1930 1015 S3,00[News]L0,00[]\r\nOK\r\n",
                                 "EITI d3a4 1930 1015 S99999999999,00[News]L0,00[]\r\nOK\r\n",
                                 "EITI d3a4 2530 1015 S4,00[News]L0,00[]\r\nOK\r\n",  // no such hour

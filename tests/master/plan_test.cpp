@@ -1,4 +1,4 @@
-// Plans and the file of names: what is refused, and the steps from what runs to what is wanted, judged by a model of a
+// Plans and the file of names: refused ones, and the steps from running to planned streams, checked with a model of a
 // board's slots.
 #include "plan/plan.h"
 

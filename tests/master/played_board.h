@@ -14,7 +14,7 @@ namespace zulctl {
 
 inline constexpr std::uint32_t kHere = 0x7F000001;
 
-/// A board that gives a fixed answer to each request, by the longest prefix that fits, and remembers what was asked.
+/// A board that gives a fixed answer to each request, by the longest matching prefix, and records the requests.
 class PlayedBoard {
  public:
     PlayedBoard(std::uint16_t port, std::map<std::string, std::string> answers) : mAnswers(std::move(answers)) {

@@ -1,4 +1,4 @@
-// Why a television is dark: the first thing wrong on the way from receiver to transmitter.
+// Why a television is dark: the first fault on the path from receiver to transmitter.
 #include "doctor/screen.h"
 
 #include <gtest/gtest.h>
@@ -45,7 +45,7 @@ TEST(Screen, TheFirstThingWrongIsTheCause) {
         std::function<void(ScreenView&)> spoil;
     } rows[] = {
         {"", "", [](ScreenView&) {}},
-        {"", "", [](ScreenView& view) { view.transmitters.clear(); }},  // a sender that isn't known is good too
+        {"", "", [](ScreenView& view) { view.transmitters.clear(); }},  // an unknown sender is also good
         {"receiver", "hall doesn't answer", [](ScreenView& view) { view.silence = "nothing"; }},
         {"receiver", "plays no stream", [](ScreenView& view) { view.status.playsStream = false; }},
         {"sender", "nobody sends to 239.1.1.1:5000",

@@ -21,7 +21,7 @@ int SpeedFromEnvironment() {
     return std::max(1, text != nullptr ? std::atoi(text) : 1000);
 }
 
-/// What the tests steer, all under one lock but for the speed.
+/// The state that tests control, all under one lock except the speed.
 struct Machine {
     std::atomic<int> speed{SpeedFromEnvironment()};
     std::mutex mutex;
@@ -29,7 +29,7 @@ struct Machine {
     std::vector<std::int64_t> sleeps;
     std::function<void(std::int64_t)> onSleep;
     std::function<void(const std::string&)> onShell;
-    const bool recordSleeps = std::getenv("ZUL_FAST_CLOCK") == nullptr;  // nobody takes those of a whole board
+    const bool recordSleeps = std::getenv("ZUL_FAST_CLOCK") == nullptr;  // those of a whole board aren't read
     bool recordShell = false;
     std::vector<std::string> shellLines;
 };

@@ -1,4 +1,4 @@
-/// The machine under a test's control: time that runs fast, a shell that is written down.
+/// The machine under a test's control: fast time, and a recorded shell.
 #pragma once
 
 #include <cstdint>

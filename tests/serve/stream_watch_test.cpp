@@ -40,7 +40,7 @@ TEST(StreamWatch, CountsWhatComesAndWhatIsMissing) {
     EXPECT_GT(Only(watch).BitRate(), 0);
     EXPECT_EQ(HealthOf(Only(watch)), Health::kWaiting) << "there is no whole report yet";
 
-    counter += 3;  // packets that nobody gets
+    counter += 3;  // lost packets
     for (int n = 0; n < 6000 && Only(watch).RecentErrors() == 0; ++n) send();
     for (int n = 0; n < 1000 && Only(watch).bytes < sent; ++n) std::this_thread::sleep_for(20ms);
     EXPECT_EQ(Only(watch).bytes, sent);

@@ -1,4 +1,4 @@
-// What a module asks its board while it starts, in order, and how it starts on a board that lacks something.
+// The requests of a starting module to its board, in order, and starts on a board with missing parts.
 #include <gtest/gtest.h>
 
 #include <fstream>

@@ -1,4 +1,4 @@
-// What a board remembers over a loss of power, and what it does when its disk refuses.
+// What a board restores after a loss of power, and its behaviour when the disk fails.
 #include <gtest/gtest.h>
 
 #include <fstream>

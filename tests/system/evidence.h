@@ -1,4 +1,4 @@
-/// What comes over a multicast group, compared with the stream that the tuner played.
+/// Data received on a multicast group, compared with the stream that the tuner played.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -41,8 +41,8 @@ class GroupListener {
  public:
     GroupListener(const std::string& group, std::uint16_t port);
 
-    /// Takes what comes from now on, until `bytes` have come. Where this machine drops datagrams of its own it starts
-    /// again. \return what came; less than asked for when the stream doesn't go on for `limit`
+    /// Receives new data until there are `bytes`. Restarts when this machine itself drops datagrams. \return the data;
+    /// less than requested when the stream pauses for `limit`
     Evidence Collect(std::size_t bytes, Milliseconds limit = kPatience);
 
     /// \return whether nothing comes for a second

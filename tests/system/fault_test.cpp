@@ -1,4 +1,4 @@
-// A board while one of its processes, its network, its clock or its signal fails, and after that is mended.
+// A board while one of its processes, its network, its clock or its signal fails, and after the fault is removed.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -9,14 +9,14 @@ namespace board {
 namespace {
 
 constexpr std::size_t kEnough = 100'000;
-constexpr const char* kHeld = "(held up)";  ///< answered when the fault is mended
+constexpr const char* kHeld = "(held up)";  ///< answered after the fault is removed
 
 struct Exchange {
     const char* request;
     const char* start;  ///< of the answer
 };
 
-/// One fault of one process, what is asked meanwhile, and what is asked when it is mended.
+/// One fault of one process, the requests during the fault, and those after it is removed.
 struct Failure {
     const char* name;
     char role;
@@ -39,7 +39,7 @@ void MendBrowser(LiveBoard& board) { board->Browser().Set(Fault::kNone); }
 void ShowPageAndFillBrowser(LiveBoard& board) {
     EXPECT_EQ(board.Ask("URLpage,0,0,640,384,255,0"), "OK\r\n");
     board->Browser().Set(Fault::kFull);
-    board->Infrared().Press(*KeyCode("UP"));  // holds up the remote control's thread alone
+    board->Infrared().Press(*KeyCode("UP"));  // blocks only the remote control's thread
 }
 void MendFullBrowser(LiveBoard& board) {
     MendBrowser(board);

@@ -1,4 +1,4 @@
-// The example of a host, a process of its own, with the module as it ships.
+// The example of a host, a separate process, with the shipped module.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -21,7 +21,7 @@ INSTANTIATE_TEST_SUITE_P(Roles, ExampleHost, testing::Values('T', 'R'),
 TEST_P(ExampleHost, MakesABoardThatServesAndTakesData) {
     const std::string packet = std::string("\x47\x00\x31\x10", 4) + std::string(184, '\x5A');
     const std::string section =
-        std::string("\x42\xF0\x09", 3) + std::string(9, '\x5A');  // of a table that nobody wants
+        std::string("\x42\xF0\x09", 3) + std::string(9, '\x5A');  // of a table that isn't analysed
     const char role = GetParam();
     Board board({.role = role, .module = ZUL_MODULE, .band = {}});
     const std::string command = ZUL_EXAMPLE_HOST " " + std::string(1, role) + " " ZUL_MODULE;

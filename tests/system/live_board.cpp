@@ -33,7 +33,7 @@ LiveBoard::LiveBoard(char role, LiveOptions options)
 
 bool LiveBoard::Start() {
     mBoard.Start(mStart);
-    // The command socket is bound before the boot's end: what is asked then waits there.
+    // The command socket is bound before the boot's end: earlier requests wait there.
     for (int turn = 0; turn < 100; ++turn) {
         if (Ask("VERS", Milliseconds(100)) == kVersion) {
             while (Hear(Milliseconds(50)) != kSilence) continue;  // earlier requests were only late

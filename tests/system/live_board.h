@@ -55,7 +55,7 @@ class LiveBoard {
     std::deque<std::string> mHeard;  ///< datagrams not yet returned
 };
 
-/// Runs `life` in a process of its own with what this one has on disk, as a board lives between two losses of power.
+/// Runs `life` in a separate process with this one's files on disk, like a board between two losses of power.
 /// To be called before this process has a board. \return whether `life` ended without a failed expectation
 bool LiveOnce(const std::function<void()>& life);
 

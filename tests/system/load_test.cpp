@@ -16,8 +16,8 @@ int FloodSeconds() {
     return seconds != nullptr ? std::atoi(seconds) : 2;
 }
 
-/// Asks 20,000 times a second without waiting for answers, less often on a busy machine, and checks each that comes:
-/// every request has a socket of its own.
+/// Sends 20,000 requests a second without waiting for answers, fewer on a busy machine, and checks each answer: every
+/// request has its own socket.
 struct Master {
     void Run(const std::stop_token& stop) {
         constexpr Milliseconds kTurn{1};

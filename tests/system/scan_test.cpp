@@ -1,4 +1,4 @@
-// A scan as its master sees it, and what the master asks for afterwards: channel list, guide, languages.
+// A scan as its master sees it, and the master's requests after it: channel list, guide, languages.
 #include <gtest/gtest.h>
 
 #include <algorithm>
