@@ -5,7 +5,7 @@
 
 #include <sstream>
 
-#include "commands/guide_grid.h"
+#include "export/guide_grid.h"
 #include "output/escape.h"
 
 namespace zulctl {

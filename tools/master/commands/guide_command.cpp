@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "commands/guide_grid.h"
+#include "export/guide_grid.h"
 #include "net/fetch.h"
 #include "output/escape.h"
 #include "protocol/channel_json.h"

@@ -6,7 +6,7 @@
 #include <pugixml.hpp>
 #include <sstream>
 
-#include "commands/guide_grid.h"
+#include "export/guide_grid.h"
 #include "export/lineup.h"
 #include "output/escape.h"
 #include "protocol/channels.h"

@@ -1,7 +1,7 @@
 // Channels and events as JSON.
 #include "protocol/channel_json.h"
 
-#include "commands/guide_grid.h"
+#include "export/guide_grid.h"
 #include "protocol/moment.h"
 
 namespace zulctl {

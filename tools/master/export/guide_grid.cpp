@@ -1,5 +1,5 @@
 // The guide as a grid.
-#include "commands/guide_grid.h"
+#include "export/guide_grid.h"
 
 #include <fmt/format.h>
 
