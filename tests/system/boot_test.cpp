@@ -1,5 +1,8 @@
 // The requests of a starting module to its board, in order, and starts on a board with missing parts.
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <fstream>
 
@@ -88,6 +91,14 @@ TEST(Boot, WithoutPlayerBrowserAndSerialPortAReceiverServes) {
     EXPECT_TRUE(StartsWith(board.Hear(), "REMOTE"));
 }
 
+/// \return whether the system has IP_MULTICAST_ALL, which qemu's user emulation doesn't
+bool CanRefuseGroups() {
+    const int fd = socket(AF_INET, SOCK_DGRAM, 0), off = 0;
+    const bool can = setsockopt(fd, IPPROTO_IP, IP_MULTICAST_ALL, &off, sizeof off) == 0;
+    close(fd);
+    return can;
+}
+
 TEST(Boot, TheCommandSocketTakesRequestsOfAnyLengthAndNothingOfAGroup) {
     for (const char role : {'T', 'R'}) {
         EXPECT_TRUE(LiveOnce([role] {
@@ -105,7 +116,7 @@ TEST(Boot, TheCommandSocketTakesRequestsOfAnyLengthAndNothingOfAGroup) {
                 std::this_thread::sleep_for(Milliseconds(10));
             EXPECT_EQ(player.BytesReceived(), 188u);
             EXPECT_EQ(board.Ask("VERS"), kVersion);
-            EXPECT_TRUE(sender.Take().empty());
+            EXPECT_TRUE(sender.Take().empty() || !CanRefuseGroups());
         })) << role;
     }
 }
