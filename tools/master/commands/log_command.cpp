@@ -52,14 +52,18 @@ void RunLog(Session& session, const LogChoice& choice) {
     }
     if (boards.empty()) throw Failure(missing->code, "no board opens its log");
     session.out.Say(fmt::format("listening to {} board{}; Ctrl-C ends", boards.size(), boards.size() == 1 ? "" : "s"));
+    // A board may log faster than this prints.
+    const auto goesOn = [&] { return !Interrupted() && Clock::now() < deadline; };
     const auto drain = [&](std::size_t n) {
-        while (const auto message = monitors[n]->Take()) {
+        for (std::optional<std::string> message; goesOn() && (message = monitors[n]->Take());) {
             const auto line = ParseLogLine(*message);
             if (line && (line->error || !choice.errorsOnly)) Show(session, boards[n], boards.size() > 1, *line);
         }
     };
     for (std::size_t n = 0; n < boards.size(); ++n) drain(n);
-    while (const auto ready = WaitForAny(sockets, deadline)) drain(*ready);
+    while (goesOn()) {
+        if (const auto ready = WaitForAny(sockets, deadline)) drain(*ready);
+    }
     FailWhereSome(wanted.size() - boards.size(), wanted.size(), kPartly, "were missing");
 }
 
