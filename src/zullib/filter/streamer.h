@@ -11,9 +11,9 @@
 #include "filter/privatepat.h"
 
 /// Collects the packets that the filter routes to it and sends a datagram for every `mPacketSize` bytes. The datagrams
-/// that one host buffer completes are sent in one batch, directly from the host's buffer; only the bytes of the
-/// datagram that the next buffer completes are copied. All operations but the plain accessors run under the filter's
-/// lock.
+/// that one host buffer completes are sent in one batch: runs of packets directly from the host's buffer, scattered
+/// packets from a copy. The bytes of the datagram that the next buffer completes are copied. All operations but the
+/// plain accessors run under the filter's lock.
 class Streamer {
  public:
     /// State of a stream, for the status reply.
@@ -62,6 +62,9 @@ class Streamer {
         if (!Activated()) return;
         if (len > mRoom) return Refuse(len);
         mRoom -= len;
+        // The walk read only the head of the packet; the send will read the rest.
+        __builtin_prefetch(addData + 64);
+        __builtin_prefetch(addData + 128);
         if (addData == mpNextByte) {
             mPieces[mPieceCount - 1].iov_len += static_cast<std::size_t>(len);
         } else {
@@ -99,9 +102,6 @@ class Streamer {
     void Refuse(int len);
     void AddPiece(const std::uint8_t* data, int len) {
         if (mPieceCount == kMostPieces) Flush();
-        // The walk read only the head of the packet; the send will read the rest.
-        __builtin_prefetch(data + 64);
-        __builtin_prefetch(data + 128);
         mPieces[mPieceCount++] = {const_cast<std::uint8_t*>(data), static_cast<std::size_t>(len)};
     }
     void BeginDatagram();
@@ -110,7 +110,8 @@ class Streamer {
     int CountBatch(int first) const;
     int SendCopied(const UdpSender::Datagram& datagram);
     int SendChunk(const std::uint8_t* data, int size);
-    void Gather(const iovec* pieces, int count);
+    static std::uint8_t* Gather(std::uint8_t* to, const iovec* pieces, int count);
+    void JoinPieces(UdpSender::Datagram* datagrams, int count);
     void KeepRest();
     void Fail();
 
