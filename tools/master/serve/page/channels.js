@@ -1,5 +1,5 @@
 // The channel list of each transmitter.
-import {byId, getJson, hexText, keep, make, say, show} from './parts.js';
+import {byId, getJson, keep, make, say, show} from './parts.js';
 import {askWhereToSend, canOrder} from './orders.js';
 
 const lists = new Map();  // board id: {revision, channels}
@@ -27,8 +27,7 @@ function createRow(channel, board) {
   const what = [channel.video_type ? '' : 'no video', channel.scrambled ? 'scrambled' : ''].filter(Boolean).join(', ');
   return make('tr', {},
     make('td', {}, channel.number ?? ''),
-    make('td', {class: 'name', title: `programme ${hexText(channel.transport_stream_id)}:${hexText(channel.programme)}`},
-      channel.name || '—', make('small', {}, what)),
+    make('td', {class: 'name'}, channel.name || '—', make('small', {}, what)),
     make('td', {class: 'number'}, String(channel.tuner_channel)),
     make('td', {class: `number ${channel.signal_percent < 60 ? 'warn' : ''}`}, `${channel.signal_percent} %`),
     make('td', {class: 'number'}, make('button', {type: 'button', class: 'send', onclick: () => askWhereToSend(channel, board)}, 'Send…')));

@@ -1,5 +1,5 @@
 // Orders, for whoever has the token: from the address, after #, or typed in. It stays in this tab.
-import {byId, hexText, make, openDialog, toast} from './parts.js';
+import {byId, make, openDialog, programmesOf, programmeText, toast} from './parts.js';
 
 let token = '';
 let taken = false;  // the service takes orders
@@ -57,13 +57,13 @@ export function stopPlaying(board) {
 
 export function askWhereToPlay(stream, overview) {
   const receivers = overview.boards.filter((board) => board.role === 'receiver');
-  const programmes = stream.sources.flatMap((source) => source.programmes);
+  const programmes = programmesOf(stream);
   if (!receivers.length) return toast('No receiver is known.', true);
   const pick = (name, options) => make('label', {}, name, make('select', {name}, ...options));
   openDialog(`Play ${stream.stream}`, [
     pick('receiver', receivers.map((board) => make('option', {value: board.id}, board.name))),
-    pick('programme', [make('option', {value: ''}, 'the first'), ...programmes.map((programme) => make('option', {value: programme.programme},
-      programme.name ? `${programme.name} (${hexText(programme.programme)})` : hexText(programme.programme)))]),
+    pick('programme', [make('option', {value: ''}, 'the first'),
+      ...programmes.map(({programme}) => make('option', {value: programme}, programmeText(programme, programmes)))]),
   ], 'Play', (fields) => order('/api/play', {
     board: fields.receiver, stream: stream.stream, programme: fields.programme === '' ? null : Number(fields.programme),
   }, 'playing', () => `plays ${stream.stream}`));
@@ -76,6 +76,7 @@ export function confirmStop(stream, name) {
 }
 
 export function askWhereToSend(channel, board) {
+  const hex = (number) => number.toString(16).padStart(4, '0');
   openDialog(`Send ${channel.name}`, [
     make('label', {}, 'to', make('input', {name: 'to', required: true, placeholder: '239.1.1.1:5000', pattern: '[0-9.]+:[0-9]+',
       title: 'GROUP:PORT', autocomplete: 'off'})),
@@ -85,6 +86,6 @@ export function askWhereToSend(channel, board) {
     make('p', {class: 'soft'}, 'All streams of a board come from one tuner channel. Starting any slot stops slot 0.'),
   ], 'Send', (fields) => order('/api/stream/start', {
     board: board.id, to: fields.to, slot: fields.slot === '' ? null : Number(fields.slot),
-    channels: [`${hexText(channel.transport_stream_id)}:${hexText(channel.programme)}`],
+    channels: [`${hex(channel.transport_stream_id)}:${hex(channel.programme)}`],
   }, 'tuning and starting, some 11 s', (told) => `sends ${channel.name} to ${told.group}:${told.port}`));
 }

@@ -1,25 +1,51 @@
-// The status page: asks for the overview once a second and draws what changed.
+// The status page: asks for the overview once a second, draws what changed, and hides what the filter doesn't name.
 import {byId, clockText, counted, getJson, isLocal, keep, make, put, say, setLocal, show} from './parts.js';
 import {drawBoards} from './boards.js';
-import {drawStreams, troublesOf} from './streams.js';
+import {drawStreams, nameOf} from './streams.js';
 import {drawChannels} from './channels.js';
 import {broadcastNow, drawGuides} from './guide.js';
 import {setTaken} from './orders.js';
 
+const kNamed = 6;  // of those with the same trouble, in the head
 let last = null;
 let failures = 0;
+
+/** What is wrong, the worst first: a kind, and the boards or streams that have it. */
+function troublesOf({boards, streams}) {
+  const faulty = streams.filter((stream) => stream.health === 'faulty' && stream.senders.length < 2);
+  return [
+    ['no answer', boards.filter((board) => board.health === 'silent')],
+    ['nothing comes', streams.filter((stream) => stream.health === 'silent')],
+    ['dark', boards.filter((board) => board.health !== 'silent' && board.dark)],
+    ['not as planned', boards.filter((board) => board.plan?.as_planned === false)],
+    ['several senders', streams.filter((stream) => stream.senders.length > 1)],
+    ['loses packets', faulty.filter((stream) => stream.recent_errors)],
+    ['faulty', faulty.filter((stream) => !stream.recent_errors)],
+  ].filter(([, items]) => items.length);
+}
+
+const named = (item) => item.name ?? nameOf(item)[0];
+
+function drawTroubles(troubles) {
+  keep(byId('troubles'), troubles, ([kind]) => kind, ([kind]) => make('li', {}, `${kind}: `, make('span'), make('small')), (line, [, items]) => {
+    keep(line.querySelector('span'), items.slice(0, kNamed), (item) => item.id ?? item.stream,
+      (item) => make('a', {href: `#${item.id ?? item.stream}`}), (link, item) => say(link, named(item)));
+    say(line.querySelector('small'), items.length > kNamed ? ` and ${items.length - kNamed} more` : '');
+  });
+}
 
 function drawVerdict() {
   const lost = failures > 2;
   const troubles = lost || !last ? [] : troublesOf(last);
+  const count = troubles.reduce((sum, [, items]) => sum + items.length, 0);
   const waiting = !last || (!last.boards.length && !last.streams.length);
   const slow = last?.boards.filter((board) => board.health === 'waiting' || board.health === 'busy').length ?? 0;
-  put(document.body, 'data-state', lost ? 'bad' : waiting ? 'waiting' : troubles.length ? 'bad' : slow ? 'warn' : 'good');
+  put(document.body, 'data-state', lost ? 'bad' : waiting ? 'waiting' : count ? 'bad' : slow ? 'warn' : 'good');
   document.body.classList.toggle('lost', lost);
   say(byId('verdict'), lost ? 'The status service doesn’t answer' : waiting ? 'Waiting for boards'
-    : troubles.length ? counted(troubles.length, 'trouble') : 'All is well');
-  keep(byId('troubles'), troubles.slice(0, 6), (text) => text, (text) => make('li', {}, text), () => {});
-  const title = troubles.length ? `▲ ${troubles[0]}` : 'Television on the network';
+    : count ? counted(count, 'trouble') : 'All is well');
+  drawTroubles(troubles);
+  const title = count ? `▲ ${named(troubles[0][1][0])}: ${troubles[0][0]}` : 'Television on the network';
   if (document.title !== title) document.title = title;
 }
 
@@ -27,6 +53,14 @@ function drawClock() {
   const board = last?.boards.find((item) => item.broadcast_time);
   say(byId('clock'), last ? clockText(broadcastNow(board), true) : '');
   say(byId('zone'), isLocal() ? 'here' : 'UTC');
+}
+
+function filter() {
+  const wanted = byId('filter').value.trim().toLowerCase();
+  for (const item of document.querySelectorAll('.stream, .board, .channels tbody tr, .guide .line')) {
+    const texts = [...item.querySelectorAll('.name, .where, .badge, .role, .state, .what, .label, .event, td')].map((part) => part.textContent);
+    show(item, texts.join(' ').toLowerCase().includes(wanted));
+  }
 }
 
 function draw() {
@@ -38,6 +72,7 @@ function draw() {
   drawBoards(last);
   drawGuides(last);
   drawChannels(last);
+  filter();
 }
 
 async function round() {
@@ -57,5 +92,6 @@ byId('zone').addEventListener('click', () => {
   setLocal(!isLocal());
   draw();
 });
+byId('filter').addEventListener('input', filter);
 show(byId('streams-nothing'), false);
 round();

@@ -63,7 +63,11 @@ export function spanText(seconds) {
 }
 
 export const counted = (count, word) => `${count} ${word}${count === 1 ? '' : 's'}`;
-export const hexText = (number) => number.toString(16).padStart(4, '0');
+export const programmesOf = (stream) => stream?.sources.flatMap((source) => source.programmes) ?? [];
+
+/** "CINEMA", or "programme 1" where no channel list names it. */
+export const programmeText = (number, programmes) =>
+  programmes.find((item) => item.programme === number && item.name)?.name ?? `programme ${number}`;
 
 let local = false;
 try {

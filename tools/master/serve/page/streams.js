@@ -1,5 +1,5 @@
 // Streams: their content, their state, and a picture.
-import {byId, counted, keep, make, makeSvg, put, rateParts, say, show, spanText} from './parts.js';
+import {byId, counted, keep, make, makeSvg, programmesOf, put, rateParts, say, show, spanText} from './parts.js';
 import {askWhereToPlay, canOrder, confirmStop} from './orders.js';
 
 const kHeight = 60;
@@ -9,7 +9,7 @@ function create(stream) {
   for (const name of ['area', 'base', 'edge', 'errors']) plot.append(makeSvg('path', {class: name}));
   const image = make('img', {alt: '', hidden: true});
   image.addEventListener('error', () => { image.hidden = true; });
-  return make('article', {class: 'stream'},
+  return make('article', {class: 'stream', id: stream.stream, tabindex: 0},
     make('div', {class: 'still'}, image, make('p', {class: 'none'}, 'no picture yet'), make('p', {class: 'age'})),
     make('div', {class: 'body'},
       make('p', {class: 'name'}),
@@ -23,9 +23,8 @@ function create(stream) {
 }
 
 /** Its name for people: its channels, or the group where no list has them. */
-function nameOf(stream) {
-  const programmes = stream.sources.flatMap((source) => source.programmes);
-  const named = programmes.filter((programme) => programme.name);
+export function nameOf(stream) {
+  const named = programmesOf(stream).filter((programme) => programme.name);
   if (!named.length) return [stream.stream, ''];
   const shown = named.slice(0, 3).map((programme) => programme.name).join(', ') + (named.length > 3 ? ` and ${named.length - 3} more` : '');
   return [shown, named.length === 1 ? named[0].number ?? '' : ''];
@@ -34,7 +33,7 @@ function nameOf(stream) {
 function badgeOf(stream) {
   switch (stream.health) {
     case 'good': return '● good';
-    case 'silent': return stream.error ? '▲ can’t be joined' : `▲ nothing comes for ${spanText(stream.silent_seconds)}`;
+    case 'silent': return stream.error ? '▲ can’t be joined' : `▲ nothing for ${spanText(stream.silent_seconds)}`;
     case 'faulty': return stream.recent_errors ? '▲ loses packets' : '▲ faulty';
     default: return '○ being judged';
   }
@@ -121,27 +120,11 @@ function update(element, stream, overview, boards) {
 export function drawStreams(overview) {
   const boards = new Map(overview.boards.map((board) => [board.id, board]));
   // Trouble comes first, so that it is seen without scrolling.
-  const weight = {silent: 0, faulty: 0, waiting: 1, good: 1};
+  const weight = {silent: 0, faulty: 1, waiting: 2, good: 2};
   const streams = [...overview.streams].sort((a, b) => weight[a.health] - weight[b.health]);
   keep(byId('stream-cards'), streams, (stream) => stream.stream, create, (element, stream) => update(element, stream, overview, boards));
-  byId('stream-cards').classList.toggle('roomy', streams.length <= 2);
+  byId('stream-cards').className = streams.length <= 2 ? 'roomy' : streams.length > 8 ? 'compact' : '';
   const total = streams.reduce((sum, stream) => sum + stream.bits_per_second, 0);
   say(byId('streams-count'), streams.length ? `${streams.length} · ${rateParts(total).join(' ')}` : '');
   show(byId('streams-nothing'), streams.length === 0);
-}
-
-/** What is wrong, in a few words each. */
-export function troublesOf(overview) {
-  const troubles = [];
-  for (const board of overview.boards) {
-    if (board.health === 'silent') troubles.push(`${board.name} doesn’t answer`);
-    else if (board.dark) troubles.push(`${board.name} is dark: ${board.dark.finding}`);
-  }
-  for (const stream of overview.streams) {
-    const name = nameOf(stream)[0];
-    if (stream.health === 'silent') troubles.push(`${name}: nothing comes`);
-    if (stream.senders.length > 1) troubles.push(`${name}: ${stream.senders.length} machines send it`);
-    else if (stream.health === 'faulty') troubles.push(stream.recent_errors ? `${name} loses packets` : `${name} is faulty`);
-  }
-  return troubles;
 }
