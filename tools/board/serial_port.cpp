@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <system_error>
 #include <utility>
 
@@ -17,6 +18,13 @@ namespace {
 
 void Check(bool good, const std::string& what) {
     if (!good) throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// Removes the link of a board that was killed: its terminal is gone, or is the new one, whose number was free again.
+void RemoveStale(const std::string& link, const char* terminal) {
+    std::error_code none;
+    const auto target = std::filesystem::read_symlink(link, none);
+    if (!none && (target == terminal || !std::filesystem::exists(target))) unlink(link.c_str());
 }
 
 }  // namespace
@@ -32,6 +40,7 @@ SerialPort::SerialPort(std::string device) : mDevice(std::move(device)) {
     tcgetattr(mNear, &settings);
     cfmakeraw(&settings);
     tcsetattr(mNear, TCSANOW, &settings);
+    RemoveStale(mDevice, name);
     Check(symlink(name, mDevice.c_str()) == 0, mDevice);
     Check(pipe2(mStop, O_CLOEXEC) == 0, "pipe2");
     mThread = std::thread([this] { Run(); });

@@ -16,16 +16,31 @@
 #include <thread>
 
 #include "board.h"
+#include "completion.h"
 #include "console.h"
 #include "manual.h"
 #include "relay.h"
-#include "zul_version.h"
 
 namespace {
 
 using board::Channel;
 
+constexpr int kWrongUsage = 2;                 ///< exit code
 constexpr board::Milliseconds kBurning{3000};  ///< of an image, before the restart
+
+const cli::ManualMatter kManual = {
+    {{"sandbox",
+      "zul-sandbox COMMAND... runs a command in a separate machine, made of namespaces, with a board's disk and a\n"
+      "private network. zul-sandbox --lan N COMMAND... adds N boards to it, 10.0.0.1 and up; on K COMMAND... there\n"
+      "runs a command on board K. Nothing that they send leaves the machine."},
+     {"exit status", "  0  the board ended\n  1  it can't start\n  2  wrong usage"},
+     {"examples",
+      "  zul-mux hotel.json --no-av -o hotel.ts\n"
+      "  zul-sandbox --lan 2 bash\n"
+      "  on 1 zul-board --role T --module /usr/lib/*/zul/libzul.so --channel 2=hotel.ts &\n"
+      "  on 2 zul-board --role R --module /usr/lib/*/zul/libzul.so &\n"
+      "  zulctl discover"},
+     {"see also", "zulctl(1), zul-mux(1)"}}};
 
 /// Prints lines with the seconds since the start, to the original standard output.
 class Teller {
@@ -92,10 +107,10 @@ std::string WhyNoNetPlan(const std::string& text) try {
 Options Read(int argc, char** argv) {
     CLI::App app{
         "A simulated set-top board: loads the module in a role and plays the rest of the board for it.\n"
-        "It uses a board's fixed ports and keys, so run it in tools/sandbox.",
+        "It uses a board's fixed ports and keys, so run it in a separate machine, made by zul-sandbox.",
         "zul-board"};
     app.footer(board::kConsoleHelp);
-    cli::AddManualFlag(app, {ZUL_VERSION, {{"see also", "zulctl(1), zul-mux(1)"}}});
+    cli::AddDocuments(app, kManual);
     Options options;
     std::string role = "T";
     std::vector<std::string> channels;
@@ -107,21 +122,23 @@ Options Read(int argc, char** argv) {
     app.add_option("--speed", options.speed, "pace of the tuner: 1 as broadcast, 0 as fast as it goes")
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
-    app.add_option("--module-log", options.moduleLog, "file for what the module itself prints");
+    app.add_option("--module-log", options.moduleLog, "file for what the module itself prints")->type_name("FILE");
     app.add_option(
            "--net", options.net,
            "faults of the network, each way: loss=5%, dup=1%, reorder=1%, delay=20ms, with commas between; needs "
-           "a machine of its own, as in tools/sandbox --lan")
+           "a machine of its own, as in zul-sandbox --lan")
         ->type_name("FAULTS")
         ->check([](const std::string& text) { return WhyNoNetPlan(text); });
     app.add_option("--net-seed", options.netSeed, "chooses the datagrams that have them")->capture_default_str();
+    if (cli::ServeCompletion(app, argc, argv)) std::exit(0);
     try {
         app.parse(argc, argv);
         for (const auto& text : channels) options.plan.band.insert(ReadChannel(text));
     } catch (const CLI::ParseError& error) {
-        std::exit(app.exit(error));
+        std::exit(app.exit(error) == 0 ? 0 : kWrongUsage);
     } catch (const std::logic_error&) {
-        std::exit(app.exit(CLI::ValidationError("--channel", "a number was expected")));
+        app.exit(CLI::ValidationError("--channel", "a number was expected"));
+        std::exit(kWrongUsage);
     }
     options.plan.role = role[0];
     return options;
@@ -186,9 +203,11 @@ int main(int argc, char** argv) {
     try {
         const Options options = Read(argc, argv);
         if (!std::filesystem::is_directory(options.plan.root + "/hd1")) {
-            fmt::print(stderr, "There is no {0}/hd1, a board's disk. Run this as: tools/sandbox {1} ...\n",
+            fmt::print(stderr,
+                       "There is no {0}/hd1, a board's disk. Run this as: zul-sandbox {1} ...\n"
+                       "(tools/sandbox in the sources)\n",
                        options.plan.root, argv[0]);
-            return 2;
+            return kWrongUsage;
         }
         FILE* out = RedirectModule(options.moduleLog);
         if (out != stdout) complaints = out;

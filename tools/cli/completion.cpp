@@ -1,10 +1,9 @@
-// Completion scripts for two shells from one walk over the option tree. Both find the subcommand in the words of the
-// line, skip the values of options, and offer what fits at the cursor.
+// The walk over the words of a line, and a script for each shell.
 #include "completion.h"
 
-#include <algorithm>
-#include <set>
-#include <vector>
+#include <cstdio>
+#include <filesystem>
+#include <utility>
 
 #include "option_text.h"
 
@@ -12,262 +11,194 @@ namespace cli {
 
 namespace {
 
-/// The value of an option or argument.
-struct Value {
-    enum class Kind { kAnything, kChoice, kFile, kBoard, kInterface };
-    Kind kind = Kind::kAnything;
-    std::vector<std::string> choices;
-};
-
-struct Word {
-    std::vector<std::string> names;  ///< "--board", "-b"
-    std::string description;
-    bool valued = false;
-    Value value;
-};
-
+/// What the words before the last one lead to.
 struct Place {
-    std::string path;  ///< "stream start"; empty for the program itself
-    std::vector<Word> commands, options;
-    Value argument;
+    const CLI::App* command;
+    const CLI::Option* option = nullptr;  ///< whose value is next
+    std::size_t arguments = 0;
+    Given given;
 };
 
-Value ValueKind(const CLI::Option& option) {
-    const auto choices = ChoicesOf(option);
-    const std::string value = ValueOf(option);
-    if (!choices.empty()) return {Value::Kind::kChoice, choices};
-    if (value == "FILE") return {Value::Kind::kFile, {}};
-    if (value.find("ADDRESS") != std::string::npos) return {Value::Kind::kBoard, {}};
-    const auto& names = option.get_lnames();
-    if (std::find(names.begin(), names.end(), "interface") != names.end()) return {Value::Kind::kInterface, {}};
-    return {};
-}
-
-void Walk(const CLI::App& app, const std::string& path, std::vector<Place>& places) {
-    Place place{path, {}, {}, {}};
-    for (const CLI::App* command : ShownCommands(app))
-        place.commands.push_back({{command->get_name()}, command->get_description(), false, {}});
-    for (const CLI::Option* option : ShownOptions(app)) {
-        if (option->get_positional()) {
-            if (place.argument.kind == Value::Kind::kAnything) place.argument = ValueKind(*option);
-            continue;
-        }
-        Word word{{}, option->get_description(), TakesValue(*option), ValueKind(*option)};
-        for (const std::string& name : option->get_lnames()) word.names.push_back("--" + name);
-        for (const std::string& name : option->get_snames()) word.names.push_back("-" + name);
-        place.options.push_back(std::move(word));
-    }
-    places.push_back(std::move(place));
-    for (const CLI::App* command : ShownCommands(app))
-        Walk(*command, path.empty() ? command->get_name() : path + " " + command->get_name(), places);
-}
-
-std::vector<Place> PlacesOf(const CLI::App& app) {
-    std::vector<Place> places;
-    Walk(app, "", places);
-    return places;
-}
-
-std::string Joined(const std::vector<std::string>& words, const char* between = " ") {
+/// A word without the quotes and backslashes that bash leaves in it.
+std::string Unquoted(const std::string& word) {
     std::string text;
-    for (const std::string& word : words) text += (text.empty() ? "" : between) + word;
-    return text;
-}
-
-/// \return a text in single quotes, for either shell
-std::string Quoted(const std::string& text) {
-    std::string quoted = "'";
-    for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted + "'";
-}
-
-std::string Names(const std::vector<Word>& words, bool onlyValued) {
-    std::string text;
-    for (const Word& word : words) {
-        if (!onlyValued || word.valued) text += (text.empty() ? "" : " ") + Joined(word.names);
+    for (const char c : word) {
+        if (c != '\\' && c != '"' && c != '\'') text += c;
     }
     return text;
 }
 
-/// "command:what it does" in quotes, one for each name.
-std::string Described(const std::vector<Word>& words) {
-    std::string text;
-    for (const Word& word : words) {
-        for (const std::string& name : word.names) text += " " + Quoted(name + ":" + word.description);
-    }
-    return text;
-}
-
-std::string Replaced(std::string text, const std::string& mark, const std::string& with) {
-    for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at + with.size()))
-        text.replace(at, mark.size(), with);
-    return text;
-}
-
-/// The rows of `case "$path $previous"`: what follows an option. \param offer  the shell's code for a value
-template <typename Offer>
-std::string ValueRows(const std::vector<Place>& places, Offer offer) {
-    std::string text;
-    for (const Place& place : places) {
-        for (const Word& word : place.options) {
-            if (!word.valued) continue;
-            std::vector<std::string> patterns;
-            // The program's own options are accepted after any subcommand.
-            for (const std::string& name : word.names)
-                patterns.push_back(place.path.empty() ? "*' " + name + "'" : Quoted(place.path + " " + name));
-            const std::string words = offer(word.value);
-            text += "        " + Joined(patterns, "|") + ") " + (words.empty() ? "" : words + " ") + ";;\n";
+/// The options of a command and, as they are accepted after it too, of those above it.
+std::vector<const CLI::Option*> OptionsAt(const CLI::App& app) {
+    std::vector<const CLI::Option*> options;
+    for (const CLI::App* at = &app; at != nullptr; at = at->get_parent()) {
+        for (const CLI::Option* option : ShownOptions(*at)) {
+            const bool repeated = option == at->get_help_ptr() && at != &app;
+            if (!option->get_positional() && !repeated) options.push_back(option);
         }
     }
-    return text;
+    return options;
 }
 
-std::string BashOffer(const Value& value) {
-    switch (value.kind) {
-        case Value::Kind::kChoice: return "choices=" + Quoted(Joined(value.choices));
-        case Value::Kind::kFile: return "files=1";
-        case Value::Kind::kBoard: return "choices=$(@BOARDS@ 2>/dev/null)";
-        case Value::Kind::kInterface: return "choices=$(cd /sys/class/net 2>/dev/null && echo *)";
-        default: return "";
+const CLI::Option* FindOption(const CLI::App& app, const std::string& name) {
+    for (const CLI::Option* option : OptionsAt(app)) {
+        if (option->check_name(name)) return option;
     }
+    return nullptr;
 }
 
-std::string ZshOffer(const Value& value) {
-    switch (value.kind) {
-        case Value::Kind::kChoice: return "compadd -- " + Joined(value.choices) + "; return";
-        case Value::Kind::kFile: return "_files; return";
-        case Value::Kind::kBoard: return "compadd -- ${(f)\"$(@BOARDS@ 2>/dev/null)\"}; return";
-        case Value::Kind::kInterface: return "_net_interfaces; return";
-        default: return "";
+const CLI::App* FindCommand(const CLI::App& app, const std::string& name) {
+    for (const CLI::App* command : ShownCommands(app)) {
+        if (command->get_name() == name) return command;
     }
+    return nullptr;
 }
+
+std::string LongName(const CLI::Option& option) {
+    return option.get_lnames().empty() ? option.get_name() : option.get_lnames().front();
+}
+
+Place Walk(const CLI::App& app, const std::vector<std::string>& words) {
+    Place place{&app, nullptr, 0, {}};
+    for (const std::string& word : words) {
+        if (place.option != nullptr) {
+            if (word == "=") continue;  // bash splits "--format=plain" into three words
+            place.given.emplace(LongName(*std::exchange(place.option, nullptr)), word);
+        } else if (word.starts_with('-')) {
+            const CLI::Option* option = FindOption(*place.command, word);
+            if (option != nullptr && TakesValue(*option)) place.option = option;
+        } else if (const CLI::App* command = FindCommand(*place.command, word)) {
+            place.command = command;
+        } else {
+            ++place.arguments;
+        }
+    }
+    return place;
+}
+
+/// The argument of a command that comes next; the last one may repeat.
+const CLI::Option* NextArgument(const Place& place) {
+    const CLI::Option* last = nullptr;
+    std::size_t left = place.arguments;
+    for (const CLI::Option* option : ShownOptions(*place.command)) {
+        if (!option->get_positional()) continue;
+        last = option;
+        if (left-- == 0) break;
+    }
+    return last;
+}
+
+/// Prints the lines of an answer, without the words that don't continue the one being typed.
+class Answer {
+ public:
+    /// \param prefix  of all words: "--format="
+    Answer(std::string typed, std::string prefix) : mTyped(std::move(typed)), mPrefix(std::move(prefix)) {}
+
+    void Add(const std::string& word, const std::string& description) {
+        if (!(mPrefix + word).starts_with(mTyped)) return;
+        mText +=
+            mPrefix + word + (description.empty() ? "" : "\t" + description.substr(0, description.find('\n'))) + "\n";
+    }
+
+    void AddValues(const CLI::Option& option, const Given& given, const Words& more) {
+        if (ValueOf(option) == "FILE") mKind = "files\n";
+        std::vector<std::string> values = ChoicesOf(option);
+        if (option.check_lname("interface")) {
+            std::error_code none;
+            for (const auto& entry : std::filesystem::directory_iterator("/sys/class/net", none))
+                values.push_back(entry.path().filename());
+        }
+        if (values.empty() && more) values = more(option, given);
+        for (const std::string& value : values) Add(value, "");
+    }
+
+    void Print() const { std::fputs((mKind + mText).c_str(), stdout); }
+
+ private:
+    std::string mTyped, mPrefix, mKind = "words\n", mText;
+};
 
 constexpr const char* kBash = R"(# bash completion for @NAME@
-
-_@NAME@_at() {
-    case "$1" in
-@PLACES@    esac
-}
-
 _@NAME@() {
-    local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
-    local path='' word skip='' commands options valued argument choices='' files=''
-    # "--format=plain" comes in three words.
-    [[ $cur == = ]] && cur=''
-    [[ $prev == = ]] && prev=${COMP_WORDS[COMP_CWORD - 2]}
-    local common=@COMMON@ commonValued=@COMMON_VALUED@
-    _@NAME@_at "$path"
-    for word in "${COMP_WORDS[@]:1:COMP_CWORD - 1}"; do
-        if [[ -n $skip && $word != = ]]; then
-            skip=''
-        elif [[ " $valued $commonValued " == *" $word "* ]]; then
-            skip=1
-        elif [[ " $commands " == *" $word "* ]]; then
-            path="${path:+$path }$word"
-            _@NAME@_at "$path"
-        fi
-    done
+    local kind word cur=${COMP_WORDS[COMP_CWORD]}
     COMPREPLY=()
-    if [[ -n $skip || $prev == -* && " $valued $commonValued " == *" $prev "* ]]; then
-        case "$path $prev" in
-@VALUES@        esac
-    elif [[ $cur == -* ]]; then
-        choices="$options $common"
-    elif [[ -n $commands ]]; then
-        choices=$commands
-    else
-        eval "$argument"
-    fi
-    if [[ -n $files ]]; then
-        compopt -o filenames 2>/dev/null
-        mapfile -t COMPREPLY < <(compgen -f -- "$cur")
-    else
-        mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$cur")
-    fi
+    {
+        read -r kind
+        while IFS=$'\t' read -r word _; do COMPREPLY+=("$word"); done
+    } < <(@NAME@ --complete "${COMP_WORDS[@]:1:COMP_CWORD}" 2>/dev/null)
+    [[ $kind != files ]] || mapfile -t COMPREPLY < <(compgen -f -- "$cur")
+    # This quotes names with blanks too.
+    [[ $kind != files && ${COMPREPLY[*]-} != *[[:space:]]* ]] || compopt -o filenames 2>/dev/null
 }
-
 complete -F _@NAME@ @NAME@
 )";
 
 constexpr const char* kZsh = R"(#compdef @NAME@
-
 _@NAME@() {
-    local path_='' word skip='' previous=${words[CURRENT-1]} valued
-    local -a commands options common
-    common=(@COMMON@)
-    local commonValued=@COMMON_VALUED@
-    local argument
-    _@NAME@_at() {
-        case "$1" in
-@PLACES@        esac
-    }
-    _@NAME@_at ''
-    for word in "${(@)words[2,CURRENT-1]}"; do
-        if [[ -n $skip ]]; then
-            skip=''
-        elif [[ " $valued $commonValued " == *" $word "* ]]; then
-            skip=1
-        elif (( ${commands[(I)$word:*]} )); then
-            path_="${path_:+$path_ }$word"
-            _@NAME@_at "$path_"
-        fi
-    done
-    if [[ -n $skip ]]; then
-        case "$path_ $previous" in
-@VALUES@        esac
-        return
-    fi
-    if [[ $PREFIX == -* ]]; then
-        options+=("${(@)common}")
-        _describe -o option options
-    elif (( ${#commands} )); then
-        _describe command commands
+    local -a found
+    found=("${(@f)$(@NAME@ --complete "${(@Q)words[2,CURRENT]}" 2>/dev/null)}")
+    if [[ $found[1] == files ]]; then
+        _files
     else
-        eval "$argument"
+        found=("${(@)found[2,-1]//:/\\:}")
+        found=("${(@)found/$'\t'/:}")
+        _describe value found
     fi
 }
-
-_@NAME@ "$@"
+if [[ $funcstack[1] == _@NAME@ ]]; then _@NAME@ "$@"; else compdef _@NAME@ @NAME@; fi
 )";
 
-std::string Fill(const char* frame, const CLI::App& app, const std::string& boards, const std::string& common,
-                 const std::string& commonValued, const std::string& places, const std::string& values) {
-    std::string text = Replaced(frame, "@PLACES@", places);
-    text = Replaced(text, "@VALUES@", values);
-    text = Replaced(text, "@COMMON@", common);
-    text = Replaced(text, "@COMMON_VALUED@", commonValued);
-    text = Replaced(text, "@BOARDS@", boards);
-    return Replaced(text, "@NAME@", app.get_name());
-}
+constexpr const char* kFish = R"(# fish completion for @NAME@
+function __@NAME@_complete
+    set -l words (commandline -opc) (commandline -ct)
+    set -l found (@NAME@ --complete $words[2..] 2>/dev/null)
+    if test "$found[1]" = files
+        __fish_complete_path (commandline -ct)
+    else
+        string join \n -- $found[2..]
+    end
+end
+complete -c @NAME@ -f -a '(__@NAME@_complete)'
+)";
 
 }  // namespace
 
-std::string BashCompletion(const CLI::App& app, const std::string& boards) {
-    const std::vector<Place> places = PlacesOf(app);
-    std::string rows;
-    for (const Place& place : places) {
-        const bool root = place.path.empty();
-        rows += "        " + Quoted(place.path) + ")\n            commands=" + Quoted(Names(place.commands, false)) +
-                "\n            options=" + Quoted(root ? "" : Names(place.options, false)) +
-                " valued=" + Quoted(root ? "" : Names(place.options, true)) +
-                " argument=" + Quoted(BashOffer(place.argument)) + "\n            ;;\n";
-    }
-    return Fill(kBash, app, boards, Quoted(Names(places.front().options, false)),
-                Quoted(Names(places.front().options, true)), rows, ValueRows(places, BashOffer));
+std::string CompletionScript(const std::string& shell, const std::string& program) {
+    std::string text = shell == "bash" ? kBash : shell == "zsh" ? kZsh : kFish;
+    const std::string mark = "@NAME@";
+    for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at))
+        text.replace(at, mark.size(), program);
+    return text;
 }
 
-std::string ZshCompletion(const CLI::App& app, const std::string& boards) {
-    const std::vector<Place> places = PlacesOf(app);
-    std::string rows;
-    for (const Place& place : places) {
-        const bool root = place.path.empty();
-        rows += "        " + Quoted(place.path) + ")\n            commands=(" + Described(place.commands) +
-                ")\n            options=(" + (root ? "" : Described(place.options)) +
-                ")\n            valued=" + Quoted(root ? "" : Names(place.options, true)) +
-                " argument=" + Quoted(ZshOffer(place.argument)) + "\n            ;;\n";
+bool ServeCompletion(const CLI::App& app, int argc, const char* const* argv, const Words& words) {
+    if (argc < 3 || std::string(argv[1]) != "--complete") return false;
+    std::vector<std::string> line;
+    for (int n = 2; n < argc; ++n) line.push_back(Unquoted(argv[n]));
+    std::string typed = line.back();
+    line.pop_back();
+    Place place = Walk(app, line);
+    if (place.option != nullptr && typed == "=") typed.clear();
+    std::string prefix;
+    if (place.option == nullptr && typed.starts_with("--") && typed.find('=') != std::string::npos) {
+        prefix = typed.substr(0, typed.find('=') + 1);
+        place.option = FindOption(*place.command, prefix.substr(0, prefix.size() - 1));
     }
-    return Fill(kZsh, app, boards, Described(places.front().options), Quoted(Names(places.front().options, true)), rows,
-                ValueRows(places, ZshOffer));
+    Answer answer(typed, prefix);
+    if (place.option != nullptr) {
+        answer.AddValues(*place.option, place.given, words);
+    } else if (typed.starts_with('-')) {
+        for (const CLI::Option* option : OptionsAt(*place.command)) {
+            for (const std::string& name : option->get_lnames()) answer.Add("--" + name, option->get_description());
+            for (const std::string& name : option->get_snames()) answer.Add("-" + name, option->get_description());
+        }
+    } else if (const auto commands = ShownCommands(*place.command); !commands.empty()) {
+        for (const CLI::App* command : commands) answer.Add(command->get_name(), command->get_description());
+    } else if (const CLI::Option* argument = NextArgument(place)) {
+        answer.AddValues(*argument, place.given, words);
+    }
+    answer.Print();
+    return true;
 }
 
 }  // namespace cli

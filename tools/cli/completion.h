@@ -1,13 +1,26 @@
-/// Completion scripts for shells, from the option tree that --help shows.
+/// Completion for shells, from the option tree that --help shows: short scripts call the program, which finds the
+/// words.
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <functional>
+#include <map>
 #include <string>
+#include <vector>
 
 namespace cli {
 
-/// \param boards  command that lists the words for options that take a board, one a line
-std::string BashCompletion(const CLI::App& app, const std::string& boards);
-std::string ZshCompletion(const CLI::App& app, const std::string& boards);
+/// The options on a line so far with their values, by long name: "board".
+using Given = std::multimap<std::string, std::string>;
+
+/// \return what an option or argument may take beyond the choices that it declares
+using Words = std::function<std::vector<std::string>(const CLI::Option& option, const Given& given)>;
+
+/// \return the script of bash, zsh or fish, which calls the program with --complete WORD...
+std::string CompletionScript(const std::string& shell, const std::string& program);
+
+/// Serves --complete WORD..., the words of a line up to the cursor: prints "files" or "words" and a line a word that
+/// fits, with a tab and its description. \return whether that was asked
+bool ServeCompletion(const CLI::App& app, int argc, const char* const* argv, const Words& words = {});
 
 }  // namespace cli

@@ -6,7 +6,9 @@
 #include <cstdio>
 #include <sstream>
 
+#include "completion.h"
 #include "option_text.h"
+#include "zul_version.h"
 
 namespace cli {
 
@@ -105,7 +107,7 @@ std::string ManualPage(const CLI::App& app, const ManualMatter& matter) {
     const std::string description = app.get_description();
     const std::string first = description.substr(0, description.find_first_of(":.\n"));
     std::string text =
-        ".TH " + Upper(Roff(name)) + " 1 \"\" \"" + Roff(name + " " + matter.version) + "\" \"User Commands\"\n";
+        ".TH " + Upper(Roff(name)) + " 1 \"" ZUL_DATE "\" \"" + Roff(name + " " ZUL_VERSION) + "\" \"User Commands\"\n";
     text += ".SH NAME\n" + Roff(name) + " \\- " + Roff(first) + "\n.SH SYNOPSIS\n" + Usage(app, name);
     text += ".SH DESCRIPTION\n" + Prose(description) + ".SH OPTIONS\n" + Options(app);
     std::string commands;
@@ -119,12 +121,16 @@ std::string ManualPage(const CLI::App& app, const ManualMatter& matter) {
     return text;
 }
 
-void AddManualFlag(CLI::App& app, const ManualMatter& matter) {
-    app.add_flag_callback("--man",
-                          [&app, matter] {
-                              std::fputs(ManualPage(app, matter).c_str(), stdout);
-                              throw CLI::Success();
-                          })
+void AddDocuments(CLI::App& app, const ManualMatter& matter) {
+    const auto print = [](const std::string& text) {
+        std::fputs(text.c_str(), stdout);
+        throw CLI::Success();
+    };
+    app.set_version_flag("--version", app.get_name() + " " ZUL_VERSION);
+    app.add_flag_callback("--man", [&app, matter, print] { print(ManualPage(app, matter)); })->group("");
+    app.add_option_function<std::string>(
+           "--completion", [&app, print](const std::string& shell) { print(CompletionScript(shell, app.get_name())); })
+        ->check(CLI::IsMember({"bash", "zsh", "fish"}))
         ->group("");
 }
 

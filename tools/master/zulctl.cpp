@@ -4,14 +4,12 @@
 
 #include "commands/commands.h"
 #include "manual.h"
-#include "zul_version.h"
 
 namespace {
 
 using zulctl::Session;
 
 const cli::ManualMatter kManual = {
-    ZUL_VERSION,
     {{"output",
       "Data goes to standard output as a table, as one JSON object that begins with its schema (--json; a line an\n"
       "object for a command that goes on), or as key=value lines (--format plain). The schema \"zulctl.status/1\" is\n"
@@ -32,6 +30,12 @@ const cli::ManualMatter kManual = {
      {"environment",
       "ZULCTL_CONFIG names another file of names. NO_COLOR takes the colours away. COLUMNS is the width of tables\n"
       "where standard output isn't a terminal.\n"},
+     {"examples",
+      "  zulctl discover\n"
+      "  zulctl -b attic scan\n"
+      "  zulctl -b attic stream start CINEMA --to 239.1.1.1:5000\n"
+      "  zulctl -b lobby play CINEMA --from attic\n"
+      "  zulctl why lobby\n"},
      {"see also", "zul-board(1), zul-mux(1)\n"}}};
 
 constexpr void (*kCommands[])(CLI::App&, Session&) = {
@@ -107,11 +111,12 @@ int main(int argc, char** argv) {
         "zulctl");
     app.require_subcommand(1);
     app.fallthrough();
-    app.set_version_flag("--version", "zulctl " ZUL_VERSION);
-    cli::AddManualFlag(app, kManual);
+    cli::AddDocuments(app, kManual);
     app.footer("Exit codes: 0 done, 1 the board refused, 2 wrong usage, 3 no answer, 4 some boards only.");
     Session session;
     AddOptions(app, session);
     for (const auto add : kCommands) add(app, session);
+    const auto words = [&](const auto&... asked) { return zulctl::CompletionWords(session, asked...); };
+    if (cli::ServeCompletion(app, argc, argv, words)) return zulctl::kDone;
     return Run(app, session, argc, argv);
 }

@@ -6,12 +6,12 @@
 #include <filesystem>
 #include <memory>
 
+#include "completion.h"
 #include "description_json.h"
 #include "error.h"
 #include "ffmpeg_supply.h"
 #include "manual.h"
 #include "multiplexer.h"
-#include "zul_version.h"
 
 namespace {
 
@@ -31,8 +31,12 @@ struct Arguments {
 };
 
 void Declare(CLI::App& app, Arguments& arguments) {
-    app.add_option("description", arguments.description, "JSON file with programmes and guide")->required();
-    app.add_option("-o,--output", arguments.output, "transport stream to write, - for standard output")->required();
+    app.add_option("description", arguments.description, "JSON file with programmes and guide")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("-o,--output", arguments.output, "transport stream to write, - for standard output")
+        ->required()
+        ->type_name("FILE");
     app.add_option("-d,--duration", arguments.seconds, "length in seconds")
         ->check(CLI::Range(0.5, 86'400.0))
         ->capture_default_str();
@@ -42,7 +46,10 @@ void Declare(CLI::App& app, Arguments& arguments) {
     app.add_option("--ffmpeg", arguments.ffmpeg, "program that makes pictures and sound")->capture_default_str();
     app.add_option("--seed", arguments.seed, "of all that is arbitrary")->capture_default_str();
     app.add_flag("-q,--quiet", arguments.quiet, "no summary");
-    cli::AddManualFlag(app, {ZUL_VERSION, {{"see also", "zulctl(1), zul-board(1)"}}});
+    cli::AddDocuments(app, {{{"examples",
+                              "  zul-mux hotel.json -d 60 -o hotel.ts\n"
+                              "  zul-mux hotel.json --no-av --start now -q -o - >hotel.ts"},
+                             {"see also", "zulctl(1), zul-board(1)"}}});
     app.footer("Exit codes: 0 done, 1 the stream can't be made, 2 wrong usage.");
 }
 
@@ -117,6 +124,7 @@ int main(int argc, char** argv) {
                  "zul-mux");
     Arguments arguments;
     Declare(app, arguments);
+    if (cli::ServeCompletion(app, argc, argv)) return kDone;
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

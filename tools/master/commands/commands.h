@@ -2,7 +2,10 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
 
+#include "completion.h"
 #include "net/session.h"
 
 namespace zulctl {
@@ -34,5 +37,9 @@ void AddSerialCommand(CLI::App& app, Session& session);
 void AddStreamCommand(CLI::App& app, Session& session);
 void AddUpgradeCommand(CLI::App& app, Session& session);
 void AddWhyCommand(CLI::App& app, Session& session);
+
+/// \return words for an option's value that completion offers: boards of the file of names, channels of a board on the
+/// line
+std::vector<std::string> CompletionWords(Session& session, const CLI::Option& option, const cli::Given& given);
 
 }  // namespace zulctl

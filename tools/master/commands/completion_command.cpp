@@ -1,38 +1,48 @@
-// zulctl completion: scripts for shells, and the words that they query.
+// zulctl completion: the script of a shell, and the words that only zulctl knows.
+#include "completion.h"
+
 #include <memory>
 
 #include "commands/commands.h"
-#include "completion.h"
+#include "net/fetch.h"
 
 namespace zulctl {
 
-namespace {
-
-std::string BoardNames(const Session& session) {
-    std::string names;
-    for (const NamedBoard& board : session.Names().boards) names += board.name + "\n";
-    return names;
+std::vector<std::string> CompletionWords(Session& session, const CLI::Option& option, const cli::Given& given) try {
+    std::vector<std::string> words;
+    session.out.quiet = true;
+    session.options.timeoutSeconds = 0.5;
+    if (option.get_type_name().find("ADDRESS") != std::string::npos) {
+        session.Prepare();
+        for (const NamedBoard& board : session.Names().boards) words.push_back(board.name);
+        return words;
+    }
+    // A board that the line names is asked for its list; none is searched for.
+    const bool playing = option.get_name() == "what";
+    const auto board = given.find(playing ? "from" : "board");
+    if (board == given.end() || (!playing && option.get_name() != "channel")) return words;
+    session.Prepare();
+    Client client = session.Connect(session.Named(board->second, Role::kTransmitter));
+    for (const Channel& channel : FetchChannels(client)) words.push_back(channel.name);
+    return words;
+} catch (const std::exception&) {
+    return {};
 }
-
-}  // namespace
 
 void AddCompletionCommand(CLI::App& app, Session& session) {
     CLI::App* command = app.add_subcommand("completion", "Print the completion script of a shell");
     command->footer(
         "Installed copies load by themselves. By hand:\n"
         "  source <(zulctl completion bash)\n"
-        "\"boards\" lists the names of boards.toml, for the scripts.");
-    const auto what = std::make_shared<std::string>();
-    command->add_option("shell", *what, "bash, zsh, or boards")
+        "  zulctl completion fish | source");
+    const auto shell = std::make_shared<std::string>();
+    command->add_option("shell", *shell, "bash, zsh or fish")
         ->required()
-        ->check(CLI::IsMember({"bash", "zsh", "boards"}));
-    command->callback([&app, &session, what] {
-        session.run = [&app, &session, what] {
-            constexpr const char* kBoards = "zulctl completion boards";
-            const std::string text = *what == "bash"  ? cli::BashCompletion(app, kBoards)
-                                     : *what == "zsh" ? cli::ZshCompletion(app, kBoards)
-                                                      : BoardNames(session);
-            session.out.Emit("zulctl.completion/1", {{"shell", *what}, {"text", text}}, [&] { return text; });
+        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+    command->callback([&session, shell] {
+        session.run = [&session, shell] {
+            const std::string text = cli::CompletionScript(*shell, "zulctl");
+            session.out.Emit("zulctl.completion/1", {{"shell", *shell}, {"text", text}}, [&] { return text; });
         };
     });
 }

@@ -107,7 +107,7 @@ void AddUpgradeCommand(CLI::App& app, Session& session) {
     CLI::App* command =
         app.add_subcommand("upgrade", "Send a firmware image to a board and follow it until the board is back");
     const auto choice = std::make_shared<UpgradeChoice>();
-    command->add_option("file", choice->file, "The image, 11 to 1000000000 bytes")->required();
+    command->add_option("file", choice->file, "The image, 11 to 1000000000 bytes")->type_name("FILE")->required();
     command->add_flag("-y,--yes", choice->yes, "Don't ask");
     command->add_flag("--no-wait", choice->noWait, "End when the board has the image");
     command->callback([&session, choice] { session.run = [&session, choice] { RunUpgrade(session, *choice); }; });
