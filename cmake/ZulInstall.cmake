@@ -4,15 +4,27 @@ set(ZUL_LIBDIR lib)
 if(EXISTS /etc/debian_version AND CMAKE_LIBRARY_ARCHITECTURE)
   set(ZUL_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE})
 endif()
-file(RELATIVE_PATH ZUL_UP /${ZUL_LIBDIR}/pkgconfig /)
 
 # The module is loaded by its path: it has its own folder, apart from the libraries that programs link.
 install(TARGETS zul LIBRARY DESTINATION ${ZUL_LIBDIR}/zul COMPONENT libzul)
-install(FILES ${CMAKE_SOURCE_DIR}/src/include/zul.h DESTINATION include COMPONENT libzul-dev)
-configure_file(${CMAKE_SOURCE_DIR}/packaging/zul.pc.in ${CMAKE_BINARY_DIR}/packaging/zul.pc @ONLY)
+install(FILES ${CMAKE_SOURCE_DIR}/src/include/zul.h ${CMAKE_SOURCE_DIR}/src/include/kbl_interprocess.h
+        DESTINATION include COMPONENT libzul-dev)
+set(zul_pc ${CMAKE_SOURCE_DIR}/packaging/zul.pc.in ${CMAKE_BINARY_DIR}/packaging/zul.pc)
+install(CODE "
+  set(ZUL_LIBDIR ${ZUL_LIBDIR})
+  set(PROJECT_VERSION ${PROJECT_VERSION})
+  configure_file(${zul_pc} @ONLY)" COMPONENT libzul-dev)
 install(FILES ${CMAKE_BINARY_DIR}/packaging/zul.pc DESTINATION ${ZUL_LIBDIR}/pkgconfig COMPONENT libzul-dev)
-install(FILES ${CMAKE_SOURCE_DIR}/examples/host/host.c DESTINATION share/doc/libzul-dev/examples COMPONENT libzul-dev)
-install(FILES ${CMAKE_SOURCE_DIR}/docs/integration.md DESTINATION share/doc/libzul-dev COMPONENT libzul-dev)
+
+# Pages and examples, in folders as here, so that links between them work.
+function(zul_install_documents component)
+  string(REPLACE tools zul-tools package ${component})
+  foreach(file ${ARGN})
+    cmake_path(GET file PARENT_PATH folder)
+    install(FILES ${CMAKE_SOURCE_DIR}/${file} DESTINATION share/doc/${package}/${folder} COMPONENT ${component})
+  endforeach()
+endfunction()
+zul_install_documents(libzul-dev docs/integration.md docs/protocol.md examples/host/host.c examples/host/agent.c)
 
 # The programs, with what the build documents them by: manual pages and completions are made by the programs themselves.
 set(components libzul libzul-dev)
@@ -25,6 +37,14 @@ foreach(program zulctl zul-mux zul-board)
   endif()
 endforeach()
 list(REMOVE_DUPLICATES components)
+if(tools IN_LIST components)
+  zul_install_documents(tools docs/tour.md docs/operating.md docs/status-page.md docs/status-page.png docs/json.md docs/protocol.md
+                        tools/board/README.md tools/mux/README.md tools/mux/hotel.json tools/mux/example.json tools/mux/small.json)
+  # zul-board needs it; its page describes it.
+  install(PROGRAMS ${CMAKE_SOURCE_DIR}/tools/sandbox DESTINATION bin RENAME zul-sandbox COMPONENT tools)
+  file(WRITE ${CMAKE_BINARY_DIR}/packaging/zul-sandbox.1 ".so man1/zul-board.1\n")
+  install(FILES ${CMAKE_BINARY_DIR}/packaging/zul-sandbox.1 DESTINATION share/man/man1 COMPONENT tools)
+endif()
 install(CODE [[
   set(root $ENV{DESTDIR}${CMAKE_INSTALL_PREFIX})
   file(GLOB pages ${root}/share/man/man1/zul*.1)
@@ -83,12 +103,13 @@ set(CPACK_DEBIAN_LIBZUL-DEV_PACKAGE_NAME libzul-dev)
 set(CPACK_DEBIAN_LIBZUL-DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_LIBZUL-DEV_PACKAGE_DEPENDS "libzul (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_LIBZUL-DEV_DESCRIPTION "television-over-IP node for set-top boards - development files
-The header, the pkg-config file, the integration guide and an example of a host
-for libzul, a module that the player process of a set-top board loads.")
+The headers, the pkg-config file, the integration guide and examples of a host
+and of a settings agent for libzul, a module that the player process of a
+set-top board loads.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zul-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION video)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libzul (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libzul (= ${PROJECT_VERSION}), iproute2")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS ffmpeg)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "tools around set-top boards of a television-over-IP system
 zulctl drives boards from the command line, zul-board simulates a board on a

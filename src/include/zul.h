@@ -6,10 +6,14 @@
 extern "C" {
 #endif
 
+/** Version of this header, major * 10000 + minor * 100 + patch. That of a running module is the reply to VERS. */
+#define ZUL_HEADER_VERSION 8214
+
 #define ZUL_EXPORT __attribute__((visibility("default")))
 
 /**
- * Starts the module, once per process. Returns while the boot steps still run on the module's own thread.
+ * Starts the module, once per process. Waits for the settings agent's first answer: until then the log's last line is
+ * "Txing SNMP msg ...". Returns while the boot steps still run on the module's own thread.
  *
  * \param type  'T' transmitter, 'R' receiver, 'A' role taken from the board's version
  * \return a block of 128 bytes, the same at every call; the module writes nothing in it

@@ -1,4 +1,4 @@
-// The example of a host, a separate process, with the shipped module.
+// The examples of a host and of a settings agent, separate processes, with the shipped module.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -9,10 +9,13 @@
 #include "board.h"
 #include "stream_tap.h"
 #include "udp_client.h"
+#include "zul.h"
 #include "zul_version.h"
 
 namespace board {
 namespace {
+
+static_assert(ZUL_HEADER_VERSION == ZUL_VERSION_MAJOR * 10000 + ZUL_VERSION_MINOR * 100 + ZUL_VERSION_PATCH);
 
 class ExampleHost : public testing::TestWithParam<char> {};
 INSTANTIATE_TEST_SUITE_P(Roles, ExampleHost, testing::Values('T', 'R'),
@@ -23,7 +26,10 @@ TEST_P(ExampleHost, MakesABoardThatServesAndTakesData) {
     const std::string section =
         std::string("\x42\xF0\x09", 3) + std::string(9, '\x5A');  // of a table that isn't analysed
     const char role = GetParam();
-    Board board({.role = role, .module = ZUL_MODULE, .band = {}});
+    const auto absent = role == 'T' ? std::set{Process::kSettingsAgent} : std::set<Process>{};
+    // The transmitter has the example's agent, which ends when its queue is removed.
+    Board board({.role = role, .module = ZUL_MODULE, .band = {}, .absent = absent});
+    FILE* const agent = absent.empty() ? nullptr : popen(ZUL_EXAMPLE_AGENT " 2>/dev/null", "r");
     const std::string command = ZUL_EXAMPLE_HOST " " + std::string(1, role) + " " ZUL_MODULE;
     FILE* const host = popen(command.c_str(), "w");
     ASSERT_NE(host, nullptr);
@@ -55,6 +61,8 @@ TEST_P(ExampleHost, MakesABoardThatServesAndTakesData) {
         EXPECT_EQ(std::fwrite(section.data(), 1, section.size(), host), section.size());
     }
     EXPECT_EQ(pclose(host), 0);
+    ClearBoardMemory();
+    if (agent != nullptr) pclose(agent);
 }
 
 }  // namespace
