@@ -39,7 +39,8 @@ endforeach()
 list(REMOVE_DUPLICATES components)
 if(tools IN_LIST components)
   zul_install_documents(tools docs/tour.md docs/operating.md docs/status-page.md docs/status-page.png docs/json.md docs/protocol.md
-                        tools/board/README.md tools/mux/README.md tools/mux/hotel.json tools/mux/example.json tools/mux/small.json)
+                        tools/board/README.md tools/mux/README.md tools/mux/hotel.json tools/mux/example.json tools/mux/small.json
+                        packaging/prometheus-rules.yml packaging/grafana-dashboard.json)
   # zul-board needs it; its page describes it.
   install(PROGRAMS ${CMAKE_SOURCE_DIR}/tools/sandbox DESTINATION bin RENAME zul-sandbox COMPONENT tools)
   file(WRITE ${CMAKE_BINARY_DIR}/packaging/zul-sandbox.1 ".so man1/zul-board.1\n")
