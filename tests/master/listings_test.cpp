@@ -75,15 +75,21 @@ TEST(GuideReply, ReadsEventsByTheirLengths) {
     const auto reply = ParseGuideReply(
         "EITI d3a4 1930 1015 S4,00[News]L0,00[]\r\n"
         "EITI d3a5 0545 0030 S2,30[42 44]L9,00[a]\r\nEITI ]\r\n"
-        "EITI d3a5 0615 0000 S4,3f[2a 3c 00 41]L4,3f[66 20 75 3b]\r\nOK\r\n");
+        "EITI d3a5 0615 0000 S4,3f[2a 3c 00 41]L4,3f[66 20 75 3b]\r\n"
+        "EITI d3a5 0715 0000 S4,3f[2a 1c 00 00]L0,00[]\r\n"
+        "EITI d3a5 0715 0000 S3,3e[2a 9c be]L0,00[]\r\n"
+        "EITI d3a5 0715 0000 S3,04[2a 3e 41]L0,00[]\r\nOK\r\n");
     ASSERT_TRUE(reply && reply->whole);
-    ASSERT_EQ(reply->events.size(), 3u);
+    ASSERT_EQ(reply->events.size(), 6u);
     EXPECT_EQ(reply->events[0].title, "News");
     EXPECT_EQ(reply->events[0].End() - reply->events[0].start, 10h + 15min);
     EXPECT_EQ(reply->events[1].title, "あい") << "hexadecimal in another mode: page 0x30";
     EXPECT_EQ(reply->events[1].text, "a]\r\nEITI ") << "a text may look like the protocol";
     EXPECT_EQ(reply->events[2].title, "\uFFFDA") << "a high byte of UTF-16 that the board has made a '*'";
     EXPECT_EQ(reply->events[2].text, "映画");
+    EXPECT_EQ(reply->events[3].title, "(not readable)") << "cut at its zero byte, too";
+    EXPECT_EQ(reply->events[4].title, "(not readable)") << "the choice of an alphabet is lost";
+    EXPECT_EQ(reply->events[5].title, "\uFFFDос") << "a capital of mode 04";
     EXPECT_TRUE(ParseGuideReply("EITI OK\r\n")->whole);
 }
 

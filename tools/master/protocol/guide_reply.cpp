@@ -9,12 +9,27 @@ namespace zulctl {
 namespace {
 
 constexpr int kLongestText = 4096;
-/// A board replaces each byte of a title below 0x20 by '*', whatever the mode. In UTF-16 that hits the high byte of
-/// most alphabets: such a character is lost, and better shown as lost than as another one (U+2A00 to U+2AFF).
-void HideReplacedBytes(std::string& units) {
-    for (std::size_t n = 0; n + 1 < units.size(); n += 2) {
-        if (units[n] == '*') units[n] = '\xFF', units[n + 1] = '\xFD';
+/// A board replaces bytes of a title below 0x20 by '*', whatever the mode, and cuts it at a zero byte. Characters that
+/// this may have hit are shown as lost, since a wrong one is worse; with more than half of them lost, nothing is.
+std::string TitleText(std::uint8_t mode, const std::string& bytes) {
+    constexpr const char* kNotReadable = "(not readable)";
+    if (mode == kModeScsu) {  // a '*' before a character beyond ASCII was the choice of its alphabet
+        for (std::size_t n = 0; n + 1 < bytes.size(); ++n) {
+            if (bytes[n] == '*' && (bytes[n + 1] & 0x80) != 0) return kNotReadable;
+        }
     }
+    if (mode == kModeLatin || mode == kModeScsu || !TextOfMode(mode, "")) return ShownText(mode, bytes);
+    const std::string page = mode == kModeUtf16 ? "" : std::string(1, static_cast<char>(mode));
+    const std::size_t size = 2 - page.size();
+    std::string units;
+    std::size_t lost = 0;
+    for (std::size_t n = 0; n + size <= bytes.size(); n += size) {
+        const std::string character = bytes.substr(n, size);
+        const bool isLost = character[0] == '*' || character == std::string(size, '\0');
+        units += isLost ? "\xFF\xFD" : page + character;
+        lost += isLost ? 1 : 0;
+    }
+    return lost * 4 > units.size() ? kNotReadable : Utf16Text(units);
 }
 
 /// Takes "S4,00[News]" or the same after L.
@@ -34,8 +49,8 @@ std::string TakeText(TextWalk& walk, std::string_view letter, std::uint8_t& mode
         }
     }
     walk.Take("]");
-    if (letter == "S" && mode == kModeUtf16) HideReplacedBytes(text);
-    return walk.Ok() ? ShownText(mode, text) : std::string();
+    if (!walk.Ok()) return {};
+    return letter == "S" ? TitleText(mode, text) : ShownText(mode, text);
 }
 
 std::optional<GuideEvent> TakeEvent(TextWalk& reply) {
