@@ -35,7 +35,7 @@ void Parse(std::string_view reply) {
             fuzz::Promise(stream.id >= 0 && stream.id < kStreamSlots, "a slot of a board");
     }
     ParseReceiverStatus(reply), ParseAddressSettings(reply), ParseVersion(reply), ParseBroadcastTime(reply);
-    ParseScanState(reply), ParseUpgradeState(reply), ParseResolution(reply), ParseScanStep(reply);
+    ParseScanState(reply), ParseUpgradeState(reply), ParseScanStep(reply);
     ParseKey(reply), ParseSerialByte(reply), ParseAudioLanguages(reply), ParseCaptionLanguages(reply);
 }
 

@@ -7,6 +7,7 @@
 
 #include "export/guide_grid.h"
 #include "output/escape.h"
+#include "output/similar.h"
 
 namespace zulctl {
 namespace {
@@ -71,9 +72,27 @@ TEST(Table, FitsTheWidthByCuttingThenLeavingOut) {
     EXPECT_EQ(table.Render(80, true).find("\x1b[1mNO\x1b[0m"), 0u);
 }
 
-TEST(Plain, OneKeyALineWhateverIsInTheValue) {
-    const Json body = {{"name", "a\nb=c"}, {"none", nullptr}, {"list", {1, true, {{"deep", "x"}}}}};
-    EXPECT_EQ(PlainText(body), "name=a\\nb=c\nnone=\nlist.0=1\nlist.1=true\nlist.2.deep=x\n");
+TEST(Plain, ALineForEachItemOfAList) {
+    const Json body = {{"name", "a\nb=c"},
+                       {"none", nullptr},
+                       {"list", {1, true}},
+                       {"boards", {{{"name", "the \"attic\""}, {"deep", {{"port", 1}}}}, {{"name", "cellar"}}}}};
+    EXPECT_EQ(PlainText(body),
+              "name=a\\nb=c none= list.0=1 list.1=true\nname=\"the \\\"attic\\\"\" deep.port=1\nname=cellar\n");
+}
+
+TEST(Words, SimilarOnesAreSuggestedAndBlanksQuoted) {
+    const std::vector<std::string> known = {"status", "stream", "scan", "raw"};
+    const struct {
+        const char *word, *meant;
+    } rows[] = {{"stauts", "status"}, {"STREM", "stream"}, {"scna", "scan"}, {"upgrade", ""}, {"", ""}, {"xyz", ""}};
+    for (const auto& [word, meant] : rows) {
+        const std::string wanted = *meant == 0 ? "" : "; did you mean \"" + std::string(meant) + "\"?";
+        EXPECT_EQ(DidYouMean(word, known), wanted) << word;
+    }
+    EXPECT_EQ(ShellWord("roof-1"), "roof-1");
+    EXPECT_EQ(ShellWord("HBO 2's\n"), "'HBO 2'\\''s\\n'");
+    EXPECT_EQ(ShellWord(""), "''");
 }
 
 TEST(GuideGrid, FitsTheWidthAndPlacesEventsInTime) {

@@ -51,7 +51,6 @@ TEST(Replies, OfAnotherShapeAreRefused) {
         {Takes<ParseVersion>, {"VERSOK\r\n", "VERS0.82.14", "VERS0.\x1b[2JOK\r\n", "KO\r\n"}},
         {Takes<ParseScanState>, {std::string(3, '\0'), "OK\r\n"}},
         {Takes<ParseUpgradeState>, {"UPGRSTATUS5 OK\r\n\r\n"}},
-        {Takes<ParseResolution>, {"RESOLUTION OK\r\n"}},
     };
     for (const auto& [takes, texts] : rows) {
         for (const std::string& text : texts) EXPECT_FALSE(takes(text)) << text;
@@ -85,7 +84,6 @@ TEST(Replies, OfTheRightShapeAreRead) {
     EXPECT_EQ(settings->dhcp, 1);
     EXPECT_EQ(settings->address + settings->gateway + settings->netmask, "xyz");
     EXPECT_EQ(ParseScanState(std::string("\0\x9f\x03\x05", 4))->channel, 159) << "bytes have no sign";
-    EXPECT_EQ(ParseResolution("RESOLUTION-1 OK\r\n"), -1);
 }
 
 TEST(Replies, KeysHaveNames) {

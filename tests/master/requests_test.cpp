@@ -27,8 +27,6 @@ TEST(RequestTexts, TakeTheFormOfTheProtocol) {
         {PlayText(group, std::nullopt), "UNIT3,239.1.1.1,5000"},
         {PageText(window), "URLhttp://host/a?b=c,,-5,,,255"},  // an empty field keeps what the board has
         {PageText({}), "URL"},
-        {PageKeyText(65534), "URLkey65534"},
-        {ScaleText(0, 0, 100, 100, 255), "VSCALE,0,0,100,100,255"},
         {CaptionsText("off"), "SUBSOFF"},
         {CaptionsText("6"), "SUBS6"},
         {LanguageText("eng", ""), "LANGeng,0"},
@@ -72,10 +70,6 @@ TEST(RequestTexts, RefuseWhatABoardWouldOrWouldMisread) {
         [&] { return page("x", 0, 1281); },
         [&] { return page("x", 3, -1); },
         [&] { return page("x", 5, 256); },
-        [] { return PageKeyText(65535); },
-        [] { return ScaleText(0, 0, 101, 100, 255); },
-        [] { return ScaleText(50, 0, 51, 100, 255); },
-        [] { return ScaleText(0, 0, 100, 100, 256); },
         [] { return CaptionsText("0"); },
         [] { return CaptionsText("7"); },  // a board turns them off and says OK
         [] { return LanguageText("en", ""); },

@@ -1,9 +1,12 @@
 // zulctl: the operator's command line for driving boards.
+#include <fmt/format.h>
+
 #include <cstdio>
-#include <iterator>
+#include <vector>
 
 #include "commands/commands.h"
 #include "manual.h"
+#include "output/similar.h"
 
 namespace {
 
@@ -12,7 +15,8 @@ using zulctl::Session;
 const cli::ManualMatter kManual = {
     {{"output",
       "Data goes to standard output as a table, as one JSON object that begins with its schema (--json; a line an\n"
-      "object for a command that goes on), or as key=value lines (--format plain). The schema \"zulctl.status/1\" is\n"
+      "object for a command that goes on), or as key=value with a line a board or other item (--format plain). The "
+      "schema \"zulctl.status/1\" is\n"
       "the file share/zulctl/schemas/zulctl.status-1.json. Times are UTC. Progress and errors\n"
       "go to standard error, progress only where that is a terminal. Text of the broadcast is shown with control\n"
       "characters escaped.\n"},
@@ -28,59 +32,86 @@ const cli::ManualMatter kManual = {
       "  address = \"10.0.0.5\"         # or \"10.0.0.5:5000\"\n"
       "  role    = \"transmitter\"      # or \"receiver\"\n"},
      {"environment",
-      "ZULCTL_CONFIG names another file of names. NO_COLOR takes the colours away. COLUMNS is the width of tables\n"
-      "where standard output isn't a terminal.\n"},
+      "ZULCTL_CONFIG names another file of names. NO_COLOR takes the colours away. COLUMNS is the width of a "
+      "terminal;\n"
+      "without one, nothing is cut.\n"},
      {"examples",
       "  zulctl discover\n"
       "  zulctl -b attic scan\n"
       "  zulctl -b attic stream start CINEMA --to 239.1.1.1:5000\n"
-      "  zulctl -b lobby play CINEMA --from attic\n"
+      "  zulctl -b lobby play CINEMA\n"
       "  zulctl why lobby\n"},
+     {"completion", "zulctl completion bash, zsh or fish prints the script that packages install.\n"},
      {"see also", "zul-board(1), zul-mux(1)\n"}}};
 
-constexpr void (*kCommands[])(CLI::App&, Session&) = {
-    // in the order of --help
-    zulctl::AddDiscoverCommand, zulctl::AddStatusCommand,     zulctl::AddScanCommand,       zulctl::AddChannelsCommand,
-    zulctl::AddGuideCommand,    zulctl::AddStreamCommand,     zulctl::AddProbeCommand,      zulctl::AddPlayCommand,
-    zulctl::AddPageCommand,     zulctl::AddScaleCommand,      zulctl::AddResolutionCommand, zulctl::AddCaptionsCommand,
-    zulctl::AddLanguageCommand, zulctl::AddLanguagesCommand,  zulctl::AddKeysCommand,       zulctl::AddSerialCommand,
-    zulctl::AddNetworkCommand,  zulctl::AddResetCommand,      zulctl::AddUpgradeCommand,    zulctl::AddLogCommand,
-    zulctl::AddRawCommand,      zulctl::AddExportCommand,     zulctl::AddApplyCommand,      zulctl::AddDoctorCommand,
-    zulctl::AddWhyCommand,      zulctl::AddCompletionCommand,
+/// The commands in the order of --help, by group; those of the last one aren't in it.
+const struct {
+    const char* group;
+    std::vector<void (*)(CLI::App&, Session&)> add;
+} kCommands[] = {
+    {"Look",
+     {zulctl::AddDiscoverCommand, zulctl::AddStatusCommand, zulctl::AddWhyCommand, zulctl::AddDoctorCommand,
+      zulctl::AddProbeCommand, zulctl::AddLogCommand}},
 #ifdef ZUL_SERVE
-    zulctl::AddServeCommand,
+    {"Look", {zulctl::AddServeCommand}},
 #endif
+    {"Transmitters",
+     {zulctl::AddScanCommand, zulctl::AddChannelsCommand, zulctl::AddGuideCommand, zulctl::AddStreamCommand,
+      zulctl::AddApplyCommand, zulctl::AddExportCommand}},
+    {"Receivers",
+     {zulctl::AddPlayCommand, zulctl::AddPageCommand, zulctl::AddCaptionsCommand, zulctl::AddKeysCommand,
+      zulctl::AddSerialCommand}},
+    {"All boards",
+     {zulctl::AddLanguageCommand, zulctl::AddLanguagesCommand, zulctl::AddNetworkCommand, zulctl::AddResetCommand,
+      zulctl::AddUpgradeCommand, zulctl::AddRawCommand}},
+    {"", {zulctl::AddCompletionCommand}},
 };
 
 /// Adds the options that all commands share.
 void AddOptions(CLI::App& app, Session& session) {
     zulctl::SessionOptions& options = session.options;
-    app.add_option("-b,--board", options.boards,
-                   "Board by name or ADDRESS[:PORT]; may be given several times where a command takes several")
+    app.add_option("-b,--board", options.boards, "Board by name or ADDRESS[:PORT]; several times for several")
         ->type_name("NAME|ADDRESS")
         ->take_all()
         ->allow_extra_args(false);
     app.add_flag("-a,--all", options.all, "All boards that are named or heard");
     app.add_flag("--json", options.json, "Print one JSON object (several for a command that goes on)");
-    app.add_option("--format", options.format, "Form of the output")
-        ->check(CLI::IsMember({"table", "plain", "json"}))
-        ->capture_default_str();
+    app.add_option("--format", options.format, "Form of the output, in place of a table")
+        ->check(CLI::IsMember({"table", "plain", "json"}).description("{plain,json}"));
     app.add_flag("-q,--quiet", session.out.quiet, "No progress, notes or warnings");
-    app.add_flag("-v,--verbose", session.out.verbose, "More about what is going on");
     app.add_option("--timeout", options.timeoutSeconds,
                    "Wait this long for each answer instead of what fits the request")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.05, 3600.0));
+        ->check(CLI::Range(0.05, 3600.0).description(""));
     app.add_option("--interface", options.interfaceName, "Network interface towards the boards and for groups")
         ->type_name("NAME");
     app.add_option("--local-port", options.localPort,
                    "Local port for all that is asked; boards remember the first they saw")
         ->type_name("PORT")
-        ->check(CLI::Range(1, 65535));
+        ->check(CLI::Range(1, 65535).description(""));
     app.add_option("--config", options.configPath, "File of names instead of ~/.config/zulctl/boards.toml")
         ->type_name("FILE");
     app.add_option("--record", options.recordPath, "Record every datagram to and from boards as JSON lines")
         ->type_name("FILE");
+}
+
+/// Names the first word that nothing takes, and a similar one that something does. \return empty where all are taken
+std::string Unknown(const CLI::App& app) {
+    const auto words = app.remaining(true);
+    if (words.empty()) return "";
+    const std::string word = words.front().substr(0, words.front().find('='));
+    std::vector<std::string> known;
+    for (const CLI::App* at = &app; at != nullptr;) {
+        const auto chosen = at->get_subcommands();
+        for (const CLI::Option* option : at->get_options()) {
+            for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
+        }
+        for (const CLI::App* command : at->get_subcommands([](const CLI::App*) { return true; })) {
+            if (chosen.empty()) known.push_back(command->get_name());
+        }
+        at = chosen.empty() ? nullptr : chosen.front();
+    }
+    return fmt::format("\"{}\" isn't known here{}", word, zulctl::DidYouMean(word, known));
 }
 
 int Run(CLI::App& app, Session& session, int argc, char** argv) {
@@ -92,7 +123,11 @@ int Run(CLI::App& app, Session& session, int argc, char** argv) {
         return session.SomeAreMissing() ? zulctl::kPartly : zulctl::kDone;
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);
-        app.exit(error);
+        const std::string unknown = Unknown(app);
+        if (unknown.empty())
+            app.exit(error);
+        else
+            session.out.Error(unknown);
         return zulctl::kUsage;
     } catch (const zulctl::Failure& failure) {
         if (failure.what()[0] != '\0') session.out.Error(failure.what());
@@ -112,10 +147,13 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
     app.fallthrough();
     cli::AddDocuments(app, kManual);
-    app.footer("Exit codes: 0 done, 1 the board refused, 2 wrong usage, 3 no answer, 4 some boards only.");
     Session session;
     AddOptions(app, session);
-    for (const auto add : kCommands) add(app, session);
+    for (const auto& [group, add] : kCommands) {
+        for (const auto addOne : add) addOne(app, session);
+        for (CLI::App* command : app.get_subcommands([](CLI::App* item) { return item->get_group() == "Subcommands"; }))
+            command->group(group);
+    }
     const auto words = [&](const auto&... asked) { return zulctl::CompletionWords(session, asked...); };
     if (cli::ServeCompletion(app, argc, argv, words)) return zulctl::kDone;
     return Run(app, session, argc, argv);

@@ -28,8 +28,6 @@ void AddPlayCommand(CLI::App& app, Session& session);
 void AddProbeCommand(CLI::App& app, Session& session);
 void AddRawCommand(CLI::App& app, Session& session);
 void AddResetCommand(CLI::App& app, Session& session);
-void AddResolutionCommand(CLI::App& app, Session& session);
-void AddScaleCommand(CLI::App& app, Session& session);
 void AddScanCommand(CLI::App& app, Session& session);
 void AddStatusCommand(CLI::App& app, Session& session);
 void AddServeCommand(CLI::App& app, Session& session);  ///< built where the service's libraries are installed

@@ -1,7 +1,11 @@
 // zulctl discover: lists the boards on the network.
 #include <fmt/format.h>
 
+#include <filesystem>
+#include <fstream>
 #include <memory>
+#include <set>
+#include <sstream>
 
 #include "commands/commands.h"
 #include "output/escape.h"
@@ -13,7 +17,10 @@ namespace {
 struct DiscoverChoice {
     bool watch = false;
     bool broadcast = false;
+    bool save = false;
 };
+
+constexpr std::chrono::seconds kBootPatience{10};
 
 Json JsonOf(const Session& session, const FoundBoard& board) {
     const std::string name = session.Names().NameOf(board.at, board.beacon.role);
@@ -64,11 +71,36 @@ void Watch(Session& session, DiscoverOptions options) {
     });
 }
 
+/// Adds the boards without a name to the file of names, which keeps what it has.
+void Save(Session& session, const std::vector<FoundBoard>& boards) {
+    const std::string path = session.ConfigPath();
+    std::stringstream text;
+    text << std::ifstream(path).rdbuf();
+    std::string added;
+    std::set<std::string> names;
+    for (const NamedBoard& board : session.Names().boards) names.insert(board.name);
+    for (const FoundBoard& board : boards) {
+        if (!board.beacon.role || !session.Names().NameOf(board.at, board.beacon.role).empty()) continue;
+        const std::string role = RoleName(*board.beacon.role), address = AddressText(board.at.address);
+        std::string name = role + "-" + address.substr(address.rfind('.') + 1);
+        if (names.contains(name)) name = fmt::format("{}-{:08x}", role, board.at.address);
+        names.insert(name);
+        text << fmt::format("\n[boards.{}]\naddress = \"{}\"\nrole = \"{}\"\n", name,
+                            board.at.port == CommandPort(*board.beacon.role) ? address : EndpointText(board.at), role);
+        added += fmt::format("\n  {}  {}", name, EndpointText(board.at));
+    }
+    if (added.empty()) return session.out.Say(path + " has names for all of them");
+    std::filesystem::create_directories(std::filesystem::absolute(path).parent_path());
+    WriteFile(path, text.str());
+    session.out.Say(fmt::format("added to {}; rename them as you like:{}", path, added));
+}
+
 void RunDiscover(Session& session, const DiscoverChoice& choice) {
     DiscoverOptions options = session.Discovery();
     options.broadcast = choice.broadcast;
     if (choice.watch) return Watch(session, options);
     session.out.Progress("listening for beacons...");
+    if (!session.Timeout()) options.patience = kBootPatience;
     const auto boards = DiscoverAll(options);
     Json list = Json::array();
     Table table = EmptyTable();
@@ -78,6 +110,7 @@ void RunDiscover(Session& session, const DiscoverChoice& choice) {
     }
     session.out.Emit("zulctl.discover/1", {{"boards", list}},
                      [&] { return boards.empty() ? "" : session.out.Render(table); });
+    if (choice.save) Save(session, boards);
     if (boards.empty()) throw Failure(kNoAnswer, "no board is heard; \"zulctl doctor\" looks for the reason");
 }
 
@@ -88,6 +121,7 @@ void AddDiscoverCommand(CLI::App& app, Session& session) {
         "discover", "Find boards: wakes their beacons, listens on all interfaces, asks those in the file of names");
     const auto choice = std::make_shared<DiscoverChoice>();
     command->add_flag("-w,--watch", choice->watch, "Go on and print every beacon, until Ctrl-C or --timeout");
+    command->add_flag("--save", choice->save, "Add those without a name to the file of names, which keeps what it has");
     command->add_flag(
         "--broadcast", choice->broadcast,
         "Ask every address of the networks at hand too, for networks that lose multicast; quiets the boards' beacons");

@@ -63,8 +63,9 @@ std::vector<BoardHealth> FindBoards(Session& session) {
     return list;
 }
 
-void Ask(const Session& session, BoardHealth& board) {
-    if (!board.silence.empty()) return;
+/// \return false where an interrupt came before all was asked
+bool Ask(const Session& session, BoardHealth& board) {
+    if (!board.silence.empty()) return !Interrupted();
     ClientOptions options = session.Options();
     if (!options.timeout) options.timeout = kReplyPatience;
     Client client(board.at, options);
@@ -76,13 +77,14 @@ void Ask(const Session& session, BoardHealth& board) {
         }
     } catch (const Failure& failure) {
         board.silence = failure.what();
-        return;
+        return !Interrupted();
     }
     try {
         client.Ask("LAN?");
     } catch (const Failure& failure) {
         board.messages = failure.what();
     }
+    return !Interrupted();
 }
 
 Json JsonOf(const std::vector<Diagnosis>& findings, const std::vector<BoardHealth>& boards) {
@@ -115,7 +117,7 @@ std::vector<Diagnosis> ExamineScreens(Session& session, const std::vector<BoardH
         if (receives && board.silence.empty()) receivers.push_back({board.name, board.at, Role::kReceiver});
         if (!receives) transmitters.push_back({board.name, board.at, Role::kTransmitter});
     }
-    if (receivers.empty()) return {};
+    if (receivers.empty() || Interrupted()) return {};
     session.out.Progress("listening to what receivers play...");
     const auto senders =
         AskSenders(session, session.Chosen().empty() ? transmitters : session.Everybody(Role::kTransmitter));
@@ -138,6 +140,7 @@ std::vector<Diagnosis> ExamineScreens(Session& session, const std::vector<BoardH
         if (!finding.finding.starts_with(view.receiver)) finding.finding = view.receiver + ": " + finding.finding;
         findings.push_back(std::move(finding));
     }
+    if (Interrupted()) findings.clear();  // not listened to the end
     return findings;
 }
 
@@ -168,10 +171,15 @@ void RunDoctor(Session& session, const DoctorChoice& choice) {
     const QuerierSearch search(group, session.InterfaceIndex());  // listens in the background
     std::vector<BoardHealth> boards = FindBoards(session);
     session.out.Progress(fmt::format("asking {} board{}...", boards.size(), boards.size() == 1 ? "" : "s"));
-    std::vector<std::future<void>> pending;
+    std::vector<std::future<bool>> pending;
     for (BoardHealth& board : boards)
-        pending.push_back(std::async(std::launch::async, [&session, &board] { Ask(session, board); }));
-    for (auto& future : pending) future.get();
+        pending.push_back(std::async(std::launch::async, [&session, &board] { return Ask(session, board); }));
+    std::vector<BoardHealth> finished;
+    for (std::size_t n = 0; n < boards.size(); ++n) {
+        if (pending[n].get()) finished.push_back(std::move(boards[n]));
+    }
+    boards = std::move(finished);
+    if (boards.empty() && Interrupted()) throw Failure(kNoAnswer, "interrupted before any board was examined");
     const auto screens = ExamineScreens(session, boards, howLong);
     const auto querier = search.Finish(howLong, [&](std::chrono::seconds left) {
         session.out.Progress(

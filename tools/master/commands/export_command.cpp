@@ -1,16 +1,12 @@
 // zulctl export: channel list and guide for other programs.
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <future>
 #include <memory>
 
 #include "commands/commands.h"
 #include "export/lineup.h"
+#include "net/each_board.h"
 #include "net/fetch.h"
 #include "output/escape.h"
 #include "plan/plan.h"
@@ -27,47 +23,25 @@ struct ExportChoice {
 struct BoardLineup {
     Lineup lineup;
     PlannedBoard plan;
-    std::optional<Failure> failure;
-    bool planIsWhole = true;
 };
 
-BoardLineup FetchLineup(const Session& session, const Target& target, std::optional<std::chrono::minutes> span) {
-    try {
-        Client client = session.Connect(target);
-        const auto channels = FetchChannels(client);
-        const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
-        const auto scan = ParseScanState(client.Ask("SCA?"));
-        if (!status || !scan) throw Failure(kNoAnswer, target.name + " gives no status of a transmitter");
-        BoardLineup board{LineupOf(target.name, channels, *status, scan->channel),
-                          PlanOf(target.name, status->streams, channels, scan->channel), std::nullopt};
-        const auto active = std::count_if(status->streams.begin(), status->streams.end(),
-                                          [](const StreamStatus& stream) { return stream.active; });
-        board.planIsWhole = !status->cut && board.plan.streams.size() == static_cast<std::size_t>(active);
-        if (!span) return board;
-        Ear ear(target.at.address, session.Options(), Clock::now() + std::chrono::seconds(5));
-        for (LineupEntry& entry : board.lineup) {
-            // A board has the guide of the tuned channel only.
-            if (entry.channel.tunerChannel == scan->channel)
-                entry.events = FetchListing(client, entry.channel.id, *span, &ear);
-        }
-        return board;
-    } catch (const Failure& failure) {
-        return {{}, {}, failure};
+BoardLineup FetchLineup(const Session& session, const Target& target, std::optional<std::chrono::minutes> span,
+                        bool needsPlan) {
+    Client client = session.Connect(target);
+    const auto [channels, status, tuned] = FetchSent(client);
+    BoardLineup board{LineupOf(target.name, channels, status, tuned),
+                      PlanOf(target.name, status.streams, channels, tuned)};
+    const auto active = std::count_if(status.streams.begin(), status.streams.end(),
+                                      [](const StreamStatus& stream) { return stream.active; });
+    if (needsPlan && (status.cut || board.plan.streams.size() != static_cast<std::size_t>(active)))
+        throw Failure(kRefused, target.name + " sends programmes that its channel list doesn't have");
+    if (!span) return board;
+    Ear ear(target.at.address, session.Options(), Clock::now() + std::chrono::seconds(5));
+    for (LineupEntry& entry : board.lineup) {
+        // A board has the guide of the tuned channel only.
+        if (entry.channel.tunerChannel == tuned) entry.events = FetchListing(client, entry.channel.id, *span, &ear);
     }
-}
-
-/// Replaces a file atomically: no reader sees a partial one.
-void WriteFile(const std::string& path, const std::string& text) {
-    const std::string part = fmt::format("{}.{}", path, getpid());
-    std::ofstream file(part, std::ios::binary);
-    file << text;
-    file.close();
-    std::error_code error;
-    if (file) std::filesystem::rename(part, path, error);
-    if (file && !error) return;
-    std::error_code ignored;
-    std::filesystem::remove(part, ignored);
-    throw Failure(kUsage, path + " can't be written");
+    return board;
 }
 
 std::string TextOf(const Lineup& lineup, const Json& body, const ExportChoice& choice) {
@@ -97,22 +71,16 @@ void RunExport(Session& session, const ExportChoice& choice) {
                           : std::optional(std::chrono::ceil<std::chrono::minutes>(ParseSpan(choice.span)));
     const std::vector<Target> targets = session.Boards(Role::kTransmitter);
     session.out.Progress(fmt::format("asking {} board{}...", targets.size(), targets.size() == 1 ? "" : "s"));
-    std::vector<std::future<BoardLineup>> pending;
-    for (const Target& target : targets) {
-        pending.push_back(std::async(std::launch::async, [&, target] { return FetchLineup(session, target, span); }));
-    }
+    auto outcomes = OnEach(
+        targets, [&](const Target& target) { return FetchLineup(session, target, span, choice.form == "plan"); });
     Lineup lineup;
     std::vector<PlannedBoard> plan;
     std::vector<Failure> failures;
-    for (auto& future : pending) {
-        BoardLineup board = future.get();
-        if (choice.form == "plan" && !board.planIsWhole)
-            failures.emplace_back(kRefused, board.plan.board + " sends programmes that its channel list doesn't have");
-        else if (board.failure)
-            failures.push_back(*board.failure);
-        else if (!board.plan.streams.empty())
-            plan.push_back(std::move(board.plan));
-        std::move(board.lineup.begin(), board.lineup.end(), std::back_inserter(lineup));
+    for (auto& [target, board, failure] : outcomes) {
+        if (failure) failures.push_back(*failure);
+        if (!board) continue;
+        if (!board->plan.streams.empty()) plan.push_back(std::move(board->plan));
+        std::move(board->lineup.begin(), board->lineup.end(), std::back_inserter(lineup));
     }
     if (failures.size() == targets.size()) {
         for (std::size_t n = 1; n < failures.size(); ++n) session.out.Error(failures[n].what());

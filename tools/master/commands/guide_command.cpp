@@ -17,6 +17,8 @@ namespace zulctl {
 
 namespace {
 
+constexpr std::size_t kWidestGrid = 160;
+
 struct GuideChoice {
     std::vector<std::string> channels;
     std::string at, list;
@@ -129,7 +131,7 @@ void RunGuide(Session& session, const GuideChoice& choice) {
         for (const ChannelGuide& guide : guides) rows.push_back({Escaped(CallName(guide.channel)), guide.events});
         const auto span = std::chrono::ceil<std::chrono::minutes>(ParseSpan(choice.list.empty() ? "3h" : choice.list));
         const Minutes start = now - (now.time_since_epoch() % std::chrono::minutes(30));
-        return DrawGrid(rows, start, span, now, session.out.Width(), session.out.Colour());
+        return DrawGrid(rows, start, span, now, std::min(session.out.Width(), kWidestGrid), session.out.Colour());
     });
 }
 

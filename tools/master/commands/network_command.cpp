@@ -72,7 +72,7 @@ void Change(Session& session, const std::string& request, std::optional<std::uin
         if (datagram.from.port == target.at.port) answers += datagram.bytes;
         return answers.find("KO") == std::string::npos;
     });
-    if (answers.empty()) throw Failure(kNoAnswer, fmt::format("{} doesn't answer \"{}\"", target.name, request));
+    if (answers.empty()) throw Failure(kNoAnswer, target.name + " doesn't answer the change of its address");
     if (answers.starts_with("OK\r\nKO"))
         throw Failure(kRefused, target.name + " has stored the addresses, but can't put them to use");
     if (IsKo(answers)) throw Failure(kRefused, target.name + " refuses the addresses");

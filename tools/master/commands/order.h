@@ -1,14 +1,31 @@
-/// Commands that consist of one request, answered by OK.
+/// Commands on one board or several, and those that consist of one request, answered by OK.
 #pragma once
 
+#include <functional>
 #include <string>
 
-#include "net/session.h"
+#include "net/each_board.h"
+#include "protocol/scal_report.h"
 
 namespace zulctl {
 
+/// What a command did on a board.
+struct Done {
+    Json body;                        ///< members of the object for one board
+    std::string line{};               ///< for people; escaped
+    std::vector<Channel> channels{};  ///< shown as a table
+};
+
+/// Prints what a command did: the object of `schema` for one board; for those of several --board or --all, one table or
+/// one `zulctl.results/1`. Throws the failure of one board, and kPartly where some of several failed.
+void Report(Session& session, std::string_view schema, const std::vector<Outcome<Done>>& outcomes);
+/// Does the work on the boards of the command line in parallel, and reports.
+void RunOnBoards(Session& session, std::optional<Role> role, std::string_view schema,
+                 const std::function<Done(const Target&)>& work);
+
 /// Refuses during an upgrade, sends the request, throws Failure unless the board replies OK, and prints what was done.
+/// \param check  called before the request is sent; throws Failure to prevent that
 void RunOrder(Session& session, std::optional<Role> role, const std::string& request, const std::string& what,
-              const std::string& done);
+              const std::string& done, const std::function<void(Client&)>& check = {});
 
 }  // namespace zulctl

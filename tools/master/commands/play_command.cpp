@@ -4,13 +4,9 @@
 #include <memory>
 
 #include "commands/commands.h"
+#include "commands/find_stream.h"
 #include "commands/order.h"
-#include "export/lineup.h"
-#include "net/fetch.h"
-#include "output/escape.h"
-#include "protocol/channels.h"
 #include "protocol/requests_text.h"
-#include "protocol/status.h"
 
 namespace zulctl {
 
@@ -21,38 +17,16 @@ struct PlayChoice {
     bool stop = false;
 };
 
-struct Playable {
-    Endpoint stream;
-    std::uint16_t programme;
-};
-
-/// The stream of a transmitter that carries a channel. Throws Failure where none does.
-Playable StreamOf(Session& session, const std::string& transmitter, const std::string& text) {
-    Client client = session.Connect(session.Named(transmitter, Role::kTransmitter));
-    const Channel channel = FindChannel(FetchChannels(client), text);
-    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
-    const auto scan = ParseScanState(client.Ask("SCA?"));
-    if (!status || !scan) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
-    const Lineup lineup = LineupOf(transmitter, {channel}, *status, scan->channel);
-    if (const auto& stream = lineup.front().stream) return {*stream, channel.id.programme};
-    throw Failure(kUsage, fmt::format("no stream of {} carries {}; \"zulctl stream start\" starts one", transmitter,
-                                      Escaped(CallName(channel))));
-}
-
 void RunPlay(Session& session, const PlayChoice& choice) {
     if (choice.stop) return RunOrder(session, Role::kReceiver, "UNIT0", "the stop", "stopped");
-    if (choice.what.empty()) throw Failure(kUsage, "play what? GROUP:PORT, a channel with --from, or --stop");
+    if (choice.what.empty()) throw Failure(kUsage, "play what? a channel, GROUP:PORT, or --stop");
     std::optional<std::uint16_t> programme;
     Endpoint stream;
-    if (!choice.from.empty()) {
-        const Playable found = StreamOf(session, choice.from, choice.what);
-        stream = found.stream, programme = found.programme;
-    } else {
-        const auto group = ParseEndpoint(choice.what);
-        if (!group)
-            throw Failure(kUsage,
-                          fmt::format("\"{}\" isn't GROUP:PORT; a channel needs --from TRANSMITTER", choice.what));
+    if (const auto group = ParseEndpoint(choice.what)) {
         stream = *group;
+    } else {
+        const FoundStream found = FindStreamOf(session, choice.what, choice.from);
+        stream = found.stream, programme = found.programme;
     }
     if (!choice.programme.empty()) {
         const auto number = ParseNumber(choice.programme, 16, 0xFFFF);
@@ -68,10 +42,10 @@ void RunPlay(Session& session, const PlayChoice& choice) {
 }  // namespace
 
 void AddPlayCommand(CLI::App& app, Session& session) {
-    CLI::App* command = app.add_subcommand("play", "Play a stream on a receiver, or stop");
+    CLI::App* command = app.add_subcommand("play", "Play a channel or a stream on receivers, or stop");
     const auto choice = std::make_shared<PlayChoice>();
-    command->add_option("what", choice->what, "GROUP:PORT, or with --from a channel by number (7.1), name or index");
-    command->add_option("--from", choice->from, "Find the stream of this transmitter that carries the channel")
+    command->add_option("what", choice->what, "A channel by number (7.1) or name, or GROUP:PORT");
+    command->add_option("--from", choice->from, "Look for the channel on this transmitter alone, also by index")
         ->type_name("NAME|ADDRESS");
     command
         ->add_option("--programme", choice->programme,

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "commands/commands.h"
+#include "commands/find_stream.h"
 #include "output/escape.h"
 #include "stream/probe.h"
 #include "stream/report_json.h"
@@ -15,6 +16,7 @@ namespace {
 struct ProbeChoice {
     std::string stream;
     std::string howLong = "10s";
+    bool seconds = false;
 };
 
 std::string SecondLine(std::size_t number, const SecondReport& second) {
@@ -42,6 +44,7 @@ std::vector<Cell> TableRow(const std::string& name, const TableReport& table) {
 
 /// A guide has dozens of PIDs that carry almost no data.
 constexpr unsigned kMostMinorPids = 4;
+constexpr std::size_t kMostFaults = 3;  // listed one by one
 bool IsMinor(const StreamReport& report, std::uint16_t pid, const PidReport& item) {
     return item.packets * 200 < report.packets && item.continuityErrors + item.damaged == 0 &&
            report.PidPurpose(pid) == "other";
@@ -82,23 +85,27 @@ std::string People(const Output& out, const StreamReport& report, const std::vec
     for (const auto& [number, programme] : report.programmes)
         tables.Add(TableRow(fmt::format("PMT of {}", number), programme.pmt));
     if (report.packets > 0) text += out.Render(pids) + "\n" + out.Render(tables) + "\n";
+    std::size_t faults = 0;  // the tables have them all
     for (const Finding& finding : findings) {
+        if (finding.fault && ++faults > kMostFaults) continue;
         text += out.Paint(finding.fault ? "fault: " : "note:  ", finding.fault ? Style::kBad : Style::kWarn) +
                 finding.text + "\n";
     }
+    if (faults > kMostFaults)
+        text += out.Paint(fmt::format("fault: {} more, as the tables show\n", faults - kMostFaults), Style::kBad);
     return text + out.Paint(good ? "the stream is good" : "the stream has faults", good ? Style::kGood : Style::kBad) +
            "\n";
 }
 
 /// Feeds the judge until the time is up; shows each finished second.
-void Gather(Session& session, UdpSocket& socket, StreamProbe& probe, std::chrono::milliseconds howLong) {
+void Gather(Session& session, UdpSocket& socket, StreamProbe& probe, std::chrono::milliseconds howLong, bool seconds) {
     const auto deadline = Clock::now() + howLong;
     std::size_t shown = 0;
     const auto show = [&](std::size_t until) {
         for (; shown < until; ++shown) {
             const std::string line = SecondLine(shown, probe.Report().perSecond[shown]);
-            if (session.out.verbose > 0)
-                session.out.Detail(line);
+            if (seconds)
+                session.out.Say(line);
             else
                 session.out.Progress(line);
         }
@@ -116,23 +123,24 @@ void Gather(Session& session, UdpSocket& socket, StreamProbe& probe, std::chrono
 }
 
 void RunProbe(Session& session, const ProbeChoice& choice) {
-    const auto stream = ParseEndpoint(choice.stream);
-    if (!stream) throw Failure(kUsage, fmt::format("\"{}\" isn't GROUP:PORT", choice.stream));
     const auto howLong = ParseSpan(choice.howLong);
-    UdpSocket socket = StreamSocket(*stream, session.InterfaceIndex());
+    const auto group = ParseEndpoint(choice.stream);
+    const Endpoint stream = group ? *group : FindStreamOf(session, choice.stream, "").stream;
+    const std::string name = EndpointText(stream);
+    UdpSocket socket = StreamSocket(stream, session.InterfaceIndex());
     CatchInterrupts();
-    session.out.Progress("waiting for " + choice.stream + "...");
+    session.out.Progress("waiting for " + name + "...");
     StreamProbe probe;
-    Gather(session, socket, probe, howLong);
+    Gather(session, socket, probe, howLong, choice.seconds);
     const StreamReport& report = probe.Report();
     const std::vector<Finding> findings = Judge(report);
     const bool good =
         std::none_of(findings.begin(), findings.end(), [](const Finding& finding) { return finding.fault; });
     if (report.datagrams == 0) {
-        throw Failure(kNoAnswer, fmt::format("nothing came to {} in {:.0f} s", choice.stream,
+        throw Failure(kNoAnswer, fmt::format("nothing came to {} in {:.0f} s", name,
                                              std::chrono::duration<double>(howLong).count()));
     }
-    session.out.Emit("zulctl.probe/1", JsonOf(choice.stream, report, findings, good),
+    session.out.Emit("zulctl.probe/1", JsonOf(name, report, findings, good),
                      [&] { return People(session.out, report, findings, good); });
     if (!good) throw Failure(kRefused, "");
 }
@@ -143,12 +151,13 @@ void AddProbeCommand(CLI::App& app, Session& session) {
     CLI::App* command = app.add_subcommand(
         "probe", "Join a stream and judge it: rates, continuity, tables; exits with 1 when it has faults");
     const auto choice = std::make_shared<ProbeChoice>();
-    command->add_option("stream", choice->stream, "The stream")->type_name("GROUP:PORT")->required();
+    command->add_option("stream", choice->stream, "GROUP:PORT, or a channel by number (7.1) or name")->required();
     command->add_option("--for", choice->howLong, "How long to watch; Ctrl-C ends earlier")
         ->type_name("SPAN")
         ->capture_default_str();
+    command->add_flag("--seconds", choice->seconds, "Show each second on a line of its own");
     command->footer(
-        "With -v each second is shown on a line of its own. An entry numbered 0 in the PAT is no fault: it is how a "
+        "An entry numbered 0 in the PAT is no fault: it is how a "
         "board blanks programmes that a stream doesn't carry.");
     command->callback([&session, choice] { session.run = [&session, choice] { RunProbe(session, *choice); }; });
 }

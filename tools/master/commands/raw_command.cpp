@@ -57,7 +57,11 @@ void RunRaw(Session& session, const RawChoice& choice) {
 
 void AddRawCommand(CLI::App& app, Session& session) {
     CLI::App* command = app.add_subcommand("raw", "Send any request and show the answer, with control bytes visible");
-    command->footer("An answer of KO exits with 1; the debug requests always answer so.");
+    command->footer(
+        "An answer of KO exits with 1; the debug requests always answer so. What has no command of its own:\n"
+        "  VSCALE,0,0,50,50,255   places a receiver's video and browser: corner and size in percent, alpha\n"
+        "  RESOLUTION? RESOLUTION3   shows or sets its output resolution, by the board's own number\n"
+        "  URLkey16               presses a key of its browser, 0 to 65534");
     const auto choice = std::make_shared<RawChoice>();
     command->add_option("request", choice->request, "The request; \\r \\n \\t \\\\ \\xNN stand for bytes")->required();
     command->add_flag("--hex", choice->hex, "The request is given in hexadecimal");

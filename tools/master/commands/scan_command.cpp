@@ -2,11 +2,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <atomic>
 #include <map>
 #include <memory>
 
-#include "commands/channel_table.h"
 #include "commands/commands.h"
+#include "commands/order.h"
 #include "net/fetch.h"
 #include "net/stream_order.h"
 #include "output/escape.h"
@@ -23,7 +24,7 @@ using namespace std::chrono_literals;
 
 struct ScanChoice {
     bool stop = false, yes = false;
-    std::optional<int> only;
+    std::vector<int> only;
     std::string mode;
 };
 
@@ -33,25 +34,41 @@ constexpr auto kChannelPoll = 1500ms;  // between polls of the channel in progre
 constexpr auto kLongestSilence = 20s;  // of a board that answers nothing
 constexpr auto kLongestStop = 20s;     // a stop waits for the channel in progress
 
-struct Range {
-    int first, last;
-};
+/// "2,7-12" as channels. Throws Failure(kUsage).
+std::vector<int> ParseChannels(const std::string& text) {
+    std::vector<int> channels;
+    for (const std::string& part : CLI::detail::split(text, ',')) {
+        const std::size_t dash = part.find('-');
+        const auto first = ParseNumber(part.substr(0, dash), 10, kHighestChannel);
+        const auto last = dash == std::string::npos ? first : ParseNumber(part.substr(dash + 1), 10, kHighestChannel);
+        if (!first || !last || *first < 1 || *last < *first)
+            throw Failure(kUsage, fmt::format("\"{}\" isn't tuner channels such as 7 or 2,7-12, 1 to {}", Escaped(text),
+                                              kHighestChannel));
+        for (auto channel = *first; channel <= *last; ++channel) channels.push_back(static_cast<int>(channel));
+    }
+    return channels;
+}
 
-/// Channels that a scan walks in a tuner mode.
-Range RangeOf(const std::string& mode) { return mode == "ATSC" ? Range{2, 69} : Range{1, 158}; }
+std::atomic<bool> stopAll = false;  ///< an interrupt ends the scans of all boards
+bool MustStop() { return stopAll || Interrupted(); }
 
 /// A scan being followed.
 class Follower {
  public:
-    Follower(Session& session, Client& client, Ear& ear, Range range)
-        : mSession(session), mClient(client), mEar(ear), mRange(range), mChannel(range.first) {}
+    Follower(Session& session, const Target& target, Client& client, Ear& ear, ChannelRange range)
+        : mSession(session),
+          mName(session.Several() ? Escaped(target.name) + "  " : ""),
+          mClient(client),
+          mEar(ear),
+          mRange(range),
+          mChannel(range.first) {}
 
     /// Follows to the end. \return false when the scan was stopped by an interrupt
     bool Run() {
         auto lastSign = Clock::now();
         while (!mEnded) {
             Show();
-            if (Interrupted()) Stop();
+            if (MustStop()) Stop();
             if (const auto message = mEar.Next(Clock::now() + kChannelPoll)) {
                 lastSign = Clock::now();
                 Take(message->bytes);
@@ -82,7 +99,7 @@ class Follower {
             case ScanStep::Kind::kFound:
                 if (mSession.out.format == Format::kTable) {
                     mSession.out.EmitItem("", {}, [&] {
-                        return fmt::format("channel {:3}  signal {:3} %  {} programme{}\n", mChannel, mSignal,
+                        return fmt::format("{}channel {:3}  signal {:3} %  {} programme{}\n", mName, mChannel, mSignal,
                                            step->number, step->number == 1 ? "" : "s");
                     });
                 }
@@ -120,25 +137,27 @@ class Follower {
     }
 
     void Stop() {
+        stopAll = true;
         ForgetInterrupt();
         if (mStopping) return;
         mStopping = true;
         mStopBy = Clock::now() + kLongestStop;
         mClient.Tell("BLIND99");
-        mSession.out.Say("stopping the scan; the board ends the channel in progress first (up to 16 s)");
+        mSession.out.Say(mName + "stopping the scan; the board ends the channel in progress first (up to 16 s)");
     }
 
     void Show() {
-        const double part = static_cast<double>(mChannel - mRange.first) / (mRange.last - mRange.first + 1);
-        mSession.out.Progress(fmt::format("{} {:3.0f} %  channel {} of {} to {}, {} programmes on {} channels{}",
-                                          Bar(part, 20), part * 100, mChannel, mRange.first, mRange.last, mProgrammes,
-                                          mLockedChannels, mStopping ? "  stopping..." : ""));
+        const int percent = mRange.Percent(mChannel);
+        mSession.out.Progress(fmt::format("{}{} {:3} %  channel {} of {} to {}, {} programmes on {} channels{}", mName,
+                                          Bar(percent / 100.0, 20), percent, mChannel, mRange.first, mRange.last,
+                                          mProgrammes, mLockedChannels, mStopping ? "  stopping..." : ""));
     }
 
     Session& mSession;
+    const std::string mName;
     Client& mClient;
     Ear& mEar;
-    Range mRange;
+    ChannelRange mRange;
     int mChannel;
     int mSignal = 0, mProgrammes = 0, mLockedChannels = 0;
     bool mEnded = false, mStopping = false;
@@ -146,18 +165,17 @@ class Follower {
 };
 
 /// Starts a scan; where its messages go to another peer, the scan is followed by polling alone.
-void Start(Session& session, Client& client, Ear& ear, const ScanChoice& choice) {
+void Start(Session& session, Client& client, Ear& ear, std::optional<int> only) {
     try {
-        if (choice.only) return client.Order(fmt::format("Tuner://{:x}", *choice.only), "the tune");
+        if (only) return client.Order(fmt::format("Tuner://{:x}", *only), "the tune");
         const std::string answer = client.Ask("BLIND0", &ear);
         const auto step = ParseScanStep(answer);
         if (!step || step->kind == ScanStep::Kind::kCannotStart) {
-            throw Failure(kRefused,
-                          fmt::format("{} refuses to scan: {}", EndpointText(client.Board()), Escaped(answer)));
+            throw Failure(kRefused, EndpointText(client.Board()) + " refuses to scan");
         }
     } catch (const Failure& failure) {
         if (failure.code != kNoAnswer) throw;
-        if (Interrupted()) return;  // the board may have started; the scan is stopped where it is followed
+        if (MustStop()) return;  // the board may have started; the scan is stopped where it is followed
         const auto state = ParseScanState(client.Ask("SCA?"));
         if (!state || state->state != ScanState::State::kRunning) throw;
         session.out.Warning(
@@ -166,7 +184,8 @@ void Start(Session& session, Client& client, Ear& ear, const ScanChoice& choice)
 }
 
 /// The reply goes to the peer that started the scan, so the board is polled until the scan has ended.
-void StopScan(Session& session, Client& client) {
+Done StopScan(Session& session, const Target& target) {
+    Client client = session.Connect(target);
     client.Tell("BLIND99");
     const auto stopBy = Clock::now() + kLongestStop;
     for (;;) {
@@ -181,7 +200,7 @@ void StopScan(Session& session, Client& client) {
             throw Failure(kRefused, EndpointText(client.Board()) + " goes on scanning; try again");
         SleepUntil(Clock::now() + 500ms);
     }
-    session.out.Emit("zulctl.scan_stop/1", {{"stopped", true}}, [] { return "the scan is stopped\n"; });
+    return {{{"stopped", true}}, "the scan is stopped"};
 }
 
 TransmitterStatus StatusOf(Client& client) {
@@ -190,43 +209,67 @@ TransmitterStatus StatusOf(Client& client) {
     return *status;
 }
 
-void RunScan(Session& session, const ScanChoice& choice) {
-    Client client = session.Connect(Role::kTransmitter);
-    if (choice.stop) return StopScan(session, client);
-    RefuseWhileBusy(client);
-    auto status = StatusOf(client);
-    const auto ended = std::count_if(status.streams.begin(), status.streams.end(),
-                                     [](const StreamStatus& stream) { return stream.active; });
-    if (ended > 0) {
-        session.out.Confirm(fmt::format("this ends {} stream{} of the board", ended, ended == 1 ? "" : "s"), "Scan?",
-                            choice.yes);
-    }
-    if (!choice.mode.empty()) {
-        client.Order(fmt::format("TUNERMODE{}", kModes.at(choice.mode)), "the tuner mode");
-        status = StatusOf(client);
-    }
-    const Range range = choice.only ? Range{*choice.only, *choice.only} : RangeOf(status.tunerMode);
-
-    CatchInterrupts();
+/// Scans the band, or one channel. \return false when it was stopped
+bool ScanAndFollow(Session& session, const Target& target, Client& client, ChannelRange range, std::optional<int> only,
+                   int& locked) {
     Ear ear(client.Board().address, session.Options(), Clock::now() + 5s);
-    Start(session, client, ear, choice);
-    Follower follower(session, client, ear, range);
-    bool complete = follower.Run();
-    if (complete && !choice.only) {  // another zulctl may have stopped it
-        const auto scan = ParseScanState(client.Ask("SCA?"));
-        complete = scan && scan->channel > range.last;
+    Start(session, client, ear, only);
+    Follower follower(session, target, client, ear, range);
+    const bool complete = follower.Run();
+    locked += follower.LockedChannels();
+    if (!complete || only) return complete;
+    const auto scan = ParseScanState(client.Ask("SCA?"));  // another zulctl may have stopped it
+    return scan && scan->channel > range.last;
+}
+
+Done ScanBoard(Session& session, const Target& target, const ScanChoice& choice) {
+    Client client = session.Connect(target);
+    if (!choice.mode.empty()) client.Order(fmt::format("TUNERMODE{}", kModes.at(choice.mode)), "the tuner mode");
+    const auto status = StatusOf(client);
+    bool complete = true;
+    int locked = 0;
+    std::vector<Channel> channels;
+    if (choice.only.empty()) {
+        complete = ScanAndFollow(session, target, client, ChannelsOf(status.tunerMode), std::nullopt, locked);
+        channels = FetchChannels(client);
     }
-    const auto channels = FetchChannels(client);
-    session.out.Emit("zulctl.scan/1",
-                     {{"complete", complete},
-                      {"tuner_mode", status.tunerMode},
-                      {"channels_with_signal", follower.LockedChannels()},
-                      {"channels", JsonOf(channels)}},
-                     [&] {
-                         const std::string head =
-                             fmt::format("{}: {} programmes\n", complete ? "scanned" : "stopped", channels.size());
-                         return channels.empty() ? head : head + "\n" + ChannelTable(session.out, channels);
-                     });
+    for (const int only : choice.only) {
+        if (!complete) break;
+        complete = ScanAndFollow(session, target, client, {only, only}, only, locked);
+        for (Channel& channel : FetchChannels(client)) channels.push_back(std::move(channel));
+    }
+    return {{{"complete", complete},
+             {"tuner_mode", status.tunerMode},
+             {"channels_with_signal", locked},
+             {"channels", JsonOf(channels)}},
+            fmt::format("{}: {} programmes", complete ? "scanned" : "stopped", channels.size()),
+            channels};
+}
+
+void RunScan(Session& session, const ScanChoice& choice) {
+    if (choice.stop)
+        return RunOnBoards(session, Role::kTransmitter, "zulctl.scan_stop/1",
+                           [&](const Target& target) { return StopScan(session, target); });
+    const auto targets = session.Addressed(Role::kTransmitter);
+    std::ptrdiff_t ended = 0;
+    for (const auto& outcome : OnEach(targets, [&](const Target& target) {
+             Client client = session.Connect(target);
+             RefuseWhileBusy(client);
+             const auto status = StatusOf(client);
+             return std::count_if(status.streams.begin(), status.streams.end(),
+                                  [](const StreamStatus& stream) { return stream.active; });
+         })) {
+        if (outcome.failure) throw Failure(*outcome.failure);  // no scan half begun
+        ended += *outcome.result;
+    }
+    if (ended > 0) {
+        session.out.Confirm(fmt::format("this ends {} stream{} of {}", ended, ended == 1 ? "" : "s",
+                                        targets.size() == 1 ? "the board" : "these boards"),
+                            "Scan?", choice.yes);
+    }
+    CatchInterrupts();
+    Report(session, "zulctl.scan/1",
+           OnEach(targets, [&](const Target& target) { return ScanBoard(session, target, choice); }));
 }
 
 }  // namespace
@@ -235,13 +278,17 @@ void AddScanCommand(CLI::App& app, Session& session) {
     CLI::App* command =
         app.add_subcommand("scan", "Walk the tuner over all channels and keep what is found; Ctrl-C stops it in order");
     command->footer(
-        "A scan empties the channel list and ends all streams. It takes 5 to 30 minutes. With --only the list holds "
-        "that channel alone until the next scan.");
+        "A scan empties the channel list and ends all streams. It takes 5 to 30 minutes, on several boards at the "
+        "same time. With --only, the channels are scanned one by one and shown together; the board's own list then "
+        "holds the last "
+        "of them alone, until the next scan.");
     const auto choice = std::make_shared<ScanChoice>();
     CLI::Option* stop = command->add_flag("--stop", choice->stop, "Stop the scan that runs");
-    command->add_option("--only", choice->only, "Scan this tuner channel alone")
-        ->type_name("CHANNEL")
-        ->check(CLI::Range(1, kHighestChannel))
+    command
+        ->add_option_function<std::string>(
+            "--only", [choice](const std::string& text) { choice->only = ParseChannels(text); },
+            "Scan these tuner channels alone, such as 7 or 2,7-12")
+        ->type_name("CHANNELS")
         ->excludes(stop);
     command->add_option("--mode", choice->mode, "Set the tuner's mode first")
         ->check(CLI::IsMember({"atsc", "qam64", "qam256"}))

@@ -1,12 +1,16 @@
-// zulctl page, scale, resolution, captions, language: a receiver's screen and sound settings.
+// zulctl page, captions, language: a receiver's screen and sound settings.
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
+#include <algorithm>
 #include <memory>
+#include <set>
 
 #include "commands/commands.h"
 #include "commands/order.h"
+#include "output/escape.h"
+#include "protocol/language_list.h"
 #include "protocol/requests_text.h"
-#include "protocol/status.h"
 
 namespace zulctl {
 
@@ -14,39 +18,45 @@ namespace {
 
 struct PageChoice {
     PageRequest request;
-    std::optional<int> key;
     bool blank = false, show = false, hide = false;
 };
 
 void RunPage(Session& session, PageChoice choice) {
-    if (choice.key)
-        return RunOrder(session, Role::kReceiver, PageKeyText(*choice.key), "the key", "key passed to the browser");
     auto& [x, y, width, height, pageAlpha, videoAlpha] = choice.request.fields;
     if (choice.blank) choice.request.url = "blank";
     if (choice.show) pageAlpha = 255, videoAlpha = 0;
     if (choice.hide) pageAlpha = 0, videoAlpha = 255;
     const bool nothing = choice.request.url.empty() && PageText(choice.request) == "URL";
-    if (nothing) throw Failure(kUsage, "which page? give an address, --blank, --show, --hide, a place or a key");
+    if (nothing) throw Failure(kUsage, "which page? give an address, --blank, --show, --hide or a place");
     RunOrder(session, Role::kReceiver, PageText(choice.request), "the page", "page set");
 }
 
-void RunResolution(Session& session, std::optional<int> number) {
-    if (number) {
-        session.out.Progress("changing the resolution, some 6 s...");
-        return RunOrder(session, Role::kReceiver, fmt::format("RESOLUTION{}", *number), "the resolution",
-                        fmt::format("resolution {}", *number));
+/// Throws Failure where what is tuned or played has other languages only.
+void RequireLanguage(const Client& board, const std::vector<std::string>& wanted) {
+    ClientOptions options = board.Options();
+    if (!options.timeout) options.timeout = std::chrono::milliseconds(1500);
+    std::optional<std::vector<ProgrammeLanguages>> programmes;
+    try {
+        programmes = ParseAudioLanguages(Client(board.Board(), options).Ask("LAN?"));
+    } catch (const Failure&) {  // it can't be checked where the answer goes to another master
     }
-    const Target target = session.OneBoard(Role::kReceiver);
-    const auto current = ParseResolution(session.Connect(target).Ask("RESOLUTION?"));
-    if (!current) throw Failure(kRefused, target.name + " doesn't tell its resolution");
-    session.out.Emit("zulctl.resolution/1", {{"board", target.name}, {"resolution", *current}},
-                     [&] { return fmt::format("{}\n", *current); });
+    std::set<std::string> known;
+    for (const auto& programme : programmes.value_or(std::vector<ProgrammeLanguages>{})) {
+        for (const LanguageEntry& entry : programme.entries)
+            known.insert(entry.type == 0 ? entry.code : fmt::format("{}:{:x}", entry.code, entry.type));
+    }
+    if (known.empty() ||
+        std::any_of(wanted.begin(), wanted.end(), [&](const auto& text) { return known.contains(text); }))
+        return;
+    throw Failure(kRefused, fmt::format("nothing on {} is in {}, so it was left as it is; there is {}",
+                                        EndpointText(board.Board()), Escaped(wanted.front()),
+                                        Escaped(fmt::format("{}", fmt::join(known, ", ")))));
 }
 
 }  // namespace
 
 void AddPageCommand(CLI::App& app, Session& session) {
-    CLI::App* command = app.add_subcommand("page", "Show a web page on a receiver, place it, or press a browser key");
+    CLI::App* command = app.add_subcommand("page", "Show a web page on a receiver, or place it");
     const auto choice = std::make_shared<PageChoice>();
     command->footer(
         "What isn't given stays as the board has it. The plane is 1280 by 768; a page of alpha 255 over a video of "
@@ -61,38 +71,7 @@ void AddPageCommand(CLI::App& app, Session& session) {
     command->add_flag("--blank", choice->blank, "The blank page");
     command->add_flag("--show", choice->show, "The page opaque, the video hidden");
     command->add_flag("--hide", choice->hide, "The page hidden, the video opaque");
-    command->add_option("--key", choice->key, "Press a key of the browser, 0 to 65534");
     command->callback([&session, choice] { session.run = [&session, choice] { RunPage(session, *choice); }; });
-}
-
-void AddScaleCommand(CLI::App& app, Session& session) {
-    struct Choice {
-        int x = 0, y = 0, width = 100, height = 100, alpha = 255;
-    };
-    CLI::App* command = app.add_subcommand(
-        "scale", "Place a receiver's video and browser on the screen; without arguments: full screen");
-    const auto choice = std::make_shared<Choice>();
-    command->add_option("x", choice->x, "Left edge in percent")->capture_default_str();
-    command->add_option("y", choice->y, "Upper edge in percent")->capture_default_str();
-    command->add_option("width", choice->width, "Width in percent")->capture_default_str();
-    command->add_option("height", choice->height, "Height in percent")->capture_default_str();
-    command->add_option("--alpha", choice->alpha, "0 hidden to 255 opaque")->capture_default_str();
-    command->callback([&session, choice] {
-        session.run = [&session, choice] {
-            RunOrder(session, Role::kReceiver,
-                     ScaleText(choice->x, choice->y, choice->width, choice->height, choice->alpha), "the scale",
-                     fmt::format("{}x{} % at {},{} %", choice->width, choice->height, choice->x, choice->y));
-        };
-    });
-}
-
-void AddResolutionCommand(CLI::App& app, Session& session) {
-    CLI::App* command =
-        app.add_subcommand("resolution", "Tell or set a receiver's output resolution; the number is the board's own");
-    const auto number = std::make_shared<std::optional<int>>();
-    command->add_option("number", *number, "Resolution to set; without it, the present one is told")
-        ->check(CLI::Range(0, 1000000));
-    command->callback([&session, number] { session.run = [&session, number] { RunResolution(session, *number); }; });
 }
 
 void AddCaptionsCommand(CLI::App& app, Session& session) {
@@ -113,8 +92,9 @@ void AddLanguageCommand(CLI::App& app, Session& session) {
     CLI::App* command = app.add_subcommand(
         "language", "Choose the audio: what a receiver plays, or what a transmitter's streams carry");
     command->footer(
-        "On a receiver a language that isn't there takes the board 3 s to find out. On a transmitter, all other audio "
-        "is left out of all streams; where nothing matches, nothing changes.");
+        "A language that what is tuned or played doesn't have is refused. On a transmitter, all other audio is left "
+        "out of "
+        "all streams until \"zulctl stream start\" tunes it anew; the board doesn't report what it leaves out.");
     const auto choice = std::make_shared<Choice>();
     command->add_option("primary", choice->primary, "Language as in \"zulctl languages\": eng, or eng:3 with its type")
         ->required();
@@ -122,7 +102,9 @@ void AddLanguageCommand(CLI::App& app, Session& session) {
     command->callback([&session, choice] {
         session.run = [&session, choice] {
             RunOrder(session, std::nullopt, LanguageText(choice->primary, choice->secondary), "the language",
-                     "language " + choice->primary);
+                     "language " + choice->primary, [&](Client& client) {
+                         RequireLanguage(client, {choice->primary, choice->secondary});
+                     });
         };
     });
 }

@@ -1,9 +1,11 @@
 // zulctl status: state of boards, queried in parallel.
 #include <fmt/format.h>
 
-#include <future>
+#include <algorithm>
+#include <memory>
 
 #include "commands/commands.h"
+#include "net/each_board.h"
 #include "output/escape.h"
 #include "protocol/status_json.h"
 
@@ -11,28 +13,28 @@ namespace zulctl {
 
 namespace {
 
-/// The result of querying one board.
-struct Answer {
-    Target target;
-    std::optional<TransmitterStatus> transmitter;
-    std::optional<ReceiverStatus> receiver;
-    std::string error;
-    ExitCode code = kDone;
-};
+using namespace std::chrono_literals;
 
-Answer AskStatus(const Session& session, const Target& target) {
-    Answer answer{target, std::nullopt, std::nullopt, "", kDone};
-    try {
-        const std::string reply = session.Connect(target).Ask("STATUS");
-        if (target.role == Role::kTransmitter) answer.transmitter = ParseTransmitterStatus(reply);
-        if (target.role == Role::kReceiver) answer.receiver = ParseReceiverStatus(reply);
-        if (!answer.transmitter && !answer.receiver)
-            throw Failure(kRefused, "its answer isn't a status: " + CutToWidth(Escaped(reply), 60));
-    } catch (const Failure& failure) {
-        answer.error = failure.what();
-        answer.code = failure.code;
-    }
-    return answer;
+constexpr auto kRedraw = 2s;
+
+/// What a board reports.
+struct State {
+    std::optional<TransmitterStatus> transmitter{};
+    std::optional<ReceiverStatus> receiver{};
+    std::optional<ScanState> scan{};
+};
+using Answer = Outcome<State>;
+
+State AskState(const Session& session, const Target& target) {
+    Client client = session.Connect(target);
+    const std::string reply = client.Ask("STATUS");
+    State state;
+    if (target.role == Role::kTransmitter) state.transmitter = ParseTransmitterStatus(reply);
+    if (target.role == Role::kReceiver) state.receiver = ParseReceiverStatus(reply);
+    if (!state.transmitter && !state.receiver)
+        throw Failure(kRefused, "its answer isn't a status: " + CutToWidth(Escaped(reply), 60));
+    if (state.transmitter) state.scan = ParseScanState(client.Ask("SCA?"));
+    return state;
 }
 
 std::string Programmes(const StreamStatus& stream) {
@@ -42,22 +44,33 @@ std::string Programmes(const StreamStatus& stream) {
 }
 
 Json JsonOf(const Answer& answer) {
-    return BoardJson(answer.target.name, answer.target.at, answer.target.role, answer.transmitter, answer.receiver,
-                     answer.error);
+    const State state = answer.result.value_or(State{});
+    return BoardJson(answer.target.name, answer.target.at, answer.target.role, state.transmitter, state.receiver,
+                     state.scan, answer.failure ? answer.failure->what() : "");
+}
+
+/// "scans channel 31 of 2 to 69, 42 %", or the number of streams.
+std::string TransmitterText(const TransmitterStatus& status, const std::optional<ScanState>& scan) {
+    const auto active =
+        std::count_if(status.streams.begin(), status.streams.end(), [](const auto& s) { return s.active; });
+    if (!scan || scan->state != ScanState::State::kRunning)
+        return fmt::format("{}, {} stream{}", Escaped(status.tunerMode), active, active == 1 ? "" : "s");
+    const ChannelRange range = ChannelsOf(status.tunerMode);
+    return fmt::format("{}, scans channel {} of {} to {}, {} %", Escaped(status.tunerMode), scan->channel, range.first,
+                       range.last, range.Percent(scan->channel));
 }
 
 std::vector<Cell> RowOf(const Answer& answer) {
     std::vector<Cell> row = {Escaped(answer.target.name), RoleName(answer.target.role), EndpointText(answer.target.at)};
-    if (const auto& status = answer.transmitter) {
+    const State state = answer.result.value_or(State{});
+    if (const auto& status = state.transmitter) {
         const int percent = status->signal * 100 / 255;
-        const auto active =
-            std::count_if(status->streams.begin(), status->streams.end(), [](const auto& s) { return s.active; });
         row.emplace_back(fmt::format("{} %", percent), percent >= 60 ? Style::kGood
                                                        : percent > 0 ? Style::kWarn
                                                                      : Style::kBad);
         row.emplace_back(fmt::format("{} %", status->load));
-        row.emplace_back(fmt::format("{}, {} stream{}", Escaped(status->tunerMode), active, active == 1 ? "" : "s"));
-    } else if (const auto& playing = answer.receiver) {
+        row.emplace_back(TransmitterText(*status, state.scan));
+    } else if (const auto& playing = state.receiver) {
         const bool ordered = !playing->address.empty() && playing->address != "0.0.0.0";
         const std::string stream = fmt::format("{}:{}", Escaped(playing->address), playing->port);
         row.emplace_back("");
@@ -68,7 +81,7 @@ std::vector<Cell> RowOf(const Answer& answer) {
                          std::string(playing->browserUp ? ", browser up" : ""));
     } else {
         row.emplace_back(""), row.emplace_back("");
-        row.emplace_back(answer.error, Style::kBad);
+        row.emplace_back(EscapedMessage(answer.failure->what()), Style::kBad);
     }
     return row;
 }
@@ -87,8 +100,8 @@ std::string People(const Output& out, const std::vector<Answer>& answers) {
                    {"PROGRAMMES", Align::kLeft, true}});
     for (const Answer& answer : answers) {
         boards.Add(RowOf(answer));
-        if (!answer.transmitter) continue;
-        for (const StreamStatus& stream : answer.transmitter->streams) {
+        if (!answer.result || !answer.result->transmitter) continue;
+        for (const StreamStatus& stream : answer.result->transmitter->streams) {
             streams.Add({Escaped(answer.target.name), std::to_string(stream.id), EndpointText(stream.group),
                          Cell(stream.active ? "active" : "idle", stream.active ? Style::kGood : Style::kDim),
                          Programmes(stream)});
@@ -97,32 +110,43 @@ std::string People(const Output& out, const std::vector<Answer>& answers) {
     return out.Render(boards) + (streams.Empty() ? "" : "\n" + out.Render(streams));
 }
 
-void RunStatus(Session& session) {
+/// Asks and redraws until an interrupt.
+void Watch(Session& session, const std::vector<Target>& targets) {
+    CatchInterrupts();
+    for (;;) {
+        const auto answers = OnEach(targets, [&](const Target& target) { return AskState(session, target); });
+        if (Interrupted()) return;
+        session.out.EmitItem("", {}, [&] { return "\x1b[H\x1b[2J" + People(session.out, answers); });
+        SleepUntil(Clock::now() + kRedraw);
+    }
+}
+
+void RunStatus(Session& session, bool watch) {
+    if (watch && (!session.out.IsTerminal() || session.out.format != Format::kTable))
+        throw Failure(kUsage, "--watch draws on a terminal; without one, run status again and again");
     const std::vector<Target> targets = session.Boards(std::nullopt);
     session.out.Progress(fmt::format("asking {} board{}...", targets.size(), targets.size() == 1 ? "" : "s"));
-    std::vector<std::future<Answer>> pending;
-    for (const Target& target : targets) {
-        pending.push_back(std::async(std::launch::async, [&session, target] { return AskStatus(session, target); }));
-    }
-    std::vector<Answer> answers;
+    if (watch) return Watch(session, targets);
+    const auto answers = OnEach(targets, [&](const Target& target) { return AskState(session, target); });
     Json list = Json::array();
     std::size_t silent = 0;
-    for (auto& future : pending) {
-        answers.push_back(future.get());
-        list.push_back(JsonOf(answers.back()));
-        silent += answers.back().error.empty() ? 0 : 1;
+    for (const Answer& answer : answers) {
+        list.push_back(JsonOf(answer));
+        silent += answer.failure ? 1 : 0;
     }
-    if (silent == answers.size() && answers.size() == 1) throw Failure(answers.front().code, answers.front().error);
+    if (silent == 1 && answers.size() == 1) throw Failure(*answers.front().failure);
     session.out.Emit("zulctl.status/1", {{"boards", list}}, [&] { return People(session.out, answers); });
-    FailWhereSome(silent, answers.size(), kNoAnswer, "don't tell their status");
+    FailWhereSome(silent, answers.size(), kNoAnswer, "don't report their status");
 }
 
 }  // namespace
 
 void AddStatusCommand(CLI::App& app, Session& session) {
     CLI::App* command =
-        app.add_subcommand("status", "Tell what boards do: one, several or --all, asked at the same time");
-    command->callback([&session] { session.run = [&session] { RunStatus(session); }; });
+        app.add_subcommand("status", "Show what boards do: one, several or --all, asked at the same time");
+    const auto watch = std::make_shared<bool>(false);
+    command->add_flag("-w,--watch", *watch, "Redraw the table every two seconds, until Ctrl-C");
+    command->callback([&session, watch] { session.run = [&session, watch] { RunStatus(session, *watch); }; });
 }
 
 }  // namespace zulctl

@@ -50,21 +50,25 @@ void RunStart(Session& session, const StartChoice& choice) {
 
 void RunStop(Session& session, const StopChoice& choice) {
     const std::string text = StopText(choice.slot);
-    Client client = session.Connect(Role::kTransmitter);
-    RefuseWhileBusy(client);
-    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
-    if (!status) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
-    std::vector<StreamStatus> ended = status->streams;
-    std::erase_if(ended, [&](const StreamStatus& stream) {  // a named or only stream needs no confirmation
-        return !stream.active || (choice.slot && (stream.id == *choice.slot || stream.id != 0));
-    });
-    if (choice.slot || ended.size() > 1) ConfirmEnds(session, ended, choice.yes);
+    const auto targets = session.Addressed(Role::kTransmitter);
+    for (const Target& target : targets) {
+        Client client = session.Connect(target);
+        RefuseWhileBusy(client);
+        const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
+        if (!status) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
+        std::vector<StreamStatus> ended = status->streams;
+        std::erase_if(ended, [&](const StreamStatus& stream) {  // a named or only stream needs no confirmation
+            return !stream.active || (choice.slot && (stream.id == *choice.slot || stream.id != 0));
+        });
+        if (choice.slot || ended.size() > 1) ConfirmEnds(session, ended, choice.yes);
+    }
     session.out.Progress("stopping...");
-    client.Order(text, "the stop");
-    session.out.Emit("zulctl.stream/1", StoppedJson(choice.slot, text), [&] {
-        return choice.slot ? fmt::format("slot {} stopped, and slot 0\n", *choice.slot)
-                           : std::string("all streams stopped\n");
-    });
+    Report(session, "zulctl.stream/1", OnEach(targets, [&](const Target& target) -> Done {
+               session.Connect(target).Order(text, "the stop");
+               return {StoppedJson(choice.slot, text), choice.slot
+                                                           ? fmt::format("slot {} stopped, and slot 0", *choice.slot)
+                                                           : std::string("all streams stopped")};
+           }));
 }
 
 void RunPacketSize(Session& session, int size) {

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "output/escape.h"
-#include "output/failure.h"
 
 namespace zulctl {
 
@@ -21,10 +20,11 @@ std::string LockName(const char* what, const ClientOptions& options, std::uint32
     return fmt::format("zulctl/{}/{}/{}:{}", what, options.localPort, AddressText(address), port);
 }
 
-/// The start of a request, for messages.
-std::string Shown(std::string_view request) { return CutToWidth(Escaped(request.substr(0, 60)), 40); }
-
 }  // namespace
+
+Failure WrongRole(const std::string& board, Role is, Role wanted) {
+    return {kUsage, fmt::format("{} is a {}, and this is for a {}", board, RoleName(is), RoleName(wanted))};
+}
 
 UdpSocket SharedSocket(const Endpoint& peer, const ClientOptions& options) {
     UdpSocket socket(options.recorder);
@@ -55,7 +55,7 @@ std::optional<Datagram> Client::Await(Turn& turn, Ear* ear, const RequestKind& k
     while (const auto ready = WaitForAny({sockets, ear != nullptr ? 2u : 1u}, deadline)) {
         bool refused = false;
         auto datagram = sockets[*ready]->Take(&refused);
-        if (refused) throw Failure(kNoAnswer, "nobody listens at " + EndpointText(mBoard));
+        if (refused) NobodyListens();
         if (!datagram || !kind.accepts(datagram->bytes)) continue;
         // A plain OK on the command port can't answer a forwarded request: it is a late reply.
         if (kind.route == Route::kForwarded && *ready == 0 && !IsKo(datagram->bytes) &&
@@ -98,22 +98,41 @@ void Client::ExplainSilence(std::string_view request, const RequestKind& kind) {
             throw Failure(
                 kNoAnswer,
                 fmt::format(
-                    "{} is alive, but its answer to \"{}\" went elsewhere: a board sends scan, guide and language "
-                    "messages "
+                    "{} is alive, but its answer ({}) went elsewhere: a board sends scan, guide and language messages "
                     "to the first peer that asked it after its start, and that wasn't local port {} of this machine. "
                     "Give that peer's port with --local-port, or restart the board (zulctl reset).",
-                    EndpointText(mBoard), Shown(request), mOptions.localPort));
+                    EndpointText(mBoard), kind.note, mOptions.localPort));
         }
     }
-    throw Failure(kNoAnswer, fmt::format("{} doesn't answer \"{}\" ({} {} of {:.1f} s)", EndpointText(mBoard),
-                                         Shown(request), kind.tries, kind.tries == 1 ? "try" : "tries",
+    CheckRole();
+    throw Failure(kNoAnswer, fmt::format("{} doesn't answer ({}; {} {} of {:.1f} s)", EndpointText(mBoard), kind.note,
+                                         kind.tries, kind.tries == 1 ? "try" : "tries",
                                          std::chrono::duration<double>(Patience(kind)).count()));
+}
+
+void Client::CheckRole() {
+    constexpr std::chrono::milliseconds kPatience{500};
+    if (mBoard.port != kTransmitterPort && mBoard.port != kReceiverPort) return;
+    const Role wanted = mBoard.port == kTransmitterPort ? Role::kTransmitter : Role::kReceiver;
+    const Role other = wanted == Role::kReceiver ? Role::kTransmitter : Role::kReceiver;
+    UdpSocket socket(mOptions.recorder);
+    socket.Bind(0, mOptions.localAddress);
+    socket.Send("ZUL", {mBoard.address, CommandPort(other)});
+    UdpSocket* const sockets[] = {&socket};
+    if (!WaitForAny(sockets, Clock::now() + std::min(kPatience, mOptions.timeout.value_or(kPatience)))) return;
+    const auto datagram = socket.Take();
+    const auto beacon = datagram ? ParseBeacon(datagram->bytes) : std::nullopt;
+    if (beacon && beacon->role == other) throw WrongRole(AddressText(mBoard.address), other, wanted);
+}
+
+void Client::NobodyListens() {
+    CheckRole();
+    throw Failure(kNoAnswer, fmt::format("nobody listens at {}; the board may be booting", EndpointText(mBoard)));
 }
 
 void Client::Order(std::string_view request, const std::string& what) {
     const std::string answer = Ask(request);
-    if (!IsOk(answer))
-        throw Failure(kRefused, fmt::format("{} refuses {}: {}", EndpointText(mBoard), what, Escaped(answer)));
+    if (!IsOk(answer)) throw Failure(kRefused, fmt::format("{} refuses {}", EndpointText(mBoard), what));
 }
 
 std::string Client::AskMany(std::string_view request, const std::function<bool(std::string_view)>& isLast) {
@@ -147,7 +166,7 @@ void Client::Listen(std::string_view request, Clock::duration howLong,
     while (const auto ready = WaitForAny(sockets, deadline)) {
         bool refused = false;
         const auto datagram = sockets[*ready]->Take(&refused);
-        if (refused) throw Failure(kNoAnswer, "nobody listens at " + EndpointText(mBoard));
+        if (refused) NobodyListens();
         if (datagram && !take(*datagram)) return;
     }
 }

@@ -16,6 +16,8 @@
 #include "net/port_lock.h"
 #include "net/recorder.h"
 #include "net/udp_socket.h"
+#include "output/failure.h"
+#include "protocol/beacon.h"
 #include "protocol/requests.h"
 
 namespace zulctl {
@@ -83,10 +85,16 @@ class Client {
     };
     std::optional<Datagram> Await(Turn& turn, Ear* ear, const RequestKind& kind, Clock::time_point deadline);
     [[noreturn]] void ExplainSilence(std::string_view request, const RequestKind& kind);
+    /// Throws when a board of the other role is at this address.
+    void CheckRole();
+    [[noreturn]] void NobodyListens();
 
     Endpoint mBoard;
     ClientOptions mOptions;
 };
+
+/// A command for one role was given a board of the other.
+Failure WrongRole(const std::string& board, Role is, Role wanted);
 
 /// \return a bound socket on the fixed local port that receives from this peer
 UdpSocket SharedSocket(const Endpoint& peer, const ClientOptions& options);

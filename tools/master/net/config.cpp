@@ -100,11 +100,11 @@ std::string DefaultConfigPath() {
         places.push_back(std::string(folder) + "/zulctl/boards.toml");
     if (const char* home = std::getenv("HOME")) places.push_back(std::string(home) + "/.config/zulctl/boards.toml");
     places.push_back("/etc/zulctl/boards.toml");
-    for (const std::string& place : places) {
+    const auto found = std::find_if(places.begin(), places.end(), [](const std::string& place) {
         std::error_code ignored;
-        if (std::filesystem::exists(place, ignored)) return place;
-    }
-    return {};
+        return std::filesystem::exists(place, ignored);
+    });
+    return found == places.end() ? places.front() : *found;
 }
 
 }  // namespace zulctl

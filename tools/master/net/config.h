@@ -35,7 +35,7 @@ struct Config {
 /// Reads a file. Throws Failure(kUsage) with the position of an error; an unknown key is an error.
 Config ReadConfig(const std::string& path);
 /// \return $ZULCTL_CONFIG, or the first of $XDG_CONFIG_HOME/zulctl/boards.toml, ~/.config/zulctl/boards.toml and
-/// /etc/zulctl/boards.toml that exists, or an empty text
+/// /etc/zulctl/boards.toml that exists, or where none does the first of them
 std::string DefaultConfigPath();
 
 }  // namespace zulctl

@@ -83,12 +83,21 @@ void Discover(const DiscoverOptions& options, const std::function<bool(const Fou
 
 std::vector<FoundBoard> DiscoverAll(const DiscoverOptions& options) {
     std::vector<FoundBoard> boards;
-    Discover(options, [&](const FoundBoard& board) {
-        const auto same =
-            std::find_if(boards.begin(), boards.end(), [&](const FoundBoard& known) { return known.at == board.at; });
-        if (same == boards.end()) boards.push_back(board);
-        return true;
-    });
+    const auto end = Clock::now() + options.patience;
+    // Where boards are just booting, listen once more after the first of them.
+    for (bool late = true; late && !Interrupted();) {
+        const auto start = Clock::now();
+        late = false;
+        Discover(options, [&](const FoundBoard& board) {
+            const auto same = std::find_if(boards.begin(), boards.end(),
+                                           [&](const FoundBoard& known) { return known.at == board.at; });
+            if (same != boards.end()) return true;
+            boards.push_back(board);
+            late = late || Clock::now() - start > options.time / 2;
+            return true;
+        });
+        late = (late || boards.empty()) && Clock::now() < end;
+    }
     std::sort(boards.begin(), boards.end(), [](const FoundBoard& a, const FoundBoard& b) { return a.at < b.at; });
     return boards;
 }

@@ -26,7 +26,8 @@ struct DiscoverOptions {
     bool broadcast = false;  ///< probes all addresses of attached networks; counts as a command on each board there
     std::chrono::milliseconds time{1400};            ///< keeps a command that finds boards within 1.5 s
     std::optional<std::chrono::milliseconds> grace;  ///< ends the search this long after the first answer to a probe
-    bool wake = true;                                ///< sends the restart request
+    std::chrono::milliseconds patience{};  ///< DiscoverAll waits that long for the first board, which may boot
+    bool wake = true;                      ///< sends the restart request
 };
 
 /// Listens for the time and reports each board when it is heard, and at each further beacon.

@@ -18,8 +18,7 @@ constexpr std::size_t kMostEvents = 1000;
 
 std::vector<GuideEvent> Fetch(Client& client, const std::string& request, Ear* ear) {
     const std::string reply = client.Ask(request, ear);
-    if (IsKo(reply))
-        throw Failure(kRefused, fmt::format("{} refuses the guide query {}", EndpointText(client.Board()), request));
+    if (IsKo(reply)) throw Failure(kRefused, EndpointText(client.Board()) + " refuses the guide query");
     auto guide = ParseGuideReply(reply);
     if (!guide || !guide->whole) {
         throw Failure(kNoAnswer, fmt::format("the guide reply of {} is damaged: {}", EndpointText(client.Board()),
@@ -50,6 +49,14 @@ std::vector<Channel> FetchChannels(Client& client) {
     }
     throw Failure(kNoAnswer,
                   fmt::format("the channel list of {} arrives differently each time", EndpointText(client.Board())));
+}
+
+Sent FetchSent(Client& client) {
+    auto channels = FetchChannels(client);
+    auto status = ParseTransmitterStatus(client.Ask("STATUS"));
+    const auto scan = ParseScanState(client.Ask("SCA?"));
+    if (!status || !scan) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status of a transmitter");
+    return {std::move(channels), *std::move(status), scan->channel};
 }
 
 std::vector<GuideEvent> FetchNowAndNext(Client& client, const ProgrammeId& id, Ear* ear) {

@@ -13,6 +13,14 @@ namespace zulctl {
 /// of several datagrams is requested again until two in a row are equal. Throws Failure.
 std::vector<Channel> FetchChannels(Client& client);
 
+/// What a transmitter has and sends.
+struct Sent {
+    std::vector<Channel> channels;
+    TransmitterStatus status;
+    int tunedChannel;
+};
+Sent FetchSent(Client& client);
+
 /// Guide queries of one programme. The board knows the guide of the channel it is tuned to. Throw Failure.
 std::vector<GuideEvent> FetchNowAndNext(Client& client, const ProgrammeId& id, Ear* ear);
 std::vector<GuideEvent> FetchMoment(Client& client, const ProgrammeId& id, Minutes moment, Ear* ear);

@@ -18,8 +18,8 @@ Monitor::Monitor(const Endpoint& board, const ClientOptions& options, bool wantL
     // A channel that is open stays with its peer, so it is closed first.
     for (const char* request : {"CALLBACK0", "CALLBACK1"}) {
         const auto answer = Ask(request);
-        if (!answer) throw Failure(kNoAnswer, fmt::format("{} doesn't answer \"{}\"", EndpointText(board), request));
-        if (!IsOk(*answer)) throw Failure(kRefused, fmt::format("{} refuses \"{}\"", EndpointText(board), request));
+        if (!answer) throw Failure(kNoAnswer, EndpointText(board) + " doesn't open its log channel");
+        if (!IsOk(*answer)) throw Failure(kRefused, EndpointText(board) + " refuses to open its log channel");
     }
     if (mWantLog) Ask("DEBUG2");
 }

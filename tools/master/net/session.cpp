@@ -5,6 +5,10 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdlib>
+#include <filesystem>
+
+#include "output/similar.h"
 
 namespace zulctl {
 
@@ -12,6 +16,8 @@ namespace {
 
 /// Wait for the other role's port: an address rarely has two boards, and both ports were probed simultaneously.
 constexpr std::chrono::milliseconds kOtherRole{250};
+/// A board serves one request at a time, and a start of a stream takes 13 s.
+constexpr std::chrono::seconds kBusyPatience{15};
 
 /// The roles whose ports are probed for a board of unknown role.
 std::vector<Role> Candidates(std::optional<Role> role) {
@@ -27,7 +33,7 @@ std::string Listed(const std::vector<Target>& targets) {
 }
 
 Failure Roleless(const std::string& board) {
-    return {kNoAnswer, fmt::format("{} doesn't say whether it is a transmitter or a receiver", board)};
+    return {kNoAnswer, fmt::format("{} doesn't answer: it is off, or still booting or busy with an order", board)};
 }
 
 }  // namespace
@@ -53,8 +59,9 @@ void Session::Prepare() {
     out.format = options.json || options.format == "json" ? Format::kJson
                  : options.format == "plain"              ? Format::kPlain
                                                           : Format::kTable;
-    const std::string path = options.configPath.empty() ? DefaultConfigPath() : options.configPath;
-    if (!path.empty()) mConfig = ReadConfig(path);
+    mConfigPath = options.configPath.empty() ? DefaultConfigPath() : options.configPath;
+    const bool isChosen = !options.configPath.empty() || std::getenv("ZULCTL_CONFIG") != nullptr;
+    if (isChosen || std::filesystem::exists(mConfigPath)) mConfig = ReadConfig(mConfigPath);
     mInterface = options.interfaceName.empty() ? mConfig.interfaceName : options.interfaceName;
     mClientOptions.localPort = options.localPort.value_or(mConfig.localPort.value_or(kLocalPort));
     if (options.timeoutSeconds)
@@ -103,43 +110,63 @@ NamedBoard Session::Meant(const std::string& text) const {
     } else if (const auto address = ParseAddress(text)) {
         board.address = *address;
     } else {
-        throw Failure(kUsage, fmt::format("no board is named \"{}\", and it isn't an address", text));
+        std::vector<std::string> names;
+        for (const NamedBoard& known : mConfig.boards) names.push_back(known.name);
+        throw Failure(
+            kUsage, fmt::format("no board is named \"{}\", and it isn't an address{}", text, DidYouMean(text, names)));
     }
     if (board.port == kTransmitterPort) board.role = Role::kTransmitter;
     if (board.port == kReceiverPort) board.role = Role::kReceiver;
     return board;
 }
 
-std::vector<Target> Session::Resolve(const std::string& text, std::optional<Role> wanted) {
-    const NamedBoard board = Meant(text);
-    if (wanted && board.role && board.role != wanted) {
-        throw Failure(kUsage,
-                      fmt::format("{} is a {}, and this is for a {}", text, RoleName(*board.role), RoleName(*wanted)));
-    }
+std::optional<Target> Session::Known(const NamedBoard& board, std::optional<Role> wanted) const {
+    if (wanted && board.role && board.role != wanted) throw WrongRole(board.name, *board.role, *wanted);
     const auto role = board.role ? board.role : wanted;
-    if (role) return {{board.name, {board.address, board.port != 0 ? board.port : CommandPort(*role)}, *role}};
+    if (!role) return std::nullopt;
+    return Target{board.name, {board.address, board.port != 0 ? board.port : CommandPort(*role)}, *role};
+}
 
-    // Neither its name nor the command gives the role: probe.
+std::vector<Target> Session::Probe(const std::vector<NamedBoard>& boards, std::chrono::milliseconds patience) {
     DiscoverOptions ask = Discovery();
     ask.known.clear();
     ask.wake = false;
-    ask.grace = kOtherRole;
-    if (board.port != 0) ask.known = {{board.address, board.port}};
-    for (const Role candidate : Candidates(std::nullopt)) {
-        if (board.port == 0) ask.known.push_back({board.address, CommandPort(candidate)});
+    if (boards.size() == 1) ask.grace = kOtherRole;
+    for (const NamedBoard& board : boards) {
+        for (const Role role : Candidates(std::nullopt))
+            ask.known.push_back({board.address, board.port != 0 ? board.port : CommandPort(role)});
     }
     std::vector<Target> found;
-    const std::size_t most = ask.known.size();
-    Discover(ask, [&](const FoundBoard& heard) {
-        const bool known =
-            std::any_of(found.begin(), found.end(), [&](const Target& target) { return target.at == heard.at; });
-        if (heard.probed && heard.at.address == board.address && heard.beacon.role && !known) {
-            found.push_back({board.name, heard.at, *heard.beacon.role});
-        }
-        return found.size() < most;
-    });
-    if (found.empty()) throw Roleless(text);
+    const auto silent = [&](const NamedBoard& board) {
+        return std::none_of(found.begin(), found.end(),
+                            [&](const Target& target) { return target.name == board.name; });
+    };
+    const auto end = Clock::now() + patience;
+    do {
+        Discover(ask, [&](const FoundBoard& heard) {
+            for (const NamedBoard& board : boards) {
+                const bool isIt = heard.at.address == board.address && (board.port == 0 || board.port == heard.at.port);
+                const bool known = std::any_of(found.begin(), found.end(), [&](const Target& target) {
+                    return target.at == heard.at && target.name == board.name;
+                });
+                if (heard.probed && heard.beacon.role && isIt && !known)
+                    found.push_back({board.name, heard.at, *heard.beacon.role});
+            }
+            return found.size() < ask.known.size();
+        });
+        const auto waits = std::find_if(boards.begin(), boards.end(), silent);
+        if (waits == boards.end()) break;
+        out.Progress(fmt::format("waiting for {}, which may be booting or busy with an order...", waits->name));
+    } while (!Interrupted() && Clock::now() < end);
     return found;
+}
+
+Target Session::Named(const std::string& text, std::optional<Role> role) {
+    const NamedBoard board = Meant(text);
+    if (const auto target = Known(board, role)) return *target;
+    const auto found = Probe({board}, {});
+    if (found.empty()) throw Roleless(text);
+    return found.front();
 }
 
 std::vector<Target> Session::Find(std::optional<Role> role, std::vector<Failure>& missing) {
@@ -149,32 +176,36 @@ std::vector<Target> Session::Find(std::optional<Role> role, std::vector<Failure>
             std::any_of(targets.begin(), targets.end(), [&](const Target& other) { return other.at == target.at; });
         if (!known) targets.push_back(target);
     };
-    const auto addNamed = [&](const std::string& text) {
-        try {
-            for (const Target& target : Resolve(text, role)) add(target);
-        } catch (const Failure& failure) {
-            if (failure.code != kNoAnswer) throw;
-            missing.push_back(failure);
-        }
-    };
-    for (const std::string& text : options.boards) addNamed(text);
+    std::vector<NamedBoard> roleless;
+    for (const std::string& text : options.boards) {
+        const NamedBoard board = Meant(text);
+        if (const auto target = Known(board, role))
+            add(*target);
+        else
+            roleless.push_back(board);
+    }
+    const auto answering = roleless.empty() ? targets : Probe(roleless, Timeout().value_or(kBusyPatience));
+    for (const Target& target : answering) add(target);
+    for (const NamedBoard& board : roleless) {
+        if (std::none_of(targets.begin(), targets.end(),
+                         [&](const Target& target) { return target.name == board.name; }))
+            missing.push_back(Roleless(board.name));
+    }
     if (!options.boards.empty() && !options.all) return targets;
 
-    const auto isRoleless = [](const NamedBoard& board) { return !board.role && board.port == 0; };
-    const bool all = options.all || mConfig.boards.empty();
-    const bool listen = all || std::any_of(mConfig.boards.begin(), mConfig.boards.end(), isRoleless);
+    std::vector<NamedBoard> named;
+    for (const NamedBoard& board : mConfig.boards) named.push_back(Meant(board.name));
+    const bool all = options.all || named.empty();
+    const bool listen = all || std::any_of(named.begin(), named.end(), [](const auto& board) { return !board.role; });
     const std::vector<Target> heard = listen ? Heard() : std::vector<Target>();
     for (const Target& target : heard) {
         const bool isWanted = all || !mConfig.NameOf(target.at, target.role).empty();
         if (isWanted && (!role || target.role == role)) add(target);
     }
-    for (const NamedBoard& board : mConfig.boards) {
+    for (const NamedBoard& board : named) {
         const auto isThere = [&](const Target& target) { return target.at.address == board.address; };
-        if (!isRoleless(board)) {
-            if (!role || !board.role || board.role == role) addNamed(board.name);
-        } else if (std::none_of(heard.begin(), heard.end(), isThere)) {
-            missing.push_back(Roleless(board.name));
-        }
+        if (board.role && (!role || board.role == role)) add(*Known(board, role));
+        if (!board.role && std::none_of(heard.begin(), heard.end(), isThere)) missing.push_back(Roleless(board.name));
     }
     if (targets.empty() && missing.empty()) throw Failure(kNoAnswer, "no board is heard; name one with --board");
     return targets;
@@ -203,8 +234,12 @@ std::vector<Target> Session::Boards(std::optional<Role> role) {
     return targets;
 }
 
+std::vector<Target> Session::Addressed(std::optional<Role> role) {
+    return Several() ? Boards(role) : std::vector{OneBoard(role)};
+}
+
 Target Session::OneBoard(std::optional<Role> role) {
-    if (options.all || options.boards.size() > 1) throw Failure(kUsage, "this is for one board");
+    if (Several()) throw Failure(kUsage, "this is for one board");
     std::vector<Failure> missing;
     const std::vector<Target> targets = Find(role, missing);
     if (targets.empty()) throw missing.front();

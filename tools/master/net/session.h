@@ -47,9 +47,13 @@ class Session {
     /// \return the board given by --board, or the only one of the role
     Target OneBoard(std::optional<Role> role);
     /// \return the board of this name or address
-    Target Named(const std::string& board, std::optional<Role> role) { return Resolve(board, role).front(); }
+    Target Named(const std::string& board, std::optional<Role> role);
     /// \return the boards given by every --board, or with --all, all that are known or heard
     std::vector<Target> Boards(std::optional<Role> role);
+    /// \return whether the command line asks for several boards, whose results make one list
+    bool Several() const { return options.all || options.boards.size() > 1; }
+    /// \return Boards with several --board or --all, else OneBoard
+    std::vector<Target> Addressed(std::optional<Role> role);
     /// \return all boards of a role that are named or heard, regardless of --board; may be empty
     std::vector<Target> Everybody(Role role);
     /// \return what is known of a board by its name or address alone; port and role may be missing. Throws
@@ -66,6 +70,8 @@ class Session {
 
     const ClientOptions& Options() const { return mClientOptions; }
     const Config& Names() const { return mConfig; }
+    /// \return the file of names, which may not exist yet
+    const std::string& ConfigPath() const { return mConfigPath; }
     /// Discovery according to the common options; named boards are also probed directly.
     DiscoverOptions Discovery() const;
     const std::string& InterfaceName() const { return mInterface; }
@@ -74,13 +80,16 @@ class Session {
     std::optional<std::chrono::milliseconds> Timeout() const { return mClientOptions.timeout; }
 
  private:
-    std::vector<Target> Resolve(const std::string& board, std::optional<Role> role);
+    /// \return the target where the role is known, or follows from `wanted`. Throws Failure(kUsage) for another role
+    std::optional<Target> Known(const NamedBoard& board, std::optional<Role> wanted) const;
+    /// Asks boards for their role until each has answered or the time is up, at least once. \return those that answer
+    std::vector<Target> Probe(const std::vector<NamedBoard>& boards, std::chrono::milliseconds patience);
     std::vector<Target> Heard();
     /// \param missing  receives those that don't report their role
     std::vector<Target> Find(std::optional<Role> role, std::vector<Failure>& missing);
 
     bool mSomeAreMissing = false;
-    std::string mInterface;
+    std::string mInterface, mConfigPath;
     int mInterfaceIndex = 0;
     Config mConfig;
     ClientOptions mClientOptions;

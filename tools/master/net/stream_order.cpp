@@ -85,7 +85,7 @@ std::vector<StreamStatus> CheckAgainstBoard(Client& client, const StreamRequest&
     const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
     const auto scan = ParseScanState(client.Ask("SCA?"));
     if (!status || !scan) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
-    const int first = status->tunerMode == "ATSC" ? 2 : 1, last = status->tunerMode == "ATSC" ? 69 : kHighestChannel;
+    const auto [first, last] = ChannelsOf(status->tunerMode);
     if (request.channel < first || request.channel > last) {
         throw Failure(kUsage, fmt::format("in {} the tuner has channels {} to {}, not {}", Escaped(status->tunerMode),
                                           first, last, request.channel));

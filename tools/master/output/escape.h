@@ -22,6 +22,9 @@ std::string EscapedMessage(std::string_view message);
 /// Replaces control characters, line separators and bytes that aren't UTF-8 by blanks, for formats without escapes.
 std::string Blanked(std::string_view bytes);
 
+/// \return a word for a command line in an advice: quoted where a shell needs that, and escaped
+std::string ShellWord(const std::string& word);
+
 /// \return the columns that escaped UTF-8 text takes on a terminal
 std::size_t DisplayWidth(std::string_view text);
 /// Cuts escaped text to at most `columns`, the last of which then shows an ellipsis.

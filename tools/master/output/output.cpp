@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 #include "output/escape.h"
 #include "output/failure.h"
@@ -18,14 +20,15 @@ namespace {
 
 constexpr std::size_t kDefaultWidth = 80, kWidest = 10000;
 
-std::size_t TerminalWidth() {
+/// \return the width of a terminal; kWidest where it is none
+std::size_t WidthOf(int fd) {
+    if (isatty(fd) == 0) return kWidest;
     if (const char* columns = std::getenv("COLUMNS")) {
         const unsigned long width = std::strtoul(columns, nullptr, 10);
         if (width > 0 && width <= kWidest) return width;
     }
     winsize size{};
-    if (isatty(STDOUT_FILENO) && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
-    return kDefaultWidth;
+    return ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kDefaultWidth;
 }
 
 bool MayColour() {
@@ -40,27 +43,35 @@ void Write(std::FILE* file, const std::string& text) {
     std::fflush(file);
 }
 
-void Flatten(const Json& value, const std::string& key, std::string& lines) {
+/// Appends "key=value" for each value in a value.
+void Flatten(const Json& value, const std::string& key, std::string& line) {
     if (value.is_object() || value.is_array()) {
         std::size_t index = 0;
         for (const auto& item : value.items()) {
             const std::string part = value.is_object() ? item.key() : std::to_string(index++);
-            Flatten(item.value(), key.empty() ? part : key + "." + part, lines);
+            Flatten(item.value(), key.empty() ? part : key + "." + part, line);
         }
         return;
     }
-    lines += key + "=" +
-             (value.is_string() ? Escaped(value.get<std::string>())
-              : value.is_null() ? ""
-                                : value.dump()) +
-             "\n";
+    std::string text = value.is_string() ? Escaped(value.get<std::string>()) : value.is_null() ? "" : value.dump();
+    if (text.find_first_of(" \"") != std::string::npos) {
+        for (std::size_t at = 0; (at = text.find('"', at)) != std::string::npos; at += 2) text.insert(at, "\\");
+        text = '"' + text + '"';
+    }
+    line += (line.empty() ? "" : " ") + key + "=" + text;
 }
 
 }  // namespace
 
-Output::Output() : mErrIsTerminal(isatty(STDERR_FILENO) != 0), mColour(MayColour()), mWidth(TerminalWidth()) {}
+Output::Output()
+    : mOutIsTerminal(isatty(STDOUT_FILENO) != 0),
+      mErrIsTerminal(isatty(STDERR_FILENO) != 0),
+      mColour(MayColour()),
+      mWidth(WidthOf(STDOUT_FILENO)),
+      mErrWidth(WidthOf(STDERR_FILENO)) {}
 
 void Output::Emit(std::string_view schema, const Json& body, const std::function<std::string()>& people) {
+    const std::lock_guard lock(mMutex);
     Progress("");
     switch (format) {
         case Format::kJson: Write(stdout, JsonText(schema, body)); break;
@@ -70,25 +81,23 @@ void Output::Emit(std::string_view schema, const Json& body, const std::function
 }
 
 void Output::EmitItem(std::string_view schema, const Json& body, const std::function<std::string()>& people) {
+    const std::lock_guard lock(mMutex);
     Progress("");
     switch (format) {
         case Format::kJson: Write(stdout, JsonText(schema, body, -1)); break;
-        case Format::kPlain: Write(stdout, PlainText(body) + "\n"); break;
+        case Format::kPlain: Write(stdout, PlainText(body)); break;
         case Format::kTable: Write(stdout, people()); break;
     }
 }
 
 void Output::Line(const std::string& text) {
+    const std::lock_guard lock(mMutex);
     Progress("");
     Write(stderr, text + "\n");
 }
 
 void Output::Say(const std::string& line) {
     if (!quiet) Line(line);
-}
-
-void Output::Detail(const std::string& line) {
-    if (verbose > 0 && !quiet) Line(line);
 }
 
 void Output::Error(const std::string& line) {
@@ -115,9 +124,24 @@ void Output::Warning(const std::string& line) {
 }
 
 void Output::Progress(const std::string& line) {
+    const std::lock_guard lock(mMutex);
     if (!HasProgress() || (line.empty() && !mProgressShown)) return;
-    Write(stderr, "\r\x1b[K" + CutToWidth(EscapedMessage(line), mWidth - std::min<std::size_t>(mWidth, 1)));
+    Write(stderr, "\r\x1b[K" + CutToWidth(EscapedMessage(line), mErrWidth - std::min<std::size_t>(mErrWidth, 1)));
     mProgressShown = !line.empty();
+}
+
+void WriteFile(const std::string& path, const std::string& text) {
+    std::error_code error;
+    const bool inPlace = std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error);
+    const std::string part = inPlace ? path : fmt::format("{}.{}", path, getpid());
+    std::ofstream file(part, std::ios::binary);
+    file << text;
+    file.close();
+    if (file && !inPlace) std::filesystem::rename(part, path, error);
+    if (file && !error) return;
+    std::error_code ignored;
+    std::filesystem::remove(part, ignored);
+    throw Failure(kUsage, path + " can't be written");
 }
 
 std::string JsonText(std::string_view schema, const Json& body, int indent) {
@@ -127,9 +151,18 @@ std::string JsonText(std::string_view schema, const Json& body, int indent) {
 }
 
 std::string PlainText(const Json& body) {
-    std::string lines;
-    Flatten(body, "", lines);
-    return lines;
+    std::string first, lines;
+    for (const auto& member : body.items()) {
+        const Json& value = member.value();
+        const bool list = value.is_array() && !value.empty() && value.front().is_object();
+        if (!list) Flatten(value, member.key(), first);
+        for (std::size_t n = 0; list && n < value.size(); ++n) {
+            std::string line;
+            Flatten(value[n], "", line);
+            lines += line + "\n";
+        }
+    }
+    return first + (first.empty() ? "" : "\n") + lines;
 }
 
 std::string Bar(double part, std::size_t width) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -18,22 +19,19 @@ class Output {
  public:
     Format format = Format::kTable;
     bool quiet = false;
-    int verbose = 0;
 
-    /// Takes colour and width from the terminal, NO_COLOR and COLUMNS.
+    /// Takes colour and width from the terminal, NO_COLOR and COLUMNS; without a terminal nothing is cut.
     Output();
 
-    /// Prints the result of a command, once: as one JSON object that begins with its schema, as key=value lines of the
-    /// same object, or as the text of `people`.
+    /// Prints the result of a command, once: as one JSON object that begins with its schema, as PlainText of the same
+    /// object, or as the text of `people`.
     void Emit(std::string_view schema, const Json& body, const std::function<std::string()>& people);
-    /// Prints one of a series of results as soon as it is known: a JSON object a line, key=value lines ended by an
-    /// empty one, or the text of `people`.
+    /// Prints one of a series of results as soon as it is known: a JSON object a line, PlainText, or the
+    /// text of `people`.
     void EmitItem(std::string_view schema, const Json& body, const std::function<std::string()>& people);
 
     /// A line for people on standard error, unless -q.
     void Say(const std::string& line);
-    /// As Say, with -v only.
-    void Detail(const std::string& line);
     void Error(const std::string& line);
     /// Asks for confirmation before something ends or is lost; with `yes` only prints what. Throws Failure: kRefused
     /// unless the answer is y, kUsage when nobody can be asked.
@@ -45,6 +43,7 @@ class Output {
     void Progress(const std::string& line);
 
     bool HasProgress() const { return mErrIsTerminal && !quiet; }
+    bool IsTerminal() const { return mOutIsTerminal; }
     std::size_t Width() const { return mWidth; }
     bool Colour() const { return mColour; }
     std::string Paint(const std::string& text, Style style) const { return Styled(text, style, mColour); }
@@ -53,16 +52,22 @@ class Output {
  private:
     void Line(const std::string& text);
 
+    std::recursive_mutex mMutex;  ///< work on several boards prints from several threads
+    bool mOutIsTerminal;
     bool mErrIsTerminal;
     bool mColour;
-    std::size_t mWidth;
+    std::size_t mWidth, mErrWidth;
     bool mProgressShown = false;
 };
+
+/// Replaces a file atomically: no reader sees a partial one. Throws Failure.
+void WriteFile(const std::string& path, const std::string& text);
 
 /// \return the object with its schema in front, in ASCII, without characters that control a terminal
 std::string JsonText(std::string_view schema, const Json& body, int indent = 2);
 
-/// \return key=value lines, with keys such as streams.0.group; values are escaped, so that each stays on its line
+/// \return a line for each object in the lists of the body, and first one for its other members: key=value with blanks
+/// between and keys such as streams.0.group. Values are escaped, and quoted where they have blanks or quotes
 std::string PlainText(const Json& body);
 
 /// \return a bar of `width` characters for a part from 0 to 1

@@ -38,6 +38,7 @@ std::string Styled(const std::string& text, Style style, bool colour) {
 
 void Table::Add(std::vector<Cell> row) {
     row.resize(mColumns.size(), Cell(""));
+    for (Cell& cell : row) std::replace(cell.text.begin(), cell.text.end(), '\n', ' ');  // a row is one line
     mRows.push_back(std::move(row));
 }
 

@@ -22,9 +22,8 @@ Json JsonOf(const Channel& channel) {
 
 Json JsonOf(const std::vector<Channel>& channels) {
     Json list = Json::array();
-    int index = 0;
     for (const Channel& channel : channels) {
-        Json item = {{"index", ++index}};
+        Json item = {{"index", channel.index}};
         item.update(JsonOf(channel));
         list.push_back(item);
     }

@@ -8,6 +8,7 @@
 
 #include "output/escape.h"
 #include "output/failure.h"
+#include "output/similar.h"
 #include "protocol/requests.h"
 
 namespace zulctl {
@@ -57,9 +58,12 @@ const Channel& FindChannel(const std::vector<Channel>& channels, const std::stri
     const auto found = Meant(channels, text);
     if (found.size() == 1) return *found.front();
     if (found.empty()) {
-        throw Failure(kUsage, channels.empty()
-                                  ? "the board's channel list is empty; \"zulctl scan\" fills it"
-                                  : fmt::format("no channel is \"{}\"; \"zulctl channels\" lists them", Escaped(text)));
+        if (channels.empty()) throw Failure(kUsage, "the board's channel list is empty; \"zulctl scan\" fills it");
+        std::vector<std::string> names;
+        for (const Channel& channel : channels) names.push_back(CallName(channel));
+        const std::string similar = DidYouMean(text, names);
+        throw Failure(kUsage, fmt::format("no channel is \"{}\"{}", Escaped(text),
+                                          similar.empty() ? "; \"zulctl channels\" lists them" : similar));
     }
     std::string list;
     for (const Channel* channel : found) {
@@ -67,6 +71,13 @@ const Channel& FindChannel(const std::vector<Channel>& channels, const std::stri
                             channel->id.programme, Escaped(channel->name));
     }
     throw Failure(kUsage, fmt::format("\"{}\" may be one of these:{}", Escaped(text), list));
+}
+
+bool Matches(const Channel& channel, const std::string& text) {
+    for (std::size_t at = 0; at + text.size() <= channel.name.size(); ++at) {
+        if (BeginsWith(std::string_view(channel.name).substr(at), text)) return true;
+    }
+    return channel.NumberText().starts_with(text);
 }
 
 std::string CallName(const Channel& channel) {

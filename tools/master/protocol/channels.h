@@ -12,6 +12,9 @@ namespace zulctl {
 /// beginning of one, without regard to case. Throws Failure(kUsage) when none or several match.
 const Channel& FindChannel(const std::vector<Channel>& channels, const std::string& text);
 
+/// \return whether the name contains a text, without regard to case, or the number begins with it
+bool Matches(const Channel& channel, const std::string& text);
+
 /// \return name, or number, or ids: whichever is best for people; not escaped
 std::string CallName(const Channel& channel);
 

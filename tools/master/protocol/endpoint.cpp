@@ -42,6 +42,9 @@ std::optional<std::uint32_t> ParseAddress(std::string_view text) {
 }
 
 std::optional<Endpoint> ParseEndpoint(std::string_view text) {
+    for (const std::string_view prefix : {"udp://", "@"}) {
+        if (text.starts_with(prefix)) text.remove_prefix(prefix.size());
+    }
     const std::size_t colon = text.rfind(':');
     if (colon == std::string_view::npos) return std::nullopt;
     const auto address = ParseAddress(text.substr(0, colon));

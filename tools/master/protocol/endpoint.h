@@ -31,7 +31,8 @@ std::string EndpointText(const Endpoint& endpoint);
 
 /// \return the address of a dotted text of four numbers from 0 to 255, or nothing for any other text
 std::optional<std::uint32_t> ParseAddress(std::string_view text);
-/// \return the endpoint of "address:port" with a port from 1 to 65535, or nothing
+/// \return the endpoint of "address:port" with a port from 1 to 65535, also as players write it,
+/// "udp://@address:port", or nothing
 std::optional<Endpoint> ParseEndpoint(std::string_view text);
 
 /// \return the whole text as a number in base 10 or 16 that is no larger than `most`, or nothing

@@ -27,7 +27,6 @@ struct FieldRange {
 constexpr FieldRange kPageFields[] = {{"x", -1280, 1280}, {"y", -768, 768},       {"width", 0, 1280},
                                       {"height", 0, 768}, {"page alpha", 0, 255}, {"video alpha", 0, 255}};
 constexpr std::size_t kLongestUrl = 255;  // what the player's message holds
-constexpr int kHighestKey = 65534;
 constexpr std::size_t kLanguageSize = 3;
 
 /// "eng:3" as "eng,3".
@@ -79,21 +78,6 @@ std::string PageText(const PageRequest& request) {
         pending.clear();
     }
     return text;
-}
-
-std::string PageKeyText(int key) {
-    if (key < 0 || key > kHighestKey) Wrong("a key is a number from 0 to {}", kHighestKey);
-    return fmt::format("URLkey{}", key);
-}
-
-std::string ScaleText(int x, int y, int width, int height, int alpha) {
-    for (const int percent : {x, y, width, height}) {
-        if (percent < 0 || percent > 100) Wrong("places and sizes are percent, 0 to 100, not {}", percent);
-    }
-    if (alpha < 0 || alpha > 255) Wrong("alpha goes from 0 (hidden) to 255 (opaque), not {}", alpha);
-    if (x + width > 100 || y + height > 100)
-        Wrong("this reaches beyond the screen: {}+{} by {}+{} percent", x, width, y, height);
-    return fmt::format("VSCALE,{},{},{},{},{}", x, y, width, height, alpha);
 }
 
 std::string CaptionsText(const std::string& service) {

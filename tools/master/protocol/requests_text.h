@@ -21,12 +21,6 @@ struct PageRequest {
         fields;  ///< x, y, width, height on a plane of 1280 by 768, alpha of the page, of the video
 };
 std::string PageText(const PageRequest& request);
-/// URLkey: passes a key to the browser, 0 to 65534.
-std::string PageKeyText(int key);
-
-/// VSCALE: top left corner, width and height in percent, alpha 0 to 255.
-std::string ScaleText(int x, int y, int width, int height, int alpha);
-
 /// SUBS: "off" or a caption service from 1 to 6.
 std::string CaptionsText(const std::string& service);
 

@@ -91,6 +91,7 @@ ScalReport ParseScalReport(std::string_view text) {
             break;
         }
         if (auto channel = TakeLine(walk)) {
+            channel->index = static_cast<int>(report.channels.size()) + 1;
             report.channels.push_back(*std::move(channel));
             continue;
         }

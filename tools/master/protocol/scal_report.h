@@ -19,7 +19,8 @@ struct Channel {
     int videoType = 0;     ///< stream_type of ISO/IEC 13818-1; 0 for none
     int audioType = 0;
     bool scrambled = false;
-    std::string name;  ///< UTF-8 without blanks at its end; not escaped
+    std::string name{};  ///< UTF-8 without blanks at its end; not escaped
+    int index = 0;       ///< position in the list, from 1, by which commands take it too
 
     /// \return "7.1", or an empty text where there is no number
     std::string NumberText() const;

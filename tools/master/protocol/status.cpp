@@ -132,6 +132,10 @@ std::optional<Minutes> ParseBroadcastTime(std::string_view reply) {
     return walk.Ok() ? MomentOf(day, hhmm) : std::nullopt;
 }
 
+ChannelRange ChannelsOf(const std::string& tunerMode) {
+    return tunerMode == "ATSC" ? ChannelRange{2, 69} : ChannelRange{};
+}
+
 std::optional<ScanState> ParseScanState(std::string_view reply) {
     if (reply.size() != 4 || reply[0] != 0) return std::nullopt;
     ScanState state{static_cast<unsigned char>(reply[1]), static_cast<unsigned char>(reply[2]),
@@ -167,15 +171,6 @@ std::optional<int> ParseUpgradeState(std::string_view reply) {
 const char* UpgradeStateName(int state) {
     constexpr const char* kNames[] = {"idle", "downloading", "burning", "download failed", "burn failed"};
     return state >= 0 && state < 5 ? kNames[state] : "unknown";
-}
-
-std::optional<int> ParseResolution(std::string_view reply) {
-    TextWalk walk(reply);
-    walk.Take("RESOLUTION");
-    const bool negative = walk.LooksAt("-") && walk.Take("-");
-    const int number = walk.Small(0x7FFFFFFF);
-    walk.Take(" OK\r\n");
-    return walk.Ok() ? std::optional(negative ? -number : number) : std::nullopt;
 }
 
 }  // namespace zulctl

@@ -1,6 +1,7 @@
-/// The replies of STATUS, IP?, VERS, TIME, SCA?, UPGR? and RESOLUTION?.
+/// The replies of STATUS, IP?, VERS, TIME, SCA? and UPGR?.
 #pragma once
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -61,6 +62,14 @@ std::optional<std::string> ParseVersion(std::string_view reply);
 /// \return the moment of "TIME d3a4 1930 OK"
 std::optional<Minutes> ParseBroadcastTime(std::string_view reply);
 
+/// The channels that a tuner has, and that a scan walks over.
+struct ChannelRange {
+    int first = 1, last = 158;
+    /// \return how much of the range lies before a channel
+    int Percent(int channel) const { return std::clamp((channel - first) * 100 / (last - first + 1), 0, 100); }
+};
+ChannelRange ChannelsOf(const std::string& tunerMode);
+
 /// The four bytes of SCA?.
 struct ScanState {
     enum class State { kIdle, kRunning, kDone, kError, kUnknown };
@@ -74,8 +83,5 @@ const char* ScanStateName(ScanState::State state);
 /// \return the state, 0 to 4, of "UPGRSTATUS1 OK"
 std::optional<int> ParseUpgradeState(std::string_view reply);
 const char* UpgradeStateName(int state);
-
-/// \return the number of "RESOLUTION3 OK"
-std::optional<int> ParseResolution(std::string_view reply);
 
 }  // namespace zulctl

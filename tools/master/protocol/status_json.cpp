@@ -23,23 +23,34 @@ Json JsonOf(const TransmitterStatus& status) {
 }
 
 Json JsonOf(const ReceiverStatus& status) {
-    return {{"last_unit", status.lastUnit}, {"plays_stream", status.playsStream}, {"group", status.address},
-            {"port", status.port},          {"programme", status.programme},      {"video_code", status.video},
-            {"audio_code", status.audio},   {"browser_up", status.browserUp},     {"load_percent", status.load}};
+    const bool ordered = !status.address.empty() && status.address != "0.0.0.0";
+    return {{"last_unit", status.lastUnit},
+            {"plays_stream", status.playsStream},
+            {"group", ordered ? Json(status.address) : Json()},
+            {"port", ordered ? Json(status.port) : Json()},
+            {"programme", status.playsStream ? Json(status.programme) : Json()},
+            {"video_code", status.video},
+            {"audio_code", status.audio},
+            {"browser_up", status.browserUp},
+            {"load_percent", status.load}};
+}
+
+Json JsonOf(const ScanState& scan) {
+    return {{"state", ScanStateName(scan.state)}, {"channel", scan.channel}, {"found", scan.found}};
 }
 
 Json BoardJson(const std::string& name, const Endpoint& at, Role role,
                const std::optional<TransmitterStatus>& transmitter, const std::optional<ReceiverStatus>& receiver,
-               const std::string& error) {
-    Json board = {{"name", name},
-                  {"address", AddressText(at.address)},
-                  {"port", at.port},
-                  {"role", RoleName(role)},
-                  {"answered", error.empty()}};
-    if (transmitter) board["transmitter"] = JsonOf(*transmitter);
-    if (receiver) board["receiver"] = JsonOf(*receiver);
-    if (!error.empty()) board["error"] = error;
-    return board;
+               const std::optional<ScanState>& scan, const std::string& error) {
+    return {{"name", name},
+            {"address", AddressText(at.address)},
+            {"port", at.port},
+            {"role", RoleName(role)},
+            {"answered", error.empty()},
+            {"error", error.empty() ? Json() : Json(error)},
+            {"transmitter", transmitter ? JsonOf(*transmitter) : Json()},
+            {"scan", scan ? JsonOf(*scan) : Json()},
+            {"receiver", receiver ? JsonOf(*receiver) : Json()}};
 }
 
 }  // namespace zulctl

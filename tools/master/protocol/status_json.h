@@ -11,11 +11,13 @@ namespace zulctl {
 
 nlohmann::ordered_json JsonOf(const TransmitterStatus& status);
 nlohmann::ordered_json JsonOf(const ReceiverStatus& status);
+nlohmann::ordered_json JsonOf(const ScanState& scan);
 
 /// A board and its reply to STATUS, by role; neither is given without a reply.
 /// \param error  why there is none, or an empty text
 nlohmann::ordered_json BoardJson(const std::string& name, const Endpoint& at, Role role,
                                  const std::optional<TransmitterStatus>& transmitter,
-                                 const std::optional<ReceiverStatus>& receiver, const std::string& error);
+                                 const std::optional<ReceiverStatus>& receiver, const std::optional<ScanState>& scan,
+                                 const std::string& error);
 
 }  // namespace zulctl

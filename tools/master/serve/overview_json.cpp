@@ -23,7 +23,7 @@ Json StatusOf(const BoardState& board) {
     if (error.empty() && !board.lastAnswer) error = "not asked yet";
     const bool answered = error.empty();
     return BoardJson(board.name, board.at, board.role, answered ? board.transmitter : std::nullopt,
-                     answered ? board.receiver : std::nullopt, error);
+                     answered ? board.receiver : std::nullopt, board.scan, error);
 }
 
 /// What the page shows of a board: its last status stays while it doesn't answer.
@@ -38,10 +38,7 @@ Json JsonOf(const BoardState& board, Clock::time_point now, const std::optional<
     json["version"] = board.version;
     json["dark"] = dark ? JsonOf(*dark) : Json();
     if (board.role != Role::kTransmitter) return json;
-    json["scan"] = board.scan ? Json({{"state", ScanStateName(board.scan->state)},
-                                      {"channel", board.scan->channel},
-                                      {"found", board.scan->found}})
-                              : Json();
+    json["scan"] = board.scan ? JsonOf(*board.scan) : Json();
     const auto clock = BroadcastNow(board, now);
     json["broadcast_time"] = clock ? Json(UtcSeconds(*clock)) : Json();
     json["channels_revision"] = board.channelsRevision;
