@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
+#include <memory>
 #include <string>
 
 #include "common/mapped_file.h"
@@ -22,18 +22,18 @@ class TransportFile {
     explicit TransportFile(const std::string& path);
 
     /// \return whole packets, at least one
-    std::span<const std::uint8_t> Bytes() const { return mBytes; }
+    Bytes Content() const { return mContent; }
 
     /// \return bits per second, by the clock references of the first PID that has any (ISO/IEC 13818-1, 2.4.2.2)
     double Rate() const { return mRate; }
 
  private:
-    common::MappedFile mFile;
-    std::span<const std::uint8_t> mBytes;
+    std::shared_ptr<const Bytes> mFile;
+    Bytes mContent;
     double mRate;
 };
 
 /// \return rate of a transport stream by its clock references; kChannelRate with fewer than two
-double RateByClock(std::span<const std::uint8_t> stream);
+double RateByClock(Bytes stream);
 
 }  // namespace board

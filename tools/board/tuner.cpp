@@ -126,7 +126,7 @@ void Tuner::Deliver(const Station& station, std::span<std::uint8_t> buffer) {
     if (!station.stream) {
         FillWithNulls(buffer);
     } else {
-        const auto stream = station.stream->Bytes();
+        const auto stream = station.stream->Content();
         for (std::size_t filled = 0; filled < buffer.size();) {
             if (mPosition >= stream.size()) mPosition = 0;
             const std::size_t size = std::min(buffer.size() - filled, stream.size() - mPosition);

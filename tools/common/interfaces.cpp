@@ -1,6 +1,7 @@
 // Interfaces, as getifaddrs(3) lists them: an entry for each address of each interface.
 #include "common/interfaces.h"
 
+#include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <linux/if_packet.h>
 #include <net/if.h>
@@ -50,11 +51,9 @@ std::vector<Interface> Interfaces() {
 }
 
 std::string AddressText(std::uint32_t address) {
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        text += std::to_string(address >> shift & 0xFF) + (shift > 0 ? "." : "");
-    }
-    return text;
+    const in_addr network{htonl(address)};
+    char text[INET_ADDRSTRLEN];
+    return inet_ntop(AF_INET, &network, text, sizeof text);
 }
 
 }  // namespace common

@@ -8,21 +8,19 @@
 
 namespace common {
 
-MappedFile::MappedFile(const std::string& path) {
+std::shared_ptr<const Bytes> MapFile(const std::string& path) {
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file == -1) return;
-    mOpen = true;
+    if (file == -1) return nullptr;
     struct stat status {};
-    if (fstat(file, &status) == 0 && status.st_size > 0) {
-        const auto size = static_cast<std::size_t>(status.st_size);
-        void* const address = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);
-        if (address != MAP_FAILED) mBytes = {static_cast<const std::uint8_t*>(address), size};
-    }
+    fstat(file, &status);
+    const auto size = static_cast<std::size_t>(status.st_size);
+    void* const address = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);  // fails for an empty file
     close(file);
-}
-
-MappedFile::~MappedFile() {
-    if (!mBytes.empty()) munmap(const_cast<std::uint8_t*>(mBytes.data()), mBytes.size());
+    if (address == MAP_FAILED) return std::make_shared<const Bytes>();
+    return {new Bytes(static_cast<const std::uint8_t*>(address), size), [address, size](const Bytes* bytes) {
+                munmap(address, size);
+                delete bytes;
+            }};
 }
 
 }  // namespace common

@@ -1,28 +1,15 @@
 /// Files in memory.
 #pragma once
 
-#include <cstdint>
-#include <span>
+#include <memory>
 #include <string>
+
+#include "bytes.h"
 
 namespace common {
 
-/// A file that is mapped into memory for reading.
-class MappedFile {
- public:
-    explicit MappedFile(const std::string& path);
-    MappedFile(const MappedFile&) = delete;
-    MappedFile& operator=(const MappedFile&) = delete;
-    ~MappedFile();
-
-    /// \return false where the file can't be opened
-    bool IsOpen() const { return mOpen; }
-    /// \return its content; nothing for a file that is empty or can't be read
-    std::span<const std::uint8_t> Bytes() const { return mBytes; }
-
- private:
-    bool mOpen = false;
-    std::span<const std::uint8_t> mBytes;
-};
+/// \return the content of a file, mapped into memory as long as a copy of the pointer lives; nothing for a file that is
+/// empty or can't be read. Null where it can't be opened.
+std::shared_ptr<const Bytes> MapFile(const std::string& path);
 
 }  // namespace common

@@ -2,14 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "descriptors.h"
 #include "multiple_string.h"
 #include "packetizer.h"
-#include "vct_writer.h"
 
 namespace mux {
 
@@ -31,6 +30,15 @@ struct Audio {
     unsigned tone = 440;         ///< Hz
 };
 
+/// One service of a caption_service_descriptor (A/65, 6.9.2).
+struct CaptionService {
+    std::string language = "eng";
+    bool digital = true;       ///< digital_cc; false: line 21 data
+    std::uint8_t service = 1;  ///< caption_service_number 1 to 63; for line 21 data 0 or 1, the field
+    bool easyReader = false;
+    bool wideAspect = false;
+};
+
 /// One event of a programme's guide.
 struct GuideEvent {
     std::uint16_t id = 0;          ///< 1 to 0x3FFF, unique in the programme
@@ -47,7 +55,7 @@ struct Programme {
     std::uint16_t major = 0;
     std::uint16_t minor = 0;
     std::uint16_t sourceId = 0;
-    std::uint8_t modulation = kModulation8Vsb;
+    std::uint8_t modulation = 4;         ///< modulation_mode: 2 64-QAM, 3 256-QAM, 4 8-VSB
     std::uint32_t carrierFrequency = 0;  ///< Hz
     bool scrambled = false;              ///< payloads are randomised and marked as scrambled
     bool hidden = false;
@@ -59,19 +67,7 @@ struct Programme {
 };
 
 /// Repetition of the tables: longest interval in milliseconds.
-struct Repetition {
-    unsigned pat = 100;
-    unsigned pmt = 100;
-    unsigned mgt = 150;
-    unsigned vct = 400;
-    unsigned stt = 1'000;
-    unsigned eit0 = 500;
-    unsigned eit1 = 3'000;
-    unsigned eitLater = 10'000;
-    unsigned channelEtt = 3'000;
-    unsigned ett0 = 3'000;
-    unsigned ettLater = 30'000;
-};
+using Repetition = std::map<std::string, unsigned>;
 
 struct Description {
     unsigned rate = 19'392'658;  ///< bits a second of the whole multiplex
@@ -82,16 +78,14 @@ struct Description {
     bool daylightSaving = false;
     std::uint8_t version = 0;  ///< first version_number of every table but the STT
     Packing packing = Packing::kAligned;
-    Repetition repetition;
+    Repetition repetition = {{"pat", 100},           {"pmt", 100},    {"mgt", 150},         {"vct", 400},
+                             {"stt", 1'000},         {"eit0", 500},   {"eit1", 3'000},      {"eit_later", 10'000},
+                             {"channel_ett", 3'000}, {"ett0", 3'000}, {"ett_later", 30'000}};
     std::vector<Programme> programmes{};
 };
 
 /// Seconds from the Unix epoch to the GPS epoch.
 inline constexpr std::int64_t kGpsEpoch = 315'964'800;
-
-/// Checks consistency across fields: unique programme numbers, PIDs, source ids and event ids, PIDs that no table has.
-/// Throws Error naming the first two that collide.
-void CheckDescription(const Description& description);
 
 /// PIDs of the guide's tables: EIT-k and the event ETT-k, k up to 127, and the channel ETT.
 inline constexpr std::uint16_t kPidEit0 = 0x1D00;

@@ -1,10 +1,10 @@
 // Descriptions of multiplexes, read from JSON.
 #include "description_json.h"
 
-#include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <fstream>
-#include <sstream>
+#include <map>
 
 #include "json_members.h"
 
@@ -80,8 +80,7 @@ void ReadChannelNumber(const std::string& channel, Programme& programme) {
 }
 
 void ReadCarrier(Members& members, Programme& programme) {
-    members.Choose("modulation", programme.modulation,
-                   {{"8vsb", kModulation8Vsb}, {"qam64", kModulationQam64}, {"qam256", kModulationQam256}});
+    members.Choose<std::uint8_t>("modulation", programme.modulation, {{"8vsb", 4}, {"qam64", 2}, {"qam256", 3}});
     members.Read("frequency", programme.carrierFrequency);
 }
 
@@ -103,34 +102,47 @@ Programme ReadProgramme(const json& value, const Programme& usual, std::size_t i
     members.Read("hidden", programme.hidden);
     if (const auto* const video = members.Find("video"))
         programme.video = ReadVideo(*video, static_cast<std::uint16_t>(base + 1));
-    for (const json& audio : members.List("audio"))
+    members.Each("audio", [&](const json& audio) {
         programme.audio.push_back(ReadAudio(audio, static_cast<std::uint16_t>(base + 4 + programme.audio.size())));
-    for (const json& caption : members.List("captions")) programme.captions.push_back(ReadCaption(caption));
+    });
+    members.Each("captions", [&](const json& caption) { programme.captions.push_back(ReadCaption(caption)); });
     if (const auto* const text = members.Find("text")) programme.text = ReadText(*text);
     if (const auto* const guide = members.Find("guide")) programme.events = ReadGuide(*guide, startUtc);
     members.CheckAllRead();
     return programme;
 }
 
-void ReadRepetition(const json& value, Repetition& repetition) {
-    Members members(value);
-    for (const auto& [key, period] : {std::pair("pat", &repetition.pat),
-                                      {"pmt", &repetition.pmt},
-                                      {"mgt", &repetition.mgt},
-                                      {"vct", &repetition.vct},
-                                      {"stt", &repetition.stt},
-                                      {"eit0", &repetition.eit0},
-                                      {"eit1", &repetition.eit1},
-                                      {"eit_later", &repetition.eitLater},
-                                      {"channel_ett", &repetition.channelEtt},
-                                      {"ett0", &repetition.ett0},
-                                      {"ett_later", &repetition.ettLater}}) {
-        members.Read(key, *period, 10, 600'000);
+// Numbers, PIDs, source ids and event ids are unique, and no PID is that of a table.
+void CheckUnique(const Description& description) {
+    std::map<std::pair<std::string, unsigned>, std::string> owners;
+    const auto take = [&owners](const std::string& kind, unsigned number, const std::string& owner) {
+        const auto [at, added] = owners.emplace(std::pair(kind, number), owner);
+        if (!added) Fail("{} {}: both {} and {}", kind, number, at->second, owner);
+    };
+    take("PID", kPidPat, "the PAT");
+    take("PID", kPidPsip, "the PSIP tables");
+    take("PID", kPidNull, "null packets");
+    take("PID", kPidChannelEtt, "the channel texts");
+    for (unsigned k = 0; k < 128; ++k) {
+        take("PID", kPidEit0 + k, fmt::format("EIT-{}", k));
+        take("PID", kPidEtt0 + k, fmt::format("ETT-{}", k));
     }
-    members.CheckAllRead();
+    for (const Programme& programme : description.programmes) {
+        const std::string owner = fmt::format("programme {}", programme.number);
+        if (programme.number == 0) Fail("programme number 0 names the network information, no programme");
+        take("programme number", programme.number, owner);
+        take("source_id", programme.sourceId, owner);
+        take("PID", programme.pmtPid, "the PMT of " + owner);
+        if (programme.video) take("PID", programme.video->pid, "the video of " + owner);
+        for (const Audio& audio : programme.audio) take("PID", audio.pid, "the audio of " + owner);
+        for (const GuideEvent& event : programme.events) {
+            take("event id of " + owner, event.id,
+                 event.title.empty() ? "an event" : "\"" + event.title.front().text + "\"");
+        }
+    }
 }
 
-Description ReadDescription(const json& value, std::optional<std::uint32_t> start) {
+Description ReadDescription(const json& value, const std::string& start) {
     Description description;
     Members members(value);
     members.Find("comment");
@@ -141,20 +153,22 @@ Description ReadDescription(const json& value, std::optional<std::uint32_t> star
     members.Read("daylight_saving", description.daylightSaving);
     members.Read("version", description.version, 0, 31);
     members.Choose("sections", description.packing, {{"aligned", Packing::kAligned}, {"dense", Packing::kDense}});
-    if (const auto* const repetition = members.Find("repetition")) ReadRepetition(*repetition, description.repetition);
+    if (const auto* const repetition = members.Find("repetition")) {
+        Members periods(*repetition);
+        for (auto& [table, period] : description.repetition) periods.Read(table, period, 10, 600'000);
+        periods.CheckAllRead();
+    }
     std::string moment = kUsualStart;
     members.Read("start", moment);
-    const std::int64_t utc = ParseUtc(moment);
-    description.start = start ? *start : static_cast<std::uint32_t>(utc - kGpsEpoch + description.gpsUtcOffset);
-    const std::int64_t startUtc = description.start + kGpsEpoch - description.gpsUtcOffset;
+    const std::int64_t startUtc = ParseUtc(start.empty() ? moment : start);
+    description.start = static_cast<std::uint32_t>(startUtc - kGpsEpoch + description.gpsUtcOffset);
     Programme usual;
-    usual.modulation = kModulation8Vsb;
     ReadCarrier(members, usual);
-    for (const json& programme : members.List("programmes")) {
+    members.Each("programmes", [&](const json& programme) {
         description.programmes.push_back(ReadProgramme(programme, usual, description.programmes.size(), startUtc));
-    }
+    });
     members.CheckAllRead();
-    CheckDescription(description);
+    CheckUnique(description);
     return description;
 }
 
@@ -175,7 +189,7 @@ TextString ReadTextString(const json& value) {
 
 }  // namespace
 
-Text ReadText(const nlohmann::json& value) {
+Text ReadText(const json& value) {
     if (value.is_string()) return {{.text = value.get<std::string>()}};
     if (value.is_object()) return {ReadTextString(value)};
     if (!value.is_array()) Expected("text", "a text, an object or an array of objects", value);
@@ -185,40 +199,28 @@ Text ReadText(const nlohmann::json& value) {
 }
 
 std::int64_t ParseUtc(const std::string& text) {
-    using namespace std::chrono;
-    if (text == "now") return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
-    int y = 0, used = 0;
-    unsigned mo = 0, d = 0, h = 0, mi = 0, s = 0;
-    const int fields = std::sscanf(text.c_str(), "%4d-%2u-%2uT%2u:%2u:%2uZ%n", &y, &mo, &d, &h, &mi, &s, &used);
-    const year_month_day date{year(y), month(mo), day(d)};
-    const bool good =
-        fields == 6 && static_cast<std::size_t>(used) == text.size() && date.ok() && h < 24 && mi < 60 && s < 60;
-    const auto utc = sys_days(date).time_since_epoch() + hours(h) + minutes(mi) + seconds(s);
-    const std::int64_t unixTime = duration_cast<seconds>(utc).count();
-    if (!good || unixTime < kGpsEpoch || unixTime - kGpsEpoch > UINT32_MAX - 255) {
-        throw Error("\"" + text + "\": a moment as \"" + kUsualStart + "\" or \"now\" was expected");
+    if (text == "now") return std::time(nullptr);
+    std::tm moment{};
+    const char* const end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%SZ", &moment);
+    const int day = moment.tm_mday;
+    const std::int64_t utc = timegm(&moment);  // makes 30 February a day of March
+    if (end == nullptr || *end != '\0' || moment.tm_mday != day || utc < kGpsEpoch ||
+        utc - kGpsEpoch > UINT32_MAX - 255) {
+        Fail("\"{}\": a moment as \"{}\" or \"now\" was expected", text, kUsualStart);
     }
-    return unixTime;
+    return utc;
 }
 
-Description ParseDescription(const std::string& json, std::optional<std::uint32_t> start) {
-    try {
-        return ReadDescription(nlohmann::json::parse(json, nullptr, true, true), start);  // comments are allowed
-    } catch (const nlohmann::json::exception& error) {
-        throw Error(error.what());
-    }
+Description ParseDescription(const std::string& text, const std::string& start) {
+    return ReadDescription(json::parse(text, nullptr, true, true), start);  // comments are allowed
 }
 
-Description LoadDescription(const std::string& file, std::optional<std::uint32_t> start) {
+Description LoadDescription(const std::string& file, const std::string& start) try {
     std::ifstream stream(file);
-    std::stringstream text;
-    text << stream.rdbuf();
-    if (!stream) throw Error(file + ": it can't be read");
-    try {
-        return ParseDescription(text.str(), start);
-    } catch (const Error& error) {
-        throw Error(file + ": " + error.what());
-    }
+    if (!stream) Fail("it can't be read");
+    return ParseDescription(std::string(std::istreambuf_iterator<char>(stream), {}), start);
+} catch (const std::exception& error) {
+    Fail("{}: {}", file, error.what());
 }
 
 }  // namespace mux

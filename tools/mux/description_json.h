@@ -3,21 +3,20 @@
 
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
-#include <optional>
 #include <string>
 
 #include "description.h"
 
 namespace mux {
 
-/// Reads a description. \param start  system_time of its start, GPS seconds, instead of that in the text
-/// Throws Error naming the key that is wrong.
-Description ParseDescription(const std::string& json, std::optional<std::uint32_t> start = std::nullopt);
+/// Reads a description from text. \param start  replaces its "start", unless empty
+/// Throws std::exception naming the key that is wrong, or the first two owners of a number that must be unique.
+Description ParseDescription(const std::string& json, const std::string& start = "");
 
-/// The same from a file. Also throws Error when it can't be read; the message begins with the file name.
-Description LoadDescription(const std::string& file, std::optional<std::uint32_t> start = std::nullopt);
+/// The same from a file. Throws std::runtime_error also when it can't be read; the message begins with the file name.
+Description LoadDescription(const std::string& file, const std::string& start = "");
 
-/// A moment as "2026-03-01T18:00:00Z", or "now". \return Unix time. Throws Error for anything else.
+/// A moment as "2026-03-01T18:00:00Z", or "now". \return Unix time. Throws std::runtime_error for anything else.
 std::int64_t ParseUtc(const std::string& text);
 
 /// A text: a string, in English and in the smallest coding, or an object or an array of objects with "text",

@@ -2,44 +2,33 @@
 #pragma once
 
 #include <span>
-#include <string>
 
-#include "multiple_string.h"
+#include "description.h"
 #include "section.h"
 
 namespace mux {
 
-/// One service of a caption_service_descriptor (A/65, 6.9.2).
-struct CaptionService {
-    std::string language = "eng";
-    bool digital = true;       ///< digital_cc; false: line 21 data
-    std::uint8_t service = 1;  ///< caption_service_number 1 to 63; for line 21 data 0 or 1, the field
-    bool easyReader = false;
-    bool wideAspect = false;
-};
+/// stream_type of our streams.
+inline constexpr std::uint8_t kStreamMpeg2Video = 0x02;
+inline constexpr std::uint8_t kStreamAc3 = 0x81;
 
-/// registration_descriptor (ISO/IEC 13818-1, 2.6.8) with a format_identifier of four letters.
-Octets RegistrationDescriptor(std::string_view identifier);
+/// registration_descriptor (ISO/IEC 13818-1, 2.6.8) of ATSC programmes.
+Octets RegistrationDescriptor();
 
-/// ISO_639_language_descriptor (ISO/IEC 13818-1, 2.6.18) of one language. \param audioType  0 to 255
-Octets LanguageDescriptor(std::string_view language, std::uint8_t audioType);
+/// ISO_639_language_descriptor (ISO/IEC 13818-1, 2.6.18) of one language.
+Octets LanguageDescriptor(const Audio& audio);
 
-/// AC-3 audio_stream_descriptor (A/52, A4.3) of a complete main service in stereo.
-/// \param bitRate  bits per second, rounded up to a rate of A/52
-Octets Ac3Descriptor(std::string_view language, unsigned bitRate);
+/// AC-3 audio_stream_descriptor (A/52, A4.3) of a complete main service in stereo; the bit rate is rounded up to one of
+/// A/52.
+Octets Ac3Descriptor(const Audio& audio);
 
-/// caption_service_descriptor (A/65, 6.9.2). Throws Error for more than 31 services or a service out of range.
+/// caption_service_descriptor (A/65, 6.9.2). Throws std::runtime_error for more than 31 services.
 Octets CaptionDescriptor(std::span<const CaptionService> services);
 
-/// service_location_descriptor (A/65, 6.9.5).
-struct ServiceElement {
-    std::uint8_t streamType = 0;
-    std::uint16_t pid = 0;
-    std::string language{};  ///< empty: none
-};
-Octets ServiceLocationDescriptor(std::uint16_t pcrPid, std::span<const ServiceElement> elements);
+/// service_location_descriptor (A/65, 6.9.5). Throws std::runtime_error where it has no room for all streams.
+Octets ServiceLocationDescriptor(const Programme& programme);
 
-/// extended_channel_name_descriptor (A/65, 6.9.4).
-Octets ExtendedChannelNameDescriptor(const Text& name);
+/// PID of a programme's clock: the video's, or else the first audio's; without either there is none.
+std::uint16_t PcrPid(const Programme& programme);
 
 }  // namespace mux

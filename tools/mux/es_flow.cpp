@@ -27,24 +27,24 @@ std::size_t PacketsOf(const AccessUnit& unit) {
 
 }  // namespace
 
-EsFlow::EsFlow(std::uint16_t pid, std::unique_ptr<ElementaryStream> stream, Ticks length, std::minstd_rand* scrambler)
+EsFlow::EsFlow(const StreamPlan& plan, ElementaryStream stream, Ticks length, std::minstd_rand* scrambler)
     : Flow(Urgency::kStream),
-      mPid(pid),
+      mPid(plan.pid),
+      mStreamId(plan.streamId),
       mStream(std::move(stream)),
       mLength(length - kSeamGuard),
       mScrambler(scrambler) {
     CountPackets();
-    Ticks arrived = 0;
-    for (std::size_t i = 0, sent = 0; i < mStream->Units().size(); ++i) {
-        sent += PacketsOf(mStream->Units()[i]) + mExtra[i];
-        arrived = mLength / static_cast<Ticks>(mTotal) * static_cast<Ticks>(sent);
-        mNeededDelay = std::max(mNeededDelay, To90kHz(arrived) - mStream->Units()[i].time + kMargin);
+    for (std::size_t i = 0, sent = 0; i < mStream.units.size(); ++i) {
+        sent += PacketsOf(mStream.units[i]) + mExtra[i];
+        const Ticks arrived = mLength / static_cast<Ticks>(mTotal) * static_cast<Ticks>(sent);
+        mNeededDelay = std::max(mNeededDelay, To90kHz(arrived) - TimeOf(i) + kMargin);
     }
     mDelay = mNeededDelay;
 }
 
 void EsFlow::CountPackets() {
-    const auto& units = mStream->Units();
+    const auto& units = mStream.units;
     for (const AccessUnit& unit : units) mTotal += PacketsOf(unit);
     mExtra.assign(units.size(), 0);
     // At most double the packets of a unit, so that the rate stays even.
@@ -63,18 +63,18 @@ Ticks EsFlow::Due() const {
 }
 
 void EsFlow::LoadUnit() {
-    const AccessUnit& unit = mStream->Units()[mUnit];
+    const AccessUnit& unit = mStream.units[mUnit];
     mPes.resize(kPesHead + unit.size);
     std::uint8_t* const head = mPes.data();
     pes_init(head);
-    pes_set_streamid(head, mStream->StreamId());
+    pes_set_streamid(head, mStreamId);
     // PES_packet_length may be 0, unspecified, for video only.
-    const bool video = mStream->StreamId() == kStreamIdVideo;
+    const bool video = mStreamId == kStreamIdVideo;
     pes_set_length(head, static_cast<std::uint16_t>(video ? 0 : mPes.size() - PES_HEADER_SIZE));
     pes_set_headerlength(head, PES_HEADER_SIZE_PTS - PES_HEADER_SIZE_NOPTS);
     pes_set_dataalignment(head);
-    pes_set_pts(head, static_cast<std::uint64_t>(unit.time + mDelay) & ((std::uint64_t{1} << 33) - 1));
-    mStream->Read(mUnit, std::span(mPes).subspan(kPesHead));
+    pes_set_pts(head, static_cast<std::uint64_t>(TimeOf(mUnit) + mDelay) & ((std::uint64_t{1} << 33) - 1));
+    mStream.read(unit, std::span(mPes).subspan(kPesHead));
     mAt = 0;
     mPacketsLeft = PacketsOf(unit) + mExtra[mUnit];
 }
@@ -82,7 +82,7 @@ void EsFlow::LoadUnit() {
 Packet EsFlow::Take(Ticks) {
     const bool first = mPacketsLeft == 0;
     if (first) LoadUnit();
-    const PacketShape shape{mPid, first, first && mStream->Units()[mUnit].randomAccess};
+    const PacketShape shape{mPid, first, first && mStream.units[mUnit].randomAccess};
     const std::size_t rest = mPes.size() - mAt;
     const bool stretched = mExtra[mUnit] > 0;
     const std::size_t size = std::min(stretched ? (rest + mPacketsLeft - 1) / mPacketsLeft : rest, RoomFor(shape));
@@ -101,12 +101,9 @@ Packet EsFlow::Take(Ticks) {
     return packet;
 }
 
-PcrFlow::PcrFlow(std::uint16_t pid, const EsFlow& carrier, Ticks length)
-    : Flow(Urgency::kClock),
-      mPid(pid),
-      mCarrier(carrier),
-      mLength(length),
-      mTotal(static_cast<std::size_t>((length + kPcrPeriod - 1) / kPcrPeriod)) {}
+PcrFlow::PcrFlow(const EsFlow& carrier, Ticks length) : Flow(Urgency::kClock), mCarrier(carrier), mLength(length) {
+    mTotal = static_cast<std::size_t>((length + kPcrPeriod - 1) / kPcrPeriod);
+}
 
 Ticks PcrFlow::Due() const {
     if (mTaken == mTotal) return kNever;
@@ -117,7 +114,7 @@ Packet PcrFlow::Take(Ticks pcr) {
     Packet packet;
     std::uint8_t* const bytes = packet.data();
     ts_init(bytes);
-    ts_set_pid(bytes, mPid);
+    ts_set_pid(bytes, mCarrier.Pid());
     ts_set_adaptation(bytes, kPacketPayload - 1);
     // A packet without payload repeats the counter (2.4.3.3).
     ts_set_cc(bytes, mCarrier.LastContinuity());

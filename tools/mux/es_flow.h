@@ -1,7 +1,6 @@
 /// An elementary stream as PES packets (ISO/IEC 13818-1, 2.4.3.6), and the clock of its programme.
 #pragma once
 
-#include <memory>
 #include <random>
 
 #include "elementary_stream.h"
@@ -14,7 +13,10 @@ namespace mux {
 class EsFlow : public Flow {
  public:
     /// \param scrambler  randomises and marks the payloads when it isn't null; it must outlive the flow
-    EsFlow(std::uint16_t pid, std::unique_ptr<ElementaryStream> stream, Ticks length, std::minstd_rand* scrambler);
+    /// REQUIRES: the stream has a unit.
+    EsFlow(const StreamPlan& plan, ElementaryStream stream, Ticks length, std::minstd_rand* scrambler);
+
+    std::uint16_t Pid() const { return mPid; }
 
     /// Least presentation delay, in 90 kHz units, at which each unit arrives in time.
     std::int64_t NeededDelay() const { return mNeededDelay; }
@@ -24,7 +26,6 @@ class EsFlow : public Flow {
 
     Ticks Due() const override;
     Packet Take(Ticks pcr) override;
-    std::size_t Remaining() const override { return mTotal - mTaken; }
 
     /// continuity_counter of the packet last taken.
     std::uint8_t LastContinuity() const { return (mContinuity + 15) & 15; }
@@ -32,20 +33,21 @@ class EsFlow : public Flow {
  private:
     void CountPackets();
     void LoadUnit();
+    /// Decoding and presentation time of a unit, 90 kHz, without the delay.
+    std::int64_t TimeOf(std::size_t unit) const { return static_cast<std::int64_t>(unit) * UnitTime(mStreamId); }
 
     const std::uint16_t mPid;
-    const std::unique_ptr<ElementaryStream> mStream;
+    const std::uint8_t mStreamId;
+    const ElementaryStream mStream;
     const Ticks mLength;
     std::minstd_rand* const mScrambler;
     std::int64_t mNeededDelay = 0;
     std::int64_t mDelay = 0;
     std::vector<std::uint8_t> mExtra;  ///< for each of the last units: packets beyond what it needs
-    std::size_t mTotal = 0;
-    std::size_t mTaken = 0;
-    std::size_t mUnit = 0;         ///< unit that LoadUnit() takes
-    Octets mPes;                   ///< PES packet in progress
-    std::size_t mAt = 0;           ///< next byte of mPes
-    std::size_t mPacketsLeft = 0;  ///< of mPes
+    std::size_t mUnit = 0;             ///< unit that LoadUnit() takes
+    Octets mPes;                       ///< PES packet in progress
+    std::size_t mAt = 0;               ///< next byte of mPes
+    std::size_t mPacketsLeft = 0;      ///< of mPes
     std::uint8_t mContinuity = 0;
 };
 
@@ -53,18 +55,14 @@ class EsFlow : public Flow {
 class PcrFlow : public Flow {
  public:
     /// REQUIRES: `carrier` outlives the flow.
-    PcrFlow(std::uint16_t pid, const EsFlow& carrier, Ticks length);
+    PcrFlow(const EsFlow& carrier, Ticks length);
 
     Ticks Due() const override;
     Packet Take(Ticks pcr) override;
-    std::size_t Remaining() const override { return mTotal - mTaken; }
 
  private:
-    const std::uint16_t mPid;
     const EsFlow& mCarrier;
     const Ticks mLength;
-    std::size_t mTotal;
-    std::size_t mTaken = 0;
 };
 
 }  // namespace mux

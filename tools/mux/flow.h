@@ -37,7 +37,11 @@ class Flow {
     virtual Packet Take(Ticks pcr) = 0;
 
     /// \return packets not yet taken
-    virtual std::size_t Remaining() const = 0;
+    std::size_t Remaining() const { return mTotal - mTaken; }
+
+ protected:
+    std::size_t mTotal = 0;
+    std::size_t mTaken = 0;
 
  private:
     const Urgency mUrgency;

@@ -1,13 +1,15 @@
-// Sorts events into windows and codes them.
+// Event Information Tables and Extended Text Tables.
 #include "guide.h"
 
 #include <algorithm>
 
-#include "eit_writer.h"
-#include "ett_writer.h"
-
 namespace mux {
 namespace {
+
+// Length of the window that one EIT-k covers, seconds. Windows begin at 0, 3, 6... hours UTC.
+constexpr std::uint32_t kWindow = 10'800;
+constexpr std::size_t kMinWindows = 4;
+constexpr std::size_t kMaxWindows = 128;
 
 // An event with its coded texts, which several windows may carry.
 struct CodedEvent {
@@ -51,25 +53,36 @@ bool InWindow(const CodedEvent& coded, std::int64_t from) {
     return coded.start < from + kWindow && coded.start + std::max<std::int64_t>(1, coded.event->seconds) > from;
 }
 
+//     bytes 0-1   reserved (2 bits), event_id (14)
+//     bytes 2-5   start_time
+//     bytes 6-8   reserved (2 bits), ETM_location (2), length_in_seconds (20)
+//     byte  9     title_length
+//     bytes 10-   title_text, title_length bytes
+//     then        reserved (4 bits), descriptors_length (12)
+Octets WriteEvent(const CodedEvent& coded) {
+    const GuideEvent& event = *coded.event;
+    if (event.seconds > 0xFFFFF)
+        Fail("event {}: length_in_seconds is {}, at most 1048575 fits", event.id, event.seconds);
+    if (coded.title.size() > 255) Fail("event {}: title_length is {}, at most 255 fits", event.id, coded.title.size());
+    ByteWriter entry;
+    entry.U16(0xC000u | event.id).U32(static_cast<std::uint32_t>(coded.start));
+    entry.U24(0xC00000u | (coded.text.empty() ? 0 : 0x100000u) | event.seconds);
+    return entry.U8(coded.title.size()).Raw(coded.title).U16(0xF000).Bytes();
+}
+
 GuideWindow MakeWindow(const Description& description, const std::vector<CodedEvent>& events, std::int64_t from) {
     GuideWindow window;
     for (const Programme& programme : description.programmes) {
-        Eit eit{.sourceId = programme.sourceId, .version = description.version, .events = {}};
+        std::vector<Octets> entries;
         for (const CodedEvent& coded : events) {
             if (coded.sourceId != programme.sourceId || !InWindow(coded, from)) continue;
-            eit.events.push_back({.id = coded.event->id,
-                                  .start = static_cast<std::uint32_t>(coded.start),
-                                  .seconds = coded.event->seconds,
-                                  .etmLocation = static_cast<std::uint8_t>(coded.text.empty() ? 0 : 1),
-                                  .title = coded.title,
-                                  .descriptors = {}});
+            entries.push_back(WriteEvent(coded));
             if (coded.text.empty()) continue;
-            window.ett.push_back(WriteEtt({.extension = static_cast<std::uint16_t>(window.ett.size()),
-                                           .version = description.version,
-                                           .etmId = EventEtmId(coded.sourceId, coded.event->id),
-                                           .message = coded.text}));
+            const auto etmId = std::uint32_t{coded.sourceId} << 16 | unsigned{coded.event->id} << 2 | 2u;
+            window.ett.push_back(WriteEtt(window.ett.size(), description.version, etmId, coded.text));
         }
-        const auto sections = WriteEit(eit);
+        const auto sections = MakeCountedSections(
+            {.tableId = 0xCB, .extension = programme.sourceId, .version = description.version}, entries);
         window.eit.insert(window.eit.end(), sections.begin(), sections.end());
     }
     return window;
@@ -86,6 +99,11 @@ std::vector<GuideWindow> MakeGuide(const Description& description) {
         windows.push_back(MakeWindow(description, events, first + static_cast<std::int64_t>(k * kWindow)));
     }
     return windows;
+}
+
+Section WriteEtt(std::size_t extension, std::uint8_t version, std::uint32_t etmId, OctetView message) {
+    return MakeSection({.tableId = 0xCC, .extension = static_cast<std::uint16_t>(extension), .version = version},
+                       ByteWriter().U8(0).U32(etmId).Raw(message).Bytes());  // after protocol_version
 }
 
 }  // namespace mux

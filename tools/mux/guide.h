@@ -9,19 +9,20 @@
 
 namespace mux {
 
-/// Length of the window that one EIT-k covers, seconds. Windows begin at 0, 3, 6... hours UTC.
-inline constexpr std::uint32_t kWindow = 10'800;
-inline constexpr std::size_t kMaxWindows = 128;
-/// EITs that are sent even without an event, as A/65 requires.
-inline constexpr std::size_t kMinWindows = 4;
-
 /// EIT-k and ETT-k.
 struct GuideWindow {
     std::vector<Section> eit{};  ///< of all programmes
     std::vector<Section> ett{};  ///< of all their events with a text
 };
 
-/// The windows of the guide, from the one in which the stream begins; none when no programme has an event.
+/// The windows of the guide, from the one in which the stream begins: at least 4, as A/65 requires, and at most 128;
+/// none when no programme has an event. Throws std::runtime_error for a field that is too long.
 std::vector<GuideWindow> MakeGuide(const Description& description);
+
+/// An Extended Text Table (A/65, 6.6), always one section.
+/// \param extension  ETT_table_id_extension: distinguishes the ETTs of one PID
+/// \param message    a coded multiple_string_structure
+/// Throws std::runtime_error when it is larger than 4096 bytes.
+Section WriteEtt(std::size_t extension, std::uint8_t version, std::uint32_t etmId, OctetView message);
 
 }  // namespace mux

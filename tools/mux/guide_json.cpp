@@ -49,60 +49,46 @@ std::string Filled(std::string text, const std::string& mark, std::size_t number
     return text;
 }
 
-// A rule, which cycles through each of its lists.
-struct Rule {
-    std::int64_t from = 0;
-    std::int64_t until = 0;
-    std::vector<std::int64_t> minutes;
-    std::vector<Text> titles;
-    std::vector<Text> texts;
-    std::size_t textEvery = 1;     ///< one event in this many has a text
-    std::size_t overlapEvery = 0;  ///< one event in this many overlaps its successor; 0: none
-
-    GuideEvent Make(std::size_t n, std::int64_t start) const;
-};
-
 std::vector<Text> ReadTexts(Members& members, const std::string& key) {
     std::vector<Text> texts;
-    for (const json& text : members.List(key)) texts.push_back(ReadText(text));
+    members.Each(key, [&](const json& text) { texts.push_back(ReadText(text)); });
     return texts;
 }
 
-Rule ReadRule(const json& value, std::int64_t startUtc) {
-    Rule rule;
+// Adds the events of a rule, which cycles through each of its lists.
+void ApplyRule(const json& value, std::int64_t startUtc, std::vector<GuideEvent>& events) {
     Members members(value);
-    rule.from = ReadStart(members.At("from").get<std::string>(), startUtc);
+    const std::int64_t from = ReadStart(members.At("from").get<std::string>(), startUtc);
     std::int64_t hours = 1;
     members.Read("hours", hours, 1, 24 * 366);
-    rule.until = rule.from + hours * 3600;
-    rule.minutes = members.At("minutes").get<std::vector<std::int64_t>>();
-    const auto bad = [](std::int64_t minutes) { return minutes < 1 || minutes > 0xFFFFF / 60; };
-    if (rule.minutes.empty() || std::any_of(rule.minutes.begin(), rule.minutes.end(), bad))
-        Expected("minutes", "an array of lengths", rule.minutes);
-    rule.titles = ReadTexts(members, "titles");
-    rule.texts = ReadTexts(members, "texts");
-    members.Read("text_every", rule.textEvery, 1, 0xFFFF);
-    members.Read("overlap_every", rule.overlapEvery, 0, 0xFFFF);
+    const auto minutes = members.At("minutes").get<std::vector<std::int64_t>>();
+    const auto bad = [](std::int64_t length) { return length < 1 || length > 0xFFFFF / 60; };
+    if (minutes.empty() || std::any_of(minutes.begin(), minutes.end(), bad))
+        Expected("minutes", "an array of lengths", minutes);
+    const std::vector<Text> titles = ReadTexts(members, "titles");
+    const std::vector<Text> texts = ReadTexts(members, "texts");
+    std::size_t textEvery = 1;     // one event in this many has a text
+    std::size_t overlapEvery = 0;  // one event in this many overlaps its successor; 0: none
+    members.Read("text_every", textEvery, 1, 0xFFFF);
+    members.Read("overlap_every", overlapEvery, 0, 0xFFFF);
     members.CheckAllRead();
-    return rule;
-}
-
-GuideEvent Rule::Make(std::size_t n, std::int64_t start) const {
-    const auto every = [n](std::size_t step) { return step != 0 && n % step == step - 1; };
-    const auto fill = [&](Text text) {
-        for (TextString& string : text) {
-            string.text = Filled(Filled(std::move(string.text), "{n}", n + 1), "{day}",
-                                 static_cast<std::size_t>((start - from) / kDay + 1));
-        }
-        return text;
-    };
-    GuideEvent event;
-    event.start = start;
-    event.seconds = static_cast<std::uint32_t>(minutes[n % minutes.size()] * 60);
-    if (every(overlapEvery)) event.seconds += event.seconds / 2;
-    if (!titles.empty()) event.title = fill(titles[n % titles.size()]);
-    if (!texts.empty() && n % textEvery == 0) event.text = fill(texts[n / textEvery % texts.size()]);
-    return event;
+    std::int64_t start = from;
+    for (std::size_t n = 0; start < from + hours * 3600; ++n) {
+        const auto fill = [&](Text text) {
+            for (TextString& string : text) {
+                string.text = Filled(Filled(std::move(string.text), "{n}", n + 1), "{day}",
+                                     static_cast<std::size_t>((start - from) / kDay + 1));
+            }
+            return text;
+        };
+        const auto seconds = static_cast<std::uint32_t>(minutes[n % minutes.size()] * 60);
+        const bool overlaps = overlapEvery != 0 && n % overlapEvery == overlapEvery - 1;
+        GuideEvent event{.start = start, .seconds = overlaps ? seconds + seconds / 2 : seconds};
+        if (!titles.empty()) event.title = fill(titles[n % titles.size()]);
+        if (!texts.empty() && n % textEvery == 0) event.text = fill(texts[n / textEvery % texts.size()]);
+        events.push_back(std::move(event));
+        start += seconds;
+    }
 }
 
 // Events without an id get the lowest free one.
@@ -113,7 +99,7 @@ void GiveIds(std::vector<GuideEvent>& events) {
     for (GuideEvent& event : events) {
         if (event.id != 0) continue;
         while (taken.contains(next)) ++next;
-        if (next > kLastEventId) throw Error("guide: more than 16383 events");
+        if (next > kLastEventId) Fail("guide: more than 16383 events");
         event.id = next++;
     }
 }
@@ -123,15 +109,8 @@ void GiveIds(std::vector<GuideEvent>& events) {
 std::vector<GuideEvent> ReadGuide(const nlohmann::json& value, std::int64_t startUtc) {
     std::vector<GuideEvent> events;
     Members members(value);
-    for (const json& event : members.List("events")) events.push_back(ReadEvent(event, startUtc));
-    for (const json& object : members.List("rules")) {
-        const Rule rule = ReadRule(object, startUtc);
-        std::size_t n = 0;
-        for (std::int64_t start = rule.from; start < rule.until;
-             start += rule.minutes[n++ % rule.minutes.size()] * 60) {
-            events.push_back(rule.Make(n, start));
-        }
-    }
+    members.Each("events", [&](const json& event) { events.push_back(ReadEvent(event, startUtc)); });
+    members.Each("rules", [&](const json& rule) { ApplyRule(rule, startUtc, events); });
     members.CheckAllRead();
     GiveIds(events);
     return events;

@@ -4,7 +4,9 @@
 #include "huffman_encoder.h"
 
 #include <array>
+#include <bitset>
 #include <span>
+#include <string>
 
 #include "atsc_c5.h"
 #include "atsc_c7.h"
@@ -15,26 +17,20 @@ namespace {
 constexpr std::uint8_t kEnd = 0;
 constexpr std::uint8_t kEscape = 27;
 
-struct Code {
-    std::uint16_t value = 0;
-    std::uint8_t bits = 0;  ///< 0: the tree has no such leaf
-};
-
-// The codes after one preceding character.
-using CodeSet = std::array<Code, 128>;
+// The codes after one preceding character, as the digits 0 and 1; empty where the tree has no such leaf.
+using CodeSet = std::array<std::string, 128>;
 using CodeBook = std::array<CodeSet, 128>;
 
-void CollectLeaves(std::span<const std::uint8_t> tree, std::size_t node, Code prefix, CodeSet& codes) {
-    for (std::uint8_t bit = 0; bit < 2; ++bit) {
+void CollectLeaves(std::span<const std::uint8_t> tree, std::size_t node, const std::string& prefix, CodeSet& codes) {
+    for (std::size_t bit = 0; bit < 2; ++bit) {
         const std::uint8_t entry = tree[2 * node + bit];
-        const Code code{static_cast<std::uint16_t>(prefix.value << 1 | bit),
-                        static_cast<std::uint8_t>(prefix.bits + 1)};
+        const std::string code = prefix + "01"[bit];
         if ((entry & 0x80) == 0) {
             CollectLeaves(tree, entry, code, codes);
             continue;
         }
-        Code& known = codes[entry & 0x7F];
-        if (known.bits == 0 || code.bits < known.bits) known = code;  // some leaves occur twice
+        std::string& known = codes[entry & 0x7F];
+        if (known.empty() || code.size() < known.size()) known = code;  // some leaves occur twice
     }
 }
 
@@ -42,7 +38,7 @@ CodeBook MakeBook(std::span<const std::uint8_t> table) {
     CodeBook book;
     for (std::size_t before = 0; before < book.size(); ++before) {
         const std::size_t root = static_cast<std::size_t>(table[2 * before] << 8 | table[2 * before + 1]);
-        CollectLeaves(table.subspan(root), 0, Code{}, book[before]);
+        CollectLeaves(table.subspan(root), 0, "", book[before]);
     }
     return book;
 }
@@ -53,61 +49,32 @@ const CodeBook& Book(Compression table) {
     return table == Compression::kTitle ? titles : descriptions;
 }
 
-class BitWriter {
- public:
-    void Put(Code code) {
-        for (int bit = code.bits - 1; bit >= 0; --bit) {
-            if (mUsed == 0) mBytes.push_back(0);
-            mBytes.back() = static_cast<std::uint8_t>(mBytes.back() | (code.value >> bit & 1) << (7 - mUsed));
-            mUsed = (mUsed + 1) & 7;
-        }
-    }
-    void Literal(std::uint8_t byte) { Put(Code{byte, 8}); }
-
-    /// Fills the last byte with the first bits of `code`.
-    void FillWith(Code code) {
-        if (mUsed == 0) return;
-        const int room = 8 - mUsed;
-        const int shift = code.bits > room ? code.bits - room : 0;
-        Put(Code{static_cast<std::uint16_t>(code.value >> shift), static_cast<std::uint8_t>(code.bits - shift)});
-        while (mUsed != 0) Put(Code{0, 1});
-    }
-
-    Octets Take() { return std::move(mBytes); }
-
- private:
-    Octets mBytes;
-    int mUsed = 0;  ///< bits used in the last byte, 0 when it is full
-};
-
 }  // namespace
 
 std::optional<Octets> HuffmanEncode(Compression table, std::string_view text) {
     const CodeBook& book = Book(table);
-    BitWriter writer;
+    std::string bits;
     std::size_t before = 0;
+    // A character that the tree lacks is escaped; so is the terminator.
+    const auto put = [&](std::uint8_t character) {
+        const std::string& code = book[before][character];
+        bits += code.empty() ? book[before][kEscape] + std::bitset<8>(character).to_string() : code;
+        before = character;
+    };
     for (const char letter : text) {
         const auto character = static_cast<std::uint8_t>(letter);
         if (character == kEnd || character == kEscape || character > 127) return std::nullopt;
-        const Code code = book[before][character];
-        if (code.bits > 0) {
-            writer.Put(code);
-        } else {
-            writer.Put(book[before][kEscape]);
-            writer.Literal(character);
-        }
-        before = character;
+        put(character);
     }
-    if (book[before][kEnd].bits > 0) {
-        writer.Put(book[before][kEnd]);
-    } else {
-        // This tree has no terminator: it is escaped, like any other character that a tree lacks.
-        writer.Put(book[before][kEscape]);
-        writer.Literal(kEnd);
-    }
+    put(kEnd);
     // Decoders that don't end at an escaped 0 continue: the fill bits then start an escape and give no character.
-    writer.FillWith(book[kEnd][kEscape]);
-    return writer.Take();
+    const std::size_t size = (bits.size() + 7) / 8 * 8;
+    bits += book[kEnd][kEscape].substr(0, size - bits.size());
+    bits.resize(size, '0');
+    Octets bytes;
+    for (std::size_t at = 0; at < size; at += 8)
+        bytes.push_back(static_cast<std::uint8_t>(std::bitset<8>(bits, at, 8).to_ulong()));
+    return bytes;
 }
 
 }  // namespace mux

@@ -8,7 +8,6 @@
 
 #include "completion.h"
 #include "description_json.h"
-#include "error.h"
 #include "ffmpeg_supply.h"
 #include "manual.h"
 #include "multiplexer.h"
@@ -58,7 +57,7 @@ class Output {
  public:
     explicit Output(const std::string& name) : mName(name) {
         mFile = mName == "-" ? stdout : std::fopen(mName.c_str(), "wb");
-        if (mFile == nullptr) throw mux::Error(mName + ": it can't be written");
+        if (mFile == nullptr) mux::Fail("{}: it can't be written", mName);
     }
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
@@ -69,14 +68,14 @@ class Output {
     }
 
     void Write(const mux::Packet& packet) {
-        if (std::fwrite(packet.data(), packet.size(), 1, mFile) != 1) throw mux::Error(mName + ": writing failed");
+        if (std::fwrite(packet.data(), packet.size(), 1, mFile) != 1) mux::Fail("{}: writing failed", mName);
         ++mPackets;
     }
 
     void Close() {
         const int result = mFile == stdout ? std::fflush(mFile) : std::fclose(mFile);
         mFile = nullptr;
-        if (result != 0) throw mux::Error(mName + ": writing failed");
+        if (result != 0) mux::Fail("{}: writing failed", mName);
         mComplete = true;
     }
 
@@ -90,27 +89,23 @@ class Output {
 };
 
 // Encoded streams are kept next to the output file, or in the temporary folder for standard output.
-std::unique_ptr<mux::StreamSupply> MakeSupply(const Arguments& arguments, const mux::Description& description,
-                                              const mux::MuxOptions& options) {
-    if (arguments.noAv) return std::make_unique<mux::SyntheticSupply>(arguments.seed);
+mux::StreamSupply MakeSupply(const Arguments& arguments, const mux::Description& description,
+                             const mux::MuxOptions& options) {
+    if (arguments.noAv) return mux::SyntheticSupply(arguments.seed);
     const std::string folder = arguments.output != "-" ? arguments.output + ".parts"
                                                        : std::filesystem::temp_directory_path().string() + "/zul-mux." +
                                                              std::to_string(getpid());
-    return std::make_unique<mux::FfmpegSupply>(arguments.ffmpeg, folder, description, options.milliseconds);
+    return mux::FfmpegSupply(arguments.ffmpeg, folder, description, options.milliseconds);
 }
 
 void Run(const Arguments& arguments) {
-    mux::Description description = mux::LoadDescription(arguments.description);
-    if (!arguments.start.empty()) {
-        const std::int64_t gps = mux::ParseUtc(arguments.start) - mux::kGpsEpoch + description.gpsUtcOffset;
-        description = mux::LoadDescription(arguments.description, static_cast<std::uint32_t>(gps));
-    }
+    const mux::Description description = mux::LoadDescription(arguments.description, arguments.start);
     mux::MuxOptions options;
     options.milliseconds = static_cast<std::uint32_t>(arguments.seconds * 1000);
     options.seed = arguments.seed;
     const auto supply = MakeSupply(arguments, description, options);
     Output output(arguments.output);
-    mux::Multiplex(description, options, *supply, [&](const mux::Packet& packet) { output.Write(packet); });
+    mux::Multiplex(description, options, supply, [&](const mux::Packet& packet) { output.Write(packet); });
     output.Close();
     if (arguments.quiet) return;
     std::fprintf(stderr, "%s: %zu packets, %.3f s at %u bit/s, %zu programmes\n", arguments.output.c_str(),

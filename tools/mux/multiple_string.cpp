@@ -9,8 +9,7 @@
 #include "multiple_string.h"
 
 #include <algorithm>
-
-#include "error.h"
+#include <locale>
 
 namespace mux {
 namespace {
@@ -23,36 +22,15 @@ struct Segment {
     Octets bytes;
 };
 
-// Takes the code point at `at`, and advances `at` past it.
-char32_t TakeCodePoint(std::string_view utf8, std::size_t& at) {
-    const auto first = static_cast<std::uint8_t>(utf8[at++]);
-    if (first < 0x80) return first;
-    const int more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
-    static constexpr char32_t kLeast[] = {0, 0x80, 0x800, 0x10000};
-    char32_t point = first & (0x3Fu >> more);
-    bool good = first >= 0xC0 && first < 0xF8 && at + static_cast<std::size_t>(more) <= utf8.size();
-    for (int i = 0; good && i < more; ++i) {
-        const auto next = static_cast<std::uint8_t>(utf8[at++]);
-        good = (next & 0xC0) == 0x80;
-        point = point << 6 | (next & 0x3Fu);
-    }
-    if (!good || point < kLeast[more] || point > 0x10FFFF || (point >= 0xD800 && point < 0xE000)) {
-        throw Error("the text \"" + std::string(utf8) + "\" isn't UTF-8");
-    }
-    return point;
-}
-
 std::uint8_t ChooseMode(const TextString& string, std::u16string_view units) {
     const auto fits = [&](std::uint8_t page) {
         return std::all_of(units.begin(), units.end(), [&](char16_t unit) { return unit >> 8 == page; });
     };
     if (!string.mode) return fits(kModeLatin1) ? kModeLatin1 : kModeUtf16;
     if (*string.mode == kModeUtf16) return kModeUtf16;
-    if (*string.mode > kModeLastPage) throw Error("mode " + std::to_string(*string.mode) + " can't be written");
-    if (!fits(*string.mode)) {
-        throw Error("the text \"" + string.text + "\" has characters outside the page of mode " +
-                    std::to_string(*string.mode));
-    }
+    if (*string.mode > kModeLastPage) Fail("mode {} can't be written", *string.mode);
+    if (!fits(*string.mode))
+        Fail("the text \"{}\" has characters outside the page of mode {}", string.text, *string.mode);
     return *string.mode;
 }
 
@@ -103,7 +81,7 @@ std::vector<Segment> MakeSegments(const TextString& string) {
     const std::uint8_t mode = ChooseMode(string, units);
     if (string.compression && *string.compression != Compression::kNone) {
         auto segments = CompressedSegments(string.text, *string.compression);
-        if (!segments || mode != kModeLatin1) throw Error("the text \"" + string.text + "\" can't be compressed");
+        if (!segments || mode != kModeLatin1) Fail("the text \"{}\" can't be compressed", string.text);
         return *segments;
     }
     auto best = PlainSegments(units, mode);
@@ -118,33 +96,31 @@ std::vector<Segment> MakeSegments(const TextString& string) {
 }  // namespace
 
 std::u16string Utf16(std::string_view utf8) {
-    std::u16string units;
-    for (std::size_t at = 0; at < utf8.size();) {
-        const char32_t point = TakeCodePoint(utf8, at);
-        if (point < 0x10000) {
-            units += static_cast<char16_t>(point);
-        } else {
-            units += static_cast<char16_t>(0xD800 + ((point - 0x10000) >> 10));
-            units += static_cast<char16_t>(0xDC00 + ((point - 0x10000) & 0x3FF));
-        }
+    const auto& coding = std::use_facet<std::codecvt<char16_t, char8_t, std::mbstate_t>>(std::locale::classic());
+    const auto* const bytes = reinterpret_cast<const char8_t*>(utf8.data());
+    std::u16string units(utf8.size(), u'\0');
+    std::mbstate_t state{};
+    const char8_t* rest = nullptr;
+    char16_t* end = nullptr;
+    if (coding.in(state, bytes, bytes + utf8.size(), rest, units.data(), units.data() + units.size(), end) !=
+        std::codecvt_base::ok) {
+        Fail("the text \"{}\" isn't UTF-8", utf8);
     }
+    units.resize(static_cast<std::size_t>(end - units.data()));
     return units;
 }
 
 Octets MultipleString(const Text& text) {
-    if (text.size() > kMost) throw Error("a text in " + std::to_string(text.size()) + " languages, at most 255 fit");
+    if (text.size() > kMost) Fail("a text in {} languages, at most 255 fit", text.size());
     ByteWriter writer;
-    writer.U8(static_cast<std::uint8_t>(text.size()));
+    writer.U8(text.size());
     for (const TextString& string : text) {
-        if (string.language.size() != 3)
-            throw Error("language \"" + string.language + "\": three letters were expected");
         const auto segments = MakeSegments(string);
-        if (segments.size() > kMost) throw Error("the text \"" + string.text + "\" is too long");
-        for (const char letter : string.language) writer.U8(static_cast<std::uint8_t>(letter));
-        writer.U8(static_cast<std::uint8_t>(segments.size()));
+        if (segments.size() > kMost) Fail("the text \"{}\" is too long", string.text);
+        writer.Letters(string.language).U8(segments.size());
         for (const Segment& segment : segments) {
-            writer.U8(static_cast<std::uint8_t>(segment.compression)).U8(segment.mode);
-            writer.U8(static_cast<std::uint8_t>(segment.bytes.size())).Raw(segment.bytes);
+            writer.U8(static_cast<std::size_t>(segment.compression)).U8(segment.mode);
+            writer.U8(segment.bytes.size()).Raw(segment.bytes);
         }
     }
     return writer.Bytes();

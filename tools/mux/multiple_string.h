@@ -30,11 +30,11 @@ using Text = std::vector<TextString>;
 
 /// Codes a text as a multiple_string_structure. A string of more than 255 coded bytes becomes several segments.
 /// An empty Text is the structure of no strings, one byte of 0.
-/// Throws Error for text that isn't UTF-8, a language that isn't three letters, a compression that the characters
-/// can't have, a mode whose page lacks one of them, and more than 255 strings or segments.
+/// Throws std::runtime_error for text that isn't UTF-8, a compression that the characters can't have, a mode whose page
+/// lacks one of them, and more than 255 strings or segments.
 Octets MultipleString(const Text& text);
 
-/// The UTF-16 code units of a UTF-8 text. Throws Error where it isn't UTF-8.
+/// The UTF-16 code units of a UTF-8 text. Throws std::runtime_error where it isn't UTF-8.
 std::u16string Utf16(std::string_view utf8);
 
 }  // namespace mux

@@ -9,9 +9,8 @@
 #include <memory>
 #include <optional>
 #include <queue>
-#include <string>
+#include <random>
 
-#include "error.h"
 #include "es_flow.h"
 #include "table_flow.h"
 #include "tables.h"
@@ -32,10 +31,10 @@ constexpr double kUsableRate = 0.98;
 
 class Builder {
  public:
-    Builder(const Description& description, const MuxOptions& options, StreamSupply& supply)
+    Builder(const Description& description, const MuxOptions& options, const StreamSupply& supply)
         : mDescription(description),
           mOptions(options),
-          mSlots(CountPackets(description, options.milliseconds)),
+          mSlots(static_cast<std::size_t>(std::int64_t{options.milliseconds} * description.rate / 1000 / kPacketBits)),
           mScrambler(static_cast<std::minstd_rand::result_type>(options.seed)),
           mTables(MakeTables(description, options.milliseconds)) {
         AddTables();
@@ -54,7 +53,7 @@ class Builder {
             if (next) Enqueue(*next);
         }
         for (const auto& flow : mFlows) {
-            if (flow->Remaining() > 0) throw Error("the rate is too low: not all packets found a slot");
+            if (flow->Remaining() > 0) Fail("the rate is too low: not all packets found a slot");
         }
     }
 
@@ -85,34 +84,32 @@ class Builder {
         }
     }
 
-    EsFlow* AddStream(std::uint16_t pid, std::unique_ptr<ElementaryStream> stream, const Programme& programme) {
-        if (stream->Units().empty()) return nullptr;
-        auto flow =
-            std::make_unique<EsFlow>(pid, std::move(stream), Length(), programme.scrambled ? &mScrambler : nullptr);
-        EsFlow* const added = flow.get();
+    EsFlow& AddStream(StreamPlan plan, const StreamSupply& supply, bool scrambled) {
+        plan.units = static_cast<std::size_t>(std::int64_t{mOptions.milliseconds} * 90 / UnitTime(plan.streamId));
+        auto flow = std::make_unique<EsFlow>(plan, supply(plan), Length(), scrambled ? &mScrambler : nullptr);
+        EsFlow& added = *flow;
         mFlows.push_back(std::move(flow));
         return added;
     }
 
-    void AddProgramme(const Programme& programme, StreamSupply& supply) {
+    // The clock is on the PID of the first stream.
+    void AddProgramme(const Programme& programme, const StreamSupply& supply) {
         EsFlow* clock = nullptr;
-        std::uint16_t clockPid = 0;
         std::int64_t lead = 0;
         if (programme.video) {
-            clockPid = programme.video->pid;
-            clock = AddStream(clockPid, supply.OpenVideo(programme, mOptions.milliseconds), programme);
-            if (clock != nullptr) lead = std::max<std::int64_t>(0, clock->NeededDelay() - kAudioDelay);
+            const Video& video = *programme.video;
+            clock = &AddStream({.streamId = kStreamIdVideo, .pid = video.pid, .bitRate = video.bitRate}, supply,
+                               programme.scrambled);
+            lead = std::max<std::int64_t>(0, clock->NeededDelay() - kAudioDelay);
         }
         for (const Audio& audio : programme.audio) {
-            EsFlow* const flow =
-                AddStream(audio.pid, supply.OpenAudio(programme, audio, mOptions.milliseconds, lead), programme);
-            if (flow != nullptr) flow->SetDelay(std::max(kAudioDelay, flow->NeededDelay()));
-            if (!programme.video && clock == nullptr) {
-                clock = flow;
-                clockPid = audio.pid;
-            }
+            EsFlow& flow =
+                AddStream({.streamId = kStreamIdPrivate1, .pid = audio.pid, .bitRate = audio.bitRate, .lead = lead},
+                          supply, programme.scrambled);
+            flow.SetDelay(std::max(kAudioDelay, flow.NeededDelay()));
+            if (clock == nullptr) clock = &flow;
         }
-        if (clock != nullptr) mFlows.push_back(std::make_unique<PcrFlow>(clockPid, *clock, Length()));
+        if (clock != nullptr) mFlows.push_back(std::make_unique<PcrFlow>(*clock, Length()));
     }
 
     void CheckRate() const {
@@ -121,8 +118,8 @@ class Builder {
         if (static_cast<double>(packets) <= static_cast<double>(mSlots) * kUsableRate) return;
         const auto needed =
             static_cast<double>(packets) / static_cast<double>(mSlots) * mDescription.rate / kUsableRate;
-        throw Error("the rate of " + std::to_string(mDescription.rate) + " bit/s is too low: about " +
-                    std::to_string(static_cast<std::int64_t>(needed)) + " bit/s are needed");
+        Fail("the rate of {} bit/s is too low: about {} bit/s are needed", mDescription.rate,
+             static_cast<std::int64_t>(needed));
     }
 
     const Description& mDescription;
@@ -139,20 +136,32 @@ class Builder {
 
 }  // namespace
 
-std::size_t CountPackets(const Description& description, std::uint32_t milliseconds) {
-    return static_cast<std::size_t>(static_cast<std::int64_t>(milliseconds) * description.rate / 1000 / kPacketBits);
+StreamSupply SyntheticSupply(std::uint64_t seed) {
+    return [seed](const StreamPlan& plan) {
+        constexpr std::size_t kGroup = 15;  // pictures; decoding can begin at the first
+        const bool video = plan.streamId == kStreamIdVideo;
+        ElementaryStream stream;
+        for (std::size_t i = 0; i < plan.units; ++i) {
+            const auto bits = static_cast<std::size_t>(plan.bitRate * UnitTime(plan.streamId) / 90'000);
+            stream.units.push_back({bits / 8, !video || i % kGroup == 0});
+        }
+        // No bytes that could form a start code or the sync word of AC-3.
+        stream.read = [random = std::minstd_rand(seed + plan.pid)](const AccessUnit&,
+                                                                   std::span<std::uint8_t> bytes) mutable {
+            for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random() | 0x80);
+        };
+        return stream;
+    };
 }
 
-void Multiplex(const Description& description, const MuxOptions& options, StreamSupply& supply,
+void Multiplex(const Description& description, const MuxOptions& options, const StreamSupply& supply,
                const PacketSink& sink) {
     Builder(description, options, supply).Run(sink);
 }
 
 Octets MakeMultiplex(const Description& description, const MuxOptions& options) {
-    SyntheticSupply supply(options.seed);
     Octets stream;
-    stream.reserve(CountPackets(description, options.milliseconds) * kPacketSize);
-    Multiplex(description, options, supply,
+    Multiplex(description, options, SyntheticSupply(options.seed),
               [&](const Packet& packet) { stream.insert(stream.end(), packet.begin(), packet.end()); });
     return stream;
 }

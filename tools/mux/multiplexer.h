@@ -11,7 +11,7 @@
 namespace mux {
 
 struct MuxOptions {
-    std::uint32_t milliseconds = 10'000;  ///< length of the stream
+    std::uint32_t milliseconds = 10'000;  ///< length of the stream, at least 100
     std::uint64_t seed = 1;               ///< of all that is arbitrary; the same seed makes the same stream
 };
 
@@ -26,13 +26,11 @@ using PacketSink = std::function<void(const Packet&)>;
 /// table are complete, and the tables keep their intervals. Sound pauses for about a tenth of a second
 /// and pictures for the decoder's delay, since nothing presented after the seam arrives before it.
 ///
-/// Throws Error for a description that can't be written or that needs more than its rate.
-void Multiplex(const Description& description, const MuxOptions& options, StreamSupply& supply, const PacketSink& sink);
+/// Throws std::runtime_error for a description that can't be written or that needs more than its rate.
+void Multiplex(const Description& description, const MuxOptions& options, const StreamSupply& supply,
+               const PacketSink& sink);
 
 /// The same in memory, with synthetic streams. Deterministic.
 Octets MakeMultiplex(const Description& description, const MuxOptions& options);
-
-/// Packets that a stream of that length has.
-std::size_t CountPackets(const Description& description, std::uint32_t milliseconds);
 
 }  // namespace mux

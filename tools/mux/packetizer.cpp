@@ -12,20 +12,9 @@ namespace {
 // adaptation_field_length, and the flags after it.
 constexpr std::size_t kAdaptationHead = 2;
 
-Octets WithPointerField(OctetView section) {
-    Octets payload(section.size() + 1);
-    std::copy(section.begin(), section.end(), payload.begin() + 1);
-    return payload;
-}
-
 std::size_t PacketsFor(std::size_t payload) { return (payload + kPacketPayload - 1) / kPacketPayload; }
 
-// Stuffing bytes fill the last packet of a section (2.4.4).
-Packet SectionPacket(std::uint16_t pid, bool start, Octets payload, bool stretched) {
-    if (!stretched) payload.resize(kPacketPayload, 0xFF);
-    return MakePacket({.pid = pid, .unitStart = start}, payload);
-}
-
+// Contiguous sections. Stuffing bytes fill the last packet (2.4.4).
 std::vector<Packet> PacketiseDense(std::span<const Section> sections, std::uint16_t pid) {
     std::vector<Packet> packets;
     std::uint8_t used = 0;
@@ -61,24 +50,21 @@ Packet MakePacket(const PacketShape& shape, OctetView payload) {
     return packet;
 }
 
-std::vector<Packet> PacketiseSection(OctetView section, std::uint16_t pid, std::size_t extra) {
-    const Octets payload = WithPointerField(section);
-    const std::size_t count = PacketsFor(payload.size()) + extra;
+std::vector<Packet> PacketiseSection(const Section& section, std::uint16_t pid, std::size_t extra) {
+    if (extra == 0) return PacketiseDense({&section, 1}, pid);
+    Octets payload{0};  // pointer_field
+    payload.insert(payload.end(), section.begin(), section.end());
     std::vector<Packet> packets;
     std::size_t at = 0;
-    for (std::size_t left = count; left > 0; --left) {
-        // Spread evenly when stretched; else every packet but the last is full.
-        const std::size_t rest = payload.size() - at;
-        const std::size_t size = extra > 0 ? (rest + left - 1) / left : std::min(rest, kPacketPayload);
-        Octets piece(payload.begin() + static_cast<std::ptrdiff_t>(at),
-                     payload.begin() + static_cast<std::ptrdiff_t>(at + size));
-        packets.push_back(SectionPacket(pid, at == 0, std::move(piece), extra > 0));
+    for (std::size_t left = PacketsFor(payload.size()) + extra; left > 0; --left) {
+        const std::size_t size = (payload.size() - at + left - 1) / left;
+        packets.push_back(MakePacket({.pid = pid, .unitStart = at == 0}, OctetView(payload).subspan(at, size)));
         at += size;
     }
     return packets;
 }
 
-std::size_t RoomToStretch(OctetView section) {
+std::size_t RoomToStretch(const Section& section) {
     const std::size_t payload = section.size() + 1;
     return payload - PacketsFor(payload);
 }
@@ -98,13 +84,6 @@ void NumberPackets(std::span<Packet> packets, std::uint8_t& continuity) {
         ts_set_cc(packet.data(), continuity);
         continuity = (continuity + 1) & 15;
     }
-}
-
-Octets Flatten(std::span<const Packet> packets) {
-    Octets bytes;
-    bytes.reserve(packets.size() * kPacketSize);
-    for (const Packet& packet : packets) bytes.insert(bytes.end(), packet.begin(), packet.end());
-    return bytes;
 }
 
 }  // namespace mux

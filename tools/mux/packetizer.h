@@ -42,18 +42,15 @@ std::size_t RoomFor(const PacketShape& shape);
 
 /// Splits a section into separate packets. \param extra  additional packets, over which the payload is spread with
 /// stuffing in adaptation fields. REQUIRES: extra is at most RoomToStretch(section).
-std::vector<Packet> PacketiseSection(OctetView section, std::uint16_t pid, std::size_t extra = 0);
+std::vector<Packet> PacketiseSection(const Section& section, std::uint16_t pid, std::size_t extra = 0);
 
 /// \return the most `extra` packets for a section
-std::size_t RoomToStretch(OctetView section);
+std::size_t RoomToStretch(const Section& section);
 
 /// Splits the sections of a table into packets; continuity counters are 0.
 std::vector<Packet> PacketiseSections(std::span<const Section> sections, std::uint16_t pid, Packing packing);
 
 /// Numbers packets of one PID: each gets the counter, which is then incremented modulo 16.
 void NumberPackets(std::span<Packet> packets, std::uint8_t& continuity);
-
-/// \return the concatenated packets
-Octets Flatten(std::span<const Packet> packets);
 
 }  // namespace mux

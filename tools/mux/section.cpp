@@ -1,62 +1,63 @@
-// Sections: byte writer, head and CRC_32, by the accessors of biTStream.
+// Sections: head and CRC_32 by the accessors of biTStream, and the distribution of entries over sections.
 #include "section.h"
 
 #include <bitstream/mpeg/psi/psi.h>
 
 #include <algorithm>
-#include <string>
-
-#include "error.h"
 
 namespace mux {
+namespace {
 
-static_assert(kSectionOverhead == PSI_HEADER_SIZE_SYNTAX1 + PSI_CRC_SIZE);
+/// Bytes of a section around its body.
+constexpr std::size_t kOverhead = PSI_HEADER_SIZE_SYNTAX1 + PSI_CRC_SIZE;
+
 static_assert(kMaxShortSection == PSI_MAX_SIZE + PSI_HEADER_SIZE);
 static_assert(kMaxLongSection == PSI_PRIVATE_MAX_SIZE + PSI_HEADER_SIZE);
 
-ByteWriter& ByteWriter::U8(std::uint32_t value) {
-    mBytes.push_back(static_cast<std::uint8_t>(value));
-    return *this;
-}
+}  // namespace
 
-ByteWriter& ByteWriter::U16(std::uint32_t value) { return U8(value >> 8).U8(value); }
-
-ByteWriter& ByteWriter::U24(std::uint32_t value) { return U8(value >> 16).U16(value); }
-
-ByteWriter& ByteWriter::U32(std::uint32_t value) { return U16(value >> 16).U16(value); }
-
-ByteWriter& ByteWriter::Raw(OctetView bytes) {
-    mBytes.insert(mBytes.end(), bytes.begin(), bytes.end());
-    return *this;
-}
-
-Section MakeSection(const SectionHead& head, OctetView body, std::size_t most) {
-    const std::size_t size = kSectionOverhead + body.size();
-    if (size > most) {
-        throw Error("table " + std::to_string(head.tableId) + ": a section of " + std::to_string(size) +
-                    " bytes, at most " + std::to_string(most) + " are allowed");
-    }
+Section MakeSection(const SectionHead& head, OctetView body) {
+    const std::size_t size = kOverhead + body.size();
+    if (size > head.most)
+        Fail("table {}: a section of {} bytes, at most {} are allowed", head.tableId, size, head.most);
     Section section(size);
     std::uint8_t* const bytes = section.data();
     psi_init(bytes, true);
+    if (head.tableId < 0x40) bytes[1] &= 0xBF;  // private_indicator: PAT and PMT have a 0 there
     psi_set_tableid(bytes, head.tableId);
     psi_set_length(bytes, static_cast<std::uint16_t>(size - PSI_HEADER_SIZE));
     psi_set_tableidext(bytes, head.extension);
-    psi_set_version(bytes, head.version & 31);
-    if (head.current) psi_set_current(bytes);
-    psi_set_section(bytes, head.number);
-    psi_set_lastsection(bytes, head.last);
+    psi_set_version(bytes, head.version);
+    psi_set_current(bytes);
+    psi_set_section(bytes, static_cast<std::uint8_t>(head.number));
+    psi_set_lastsection(bytes, static_cast<std::uint8_t>(head.last));
     std::copy(body.begin(), body.end(), section.begin() + PSI_HEADER_SIZE_SYNTAX1);
-    SealSection(section);
+    psi_set_crc(bytes);
     return section;
 }
 
-Section MakePsipSection(const SectionHead& head, OctetView body, std::size_t most) {
-    ByteWriter writer;
-    writer.U8(0).Raw(body);  // protocol_version
-    return MakeSection(head, writer.Bytes(), most);
+std::vector<Section> MakeCountedSections(SectionHead head, std::span<const Octets> entries, OctetView tail) {
+    const std::size_t room = head.most - kOverhead - 2 - tail.size();
+    std::vector<ByteWriter> bodies;
+    do {
+        std::size_t count = 0;
+        for (std::size_t used = 0; count < std::min<std::size_t>(entries.size(), 255); ++count) {
+            used += entries[count].size();
+            if (count > 0 && used > room) break;
+        }
+        ByteWriter& body = bodies.emplace_back().U8(0).U8(count);
+        for (const Octets& entry : entries.first(count)) body.Raw(entry);
+        body.Raw(tail);
+        entries = entries.subspan(count);
+    } while (!entries.empty());
+    if (bodies.size() > 256) Fail("table {}: {} sections, at most 256 are allowed", head.tableId, bodies.size());
+    head.last = bodies.size() - 1;
+    std::vector<Section> sections;
+    for (const ByteWriter& body : bodies) {
+        head.number = sections.size();
+        sections.push_back(MakeSection(head, body.Bytes()));
+    }
+    return sections;
 }
-
-void SealSection(Section& section) { psi_set_crc(section.data()); }
 
 }  // namespace mux

@@ -1,9 +1,13 @@
 /// Sections of ISO/IEC 13818-1 (2.4.4) and ATSC A/65: a byte writer for their fields, head and CRC_32 around a body.
 #pragma once
 
+#include <fmt/format.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <stdexcept>
+#include <string_view>
 #include <vector>
 
 namespace mux {
@@ -14,48 +18,59 @@ using OctetView = std::span<const std::uint8_t>;
 /// A whole section, from table_id to CRC_32.
 using Section = Octets;
 
+/// Throws std::runtime_error: a description, table or stream can't be broadcast, for the reason given.
+template <class... Args>
+[[noreturn]] void Fail(fmt::format_string<Args...> reason, Args&&... args) {
+    throw std::runtime_error(fmt::format(reason, std::forward<Args>(args)...));
+}
+
 /// Appends big-endian numbers and bytes.
 class ByteWriter {
  public:
-    ByteWriter& U8(std::uint32_t value);
-    ByteWriter& U16(std::uint32_t value);
-    ByteWriter& U24(std::uint32_t value);
-    ByteWriter& U32(std::uint32_t value);
-    ByteWriter& Raw(OctetView bytes);
+    ByteWriter& U8(std::size_t value) {
+        mBytes.push_back(static_cast<std::uint8_t>(value));
+        return *this;
+    }
+    ByteWriter& U16(std::size_t value) { return U8(value >> 8).U8(value); }
+    ByteWriter& U24(std::size_t value) { return U8(value >> 16).U16(value); }
+    ByteWriter& U32(std::size_t value) { return U16(value >> 16).U16(value); }
+    ByteWriter& Raw(OctetView bytes) {
+        mBytes.insert(mBytes.end(), bytes.begin(), bytes.end());
+        return *this;
+    }
+    ByteWriter& Letters(std::string_view text) {
+        mBytes.insert(mBytes.end(), text.begin(), text.end());
+        return *this;
+    }
 
-    std::size_t Size() const { return mBytes.size(); }
     const Octets& Bytes() const { return mBytes; }
 
  private:
     Octets mBytes;
 };
 
-/// The fields before a section's body. The defaults are those of a current table of one section.
-struct SectionHead {
-    std::uint8_t tableId = 0;
-    std::uint16_t extension = 0;  ///< table_id_extension
-    std::uint8_t version = 0;     ///< 0 to 31
-    std::uint8_t number = 0;
-    std::uint8_t last = 0;
-    bool current = true;
-};
-
-/// Bytes of a section around its body: 8 before it, and the CRC_32.
-inline constexpr std::size_t kSectionOverhead = 12;
-
 /// Largest complete sections: PAT, PMT, VCT and STT have a section_length up to 1021, the other tables of A/65 up to
 /// 4093.
 inline constexpr std::size_t kMaxShortSection = 1024;
 inline constexpr std::size_t kMaxLongSection = 4096;
 
-/// A section of the private syntax (private_indicator and reserved bits one) around `body`.
-/// Throws Error when it would be larger than `most` bytes.
-Section MakeSection(const SectionHead& head, OctetView body, std::size_t most);
+/// The fields before a section's body, and its largest size.
+struct SectionHead {
+    std::uint8_t tableId = 0;
+    std::uint16_t extension = 0;  ///< table_id_extension
+    std::uint8_t version = 0;     ///< 0 to 31
+    std::size_t most = kMaxLongSection;
+    std::size_t number = 0;
+    std::size_t last = 0;
+};
 
-/// A PSIP section of A/65: as above, with protocol_version 0 before the body.
-Section MakePsipSection(const SectionHead& head, OctetView body, std::size_t most);
+/// A current section around `body`; its private_indicator is that of its table_id.
+/// Throws std::runtime_error when it would be larger than `head.most` bytes.
+Section MakeSection(const SectionHead& head, OctetView body);
 
-/// Writes the CRC_32 of a section again, after a change of its bytes. REQUIRES: section_length is right.
-void SealSection(Section& section);
+/// The sections of a table of A/65, at least one: each has protocol_version 0, the number of its entries, as many of
+/// the entries as fit, up to 255, and `tail`.
+/// Throws std::runtime_error for an entry larger than a section, and for more than 256 sections.
+std::vector<Section> MakeCountedSections(SectionHead head, std::span<const Octets> entries, OctetView tail = {});
 
 }  // namespace mux

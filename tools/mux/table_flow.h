@@ -2,7 +2,6 @@
 #pragma once
 
 #include <span>
-#include <string>
 #include <vector>
 
 #include "flow.h"
@@ -24,7 +23,6 @@ class TableFlow : public Flow {
 
     Ticks Due() const override;
     Packet Take(Ticks pcr) override;
-    std::size_t Remaining() const override { return mTotal - mTaken; }
 
  private:
     /// One transmission of a table.
@@ -51,8 +49,6 @@ class TableFlow : public Flow {
     Ticks mDue = kNever;           ///< of that packet
     Ticks mPace = 0;               ///< least time between packets of the PID
     std::uint8_t mContinuity = 0;
-    std::size_t mTotal = 0;
-    std::size_t mTaken = 0;
 };
 
 }  // namespace mux

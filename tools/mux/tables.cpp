@@ -1,55 +1,104 @@
-// All tables of a multiplex, made from its description.
+// PAT and PMT (ISO/IEC 13818-1, 2.4.4), and VCT, MGT and STT (ATSC A/65, 6.1 to 6.3).
 #include "tables.h"
 
-#include "error.h"
-#include "ett_writer.h"
+#include "descriptors.h"
 #include "guide.h"
-#include "mgt_writer.h"
-#include "psi_writer.h"
-#include "stt_writer.h"
 
 namespace mux {
 namespace {
 
-Octets Joined(std::initializer_list<Octets> descriptors) {
-    ByteWriter all;
-    for (const Octets& descriptor : descriptors) all.Raw(descriptor);
-    return all.Bytes();
-}
+// Characters of a channel's name, in UTF-16.
+constexpr std::size_t kNameUnits = 7;
 
-std::uint32_t Size(const std::vector<Section>& sections) {
-    std::size_t size = 0;
-    for (const Section& section : sections) size += section.size();
-    return static_cast<std::uint32_t>(size);
-}
-
-// The PCR is on the video's PID, or else on the first audio's; without either there is none.
-std::uint16_t PcrPid(const Programme& programme) {
-    if (programme.video) return programme.video->pid;
-    return programme.audio.empty() ? kPidNull : programme.audio.front().pid;
-}
-
-Octets ServiceLocation(const Programme& programme) {
-    std::vector<ServiceElement> elements;
-    if (programme.video) elements.push_back({kStreamMpeg2Video, programme.video->pid, ""});
-    for (const Audio& audio : programme.audio) elements.push_back({kStreamAc3, audio.pid, audio.language});
-    return ServiceLocationDescriptor(PcrPid(programme), elements);
-}
-
-Table MakePatTable(const Description& description) {
-    Pat pat{.transportStreamId = description.transportStreamId, .version = description.version, .programmes = {}};
+//     bytes 0-1   program_number
+//     bytes 2-3   reserved (3 bits), program_map_PID (13)
+Section WritePat(const Description& description) {
+    ByteWriter body;
     for (const Programme& programme : description.programmes)
-        pat.programmes.push_back({programme.number, programme.pmtPid});
-    return {"PAT", kPidPat, description.repetition.pat, {{0, WritePat(pat)}}};
+        body.U16(programme.number).U16(0xE000u | programme.pmtPid);
+    return MakeSection({.tableId = 0x00,
+                        .extension = description.transportStreamId,
+                        .version = description.version,
+                        .most = kMaxShortSection},
+                       body.Bytes());
 }
 
+//     byte  0     stream_type
+//     bytes 1-2   reserved (3 bits), elementary_PID (13)
+//     bytes 3-4   reserved (4 bits), ES_info_length (12)
+//     bytes 5-    descriptors
+void PutStream(ByteWriter& body, std::uint8_t type, std::uint16_t pid, const Octets& descriptors) {
+    body.U8(type).U16(0xE000u | pid).U16(0xF000u | descriptors.size()).Raw(descriptors);
+}
+
+Section WritePmt(const Description& description, const Programme& programme) {
+    const Octets registration = RegistrationDescriptor();
+    ByteWriter body;
+    body.U16(0xE000u | PcrPid(programme)).U16(0xF000u | registration.size()).Raw(registration);
+    if (programme.video) {
+        const bool captions = !programme.captions.empty();
+        PutStream(body, kStreamMpeg2Video, programme.video->pid,
+                  captions ? CaptionDescriptor(programme.captions) : Octets{});
+    }
+    for (const Audio& audio : programme.audio) {
+        PutStream(body, kStreamAc3, audio.pid,
+                  ByteWriter().Raw(LanguageDescriptor(audio)).Raw(Ac3Descriptor(audio)).Bytes());
+    }
+    return MakeSection(
+        {.tableId = 0x02, .extension = programme.number, .version = description.version, .most = kMaxShortSection},
+        body.Bytes());
+}
+
+//     bytes 0-13   short_name, 7 UTF-16 units
+//     bytes 14-16  reserved (4 bits), major_channel_number (10), minor_channel_number (10)
+//     byte  17     modulation_mode
+//     bytes 18-21  carrier_frequency
+//     bytes 22-23  channel_TSID
+//     bytes 24-25  program_number
+//     bytes 26-27  ETM_location (2 bits), access_controlled (1), hidden (1), TVCT: reserved (2), CVCT: path_select (1),
+//                  out_of_band (1), then hide_guide (1), reserved (3), service_type (6)
+//     bytes 28-29  source_id
+//     bytes 30-31  reserved (6 bits), descriptors_length (10)
+//     bytes 32-    descriptors
+Octets WriteChannel(const Description& description, const Programme& programme) {
+    std::u16string name = Utf16(programme.name);
+    if (name.size() > kNameUnits) Fail("channel name \"{}\": at most 7 characters fit", programme.name);
+    name.resize(kNameUnits);
+    const Octets location = ServiceLocationDescriptor(programme);
+    const unsigned serviceType = programme.video ? 2 : 3;  // television, audio
+    ByteWriter entry;
+    for (const char16_t unit : name) entry.U16(unit);
+    entry.U24(0xF00000u | unsigned{programme.major} << 10 | programme.minor).U8(programme.modulation);
+    entry.U32(programme.carrierFrequency).U16(description.transportStreamId).U16(programme.number);
+    entry.U16((programme.text.empty() ? 0 : 0x4000u) | (programme.scrambled ? 0x2000u : 0) |
+              (programme.hidden ? 0x1000u : 0) | (description.cable ? 0 : 0x0C00u) | 0x01C0u | serviceType);
+    entry.U16(programme.sourceId).U16(0xFC00u | location.size()).Raw(location);
+    return entry.Bytes();
+}
+
+std::vector<Section> WriteVct(const Description& description) {
+    std::vector<Octets> entries;
+    for (const Programme& programme : description.programmes) entries.push_back(WriteChannel(description, programme));
+    const auto additional = ByteWriter().U16(0xFC00).Bytes();  // reserved (6 bits), additional_descriptors_length (10)
+    return MakeCountedSections({.tableId = static_cast<std::uint8_t>(description.cable ? 0xC9 : 0xC8),
+                                .extension = description.transportStreamId,
+                                .version = description.version,
+                                .most = kMaxShortSection},
+                               entries, additional);
+}
+
+// After protocol_version:
+//     bytes 0-3   system_time
+//     byte  4     GPS_UTC_offset
+//     bytes 5-6   DS_status (1 bit), reserved (2), DS_day_of_month (5), DS_hour (8)
 Table MakeSttTable(const Description& description, std::uint32_t milliseconds) {
-    Table table{"STT", kPidPsip, description.repetition.stt, {}};
+    Table table{kPidPsip, description.repetition.at("stt"), {}};
     for (std::uint32_t second = 0; second * 1000 <= milliseconds; ++second) {
-        const Stt stt{.systemTime = description.start + second,
-                      .gpsUtcOffset = description.gpsUtcOffset,
-                      .daylightSaving = description.daylightSaving};
-        table.editions.push_back({second * 1000, {WriteStt(stt)}});
+        ByteWriter body;
+        body.U8(0).U32(description.start + second).U8(description.gpsUtcOffset);
+        body.U16(description.daylightSaving ? 0xE000u : 0x6000u);
+        table.editions.push_back(
+            {second * 1000, {MakeSection({.tableId = 0xCD, .most = kMaxShortSection}, body.Bytes())}});
     }
     return table;
 }
@@ -58,105 +107,57 @@ std::vector<Section> MakeChannelEtts(const Description& description) {
     std::vector<Section> sections;
     for (const Programme& programme : description.programmes) {
         if (programme.text.empty()) continue;
-        sections.push_back(WriteEtt({.extension = static_cast<std::uint16_t>(sections.size()),
-                                     .version = description.version,
-                                     .etmId = ChannelEtmId(programme.sourceId),
-                                     .message = MultipleString(programme.text)}));
+        sections.push_back(WriteEtt(sections.size(), description.version, std::uint32_t{programme.sourceId} << 16,
+                                    MultipleString(programme.text)));
     }
     return sections;
 }
 
-Table MakeEitTable(const std::vector<GuideWindow>& guide, std::size_t k, const Repetition& repetition) {
-    const unsigned period = k == 0 ? repetition.eit0 : k == 1 ? repetition.eit1 : repetition.eitLater;
-    return {"EIT-" + std::to_string(k), static_cast<std::uint16_t>(kPidEit0 + k), period, {{0, guide[k].eit}}};
-}
-
-Table MakeEttTable(const std::vector<GuideWindow>& guide, std::size_t k, const Repetition& repetition) {
-    const unsigned period = k == 0 ? repetition.ett0 : repetition.ettLater;
-    return {"ETT-" + std::to_string(k), static_cast<std::uint16_t>(kPidEtt0 + k), period, {{0, guide[k].ett}}};
-}
-
-Table MakeMgtTable(const Description& description, const std::vector<Section>& vct, const std::vector<Section>& texts,
-                   const std::vector<GuideWindow>& guide) {
-    Mgt mgt{.version = description.version, .tables = {}, .descriptors = {}};
-    const auto add = [&](std::size_t type, std::size_t pid, const std::vector<Section>& sections) {
-        if (sections.empty()) return;
-        mgt.tables.push_back({static_cast<std::uint16_t>(type),
-                              static_cast<std::uint16_t>(pid),
-                              description.version,
-                              Size(sections),
-                              {}});
-    };
-    add(description.cable ? kTypeCvct : kTypeTvct, kPidPsip, vct);
-    add(kTypeChannelEtt, kPidChannelEtt, texts);
-    for (std::size_t k = 0; k < guide.size(); ++k) {
-        add(kTypeEit0 + k, kPidEit0 + k, guide[k].eit);
-        add(kTypeEtt0 + k, kPidEtt0 + k, guide[k].ett);
+// After protocol_version: tables_defined (16 bits), the entries, reserved (4), descriptors_length (12). An entry:
+//     bytes 0-1   table_type
+//     bytes 2-3   reserved (3 bits), table_type_PID (13)
+//     byte  4     reserved (3 bits), table_type_version_number (5)
+//     bytes 5-8   number_bytes
+//     bytes 9-10  reserved (4 bits), table_type_descriptors_length (12)
+Section WriteMgt(const Description& description, const std::vector<Table>& listed) {
+    ByteWriter entries;
+    std::size_t count = 0;
+    for (const Table& table : listed) {
+        std::size_t size = 0;
+        for (const Section& section : table.editions[0].sections) size += section.size();
+        if (size == 0) continue;
+        entries.U16(table.type).U16(0xE000u | table.pid).U8(0xE0u | description.version).U32(size).U16(0xF000);
+        ++count;
     }
-    return {"MGT", kPidPsip, description.repetition.mgt, {{0, {WriteMgt(mgt)}}}};
+    return MakeSection({.tableId = 0xC7, .version = description.version},
+                       ByteWriter().U8(0).U16(count).Raw(entries.Bytes()).U16(0xF000).Bytes());
 }
 
 }  // namespace
 
-Vct MakeVct(const Description& description) {
-    Vct vct{.cable = description.cable,
-            .transportStreamId = description.transportStreamId,
-            .version = description.version,
-            .channels = {}};
-    for (const Programme& programme : description.programmes) {
-        VctChannel channel{.shortName = programme.name, .major = programme.major, .minor = programme.minor};
-        channel.modulation = programme.modulation;
-        channel.carrierFrequency = programme.carrierFrequency;
-        channel.channelTsid = description.transportStreamId;
-        channel.programme = programme.number;
-        channel.etmLocation = programme.text.empty() ? 0 : 1;
-        channel.accessControlled = programme.scrambled;
-        channel.hidden = programme.hidden;
-        channel.serviceType = programme.video ? 2 : 3;
-        channel.sourceId = programme.sourceId;
-        channel.descriptors = ServiceLocation(programme);
-        vct.channels.push_back(std::move(channel));
-    }
-    return vct;
-}
-
-Section MakePmt(const Description& description, const Programme& programme) {
-    Pmt pmt{.programme = programme.number,
-            .version = description.version,
-            .pcrPid = PcrPid(programme),
-            .descriptors = RegistrationDescriptor("GA94"),
-            .streams = {}};
-    if (programme.video) {
-        const bool captions = !programme.captions.empty();
-        pmt.streams.push_back(
-            {kStreamMpeg2Video, programme.video->pid, captions ? CaptionDescriptor(programme.captions) : Octets{}});
-    }
-    for (const Audio& audio : programme.audio) {
-        pmt.streams.push_back({kStreamAc3, audio.pid,
-                               Joined({LanguageDescriptor(audio.language, audio.audioType),
-                                       Ac3Descriptor(audio.language, audio.bitRate)})});
-    }
-    return WritePmt(pmt);
-}
-
 std::vector<Table> MakeTables(const Description& description, std::uint32_t milliseconds) {
-    CheckDescription(description);
     const Repetition& repetition = description.repetition;
-    const auto vct = WriteVct(MakeVct(description));
-    const auto texts = MakeChannelEtts(description);
+    std::vector<Table> tables{{kPidPat, repetition.at("pat"), {{0, {WritePat(description)}}}}};
+    for (const Programme& programme : description.programmes)
+        tables.push_back({programme.pmtPid, repetition.at("pmt"), {{0, {WritePmt(description, programme)}}}});
+    std::vector<Table> listed;  // in the MGT
+    const auto add = [&](std::size_t type, std::size_t pid, const char* period, std::vector<Section> sections) {
+        listed.push_back({static_cast<std::uint16_t>(pid),
+                          repetition.at(period),
+                          {{0, std::move(sections)}},
+                          static_cast<std::uint16_t>(type)});
+    };
+    add(description.cable ? 0x0002 : 0x0000, kPidPsip, "vct", WriteVct(description));
+    if (auto texts = MakeChannelEtts(description); !texts.empty())
+        add(0x0004, kPidChannelEtt, "channel_ett", std::move(texts));
     const auto guide = MakeGuide(description);
-    std::vector<Table> tables{MakePatTable(description)};
-    for (const Programme& programme : description.programmes) {
-        tables.push_back({"PMT", programme.pmtPid, repetition.pmt, {{0, {MakePmt(description, programme)}}}});
-    }
-    tables.push_back(MakeMgtTable(description, vct, texts, guide));
-    tables.push_back({"VCT", kPidPsip, repetition.vct, {{0, vct}}});
-    tables.push_back(MakeSttTable(description, milliseconds));
-    if (!texts.empty()) tables.push_back({"channel ETT", kPidChannelEtt, repetition.channelEtt, {{0, texts}}});
     for (std::size_t k = 0; k < guide.size(); ++k) {
-        tables.push_back(MakeEitTable(guide, k, repetition));
-        tables.push_back(MakeEttTable(guide, k, repetition));
+        add(0x0100 + k, kPidEit0 + k, k == 0 ? "eit0" : k == 1 ? "eit1" : "eit_later", guide[k].eit);
+        add(0x0200 + k, kPidEtt0 + k, k == 0 ? "ett0" : "ett_later", guide[k].ett);
     }
+    tables.push_back({kPidPsip, repetition.at("mgt"), {{0, {WriteMgt(description, listed)}}}});
+    tables.insert(tables.end(), listed.begin(), listed.end());
+    tables.push_back(MakeSttTable(description, milliseconds));
     return tables;
 }
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "description.h"
@@ -17,17 +16,14 @@ struct Edition {
 };
 
 struct Table {
-    std::string name{};
     std::uint16_t pid = 0;
     unsigned period = 0;              ///< longest interval in milliseconds
     std::vector<Edition> editions{};  ///< ascending, the first from 0
+    std::uint16_t type = 0;           ///< table_type in the MGT, of a table that it lists
 };
 
 /// The tables of `description`, for a stream of `milliseconds`.
+/// Throws std::runtime_error for a field that is too long for its table.
 std::vector<Table> MakeTables(const Description& description, std::uint32_t milliseconds);
-
-/// The VCT and PMT of a description, alone.
-Vct MakeVct(const Description& description);
-Section MakePmt(const Description& description, const Programme& programme);
 
 }  // namespace mux
