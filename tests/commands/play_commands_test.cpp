@@ -32,7 +32,7 @@ class PlayTest : public ReceiverTest {
     /// Has the agent answer a setting with a text without a value.
     void Confuse(const char* setting) { mAgent.AnswerWith(setting, "no value"); }
 
-    int Set(const char* setting) const {
+    int Set(const char* setting) {
         const auto requests = mAgent.Requests().All();
         return static_cast<int>(std::count_if(
             requests.begin(), requests.end(),

@@ -1,10 +1,12 @@
 // The board: its processes, and what they exchange without the module.
 #include "board.h"
 
+#include <dlfcn.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
 #include <sstream>
+#include <stdexcept>
 #include <utility>
 
 #include "common/interfaces.h"
@@ -20,6 +22,12 @@ constexpr int kStatusKey = 2000;
 
 constexpr const char* kReceiverVersion = "67174400";  // 0x04010000
 
+template <typename Function>
+void Find(void* handle, const char* name, Function*& function) {
+    function = reinterpret_cast<Function*>(dlsym(handle, name));
+    if (function == nullptr) throw std::runtime_error(dlerror());
+}
+
 /// \return the IPv4 address of eth0, or "" without one
 std::string OwnAddress() {
     for (const common::Interface& item : common::Interfaces()) {
@@ -29,6 +37,13 @@ std::string OwnAddress() {
 }
 
 }  // namespace
+
+Module::Module(const std::string& path) {
+    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) throw std::runtime_error(dlerror());
+    Find(handle, "Zul_Start_Filter", mStart);
+    Find(handle, "Zul_Filter", mFilter);
+}
 
 void ClearBoardMemory() {
     for (const int key : kQueueKeys) {
@@ -42,26 +57,26 @@ Board::Board(BoardPlan plan) : mPlan(std::move(plan)) {
     ClearBoardMemory();
     mStatus.emplace(Has(Process::kStatusBlock) ? StatusBlock::Segment::kUsable : StatusBlock::Segment::kTooSmall);
     if (Has(Process::kSettingsAgent)) {
-        mSettings.emplace(mPlan.root + "/burnt.tar");
+        mSettings.emplace(kDisk + "/burnt.tar");
         const std::string address = OwnAddress();
         if (!address.empty()) mSettings->Put("IP_ADDRESS", address);
     }
-    if (Has(Process::kSystemDaemon)) mDaemon.emplace(mPlan.root);
+    if (Has(Process::kSystemDaemon)) mDaemon.emplace();
     mModule = std::make_unique<Module>(mPlan.module);
     if (mPlan.role == 'R') MakeReceiver();
-    mTuner.emplace(mPlan.band, &*mStatus, [this](std::span<std::uint8_t> data) {
+    mTuner.emplace(mPlan.band, *mStatus, [this](std::span<std::uint8_t> data) {
         if (mPlan.role == 'T') mModule->Filter(data);
     });
-    mTools.emplace(mPlan.root + "/tools", [this](const std::string& line) { RunTool(line); });
+    mTools.emplace([this](const std::string& line) { RunTool(line); });
 }
 
 void Board::MakeReceiver() {
     if (mSettings) mSettings->Put("QVAN_VERSION", kReceiverVersion);
     if (Has(Process::kPlayer)) {
-        mPlayer.emplace(&*mStatus, Player::Duties{[this](std::span<std::uint8_t> section) { mModule->Filter(section); },
-                                                  [this](const std::string& item) {
-                                                      if (mSettings) mSettings->Put("CURRENT_ITEM_BEING_PLAYED", item);
-                                                  }});
+        mPlayer.emplace(*mStatus, Player::Duties{[this](std::span<std::uint8_t> section) { mModule->Filter(section); },
+                                                 [this](const std::string& item) {
+                                                     if (mSettings) mSettings->Put("CURRENT_ITEM_BEING_PLAYED", item);
+                                                 }});
     }
     mInfrared.emplace();
     if (Has(Process::kBrowser)) mBrowser.emplace();
@@ -77,9 +92,6 @@ Screen Board::Shown() {
     if (lines.size() > kMostLines) lines.erase(lines.begin(), lines.end() - kMostLines);
     return screen;
 }
-
-// The module's threads run until the process ends, without the processes that they would ask.
-Board::~Board() = default;
 
 void Board::TellTo(std::function<void(std::string_view, const std::string&)> tell) {
     const auto watch = [&tell](auto& journal, const char* process) {

@@ -1,17 +1,18 @@
 /// One simulated board: the module in a role, and the board's other processes around it.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 
 #include "browser_controller.h"
 #include "infrared_service.h"
-#include "module.h"
 #include "player.h"
 #include "serial_port.h"
 #include "settings_agent.h"
@@ -22,6 +23,22 @@
 
 namespace board {
 
+/// libzul.so in this process. It can't be stopped: it is never unloaded, and started once per process.
+class Module {
+ public:
+    /// Throws std::runtime_error when the file can't be loaded or lacks a function of the interface.
+    explicit Module(const std::string& path);
+
+    /// \param role  'T', 'R' or 'A'
+    char* Start(char role) const { return mStart(role); }
+
+    void Filter(std::span<std::uint8_t> data) const { mFilter(data.data(), static_cast<unsigned>(data.size())); }
+
+ private:
+    char* (*mStart)(char);
+    void (*mFilter)(unsigned char*, unsigned int);
+};
+
 /// Processes that a board can lack.
 enum class Process { kSettingsAgent, kSystemDaemon, kStatusBlock, kPlayer, kBrowser, kSerialPort };
 
@@ -30,7 +47,6 @@ struct BoardPlan {
     std::string module{};         ///< path of libzul.so
     std::map<int, Channel> band;  ///< content of the channels, by number
     std::set<Process> absent{};
-    std::string root = "/mnt";  ///< folder of the partitions, and of the board's own files
 };
 
 /// A board in this process, with a board's fixed keys and ports: one per machine, as in the sandbox.
@@ -39,7 +55,6 @@ class Board {
     /// Powers the board up to the point where its player loads the module: all other processes run, and their queues
     /// are empty. Throws std::exception when the system refuses something.
     explicit Board(BoardPlan plan);
-    ~Board();
 
     /// Calls `tell` with a line for each request to a process of the board and each action, on that process's thread.
     void TellTo(std::function<void(std::string_view process, const std::string& line)> tell);

@@ -14,6 +14,7 @@ constexpr int kQueueKey = 945602;
 constexpr long kTextType = 1;
 constexpr long kStatusType = 2;
 constexpr std::int32_t kStatusRequest = 71;
+constexpr std::int32_t kStatus = 1;  // answer to each request
 
 /// Request and answer alike, native 32-bit integers.
 struct StatusRecord {
@@ -24,22 +25,10 @@ struct StatusRecord {
 }  // namespace
 
 BrowserController::BrowserController()
-    : mReader(kQueueKey, QueueReader::AtEnd::kKeepQueue, [this](const Message& message) { Take(message); }) {}
+    : mReader(kQueueKey, QueueReader::AtEnd::kKeepQueue,
+              [this](const Message& message, Fault fault) { Take(message, fault); }) {}
 
-void BrowserController::SetStatus(int status) {
-    const std::lock_guard lock(mMutex);
-    mStatus = status;
-}
-
-void BrowserController::Set(Fault fault) {
-    {
-        const std::lock_guard lock(mMutex);
-        mFault = fault;
-    }
-    mReader.Clog(fault == Fault::kFull);
-}
-
-void BrowserController::Take(const Message& message) {
+void BrowserController::Take(const Message& message, Fault fault) {
     BrowserOrder order;
     order.size = message.bytes.size();
     if (message.type == kTextType) order.text = message.bytes.c_str();
@@ -50,9 +39,8 @@ void BrowserController::Take(const Message& message) {
     if (!order.statusRequest) return;
 
     const auto reply = Queue::Find(record.param[0]);
-    const std::lock_guard lock(mMutex);
-    if (!reply || mFault == Fault::kSilent) return;
-    record.param[1] = mStatus;
+    if (!reply || fault == Fault::kSilent) return;
+    record.param[1] = kStatus;
     reply->TrySend({kStatusType, std::string(reinterpret_cast<const char*>(&record), sizeof record)});
 }
 

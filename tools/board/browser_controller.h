@@ -1,10 +1,8 @@
 /// The board's browser controller: takes keys and status requests from queue 945602.
 #pragma once
 
-#include <mutex>
 #include <string>
 
-#include "fault.h"
 #include "journal.h"
 #include "queue.h"
 
@@ -23,19 +21,13 @@ class BrowserController {
 
     Journal<BrowserOrder>& Orders() { return mOrders; }
 
-    /// Sets the answer to status requests, initially 1.
-    void SetStatus(int status);
-
     /// kSilent answers no status request, kFull accepts nothing.
-    void Set(Fault fault);
+    void Set(Fault fault) { mReader.Set(fault); }
 
  private:
-    void Take(const Message& message);
+    void Take(const Message& message, Fault fault);
 
     Journal<BrowserOrder> mOrders;
-    std::mutex mMutex;
-    int mStatus = 1;
-    Fault mFault = Fault::kNone;
     QueueReader mReader;  ///< last: its thread uses all of the above
 };
 

@@ -47,7 +47,7 @@ std::string ObeyOrder(Board& board, const std::string& line) try {
     }
     if (order == "screen") {
         const Screen screen = board.Shown();
-        if (!DrawScreen(screen, rest, board.Plan().root + "/screen")) return "the screen can't be drawn";
+        if (!DrawScreen(screen, rest, kDisk + "/screen")) return "the screen can't be drawn";
         return rest + " shows " + Describe(screen);
     }
     if (order == "signal") {

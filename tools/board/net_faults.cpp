@@ -1,62 +1,39 @@
 // Decides what happens to each datagram.
 #include "net_faults.h"
 
-#include <charconv>
+#include <regex>
+#include <sstream>
 #include <stdexcept>
-#include <string_view>
 
 namespace board {
 
 namespace {
 
-constexpr double kShare = 0.01;
-constexpr Milliseconds kDelay{20};
-constexpr Milliseconds kMostDelay{10'000};
 /// Long enough for later datagrams of a stream, a millisecond or two apart, to overtake.
 constexpr Milliseconds kHeldBack{10};
 constexpr std::size_t kMostFlows = 4096;
 
-/// Reads a number with its unit. \return nothing for any other text
-std::optional<double> Number(std::string_view text, std::string_view unit, double most) {
-    if (!text.ends_with(unit)) return std::nullopt;
-    text.remove_suffix(unit.size());
-    double value = -1;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
-    if (error != std::errc() || end != text.data() + text.size() || !(value >= 0 && value <= most)) return std::nullopt;
-    return value;
-}
-
-void ReadFault(NetPlan& plan, std::string_view text) {
-    const std::size_t equals = text.find('=');
-    const std::string_view name = text.substr(0, equals);
-    const bool bare = equals == std::string_view::npos;
-    const std::string_view value = bare ? "" : text.substr(equals + 1);
-    if (name == "delay") {
-        const auto delay = bare ? static_cast<double>(kDelay.count()) : Number(value, "ms", kMostDelay.count());
-        if (delay) return void(plan.delay = Milliseconds(static_cast<int>(*delay)));
-    }
-    double* const share = name == "loss"      ? &plan.loss
-                          : name == "dup"     ? &plan.twice
-                          : name == "reorder" ? &plan.overtaken
-                                              : nullptr;
-    const auto percent = bare ? kShare * 100 : Number(value, "%", 100);
-    if (share == nullptr || !percent) {
-        throw std::invalid_argument("\"" + std::string(text) + "\" is none of loss=5%, dup=1%, reorder=1%, delay=20ms");
-    }
-    *share = *percent / 100;
-}
-
 }  // namespace
 
 NetPlan ParseNetPlan(const std::string& text) {
+    static const std::regex kFault(R"((loss|dup|reorder|delay)(=(\d+|\d*\.\d+)(%|ms))?)");
     NetPlan plan;
-    std::string_view rest = text;
-    while (true) {
-        const std::size_t comma = rest.find(',');
-        ReadFault(plan, rest.substr(0, comma));
-        if (comma == std::string_view::npos) return plan;
-        rest.remove_prefix(comma + 1);
+    std::istringstream faults(text + ",");
+    for (std::string fault; std::getline(faults, fault, ',');) {
+        std::smatch parts;
+        const bool known = std::regex_match(fault, parts, kFault);
+        const bool delay = parts[1] == "delay";
+        const bool bare = !parts[2].matched;
+        const double value = !bare ? std::stod(parts[3]) : delay ? 20 : 1;
+        if (!known || value > (delay ? 10'000 : 100) || (!bare && delay != (parts[4] == "ms"))) {
+            throw std::invalid_argument("\"" + fault + "\" is none of loss=5%, dup=1%, reorder=1%, delay=20ms");
+        }
+        if (delay) plan.delay = Milliseconds(static_cast<int>(value));
+        if (parts[1] == "loss") plan.loss = value / 100;
+        if (parts[1] == "dup") plan.twice = value / 100;
+        if (parts[1] == "reorder") plan.overtaken = value / 100;
     }
+    return plan;
 }
 
 Fate NetFaults::Decide(std::uint64_t flow) {

@@ -85,20 +85,11 @@ std::string OrderName(std::int32_t command) {
     return fmt::format("order {}", command);
 }
 
-Player::Player(StatusBlock* block, Duties duties) : mBlock(block), mDuties(std::move(duties)) {
-    mReader = std::make_unique<QueueReader>(kQueueKey, QueueReader::AtEnd::kRemoveQueue,
-                                            [this](const Message& message) { Take(message); });
-}
-
-Player::~Player() = default;
-
-void Player::Set(Fault fault) {
-    {
-        const std::lock_guard lock(mMutex);
-        mFault = fault;
-    }
-    mReader->Clog(fault == Fault::kFull);
-}
+Player::Player(StatusBlock& block, Duties duties)
+    : mBlock(block),
+      mDuties(std::move(duties)),
+      mReader(kQueueKey, QueueReader::AtEnd::kRemoveQueue,
+              [this](const Message& message, Fault fault) { Take(message, fault); }) {}
 
 Screen Player::Shown() const {
     std::shared_ptr<StreamTap> tap;
@@ -117,17 +108,12 @@ std::uint64_t Player::BytesReceived() const {
     return mTap ? mTap->BytesReceived() : 0;
 }
 
-void Player::Take(const Message& message) {
+void Player::Take(const Message& message, Fault fault) {
     if (message.type != kOrderType || message.bytes.size() < sizeof(std::int32_t)) return;
     PlayerOrder order;
     order.size = message.bytes.size();
     std::memcpy(&order.record, message.bytes.data(), std::min(order.size, sizeof order.record));
     order.command = order.record.cmmd.cmmdId;
-    Fault fault;
-    {
-        const std::lock_guard lock(mMutex);
-        fault = mFault;
-    }
     if (fault != Fault::kSilent) Obey(order.record);
     mOrders.Add(order);
 }
@@ -154,9 +140,8 @@ void Player::Obey(const sMSG_COMMON_FORMAT& record) {
         case PICTURE_NEXT: ShowFile(mScreen.picture, record.fileStart); break;
         default: break;
     }
-    if (mBlock == nullptr) return;
-    mBlock->Layer(0, mScreen.video.IsVisible() ? 1 : 0, mScreen.video.item);
-    mBlock->Layer(1, mScreen.browser.IsVisible() ? 1 : 0, mScreen.browser.item);
+    mBlock.Layer(0, mScreen.video.IsVisible() ? 1 : 0, mScreen.video.item);
+    mBlock.Layer(1, mScreen.browser.IsVisible() ? 1 : 0, mScreen.browser.item);
 }
 
 void Player::ShowFile(Layer& layer, const sSTART_FILE_PLAY& order) {
@@ -183,7 +168,7 @@ void Player::Play(const sSTART_STREAM_DISPLAY& order) {
         Place(mScreen.video, order.dispParam);
         mScreen.video.item = item;
     }
-    if (mBlock != nullptr) mBlock->Layer(0, 1, item);
+    mBlock.Layer(0, 1, item);
     mDuties.item(item);
 }
 
@@ -209,10 +194,9 @@ void Player::TellStreams(const ProgrammeStreams& streams) {
         const std::lock_guard lock(mMutex);
         mScreen.programme = streams.videoType == 0 ? 0 : streams.programme;
     }
-    if (mBlock == nullptr) return;
-    mBlock->Programme(static_cast<std::uint32_t>(streams.programme));
-    mBlock->VideoType(VideoCode(streams.videoType));
-    mBlock->AudioType(AudioCode(streams.audioType));
+    mBlock.Programme(static_cast<std::uint32_t>(streams.programme));
+    mBlock.VideoType(VideoCode(streams.videoType));
+    mBlock.AudioType(AudioCode(streams.audioType));
 }
 
 }  // namespace board

@@ -7,7 +7,6 @@
 #include <span>
 #include <string>
 
-#include "fault.h"
 #include "journal.h"
 #include "kbl_interprocess.h"
 #include "queue.h"
@@ -32,14 +31,13 @@ class Player {
         std::function<void(const std::string&)> item;          ///< called with what it plays, "" when it stops
     };
 
-    /// \param block  where it reports programme, types and layers; null for none
-    Player(StatusBlock* block, Duties duties);
-    ~Player();
+    /// \param block  where it reports programme, types and layers
+    Player(StatusBlock& block, Duties duties);
 
     Journal<PlayerOrder>& Orders() { return mOrders; }
 
     /// kSilent accepts orders and executes none, kFull accepts none.
-    void Set(Fault fault);
+    void Set(Fault fault) { mReader.Set(fault); }
 
     /// \return what is shown now
     Screen Shown() const;
@@ -48,7 +46,7 @@ class Player {
     std::uint64_t BytesReceived() const;
 
  private:
-    void Take(const Message& message);
+    void Take(const Message& message, Fault fault);
     void Obey(const sMSG_COMMON_FORMAT& record);
     void Play(const sSTART_STREAM_DISPLAY& order);
     void Switch(const sCMMD_DBG& order);
@@ -56,14 +54,13 @@ class Player {
     void ShowFile(Layer& layer, const sSTART_FILE_PLAY& order);
     void TellStreams(const ProgrammeStreams& streams);
 
-    StatusBlock* const mBlock;
+    StatusBlock& mBlock;
     const Duties mDuties;
     Journal<PlayerOrder> mOrders;
     mutable std::mutex mMutex;
     Screen mScreen;
     std::shared_ptr<StreamTap> mTap;  ///< changed only on the reader's thread
-    Fault mFault = Fault::kNone;
-    std::unique_ptr<QueueReader> mReader;  ///< last: its thread uses all of the above
+    QueueReader mReader;              ///< last: its thread uses all of the above
 };
 
 /// \return an order's name, such as "START_STREAM_DISPLAY", or its number

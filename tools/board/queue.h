@@ -1,14 +1,26 @@
 /// System V message queues, as the board's processes use them.
 #pragma once
 
-#include <condition_variable>
+#include <atomic>
+#include <chrono>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 
 namespace board {
+
+/// How a process of the simulated board misbehaves. An absent process isn't created.
+enum class Fault {
+    kNone,
+    kSilent,  ///< accepts requests, answers none
+    kSlow,    ///< answers late
+    kLying,   ///< answers wrongly
+    kFull,    ///< accepts no requests, and its queue is full
+};
+
+/// Delay of a late answer.
+inline constexpr std::chrono::milliseconds kLate{300};
 
 /// One message: its type and its bytes.
 struct Message {
@@ -26,24 +38,26 @@ class Queue {
     static std::optional<Queue> Find(int key);
 
     /// Sends; waits while the queue is full.
-    void Send(const Message& message) const;
+    void Send(const Message& message) const { SendWith(message, 0); }
 
-    /// Sends unless the queue is full. \return false when it is
-    bool TrySend(const Message& message) const;
+    /// Sends unless the queue is full.
+    void TrySend(const Message& message) const;
 
     /// Waits for a message of any type. \return nothing when the queue is removed
     std::optional<Message> Receive() const;
 
-    /// \return a message of any type, or nothing when there is none
-    std::optional<Message> TryReceive() const;
+    /// Makes the queue full, whatever it holds, or gives it its room back. REQUIRES: not from Find.
+    void Clog(bool clogged) const;
 
     /// Removes the queue; waiting calls return.
     void Remove() const;
 
  private:
     Queue() = default;
+    void SendWith(const Message& message, int flags) const;
 
     int mId = -1;
+    unsigned long mRoom = 0;  ///< bytes that it has room for
 };
 
 /// A thread that takes every message of one queue and hands it to a function.
@@ -51,28 +65,19 @@ class QueueReader {
  public:
     enum class AtEnd { kKeepQueue, kRemoveQueue };
 
-    /// \param take  called on the reader's thread
-    QueueReader(int key, AtEnd atEnd, std::function<void(const Message&)> take);
+    /// \param take  called on the reader's thread, with the process's fault
+    QueueReader(int key, AtEnd atEnd, std::function<void(const Message&, Fault)> take);
     ~QueueReader();
     QueueReader(const QueueReader&) = delete;
     QueueReader& operator=(const QueueReader&) = delete;
 
-    /// Stops taking messages and fills the queue, or removes the filling and takes messages again.
-    void Clog(bool clogged);
+    void Set(Fault fault);
 
  private:
-    void Run();
-    void Wake() const;
-
     const Queue mQueue;
     const AtEnd mAtEnd;
-    const std::function<void(const Message&)> mTake;
-    std::mutex mMutex;
-    std::condition_variable mChanged;
-    bool mClogged = false;
-    bool mHasFillers = false;
-    bool mParked = false;  ///< the thread has stopped taking messages
-    bool mStop = false;
+    const std::function<void(const Message&, Fault)> mTake;
+    std::atomic<Fault> mFault = Fault::kNone;
     std::thread mThread;
 };
 

@@ -16,20 +16,22 @@ namespace board {
 
 namespace {
 
+constexpr const char* kDevice = "/dev/ttyS0";
+
 void Check(bool good, const std::string& what) {
     if (!good) throw std::system_error(errno, std::generic_category(), what);
 }
 
 /// Removes the link of a board that was killed: its terminal is gone, or is the new one, whose number was free again.
-void RemoveStale(const std::string& link, const char* terminal) {
+void RemoveStale(const char* terminal) {
     std::error_code none;
-    const auto target = std::filesystem::read_symlink(link, none);
-    if (!none && (target == terminal || !std::filesystem::exists(target))) unlink(link.c_str());
+    const auto target = std::filesystem::read_symlink(kDevice, none);
+    if (!none && (target == terminal || !std::filesystem::exists(target))) unlink(kDevice);
 }
 
 }  // namespace
 
-SerialPort::SerialPort(std::string device) : mDevice(std::move(device)) {
+SerialPort::SerialPort() {
     mFar = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     Check(mFar != -1 && grantpt(mFar) == 0 && unlockpt(mFar) == 0, "posix_openpt");
     char name[64];
@@ -40,19 +42,19 @@ SerialPort::SerialPort(std::string device) : mDevice(std::move(device)) {
     tcgetattr(mNear, &settings);
     cfmakeraw(&settings);
     tcsetattr(mNear, TCSANOW, &settings);
-    RemoveStale(mDevice, name);
-    Check(symlink(name, mDevice.c_str()) == 0, mDevice);
+    RemoveStale(name);
+    Check(symlink(name, kDevice) == 0, kDevice);
     Check(pipe2(mStop, O_CLOEXEC) == 0, "pipe2");
     mThread = std::thread([this] { Run(); });
 }
 
 SerialPort::~SerialPort() {
     HangUp();
-    unlink(mDevice.c_str());
+    unlink(kDevice);
 }
 
 void SerialPort::Send(const std::string& bytes) {
-    Check(write(mFar, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()), mDevice);
+    Check(write(mFar, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()), kDevice);
 }
 
 std::string SerialPort::WaitForBytes(std::size_t count, Milliseconds limit) {

@@ -10,8 +10,8 @@ namespace board {
 
 class SerialPort {
  public:
-    /// Creates the port. Throws std::system_error when a port of that name exists.
-    explicit SerialPort(std::string device = "/dev/ttyS0");
+    /// Creates the port. Throws std::system_error when one exists.
+    SerialPort();
     ~SerialPort();
     SerialPort(const SerialPort&) = delete;
     SerialPort& operator=(const SerialPort&) = delete;
@@ -31,7 +31,6 @@ class SerialPort {
  private:
     void Run();
 
-    const std::string mDevice;
     Journal<std::string> mReceived;
     int mFar = -1;   ///< the device's end
     int mNear = -1;  ///< keeps the port open and thereby its settings

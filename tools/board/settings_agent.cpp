@@ -21,36 +21,6 @@ constexpr int kAnswerKey = 1236;
 constexpr long kSetType = 769;
 constexpr long kGetType = 770;
 constexpr long kAnswerType = 772;
-constexpr Milliseconds kLate{300};
-
-struct Row {
-    const char* oid;
-    const char* name;
-    const char* type;
-    const char* value;  ///< factory default
-};
-
-// clang-format off
-constexpr Row kRows[] = {
-    // OID                                 name                         type value
-    {".1.3.6.1.4.1.48217.3.5.13.0", "QVAN_VERSION",              "i", "68026368"},  // 0x040e0000, a transmitter
-    {".1.3.6.1.4.1.48217.3.3.1.0",  "CURRENT_ITEM_BEING_PLAYED", "s", ""},
-    {".1.3.6.1.4.1.48217.3.1.1.0",  "IP_ADDRESS",                "a", "10.0.0.1"},
-    {".1.3.6.1.4.1.48217.3.1.2.0",  "IP_MASK",                   "a", "255.255.255.0"},
-    {".1.3.6.1.4.1.48217.3.1.3.0",  "IP_GATEWAY",                "a", "10.0.0.254"},
-    {".1.3.6.1.4.1.48217.3.1.6.0",  "DHCP_ENABLE",               "i", "0"},
-    {".1.3.6.1.4.1.48217.3.1.7.0",  "NETWORK_COMMIT",            "i", "0"},
-    {".1.3.6.1.4.1.48217.3.5.32.0", "MULTIPLE_UPGRADE",          "s", ""},
-    {".1.3.6.1.4.1.48217.3.2.9.0",  "VIDEO_RESOLUTION",          "i", "3"},
-    {".1.3.6.1.4.1.48217.3.2.14.0", "SERIAL_PARAMETERS",         "s", "9600,N,8,1"},
-    {".1.3.6.1.4.1.48217.3.5.27.0", "IR_CONTROL",                "i", "16"},
-    {".1.3.6.1.4.1.48217.3.5.11.0", "CONFIG_SAVE",               "i", "0"},
-    {".1.3.6.1.4.1.48217.3.5.7.0",  "REBOOT",                    "i", "0"},
-    {".1.3.6.1.4.1.48217.3.8.5.0",  "TUNER_MODE",                "i", "0"},
-    {".1.3.6.1.4.1.48217.3.3.54.0", "CLOSE_CAPTION",             "i", "0"},
-    {".1.3.6.1.4.1.48217.3.3.43.0", "NETWORK_BUFFER_SIZE",       "i", "1024"},
-};
-// clang-format on
 
 /// Takes the text up to the first blank off `rest`.
 std::string TakeWord(std::string_view& rest) {
@@ -88,57 +58,62 @@ std::optional<std::string> BytesOf(const std::string& path) {
 
 }  // namespace
 
+// clang-format off
 SettingsAgent::SettingsAgent(std::string burnInto)
     : mBurnInto(std::move(burnInto)),
-      mSettings([] {
-          std::map<std::string, Setting> settings;
-          for (const Row& row : kRows) settings[row.oid] = {row.name, row.type, row.value};
-          return settings;
-      }()),
+      mSettings{
+        // OID                                 name                         type value
+        {".1.3.6.1.4.1.48217.3.5.13.0", "QVAN_VERSION",              "i", "68026368"},  // 0x040e0000, a transmitter
+        {".1.3.6.1.4.1.48217.3.3.1.0",  "CURRENT_ITEM_BEING_PLAYED", "s", ""},
+        {".1.3.6.1.4.1.48217.3.1.1.0",  "IP_ADDRESS",                "a", "10.0.0.1"},
+        {".1.3.6.1.4.1.48217.3.1.2.0",  "IP_MASK",                   "a", "255.255.255.0"},
+        {".1.3.6.1.4.1.48217.3.1.3.0",  "IP_GATEWAY",                "a", "10.0.0.254"},
+        {".1.3.6.1.4.1.48217.3.1.6.0",  "DHCP_ENABLE",               "i", "0"},
+        {".1.3.6.1.4.1.48217.3.1.7.0",  "NETWORK_COMMIT",            "i", "0"},
+        {".1.3.6.1.4.1.48217.3.5.32.0", "MULTIPLE_UPGRADE",          "s", ""},
+        {".1.3.6.1.4.1.48217.3.2.9.0",  "VIDEO_RESOLUTION",          "i", "3"},
+        {".1.3.6.1.4.1.48217.3.2.14.0", "SERIAL_PARAMETERS",         "s", "9600,N,8,1"},
+        {".1.3.6.1.4.1.48217.3.5.27.0", "IR_CONTROL",                "i", "16"},
+        {".1.3.6.1.4.1.48217.3.5.11.0", "CONFIG_SAVE",               "i", "0"},
+        {".1.3.6.1.4.1.48217.3.5.7.0",  "REBOOT",                    "i", "0"},
+        {".1.3.6.1.4.1.48217.3.8.5.0",  "TUNER_MODE",                "i", "0"},
+        {".1.3.6.1.4.1.48217.3.3.54.0", "CLOSE_CAPTION",             "i", "0"},
+        {".1.3.6.1.4.1.48217.3.3.43.0", "NETWORK_BUFFER_SIZE",       "i", "1024"},
+      },
       mAnswerQueue(kAnswerKey),
-      mReader(kRequestKey, QueueReader::AtEnd::kKeepQueue, [this](const Message& message) { Take(message); }) {}
+      mReader(kRequestKey, QueueReader::AtEnd::kKeepQueue,
+              [this](const Message& message, Fault fault) { Take(message, fault); }) {}
+// clang-format on
 
-std::string SettingsAgent::Get(std::string_view name) const {
+std::string SettingsAgent::Get(std::string_view name) {
     const std::lock_guard lock(mMutex);
-    return mSettings.at(OidOf(name)).value;
+    return Named(name).value;
 }
 
 void SettingsAgent::Put(std::string_view name, const std::string& value) {
     const std::lock_guard lock(mMutex);
-    mSettings.at(OidOf(name)).value = value;
+    Named(name).value = value;
 }
 
 void SettingsAgent::OnSet(std::string_view name, std::function<void(const std::string&)> applied) {
     const std::lock_guard lock(mMutex);
-    mApplied[OidOf(name)] = std::move(applied);
-}
-
-void SettingsAgent::Set(Fault fault) {
-    {
-        const std::lock_guard lock(mMutex);
-        mFault = fault;
-    }
-    mReader.Clog(fault == Fault::kFull);
+    Named(name).applied = std::move(applied);
 }
 
 void SettingsAgent::AnswerWith(std::string_view name, std::optional<std::string> text) {
     const std::lock_guard lock(mMutex);
-    const std::string& oid = OidOf(name);
-    if (text) {
-        mAnswers[oid] = *text;
-    } else {
-        mAnswers.erase(oid);
-    }
+    Named(name).answer = std::move(text);
 }
 
-const std::string& SettingsAgent::OidOf(std::string_view name) const {
-    for (const auto& [oid, setting] : mSettings) {
-        if (setting.name == name) return oid;
-    }
-    throw std::out_of_range(fmt::format("the board has no setting {}", name));
+SettingsAgent::Setting& SettingsAgent::Named(std::string_view name) {
+    const auto found = std::find_if(mSettings.begin(), mSettings.end(),
+                                    [name](const Setting& setting) { return setting.name == name; });
+    if (found == mSettings.end()) throw std::out_of_range(fmt::format("the board has no setting {}", name));
+    return *found;
 }
 
-SettingsRequest SettingsAgent::Parse(const Message& message) const {
+void SettingsAgent::Take(const Message& message, Fault fault) {
+    if (message.type != kSetType && message.type != kGetType) return;
     std::string_view rest = message.bytes.c_str();  // up to the zero byte
     SettingsRequest request;
     request.set = message.type == kSetType;
@@ -147,24 +122,17 @@ SettingsRequest SettingsAgent::Parse(const Message& message) const {
         request.type = TakeWord(rest);
         request.value = rest;
     }
-    const auto setting = mSettings.find(request.oid);
-    if (setting != mSettings.end()) request.name = setting->second.name;
-    return request;
-}
-
-void SettingsAgent::Take(const Message& message) {
-    if (message.type != kSetType && message.type != kGetType) return;
-    SettingsRequest request;
-    std::string answer;
+    std::string answer = request.oid + " = No Such Object available on this agent at this OID";
     std::function<void(const std::string&)> applied;
-    Fault fault;
     {
         const std::lock_guard lock(mMutex);
-        request = Parse(message);
-        answer = Answer(request);
-        fault = mFault;
-        const auto found = mApplied.find(request.oid);
-        if (request.set && found != mApplied.end()) applied = found->second;
+        const auto setting = std::find_if(mSettings.begin(), mSettings.end(),
+                                          [&request](const Setting& known) { return known.oid == request.oid; });
+        if (setting != mSettings.end()) {
+            request.name = setting->name;
+            answer = Answer(request, *setting, fault);
+            if (request.set) applied = setting->applied;
+        }
     }
     mRequests.Add(request);
     if (fault == Fault::kSlow) std::this_thread::sleep_for(kLate);
@@ -173,18 +141,13 @@ void SettingsAgent::Take(const Message& message) {
     if (applied) applied(WithoutQuotes(request.value));
 }
 
-// Called with mMutex held.
-std::string SettingsAgent::Answer(const SettingsRequest& request) {
-    const auto canned = mAnswers.find(request.oid);
-    if (canned != mAnswers.end()) return canned->second;
-    const auto found = mSettings.find(request.oid);
-    if (found == mSettings.end()) return request.oid + " = No Such Object available on this agent at this OID";
-    Setting& setting = found->second;
+std::string SettingsAgent::Answer(const SettingsRequest& request, Setting& setting, Fault fault) {
+    if (setting.answer) return *setting.answer;
     if (request.set) {
         if (request.type != setting.type || !Fits(setting.type, request.value)) return request.oid + " = Wrong Value";
         setting.value = WithoutQuotes(request.value);
     }
-    const std::string value = mFault == Fault::kLying ? "4711" : setting.value;
+    const std::string value = fault == Fault::kLying ? "4711" : setting.value;
     return fmt::format("{} = {} \r\n", request.oid, Shown(setting.type, value));
 }
 

@@ -2,13 +2,12 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "fault.h"
 #include "journal.h"
 #include "queue.h"
 
@@ -36,44 +35,42 @@ class SettingsAgent {
     /// \param burnInto  file for upgrade images
     explicit SettingsAgent(std::string burnInto);
 
-    const Journal<SettingsRequest>& Requests() const { return mRequests; }
     Journal<SettingsRequest>& Requests() { return mRequests; }
     Journal<Burn>& Burns() { return mBurns; }
 
     /// \return value of a setting, by the board's name, which must exist
-    std::string Get(std::string_view name) const;
+    std::string Get(std::string_view name);
     void Put(std::string_view name, const std::string& value);
 
     /// Calls `applied` on the agent's thread after a setting was set and answered, and its image burnt.
     void OnSet(std::string_view name, std::function<void(const std::string& value)> applied);
 
     /// kSilent and kFull block the module for good. kSlow answers after 300 ms. kLying reports a wrong value.
-    void Set(Fault fault);
+    void Set(Fault fault) { mReader.Set(fault); }
 
     /// From now on answers requests for one setting with this text, such as one without '='.
     void AnswerWith(std::string_view name, std::optional<std::string> text);
 
  private:
     struct Setting {
+        std::string oid;
         std::string name;
         std::string type;
         std::string value;
+        std::optional<std::string> answer{};  ///< instead of the right one
+        std::function<void(const std::string&)> applied{};
     };
 
-    void Take(const Message& message);
-    SettingsRequest Parse(const Message& message) const;
-    std::string Answer(const SettingsRequest& request);
+    void Take(const Message& message, Fault fault);
+    static std::string Answer(const SettingsRequest& request, Setting& setting, Fault fault);
     void BurnImage(const std::string& url);
-    const std::string& OidOf(std::string_view name) const;
+    Setting& Named(std::string_view name);
 
     const std::string mBurnInto;
     Journal<SettingsRequest> mRequests;
     Journal<Burn> mBurns;
-    mutable std::mutex mMutex;
-    std::map<std::string, Setting> mSettings;  ///< by OID
-    std::map<std::string, std::function<void(const std::string&)>, std::less<>> mApplied;
-    std::map<std::string, std::string, std::less<>> mAnswers;
-    Fault mFault = Fault::kNone;
+    std::mutex mMutex;
+    std::vector<Setting> mSettings;
     const Queue mAnswerQueue;
     QueueReader mReader;  ///< last: its thread uses all of the above
 };

@@ -19,7 +19,6 @@ constexpr long kRequestType = 20;
 constexpr std::int32_t kRemountOrder = 73;
 constexpr std::int32_t kRemountDone = 74;
 constexpr std::size_t kAnswerSize = 60;
-constexpr Milliseconds kLate{300};
 
 /// Order and answer: a command number and its parameters, native 32-bit integers.
 struct RemountRecord {
@@ -30,12 +29,13 @@ static_assert(sizeof(RemountRecord) == kAnswerSize);
 
 }  // namespace
 
-SystemDaemon::SystemDaemon(std::string root) : mRoot(std::move(root)) {
+SystemDaemon::SystemDaemon() {
     for (const int part : {1, 4}) {
         mReallyMounts = Mount(part, false) && mReallyMounts;
         mWritable[part] = false;
     }
-    mReader.emplace(kRequestKey, QueueReader::AtEnd::kRemoveQueue, [this](const Message& message) { Take(message); });
+    mReader.emplace(kRequestKey, QueueReader::AtEnd::kRemoveQueue,
+                    [this](const Message& message, Fault fault) { Take(message, fault); });
 }
 
 SystemDaemon::~SystemDaemon() {
@@ -51,34 +51,24 @@ bool SystemDaemon::IsWritable(int part) const {
     return found != mWritable.end() && found->second;
 }
 
-void SystemDaemon::Set(Fault fault) {
-    {
-        const std::lock_guard lock(mMutex);
-        mFault = fault;
-    }
-    mReader->Clog(fault == Fault::kFull);
-}
-
 /// Changes the mount, not the file system, which a user namespace may not change. Fails while a file is open for
 /// writing, as on a board.
 bool SystemDaemon::Mount(int part, bool writable) {
-    const std::string folder = mRoot + "/hd" + std::to_string(part);
+    const std::string folder = kDisk + "/hd" + std::to_string(part);
     unsigned long flags = MS_REMOUNT | MS_BIND;
     if (!writable) flags |= MS_RDONLY;
     return mount("none", folder.c_str(), nullptr, flags, nullptr) == 0;
 }
 
-void SystemDaemon::Take(const Message& message) {
+void SystemDaemon::Take(const Message& message, Fault fault) {
     RemountRecord order{};
     std::memcpy(&order, message.bytes.data(), std::min(message.bytes.size(), sizeof order));
     if (message.type != kRequestType || order.command != kRemountOrder) return;
     const RemountRequest request{order.param[0], order.param[1], order.param[3], order.param[4] != 0, order.param[5]};
 
     RemountRecord answer{kRemountDone, {}};
-    Fault fault;
     {
         const std::lock_guard lock(mMutex);
-        fault = mFault;
         const auto partition = mWritable.find(request.part);
         if (partition != mWritable.end()) {
             const bool done = fault != Fault::kLying && (!mReallyMounts || Mount(request.part, request.writable));

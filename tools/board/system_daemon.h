@@ -6,11 +6,13 @@
 #include <optional>
 #include <string>
 
-#include "fault.h"
 #include "journal.h"
 #include "queue.h"
 
 namespace board {
+
+/// Folder of the partitions, 1 is hd1, and of the board's own files.
+inline const std::string kDisk = "/mnt";
 
 /// One remount order, as received.
 struct RemountRequest {
@@ -23,9 +25,8 @@ struct RemountRequest {
 
 class SystemDaemon {
  public:
-    /// Makes the partitions read-only, by a real remount where the process may do that, see ReallyMounts.
-    /// \param root  folder of the partitions: partition 1 is `root`/hd1
-    explicit SystemDaemon(std::string root = "/mnt");
+    /// Makes the partitions read-only, by a real remount where the process may do that; else it only keeps their state.
+    SystemDaemon();
     /// Leaves the partitions writable.
     ~SystemDaemon();
 
@@ -34,23 +35,17 @@ class SystemDaemon {
     /// \return whether a partition can be written now; false for one that doesn't exist
     bool IsWritable(int part) const;
 
-    /// \return whether the partitions are file systems that the daemon can remount, so that a write between brackets
-    /// fails; otherwise it only keeps their state
-    bool ReallyMounts() const { return mReallyMounts; }
-
     /// kSilent remounts without an answer, kSlow answers after 300 ms, kLying does nothing and reports the old state.
-    void Set(Fault fault);
+    void Set(Fault fault) { mReader->Set(fault); }
 
  private:
-    void Take(const Message& message);
+    void Take(const Message& message, Fault fault);
     bool Mount(int part, bool writable);
 
-    const std::string mRoot;
     Journal<RemountRequest> mRequests;
     mutable std::mutex mMutex;
     std::map<int, bool> mWritable;
     bool mReallyMounts = true;
-    Fault mFault = Fault::kNone;
     std::optional<QueueReader> mReader;  ///< last: its thread uses all of the above
 };
 

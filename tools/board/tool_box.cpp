@@ -13,10 +13,13 @@
 #include <system_error>
 #include <utility>
 
+#include "system_daemon.h"
+
 namespace board {
 
 namespace {
 
+const std::string kFolder = kDisk + "/tools";  ///< exists as long as the box
 constexpr const char* kTools[] = {"m710cmmd", "m710cmd"};
 constexpr const char* kEnd = "end";  ///< line that ends the box; a tool's line has two words or an option
 
@@ -28,11 +31,11 @@ int OpenPipe(const std::string& path) {
     return fd;
 }
 
-void WriteTool(const std::string& path, const std::string& folder) {
+void WriteTool(const std::string& path) {
     std::ofstream(path) << fmt::format(
         "#!/bin/sh\n"
         "printf '%s\\n' \"${{0##*/}} $*\" >'{0}/orders' && read -r answer <'{0}/answers'\n",
-        folder);
+        kFolder);
     std::filesystem::permissions(path, std::filesystem::perms::owner_all);
 }
 
@@ -43,15 +46,14 @@ void WriteLine(int fd, const std::string& line) {
 
 }  // namespace
 
-ToolBox::ToolBox(std::string folder, std::function<void(const std::string&)> run)
-    : mFolder(std::move(folder)), mRun(std::move(run)) {
-    std::filesystem::remove_all(mFolder);
-    std::filesystem::create_directories(mFolder);
-    mOrders = OpenPipe(mFolder + "/orders");
-    mAnswers = OpenPipe(mFolder + "/answers");
-    for (const char* tool : kTools) WriteTool(mFolder + "/" + tool, mFolder);
+ToolBox::ToolBox(std::function<void(const std::string&)> run) : mRun(std::move(run)) {
+    std::filesystem::remove_all(kFolder);
+    std::filesystem::create_directories(kFolder);
+    mOrders = OpenPipe(kFolder + "/orders");
+    mAnswers = OpenPipe(kFolder + "/answers");
+    for (const char* tool : kTools) WriteTool(kFolder + "/" + tool);
     const char* path = std::getenv("PATH");
-    setenv("PATH", fmt::format("{}:{}", mFolder, path != nullptr ? path : "/usr/bin:/bin").c_str(), 1);
+    setenv("PATH", fmt::format("{}:{}", kFolder, path != nullptr ? path : "/usr/bin:/bin").c_str(), 1);
     mThread = std::thread([this] { Run(); });
 }
 
@@ -61,7 +63,7 @@ ToolBox::~ToolBox() {
     close(mOrders);
     close(mAnswers);  // a waiting tool reads the end of its pipe
     std::error_code ignored;
-    std::filesystem::remove_all(mFolder, ignored);
+    std::filesystem::remove_all(kFolder, ignored);
 }
 
 void ToolBox::Run() {

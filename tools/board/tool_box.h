@@ -12,9 +12,8 @@ namespace board {
 class ToolBox {
  public:
     /// Puts the tools at the start of this process's PATH, for the shells that the module starts.
-    /// \param folder  created for the tools, and removed by the destructor
-    /// \param run     called with each line, such as "m710cmmd -atsc 7"; the tool ends when it returns
-    ToolBox(std::string folder, std::function<void(const std::string&)> run);
+    /// \param run  called with each line, such as "m710cmmd -atsc 7"; the tool ends when it returns
+    explicit ToolBox(std::function<void(const std::string&)> run);
     ~ToolBox();
     ToolBox(const ToolBox&) = delete;
     ToolBox& operator=(const ToolBox&) = delete;
@@ -25,7 +24,6 @@ class ToolBox {
  private:
     void Run();
 
-    const std::string mFolder;
     const std::function<void(const std::string&)> mRun;
     Journal<std::string> mLines;
     int mOrders = -1;   ///< pipe of lines from the tools

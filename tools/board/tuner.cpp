@@ -36,7 +36,7 @@ void Damage(std::span<std::uint8_t> buffer) {
 
 }  // namespace
 
-Tuner::Tuner(std::map<int, Channel> band, StatusBlock* block, std::function<void(std::span<std::uint8_t>)> feed)
+Tuner::Tuner(std::map<int, Channel> band, StatusBlock& block, std::function<void(std::span<std::uint8_t>)> feed)
     : mBlock(block), mFeed(std::move(feed)) {
     for (const auto& [number, channel] : band) mBand[number] = {Load(channel), channel.strength};
     mThread = std::thread([this] { Run(); });
@@ -59,7 +59,7 @@ void Tuner::TuneTo(int channel) {
         ++mGeneration;
         const auto station = mBand.find(channel);
         if (station != mBand.end()) tuning.strength = station->second.strength;
-        if (mBlock != nullptr) mBlock->TunerStrength(tuning.strength);
+        mBlock.TunerStrength(tuning.strength);
     }
     mChanged.notify_all();
     mTunings.Add(tuning);
@@ -71,7 +71,7 @@ void Tuner::Put(int number, const Channel& channel) {
         const std::lock_guard lock(mMutex);
         mBand[number] = std::move(station);
         ++mGeneration;
-        if (number == mChannel && mBlock != nullptr) mBlock->TunerStrength(channel.strength);
+        if (number == mChannel) mBlock.TunerStrength(channel.strength);
     }
     mChanged.notify_all();
 }

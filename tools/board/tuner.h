@@ -39,7 +39,7 @@ class Tuner {
     /// \param band   by channel number; a missing channel has no signal
     /// \param block  where the strength is reported
     /// \param feed   called on the tuner's thread with whole packets
-    Tuner(std::map<int, Channel> band, StatusBlock* block, std::function<void(std::span<std::uint8_t>)> feed);
+    Tuner(std::map<int, Channel> band, StatusBlock& block, std::function<void(std::span<std::uint8_t>)> feed);
     ~Tuner();
     Tuner(const Tuner&) = delete;
     Tuner& operator=(const Tuner&) = delete;
@@ -67,7 +67,7 @@ class Tuner {
     void Run();
     void Deliver(const Station& station, std::span<std::uint8_t> buffer);
 
-    StatusBlock* const mBlock;
+    StatusBlock& mBlock;
     const std::function<void(std::span<std::uint8_t>)> mFeed;
     Journal<Tuning> mTunings;
     mutable std::mutex mMutex;

@@ -202,11 +202,11 @@ int main(int argc, char** argv) {
     FILE* complaints = stderr;  // until it is redirected
     try {
         const Options options = Read(argc, argv);
-        if (!std::filesystem::is_directory(options.plan.root + "/hd1")) {
+        if (!std::filesystem::is_directory(board::kDisk + "/hd1")) {
             fmt::print(stderr,
                        "There is no {0}/hd1, a board's disk. Run this as: zul-sandbox {1} ...\n"
                        "(tools/sandbox in the sources)\n",
-                       options.plan.root, argv[0]);
+                       board::kDisk, argv[0]);
             return kWrongUsage;
         }
         FILE* out = RedirectModule(options.moduleLog);
