@@ -95,8 +95,11 @@ class ServiceTest : public testing::Test {
         BoardState transmitter, receiver;
         transmitter.at = {kHere, 5000}, transmitter.role = Role::kTransmitter;
         receiver.at = {kHere, 2008}, receiver.role = Role::kReceiver;
+        other.role = Role::kTransmitter;
         options.watch.only = {transmitter, receiver};
+        if (other.at.port != 0) options.watch.only.push_back(other);
         options.watch.discovery.client.timeout = 10s;
+        options.plan[transmitter.at] = {"sends nothing", {}};
         mService.emplace(options);
         port = mService->Start();
     }
@@ -117,6 +120,7 @@ class ServiceTest : public testing::Test {
     }
 
     std::uint16_t port = 0;
+    BoardState other{};  ///< another transmitter, if it has an address
 
  private:
     std::optional<Service> mService;
@@ -137,6 +141,7 @@ TEST_F(ServiceTest, TellsWhatBoardsSayInTheShapesOfTheCommandLine) {
     EXPECT_EQ(json("/api/guide?board=127.0.0.1:5000")["guide"][0]["events"][0]["title"], kName);
     EXPECT_EQ(json("/api/probe?stream=239.1.1.1:5000")["schema"], "zulctl.probe/1");
     EXPECT_EQ(overview["takes_orders"], false);
+    EXPECT_EQ(overview["boards"][1]["plan"]["differences"], Json({"all slots, 239.1.1.1:5000: not in the plan"}));
     EXPECT_EQ(overview["streams"][0]["sources"][0]["programmes"][0]["name"], kName);
 }
 
@@ -149,6 +154,7 @@ TEST_F(ServiceTest, MetricsNameBoardsAndStreams) {
          {"zul_board_up{board=\"127.0.0.1:5000\",name=\"127.0.0.1\",role=\"transmitter\"} 1\n",
           "zul_board_up{board=\"127.0.0.1:2008\",name=\"127.0.0.1\",role=\"receiver\"} 0\n", "zul_board_load_ratio{",
           "zul_board_signal_ratio{board=\"127.0.0.1:5000\",name=\"127.0.0.1\",role=\"transmitter\"} 1\n",
+          "zul_board_as_planned{board=\"127.0.0.1:5000\",name=\"127.0.0.1\",role=\"transmitter\"} 0\n",
           "zul_stream_info{stream=\"239.1.1.1:5000\",board=\"127.0.0.1:5000\",slot=\"0\"} 1\n",
           "zul_stream_continuity_errors_total{stream=\"239.1.1.1:5000\"} 0\n"})
         EXPECT_NE(text.find(wanted), std::string::npos) << wanted << "isn't in\n" << text;
@@ -215,6 +221,10 @@ TEST_F(ServiceTest, ARequestThatIsRefusedIsNotContinued) {
 
 TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {
     PlayedBoard transmitter(5000, TransmitterAnswers(kName));
+    auto answers = TransmitterAnswers(kName);
+    answers["STATUS"] = "STATUS 1 0 239.1.1.5:5000 0:1:ff:[0001] F:0 E:0 C:\"NO CAM\" 7% OK\r\n";
+    PlayedBoard another(5001, answers);
+    other.at = {kHere, 5001};
     PlayedBoard receiver(2008, {{"STATUS", "STATUS 0 :0 0:0000 2 3 0 0 0%OK\r\n"},
                                 {"UPGR?", "UPGRSTATUS0 OK\r\n"},
                                 {"VERS", "VERS0.82.14OK\r\n"},
@@ -239,6 +249,8 @@ TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {
     };
     EXPECT_EQ(start("10.0.0.1:5000", "2.1").status, 400) << "no group";
     EXPECT_EQ(start("239.1.1.1:5000", "9.9").status, 400) << "no such channel";
+    Await("/api/overview", "239.1.1.5:5000");
+    EXPECT_EQ(start("239.1.1.5:5000", "2.1").status, 409) << "taken by another transmitter";
     EXPECT_EQ(start("239.1.1.2:5000", "2.1").status, 200);
     EXPECT_EQ(transmitter.Asked("UNIT4,1,239.1.1.2,5000,2,201,1"), 1);
     EXPECT_EQ(Post(port, "/api/stream/stop", R"({"board": "127.0.0.1:5000", "slot": 0})", kOrderHeaders).status, 200);

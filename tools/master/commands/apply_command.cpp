@@ -93,10 +93,11 @@ std::string Summary(std::size_t changes, std::size_t done, bool dryRun) {
 
 void RunApply(Session& session, const ApplyChoice& choice) {
     if (choice.pause || choice.resume) return PausePlan(session, choice.plan, choice.pause);
-    if (choice.keep) return KeepPlan(session, choice.plan, choice.force);
     std::vector<BoardWork> boards = BoardsOf(session, ReadPlan(choice.plan));
+    if (choice.keep) return KeepPlan(session, choice.plan, std::move(boards), choice.force);
     ForAll(
         session, boards, [&](BoardWork& work) { Compare(session, work); }, [] { return "comparing..."; });
+    session.out.Progress("looking who else sends to these groups...");
     if (!choice.force) RefuseTakenGroups(session, boards);
     // An impossible plan isn't half carried out.
     for (const BoardWork& work : boards) {
@@ -146,7 +147,7 @@ void AddApplyCommand(CLI::App& app, Session& session) {
         "A board of the plan sends these streams afterwards and no others; other boards are left alone. All streams of "
         "a board are on one tuner channel, and each start tears the board's other streams for a moment. With --board, "
         "only "
-        "that part of the plan. With --keep it goes on, one board at a time, and brings back what a restart or "
+        "that part of the plan. With --keep it goes on, and brings back what a restart or "
         "somebody's hand has changed; --pause and --resume are for who has to change something meanwhile.");
     const auto choice = std::make_shared<ApplyChoice>();
     command->add_option("plan", choice->plan, "The plan")->type_name("FILE")->required();

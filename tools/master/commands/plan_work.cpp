@@ -69,7 +69,6 @@ void RefuseTakenGroups(Session& session, std::vector<BoardWork>& boards) {
         starts = starts || std::any_of(work.steps.begin(), work.steps.end(), isStart);
     }
     if (!starts) return;
-    session.out.Progress("looking who else sends to these groups...");
     const auto others = AskOthers(session, ours);
     for (BoardWork& work : boards) {
         try {

@@ -39,8 +39,9 @@ std::optional<BoardWork> NoteStreams(Session& session, const Target& target, boo
 /// Starts the recorded streams that are missing. Throws Failure when one can't be started.
 void RestoreStreams(Session& session, BoardWork& noted);
 
-/// Compares and executes until an interrupt, one board at a time.
-void KeepPlan(Session& session, const std::string& plan, bool force);
+/// Brings boards back to the plan until an interrupt; when another process on this machine keeps it, from that one's
+/// end on. Boards are restored independently, but take turns where something stops.
+void KeepPlan(Session& session, const std::string& plan, std::vector<BoardWork> boards, bool force);
 /// Pauses or resumes all processes that keep a plan, by a file next to the plan.
 void PausePlan(Session& session, const std::string& plan, bool pause);
 

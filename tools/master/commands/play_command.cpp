@@ -6,6 +6,7 @@
 #include "commands/commands.h"
 #include "commands/find_stream.h"
 #include "commands/order.h"
+#include "doctor/screen.h"
 #include "protocol/requests_text.h"
 
 namespace zulctl {
@@ -37,6 +38,7 @@ void RunPlay(Session& session, const PlayChoice& choice) {
     RunOrder(session, Role::kReceiver, PlayText(stream, programme), "the play",
              fmt::format("playing {}{}", EndpointText(stream),
                          programme ? fmt::format(", programme {:04x}", *programme) : ""));
+    WarnOfStream(session, stream, programme ? std::set{*programme} : std::set<std::uint16_t>());
 }
 
 }  // namespace

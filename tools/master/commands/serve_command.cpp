@@ -2,8 +2,10 @@
 #include <fmt/format.h>
 
 #include <memory>
+#include <thread>
 
 #include "commands/commands.h"
+#include "commands/plan_work.h"
 #include "serve/service.h"
 
 namespace zulctl {
@@ -16,6 +18,7 @@ struct ServeChoice {
     bool control = false;
     std::string tokenFile;
     int stillsEvery = 10;
+    std::string plan;
 };
 
 serve::ServiceOptions Wanted(Session& session, const ServeChoice& choice) {
@@ -43,13 +46,19 @@ serve::ServiceOptions Wanted(Session& session, const ServeChoice& choice) {
 
 void RunServe(Session& session, const ServeChoice& choice) {
     CatchInterrupts();
-    const serve::ServiceOptions options = Wanted(session, choice);
+    serve::ServiceOptions options = Wanted(session, choice);
+    std::vector<BoardWork> planned;
+    if (!choice.plan.empty()) planned = BoardsOf(session, ReadPlan(choice.plan));
+    options.planPath = choice.plan;
+    for (const BoardWork& work : planned) options.plan.emplace(work.target.at, work.plan);
     serve::Service service(options);
     const Endpoint at{options.listen.address, service.Start()};
     const bool newToken = choice.control && choice.tokenFile.empty();
     const std::string address = EndpointText({at.address == 0 ? 0x7F000001 : at.address, at.port});
     session.out.Say(fmt::format("the status page is at http://{}/{}", address,
                                 newToken ? "#token=" + options.token : std::string()));
+    std::jthread keeper;
+    if (!planned.empty()) keeper = std::jthread([&] { KeepPlan(session, choice.plan, planned, false); });
     service.Run();
     session.out.Say("stopped");
 }
@@ -74,6 +83,10 @@ void AddServeCommand(CLI::App& app, Session& session) {
     command->add_flag("--control", choice->control,
                       "Let whoever has the token start and stop streams and play them on receivers");
     command->add_option("--token-file", choice->tokenFile, "Read the token from a file instead of making a new one")
+        ->type_name("FILE");
+    command
+        ->add_option("--plan", choice->plan,
+                     "Bring transmitters back to this plan, as apply --keep does; one that differs is red")
         ->type_name("FILE");
     command->add_option("--pictures", choice->stillsEvery, "Make a still picture of each stream this often; 0: never")
         ->type_name("SECONDS")

@@ -5,6 +5,7 @@
 
 #include "commands/commands.h"
 #include "commands/order.h"
+#include "doctor/screen.h"
 #include "doctor/senders.h"
 #include "net/stream_order.h"
 
@@ -46,6 +47,9 @@ void RunStart(Session& session, const StartChoice& choice) {
     session.out.Emit("zulctl.stream/1", StartedJson(request, text), [&] {
         return fmt::format("streaming to {}, slot {}\n", EndpointText(request.to), request.slot.value_or(0));
     });
+    std::set<std::uint16_t> programmes;
+    for (const ProgrammeId& id : request.programmes) programmes.insert(id.programme);
+    WarnOfStream(session, request.to, std::move(programmes));
 }
 
 void RunStop(Session& session, const StopChoice& choice) {

@@ -106,6 +106,7 @@ Diagnosis ExamineSenders(const ScreenView& view, const Endpoint& group) {
 
 struct Share {
     std::uint64_t packets = 0, scrambled = 0;
+    bool IsScrambled() const { return scrambled * 2 > packets; }
 };
 Share ShareOf(const StreamReport& report, const ProgrammeReport& programme) {
     Share share;
@@ -128,8 +129,7 @@ Diagnosis ExamineProgramme(const ScreenView& view) {
     const auto found = programmes.find(static_cast<std::uint16_t>(view.status.programme));
     if (found == programmes.end() && programmes.size() == 1) {
         const auto& [number, only] = *programmes.begin();
-        const Share share = ShareOf(view.heard.report, only);
-        if (share.scrambled * 2 > share.packets) return Scrambled(number);
+        if (ShareOf(view.heard.report, only).IsScrambled()) return Scrambled(number);
     }
     if (found == programmes.end()) {
         std::string carried;
@@ -149,7 +149,7 @@ Diagnosis ExamineProgramme(const ScreenView& view) {
         return {"programme", Level::kFault,
                 fmt::format("programme {:04x} is listed, and carries neither picture nor sound", found->first),
                 "The broadcaster sends nothing in it now; try another channel."};
-    if (share.scrambled * 2 > share.packets) return Scrambled(found->first);
+    if (share.IsScrambled()) return Scrambled(found->first);
     return {"programme", Level::kGood, fmt::format("programme {:04x} is in it, in the clear", found->first), ""};
 }
 
@@ -206,6 +206,26 @@ std::vector<Diagnosis> ExamineScreen(const ScreenView& view) {
         return findings;
     findings.insert(findings.end(), view.surroundings.begin(), view.surroundings.end());
     return findings;
+}
+
+void WarnOfStream(Session& session, const Endpoint& group, std::set<std::uint16_t> programmes) {
+    StreamReport report;
+    try {
+        session.out.Progress("looking at the stream...");
+        report = Listen(group, session.InterfaceIndex(), std::chrono::seconds(1)).report;
+    } catch (const Failure&) {  // this machine may have no route for groups
+        return;
+    }
+    if (report.packets == 0)
+        return session.out.Warning(fmt::format("nothing comes from {} to this machine now", EndpointText(group)));
+    if (programmes.empty() && !report.programmes.empty()) programmes = {report.programmes.begin()->first};
+    for (const std::uint16_t number : programmes) {
+        const auto found = report.programmes.find(number);
+        if (found == report.programmes.end())
+            session.out.Warning(fmt::format("programme {:04x} isn't in the stream", number));
+        else if (ShareOf(report, found->second).IsScrambled())
+            session.out.Warning(fmt::format("programme {:04x} is scrambled, and boards don't descramble", number));
+    }
 }
 
 }  // namespace zulctl

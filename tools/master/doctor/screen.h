@@ -1,6 +1,8 @@
 /// Why a television is dark: a receiver, the stream that it plays, its sender, and the first fault on the path.
 #pragma once
 
+#include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,5 +28,9 @@ ScreenView LookAtScreen(const Session& session, const Target& receiver, std::vec
 
 /// \return the findings in order from receiver to transmitter; the last one is the first fault
 std::vector<Diagnosis> ExamineScreen(const ScreenView& view);
+
+/// Listens for a second, and warns when nothing arrives, or a programme is missing or scrambled.
+/// \param programmes  empty: the stream's first, which a player takes
+void WarnOfStream(Session& session, const Endpoint& group, std::set<std::uint16_t> programmes);
 
 }  // namespace zulctl

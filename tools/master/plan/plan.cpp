@@ -5,6 +5,7 @@
 
 #include <toml++/toml.h>
 #include <algorithm>
+#include <filesystem>
 #include <map>
 
 #include "output/escape.h"
@@ -126,6 +127,13 @@ std::vector<PlannedBoard> ReadPlan(const std::string& path) {
     if (plan.empty()) throw Failure(kUsage, path + " names no board: [boards.NAME]");
     CheckTogether(plan);
     return plan;
+}
+
+std::string PauseFile(const std::string& plan) { return plan + ".paused"; }
+
+bool PlanIsPaused(const std::string& plan) {
+    std::error_code ignored;
+    return std::filesystem::exists(PauseFile(plan), ignored);
 }
 
 std::vector<WantedStream> Wanted(const PlannedBoard& plan, const std::vector<Channel>& channels) {

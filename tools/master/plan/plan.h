@@ -68,9 +68,16 @@ struct PlanStep {
     std::string request;  ///< empty where nothing is sent
 };
 
+/// \return "slot 2 to 239.1.1.2:5000, CINEMA: it isn't sent": the difference that a step removes
+std::string StepText(const PlanStep& step);
+
 /// Finds the steps, in the order in which they must be done: starting or stopping a slot stops slot 0, and a group
 /// moves from one slot to another only when the first has stopped. Streams without a slot take the one that sends to
 /// their group already, or the next free one, slot 0 last. \param tuned  channel that the tuner is on
 std::vector<PlanStep> StepsTo(std::vector<WantedStream> wanted, const std::vector<StreamStatus>& streams, int tuned);
+
+/// The file next to a plan whose presence pauses those who keep it.
+std::string PauseFile(const std::string& plan);
+bool PlanIsPaused(const std::string& plan);
 
 }  // namespace zulctl

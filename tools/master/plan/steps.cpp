@@ -79,6 +79,12 @@ std::vector<PlanStep> StepsAfresh(const std::vector<WantedStream>& wanted, const
 
 }  // namespace
 
+std::string StepText(const PlanStep& step) {
+    return fmt::format("{}{}, {}: {}", step.slot ? fmt::format("slot {}", *step.slot) : "all slots",
+                       step.to ? " to " + EndpointText(*step.to) : "", step.what,
+                       step.why.empty() ? "it isn't sent" : step.why);
+}
+
 bool WantedStream::IsAt(const StreamStatus& stream) const {
     if (!stream.active || stream.group != request.to || stream.id != request.slot) return false;
     const std::set<std::uint16_t> carried(stream.programmes.begin(), stream.programmes.end());

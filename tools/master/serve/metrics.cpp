@@ -67,6 +67,7 @@ void Boards(std::vector<MetricFamily>& all, const Overview& overview) {
     Family locked(all, "zul_board_tuner_locked", "1 where a transmitter's tuner has locked");
     Family active(all, "zul_board_streams_active", "Streams that a transmitter sends");
     Family channels(all, "zul_board_channels", "Channels in a transmitter's list");
+    Family asPlanned(all, "zul_board_as_planned", "1 where a transmitter sends what the plan says, 0 where it differs");
     Family playing(all, "zul_receiver_playing", "1 where a receiver plays a stream");
     Family dark(all, "zul_receiver_dark", "1 where something darkens a receiver's television");
     for (const BoardState& board : overview.boards) {
@@ -75,6 +76,8 @@ void Boards(std::vector<MetricFamily>& all, const Overview& overview) {
             dark.Add(Of(board), overview.DarknessOf(board) ? 1 : 0);
         }
         if (!board.trouble.empty() || !board.transmitter) continue;
+        if (const auto differences = overview.DifferencesOf(board))
+            asPlanned.Add(Of(board), differences->empty() ? 1 : 0);
         signal.Add(Of(board), board.transmitter->signal / 255.0);
         locked.Add(Of(board), board.transmitter->locked ? 1 : 0);
         double count = 0;

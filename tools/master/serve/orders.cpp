@@ -44,7 +44,18 @@ std::optional<int> NumberOf(const Json& body, const char* key, int most) {
     return body[key].get<int>();
 }
 
-Json Start(Client& client, const Json& body) {
+/// Throws Failure(kRefused) when another transmitter reports sending to the group.
+void RefuseTakenGroup(const BoardWatch& boards, const Endpoint& board, const Endpoint& group) {
+    for (const BoardState& other : boards.Boards()) {
+        if (other.at == board || !other.transmitter) continue;
+        for (const StreamStatus& stream : other.transmitter->streams) {
+            if (stream.active && stream.group == group)
+                throw Failure(kRefused, other.name + " sends to " + EndpointText(group) + " already");
+        }
+    }
+}
+
+Json Start(const BoardWatch& boards, Client& client, const Json& body) {
     StreamChoice choice;
     choice.to = TextOf(body, "to");
     choice.slot = NumberOf(body, "slot", kStreamSlots - 1);
@@ -59,11 +70,12 @@ Json Start(Client& client, const Json& body) {
     if (!request.slot) request.slot = FreeSlot(client, request.to);
     const std::string text = StartText(request);
     CheckAgainstBoard(client, request);
+    RefuseTakenGroup(boards, client.Board(), request.to);
     client.Order(text, "the stream");
     return StartedJson(request, text);
 }
 
-Json Stop(Client& client, const Json& body) {
+Json Stop(const BoardWatch&, Client& client, const Json& body) {
     const auto slot = NumberOf(body, "slot", kStreamSlots - 1);
     const std::string text = StopText(slot);
     RefuseWhileBusy(client);
@@ -77,7 +89,7 @@ Json Tell(Client& client, const std::string& text, const char* what) {
     return {{"board", EndpointText(client.Board())}, {"request", text}, {"done", true}};
 }
 
-Json Play(Client& client, const Json& body) {
+Json Play(const BoardWatch&, Client& client, const Json& body) {
     const auto stream = ParseEndpoint(TextOf(body, "stream"));
     if (!stream) Wrong("stream");
     std::optional<std::uint16_t> programme;
@@ -85,13 +97,13 @@ Json Play(Client& client, const Json& body) {
     return Tell(client, PlayText(*stream, programme), "the play");
 }
 
-Json StopPlaying(Client& client, const Json&) { return Tell(client, "UNIT0", "the stop"); }
+Json StopPlaying(const BoardWatch&, Client& client, const Json&) { return Tell(client, "UNIT0", "the stop"); }
 
 constexpr struct {
     std::string_view path;
     Role role;
     const char* schema;
-    Json (*obey)(Client& client, const Json& body);
+    Json (*obey)(const BoardWatch& boards, Client& client, const Json& body);
 } kOrders[] = {
     {"/api/stream/start", Role::kTransmitter, "zulctl.stream/1", Start},
     {"/api/stream/stop", Role::kTransmitter, "zulctl.stream/1", Stop},
@@ -117,7 +129,7 @@ HttpAnswer Orders::Obey(const std::string& path, const std::string& text) {
             const Hold hold(mrBoards, board->at);
             Client client = mrBoards.Connect(board->at);
             Json done = {{"schema", order.schema}};
-            done.update(order.obey(client, body));
+            done.update(order.obey(mrBoards, client, body));
             return JsonAnswer(200, done.dump());
         } catch (const TurnTaken& failure) {
             return JsonAnswer(409, ErrorJson(failure.what()));

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "doctor/screen.h"
+#include "output/failure.h"
 
 namespace zulctl::serve {
 
@@ -65,8 +66,25 @@ std::optional<Diagnosis> Overview::DarknessOf(const BoardState& receiver) const 
                                                                             : std::nullopt;
 }
 
+std::optional<std::vector<std::string>> Overview::DifferencesOf(const BoardState& board) const {
+    const auto planned = plan != nullptr ? plan->find(board.at) : decltype(plan->find(board.at)){};
+    if (plan == nullptr || planned == plan->end()) return std::nullopt;
+    if (!board.trouble.empty() || !board.transmitter || board.transmitter->cut || !board.scan) return std::nullopt;
+    if (!board.channels && !planned->second.streams.empty()) return std::nullopt;
+    std::vector<std::string> differences;
+    try {
+        const auto wanted = Wanted(planned->second, board.channels ? *board.channels : std::vector<Channel>{});
+        for (const PlanStep& step : StepsTo(wanted, board.transmitter->streams, board.scan->channel)) {
+            if (step.kind != PlanStep::Kind::kKeep) differences.push_back(StepText(step));
+        }
+    } catch (const Failure& failure) {  // such as a channel that its list doesn't have
+        differences.emplace_back(failure.what());
+    }
+    return differences;
+}
+
 Overview TakeOverview(const BoardWatch& boards, const StreamWatch& streams, const Stills* stills) {
-    Overview overview{Clock::now(), boards.Boards(), streams.Streams(), {}};
+    Overview overview{Clock::now(), boards.Boards(), streams.Streams(), {}, nullptr, false};
     for (const Measured& stream : overview.streams)
         overview.stills.push_back(stills != nullptr ? stills->Of(stream.group) : Still{});
     return overview;

@@ -1,11 +1,13 @@
 /// A snapshot of everything known and measured, with its faults. Pages, metrics and JSON are made from it.
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "doctor/diagnosis.h"
+#include "plan/plan.h"
 #include "serve/board_watch.h"
 #include "serve/stills.h"
 #include "serve/stream_watch.h"
@@ -31,12 +33,17 @@ struct Overview {
     std::vector<BoardState> boards;
     std::vector<Measured> streams;
     std::vector<Still> stills;  ///< one a stream, in their order
+    const std::map<Endpoint, PlannedBoard>* plan = nullptr;
+    bool planIsPaused = false;
 
     std::vector<StreamSource> SourcesOf(const Endpoint& group) const;
     /// \return receivers that play the group
     std::vector<const BoardState*> PlayersOf(const Endpoint& group) const;
     /// \return the fault that darkens a receiver's television; nothing where there is none, or none is known yet
     std::optional<Diagnosis> DarknessOf(const BoardState& receiver) const;
+    /// \return how a transmitter differs from the plan, empty where it doesn't; nothing for a board that the plan
+    /// doesn't name, or whose state isn't known
+    std::optional<std::vector<std::string>> DifferencesOf(const BoardState& transmitter) const;
 };
 
 Overview TakeOverview(const BoardWatch& boards, const StreamWatch& streams, const Stills* stills);

@@ -27,7 +27,9 @@ Json StatusOf(const BoardState& board) {
 }
 
 /// What the page shows of a board: its last status stays while it doesn't answer.
-Json JsonOf(const BoardState& board, Clock::time_point now, const std::optional<Diagnosis>& dark) {
+Json JsonOf(const BoardState& board, const Overview& overview) {
+    const Clock::time_point now = overview.now;
+    const auto dark = overview.DarknessOf(board);
     Json json = {{"id", board.Id()}};
     json.update(StatusOf(board));
     if (board.transmitter) json["transmitter"] = JsonOf(*board.transmitter);
@@ -38,6 +40,11 @@ Json JsonOf(const BoardState& board, Clock::time_point now, const std::optional<
     json["version"] = board.version;
     json["dark"] = dark ? JsonOf(*dark) : Json();
     if (board.role != Role::kTransmitter) return json;
+    const auto differences = overview.DifferencesOf(board);
+    json["plan"] = differences ? Json({{"as_planned", differences->empty()},
+                                       {"paused", overview.planIsPaused},
+                                       {"differences", *differences}})
+                               : Json();
     json["scan"] = board.scan ? JsonOf(*board.scan) : Json();
     const auto clock = BroadcastNow(board, now);
     json["broadcast_time"] = clock ? Json(UtcSeconds(*clock)) : Json();
@@ -108,8 +115,7 @@ std::string WithSchema(const char* schema, const Json& body) {
 
 std::string OverviewJson(const Overview& overview, bool takesOrders) {
     Json boards = Json::array(), streams = Json::array();
-    for (const BoardState& board : overview.boards)
-        boards.push_back(JsonOf(board, overview.now, overview.DarknessOf(board)));
+    for (const BoardState& board : overview.boards) boards.push_back(JsonOf(board, overview));
     for (std::size_t n = 0; n < overview.streams.size(); ++n) streams.push_back(JsonOf(overview, n));
     return WithSchema("zulctl.overview/1", {{"time", UtcNow()},
                                             {"takes_orders", takesOrders},

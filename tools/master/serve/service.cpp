@@ -71,10 +71,17 @@ template <typename Make>
 std::shared_ptr<const std::string> Service::Fresh(Shared& shared, Make make) {
     const std::lock_guard lock(shared.mutex);
     if (!shared.body || Clock::now() - shared.made > kFreshFor) {
-        shared.body = std::make_shared<const std::string>(make(TakeOverview(mBoards, mStreams, mpStills.get())));
+        shared.body = std::make_shared<const std::string>(make(Take(mpStills.get())));
         shared.made = Clock::now();
     }
     return shared.body;
+}
+
+Overview Service::Take(const Stills* stills) const {
+    Overview overview = TakeOverview(mBoards, mStreams, stills);
+    overview.plan = &mOptions.plan;
+    overview.planIsPaused = !mOptions.planPath.empty() && PlanIsPaused(mOptions.planPath);
+    return overview;
 }
 
 HttpAnswer Service::Check(const HttpRequest& request) const {
@@ -108,8 +115,7 @@ HttpAnswer Service::Get(const HttpRequest& request) {
         answer.body = Fresh(mMetrics, MetricsText);
         return answer;
     }
-    if (request.path == "/api/status")
-        return TextAnswer(200, answer.type, StatusJson(TakeOverview(mBoards, mStreams, nullptr)));
+    if (request.path == "/api/status") return TextAnswer(200, answer.type, StatusJson(Take(nullptr)));
     if (request.path == "/api/channels") return OfBoard(request, ChannelsJson);
     if (request.path == "/api/guide") return OfBoard(request, GuideJson);
     if (request.path == "/api/probe") return Probe(request);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -20,6 +21,8 @@ struct ServiceOptions {
     int interfaceIndex = 0;
     std::chrono::seconds stillsEvery{10};  ///< 0: no pictures
     WatchOptions watch;
+    std::string planPath;                   ///< empty: no plan
+    std::map<Endpoint, PlannedBoard> plan;  ///< by the boards' command services
 };
 
 class Service {
@@ -43,6 +46,7 @@ class Service {
     };
     template <typename Make>
     std::shared_ptr<const std::string> Fresh(Shared& shared, Make make);
+    Overview Take(const Stills* stills) const;
 
     HttpAnswer Check(const HttpRequest& request) const;
     HttpAnswer Handle(const HttpRequest& request);
