@@ -68,6 +68,7 @@ std::string ObeyOrder(Board& board, const std::string& line) try {
 }
 
 void ReadOrders(Board& board, std::function<void(const std::string&)> answer) {
+    signal(SIGTTIN, SIG_IGN);  // in the background of a shell there are no orders, and the board goes on
     std::thread([&board, answer = std::move(answer)] {
         for (std::string line; std::getline(std::cin, line);) {
             if (!line.empty()) answer(ObeyOrder(board, line));
