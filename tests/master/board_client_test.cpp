@@ -87,6 +87,22 @@ TEST(Client, KnowsAtOnceWhenNobodyListens) {
     EXPECT_LT(Clock::now() - start, 2s);
 }
 
+TEST(Client, WaitsForABoardThatBoots) {
+    ClientOptions options = Quick(2s);
+    options.waitsForBoot = true;
+    auto answer = AskLater({kHere, 6001}, "VERS", options);
+    std::this_thread::sleep_for(300ms);
+    const PlayedBoard board(6001, {{"VERS", "VERS0.82.14OK\r\n"}});
+    EXPECT_EQ(answer.get(), "VERS0.82.14OK\r\n");
+    EXPECT_LE(board.Asked("VERS"), 2);
+}
+
+TEST(Client, NamesTheRoleOfABoardThatIsntTheOneMeant) {
+    const PlayedBoard board(kTransmitterPort, {{"ZUL", "ZULB<Device-UUID=x_TX_-1><Device-Model=x_TX_>\r\n"}});
+    const std::string why = FailureOf(kUsage, [] { Client({kHere, kReceiverPort}, Quick()).Ask("VERS"); });
+    EXPECT_NE(why.find("127.0.0.1 is a transmitter, and this is for a receiver"), std::string::npos) << why;
+}
+
 TEST(Client, RequestsToOneBoardTakeTurns) {
     FarEnd far;
     auto first = AskLater(far.At(), "STATUS");

@@ -60,6 +60,7 @@ void AddRawCommand(CLI::App& app, Session& session) {
     command->footer(
         "An answer of KO exits with 1; the debug requests always answer so. What has no command of its own:\n"
         "  VSCALE,0,0,50,50,255   places a receiver's video and browser: corner and size in percent, alpha\n"
+        "  MCASTPACKETSIZE1316   sets the datagram size of the streams that run, up to 32768\n"
         "  RESOLUTION? RESOLUTION3   shows or sets its output resolution, by the board's own number\n"
         "  URLkey16               presses a key of its browser, 0 to 65534");
     const auto choice = std::make_shared<RawChoice>();

@@ -203,12 +203,6 @@ Done StopScan(Session& session, const Target& target) {
     return {{{"stopped", true}}, "the scan is stopped"};
 }
 
-TransmitterStatus StatusOf(Client& client) {
-    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
-    if (!status) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status of a transmitter");
-    return *status;
-}
-
 /// Scans the band, or one channel. \return false when it was stopped
 bool ScanAndFollow(Session& session, const Target& target, Client& client, ChannelRange range, std::optional<int> only,
                    int& locked) {
@@ -225,7 +219,7 @@ bool ScanAndFollow(Session& session, const Target& target, Client& client, Chann
 Done ScanBoard(Session& session, const Target& target, const ScanChoice& choice) {
     Client client = session.Connect(target);
     if (!choice.mode.empty()) client.Order(fmt::format("TUNERMODE{}", kModes.at(choice.mode)), "the tuner mode");
-    const auto status = StatusOf(client);
+    const auto status = FetchStatus(client);
     bool complete = true;
     int locked = 0;
     std::vector<Channel> channels;
@@ -238,6 +232,9 @@ Done ScanBoard(Session& session, const Target& target, const ScanChoice& choice)
         complete = ScanAndFollow(session, target, client, {only, only}, only, locked);
         for (Channel& channel : FetchChannels(client)) channels.push_back(std::move(channel));
     }
+    if (choice.only.size() > 1)
+        session.out.Warning(
+            fmt::format("{}: its own channel list has what is on the last of these channels alone", target.name));
     return {{{"complete", complete},
              {"tuner_mode", status.tunerMode},
              {"channels_with_signal", locked},
@@ -255,7 +252,7 @@ void RunScan(Session& session, const ScanChoice& choice) {
     for (const auto& outcome : OnEach(targets, [&](const Target& target) {
              Client client = session.Connect(target);
              RefuseWhileBusy(client);
-             const auto status = StatusOf(client);
+             const auto status = FetchStatus(client);
              return std::count_if(status.streams.begin(), status.streams.end(),
                                   [](const StreamStatus& stream) { return stream.active; });
          })) {

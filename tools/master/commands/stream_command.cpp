@@ -7,6 +7,7 @@
 #include "commands/order.h"
 #include "doctor/screen.h"
 #include "doctor/senders.h"
+#include "net/fetch.h"
 #include "net/stream_order.h"
 
 namespace zulctl {
@@ -58,9 +59,7 @@ void RunStop(Session& session, const StopChoice& choice) {
     for (const Target& target : targets) {
         Client client = session.Connect(target);
         RefuseWhileBusy(client);
-        const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
-        if (!status) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
-        std::vector<StreamStatus> ended = status->streams;
+        std::vector<StreamStatus> ended = FetchStatus(client).streams;
         std::erase_if(ended, [&](const StreamStatus& stream) {  // a named or only stream needs no confirmation
             return !stream.active || (choice.slot && (stream.id == *choice.slot || stream.id != 0));
         });
@@ -75,11 +74,6 @@ void RunStop(Session& session, const StopChoice& choice) {
            }));
 }
 
-void RunPacketSize(Session& session, int size) {
-    RunOrder(session, Role::kTransmitter, fmt::format("MCASTPACKETSIZE{}", size), "the size",
-             fmt::format("datagrams of {} bytes on the streams that run", size / 188 * 188));
-}
-
 }  // namespace
 
 void AddStreamCommand(CLI::App& app, Session& session) {
@@ -87,7 +81,6 @@ void AddStreamCommand(CLI::App& app, Session& session) {
     command->require_subcommand(1);
     const auto choice = std::make_shared<StartChoice>();
     const auto stopping = std::make_shared<StopChoice>();
-    const auto packetSize = std::make_shared<int>(0);
 
     CLI::App* start = command->add_subcommand("start", "Send programmes, or a whole multiplex, to a group");
     start->footer(
@@ -116,13 +109,6 @@ void AddStreamCommand(CLI::App& app, Session& session) {
         ->check(CLI::Range(0, kStreamSlots - 1));
     stop->add_flag("-y,--yes", stopping->yes, "Don't ask where other streams end");
     stop->callback([&session, stopping] { session.run = [&session, stopping] { RunStop(session, *stopping); }; });
-
-    CLI::App* size = command->add_subcommand("packet-size", "Set the datagram size of the streams that run");
-    size->add_option("bytes", *packetSize, "188 to 32768, rounded down to whole packets; a new stream has 1316")
-        ->required()
-        ->check(CLI::Range(188, 32768));
-    size->callback(
-        [&session, packetSize] { session.run = [&session, packetSize] { RunPacketSize(session, *packetSize); }; });
 }
 
 }  // namespace zulctl

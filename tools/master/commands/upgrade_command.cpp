@@ -95,8 +95,7 @@ std::string Follow(Session& session, const Target& target, Client& client) {
     }
     throw Failure(
         kNoAnswer,
-        target.name +
-            " has the whole image, but wasn't back in time; \"zulctl discover\" shows its version when it is");
+        target.name + " has the whole image, but isn't back yet; \"zulctl discover\" shows its version when it is");
 }
 
 /// Throws Failure where an image is being burnt.

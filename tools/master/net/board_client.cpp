@@ -50,12 +50,21 @@ Client::Turn::Turn(const Endpoint& board, const ClientOptions& options, Clock::t
 
 Client::Client(const Endpoint& board, ClientOptions options) : mBoard(board), mOptions(std::move(options)) {}
 
-std::optional<Datagram> Client::Await(Turn& turn, Ear* ear, const RequestKind& kind, Clock::time_point deadline) {
+std::optional<Datagram> Client::Await(Turn& turn, Ear* ear, std::string_view request, Clock::time_point deadline) {
+    constexpr std::chrono::milliseconds kBootPoll{500};
+    const RequestKind& kind = KindOf(request);
     UdpSocket* const sockets[] = {&turn.socket, ear != nullptr ? &ear->Socket() : &turn.socket};
     while (const auto ready = WaitForAny({sockets, ear != nullptr ? 2u : 1u}, deadline)) {
         bool refused = false;
         auto datagram = sockets[*ready]->Take(&refused);
-        if (refused) NobodyListens();
+        if (refused) {
+            if (!turn.refused) CheckRole();
+            turn.refused = true;
+            if (!mOptions.waitsForBoot || kind.tries == 1) NobodyListens();
+            SleepUntil(std::min(deadline, Clock::now() + kBootPoll));
+            turn.socket.Send(request, mBoard);
+            continue;
+        }
         if (!datagram || !kind.accepts(datagram->bytes)) continue;
         // A plain OK on the command port can't answer a forwarded request: it is a late reply.
         if (kind.route == Route::kForwarded && *ready == 0 && !IsKo(datagram->bytes) &&
@@ -78,8 +87,9 @@ std::string Client::Ask(std::string_view request, Ear* ear) {
         for (int tries = kind.tries; tries > 0 && !Interrupted(); --tries) {
             while (turn.socket.Take()) continue;  // late answers to the previous try
             turn.socket.Send(request, mBoard);
-            if (auto answer = Await(turn, ear, kind, Clock::now() + patience)) return std::move(answer->bytes);
+            if (auto answer = Await(turn, ear, request, Clock::now() + patience)) return std::move(answer->bytes);
         }
+        if (turn.refused && !Interrupted()) NobodyListens();
     }
     if (Interrupted()) throw Failure(kNoAnswer, "interrupted");
     ExplainSilence(request, kind);
@@ -126,7 +136,6 @@ void Client::CheckRole() {
 }
 
 void Client::NobodyListens() {
-    CheckRole();
     throw Failure(kNoAnswer, fmt::format("nobody listens at {}; the board may be booting", EndpointText(mBoard)));
 }
 
@@ -141,7 +150,7 @@ std::string Client::AskMany(std::string_view request, const std::function<bool(s
         Turn turn(mBoard, mOptions, Clock::now() + Patience(kind));
         turn.socket.Send(request, mBoard);
         std::string all;
-        while (auto piece = Await(turn, nullptr, kind, Clock::now() + Patience(kind))) {
+        while (auto piece = Await(turn, nullptr, request, Clock::now() + Patience(kind))) {
             all += piece->bytes;
             if (IsKo(piece->bytes) || isLast(piece->bytes)) return all;
         }
@@ -166,7 +175,7 @@ void Client::Listen(std::string_view request, Clock::duration howLong,
     while (const auto ready = WaitForAny(sockets, deadline)) {
         bool refused = false;
         const auto datagram = sockets[*ready]->Take(&refused);
-        if (refused) NobodyListens();
+        if (refused) CheckRole(), NobodyListens();
         if (datagram && !take(*datagram)) return;
     }
 }

@@ -29,6 +29,7 @@ struct ClientOptions {
     std::uint16_t localPort = kLocalPort;
     std::uint32_t localAddress = 0;                    ///< 0: as the routing table says
     std::optional<std::chrono::milliseconds> timeout;  ///< overrides the patience of each kind
+    bool waitsForBoot = false;  ///< where nobody listens, a query is repeated within its patience
     std::shared_ptr<Recorder> recorder;
 };
 
@@ -82,8 +83,9 @@ class Client {
         Turn(const Endpoint& board, const ClientOptions& options, Clock::time_point deadline);
         PortLock lock;
         UdpSocket socket;
+        bool refused = false;  ///< nobody listened
     };
-    std::optional<Datagram> Await(Turn& turn, Ear* ear, const RequestKind& kind, Clock::time_point deadline);
+    std::optional<Datagram> Await(Turn& turn, Ear* ear, std::string_view request, Clock::time_point deadline);
     [[noreturn]] void ExplainSilence(std::string_view request, const RequestKind& kind);
     /// Throws when a board of the other role is at this address.
     void CheckRole();

@@ -51,12 +51,18 @@ std::vector<Channel> FetchChannels(Client& client) {
                   fmt::format("the channel list of {} arrives differently each time", EndpointText(client.Board())));
 }
 
+TransmitterStatus FetchStatus(Client& client) {
+    auto status = ParseTransmitterStatus(client.Ask("STATUS"));
+    if (!status) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status of a transmitter");
+    return *std::move(status);
+}
+
 Sent FetchSent(Client& client) {
     auto channels = FetchChannels(client);
-    auto status = ParseTransmitterStatus(client.Ask("STATUS"));
+    auto status = FetchStatus(client);
     const auto scan = ParseScanState(client.Ask("SCA?"));
-    if (!status || !scan) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status of a transmitter");
-    return {std::move(channels), *std::move(status), scan->channel};
+    if (!scan) throw Failure(kNoAnswer, EndpointText(client.Board()) + " doesn't report what it is tuned to");
+    return {std::move(channels), std::move(status), scan->channel};
 }
 
 std::vector<GuideEvent> FetchNowAndNext(Client& client, const ProgrammeId& id, Ear* ear) {

@@ -13,6 +13,9 @@ namespace zulctl {
 /// of several datagrams is requested again until two in a row are equal. Throws Failure.
 std::vector<Channel> FetchChannels(Client& client);
 
+/// A transmitter's status. Throws Failure for any other reply.
+TransmitterStatus FetchStatus(Client& client);
+
 /// What a transmitter has and sends.
 struct Sent {
     std::vector<Channel> channels;

@@ -76,6 +76,12 @@ void Session::Prepare() {
     if (mInterfaceIndex == 0) throw Failure(kUsage, "no interface " + mInterface + " with an address is up");
 }
 
+Client Session::Connect(const Target& target) const {
+    ClientOptions patient = mClientOptions;
+    patient.waitsForBoot = true;
+    return Client(target.at, patient);
+}
+
 DiscoverOptions Session::Discovery() const {
     DiscoverOptions discovery;
     discovery.client = mClientOptions;

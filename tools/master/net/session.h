@@ -65,7 +65,7 @@ class Session {
     const std::vector<std::string>& Chosen() const { return options.boards; }
     /// \return whether the command line names boards with --board
     bool BoardsAreNamed() const { return !options.boards.empty(); }
-    Client Connect(const Target& target) const { return Client(target.at, mClientOptions); }
+    Client Connect(const Target& target) const;
     Client Connect(std::optional<Role> role) { return Connect(OneBoard(role)); }
 
     const ClientOptions& Options() const { return mClientOptions; }

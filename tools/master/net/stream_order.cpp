@@ -64,11 +64,10 @@ StreamRequest FindStream(Client& client, const StreamChoice& choice) {
 }
 
 int FreeSlot(Client& client, const Endpoint& group) {
-    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
-    if (!status) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
-    if (status->cut) throw Failure(kRefused, "its status doesn't hold all of its streams; name a slot with --slot");
+    const auto status = FetchStatus(client);
+    if (status.cut) throw Failure(kRefused, "its status doesn't hold all of its streams; name a slot with --slot");
     std::set<int> used;
-    for (const StreamStatus& stream : status->streams) {
+    for (const StreamStatus& stream : status.streams) {
         if (!stream.active) continue;
         if (stream.group == group) return stream.id;
         used.insert(stream.id);
