@@ -50,7 +50,7 @@ function asWall(json) {
   const [stream] = all.streams, [board] = all.boards, differences = ['slot 3 sends nothing'];
   const programme = {...stream.sources[0].programmes[0], name: 'A RATHER LONG NAME OF A CHANNEL'};
   all.streams = copies(30, (n) => (n ? {...stream, stream: `239.1.2.${n}:5000`, sources: [{...stream.sources[0], programmes: [programme]}],
-    ...(n > 27 ? {health: 'silent', silent_seconds: 4000} : {})} : stream));
+    ...(n > 27 ? {health: 'silent', silent_seconds: 4000, faults: [`the PMT of programme ${programme.programme} never came`]} : {})} : stream));
   all.boards = copies(12, (n) => (n ? {...board, id: `10.0.1.${n}:5000`, name: `the-presidential-suite-${n}`, channels_revision: 0,
     guide_revision: 0, plan: n > 10 ? {as_planned: false, paused: false, differences} : null} : board));
   return all;
@@ -70,7 +70,7 @@ async function judgeWall(page) {
   assert.deepEqual(await spilt(), []);
   assert.ok(await page.evaluate(() => document.documentElement.scrollWidth <= innerWidth), 'it fits a telephone');
   await page.locator('#troubles li', {hasText: 'nothing comes'}).getByRole('link').nth(1).click();
-  await page.locator('.stream:focus', {hasText: '239.1.2.29:5000'}).locator('.foot').waitFor();
+  await page.locator('.stream:focus', {hasText: '239.1.2.29:5000'}).getByText('the PMT of A RATHER').waitFor();
   await page.getByRole('searchbox').fill('a rather');
   await until('the filter leaves the cards of that name', async () => await shown() === 29);
   await page.getByRole('searchbox').fill('');

@@ -1,5 +1,5 @@
 // Streams: their content, their state, and a picture.
-import {byId, counted, keep, make, makeSvg, programmesOf, put, rateParts, say, show, spanText} from './parts.js';
+import {byId, counted, keep, make, makeSvg, programmesOf, programmeText, put, rateParts, say, show, spanText} from './parts.js';
 import {askWhereToPlay, canOrder, confirmStop} from './orders.js';
 
 const kHeight = 60;
@@ -108,7 +108,8 @@ function update(element, stream, overview, boards) {
     say(part, item.text);
     part.className = item.style;
   });
-  const faults = [...(stream.error ? [stream.error] : []), ...(stream.health === 'good' ? [] : stream.faults)].slice(0, 4);
+  const named = (fault) => fault.replace(/\bof (programme )?(\d+)/, (_, word, number) => `of ${programmeText(Number(number), programmesOf(stream))}`);
+  const faults = [...(stream.error ? [stream.error] : []), ...(stream.health === 'good' ? [] : stream.faults.map(named))].slice(0, 4);
   keep(at('.faults'), faults, (text) => text, (text) => make('li', {}, text), () => {});
   show(at('.faults'), faults.length > 0);
   show(at('.actions'), canOrder());
