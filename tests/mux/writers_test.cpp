@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "mux/descriptors.h"
 #include "mux/guide.h"
 #include "mux/tables.h"
 
@@ -81,9 +80,13 @@ TEST(Writers, BytesAsTheStandardsLayThemOut) {
     cable[0] = 0xC9;
     cable[36] = 0x71;
     ExpectBytes(Find(description, 0x1FFB, 0xC9), cable);
-    EXPECT_EQ(mux::CaptionDescriptor(
-                  std::vector<mux::CaptionService>{{"spa", true, 63, true, false}, {"eng", false, 1, false, true}}),
-              (mux::Octets{0x86, 0x0D, 0xE2, 's', 'p', 'a', 0xFF, 0xBF, 0xFF, 'e', 'n', 'g', 0x7F, 0x7F, 0xFF}));
+    const mux::Programme captioned{.pmtPid = 0x40,
+                                   .video = mux::Video{.pid = 0x41},
+                                   .captions = {{"spa", true, 63, true, false}, {"eng", false, 1, false, true}}};
+    ExpectBytes(Find({.programmes = {captioned}}, 0x40, 0x02),
+                {0x02, 0xB0, 0x27, 0x00, 0x00, 0xC1, 0x00, 0x00, 0xE0, 0x41, 0xF0, 0x06, 0x05,
+                 0x04, 'G',  'A',  '9',  '4',  0x02, 0xE0, 0x41, 0xF0, 0x0F, 0x86, 0x0D, 0xE2,
+                 's',  'p',  'a',  0xFF, 0xBF, 0xFF, 'e',  'n',  'g',  0x7F, 0x7F, 0xFF});
 }
 
 TEST(Writers, RefuseWhatDoesNotFit) {

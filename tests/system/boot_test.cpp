@@ -126,7 +126,7 @@ TEST(Boot, AnAgentThatComesLateHoldsUpTheStartButNotTheHostsData) {
     std::thread host([&board] { board->Start('T'); });
     EXPECT_EQ(board.Ask("VERS", Milliseconds(300)), "(silence)");
     std::vector<std::uint8_t> packets(Tuner::kBufferSize, 0x47);
-    board->TheModule().Filter(packets);     // returns: there is no filter yet
+    board->Filter(packets);                 // returns: there is no filter yet
     SettingsAgent agent("/mnt/burnt.tar");  // finds the request that waits
     host.join();
     std::string answer;

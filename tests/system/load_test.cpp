@@ -85,7 +85,7 @@ TEST_F(DamagedBroadcast, StopsNeitherTheServiceNorTheStreamAfterIt) {
         for (auto changes = random() % 50; changes > 0; --changes) buffer[random() % size] = random() & 0xFF;
         for (std::size_t at = 188 - start % 188; turn % 2 == 0 && at + 28 < size; at += 188)
             buffer[at + 4 + random() % 24] = random() & 0xFF;
-        board->TheModule().Filter(buffer);
+        board->Filter(buffer);
         if (turn % 50 != 0) continue;
         for (const char* request : {"LAN?", "SUB?", "DUMPPIDS", "DUMPEIT", "TIME", "EITN4d,1", "SCAL", "VERS"})
             board.Send(request);

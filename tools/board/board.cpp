@@ -23,8 +23,8 @@ constexpr int kStatusKey = 2000;
 constexpr const char* kReceiverVersion = "67174400";  // 0x04010000
 
 template <typename Function>
-void Find(void* handle, const char* name, Function*& function) {
-    function = reinterpret_cast<Function*>(dlsym(handle, name));
+void Find(void* module, const char* name, Function*& function) {
+    function = reinterpret_cast<Function*>(dlsym(module, name));
     if (function == nullptr) throw std::runtime_error(dlerror());
 }
 
@@ -37,13 +37,6 @@ std::string OwnAddress() {
 }
 
 }  // namespace
-
-Module::Module(const std::string& path) {
-    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) throw std::runtime_error(dlerror());
-    Find(handle, "Zul_Start_Filter", mStart);
-    Find(handle, "Zul_Filter", mFilter);
-}
 
 void ClearBoardMemory() {
     for (const int key : kQueueKeys) {
@@ -62,10 +55,13 @@ Board::Board(BoardPlan plan) : mPlan(std::move(plan)) {
         if (!address.empty()) mSettings->Put("IP_ADDRESS", address);
     }
     if (Has(Process::kSystemDaemon)) mDaemon.emplace();
-    mModule = std::make_unique<Module>(mPlan.module);
+    void* const module = dlopen(mPlan.module.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (module == nullptr) throw std::runtime_error(dlerror());
+    Find(module, "Zul_Start_Filter", mStart);
+    Find(module, "Zul_Filter", mFilter);
     if (mPlan.role == 'R') MakeReceiver();
     mTuner.emplace(mPlan.band, *mStatus, [this](std::span<std::uint8_t> data) {
-        if (mPlan.role == 'T') mModule->Filter(data);
+        if (mPlan.role == 'T') Filter(data);
     });
     mTools.emplace([this](const std::string& line) { RunTool(line); });
 }
@@ -73,7 +69,7 @@ Board::Board(BoardPlan plan) : mPlan(std::move(plan)) {
 void Board::MakeReceiver() {
     if (mSettings) mSettings->Put("QVAN_VERSION", kReceiverVersion);
     if (Has(Process::kPlayer)) {
-        mPlayer.emplace(*mStatus, Player::Duties{[this](std::span<std::uint8_t> section) { mModule->Filter(section); },
+        mPlayer.emplace(*mStatus, Player::Duties{[this](std::span<std::uint8_t> section) { Filter(section); },
                                                  [this](const std::string& item) {
                                                      if (mSettings) mSettings->Put("CURRENT_ITEM_BEING_PLAYED", item);
                                                  }});

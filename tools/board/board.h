@@ -23,22 +23,6 @@
 
 namespace board {
 
-/// libzul.so in this process. It can't be stopped: it is never unloaded, and started once per process.
-class Module {
- public:
-    /// Throws std::runtime_error when the file can't be loaded or lacks a function of the interface.
-    explicit Module(const std::string& path);
-
-    /// \param role  'T', 'R' or 'A'
-    char* Start(char role) const { return mStart(role); }
-
-    void Filter(std::span<std::uint8_t> data) const { mFilter(data.data(), static_cast<unsigned>(data.size())); }
-
- private:
-    char* (*mStart)(char);
-    void (*mFilter)(unsigned char*, unsigned int);
-};
-
 /// Processes that a board can lack.
 enum class Process { kSettingsAgent, kSystemDaemon, kStatusBlock, kPlayer, kBrowser, kSerialPort };
 
@@ -53,18 +37,19 @@ struct BoardPlan {
 class Board {
  public:
     /// Powers the board up to the point where its player loads the module: all other processes run, and their queues
-    /// are empty. Throws std::exception when the system refuses something.
+    /// are empty. The module is loaded, never unloaded, and started once per process: it can't be stopped.
+    /// Throws std::exception when the system refuses something, or for a file that isn't the module.
     explicit Board(BoardPlan plan);
 
     /// Calls `tell` with a line for each request to a process of the board and each action, on that process's thread.
     void TellTo(std::function<void(std::string_view process, const std::string& line)> tell);
 
     /// Starts the module. \param role  as the host requests it: 'T', 'R', or 'A' for that of the board's version
-    void Start(char role) { mModule->Start(role); }
+    void Start(char role) { mStart(role); }
     void Start() { Start(mPlan.role); }
 
-    /// The module, for tests that feed it directly.
-    const Module& TheModule() const { return *mModule; }
+    /// Feeds the module. The tuner does so on a transmitter, the player on a receiver.
+    void Filter(std::span<std::uint8_t> data) const { mFilter(data.data(), static_cast<unsigned>(data.size())); }
 
     // The board's processes. Throws std::bad_optional_access for one that the plan leaves out.
     SettingsAgent& Settings() { return mSettings.value(); }
@@ -89,7 +74,8 @@ class Board {
     void RunTool(const std::string& line);
 
     const BoardPlan mPlan;
-    std::unique_ptr<Module> mModule;
+    char* (*mStart)(char) = nullptr;
+    void (*mFilter)(unsigned char*, unsigned int) = nullptr;
     std::optional<StatusBlock> mStatus;
     std::optional<SettingsAgent> mSettings;
     std::optional<SystemDaemon> mDaemon;

@@ -81,8 +81,7 @@ GuideWindow MakeWindow(const Description& description, const std::vector<CodedEv
             const auto etmId = std::uint32_t{coded.sourceId} << 16 | unsigned{coded.event->id} << 2 | 2u;
             window.ett.push_back(WriteEtt(window.ett.size(), description.version, etmId, coded.text));
         }
-        const auto sections = MakeCountedSections(
-            {.tableId = 0xCB, .extension = programme.sourceId, .version = description.version}, entries);
+        const auto sections = MakeCountedSections({0xCB, programme.sourceId, description.version}, entries);
         window.eit.insert(window.eit.end(), sections.begin(), sections.end());
     }
     return window;
@@ -102,7 +101,7 @@ std::vector<GuideWindow> MakeGuide(const Description& description) {
 }
 
 Section WriteEtt(std::size_t extension, std::uint8_t version, std::uint32_t etmId, OctetView message) {
-    return MakeSection({.tableId = 0xCC, .extension = static_cast<std::uint16_t>(extension), .version = version},
+    return MakeSection({0xCC, static_cast<std::uint16_t>(extension), version},
                        ByteWriter().U8(0).U32(etmId).Raw(message).Bytes());  // after protocol_version
 }
 

@@ -7,10 +7,16 @@
 #include <string_view>
 #include <vector>
 
-#include "huffman_encoder.h"
 #include "section.h"
 
 namespace mux {
+
+/// compression_type of a segment.
+enum class Compression : std::uint8_t {
+    kNone = 0,
+    kTitle = 1,        ///< tables C.4 and C.5, programme titles
+    kDescription = 2,  ///< tables C.6 and C.7, programme descriptions
+};
 
 /// Mode bytes of a segment. 0x00 to 0x33 name the high byte of all its characters; 0 is ISO Latin-1.
 inline constexpr std::uint8_t kModeLatin1 = 0x00;

@@ -11,15 +11,19 @@ namespace {
 /// Bytes of a section around its body.
 constexpr std::size_t kOverhead = PSI_HEADER_SIZE_SYNTAX1 + PSI_CRC_SIZE;
 
-static_assert(kMaxShortSection == PSI_MAX_SIZE + PSI_HEADER_SIZE);
-static_assert(kMaxLongSection == PSI_PRIVATE_MAX_SIZE + PSI_HEADER_SIZE);
+/// \return the largest size of a complete section: PAT, PMT, VCT and STT have a section_length up to 1021; MGT, EIT and
+/// ETT up to 4093
+std::size_t MostOf(std::uint8_t tableId) {
+    const bool isLong = tableId == 0xC7 || tableId == 0xCB || tableId == 0xCC;
+    return PSI_HEADER_SIZE + (isLong ? PSI_PRIVATE_MAX_SIZE : PSI_MAX_SIZE);
+}
 
 }  // namespace
 
 Section MakeSection(const SectionHead& head, OctetView body) {
     const std::size_t size = kOverhead + body.size();
-    if (size > head.most)
-        Fail("table {}: a section of {} bytes, at most {} are allowed", head.tableId, size, head.most);
+    const std::size_t most = MostOf(head.tableId);
+    if (size > most) Fail("table {}: a section of {} bytes, at most {} are allowed", head.tableId, size, most);
     Section section(size);
     std::uint8_t* const bytes = section.data();
     psi_init(bytes, true);
@@ -37,7 +41,7 @@ Section MakeSection(const SectionHead& head, OctetView body) {
 }
 
 std::vector<Section> MakeCountedSections(SectionHead head, std::span<const Octets> entries, OctetView tail) {
-    const std::size_t room = head.most - kOverhead - 2 - tail.size();
+    const std::size_t room = MostOf(head.tableId) - kOverhead - 2 - tail.size();
     std::vector<ByteWriter> bodies;
     do {
         std::size_t count = 0;

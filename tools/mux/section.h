@@ -49,23 +49,17 @@ class ByteWriter {
     Octets mBytes;
 };
 
-/// Largest complete sections: PAT, PMT, VCT and STT have a section_length up to 1021, the other tables of A/65 up to
-/// 4093.
-inline constexpr std::size_t kMaxShortSection = 1024;
-inline constexpr std::size_t kMaxLongSection = 4096;
-
-/// The fields before a section's body, and its largest size.
+/// The fields before a section's body.
 struct SectionHead {
     std::uint8_t tableId = 0;
     std::uint16_t extension = 0;  ///< table_id_extension
     std::uint8_t version = 0;     ///< 0 to 31
-    std::size_t most = kMaxLongSection;
     std::size_t number = 0;
     std::size_t last = 0;
 };
 
-/// A current section around `body`; its private_indicator is that of its table_id.
-/// Throws std::runtime_error when it would be larger than `head.most` bytes.
+/// A current section around `body`; its private_indicator and its largest size are those of its table_id.
+/// Throws std::runtime_error when it would be larger.
 Section MakeSection(const SectionHead& head, OctetView body);
 
 /// The sections of a table of A/65, at least one: each has protocol_version 0, the number of its entries, as many of
