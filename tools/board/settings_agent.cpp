@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -21,14 +22,6 @@ constexpr int kAnswerKey = 1236;
 constexpr long kSetType = 769;
 constexpr long kGetType = 770;
 constexpr long kAnswerType = 772;
-
-/// Takes the text up to the first blank off `rest`.
-std::string TakeWord(std::string_view& rest) {
-    const auto end = std::min(rest.find(' '), rest.size());
-    const std::string word(rest.substr(0, end));
-    rest.remove_prefix(std::min(end + 1, rest.size()));
-    return word;
-}
 
 std::string WithoutQuotes(const std::string& value) {
     const bool quoted = value.size() >= 2 && value.front() == '"' && value.back() == '"';
@@ -114,13 +107,13 @@ SettingsAgent::Setting& SettingsAgent::Named(std::string_view name) {
 
 void SettingsAgent::Take(const Message& message, Fault fault) {
     if (message.type != kSetType && message.type != kGetType) return;
-    std::string_view rest = message.bytes.c_str();  // up to the zero byte
+    std::istringstream words(message.bytes.c_str());  // up to the zero byte
     SettingsRequest request;
     request.set = message.type == kSetType;
-    request.oid = TakeWord(rest);
+    std::getline(words, request.oid, ' ');
     if (request.set) {
-        request.type = TakeWord(rest);
-        request.value = rest;
+        std::getline(words, request.type, ' ');
+        std::getline(words, request.value, '\0');
     }
     std::string answer = request.oid + " = No Such Object available on this agent at this OID";
     std::function<void(const std::string&)> applied;
