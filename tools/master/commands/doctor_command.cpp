@@ -9,6 +9,7 @@
 #include "commands/commands.h"
 #include "doctor/diagnosis.h"
 #include "doctor/screen.h"
+#include "net/each_board.h"
 #include "output/escape.h"
 
 namespace zulctl {
@@ -121,23 +122,14 @@ std::vector<Diagnosis> ExamineScreens(Session& session, const std::vector<BoardH
     session.out.Progress("listening to what receivers play...");
     const auto senders =
         AskSenders(session, session.Chosen().empty() ? transmitters : session.Everybody(Role::kTransmitter));
-    std::vector<std::future<ScreenView>> pending;
-    for (const Target& receiver : receivers) {
-        pending.push_back(std::async(std::launch::async, [&, receiver] {
-            try {
-                return LookAtScreen(session, receiver, senders, howLong);
-            } catch (const Failure&) {  // a group that can't be joined has its finding above
-                return ScreenView{Escaped(receiver.name), ""};
-            }
-        }));
-    }
+    const auto views =
+        OnEach(receivers, [&](const Target& receiver) { return LookAtScreen(session, receiver, senders, howLong); });
     std::vector<Diagnosis> findings;
-    for (auto& future : pending) {
-        const ScreenView view = future.get();
-        if (!view.status.Group()) continue;  // a television that is off
-        Diagnosis finding = ExamineScreen(view).back();
-        if (finding.level == Diagnosis::Level::kGood) finding.finding = view.receiver + " gets a good stream";
-        if (!finding.finding.starts_with(view.receiver)) finding.finding = view.receiver + ": " + finding.finding;
+    for (const auto& [target, view, failure] : views) {
+        if (!view || !view->status.Group()) continue;  // a group that can't be joined, or a television that is off
+        Diagnosis finding = ExamineScreen(*view).back();
+        if (finding.level == Diagnosis::Level::kGood) finding.finding = view->receiver + " gets a good stream";
+        if (!finding.finding.starts_with(view->receiver)) finding.finding = view->receiver + ": " + finding.finding;
         findings.push_back(std::move(finding));
     }
     if (Interrupted()) findings.clear();  // not listened to the end

@@ -54,19 +54,13 @@ class Keeper {
         for (std::size_t n = 0; n < mBoards.size(); ++n) threads.emplace_back([this, n] { Watch(n); });
         while (!Interrupted()) {
             const bool paused = PlanIsPaused(plan);
-            if (mPaused.exchange(paused) != paused) Say(paused ? "paused" : "going on");
+            if (mPaused.exchange(paused) != paused) mrSession.out.Say(paused ? "paused" : "going on");
             SleepUntil(Clock::now() + 1s);
         }
     }
 
  private:
-    void Say(const std::string& line) {
-        const std::lock_guard lock(mOutput);
-        mrSession.out.Say(line);
-    }
-
     void Report(const BoardWork& work, const PlanStep* step, const std::string& trouble) {
-        const std::lock_guard lock(mOutput);
         mrSession.out.EmitItem("zulctl.kept/1", LineJson(work, step, trouble), [&] {
             const std::string head = fmt::format("{} {}: ", UtcNow(), Escaped(work.target.name));
             if (step == nullptr) return head + (trouble.empty() ? "as planned" : Escaped(trouble)) + "\n";
@@ -127,7 +121,7 @@ class Keeper {
     const std::vector<BoardWork> mBoards;
     const bool mForce;
     std::atomic<bool> mPaused = false;
-    std::mutex mOutput, mTurn;
+    std::mutex mTurn;
 };
 
 }  // namespace

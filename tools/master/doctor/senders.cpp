@@ -4,8 +4,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <future>
 
+#include "net/each_board.h"
+#include "net/fetch.h"
 #include "output/escape.h"
 
 namespace zulctl {
@@ -16,20 +17,13 @@ bool Sender::SendsTo(const Endpoint& group) const {
 }
 
 std::vector<Sender> AskSenders(const Session& session, const std::vector<Target>& transmitters) {
-    std::vector<std::future<Sender>> pending;
-    for (const Target& target : transmitters) {
-        pending.push_back(std::async(std::launch::async, [&session, target] {
-            Sender sender{Escaped(target.name), target.at.address};
-            try {
-                Client client = session.Connect(target);
-                sender.status = ParseTransmitterStatus(client.Ask("STATUS"));
-            } catch (const Failure&) {
-            }
-            return sender;
-        }));
-    }
+    const auto outcomes = OnEach(transmitters, [&](const Target& target) {
+        Client client = session.Connect(target);
+        return FetchStatus(client);
+    });
     std::vector<Sender> senders;
-    for (auto& future : pending) senders.push_back(future.get());
+    for (const auto& [target, status, failure] : outcomes)
+        senders.push_back({Escaped(target.name), target.at.address, status});
     return senders;
 }
 
