@@ -108,6 +108,15 @@ TEST(GuideReply, EndsWhereItIsDamaged) {
     }
 }
 
+TEST(Moments, HaveALocalClock) {
+    setenv("TZ", "EST5EDT,M3.2.0,M11.1.0", 1), tzset();
+    for (const auto& [month, hours] : {std::pair{std::chrono::January, 5}, {std::chrono::July, 4}}) {
+        const Minutes noon = std::chrono::sys_days(2026y / month / 1) + 12h;
+        EXPECT_EQ(noon - LocalClock(noon), std::chrono::hours(hours));
+    }
+    unsetenv("TZ"), tzset();
+}
+
 TEST(TextModes, PagesAndEncodings) {
     const struct {
         std::uint8_t mode;

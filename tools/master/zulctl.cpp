@@ -17,7 +17,7 @@ const cli::ManualMatter kManual = {
       "Data goes to standard output as a table, as one JSON object that begins with its schema (--json; a line an\n"
       "object for a command that goes on), or as key=value with a line a board or other item (--format plain). The "
       "schema \"zulctl.status/1\" is\n"
-      "the file share/zulctl/schemas/zulctl.status-1.json. Times are UTC. Progress and errors\n"
+      "the file share/zulctl/schemas/zulctl.status-1.json. Times of JSON are UTC. Progress and errors\n"
       "go to standard error, progress only where that is a terminal. Text of the broadcast is shown with control\n"
       "characters escaped.\n"},
      {"exit status",

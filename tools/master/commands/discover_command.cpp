@@ -30,7 +30,7 @@ Json JsonOf(const Session& session, const FoundBoard& board) {
             {"role", board.beacon.role ? Json(RoleName(*board.beacon.role)) : Json()},
             {"model", board.beacon.model},
             {"version", board.beacon.revision},
-            {"mac", board.beacon.mac},
+            {"mac", board.beacon.mac.empty() ? Json() : Json(board.beacon.mac)},
             {"uuid", board.beacon.uuid},
             {"heard_by", board.probed ? "probe" : "beacon"},
             {"ttl", board.ttl},

@@ -22,7 +22,10 @@ constexpr std::size_t kWidestGrid = 160;
 struct GuideChoice {
     std::vector<std::string> channels;
     std::string at, list;
-    bool grid = false, details = false;
+    bool grid = false, details = false, utc = false;
+
+    /// What the clock shows that the times are given by.
+    Minutes Clock(Minutes moment) const { return utc ? moment : LocalClock(moment); }
 };
 
 struct ChannelGuide {
@@ -59,8 +62,9 @@ Minutes BroadcastNow(Client& client) {
     return *moment;
 }
 
-/// "19:30" today by the broadcast's clock, or "2026-03-01T19:30", both in UTC.
-Minutes ParseMoment(const std::string& text, Client& client) {
+/// "19:30" today by the broadcast's clock, or "2026-03-01T19:30".
+Minutes ParseMoment(const GuideChoice& choice, Client& client) {
+    const std::string& text = choice.at;
     int year = 0, hour = 0, minute = 0;
     unsigned month = 0, day = 0;
     char rest = 0;
@@ -68,13 +72,15 @@ Minutes ParseMoment(const std::string& text, Client& client) {
         year = 0;
         if (std::sscanf(text.c_str(), "%d:%d%c", &hour, &minute, &rest) != 2) hour = 24;
     }
-    const auto date = year == 0
-                          ? std::chrono::year_month_day(std::chrono::floor<std::chrono::days>(BroadcastNow(client)))
-                          : std::chrono::year(year) / std::chrono::month(month) / std::chrono::day(day);
+    const auto date =
+        year == 0
+            ? std::chrono::year_month_day(std::chrono::floor<std::chrono::days>(choice.Clock(BroadcastNow(client))))
+            : std::chrono::year(year) / std::chrono::month(month) / std::chrono::day(day);
     if (!date.ok() || hour < 0 || hour > 23 || minute < 0 || minute > 59) {
-        throw Failure(kUsage, fmt::format("\"{}\" isn't a moment such as 19:30 or 2026-03-01T19:30 (UTC)", text));
+        throw Failure(kUsage, fmt::format("\"{}\" isn't a moment such as 19:30 or 2026-03-01T19:30", text));
     }
-    return std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute);
+    const Minutes clock = std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute);
+    return clock - (choice.Clock(clock) - clock);
 }
 
 std::vector<ChannelGuide> Fetch(Session& session, Client& client, const GuideChoice& choice) {
@@ -85,7 +91,7 @@ std::vector<ChannelGuide> Fetch(Session& session, Client& client, const GuideCho
         session.out.Progress("asking for " + Escaped(CallName(channel)) + "...");
         ChannelGuide guide{channel, {}};
         if (!choice.at.empty()) {
-            guide.events = FetchMoment(client, channel.id, ParseMoment(choice.at, client), &ear);
+            guide.events = FetchMoment(client, channel.id, ParseMoment(choice, client), &ear);
         } else if (choice.grid || !choice.list.empty()) {
             const auto span = ParseSpan(choice.list.empty() ? "3h" : choice.list);
             guide.events = FetchListing(client, channel.id, std::chrono::ceil<std::chrono::minutes>(span), &ear);
@@ -97,15 +103,19 @@ std::vector<ChannelGuide> Fetch(Session& session, Client& client, const GuideCho
     return guides;
 }
 
-std::string Listing(const Output& out, const std::vector<ChannelGuide>& guides, bool details) {
-    Table table({{"CHANNEL", Align::kLeft, true}, {"START (UTC)"}, {"END"}, {"TITLE", Align::kLeft, true}});
+std::string Listing(const Output& out, const std::vector<ChannelGuide>& guides, const GuideChoice& choice) {
+    Table table({{"CHANNEL", Align::kLeft, true},
+                 {choice.utc ? "START (UTC)" : "START"},
+                 {"END"},
+                 {"TITLE", Align::kLeft, true}});
     std::string texts;
     for (const ChannelGuide& guide : guides) {
         const std::string name = Escaped(CallName(guide.channel));
         if (guide.events.empty()) table.Add({name, "", "", Cell("nothing known", Style::kDim)});
         for (const GuideEvent& event : guide.events) {
-            table.Add({name, DateText(event.start), ClockText(event.End()), Escaped(event.title)});
-            if (details && !event.text.empty()) {
+            table.Add({name, DateText(choice.Clock(event.start)), ClockText(choice.Clock(event.End())),
+                       Escaped(event.title)});
+            if (choice.details && !event.text.empty()) {
                 texts +=
                     fmt::format("\n{}\n  {}\n", out.Paint(Escaped(event.title), Style::kHead), Escaped(event.text));
             }
@@ -116,7 +126,7 @@ std::string Listing(const Output& out, const std::vector<ChannelGuide>& guides, 
 
 void RunGuide(Session& session, const GuideChoice& choice) {
     Client client = session.Connect(Role::kTransmitter);
-    const auto guides = Fetch(session, client, choice);
+    auto guides = Fetch(session, client, choice);
     Json channels = Json::array();
     for (const ChannelGuide& guide : guides) {
         Json events = Json::array();
@@ -124,11 +134,14 @@ void RunGuide(Session& session, const GuideChoice& choice) {
         channels.push_back({{"channel", JsonOf(guide.channel)}, {"events", events}});
     }
     const bool isGrid = choice.grid && session.out.format == Format::kTable;
-    const Minutes now = isGrid ? BroadcastNow(client) : Minutes{};
+    const Minutes now = isGrid ? choice.Clock(BroadcastNow(client)) : Minutes{};
     session.out.Emit("zulctl.guide/1", {{"guide", channels}}, [&] {
-        if (!isGrid) return Listing(session.out, guides, choice.details);
+        if (!isGrid) return Listing(session.out, guides, choice);
         std::vector<GridRow> rows;
-        for (const ChannelGuide& guide : guides) rows.push_back({Escaped(CallName(guide.channel)), guide.events});
+        for (ChannelGuide& guide : guides) {
+            for (GuideEvent& event : guide.events) event.start = choice.Clock(event.start);
+            rows.push_back({Escaped(CallName(guide.channel)), guide.events});
+        }
         const auto span = std::chrono::ceil<std::chrono::minutes>(ParseSpan(choice.list.empty() ? "3h" : choice.list));
         const Minutes start = now - (now.time_since_epoch() % std::chrono::minutes(30));
         return DrawGrid(rows, start, span, now, std::min(session.out.Width(), kWidestGrid), session.out.Colour());
@@ -140,7 +153,7 @@ void RunGuide(Session& session, const GuideChoice& choice) {
 void AddGuideCommand(CLI::App& app, Session& session) {
     CLI::App* command =
         app.add_subcommand("guide", "Show the programme guide: now and next, a moment, a listing or a grid");
-    command->footer("A board knows the guide of the channel that its tuner is on. All times are UTC.");
+    command->footer("A board knows the guide of the channel that its tuner is on.");
     const auto choice = std::make_shared<GuideChoice>();
     command->add_option("channel", choice->channels,
                         "Channels by number (7.1), name or index; without any, all on the tuned channel");
@@ -149,6 +162,7 @@ void AddGuideCommand(CLI::App& app, Session& session) {
     command->add_option("--list", choice->list, "All events from now over a span")->type_name("SPAN")->excludes(at);
     command->add_flag("--grid", choice->grid, "Draw the programmes side by side over time (3h, or the span of --list)")
         ->excludes(at);
+    command->add_flag("--utc", choice->utc, "Times in UTC instead of local time");
     command->add_flag("--details", choice->details, "Show the long texts too");
     command->callback([&session, choice] { session.run = [&session, choice] { RunGuide(session, *choice); }; });
 }

@@ -7,23 +7,27 @@
 #include "net/monitor.h"
 #include "output/escape.h"
 #include "protocol/board_messages.h"
+#include "protocol/moment.h"
 
 namespace zulctl {
 
 namespace {
 
 struct LogChoice {
-    bool errorsOnly = false;
+    bool errorsOnly = false, utc = false;
     std::string howLong;
 };
 
-void Show(Session& session, const Target& board, bool several, const LogLine& line) {
+void Show(Session& session, const Target& board, bool several, const LogLine& line, bool utc) {
     const std::string now = UtcNow();
     const Json body = {
         {"time", now}, {"board", board.name}, {"level", line.error ? "error" : "info"}, {"text", line.text}};
     session.out.EmitItem("zulctl.log_line/1", body, [&] {
         const std::string text = Escaped(line.text);
-        return fmt::format("{}  {}{}\n", session.out.Paint(now.substr(11, 12), Style::kDim),
+        const auto today = std::chrono::floor<std::chrono::minutes>(std::chrono::system_clock::now());
+        const Minutes time(std::chrono::minutes(std::stoi(now.substr(11)) * 60 + std::stoi(now.substr(14))));
+        const std::string clock = ClockText(utc ? time : time + (LocalClock(today) - today));
+        return fmt::format("{}  {}{}\n", session.out.Paint(clock + now.substr(16, 7), Style::kDim),
                            several ? Escaped(board.name) + "  " : "",
                            line.error ? session.out.Paint("ERROR " + text, Style::kBad) : text);
     });
@@ -57,7 +61,8 @@ void RunLog(Session& session, const LogChoice& choice) {
     const auto drain = [&](std::size_t n) {
         for (std::optional<std::string> message; goesOn() && (message = monitors[n]->Take());) {
             const auto line = ParseLogLine(*message);
-            if (line && (line->error || !choice.errorsOnly)) Show(session, boards[n], boards.size() > 1, *line);
+            if (line && (line->error || !choice.errorsOnly))
+                Show(session, boards[n], boards.size() > 1, *line, choice.utc);
         }
     };
     for (std::size_t n = 0; n < boards.size(); ++n) drain(n);
@@ -77,6 +82,7 @@ void AddLogCommand(CLI::App& app, Session& session) {
         "the end the level is 0 and the channel closed.");
     const auto choice = std::make_shared<LogChoice>();
     command->add_flag("--errors", choice->errorsOnly, "Failures only; leaves the board's log level alone");
+    command->add_flag("--utc", choice->utc, "Times in UTC instead of local time");
     command->add_option("--for", choice->howLong, "End after this time")->type_name("SPAN");
     command->callback([&session, choice] { session.run = [&session, choice] { RunLog(session, *choice); }; });
 }

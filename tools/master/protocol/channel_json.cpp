@@ -1,7 +1,6 @@
 // Channels and events as JSON.
 #include "protocol/channel_json.h"
 
-#include "export/guide_grid.h"
 #include "protocol/moment.h"
 
 namespace zulctl {
@@ -15,8 +14,8 @@ Json JsonOf(const Channel& channel) {
             {"transport_stream_id", channel.id.transportId},
             {"programme", channel.id.programme},
             {"signal_percent", channel.signal * 100 / 255},
-            {"video_type", channel.videoType},
-            {"audio_type", channel.audioType},
+            {"video_type", channel.videoType == 0 ? Json() : Json(channel.videoType)},
+            {"audio_type", channel.audioType == 0 ? Json() : Json(channel.audioType)},
             {"scrambled", channel.scrambled}};
 }
 

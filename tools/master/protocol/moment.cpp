@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <ctime>
+
 #include "output/escape.h"
 
 namespace zulctl {
@@ -25,6 +27,13 @@ MjdTime MjdOf(Minutes moment) {
     const auto minutes = (moment - day).count();
     return {static_cast<std::uint32_t>((day - kMjdEpoch).count()),
             static_cast<std::uint32_t>(minutes / 60 * 100 + minutes % 60)};
+}
+
+Minutes LocalClock(Minutes moment) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(moment);
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    return moment + std::chrono::minutes(local.tm_gmtoff / 60);
 }
 
 std::string ClockText(Minutes moment) {

@@ -19,6 +19,8 @@ struct MjdTime {
     std::uint32_t hhmm;
 };
 MjdTime MjdOf(Minutes moment);
+/// \return what the clock of this machine's time zone shows at a moment; as a moment, for the texts below
+Minutes LocalClock(Minutes moment);
 /// \return "19:30"
 std::string ClockText(Minutes moment);
 /// \return "2026-03-01 19:30"
