@@ -110,16 +110,11 @@ void Board::TellTo(std::function<void(std::string_view, const std::string&)> tel
 
 void Board::RunTool(const std::string& line) {
     std::istringstream words(line);
-    std::string tool;
-    std::string option;
-    words >> tool >> option;
-    if (option == "-atsc") {
-        int channel = 0;
-        words >> channel;
-        mTuner->TuneTo(channel);
-    } else if (option == "-stopvid") {
-        mTuner->Stop();
-    }
+    std::string tool, option;
+    int channel = 0;
+    words >> tool >> option >> channel;
+    if (option == "-atsc") mTuner->TuneTo(channel);
+    if (option == "-stopvid") mTuner->Stop();
 }
 
 }  // namespace board

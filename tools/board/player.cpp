@@ -48,42 +48,7 @@ void Place(Layer& layer, const sKBL_LAYER_INFO& info) {
     layer.alpha = std::clamp(info.alpha, 0, 255);
 }
 
-constexpr std::pair<std::int32_t, const char*> kNames[] = {
-    {START_IMAGE_DISPLAY, "START_IMAGE_DISPLAY"},
-    {START_STREAM_DISPLAY, "START_STREAM_DISPLAY"},
-    {STOP_IMAGE, "STOP_IMAGE"},
-    {SET_RESOLUTION, "SET_RESOLUTION"},
-    {BROWSER_START, "BROWSER_START"},
-    {BROWSER_NEXT, "BROWSER_NEXT"},
-    {BROWSER_STOP, "BROWSER_STOP"},
-    {STOP_VIDEO, "STOP_VIDEO"},
-    {START_VIDEO_PLAY, "START_VIDEO_PLAY"},
-    {START_PICTURE_PLAY, "START_PICTURE_PLAY"},
-    {STOP_ALL, "STOP_ALL"},
-    {PLAYER_CTL, "PLAYER_CTL"},
-    {COLOR_BAR, "COLOR_BAR"},
-    {OSD_START, "OSD_START"},
-    {OSD_STOP, "OSD_STOP"},
-    {VIDEO_NEXT, "VIDEO_NEXT"},
-    {PICTURE_NEXT, "PICTURE_NEXT"},
-    {OSD_LAYER, "OSD_LAYER"},
-    {VIDEO_LAYER, "VIDEO_LAYER"},
-    {BROWSER_LAYER, "BROWSER_LAYER"},
-    {DEBUG_CMMD, "DEBUG_CMMD"},
-    {VPLAYER_STATUS, "VPLAYER_STATUS"},
-    {START_TUNER_CHANNEL, "START_TUNER_CHANNEL"},
-    {HWC_DISPLAY, "HWC_DISPLAY"},
-    {TUNER_SCAN, "TUNER_SCAN"},
-};
-
 }  // namespace
-
-std::string OrderName(std::int32_t command) {
-    for (const auto& [number, name] : kNames) {
-        if (number == command) return name;
-    }
-    return fmt::format("order {}", command);
-}
 
 Player::Player(StatusBlock& block, Duties duties)
     : mBlock(block),
@@ -103,16 +68,10 @@ Screen Player::Shown() const {
     return screen;
 }
 
-std::uint64_t Player::BytesReceived() const {
-    const std::lock_guard lock(mMutex);
-    return mTap ? mTap->BytesReceived() : 0;
-}
-
 void Player::Take(const Message& message, Fault fault) {
     if (message.type != kOrderType || message.bytes.size() < sizeof(std::int32_t)) return;
     PlayerOrder order;
-    order.size = message.bytes.size();
-    std::memcpy(&order.record, message.bytes.data(), std::min(order.size, sizeof order.record));
+    std::memcpy(&order.record, message.bytes.data(), std::min(message.bytes.size(), sizeof order.record));
     order.command = order.record.cmmd.cmmdId;
     if (fault != Fault::kSilent) Obey(order.record);
     mOrders.Add(order);

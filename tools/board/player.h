@@ -20,7 +20,6 @@ namespace board {
 struct PlayerOrder {
     std::int32_t command = 0;
     sMSG_COMMON_FORMAT record{};  ///< the command number and its parameters, zero-filled
-    std::size_t size = 0;         ///< bytes of the message
 };
 
 class Player {
@@ -42,9 +41,6 @@ class Player {
     /// \return what is shown now
     Screen Shown() const;
 
-    /// \return bytes received since the stream's start; 0 while none plays
-    std::uint64_t BytesReceived() const;
-
  private:
     void Take(const Message& message, Fault fault);
     void Obey(const sMSG_COMMON_FORMAT& record);
@@ -62,8 +58,5 @@ class Player {
     std::shared_ptr<StreamTap> mTap;  ///< changed only on the reader's thread
     QueueReader mReader;              ///< last: its thread uses all of the above
 };
-
-/// \return an order's name, such as "START_STREAM_DISPLAY", or its number
-std::string OrderName(std::int32_t command);
 
 }  // namespace board

@@ -27,26 +27,6 @@ struct Box {
     int width, height, x, y;
 };
 
-/// A filter graph that adds layer after layer to a black background.
-class Graph {
- public:
-    /// \param source  filters that give a picture of the layer's size
-    void Lay(const Layer& layer, const std::string& source) {
-        const Box box(layer);
-        mText += fmt::format("{0},format=rgba,colorchannelmixer=aa={1:.3f}[l{2}];[g{2}][l{2}]overlay={3}:{4}[g{5}];",
-                             source, layer.alpha / 255.0, mLayers, box.x, box.y, mLayers + 1);
-        ++mLayers;
-    }
-    /// \return the graph; its output is "[screen]"
-    std::string Text() const {
-        return fmt::format("color=c=black:s={}x{}[g0];{}[g{}]null[screen]", kWidth, kHeight, mText, mLayers);
-    }
-
- private:
-    std::string mText;
-    int mLayers = 0;
-};
-
 /// A panel with a bar on its top that shows the layer's item, and lines of text below.
 /// \param piece  path of the text files, without suffix
 std::string Panel(const Layer& layer, const char* colour, const std::string& piece, const std::string& text) {
@@ -75,7 +55,15 @@ bool Run(const std::vector<std::string>& words) try {
 bool DrawScreen(const Screen& screen, const std::string& file, const std::string& folder) {
     std::filesystem::create_directories(folder);
     std::vector<std::string> words = {"ffmpeg", "-nostdin", "-v", "fatal", "-y"};
-    Graph graph;
+    std::string graph = fmt::format("color=c=black:s={}x{}[g0]", kWidth, kHeight);
+    int layers = 0;
+    // Adds a layer; `source` are filters that give a picture of its size.
+    const auto lay = [&](const Layer& layer, const std::string& source) {
+        const Box box(layer);
+        graph += fmt::format(";{0},format=rgba,colorchannelmixer=aa={1:.3f}[l{2}];[g{2}][l{2}]overlay={3}:{4}[g{5}]",
+                             source, layer.alpha / 255.0, layers, box.x, box.y, layers + 1);
+        ++layers;
+    };
     if (screen.video.IsVisible() && screen.programme != 0 && !screen.videoBytes.empty()) {
         const std::string stream = folder + "/video.ts";
         std::ofstream(stream, std::ios::binary)
@@ -84,18 +72,18 @@ bool DrawScreen(const Screen& screen, const std::string& file, const std::string
         words.insert(words.end(), {"-i", stream});
         const Box box(screen.video);
         // The pictures of the first second may depend on earlier ones.
-        graph.Lay(screen.video, fmt::format("[0:p:{}:v]trim=start=1,setpts=PTS-STARTPTS,scale={}:{}", screen.programme,
-                                            box.width, box.height));
+        lay(screen.video, fmt::format("[0:p:{}:v]trim=start=1,setpts=PTS-STARTPTS,scale={}:{}", screen.programme,
+                                      box.width, box.height));
     }
     if (screen.browser.IsVisible()) {
         std::string text;
         for (const std::string& line : screen.browserLines) text += line + "\n";
-        graph.Lay(screen.browser, Panel(screen.browser, "0x204060", folder + "/page", text));
+        lay(screen.browser, Panel(screen.browser, "0x204060", folder + "/page", text));
     }
     if (screen.picture.IsVisible()) {
-        graph.Lay(screen.picture, Panel(screen.picture, "0x406020", folder + "/picture", ""));
+        lay(screen.picture, Panel(screen.picture, "0x406020", folder + "/picture", ""));
     }
-    words.insert(words.end(), {"-filter_complex", graph.Text(), "-map", "[screen]", "-frames:v", "1", file});
+    words.insert(words.end(), {"-filter_complex", graph, "-map", fmt::format("[g{}]", layers), "-frames:v", "1", file});
     return Run(words);
 }
 

@@ -30,7 +30,6 @@ class StatusBlock {
     void Layer(int layer, int status, const std::string& item);
 
     int TunerStrength() const { return static_cast<int>(Word(kTunerStrength)); }
-    std::uint32_t Programme() const { return Word(kProgramme); }
     /// \return the control word of the infrared driver: the code, and its complement above it
     std::uint32_t IrSystemCode() const { return Word(kIrSystemCode); }
 

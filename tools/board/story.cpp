@@ -9,6 +9,46 @@
 
 namespace board {
 
+namespace {
+
+constexpr std::pair<std::int32_t, const char*> kNames[] = {
+    {START_IMAGE_DISPLAY, "START_IMAGE_DISPLAY"},
+    {START_STREAM_DISPLAY, "START_STREAM_DISPLAY"},
+    {STOP_IMAGE, "STOP_IMAGE"},
+    {SET_RESOLUTION, "SET_RESOLUTION"},
+    {BROWSER_START, "BROWSER_START"},
+    {BROWSER_NEXT, "BROWSER_NEXT"},
+    {BROWSER_STOP, "BROWSER_STOP"},
+    {STOP_VIDEO, "STOP_VIDEO"},
+    {START_VIDEO_PLAY, "START_VIDEO_PLAY"},
+    {START_PICTURE_PLAY, "START_PICTURE_PLAY"},
+    {STOP_ALL, "STOP_ALL"},
+    {PLAYER_CTL, "PLAYER_CTL"},
+    {COLOR_BAR, "COLOR_BAR"},
+    {OSD_START, "OSD_START"},
+    {OSD_STOP, "OSD_STOP"},
+    {VIDEO_NEXT, "VIDEO_NEXT"},
+    {PICTURE_NEXT, "PICTURE_NEXT"},
+    {OSD_LAYER, "OSD_LAYER"},
+    {VIDEO_LAYER, "VIDEO_LAYER"},
+    {BROWSER_LAYER, "BROWSER_LAYER"},
+    {DEBUG_CMMD, "DEBUG_CMMD"},
+    {VPLAYER_STATUS, "VPLAYER_STATUS"},
+    {START_TUNER_CHANNEL, "START_TUNER_CHANNEL"},
+    {HWC_DISPLAY, "HWC_DISPLAY"},
+    {TUNER_SCAN, "TUNER_SCAN"},
+};
+
+/// \return an order's name, or its number
+std::string OrderName(std::int32_t command) {
+    for (const auto& [number, name] : kNames) {
+        if (number == command) return name;
+    }
+    return fmt::format("order {}", command);
+}
+
+}  // namespace
+
 std::string Describe(const SettingsRequest& request) {
     const std::string& name = request.name.empty() ? request.oid : request.name;
     return request.set ? fmt::format("set {} to {}", name, request.value) : fmt::format("get {}", name);

@@ -67,21 +67,17 @@ void Tuner::TuneTo(int channel) {
 
 void Tuner::Put(int number, const Channel& channel) {
     Station station{Load(channel), channel.strength};
-    {
-        const std::lock_guard lock(mMutex);
-        mBand[number] = std::move(station);
-        ++mGeneration;
-        if (number == mChannel) mBlock.TunerStrength(channel.strength);
-    }
+    const std::lock_guard lock(mMutex);
+    mBand[number] = std::move(station);
+    ++mGeneration;
+    if (number == mChannel) mBlock.TunerStrength(channel.strength);
     mChanged.notify_all();
 }
 
 void Tuner::SetSpeed(double speed) {
-    {
-        const std::lock_guard lock(mMutex);
-        mSpeed = speed;
-        ++mGeneration;
-    }
+    const std::lock_guard lock(mMutex);
+    mSpeed = speed;
+    ++mGeneration;
     mChanged.notify_all();
 }
 
