@@ -3,6 +3,10 @@
 #include <array>
 
 #include "commands/command_fixture.h"
+#include "core/statistics.h"
+#include "guide/tunermanager.h"
+#include "transport.h"
+#include "zul.h"
 
 namespace {
 
@@ -25,7 +29,9 @@ class PlayTest : public ReceiverTest {
 
     State Now() {
         const std::string status = Ask("STATUS")[0].substr(7);
-        return {status.substr(0, status.find(' ', 2)), process_pat ? kAnalysed : kSkipped,
+        const std::uint32_t before = Statistics::Self()->mPatCounter;
+        Zul_Filter(transport::Pat(7, ++mPatVersion % 32, {}).data(), 16);
+        return {status.substr(0, status.find(' ', 2)), Statistics::Self()->mPatCounter != before ? kAnalysed : kSkipped,
                 FileText("/mnt/hd1/zul_def_startup"), LastUnitText()};
     }
 
@@ -40,6 +46,7 @@ class PlayTest : public ReceiverTest {
     }
 
     PlayerQueue mPlayer;
+    unsigned mPatVersion = 0;
 };
 
 TEST_F(PlayTest, EveryUnitFromEveryState) {
@@ -141,6 +148,12 @@ TEST_F(PlayTest, AnotherLanguageChangesThePidsOfTheRunningStream) {
     ASSERT_EQ(orders.size(), 3u);
     const auto& param = orders[2].dbg.param;
     EXPECT_EQ((std::vector(param, param + 3)), (std::vector{14, 0x1F, 0})) << "no such language: the player's choice";
+    Tuner().AddProgramToScanResults(7, 0x1F);
+    Tuner().SetLanguageForProgram(7, 0x1F, "eng", Language::eAudio, 0, 0x31, 0);
+    for (const char* request : {"LANGeng", "LANGfra,0,eng"}) {
+        EXPECT_EQ(Ask(request), kOk);
+        EXPECT_EQ(mPlayer.Take().at(2).dbg.param[2], 0x31) << request << ": type 0 where none is given";
+    }
 }
 
 TEST_F(PlayTest, APlayAppliesTheCaptions) {

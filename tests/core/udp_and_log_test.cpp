@@ -14,6 +14,8 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
+const int kLevelAtStart = global_debug_flag;
+
 /// A field of one letter over and over, and what follows it.
 std::string Long(std::size_t size, const char* after = "") { return std::string(size, 'x').append(after); }
 
@@ -76,6 +78,7 @@ TEST(UdpSender, LetsGroupsCrossFourNetworks) {
 }
 
 TEST(Log, LevelsAndWireFormat) {
+    EXPECT_EQ(kLevelAtStart, 1) << "standard output";
     AllocateErrorBuffer();
     Client client;
     int evaluated = 0;

@@ -59,6 +59,12 @@ TEST_F(Programmes, AreAddedOnceAChannelWhateverTheTransportStream) {
     store->AddProgramToScanResults(0x1a2b, 0x3c4d);
     EXPECT_EQ(Scal(), "SCAL 000 1a2b 3c4d [10:0:00:00:00] C A \r\n" + BareLine("00:00"))
         << "the report goes by channel";
+    store->RewindScan();
+    char line[256];
+    EXPECT_GT(store->GetNextProgramScalFormatted(line, sizeof line), 0);
+    store->Store().Clear();
+    store->AddProgramToScanResults(0x1a2b, 0x3c4d);
+    EXPECT_GT(store->GetNextProgramScalFormatted(line, sizeof line), 0) << "a scan restarts the report";
 }
 
 TEST_F(Programmes, TakeTheTypesOfTheirStreams) {

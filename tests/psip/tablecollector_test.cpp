@@ -150,9 +150,10 @@ TEST_F(CollectorTest, SizesAreHeldToTheTablesBuffer) {
         std::size_t size;
         bool delivered;
     } kCases[] = {
-        {0x02, 1024, true},  {0x02, 1025, false}, {0x00, 1024, true},  {0x00, 1025, false}, {0xC5, 1025, false},
-        {0xC8, 1025, false}, {0xC9, 1024, true},  {0xCD, 1025, false}, {0xC6, 1025, true},  {0xC7, 4096, true},
-        {0xC7, 4097, false}, {0xCB, 4096, true},  {0xCC, 4097, false}, {0x02, 12, true},
+        {0x02, 1024, true},  {0x02, 1025, false}, {0x00, 1024, true},  {0x00, 1025, false},
+        {0xC5, 1025, false}, {0xC8, 1025, false}, {0xC9, 1024, true},  {0xCD, 1025, false},
+        {0xC6, 1025, true},  {0xC7, 4096, true},  {0xC7, 4097, false}, {0xCB, 4096, true},
+        {0xCC, 4097, false}, {0x02, 12, true},    {0xC0, 1025, false}, {0xBF, 1025, true},
     };
     for (const auto& [tableId, size, delivered] : kCases) {
         const Blob section = Section(tableId, size);

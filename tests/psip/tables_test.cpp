@@ -143,7 +143,7 @@ TEST(MultipleStringStructure, JoinsWhatItReads) {
         std::uint8_t mode;
     } kCases[] = {
         {"no byte", {}, "", 0xEE},
-        {"no string", {0, 1, 2, 3}, "", 0xEE},
+        {"no string is read", {0, 'e', 'n', 'g', 1, 0, 0x3F, 1, 'x'}, "", 0xEE},
         {"a string without segments", Structure({{}}), "", 0xEE},
         {"an empty segment", Structure({{{0, {}, 0x3F}}}), "", 0x3F},
         {"plain", Structure({{news}}), "News", 0},

@@ -96,6 +96,9 @@ TEST_F(Scan, OfOneChannelLeavesItsGuideAndLanguagesAtHand) {
     const std::string guide = board.Ask("EITN4d,1");
     EXPECT_NE(guide.find("S4,00[News]L29,00[What happened today, and why.]"), std::string::npos) << guide;
     EXPECT_NE(guide.find("[The Feature Film]"), std::string::npos) << guide;
+    for (const auto& [span, follows] : {std::pair{"0039", false}, {"0040", true}}) {  // the news takes 40 minutes
+        EXPECT_EQ(board.Ask(std::string("EITL4d,1,") + span).find("Film") != std::string::npos, follows) << span;
+    }
     EXPECT_TRUE(StartsWith(board.Ask("TIME"), "TIME "));
     // Languages are chosen by what the filter lets through.
     GroupListener group("239.1.1.1", 5001);
