@@ -12,7 +12,6 @@ namespace {
 
 struct RawChoice {
     std::string request;
-    bool hex = false;
     std::string listen;
 };
 
@@ -22,7 +21,7 @@ struct RawAnswer {
 };
 
 void RunRaw(Session& session, const RawChoice& choice) {
-    const std::string request = choice.hex ? FromHex(choice.request) : Unescaped(choice.request);
+    const std::string request = Unescaped(choice.request);
     if (request.size() > kLargestRequest) {
         throw Failure(kUsage,
                       fmt::format("a board takes {} bytes at most, this has {}", kLargestRequest, request.size()));
@@ -65,7 +64,6 @@ void AddRawCommand(CLI::App& app, Session& session) {
         "  URLkey16               presses a key of its browser, 0 to 65534");
     const auto choice = std::make_shared<RawChoice>();
     command->add_option("request", choice->request, "The request; \\r \\n \\t \\\\ \\xNN stand for bytes")->required();
-    command->add_flag("--hex", choice->hex, "The request is given in hexadecimal");
     command->add_option("--for", choice->listen, "Show all that comes back within this time, in any shape")
         ->type_name("SPAN");
     command->callback([&session, choice] { session.run = [&session, choice] { RunRaw(session, *choice); }; });

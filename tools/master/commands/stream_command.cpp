@@ -9,6 +9,7 @@
 #include "doctor/senders.h"
 #include "net/fetch.h"
 #include "net/stream_order.h"
+#include "output/escape.h"
 
 namespace zulctl {
 
@@ -24,9 +25,9 @@ struct StopChoice {
 };
 
 /// Asks before streams end.
-void ConfirmEnds(Session& session, const std::vector<StreamStatus>& ended, bool yes) {
+void ConfirmEnds(Session& session, const Target& target, const std::vector<StreamStatus>& ended, bool yes) {
     if (ended.empty()) return;
-    std::string text = "this ends";
+    std::string text = (session.Several() ? Escaped(target.name) + ": " : "") + "this ends";
     for (const StreamStatus& stream : ended)
         text += fmt::format("{} slot {} to {}", &stream == &ended.front() ? "" : ",", stream.id,
                             EndpointText(stream.group));
@@ -42,7 +43,7 @@ void RunStart(Session& session, const StartChoice& choice) {
     const auto ended = CheckAgainstBoard(client, request);
     session.out.Progress("looking who else sends there...");
     if (!choice.force) RefuseTakenGroup(session, request.to, AskOthers(session, {target.at}), {target.at});
-    ConfirmEnds(session, ended, choice.yes);
+    ConfirmEnds(session, target, ended, choice.yes);
     session.out.Progress("tuning and starting, some 11 s...");
     client.Order(text, "the stream");
     session.out.Emit("zulctl.stream/1", StartedJson(request, text), [&] {
@@ -63,7 +64,7 @@ void RunStop(Session& session, const StopChoice& choice) {
         std::erase_if(ended, [&](const StreamStatus& stream) {  // a named or only stream needs no confirmation
             return !stream.active || (choice.slot && (stream.id == *choice.slot || stream.id != 0));
         });
-        if (choice.slot || ended.size() > 1) ConfirmEnds(session, ended, choice.yes);
+        if (choice.slot || ended.size() > 1) ConfirmEnds(session, target, ended, choice.yes);
     }
     session.out.Progress("stopping...");
     Report(session, "zulctl.stream/1", OnEach(targets, [&](const Target& target) -> Done {

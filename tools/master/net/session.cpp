@@ -32,6 +32,12 @@ std::string Listed(const std::vector<Target>& targets) {
     return list;
 }
 
+void AddOnce(std::vector<Target>& targets, const Target& target) {
+    const bool known =
+        std::any_of(targets.begin(), targets.end(), [&](const Target& other) { return other.at == target.at; });
+    if (!known) targets.push_back(target);
+}
+
 Failure Roleless(const std::string& board) {
     return {kNoAnswer, fmt::format("{} doesn't answer: it is off, or still booting or busy with an order", board)};
 }
@@ -177,56 +183,49 @@ Target Session::Named(const std::string& text, std::optional<Role> role) {
 
 std::vector<Target> Session::Find(std::optional<Role> role, std::vector<Failure>& missing) {
     std::vector<Target> targets;
-    const auto add = [&](const Target& target) {
-        const bool known =
-            std::any_of(targets.begin(), targets.end(), [&](const Target& other) { return other.at == target.at; });
-        if (!known) targets.push_back(target);
-    };
     std::vector<NamedBoard> roleless;
     for (const std::string& text : options.boards) {
         const NamedBoard board = Meant(text);
         if (const auto target = Known(board, role))
-            add(*target);
+            AddOnce(targets, *target);
         else
             roleless.push_back(board);
     }
-    const auto answering = roleless.empty() ? targets : Probe(roleless, Timeout().value_or(kBusyPatience));
-    for (const Target& target : answering) add(target);
-    for (const NamedBoard& board : roleless) {
-        if (std::none_of(targets.begin(), targets.end(),
-                         [&](const Target& target) { return target.name == board.name; }))
-            missing.push_back(Roleless(board.name));
+    if (!roleless.empty()) {
+        const auto answering = Probe(roleless, Timeout().value_or(kBusyPatience));
+        for (const Target& target : answering) AddOnce(targets, target);
+        for (const NamedBoard& board : roleless) {
+            const auto isIt = [&](const Target& target) { return target.name == board.name; };
+            if (std::none_of(answering.begin(), answering.end(), isIt)) missing.push_back(Roleless(board.name));
+        }
     }
-    if (!options.boards.empty() && !options.all) return targets;
-
-    std::vector<NamedBoard> named;
-    for (const NamedBoard& board : mConfig.boards) named.push_back(Meant(board.name));
-    const bool all = options.all || named.empty();
-    const bool listen = all || std::any_of(named.begin(), named.end(), [](const auto& board) { return !board.role; });
-    const std::vector<Target> heard = listen ? Heard() : std::vector<Target>();
-    for (const Target& target : heard) {
-        const bool isWanted = all || !mConfig.NameOf(target.at, target.role).empty();
-        if (isWanted && (!role || target.role == role)) add(target);
-    }
-    for (const NamedBoard& board : named) {
-        const auto isThere = [&](const Target& target) { return target.at.address == board.address; };
-        if (board.role && (!role || board.role == role)) add(*Known(board, role));
-        if (!board.role && std::none_of(heard.begin(), heard.end(), isThere)) missing.push_back(Roleless(board.name));
-    }
+    if (options.boards.empty() || options.all) FindUnasked(options.all, role, targets, missing);
     if (targets.empty() && missing.empty()) throw Failure(kNoAnswer, "no board is heard; name one with --board");
     return targets;
 }
 
-std::vector<Target> Session::Everybody(Role role) {
-    std::vector<Target> targets = Heard();
-    std::erase_if(targets, [&](const Target& target) { return target.role != role; });
-    for (const NamedBoard& board : mConfig.boards) {
-        const bool isHeard = std::any_of(targets.begin(), targets.end(),
-                                         [&](const Target& target) { return target.at.address == board.address; });
-        const bool isOfRole = board.role ? board.role == role : board.port == CommandPort(role);
-        if (isHeard || !isOfRole) continue;
-        targets.push_back({board.name, {board.address, board.port != 0 ? board.port : CommandPort(role)}, role});
+void Session::FindUnasked(bool all, std::optional<Role> role, std::vector<Target>& targets,
+                          std::vector<Failure>& missing) {
+    std::vector<NamedBoard> named;
+    for (const NamedBoard& board : mConfig.boards) named.push_back(Meant(board.name));
+    all = all || named.empty();
+    const bool listen = all || std::any_of(named.begin(), named.end(), [](const auto& board) { return !board.role; });
+    const std::vector<Target> heard = listen ? Heard() : std::vector<Target>();
+    for (const Target& target : heard) {
+        const bool isWanted = all || !mConfig.NameOf(target.at, target.role).empty();
+        if (isWanted && (!role || target.role == role)) AddOnce(targets, target);
     }
+    for (const NamedBoard& board : named) {
+        const auto isThere = [&](const Target& target) { return target.at.address == board.address; };
+        if (board.role && (!role || board.role == role)) AddOnce(targets, *Known(board, role));
+        if (!board.role && std::none_of(heard.begin(), heard.end(), isThere)) missing.push_back(Roleless(board.name));
+    }
+}
+
+std::vector<Target> Session::Everybody(Role role) {
+    std::vector<Target> targets;
+    std::vector<Failure> silent;
+    FindUnasked(true, role, targets, silent);
     return targets;
 }
 

@@ -74,7 +74,6 @@ class Session {
     const std::string& ConfigPath() const { return mConfigPath; }
     /// Discovery according to the common options; named boards are also probed directly.
     DiscoverOptions Discovery() const;
-    const std::string& InterfaceName() const { return mInterface; }
     /// Index of --interface, or 0.
     int InterfaceIndex() const { return mInterfaceIndex; }
     std::optional<std::chrono::milliseconds> Timeout() const { return mClientOptions.timeout; }
@@ -87,6 +86,8 @@ class Session {
     std::vector<Target> Heard();
     /// \param missing  receives those that don't report their role
     std::vector<Target> Find(std::optional<Role> role, std::vector<Failure>& missing);
+    /// Adds the boards that are named, and with `all` those that are heard.
+    void FindUnasked(bool all, std::optional<Role> role, std::vector<Target>& targets, std::vector<Failure>& missing);
 
     bool mSomeAreMissing = false;
     std::string mInterface, mConfigPath;
