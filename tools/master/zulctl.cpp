@@ -70,7 +70,7 @@ const struct {
 /// Adds the options that all commands share.
 void AddOptions(CLI::App& app, Session& session) {
     zulctl::SessionOptions& options = session.options;
-    app.add_option("-b,--board", options.boards, "Board by name or ADDRESS[:PORT]; several times for several")
+    app.add_option("-b,--board", options.boards, "Board by name or ADDRESS[:PORT]; may be repeated")
         ->type_name("NAME|ADDRESS")
         ->take_all()
         ->allow_extra_args(false);

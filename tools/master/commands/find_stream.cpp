@@ -21,11 +21,12 @@ FoundStream FindStreamOf(Session& session, const std::string& text, const std::s
             Client client = session.Connect(target);
             return FetchSent(client);
         });
-    Failure reason(kNoAnswer, "no transmitter is heard; name one with --from");
+    Failure reason(kNoAnswer, "no transmitter answers; name one with --from");
     Lineup found;
     for (const auto& [target, sent, failure] : outcomes) {
         if (!sent) {
-            if (found.empty()) reason = *failure;
+            if (outcomes.size() == 1) throw Failure(*failure);
+            session.out.Warning(failure->what());
             continue;
         }
         try {

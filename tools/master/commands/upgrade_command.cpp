@@ -27,8 +27,6 @@ constexpr int kRestarts = 4;
 constexpr auto kBurnPatience = 10min;
 constexpr auto kStatePoll = 2s;
 
-enum UpgradeState { kIdle = 0, kDownloading = 1, kBurning = 2, kDownloadFailed = 3, kBurnFailed = 4 };
-
 void Confirm(Output& out, const std::vector<Target>& targets, const UpgradeChoice& choice, const Image& image) {
     std::string what =
         fmt::format("image   {}, {} bytes\nsha256  {}", Escaped(choice.file), image.Size(), image.Sha256());
@@ -81,7 +79,7 @@ std::string Follow(Session& session, const Target& target, Client& client) {
                 throw Failure(kRefused, target.name + " can't burn the image, and keeps its version; upgrade it again");
             if (state == kDownloadFailed)
                 throw Failure(kRefused, target.name + " has lost the image, and keeps its version; upgrade it again");
-            if (state == kIdle) return ParseVersion(client.Ask("VERS")).value_or("unknown");
+            if (state == kUpgradeIdle) return ParseVersion(client.Ask("VERS")).value_or("unknown");
         } catch (const Failure& failure) {
             if (failure.code != kNoAnswer) throw;
             wentAway = true;

@@ -18,8 +18,6 @@ namespace zulctl {
 
 namespace {
 
-constexpr int kBurning = 2, kBurnFailed = 4;
-
 std::string HashOf(int fd) {
     sha256_ctx context;
     sha256_init(&context);

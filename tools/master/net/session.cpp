@@ -139,36 +139,30 @@ std::optional<Target> Session::Known(const NamedBoard& board, std::optional<Role
     return Target{board.name, {board.address, board.port != 0 ? board.port : CommandPort(*role)}, *role};
 }
 
-std::vector<Target> Session::Probe(const std::vector<NamedBoard>& boards, std::chrono::milliseconds patience) {
+std::vector<Target> Session::Probe(std::vector<NamedBoard> boards, std::chrono::milliseconds patience) {
     DiscoverOptions ask = Discovery();
-    ask.known.clear();
     ask.wake = false;
-    if (boards.size() == 1) ask.grace = kOtherRole;
-    for (const NamedBoard& board : boards) {
-        for (const Role role : Candidates(std::nullopt))
-            ask.known.push_back({board.address, board.port != 0 ? board.port : CommandPort(role)});
-    }
+    ask.grace = kOtherRole;
     std::vector<Target> found;
-    const auto silent = [&](const NamedBoard& board) {
-        return std::none_of(found.begin(), found.end(),
-                            [&](const Target& target) { return target.name == board.name; });
-    };
     const auto end = Clock::now() + patience;
     do {
-        Discover(ask, [&](const FoundBoard& heard) {
+        ask.known.clear();
+        for (const NamedBoard& board : boards) {
+            for (const Role role : Candidates(std::nullopt))
+                ask.known.push_back({board.address, board.port != 0 ? board.port : CommandPort(role)});
+        }
+        for (const FoundBoard& heard : DiscoverAll(ask)) {
             for (const NamedBoard& board : boards) {
                 const bool isIt = heard.at.address == board.address && (board.port == 0 || board.port == heard.at.port);
-                const bool known = std::any_of(found.begin(), found.end(), [&](const Target& target) {
-                    return target.at == heard.at && target.name == board.name;
-                });
-                if (heard.probed && heard.beacon.role && isIt && !known)
-                    found.push_back({board.name, heard.at, *heard.beacon.role});
+                if (heard.beacon.role && isIt) found.push_back({board.name, heard.at, *heard.beacon.role});
             }
-            return found.size() < ask.known.size();
+        }
+        std::erase_if(boards, [&](const NamedBoard& board) {
+            return std::any_of(found.begin(), found.end(),
+                               [&](const Target& target) { return target.name == board.name; });
         });
-        const auto waits = std::find_if(boards.begin(), boards.end(), silent);
-        if (waits == boards.end()) break;
-        out.Progress(fmt::format("waiting for {}, which may be booting or busy with an order...", waits->name));
+        if (boards.empty()) break;
+        out.Progress(fmt::format("waiting for {}, which may be booting or busy with an order...", boards.front().name));
     } while (!Interrupted() && Clock::now() < end);
     return found;
 }

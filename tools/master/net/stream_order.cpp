@@ -16,12 +16,12 @@ using Json = nlohmann::ordered_json;
 
 void RefuseDuringUpgrade(Client& client) {
     const auto upgrade = ParseUpgradeState(client.Ask("UPGR?"));
-    if (upgrade == 1) {
+    if (upgrade == kDownloading) {
         throw Failure(kRefused, EndpointText(client.Board()) +
                                     " waits for the rest of an upgrade; where that was broken off, \"zulctl upgrade\" "
                                     "starts it afresh and \"zulctl reset\" ends it");
     }
-    if (upgrade == 2) throw Failure(kRefused, EndpointText(client.Board()) + " is burning an image");
+    if (upgrade == kBurning) throw Failure(kRefused, EndpointText(client.Board()) + " is burning an image");
 }
 
 void RefuseWhileBusy(Client& client) {

@@ -80,7 +80,8 @@ struct ScanState {
 std::optional<ScanState> ParseScanState(std::string_view reply);
 const char* ScanStateName(ScanState::State state);
 
-/// \return the state, 0 to 4, of "UPGRSTATUS1 OK"
+enum UpgradeState { kUpgradeIdle = 0, kDownloading = 1, kBurning = 2, kDownloadFailed = 3, kBurnFailed = 4 };
+/// \return the state of "UPGRSTATUS1 OK"
 std::optional<int> ParseUpgradeState(std::string_view reply);
 const char* UpgradeStateName(int state);
 
