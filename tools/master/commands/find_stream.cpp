@@ -21,7 +21,7 @@ FoundStream FindStreamOf(Session& session, const std::string& text, const std::s
             Client client = session.Connect(target);
             return FetchSent(client);
         });
-    Failure reason(kNoAnswer, "no transmitter answers; name one with --from");
+    Failure reason(kNoAnswer, "no transmitter answers; \"zulctl discover\" lists those that are heard");
     Lineup found;
     for (const auto& [target, sent, failure] : outcomes) {
         if (!sent) {
@@ -47,7 +47,7 @@ FoundStream FindStreamOf(Session& session, const std::string& text, const std::s
         for (const LineupEntry& entry : found)
             list += fmt::format("\n  {}  {}  {}", entry.board, EndpointText(*entry.stream),
                                 Escaped(CallName(entry.channel)));
-        throw Failure(kUsage, fmt::format("which \"{}\"? say it with --from:{}", Escaped(text), list));
+        throw Failure(kUsage, fmt::format("which \"{}\"? name its transmitter:{}", Escaped(text), list));
     }
     if (found.empty()) throw Failure(reason);
     return {*found.front().stream, found.front().channel.id.programme};

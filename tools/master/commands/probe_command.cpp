@@ -125,7 +125,8 @@ void Gather(Session& session, UdpSocket& socket, StreamProbe& probe, std::chrono
 void RunProbe(Session& session, const ProbeChoice& choice) {
     const auto howLong = ParseSpan(choice.howLong);
     const auto group = ParseEndpoint(choice.stream);
-    const Endpoint stream = group ? *group : FindStreamOf(session, choice.stream, "").stream;
+    const std::string from = session.Chosen().empty() ? "" : session.Chosen().front();
+    const Endpoint stream = group ? *group : FindStreamOf(session, choice.stream, from).stream;
     const std::string name = EndpointText(stream);
     UdpSocket socket = StreamSocket(stream, session.InterfaceIndex());
     CatchInterrupts();
@@ -151,7 +152,10 @@ void AddProbeCommand(CLI::App& app, Session& session) {
     CLI::App* command = app.add_subcommand(
         "probe", "Join a stream and judge it: rates, continuity, tables; exits with 1 when it has faults");
     const auto choice = std::make_shared<ProbeChoice>();
-    command->add_option("stream", choice->stream, "GROUP:PORT, or a channel by number (7.1) or name")->required();
+    command
+        ->add_option("stream", choice->stream,
+                     "GROUP:PORT, or a channel by number (7.1) or name; --board names its transmitter")
+        ->required();
     command->add_option("--for", choice->howLong, "How long to watch; Ctrl-C ends earlier")
         ->type_name("SPAN")
         ->capture_default_str();
