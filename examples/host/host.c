@@ -6,8 +6,8 @@
  *     cc host.c -o host $(pkg-config --cflags zul) -ldl
  *     ./host T "$(pkg-config --variable=module zul)" <broadcast.ts
  *
- * Around the module a board has a settings agent, as in agent.c, a system daemon and, on a receiver, more: zul-board plays
- * them all on a workstation. Zul_Start_Filter waits until the agent answers.
+ * Around the module a board has a settings agent, as in agent.c, a system daemon and, on a receiver, more: zul-board
+ * plays them all on a workstation. Zul_Start_Filter waits until the agent answers.
  */
 #include <dlfcn.h>
 #include <stdio.h>
