@@ -6,12 +6,14 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 #include "net_faults.h"
 #include "screen.h"
 #include "support/shell.h"
 #include "transport.h"
 #include "transport_file.h"
+#include "tuner.h"
 
 namespace board {
 namespace {
@@ -73,6 +75,19 @@ TEST(TransportFile, PaceIsThatOfTheClockReferencesEvenWhenTheyStartAgain) {
         EXPECT_NEAR(RateByClock(stream), 1000 * 188 * 8, 1) << "from " << start;
     }
     EXPECT_EQ(RateByClock(others), kChannelRate);
+}
+
+TEST(Tuner, KeepsThePaceOfAChannelAtItsSpeed) {
+    StatusBlock block;
+    Tuner tuner({{2, {"", 5}}}, block, [](auto) {});
+    tuner.SetSpeed(4);
+    const auto start = std::chrono::steady_clock::now();
+    tuner.TuneTo(2);
+    std::this_thread::sleep_for(Milliseconds(400));
+    const auto bits = static_cast<double>(tuner.BytesFed() * 8);
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(bits, 4 * kChannelRate * 0.1) << "or later on a busy machine";
+    EXPECT_LE(bits, 4 * kChannelRate * elapsed.count() + 8 * Tuner::kBufferSize);
 }
 
 TEST(TransportFile, RefusesWhatIsNoTransportStream) {

@@ -11,7 +11,6 @@
 #include <set>
 #include <vector>
 
-#include "commands/entry.h"
 #include "commands/keywordtable.h"
 #include "core/log.h"
 #include "fast_machine.h"

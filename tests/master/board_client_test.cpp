@@ -6,6 +6,7 @@
 
 #include "master/failure_of.h"
 #include "master/played_board.h"
+#include "net/fetch.h"
 
 namespace zulctl {
 namespace {
@@ -120,6 +121,18 @@ TEST(Client, ATurnThatDoesntEndIsAFailureThatNamesItsHolder) {
     Ear ear(kHere, Quick(), Clock::now() + 1s);
     const std::string why = FailureOf(kNoAnswer, [] { Ear(kHere, Quick(), Clock::now() + 200ms); });
     EXPECT_NE(why.find(std::to_string(getpid())), std::string::npos) << why;
+}
+
+TEST(FetchListing, GoesOnWhereAReplyEnds) {
+    const PlayedBoard board(5000, {{"EITL", "EITI d3a4 1930 0100 S1,00[A]L0,00[]\r\nOK\r\n"},
+                                   {"EITI0001,0002,d3a4,2031", "EITI d3a4 2030 0100 S1,00[B]L0,00[]\r\nOK\r\n"},
+                                   {"EITI", "EITI OK\r\n"}});
+    for (const auto& [span, titles] : {std::pair{1h, "A"}, {2h, "AB"}, {3h, "AB"}}) {
+        Client client({kHere, 5000}, Quick());
+        std::string listed;
+        for (const GuideEvent& event : FetchListing(client, {1, 2}, span, nullptr)) listed += event.title;
+        EXPECT_EQ(listed, titles) << span.count();
+    }
 }
 
 }  // namespace

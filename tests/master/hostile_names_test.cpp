@@ -6,6 +6,7 @@
 #include <fstream>
 #include <regex>
 #include <sstream>
+#include <tuple>
 
 #include "master/played_board.h"
 #include "output/escape.h"
@@ -68,6 +69,26 @@ TEST(Terminal, TakesNoNameForACommand) {
         const std::string shown = WithoutOwn(Shell(line).text), safe = EscapedMessage(shown);
         EXPECT_EQ(shown, safe) << arguments;
         EXPECT_FALSE(shown.empty()) << arguments;
+    }
+}
+
+TEST(Terminal, AnUpgradeIsSentAfterAYesToABoardThatIsFree) {
+    const std::string image = testing::TempDir() + "/image";
+    std::ofstream(image) << "an image of some size";
+    const std::string upgrade = "ZULCTL_CONFIG=/dev/null " ZUL_ZULCTL " -b 127.0.0.1:5000 upgrade --no-wait " + image;
+    const std::tuple<const char*, std::string, int> rows[] = {
+        {"0", upgrade, 2},  // nobody can be asked
+        {"0", "echo n | script -qec '" + upgrade + "' /dev/null", 1},
+        {"2", upgrade + " --yes", 1},  // it is burning one
+        {"0", "echo y | script -qec '" + upgrade + "' /dev/null", 0}};
+    for (const auto& [state, line, code] : rows) {
+        auto answers = TransmitterAnswers("T");
+        answers["UPGR?"] = std::string("UPGRSTATUS") + state + " OK\r\n";
+        answers["UPGR21"] = answers["UPGR:"] = "OK\r\n";
+        const PlayedBoard board(5000, answers);
+        const Outcome outcome = Shell(line);
+        EXPECT_EQ(outcome.code, code) << outcome.text;
+        EXPECT_EQ(board.Asked("UPGR21"), code == 0 ? 1 : 0) << outcome.text;
     }
 }
 
