@@ -12,8 +12,9 @@ extern "C" {
 #define ZUL_EXPORT __attribute__((visibility("default")))
 
 /**
- * Starts the module, once per process. Waits for the settings agent's first answer: until then the log's last line is
- * "Txing SNMP msg ...". Returns while the boot steps still run on the module's own thread.
+ * Starts the module, once per process. Waits for the settings agent's answers: until then the log's last line, on a
+ * line-buffered standard output, is "Txing SNMP msg ...". Returns while the boot steps still run on the module's own
+ * thread.
  *
  * \param type  'T' transmitter, 'R' receiver, 'A' role taken from the board's version
  * \return a block of 128 bytes, the same at every call; the module writes nothing in it

@@ -184,6 +184,8 @@ TEST(StreamFaults, ASendThatFailsCostsItsDatagramAndAReconnect) {
         {"no network for one message", alike, {-ENETUNREACH}, two, 1, 1},
     };
     const Blob data(2000, 1);
+    Blob host(3 * 7 * 600);
+    for (std::size_t n = 0; n < host.size(); ++n) host[n] = static_cast<std::uint8_t>(n % 251);
     for (const auto& row : rows) {
         const Client peer;
         Streamer streamer(65536, 1316);
@@ -194,9 +196,23 @@ TEST(StreamFaults, ASendThatFailsCostsItsDatagramAndAReconnect) {
         fast_machine::TakeSleeps();
         gSends = row.sends;
         gMessages = 0;
-        for (const int length : row.lengths) streamer.Collect(data.data(), length);
+        std::vector<std::string> collected;
+        const std::uint8_t* piece = host.data();
+        for (const int length : row.lengths) {  // each of scattered pieces, which are joined
+            collected.emplace_back();
+            for (const int size : {188, 188, 188, 188, 188, 188, length - 6 * 188}) {
+                streamer.Collect(piece, size);
+                collected.back().append(piece, piece + size);
+                piece += 600;
+            }
+        }
         streamer.Flush();
-        EXPECT_EQ(SizesAt(peer), row.arrived) << row.name;
+        Sizes sizes;
+        for (const std::string& datagram : peer.Take()) {
+            sizes.push_back(static_cast<int>(datagram.size()));
+            EXPECT_EQ(std::count(collected.begin(), collected.end(), datagram), 1) << row.name;
+        }
+        EXPECT_EQ(sizes, row.arrived) << row.name;
         EXPECT_EQ(gMessages, row.messages) << row.name;
         EXPECT_EQ(fast_machine::TakeSleeps(), std::vector<std::int64_t>(row.reconnects, 100'000)) << row.name;
         EXPECT_TRUE(gSends.empty()) << row.name;

@@ -155,7 +155,7 @@ class CommandManager {
     /// Kind of the last accepted UNIT: the digit's value on a receiver, its character's code on a transmitter.
     int mLastUnitCommandId = 0;
     char mTunerMode[16] = "";    ///< as STATUS shows it
-    bool mIrForwarding = false;  ///< part of the interface, unused
+    bool mIrForwarding = false;  ///< part of the interface, never read
     Upgrade mUpgrade;
     Playback mPlayback;
     PageWindow mPage;

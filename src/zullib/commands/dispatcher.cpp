@@ -1,8 +1,8 @@
 // The keyword table of the command protocol, and the loop that interprets it.
 #include <string.h>
 #include <strings.h>
-#include <algorithm>
 
+#include <algorithm>
 #include <new>
 
 #include "commands/keywordtable.h"

@@ -38,7 +38,7 @@ struct Playback {
     int mCCIndex = 0;                 ///< closed-caption service, 0 for off
     char mLastUnitCommand[255] = "";  ///< last accepted play command, empty after a stop
 
-    // Part of the interface, unused.
+    // Part of the interface, never read.
     std::uint16_t mPrevMcastPort = 0;
     int mSubtitleLanguagePri = 0;
     int mSubtitleLanguageSec = 0;

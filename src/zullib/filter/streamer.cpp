@@ -15,8 +15,7 @@ namespace {
 
 constexpr std::int64_t kReconnectWait = 100 * platform::kMillisecond;
 constexpr int kOverflowsPerPanic = 100;
-/// Pieces of this average size or smaller are joined: the kernel takes as long for a piece as a copy of 600 bytes.
-constexpr int kSmallPiece = 600;
+constexpr int kBytesPerPiece = 600;  ///< that can be copied in the time that the kernel takes for a piece
 
 /// Overflows of all streams; one in kOverflowsPerPanic is reported.
 std::atomic<int> paniccount{0};
@@ -132,7 +131,8 @@ int Streamer::CountBatch(int first) const {
     return end - first;
 }
 
-/// Copies pieces into the buffer from `to` on, which may already contain the first one. \return the end of the copy
+/// Copies pieces into the buffer from `to` on. They may be further on in the same buffer, the first one already at
+/// `to`. \return the end of the copy
 std::uint8_t* Streamer::Gather(std::uint8_t* to, const iovec* pieces, int count) {
     for (const iovec& piece : std::span(pieces, static_cast<std::size_t>(count))) {
         if (piece.iov_base != to) std::memmove(to, piece.iov_base, piece.iov_len);
@@ -141,14 +141,14 @@ std::uint8_t* Streamer::Gather(std::uint8_t* to, const iovec* pieces, int count)
     return to;
 }
 
-/// Copies the pieces of each datagram together where they are mostly single packets.
+/// Copies the pieces of each datagram together, where that takes less time than they take the kernel.
 void Streamer::JoinPieces(UdpSender::Datagram* datagrams, int count) {
     const UdpSender::Datagram& last = datagrams[count - 1];
     iovec* joined = datagrams[0].pieces;
     const auto pieces = last.pieces + last.count - joined;
     int bytes = 0;
     for (int i = 0; i < count; ++i) bytes += datagrams[i].size;
-    if (pieces * kSmallPiece < bytes || bytes > mBufferSize) return;
+    if ((pieces - count) * kBytesPerPiece < bytes || bytes > mBufferSize) return;
     std::uint8_t* end = mpFilteredBuffer.get();
     for (UdpSender::Datagram& datagram : std::span(datagrams, static_cast<std::size_t>(count))) {
         end = Gather(end, datagram.pieces, datagram.count);

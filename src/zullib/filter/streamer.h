@@ -12,8 +12,8 @@
 
 /// Collects the packets that the filter routes to it and sends a datagram for every `mPacketSize` bytes. The datagrams
 /// that one host buffer completes are sent in one batch: runs of packets directly from the host's buffer, scattered
-/// packets from a copy. The bytes of the datagram that the next buffer completes are copied. All operations but the
-/// plain accessors run under the filter's lock.
+/// packets from a copy, if the buffer has room for it. The bytes of the datagram that the next buffer completes are
+/// copied. All operations but the plain accessors run under the filter's lock.
 class Streamer {
  public:
     /// State of a stream, for the status reply.
@@ -125,10 +125,10 @@ class Streamer {
     int mFirstPiece = 0;  ///< of the datagram in progress
     int mDatagrams = 0;   ///< pending
 
-    iovec mPieces[kMostPieces];  ///< in the host's buffer; the first may be in mpFilteredBuffer
+    iovec mPieces[kMostPieces];  ///< in the host's buffer; the first, and joined ones, in mpFilteredBuffer
     UdpSender::Datagram mWaiting[kMostDatagrams];
-    std::unique_ptr<std::uint8_t[]> mpFilteredBuffer;  ///< kept bytes of the datagram in progress
-    std::uint8_t* mpCurrWritePtr = nullptr;            ///< their end
+    std::unique_ptr<std::uint8_t[]> mpFilteredBuffer;  ///< kept bytes of the datagram in progress; copies to be sent
+    std::uint8_t* mpCurrWritePtr = nullptr;            ///< end of the kept bytes, between flushes
     int mBufferSize = 0;
     std::uint16_t mMulticastPort = 0;
     char mMulticastIp[16] = "";
