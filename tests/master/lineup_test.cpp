@@ -57,7 +57,7 @@ TEST(Lineup, PutsEachChannelToTheBestStreamOfItsOwnTunerChannel) {
 
 TEST(Xmltv, IsAcceptedByItsOwnValidatorWhateverIsInTheTexts) {
     const auto event = [](int minutes, int length, const std::string& title, const std::string& text) {
-        return GuideEvent{kEvening + std::chrono::minutes(minutes), std::chrono::minutes(length), title, text, 0, 0};
+        return GuideEvent{kEvening + std::chrono::minutes(minutes), std::chrono::minutes(length), title, text};
     };
     LineupEntry one{"attic", Named("<ONE> & \"co\"", 71, 3), std::nullopt, false, {}};
     one.events = {event(0, 30, "News & <weather>", "]]> \x01\x1b[2J \xC2\x9B \xEF\xBF\xBF \xEF\xBF\xBD end"),

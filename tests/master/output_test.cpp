@@ -99,7 +99,7 @@ TEST(GuideGrid, FitsTheWidthAndPlacesEventsInTime) {
     using namespace std::chrono_literals;
     const Minutes day{};
     const auto event = [&](std::chrono::minutes at, std::chrono::minutes length, const char* title) {
-        return GuideEvent{day + at, length, title, "", 0, 0};
+        return GuideEvent{day + at, length, title, ""};
     };
     const std::vector<GridRow> rows = {
         {"7.1 NEWS",

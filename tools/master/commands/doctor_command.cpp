@@ -28,7 +28,7 @@ constexpr auto kReplyPatience = 1500ms;
 /// Named, requested and heard boards; each once.
 std::vector<BoardHealth> FindBoards(Session& session) {
     std::map<Endpoint, BoardHealth> boards;
-    std::vector<std::string> wanted = session.Chosen();
+    std::vector<std::string> wanted = session.options.boards;
     const bool all = wanted.empty();
     if (all) {
         for (const NamedBoard& board : session.Names().boards) wanted.push_back(board.name);
@@ -121,7 +121,7 @@ std::vector<Diagnosis> ExamineScreens(Session& session, const std::vector<BoardH
     if (receivers.empty() || Interrupted()) return {};
     session.out.Progress("listening to what receivers play...");
     const auto senders =
-        AskSenders(session, session.Chosen().empty() ? transmitters : session.Everybody(Role::kTransmitter));
+        AskSenders(session, session.options.boards.empty() ? transmitters : session.Everybody(Role::kTransmitter));
     const auto views =
         OnEach(receivers, [&](const Target& receiver) { return LookAtScreen(session, receiver, senders, howLong); });
     std::vector<Diagnosis> findings;
@@ -178,7 +178,7 @@ void RunDoctor(Session& session, const DoctorChoice& choice) {
             fmt::format("listening for an IGMP querier, {} s more; Ctrl-C ends that...", left.count()));
     });
     if (querier) findings.push_back(*querier);
-    const auto aboutBoards = ExamineBoards(boards, session.Chosen().empty());
+    const auto aboutBoards = ExamineBoards(boards, session.options.boards.empty());
     findings.insert(findings.end(), aboutBoards.begin(), aboutBoards.end());
     findings.insert(findings.end(), screens.begin(), screens.end());
     session.out.Emit("zulctl.doctor/1", JsonOf(findings, boards),

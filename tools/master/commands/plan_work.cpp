@@ -37,7 +37,7 @@ std::vector<BoardWork> BoardsOf(Session& session, const std::vector<PlannedBoard
     std::vector<BoardWork> boards;
     for (const PlannedBoard& board : plan) {
         const Target target = session.Named(board.board, Role::kTransmitter);
-        const auto& chosen = session.Chosen();
+        const auto& chosen = session.options.boards;
         const bool wanted = chosen.empty() || std::any_of(chosen.begin(), chosen.end(), [&](const std::string& text) {
                                 return session.Named(text, Role::kTransmitter).at == target.at;
                             });

@@ -125,7 +125,7 @@ void Gather(Session& session, UdpSocket& socket, StreamProbe& probe, std::chrono
 void RunProbe(Session& session, const ProbeChoice& choice) {
     const auto howLong = ParseSpan(choice.howLong);
     const auto group = ParseEndpoint(choice.stream);
-    const std::string from = session.Chosen().empty() ? "" : session.Chosen().front();
+    const std::string from = session.options.boards.empty() ? "" : session.options.boards.front();
     const Endpoint stream = group ? *group : FindStreamOf(session, choice.stream, from).stream;
     const std::string name = EndpointText(stream);
     UdpSocket socket = StreamSocket(stream, session.InterfaceIndex());

@@ -31,7 +31,7 @@ serve::ServiceOptions Wanted(Session& session, const ServeChoice& choice) {
     options.stillsEvery = std::chrono::seconds(choice.stillsEvery);
     options.watch.discovery = session.Discovery();
     options.watch.names = session.Names();
-    if (session.BoardsAreNamed()) {
+    if (!session.options.boards.empty()) {
         for (const Target& target : session.Boards(std::nullopt)) {
             serve::BoardState board;
             board.at = target.at, board.name = target.name, board.role = target.role;

@@ -23,7 +23,7 @@ std::string LockName(const char* what, const ClientOptions& options, std::uint32
 }  // namespace
 
 Failure WrongRole(const std::string& board, Role is, Role wanted) {
-    return {kUsage, fmt::format("{} is a {}, and this is for a {}", board, RoleName(is), RoleName(wanted))};
+    return {kUsage, "{} is a {}, and this is for a {}", board, RoleName(is), RoleName(wanted)};
 }
 
 UdpSocket SharedSocket(const Endpoint& peer, const ClientOptions& options) {
@@ -107,17 +107,15 @@ void Client::ExplainSilence(std::string_view request, const RequestKind& kind) {
         if (alive) {
             throw Failure(
                 kNoAnswer,
-                fmt::format(
-                    "{} is alive, but its answer ({}) went elsewhere: a board sends scan, guide and language messages "
-                    "to the first peer that asked it after its start, and that wasn't local port {} of this machine. "
-                    "Give that peer's port with --local-port, or restart the board (zulctl reset).",
-                    EndpointText(mBoard), kind.note, mOptions.localPort));
+                "{} is alive, but its answer ({}) went elsewhere: a board sends scan, guide and language messages "
+                "to the first peer that asked it after its start, and that wasn't local port {} of this machine. "
+                "Give that peer's port with --local-port, or restart the board (zulctl reset).",
+                EndpointText(mBoard), kind.note, mOptions.localPort);
         }
     }
     CheckRole();
-    throw Failure(kNoAnswer, fmt::format("{} doesn't answer ({}; {} {} of {:.1f} s)", EndpointText(mBoard), kind.note,
-                                         kind.tries, kind.tries == 1 ? "try" : "tries",
-                                         std::chrono::duration<double>(Patience(kind)).count()));
+    throw Failure(kNoAnswer, "{} doesn't answer ({}; {} {} of {:.1f} s)", EndpointText(mBoard), kind.note, kind.tries,
+                  kind.tries == 1 ? "try" : "tries", std::chrono::duration<double>(Patience(kind)).count());
 }
 
 void Client::CheckRole() {
@@ -136,12 +134,12 @@ void Client::CheckRole() {
 }
 
 void Client::NobodyListens() {
-    throw Failure(kNoAnswer, fmt::format("nobody listens at {}; the board may be booting", EndpointText(mBoard)));
+    throw Failure(kNoAnswer, "nobody listens at {}; the board may be booting", EndpointText(mBoard));
 }
 
 void Client::Order(std::string_view request, const std::string& what) {
     const std::string answer = Ask(request);
-    if (!IsOk(answer)) throw Failure(kRefused, fmt::format("{} refuses {}", EndpointText(mBoard), what));
+    if (!IsOk(answer)) throw Failure(kRefused, "{} refuses {}", EndpointText(mBoard), what);
 }
 
 std::string Client::AskMany(std::string_view request, const std::function<bool(std::string_view)>& isLast) {

@@ -15,7 +15,7 @@ namespace zulctl {
 namespace {
 
 [[noreturn]] void Wrong(const std::string& path, const toml::node& node, const std::string& what) {
-    throw Failure(kUsage, fmt::format("{}:{}: {}", path, node.source().begin.line, what));
+    throw Failure(kUsage, "{}:{}: {}", path, node.source().begin.line, what);
 }
 
 std::string TextOf(const std::string& path, const toml::node& node, std::string_view key) {
@@ -88,7 +88,7 @@ Config ReadConfig(const std::string& path) {
         const toml::table file = toml::parse_file(path);
         for (const auto& [key, node] : file) ReadKey(path, config, key.str(), node);
     } catch (const toml::parse_error& error) {
-        throw Failure(kUsage, fmt::format("{}:{}: {}", path, error.source().begin.line, error.description()));
+        throw Failure(kUsage, "{}:{}: {}", path, error.source().begin.line, error.description());
     }
     return config;
 }

@@ -21,8 +21,8 @@ std::vector<GuideEvent> Fetch(Client& client, const std::string& request, Ear* e
     if (IsKo(reply)) throw Failure(kRefused, EndpointText(client.Board()) + " refuses the guide query");
     auto guide = ParseGuideReply(reply);
     if (!guide || !guide->whole) {
-        throw Failure(kNoAnswer, fmt::format("the guide reply of {} is damaged: {}", EndpointText(client.Board()),
-                                             CutToWidth(Escaped(reply), 60)));
+        throw Failure(kNoAnswer, "the guide reply of {} is damaged: {}", EndpointText(client.Board()),
+                      CutToWidth(Escaped(reply), 60));
     }
     return std::move(guide->events);
 }
@@ -38,8 +38,7 @@ std::vector<Channel> FetchChannels(Client& client) {
             return EndsScalReport(datagram);
         });
         if (IsKo(text)) {
-            throw Failure(kRefused,
-                          fmt::format("{} doesn't give its channel list while it scans", EndpointText(client.Board())));
+            throw Failure(kRefused, "{} doesn't give its channel list while it scans", EndpointText(client.Board()));
         }
         if (datagrams == 1 || text == last) {
             ScalReport report = ParseScalReport(text);
@@ -47,8 +46,7 @@ std::vector<Channel> FetchChannels(Client& client) {
         }
         last = text;
     }
-    throw Failure(kNoAnswer,
-                  fmt::format("the channel list of {} arrives differently each time", EndpointText(client.Board())));
+    throw Failure(kNoAnswer, "the channel list of {} arrives differently each time", EndpointText(client.Board()));
 }
 
 TransmitterStatus FetchStatus(Client& client) {

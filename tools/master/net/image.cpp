@@ -37,8 +37,8 @@ enum class Outcome { kSent, kGivenUp, kLost };
 
 /// A refusal with its reason: "KO CR LF, blank, text".
 [[noreturn]] void Refused(const Client& client, const std::string& answer) {
-    throw Failure(kRefused, fmt::format("{} refuses the image: {}", EndpointText(client.Board()),
-                                        Escaped(answer.size() > 5 ? answer.substr(5) : answer)));
+    throw Failure(kRefused, "{} refuses the image: {}", EndpointText(client.Board()),
+                  Escaped(answer.size() > 5 ? answer.substr(5) : answer));
 }
 
 /// One attempt from byte 0. \return kLost when an answer is missing
@@ -64,12 +64,12 @@ Outcome Attempt(Client& client, const Image& image, const std::function<bool(std
 
 Image::Image(const std::string& path) : mFd(open(path.c_str(), O_RDONLY | O_CLOEXEC)), mSize(0) {
     struct stat info {};
-    if (mFd < 0 || fstat(mFd, &info) != 0) throw Failure(kUsage, fmt::format("{}: {}", path, std::strerror(errno)));
+    if (mFd < 0 || fstat(mFd, &info) != 0) throw Failure(kUsage, "{}: {}", path, std::strerror(errno));
     mSize = static_cast<std::size_t>(info.st_size);
     if (!S_ISREG(info.st_mode) || mSize < kSmallestImage || mSize > kLargestImage) {
         close(mFd);
-        throw Failure(kUsage, fmt::format("{} isn't a file of {} to {} bytes, which a board takes", path,
-                                          kSmallestImage, kLargestImage));
+        throw Failure(kUsage, "{} isn't a file of {} to {} bytes, which a board takes", path, kSmallestImage,
+                      kLargestImage);
     }
     mSha256 = HashOf(mFd);
 }
@@ -96,8 +96,8 @@ bool SendImage(Client& client, const Image& image, int restarts,
         if (state == kBurnFailed)
             throw Failure(kRefused, EndpointText(client.Board()) + " has the image, but can't burn it");
     }
-    throw Failure(kNoAnswer, fmt::format("{} loses answers; {} attempts from the first byte have failed",
-                                         EndpointText(client.Board()), restarts + 1));
+    throw Failure(kNoAnswer, "{} loses answers; {} attempts from the first byte have failed",
+                  EndpointText(client.Board()), restarts + 1);
 }
 
 }  // namespace zulctl

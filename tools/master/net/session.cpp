@@ -39,7 +39,7 @@ void AddOnce(std::vector<Target>& targets, const Target& target) {
 }
 
 Failure Roleless(const std::string& board) {
-    return {kNoAnswer, fmt::format("{} doesn't answer: it is off, or still booting or busy with an order", board)};
+    return {kNoAnswer, "{} doesn't answer: it is off, or still booting or busy with an order", board};
 }
 
 }  // namespace
@@ -56,7 +56,7 @@ std::chrono::milliseconds ParseSpan(const std::string& text) {
                                                       : 0;
     constexpr double kLongest = 366.0 * 86400000;
     if (error != std::errc{} || factor == 0 || value <= 0 || value * factor > kLongest) {
-        throw Failure(kUsage, fmt::format("\"{}\" isn't a span of time such as 60s, 5m or 1h", text));
+        throw Failure(kUsage, "\"{}\" isn't a span of time such as 60s, 5m or 1h", text);
     }
     return std::chrono::milliseconds(static_cast<long long>(value * factor));
 }
@@ -124,8 +124,7 @@ NamedBoard Session::Meant(const std::string& text) const {
     } else {
         std::vector<std::string> names;
         for (const NamedBoard& known : mConfig.boards) names.push_back(known.name);
-        throw Failure(
-            kUsage, fmt::format("no board is named \"{}\", and it isn't an address{}", text, DidYouMean(text, names)));
+        throw Failure(kUsage, "no board is named \"{}\", and it isn't an address{}", text, DidYouMean(text, names));
     }
     if (board.port == kTransmitterPort) board.role = Role::kTransmitter;
     if (board.port == kReceiverPort) board.role = Role::kReceiver;
@@ -246,8 +245,7 @@ Target Session::OneBoard(std::optional<Role> role) {
     const bool sameAddress = std::all_of(targets.begin(), targets.end(), [&](const Target& target) {
         return target.at.address == targets.front().at.address;
     });
-    throw Failure(kUsage, fmt::format("which board? say it with --board{}:{}", sameAddress ? " ADDRESS:PORT" : "",
-                                      Listed(targets)));
+    throw Failure(kUsage, "which board? say it with --board{}:{}", sameAddress ? " ADDRESS:PORT" : "", Listed(targets));
 }
 
 }  // namespace zulctl

@@ -61,10 +61,6 @@ class Session {
     NamedBoard Meant(const std::string& board) const;
     /// \return whether Boards left out requested ones because they don't report their role
     bool SomeAreMissing() const { return mSomeAreMissing; }
-    /// \return every --board, as given
-    const std::vector<std::string>& Chosen() const { return options.boards; }
-    /// \return whether the command line names boards with --board
-    bool BoardsAreNamed() const { return !options.boards.empty(); }
     Client Connect(const Target& target) const;
     Client Connect(std::optional<Role> role) { return Connect(OneBoard(role)); }
 

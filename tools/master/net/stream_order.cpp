@@ -1,8 +1,6 @@
 // Checks a requested stream against the board's state.
 #include "net/stream_order.h"
 
-#include <fmt/format.h>
-
 #include <set>
 
 #include "net/fetch.h"
@@ -28,16 +26,15 @@ void RefuseWhileBusy(Client& client) {
     RefuseDuringUpgrade(client);
     const auto scan = ParseScanState(client.Ask("SCA?"));
     if (scan && scan->state == ScanState::State::kRunning) {
-        throw Failure(kRefused,
-                      fmt::format("{} is scanning channel {}; wait for it, or stop it with \"zulctl scan --stop\"",
-                                  EndpointText(client.Board()), scan->channel));
+        throw Failure(kRefused, "{} is scanning channel {}; wait for it, or stop it with \"zulctl scan --stop\"",
+                      EndpointText(client.Board()), scan->channel);
     }
 }
 
 StreamRequest FindStream(Client& client, const StreamChoice& choice) {
     StreamRequest request;
     const auto group = ParseEndpoint(choice.to);
-    if (!group) throw Failure(kUsage, fmt::format("\"{}\" isn't GROUP:PORT", Escaped(choice.to)));
+    if (!group) throw Failure(kUsage, "\"{}\" isn't GROUP:PORT", Escaped(choice.to));
     request.to = *group;
     request.slot = choice.slot;
     if (choice.channels.empty()) {
@@ -54,9 +51,9 @@ StreamRequest FindStream(Client& client, const StreamChoice& choice) {
         const Channel& channel = FindChannel(list, text);
         if (!first) first = channel;
         if (channel.tunerChannel != first->tunerChannel) {
-            throw Failure(kUsage, fmt::format("{} is on tuner channel {} and {} on {}; a board has one tuner",
-                                              Escaped(CallName(*first)), first->tunerChannel,
-                                              Escaped(CallName(channel)), channel.tunerChannel));
+            throw Failure(kUsage, "{} is on tuner channel {} and {} on {}; a board has one tuner",
+                          Escaped(CallName(*first)), first->tunerChannel, Escaped(CallName(channel)),
+                          channel.tunerChannel);
         }
         request.programmes.push_back(channel.id);
     }
@@ -77,8 +74,7 @@ int FreeSlot(Client& client, const Endpoint& group) {
     for (int n = 1; n <= kStreamSlots; ++n) {
         if (!used.contains(n % kStreamSlots)) return n % kStreamSlots;
     }
-    throw Failure(kRefused, fmt::format("all {} slots send; stop one, name one with --slot, or --replace them all",
-                                        kStreamSlots));
+    throw Failure(kRefused, "all {} slots send; stop one, name one with --slot, or --replace them all", kStreamSlots);
 }
 
 std::vector<StreamStatus> CheckAgainstBoard(Client& client, const StreamRequest& request) {
@@ -88,21 +84,19 @@ std::vector<StreamStatus> CheckAgainstBoard(Client& client, const StreamRequest&
     if (!status || !scan) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
     const auto [first, last] = ChannelsOf(status->tunerMode);
     if (request.channel < first || request.channel > last) {
-        throw Failure(kUsage, fmt::format("in {} the tuner has channels {} to {}, not {}", Escaped(status->tunerMode),
-                                          first, last, request.channel));
+        throw Failure(kUsage, "in {} the tuner has channels {} to {}, not {}", Escaped(status->tunerMode), first, last,
+                      request.channel);
     }
     std::vector<StreamStatus> ended;
     for (const StreamStatus& stream : status->streams) {
         const bool replaced = !request.slot || stream.id == *request.slot || stream.id == 0;
         if (stream.active && !replaced && stream.group == request.to) {
-            throw Failure(kUsage, fmt::format("slot {} sends to {} already", stream.id, EndpointText(request.to)));
+            throw Failure(kUsage, "slot {} sends to {} already", stream.id, EndpointText(request.to));
         }
         if (stream.active && !replaced && scan->channel != request.channel) {
-            throw Failure(
-                kUsage,
-                fmt::format(
-                    "slot {} sends from channel {}; a board has one tuner, so stop that first, or --replace all",
-                    stream.id, scan->channel));
+            throw Failure(kUsage,
+                          "slot {} sends from channel {}; a board has one tuner, so stop that first, or --replace all",
+                          stream.id, scan->channel);
         }
         if (stream.active && replaced && stream.group != request.to) ended.push_back(stream);
     }

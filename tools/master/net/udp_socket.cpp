@@ -2,7 +2,6 @@
 #include "net/udp_socket.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -100,12 +99,6 @@ bool UdpSocket::Join(std::uint32_t group, int interfaceIndex) {
     return setsockopt(mFd, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request, sizeof request) == 0;
 }
 
-bool UdpSocket::Leave(std::uint32_t group) {
-    ip_mreqn request{};
-    request.imr_multiaddr.s_addr = htonl(group);
-    return setsockopt(mFd, IPPROTO_IP, IP_DROP_MEMBERSHIP, &request, sizeof request) == 0;
-}
-
 void UdpSocket::SendThrough(int interfaceIndex) {
     ip_mreqn request{};
     request.imr_ifindex = interfaceIndex;
@@ -165,8 +158,8 @@ UdpSocket StreamSocket(const Endpoint& stream, int interfaceIndex) {
     socket.WantBuffer(kBuffer);
     socket.Bind(stream.port, IsMulticast(stream.address) ? stream.address : 0);
     if (IsMulticast(stream.address) && !socket.Join(stream.address, interfaceIndex)) {
-        throw Failure(kUsage, fmt::format("can't join {}: is there a route for it, or an --interface?",
-                                          AddressText(stream.address)));
+        throw Failure(kUsage, "can't join {}: is there a route for it, or an --interface?",
+                      AddressText(stream.address));
     }
     return socket;
 }

@@ -41,7 +41,6 @@ class UdpSocket {
     /// Joins a group on one interface, or where the routing table says.
     /// \return false where the system refuses, as for a second membership
     bool Join(std::uint32_t group, int interfaceIndex = 0);
-    bool Leave(std::uint32_t group);
     /// Sets the interface for multicast sends.
     void SendThrough(int interfaceIndex);
     void AllowBroadcast();

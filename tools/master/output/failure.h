@@ -5,6 +5,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace zulctl {
 
@@ -20,14 +21,16 @@ enum ExitCode : int {
 /// Thrown by the library and the commands; zulctl prints the text and exits with the code.
 struct Failure : std::runtime_error {
     Failure(ExitCode exitCode, const std::string& text) : std::runtime_error(text), code(exitCode) {}
+    template <typename... Args>
+    Failure(ExitCode exitCode, fmt::format_string<Args...> text, Args&&... args)
+        : Failure(exitCode, fmt::format(text, std::forward<Args>(args)...)) {}
     ExitCode code;
 };
 
 /// Throws when some boards failed: kPartly, or `noneDid` when all of them did.
 /// \param what  as in "don't answer"
 inline void FailWhereSome(std::size_t failed, std::size_t all, ExitCode noneDid, const char* what) {
-    if (failed > 0)
-        throw Failure(failed < all ? kPartly : noneDid, fmt::format("{} of {} boards {}", failed, all, what));
+    if (failed > 0) throw Failure(failed < all ? kPartly : noneDid, "{} of {} boards {}", failed, all, what);
 }
 
 }  // namespace zulctl

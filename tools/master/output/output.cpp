@@ -70,21 +70,11 @@ Output::Output()
       mWidth(WidthOf(STDOUT_FILENO)),
       mErrWidth(WidthOf(STDERR_FILENO)) {}
 
-void Output::Emit(std::string_view schema, const Json& body, const std::function<std::string()>& people) {
+void Output::Emit(std::string_view schema, const Json& body, const std::function<std::string()>& people, int indent) {
     const std::lock_guard lock(mMutex);
     Progress("");
     switch (format) {
-        case Format::kJson: Write(stdout, JsonText(schema, body)); break;
-        case Format::kPlain: Write(stdout, PlainText(body)); break;
-        case Format::kTable: Write(stdout, people()); break;
-    }
-}
-
-void Output::EmitItem(std::string_view schema, const Json& body, const std::function<std::string()>& people) {
-    const std::lock_guard lock(mMutex);
-    Progress("");
-    switch (format) {
-        case Format::kJson: Write(stdout, JsonText(schema, body, -1)); break;
+        case Format::kJson: Write(stdout, JsonText(schema, body, indent)); break;
         case Format::kPlain: Write(stdout, PlainText(body)); break;
         case Format::kTable: Write(stdout, people()); break;
     }

@@ -25,10 +25,12 @@ class Output {
 
     /// Prints the result of a command, once: as one JSON object that begins with its schema, as PlainText of the same
     /// object, or as the text of `people`.
-    void Emit(std::string_view schema, const Json& body, const std::function<std::string()>& people);
+    void Emit(std::string_view schema, const Json& body, const std::function<std::string()>& people, int indent = 2);
     /// Prints one of a series of results as soon as it is known: a JSON object a line, PlainText, or the
     /// text of `people`.
-    void EmitItem(std::string_view schema, const Json& body, const std::function<std::string()>& people);
+    void EmitItem(std::string_view schema, const Json& body, const std::function<std::string()>& people) {
+        Emit(schema, body, people, -1);
+    }
 
     /// A line for people on standard error, unless -q.
     void Say(const std::string& line);

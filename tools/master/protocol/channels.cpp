@@ -62,15 +62,15 @@ const Channel& FindChannel(const std::vector<Channel>& channels, const std::stri
         std::vector<std::string> names;
         for (const Channel& channel : channels) names.push_back(CallName(channel));
         const std::string similar = DidYouMean(text, names);
-        throw Failure(kUsage, fmt::format("no channel is \"{}\"{}", Escaped(text),
-                                          similar.empty() ? "; \"zulctl channels\" lists them" : similar));
+        throw Failure(kUsage, "no channel is \"{}\"{}", Escaped(text),
+                      similar.empty() ? "; \"zulctl channels\" lists them" : similar);
     }
     std::string list;
     for (const Channel* channel : found) {
         list += fmt::format("\n  {}  {:04x}:{:04x}  {}", channel->NumberText(), channel->id.transportId,
                             channel->id.programme, Escaped(channel->name));
     }
-    throw Failure(kUsage, fmt::format("\"{}\" may be one of these:{}", Escaped(text), list));
+    throw Failure(kUsage, "\"{}\" may be one of these:{}", Escaped(text), list);
 }
 
 bool Matches(const Channel& channel, const std::string& text) {

@@ -33,11 +33,11 @@ std::string TitleText(std::uint8_t mode, const std::string& bytes) {
 }
 
 /// Takes "S4,00[News]" or the same after L.
-std::string TakeText(TextWalk& walk, std::string_view letter, std::uint8_t& mode) {
+std::string TakeText(TextWalk& walk, std::string_view letter) {
     walk.Take(letter);
     const auto length = static_cast<std::size_t>(walk.Small(kLongestText));
     walk.Take(",");
-    mode = static_cast<std::uint8_t>(walk.Small(255, 16));
+    const auto mode = static_cast<std::uint8_t>(walk.Small(255, 16));
     walk.Take("[");
     std::string text;
     if (mode == kModeLatin) {
@@ -63,8 +63,8 @@ std::optional<GuideEvent> TakeEvent(TextWalk& reply) {
     walk.Take(" ");
     const int duration = walk.Small(2359);
     walk.Take(" ");
-    event.title = TakeText(walk, "S", event.titleMode);
-    event.text = TakeText(walk, "L", event.textMode);
+    event.title = TakeText(walk, "S");
+    event.text = TakeText(walk, "L");
     walk.Take("\r\n");
     const auto start = MomentOf(day, hhmm);
     if (!walk.Ok() || !start) return std::nullopt;

@@ -15,7 +15,6 @@ struct GuideEvent {
     Minutes start{};
     std::chrono::minutes duration{};  ///< modulo a day, as the protocol shows it
     std::string title, text;          ///< UTF-8, not escaped
-    std::uint8_t titleMode = 0, textMode = 0;
 
     Minutes End() const { return start + duration; }
 };

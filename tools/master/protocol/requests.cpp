@@ -95,8 +95,6 @@ bool BeginsWith(std::string_view text, std::string_view prefix) {
            std::equal(prefix.begin(), prefix.end(), text.begin(), [](char a, char b) { return Lower(a) == Lower(b); });
 }
 
-std::span<const RequestKind> RequestKinds() { return kKinds; }
-
 const RequestKind& KindOf(std::string_view request) {
     return *std::find_if(std::begin(kKinds), std::end(kKinds),
                          [&](const RequestKind& kind) { return BeginsWith(request, kind.keyword); });

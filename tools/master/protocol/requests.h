@@ -3,7 +3,6 @@
 #pragma once
 
 #include <chrono>
-#include <span>
 #include <string_view>
 
 namespace zulctl {
@@ -30,8 +29,6 @@ struct RequestKind {
     bool (*accepts)(std::string_view);   ///< shape of an answer
     std::string_view note;               ///< what an answer is, for --help and documents
 };
-
-std::span<const RequestKind> RequestKinds();
 
 /// \return the row of a request; the last row, which takes anything, for a text that no keyword begins
 const RequestKind& KindOf(std::string_view request);

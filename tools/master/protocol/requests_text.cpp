@@ -16,7 +16,7 @@ namespace {
 
 template <typename... Args>
 [[noreturn]] void Wrong(fmt::format_string<Args...> format, Args&&... args) {
-    throw Failure(kUsage, fmt::format(format, std::forward<Args>(args)...));
+    throw Failure(kUsage, format, std::forward<Args>(args)...);
 }
 
 struct FieldRange {
