@@ -36,12 +36,12 @@ std::vector<BoardHealth> FindBoards(Session& session) {
     for (const std::string& text : wanted) {
         try {
             const Target target = session.Named(text, std::nullopt);
-            boards[target.at] = {target.name, target.at, {}, {}, "", ""};
+            boards[target.at] = {target.name, target.at};
         } catch (const Failure& failure) {
             if (failure.code != kNoAnswer) throw;
             const NamedBoard board = session.Meant(text);
             const Endpoint at{board.address, board.port};
-            boards[at] = {text, at, {}, {}, failure.what(), ""};
+            boards[at] = {text, at, {}, {}, failure.what()};
         }
     }
     session.out.Progress("listening for beacons...");
@@ -50,11 +50,8 @@ std::vector<BoardHealth> FindBoards(Session& session) {
         if (found == boards.end()) {
             if (!all || !heard.beacon.role) return true;
             const std::string name = session.Names().NameOf(heard.at, heard.beacon.role);
-            found =
-                boards
-                    .emplace(heard.at,
-                             BoardHealth{name.empty() ? AddressText(heard.at.address) : name, heard.at, {}, {}, "", ""})
-                    .first;
+            const BoardHealth board{name.empty() ? AddressText(heard.at.address) : name, heard.at};
+            found = boards.emplace(heard.at, board).first;
         }
         if (!heard.probed) found->second.beaconTtl = heard.ttl;
         return true;

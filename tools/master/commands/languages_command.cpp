@@ -15,18 +15,13 @@ struct Languages {
     std::vector<LanguageEntry> audio, captions;
 };
 
-std::string AudioText(const std::vector<LanguageEntry>& entries) {
+/// Captions have type 0.
+std::string TextOf(const std::vector<LanguageEntry>& entries) {
     std::string text;
     for (const LanguageEntry& entry : entries) {
         text += (text.empty() ? "" : ", ") + Escaped(entry.code) +
                 (entry.type == 0 ? "" : " (" + AudioTypeName(entry.type) + ")");
     }
-    return text;
-}
-
-std::string CaptionText(const std::vector<LanguageEntry>& entries) {
-    std::string text;
-    for (const LanguageEntry& entry : entries) text += (text.empty() ? "" : ", ") + Escaped(entry.code);
     return text;
 }
 
@@ -55,8 +50,8 @@ void RunLanguages(Session& session) {
     Table table({{"TSID:PROG"}, {"AUDIO", Align::kLeft, true}, {"CAPTIONS", Align::kLeft, true}});
     for (const auto& [id, languages] : programmes) {
         list.push_back(JsonOf(id, languages));
-        table.Add({fmt::format("{:04x}:{:04x}", id.transportId, id.programme), AudioText(languages.audio),
-                   CaptionText(languages.captions)});
+        table.Add({fmt::format("{:04x}:{:04x}", id.transportId, id.programme), TextOf(languages.audio),
+                   TextOf(languages.captions)});
     }
     session.out.Emit("zulctl.languages/1", {{"programmes", list}},
                      [&] { return table.Empty() ? std::string() : session.out.Render(table); });

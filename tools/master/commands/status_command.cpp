@@ -1,5 +1,6 @@
 // zulctl status: state of boards, queried in parallel.
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <memory>
@@ -35,12 +36,6 @@ State AskState(const Session& session, const Target& target) {
         throw Failure(kRefused, "its answer isn't a status: " + CutToWidth(Escaped(reply), 60));
     if (state.transmitter) state.scan = ParseScanState(client.Ask("SCA?"));
     return state;
-}
-
-std::string Programmes(const StreamStatus& stream) {
-    std::string text;
-    for (const auto programme : stream.programmes) text += fmt::format("{}{:04x}", text.empty() ? "" : " ", programme);
-    return text.empty() ? "none" : text;
 }
 
 Json JsonOf(const Answer& answer) {
@@ -102,9 +97,10 @@ std::string People(const Output& out, const std::vector<Answer>& answers) {
         boards.Add(RowOf(answer));
         if (!answer.result || !answer.result->transmitter) continue;
         for (const StreamStatus& stream : answer.result->transmitter->streams) {
-            streams.Add({Escaped(answer.target.name), std::to_string(stream.id), EndpointText(stream.group),
-                         Cell(stream.active ? "active" : "idle", stream.active ? Style::kGood : Style::kDim),
-                         Programmes(stream)});
+            streams.Add(
+                {Escaped(answer.target.name), std::to_string(stream.id), EndpointText(stream.group),
+                 Cell(stream.active ? "active" : "idle", stream.active ? Style::kGood : Style::kDim),
+                 stream.programmes.empty() ? "none" : fmt::format("{:04x}", fmt::join(stream.programmes, " "))});
         }
     }
     return out.Render(boards) + (streams.Empty() ? "" : "\n" + out.Render(streams));

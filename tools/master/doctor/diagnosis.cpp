@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <numeric>
 #include <sstream>
 #include <utility>
 
@@ -35,8 +36,7 @@ Diagnosis ExamineJoin(std::uint32_t group, int chosen) {
     }
     return {"join", Level::kGood,
             fmt::format("a join of {} takes {}{}", AddressText(group), Escaped(*name),
-                        chosen != 0 ? ", as --interface wants" : ""),
-            ""};
+                        chosen != 0 ? ", as --interface wants" : "")};
 }
 
 Diagnosis ExamineSend(std::uint32_t group, int chosen) {
@@ -50,10 +50,9 @@ Diagnosis ExamineSend(std::uint32_t group, int chosen) {
     for (const Interface& item : Interfaces()) {
         if (item.address == *source) name = item.name;
     }
-    Diagnosis finding{
-        "send", Level::kGood,
-        fmt::format("what is sent to {} leaves by {} from {}", AddressText(group), Escaped(name), AddressText(*source)),
-        ""};
+    Diagnosis finding{"send", Level::kGood,
+                      fmt::format("what is sent to {} leaves by {} from {}", AddressText(group), Escaped(name),
+                                  AddressText(*source))};
     if (name == "lo") {
         finding.level = Level::kFault;
         finding.advice = "That never leaves this machine. Give the interface towards the boards with --interface.";
@@ -68,7 +67,7 @@ Diagnosis ExamineRoute(std::uint32_t group, int chosen) {
     if (!route && chosen == 0)
         return {"route", Level::kFault, "there is no route for multicast, and no default route",
                 "ip route add 224.0.0.0/4 dev INTERFACE, or --interface"};
-    if (!route) return {"route", Level::kGood, "there is no route for multicast, and --interface does without", ""};
+    if (!route) return {"route", Level::kGood, "there is no route for multicast, and --interface does without"};
     const auto others = InterfaceCount();
     if (route->mask == 0 && others > 1 && chosen == 0)
         return {"route", Level::kNote,
@@ -77,8 +76,7 @@ Diagnosis ExamineRoute(std::uint32_t group, int chosen) {
                 setOne};
     return {"route", Level::kGood,
             fmt::format("{} leads to {}", route->mask == 0 ? "the default route" : "a route for multicast",
-                        Escaped(route->interfaceName)),
-            ""};
+                        Escaped(route->interfaceName))};
 }
 
 /// The strict reverse path filter drops streams whose source isn't routed through the receiving interface.
@@ -102,7 +100,7 @@ Diagnosis ExaminePort(std::uint16_t port) {
         UdpSocket socket;
         socket.ShareAddress();
         socket.Bind(port);
-        return {"port", Level::kGood, fmt::format("local port {} is free for all that is asked", port), ""};
+        return {"port", Level::kGood, fmt::format("local port {} is free for all that is asked", port)};
     } catch (const Failure& failure) {
         return {"port", Level::kFault, Escaped(failure.what()),
                 "Another program has it. Choose another with --local-port or local_port in boards.toml; boards must be "
@@ -114,7 +112,7 @@ Diagnosis ExamineBuffer() {
     const std::string text = SystemText("/proc/sys/net/core/rmem_max");
     const auto most = ParseNumber(std::string_view(text).substr(0, text.find('\n')));
     if (!most || *most >= kWantedBuffer)
-        return {"buffer", Level::kGood, "a judge of streams gets the receive buffer that it wants", ""};
+        return {"buffer", Level::kGood, "a judge of streams gets the receive buffer that it wants"};
     return {
         "buffer", Level::kNote,
         fmt::format(
@@ -133,7 +131,7 @@ Diagnosis ExamineBeacon(const BoardHealth& board) {
     const int routers = kBoardTtl - *board.beaconTtl;
     if (routers <= 0)
         return {"beacon", Level::kGood,
-                fmt::format("{} is heard, with no router in between (TTL {})", board.name, *board.beaconTtl), ""};
+                fmt::format("{} is heard, with no router in between (TTL {})", board.name, *board.beaconTtl)};
     return {"beacon", Level::kNote,
             fmt::format("{} is heard through {} router{} (TTL {} of {})", board.name, routers, routers == 1 ? "" : "s",
                         *board.beaconTtl, kBoardTtl),
@@ -147,12 +145,11 @@ Diagnosis ExamineReplies(const BoardHealth& board) {
                 "Is the board on, is that its address and its role (transmitters listen on 5000, receivers on 2008), "
                 "and does a firewall pass UDP?"};
     }
-    double sum = 0;
-    for (const double reply : board.replies) sum += reply;
-    const double mean = sum / static_cast<double>(board.replies.size());
+    const double mean =
+        std::accumulate(board.replies.begin(), board.replies.end(), 0.0) / static_cast<double>(board.replies.size());
     const std::string finding =
         fmt::format("{} answers at {} in {:.1f} ms", board.name, EndpointText(board.at), mean * 1000);
-    if (mean < kSlowReply) return {"reply", Level::kGood, finding, ""};
+    if (mean < kSlowReply) return {"reply", Level::kGood, finding};
     return {
         "reply", Level::kNote, finding + ", which is slow",
         "A board serves one request after the other: another master may keep it busy, or the network loses datagrams."};
@@ -187,7 +184,7 @@ Diagnosis ExamineQuerier(bool mayListen, const std::optional<std::uint32_t>& que
         "that snoops without a querier forgets who watches, and streams stop after some 260 s.";
     if (querier)
         return {"querier", Level::kGood,
-                fmt::format("an IGMP querier speaks on {}, at {}", Escaped(interfaceName), AddressText(*querier)), ""};
+                fmt::format("an IGMP querier speaks on {}, at {}", Escaped(interfaceName), AddressText(*querier))};
     if (!mayListen)
         return {"querier", Level::kNote, "whether there is an IGMP querier can't be told: only root may listen for it",
                 "Run as root, or with the capability CAP_NET_RAW. " + cure};
@@ -239,7 +236,7 @@ std::vector<Diagnosis> ExamineBoards(const std::vector<BoardHealth>& boards, boo
         if (!board.silence.empty()) continue;
         if (board.messages.empty())
             findings.push_back({"messages", Level::kGood,
-                                fmt::format("scan, guide and language messages of {} come here", board.name), ""});
+                                fmt::format("scan, guide and language messages of {} come here", board.name)});
         else
             findings.push_back(
                 {"messages", Level::kFault, Escaped(board.messages),
@@ -258,18 +255,12 @@ Json JsonOf(const Diagnosis& finding) {
 
 std::string Findings(const std::vector<Diagnosis>& findings, std::size_t width, bool colour) {
     constexpr std::size_t kIndent = 12;
+    constexpr std::pair<const char*, Style> kMarks[] = {{"✓", Style::kGood}, {"!", Style::kWarn}, {"✗", Style::kBad}};
     const std::size_t room = width > kIndent + 20 ? width - kIndent : 20;
     std::string text;
     for (const Diagnosis& item : findings) {
-        const bool good = item.level == Level::kGood, fault = item.level == Level::kFault;
-        const std::string mark = Styled(good    ? "✓"
-                                        : fault ? "✗"
-                                                : "!",
-                                        good    ? Style::kGood
-                                        : fault ? Style::kBad
-                                                : Style::kWarn,
-                                        colour);
-        std::string head = fmt::format("{} {:<10}", mark, item.check);
+        const auto& [mark, style] = kMarks[static_cast<std::size_t>(item.level)];
+        std::string head = fmt::format("{} {:<10}", Styled(mark, style, colour), item.check);
         for (const std::string& line : WrappedLines(EscapedMessage(item.finding), room))
             text += std::exchange(head, std::string(kIndent, ' ')) + line + "\n";
         if (item.advice.empty()) continue;

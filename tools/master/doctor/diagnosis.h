@@ -18,8 +18,8 @@ struct Diagnosis {
     enum class Level { kGood, kNote, kFault };
     std::string check;  ///< one word, such as "querier"
     Level level = Level::kGood;
-    std::string finding;  ///< escaped
-    std::string advice;   ///< empty when there is nothing to do
+    std::string finding;   ///< escaped
+    std::string advice{};  ///< empty when there is nothing to do
 };
 
 /// Interfaces used by joins and sends, interfering routes and filters, the local port, the receive buffer.
@@ -34,8 +34,6 @@ Diagnosis ExamineQuerier(bool mayListen, const std::optional<std::uint32_t>& que
 class QuerierSearch {
  public:
     QuerierSearch(std::uint32_t group, int interfaceIndex);
-    /// \return whether the system lets this user listen
-    bool MayListen() const { return mEar != nullptr; }
 
     /// Waits until one is heard or the time since the start is up.
     /// \param progress  called about once a second with the time left
@@ -53,10 +51,10 @@ class QuerierSearch {
 struct BoardHealth {
     std::string name;
     Endpoint at;
-    std::optional<int> beaconTtl;  ///< of its beacon, if heard
-    std::vector<double> replies;   ///< seconds, one for each answer
-    std::string silence;           ///< why it doesn't answer; empty when it does
-    std::string messages;          ///< why scan, guide and language messages don't come; empty when they do
+    std::optional<int> beaconTtl{};  ///< of its beacon, if heard
+    std::vector<double> replies{};   ///< seconds, one for each answer
+    std::string silence{};           ///< why it doesn't answer; empty when it does
+    std::string messages{};          ///< why scan, guide and language messages don't come; empty when they do
 };
 inline constexpr int kBoardTtl = 4;  ///< TTL of a board's multicast
 

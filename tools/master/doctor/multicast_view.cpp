@@ -76,7 +76,6 @@ std::vector<Membership> ParseMemberships(std::string_view table) {
             memberships.push_back(device);
         } else if (words.size() >= 5 && words.back().starts_with('V')) {
             device.interfaceName = words[1];
-            device.querierVersion = static_cast<int>(ParseNumber(words.back().substr(1), 10, 9).value_or(0));
         }
     }
     return memberships;

@@ -23,7 +23,6 @@ std::optional<RouteRow> RouteFor(std::string_view table, std::uint32_t address);
 /// A row of /proc/net/igmp.
 struct Membership {
     std::string interfaceName;
-    int querierVersion = 0;  ///< 1 or 2 only where such a querier was heard; 3 is inconclusive
     std::uint32_t group = 0;
     int users = 0;
 };

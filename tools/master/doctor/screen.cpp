@@ -2,9 +2,11 @@
 #include "doctor/screen.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <map>
+#include <ranges>
 
 #include "output/escape.h"
 #include "output/failure.h"
@@ -16,9 +18,7 @@ namespace {
 using Level = Diagnosis::Level;
 
 std::string Names(const std::map<std::uint32_t, std::string>& names) {
-    std::string text;
-    for (const auto& [address, name] : names) text += (text.empty() ? "" : ", ") + name;
-    return text;
+    return fmt::format("{}", fmt::join(std::views::values(names), ", "));
 }
 
 /// \return a group with the same address and another port that a transmitter sends to
@@ -38,13 +38,11 @@ Diagnosis ExamineReceiver(const ScreenView& view) {
         return {"receiver", Level::kFault, fmt::format("{} doesn't answer: {}", view.receiver, view.silence),
                 "Is it on, on this network, and a receiver? \"zulctl discover\" lists the boards that are."};
     if (view.status.Group())
-        return {"receiver", Level::kGood, fmt::format("{} plays {}", view.receiver, EndpointText(*view.status.Group())),
-                ""};
-    const std::string advice = fmt::format("zulctl -b {} play GROUP:PORT", view.receiver);
-    if (view.status.browserUp)
-        return {"receiver", Level::kFault, fmt::format("{} shows a web page and plays no stream", view.receiver),
-                advice};
-    return {"receiver", Level::kFault, fmt::format("{} plays no stream", view.receiver), advice};
+        return {"receiver", Level::kGood,
+                fmt::format("{} plays {}", view.receiver, EndpointText(*view.status.Group()))};
+    return {"receiver", Level::kFault,
+            fmt::format("{} {}plays no stream", view.receiver, view.status.browserUp ? "shows a web page and " : ""),
+            fmt::format("zulctl -b {} play GROUP:PORT", view.receiver)};
 }
 
 /// Nothing arrives, and no transmitter reports sending.
@@ -101,7 +99,7 @@ Diagnosis ExamineSenders(const ScreenView& view, const Endpoint& group) {
     if (view.heard.sources.empty())
         return sender == nullptr ? ExplainNoSender(view, group) : ExplainSilence(*sender, group);
     return {"sender", Level::kGood,
-            fmt::format("{} sends it, {}", Names(names), BitRateText(view.heard.report.BitRate())), ""};
+            fmt::format("{} sends it, {}", Names(names), BitRateText(view.heard.report.BitRate()))};
 }
 
 struct Share {
@@ -132,9 +130,7 @@ Diagnosis ExamineProgramme(const ScreenView& view) {
         if (ShareOf(view.heard.report, only).IsScrambled()) return Scrambled(number);
     }
     if (found == programmes.end()) {
-        std::string carried;
-        for (const auto& [number, programme] : programmes)
-            carried += fmt::format("{}{:04x}", carried.empty() ? "" : ", ", number);
+        const std::string carried = fmt::format("{:04x}", fmt::join(std::views::keys(programmes), ", "));
         return {"programme", Level::kFault,
                 fmt::format("{} {}, and the stream carries {}", view.receiver,
                             view.status.programme == 0 ? "finds no programme"
@@ -150,7 +146,7 @@ Diagnosis ExamineProgramme(const ScreenView& view) {
                 fmt::format("programme {:04x} is listed, and carries neither picture nor sound", found->first),
                 "The broadcaster sends nothing in it now; try another channel."};
     if (share.IsScrambled()) return Scrambled(found->first);
-    return {"programme", Level::kGood, fmt::format("programme {:04x} is in it, in the clear", found->first), ""};
+    return {"programme", Level::kGood, fmt::format("programme {:04x} is in it, in the clear", found->first)};
 }
 
 Diagnosis ExamineStream(const ScreenView& view) {
@@ -163,7 +159,7 @@ Diagnosis ExamineStream(const ScreenView& view) {
                     : fmt::format("Where are they from? Compare with the signal, and with: zulctl probe {}",
                                   EndpointText(*view.status.Group()))};
     }
-    return {"stream", Level::kGood, "the stream has no fault", ""};
+    return {"stream", Level::kGood, "the stream has no fault"};
 }
 
 }  // namespace

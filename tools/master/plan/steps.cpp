@@ -1,5 +1,6 @@
 // Derives the steps from the running streams to the plan.
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
@@ -45,9 +46,8 @@ void AssignSlots(std::vector<WantedStream>& wanted, const std::vector<StreamStat
 }
 
 std::string Programmes(const StreamStatus& stream) {
-    std::string text;
-    for (const auto programme : stream.programmes) text += fmt::format("{}{:04x}", text.empty() ? "" : " ", programme);
-    return text.empty() ? "no programme" : "programmes " + text;
+    if (stream.programmes.empty()) return "no programme";
+    return fmt::format("programmes {:04x}", fmt::join(stream.programmes, " "));
 }
 
 PlanStep Stop(const StreamStatus& stream, const std::string& why) {
