@@ -5,7 +5,7 @@
 
 #include <sstream>
 
-#include "export/guide_grid.h"
+#include "export/lineup.h"
 #include "output/escape.h"
 #include "output/similar.h"
 

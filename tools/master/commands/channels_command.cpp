@@ -4,8 +4,8 @@
 #include "commands/commands.h"
 #include "commands/order.h"
 #include "net/fetch.h"
-#include "protocol/channel_json.h"
 #include "protocol/channels.h"
+#include "protocol/reply_json.h"
 
 namespace zulctl {
 

@@ -5,12 +5,12 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "export/guide_grid.h"
+#include "export/lineup.h"
 #include "net/fetch.h"
 #include "output/escape.h"
-#include "protocol/channel_json.h"
 #include "protocol/channels.h"
 #include "protocol/guide_reply.h"
+#include "protocol/reply_json.h"
 #include "protocol/status.h"
 
 namespace zulctl {

@@ -5,8 +5,8 @@
 
 #include "commands/commands.h"
 #include "commands/plan_work.h"
+#include "net/discover.h"
 #include "net/stream_order.h"
-#include "net/wait_for_board.h"
 #include "output/escape.h"
 #include "protocol/requests_text.h"
 #include "protocol/status.h"

@@ -7,7 +7,6 @@
 #include "commands/find_stream.h"
 #include "output/escape.h"
 #include "stream/probe.h"
-#include "stream/report_json.h"
 
 namespace zulctl {
 

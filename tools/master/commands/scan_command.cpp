@@ -12,8 +12,8 @@
 #include "net/stream_order.h"
 #include "output/escape.h"
 #include "protocol/board_messages.h"
-#include "protocol/channel_json.h"
 #include "protocol/channels.h"
+#include "protocol/reply_json.h"
 #include "protocol/status.h"
 
 namespace zulctl {

@@ -8,7 +8,7 @@
 #include "commands/commands.h"
 #include "net/each_board.h"
 #include "output/escape.h"
-#include "protocol/status_json.h"
+#include "protocol/reply_json.h"
 
 namespace zulctl {
 

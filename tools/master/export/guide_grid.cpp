@@ -1,5 +1,5 @@
 // The guide as a grid.
-#include "export/guide_grid.h"
+#include "export/lineup.h"
 
 #include <fmt/format.h>
 

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "protocol/channel_json.h"
+#include "protocol/reply_json.h"
 
 namespace zulctl {
 

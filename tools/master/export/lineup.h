@@ -1,4 +1,5 @@
-/// The line-up of transmitters: channels, the streams that carry them now, and the guide.
+/// The line-up of transmitters: channels, the streams that carry them now, and the guide; in forms for players and for
+/// people.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -41,5 +42,15 @@ std::string M3uText(const Lineup& lineup, Player player, const std::string& guid
 std::string XmltvText(const Lineup& lineup);
 
 nlohmann::ordered_json JsonOf(const Lineup& lineup);
+
+struct GridRow {
+    std::string name;  ///< escaped
+    std::vector<GuideEvent> events;
+};
+
+/// Draws rows from `start` on for `span`, one line a programme under a line of hours, no wider than `width` columns.
+/// The event at `now` is shown inverse where there is colour.
+std::string DrawGrid(const std::vector<GridRow>& rows, Minutes start, std::chrono::minutes span, Minutes now,
+                     std::size_t width, bool colour);
 
 }  // namespace zulctl

@@ -6,7 +6,6 @@
 #include <pugixml.hpp>
 #include <sstream>
 
-#include "export/guide_grid.h"
 #include "export/lineup.h"
 #include "output/escape.h"
 #include "protocol/channels.h"

@@ -14,7 +14,6 @@
 #include <string_view>
 
 #include "net/port_lock.h"
-#include "net/recorder.h"
 #include "net/udp_socket.h"
 #include "output/failure.h"
 #include "protocol/beacon.h"

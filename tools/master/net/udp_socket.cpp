@@ -11,8 +11,10 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
+#include <nlohmann/json.hpp>
 #include <utility>
 
+#include "output/escape.h"
 #include "output/failure.h"
 
 namespace zulctl {
@@ -54,6 +56,22 @@ void ReadControl(msghdr& message, Datagram& datagram) {
 }
 
 }  // namespace
+
+Recorder::Recorder(const std::string& path) : mpFile(std::fopen(path.c_str(), "we"), std::fclose) {
+    if (!mpFile) throw Failure(kUsage, "can't write the record " + path + ": " + std::strerror(errno));
+}
+
+void Recorder::Note(Direction direction, const Endpoint& peer, std::string_view bytes) {
+    const nlohmann::ordered_json line = {{"time", UtcNow()},
+                                         {"direction", direction == Direction::kSent ? "sent" : "received"},
+                                         {"peer", EndpointText(peer)},
+                                         {"text", Escaped(bytes)},
+                                         {"hex", HexText(bytes)}};
+    const std::string text = line.dump(-1, ' ', true) + "\n";
+    const std::lock_guard lock(mMutex);
+    std::fwrite(text.data(), 1, text.size(), mpFile.get());
+    std::fflush(mpFile.get());  // keeps the record complete up to a crash
+}
 
 UdpSocket::UdpSocket(std::shared_ptr<Recorder> recorder)
     : mFd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)), mpRecorder(std::move(recorder)) {

@@ -1,12 +1,11 @@
 // Escaping and widths of everything that is printed, by the tables of ICU.
 #include "output/escape.h"
 
-#include <fmt/format.h>
+#include <fmt/chrono.h>
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
 #include <algorithm>
-#include <ctime>
 
 namespace zulctl {
 
@@ -40,15 +39,6 @@ std::size_t CharacterWidth(UChar32 c) {
 }
 
 }  // namespace
-
-void AppendUtf8(std::string& text, char32_t character) {
-    char bytes[U8_MAX_LENGTH];
-    std::int32_t size = 0;
-    UBool refused = false;
-    U8_APPEND(bytes, size, U8_MAX_LENGTH, static_cast<UChar32>(character), refused);
-    if (refused) return AppendUtf8(text, 0xFFFD);
-    text.append(bytes, static_cast<std::size_t>(size));
-}
 
 std::string Escaped(std::string_view bytes) {
     std::string text;
@@ -123,14 +113,7 @@ std::string CutToWidth(std::string_view text, std::size_t columns) {
     return std::string(text.substr(0, kept)) + (columns > 0 ? "…" : "");
 }
 
-std::string UtcText(std::chrono::system_clock::time_point when) {
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(when);
-    std::tm parts{};
-    gmtime_r(&seconds, &parts);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return text;
-}
+std::string UtcText(std::chrono::system_clock::time_point when) { return fmt::format("{:%FT%TZ}", fmt::gmtime(when)); }
 
 std::string UtcNow() {
     const auto now = std::chrono::system_clock::now();

@@ -30,9 +30,6 @@ std::size_t DisplayWidth(std::string_view text);
 /// Cuts escaped text to at most `columns`, the last of which then shows an ellipsis.
 std::string CutToWidth(std::string_view text, std::size_t columns);
 
-/// Appends a character in UTF-8; surrogates and values above U+10FFFF become U+FFFD.
-void AppendUtf8(std::string& text, char32_t character);
-
 /// \return a time of the wall clock as in 2026-03-01T19:30:00Z
 std::string UtcText(std::chrono::system_clock::time_point when);
 /// \return the present time with milliseconds, as in 2026-03-01T19:30:00.123Z

@@ -1,7 +1,6 @@
 // Datagrams that boards send on their own.
 #include "protocol/board_messages.h"
 
-#include <algorithm>
 #include <iterator>
 
 #include "protocol/text_walk.h"
@@ -23,26 +22,13 @@ constexpr StepRow kSteps[] = {
     {"BLINDCMP:0",   " OK\r\n", ScanStep::Kind::kEnded},
 };
 
-/// Keys by the code in the datagram.
-struct KeyRow {
-    int code;
-    std::string_view name;
-};
-constexpr KeyRow kKeys[] = {
-    {1, "CHAN+"},  {2, "OFF"},   {3, "ZUL"},   {4, "CHAN-"},  {5, "MUTE"},    {6, "VOL-"},  {7, "UP"},    {8, "VOL+"},
-    {9, "LEFT"},   {10, "ENTER"}, {11, "RIGHT"}, {12, "GUIDE"}, {13, "DOWN"},  {14, "FF"},   {15, "1"},    {16, "2"},
-    {17, "3"},     {18, "4"},    {19, "5"},    {20, "6"},     {21, "7"},      {22, "8"},    {23, "9"},    {24, "INFO"},
-    {25, "0"},     {26, "F1"},   {27, "RED"},  {28, "GREEN"}, {29, "MENU"},   {30, "YELLOW"}, {31, "BLUE"},
+/// Keys by the code in the datagram, from 1.
+constexpr std::string_view kKeys[] = {
+    "CHAN+", "OFF",   "ZUL",   "CHAN-", "MUTE", "VOL-", "UP", "VOL+", "LEFT", "ENTER", "RIGHT",
+    "GUIDE", "DOWN",  "FF",    "1",     "2",    "3",    "4",  "5",    "6",    "7",     "8",
+    "9",     "INFO",  "0",     "F1",    "RED",  "GREEN", "MENU", "YELLOW", "BLUE",
 };
 // clang-format on
-
-constexpr bool KeysAscend() {
-    for (std::size_t n = 0; n < std::size(kKeys); ++n) {
-        if (kKeys[n].code != static_cast<int>(n) + 1) return false;
-    }
-    return true;
-}
-static_assert(KeysAscend(), "a key is out of order");
 
 constexpr std::size_t kKeySize = 12, kSerialSize = 5;
 constexpr int kMostProgrammes = 1000000;
@@ -66,14 +52,12 @@ std::optional<LogLine> ParseLogLine(std::string_view datagram) {
     const bool error = datagram.starts_with(kError);
     if (!error && !datagram.starts_with(kPlain)) return std::nullopt;
     datagram.remove_prefix(error ? kError.size() : kPlain.size());
-    while (!datagram.empty() && (datagram.back() == '\0' || datagram.back() == '\r' || datagram.back() == '\n')) {
-        datagram.remove_suffix(1);
-    }
-    return LogLine{error, std::string(datagram)};
+    const std::size_t end = datagram.find_last_not_of(std::string_view("\0\r\n", 3));
+    return LogLine{error, std::string(datagram.substr(0, end + 1))};
 }
 
 std::string_view KeyPress::Name() const {
-    return code >= 1 && code <= static_cast<int>(std::size(kKeys)) ? kKeys[code - 1].name : std::string_view();
+    return code >= 1 && code <= static_cast<int>(std::size(kKeys)) ? kKeys[code - 1] : std::string_view();
 }
 
 std::optional<KeyPress> ParseKey(std::string_view datagram) {

@@ -34,10 +34,8 @@ std::string TitleText(std::uint8_t mode, const std::string& bytes) {
 
 /// Takes "S4,00[News]" or the same after L.
 std::string TakeText(TextWalk& walk, std::string_view letter) {
-    walk.Take(letter);
-    const auto length = static_cast<std::size_t>(walk.Small(kLongestText));
-    walk.Take(",");
-    const auto mode = static_cast<std::uint8_t>(walk.Small(255, 16));
+    const auto length = static_cast<std::size_t>(walk.After(letter).Small(kLongestText));
+    const auto mode = static_cast<std::uint8_t>(walk.After(",").Small(255, 16));
     walk.Take("[");
     std::string text;
     if (mode == kModeLatin) {
@@ -56,12 +54,9 @@ std::string TakeText(TextWalk& walk, std::string_view letter) {
 std::optional<GuideEvent> TakeEvent(TextWalk& reply) {
     TextWalk walk = reply;
     GuideEvent event;
-    walk.Take("EITI ");
-    const std::uint32_t day = walk.Number(16, 8);
-    walk.Take(" ");
-    const std::uint32_t hhmm = walk.Number(10, 4);
-    walk.Take(" ");
-    const int duration = walk.Small(2359);
+    const std::uint32_t day = walk.After("EITI ").Number(16, 8);
+    const std::uint32_t hhmm = walk.After(" ").Number(10, 4);
+    const int duration = walk.After(" ").Small(2359);
     walk.Take(" ");
     event.title = TakeText(walk, "S");
     event.text = TakeText(walk, "L");

@@ -33,10 +33,8 @@ std::optional<std::vector<ProgrammeLanguages>> Parse(std::string_view reply, std
     TextWalk walk(reply);
     while (walk.LooksAt(head)) {
         ProgrammeLanguages programme;
-        walk.Take(head);
-        programme.id.transportId = static_cast<std::uint16_t>(walk.Small(0xFFFF, 16));
-        walk.Take(" ");
-        programme.id.programme = static_cast<std::uint16_t>(walk.Small(0xFFFF, 16));
+        programme.id.transportId = walk.After(head).Hex16();
+        programme.id.programme = walk.After(" ").Hex16();
         walk.Take(" ");
         bool more = !walk.LooksAt("\r\n");
         while (more) {

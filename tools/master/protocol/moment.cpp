@@ -1,7 +1,7 @@
 // Modified Julian Dates and texts of moments.
 #include "protocol/moment.h"
 
-#include <fmt/format.h>
+#include <fmt/chrono.h>
 
 #include <ctime>
 
@@ -14,6 +14,8 @@ namespace {
 /// Day 0 of the Modified Julian Date is 17 November 1858.
 constexpr std::chrono::sys_days kMjdEpoch = std::chrono::year{1858} / std::chrono::November / 17;
 constexpr std::uint32_t kLargestDay = 0xFFFFF;
+
+std::tm Calendar(Minutes moment) { return fmt::gmtime(std::chrono::seconds(moment.time_since_epoch()).count()); }
 
 }  // namespace
 
@@ -36,16 +38,9 @@ Minutes LocalClock(Minutes moment) {
     return moment + std::chrono::minutes(local.tm_gmtoff / 60);
 }
 
-std::string ClockText(Minutes moment) {
-    const auto minutes = (moment - std::chrono::floor<std::chrono::days>(moment)).count();
-    return fmt::format("{:02}:{:02}", minutes / 60, minutes % 60);
-}
+std::string ClockText(Minutes moment) { return fmt::format("{:%H:%M}", Calendar(moment)); }
 
-std::string DateText(Minutes moment) {
-    const std::chrono::year_month_day date(std::chrono::floor<std::chrono::days>(moment));
-    return fmt::format("{:04}-{:02}-{:02} {}", static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                       static_cast<unsigned>(date.day()), ClockText(moment));
-}
+std::string DateText(Minutes moment) { return fmt::format("{:%F %H:%M}", Calendar(moment)); }
 
 std::string UtcText(Minutes moment) { return UtcText(std::chrono::system_clock::time_point(moment)); }
 

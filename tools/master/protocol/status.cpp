@@ -18,19 +18,15 @@ std::optional<Group> TakeGroup(TextWalk& line) {
     TextWalk walk = line;
     Group group;
     group.stream.active = walk.Small(1) == 1;
-    walk.Take(" ");
-    group.stream.id = walk.Small(7);
-    walk.Take(" ");
-    const auto address = ParseAddress(walk.Until(":"));
+    group.stream.id = walk.After(" ").Small(7);
+    const auto address = ParseAddress(walk.After(" ").Until(":"));
     group.stream.group = {address.value_or(0), static_cast<std::uint16_t>(walk.Small(65535))};
-    walk.Take(" 0:");
-    group.lock = walk.Small(1) == 1;
-    walk.Take(":");
-    group.signal = walk.Small(255, 16);
+    group.lock = walk.After(" 0:").Small(1) == 1;
+    group.signal = walk.After(":").Small(255, 16);
     walk.Take(":[");
     while (walk.Ok() && !walk.LooksAt("]")) {
         if (!group.stream.programmes.empty()) walk.Take(":");
-        group.stream.programmes.push_back(static_cast<std::uint16_t>(walk.Small(0xFFFF, 16)));
+        group.stream.programmes.push_back(walk.Hex16());
     }
     walk.Take("] ");
     if (!walk.Ok() || !address) return std::nullopt;
@@ -60,8 +56,7 @@ std::optional<TransmitterStatus> ParseTransmitterStatus(std::string_view reply) 
         status.cut = reply.size() >= kLongestReply;
         return status.cut ? std::optional(status) : std::nullopt;
     }
-    walk.Take("F:");
-    status.tunerMode = walk.Until(" E:0 C:\"NO CAM\" ");
+    status.tunerMode = walk.After("F:").Until(" E:0 C:\"NO CAM\" ");
     status.load = walk.Small(1000);
     walk.Take("% OK\r\n");
     status.cut = !walk.Ok();
@@ -78,23 +73,15 @@ std::optional<Endpoint> ReceiverStatus::Group() const {
 std::optional<ReceiverStatus> ParseReceiverStatus(std::string_view reply) {
     TextWalk walk(reply);
     ReceiverStatus status;
-    walk.Take("STATUS ");
-    status.lastUnit = walk.Small(1000000);
-    walk.Take(" ");
-    status.address = walk.Until(":");
+    status.lastUnit = walk.After("STATUS ").Small(1000000);
+    status.address = walk.After(" ").Until(":");
     status.port = walk.Small(65535);
-    walk.Take(" ");
-    status.playsStream = walk.Small(5) == 5;
-    walk.Take(":");
-    status.programme = walk.Small(0x7FFFFFFF, 16);
-    walk.Take(" ");
-    status.video = walk.Small(1000);
-    walk.Take(" ");
-    status.audio = walk.Small(1000);
-    walk.Take(" ");
-    status.browserUp = walk.Small(2) == 2;
-    walk.Take(" 0 ");
-    status.load = walk.Small(1000);
+    status.playsStream = walk.After(" ").Small(5) == 5;
+    status.programme = walk.After(":").Small(0x7FFFFFFF, 16);
+    status.video = walk.After(" ").Small(1000);
+    status.audio = walk.After(" ").Small(1000);
+    status.browserUp = walk.After(" ").Small(2) == 2;
+    status.load = walk.After(" 0 ").Small(1000);
     walk.Take("%OK\r\n");
     if (!walk.Ok() || status.address.size() > 15) return std::nullopt;
     return status;
@@ -103,10 +90,8 @@ std::optional<ReceiverStatus> ParseReceiverStatus(std::string_view reply) {
 std::optional<AddressSettings> ParseAddressSettings(std::string_view reply) {
     TextWalk walk(reply);
     AddressSettings settings;
-    walk.Take("DHCP:");
-    settings.dhcp = walk.Small(0x7FFFFFFF);
-    walk.Take(" MAC:");
-    settings.mac = walk.Until(" IP:");
+    settings.dhcp = walk.After("DHCP:").Small(0x7FFFFFFF);
+    settings.mac = walk.After(" MAC:").Until(" IP:");
     settings.address = walk.Until(" GW:");
     settings.gateway = walk.Until(" NM:");
     settings.netmask = walk.Until(" OK\r\n");
@@ -115,8 +100,7 @@ std::optional<AddressSettings> ParseAddressSettings(std::string_view reply) {
 
 std::optional<std::string> ParseVersion(std::string_view reply) {
     TextWalk walk(reply);
-    walk.Take("VERS");
-    std::string version = walk.Until("OK\r\n");
+    std::string version = walk.After("VERS").Until("OK\r\n");
     if (!walk.Ok() || version.find_first_not_of("0123456789.") != std::string::npos || version.empty())
         return std::nullopt;
     return version;
@@ -124,10 +108,8 @@ std::optional<std::string> ParseVersion(std::string_view reply) {
 
 std::optional<Minutes> ParseBroadcastTime(std::string_view reply) {
     TextWalk walk(reply);
-    walk.Take("TIME ");
-    const std::uint32_t day = walk.Number(16, 8);
-    walk.Take(" ");
-    const std::uint32_t hhmm = walk.Number(10, 4);
+    const std::uint32_t day = walk.After("TIME ").Number(16, 8);
+    const std::uint32_t hhmm = walk.After(" ").Number(10, 4);
     walk.Take(" OK\r\n");
     return walk.Ok() ? MomentOf(day, hhmm) : std::nullopt;
 }
@@ -138,16 +120,8 @@ ChannelRange ChannelsOf(const std::string& tunerMode) {
 
 std::optional<ScanState> ParseScanState(std::string_view reply) {
     if (reply.size() != 4 || reply[0] != 0) return std::nullopt;
-    ScanState state{static_cast<unsigned char>(reply[1]), static_cast<unsigned char>(reply[2]),
-                    ScanState::State::kUnknown};
-    switch (static_cast<unsigned char>(reply[3])) {
-        case 0: state.state = ScanState::State::kIdle; break;
-        case 2: state.state = ScanState::State::kRunning; break;
-        case 5: state.state = ScanState::State::kDone; break;
-        case 0xFF: state.state = ScanState::State::kError; break;
-        default: break;
-    }
-    return state;
+    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(reply[at]); };
+    return ScanState{byte(1), byte(2), ScanState::State{byte(3)}};
 }
 
 const char* ScanStateName(ScanState::State state) {
@@ -162,8 +136,7 @@ const char* ScanStateName(ScanState::State state) {
 
 std::optional<int> ParseUpgradeState(std::string_view reply) {
     TextWalk walk(reply);
-    walk.Take("UPGRSTATUS");
-    const int state = walk.Small(4);
+    const int state = walk.After("UPGRSTATUS").Small(4);
     walk.Take(" OK\r\n");
     return walk.Ok() ? std::optional(state) : std::nullopt;
 }

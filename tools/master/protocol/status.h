@@ -72,10 +72,10 @@ ChannelRange ChannelsOf(const std::string& tunerMode);
 
 /// The four bytes of SCA?.
 struct ScanState {
-    enum class State { kIdle, kRunning, kDone, kError, kUnknown };
+    enum class State : unsigned char { kIdle = 0, kRunning = 2, kDone = 5, kError = 0xFF };  ///< others are unknown
     int channel = 0;  ///< low 8 bits of the channel number
     int found = 0;    ///< low 8 bits of the channels with a usable signal
-    State state = State::kUnknown;
+    State state{};
 };
 std::optional<ScanState> ParseScanState(std::string_view reply);
 const char* ScanStateName(ScanState::State state);

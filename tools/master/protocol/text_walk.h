@@ -23,6 +23,11 @@ class TextWalk {
         if (mOk) mRest.remove_prefix(text.size());
         return mOk;
     }
+    /// Takes a fixed text before another piece.
+    TextWalk& After(std::string_view text) {
+        Take(text);
+        return *this;
+    }
     bool LooksAt(std::string_view text) const { return mOk && mRest.starts_with(text); }
 
     /// Takes digits, at least one and at most `longest`; a sign isn't one.
@@ -41,6 +46,8 @@ class TextWalk {
         if (value > static_cast<std::uint32_t>(most)) mOk = false;
         return mOk ? static_cast<int>(value) : 0;
     }
+    /// Takes a hexadecimal number of 16 bits.
+    std::uint16_t Hex16() { return static_cast<std::uint16_t>(Small(0xFFFF, 16)); }
     /// Takes a text and what precedes it.
     std::string Until(std::string_view end) {
         const std::size_t at = mRest.find(end);

@@ -1,9 +1,8 @@
 // The overview as JSON.
 #include "output/escape.h"
-#include "protocol/channel_json.h"
-#include "protocol/status_json.h"
+#include "protocol/reply_json.h"
 #include "serve/overview.h"
-#include "stream/report_json.h"
+#include "stream/probe.h"
 
 namespace zulctl::serve {
 

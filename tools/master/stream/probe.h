@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <set>
 #include <string>
 #include <vector>
@@ -140,5 +141,9 @@ inline constexpr double kLongestPmtInterval = 0.5;
 /// \return faults and notes; a good stream has no fault. An entry numbered 0 in the PAT of a stream that carries part
 /// of a multiplex is no fault.
 std::vector<Finding> Judge(const StreamReport& report);
+
+/// The report as JSON.
+nlohmann::ordered_json JsonOf(const std::string& stream, const StreamReport& report,
+                              const std::vector<Finding>& findings, bool good);
 
 }  // namespace zulctl

@@ -1,5 +1,7 @@
 // The judge's report as JSON.
-#include "stream/report_json.h"
+#include <nlohmann/json.hpp>
+
+#include "stream/probe.h"
 
 namespace zulctl {
 

@@ -1,13 +1,21 @@
-/// A board's status as JSON, the same in every command that prints it.
+/// What boards reply as JSON, the same in every command that prints it.
 #pragma once
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "protocol/beacon.h"
+#include "protocol/guide_reply.h"
+#include "protocol/scal_report.h"
 #include "protocol/status.h"
 
 namespace zulctl {
+
+/// Texts of the broadcast are UTF-8; the output escapes them for terminals.
+nlohmann::ordered_json JsonOf(const Channel& channel);
+nlohmann::ordered_json JsonOf(const std::vector<Channel>& channels);
+nlohmann::ordered_json JsonOf(const GuideEvent& event);
 
 nlohmann::ordered_json JsonOf(const TransmitterStatus& status);
 nlohmann::ordered_json JsonOf(const ReceiverStatus& status);
