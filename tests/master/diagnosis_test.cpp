@@ -90,8 +90,8 @@ TEST(Findings, GoFromGoodToFault) {
         EXPECT_EQ(levels, row.levels);
     }
     const std::string text = Findings(ExamineBoards({}, true), 60, false);
-    EXPECT_TRUE(text.starts_with("✗ boards    no board is heard")) << text;
-    EXPECT_NE(text.find("\n            → Are boards on"), std::string::npos) << text;
+    EXPECT_TRUE(text.starts_with("✗ boards      no board is heard")) << text;
+    EXPECT_NE(text.find("\n              → Are boards on"), std::string::npos) << text;
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ TransmitterStatus Sends(std::uint16_t port, bool locked = true) {
 
 /// A receiver that plays programme 3 of a stream without fault.
 ScreenView Bright() {
-    ScreenView view{"hall", ""};
+    ScreenView view{"the hall", ""};
     view.status.address = "239.1.1.1", view.status.port = 5000, view.status.playsStream = true;
     view.status.programme = 3;
     view.transmitters = {{"attic", kAttic, Sends(5000)}, {"cellar", 0x0A000002, TransmitterStatus()}};
@@ -52,7 +52,7 @@ TEST(Screen, TheFirstThingWrongIsTheCause) {
          [](ScreenView& view) { Silent(view), view.transmitters[0].status->streams.clear(); }},
         {"transmitter", "attic doesn't answer",
          [](ScreenView& view) { Silent(view), view.transmitters[0].status.reset(); }},
-        {"port", "sent to port 5001",
+        {"port", "sent to port 5001; zulctl -b 'the hall' play 239.1.1.1:5001",
          [](ScreenView& view) { Silent(view), view.transmitters[0].status = Sends(5001); }},
         {"signal", "attic sends to 239.1.1.1:5000, but its tuner has no signal",
          [](ScreenView& view) { Silent(view), view.transmitters[0].status = Sends(5000, false); }},
@@ -76,6 +76,7 @@ TEST(Screen, TheFirstThingWrongIsTheCause) {
         ASSERT_FALSE(findings.empty());
         const bool good = findings.back().level == Diagnosis::Level::kGood;
         EXPECT_EQ(good ? "" : findings.back().check, row.cause) << findings.back().finding;
-        EXPECT_NE(findings.back().finding.find(row.says), std::string::npos) << findings.back().finding;
+        const std::string text = findings.back().finding + "; " + findings.back().advice;
+        EXPECT_NE(text.find(row.says), std::string::npos) << text;
     }
 }

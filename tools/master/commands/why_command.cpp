@@ -30,7 +30,7 @@ void AddOtherMaster(const Session& session, const Target& receiver, ScreenView& 
             {"master", Diagnosis::Level::kNote, fmt::format("{} sends its messages to another master", view.receiver),
              "Two masters undo each other's orders: let one of them alone give any. A restart of the board frees it: "
              "zulctl -b " +
-                 view.receiver + " reset"});
+                 ShellWord(view.receiver) + " reset"});
     }
 }
 

@@ -254,13 +254,13 @@ Json JsonOf(const Diagnosis& finding) {
 }
 
 std::string Findings(const std::vector<Diagnosis>& findings, std::size_t width, bool colour) {
-    constexpr std::size_t kIndent = 12;
+    constexpr std::size_t kIndent = 14;
     constexpr std::pair<const char*, Style> kMarks[] = {{"✓", Style::kGood}, {"!", Style::kWarn}, {"✗", Style::kBad}};
     const std::size_t room = width > kIndent + 20 ? width - kIndent : 20;
     std::string text;
     for (const Diagnosis& item : findings) {
         const auto& [mark, style] = kMarks[static_cast<std::size_t>(item.level)];
-        std::string head = fmt::format("{} {:<10}", Styled(mark, style, colour), item.check);
+        std::string head = fmt::format("{} {:<12}", Styled(mark, style, colour), item.check);
         for (const std::string& line : WrappedLines(EscapedMessage(item.finding), room))
             text += std::exchange(head, std::string(kIndent, ' ')) + line + "\n";
         if (item.advice.empty()) continue;

@@ -42,7 +42,7 @@ Diagnosis ExamineReceiver(const ScreenView& view) {
                 fmt::format("{} plays {}", view.receiver, EndpointText(*view.status.Group()))};
     return {"receiver", Level::kFault,
             fmt::format("{} {}plays no stream", view.receiver, view.status.browserUp ? "shows a web page and " : ""),
-            fmt::format("zulctl -b {} play GROUP:PORT", view.receiver)};
+            fmt::format("zulctl -b {} play GROUP:PORT", ShellWord(view.receiver))};
 }
 
 /// Nothing arrives, and no transmitter reports sending.
@@ -51,7 +51,7 @@ Diagnosis ExplainNoSender(const ScreenView& view, const Endpoint& group) {
         return {
             "port", Level::kFault,
             fmt::format("{} plays port {}, and that group is sent to port {}", view.receiver, group.port, other->port),
-            fmt::format("zulctl -b {} play {}", view.receiver, EndpointText(*other))};
+            fmt::format("zulctl -b {} play {}", ShellWord(view.receiver), EndpointText(*other))};
     }
     std::map<std::uint32_t, std::string> silent;
     for (const Sender& sender : view.transmitters) {
@@ -73,7 +73,7 @@ Diagnosis ExplainSilence(const Sender& sender, const Endpoint& group) {
     if (!sender.status->locked) {
         return {"signal", Level::kFault,
                 fmt::format("{} sends to {}, but its tuner has no signal", sender.name, EndpointText(group)),
-                fmt::format("Check its cable and the channel: zulctl -b {} status", sender.name)};
+                fmt::format("Check its cable and the channel: zulctl -b {} status", ShellWord(sender.name))};
     }
     return {
         "network", Level::kFault,
@@ -137,7 +137,7 @@ Diagnosis ExamineProgramme(const ScreenView& view) {
                                                        : fmt::format("plays programme {:04x}", view.status.programme),
                             carried.empty() ? "none" : carried),
                 programmes.empty() ? "Is the programme still on the air? zulctl -b TRANSMITTER scan"
-                                   : fmt::format("zulctl -b {} play {} --programme {:04x}", view.receiver,
+                                   : fmt::format("zulctl -b {} play {} --programme {:04x}", ShellWord(view.receiver),
                                                  EndpointText(*view.status.Group()), programmes.begin()->first)};
     }
     const Share share = ShareOf(view.heard.report, found->second);
