@@ -25,6 +25,8 @@ void RunPlay(Session& session, const PlayChoice& choice) {
     Endpoint stream;
     if (const auto group = ParseEndpoint(choice.what)) {
         stream = *group;
+    } else if (ParseAddress(choice.what)) {
+        throw Failure(kUsage, fmt::format("\"{}\" isn't GROUP:PORT", choice.what));
     } else {
         const FoundStream found = FindStreamOf(session, choice.what, choice.from);
         stream = found.stream, programme = found.programme;
