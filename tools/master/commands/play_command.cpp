@@ -26,7 +26,7 @@ void RunPlay(Session& session, const PlayChoice& choice) {
     if (const auto group = ParseEndpoint(choice.what)) {
         stream = *group;
     } else if (ParseAddress(choice.what)) {
-        throw Failure(kUsage, fmt::format("\"{}\" isn't GROUP:PORT", choice.what));
+        throw Failure(kUsage, "\"{}\" isn't GROUP:PORT", choice.what);
     } else {
         const FoundStream found = FindStreamOf(session, choice.what, choice.from);
         stream = found.stream, programme = found.programme;

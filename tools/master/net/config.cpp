@@ -29,6 +29,7 @@ NamedBoard ReadBoard(const std::string& path, std::string name, const toml::node
     if (table == nullptr) Wrong(path, node, "a board is a table with an address");
     NamedBoard board{std::move(name), 0, 0, std::nullopt};
     for (const auto& [key, value] : *table) {
+        if (key != "address" && key != "role") Wrong(path, value, fmt::format("a board has no \"{}\"", key.str()));
         const std::string text = TextOf(path, value, key.str());
         if (key == "address") {
             const auto endpoint = ParseEndpoint(text);
@@ -36,11 +37,9 @@ NamedBoard ReadBoard(const std::string& path, std::string name, const toml::node
             if (!address) Wrong(path, value, fmt::format("\"{}\" isn't an IPv4 address", text));
             board.address = *address;
             board.port = endpoint ? endpoint->port : std::uint16_t{0};
-        } else if (key == "role") {
+        } else {
             if (text != "transmitter" && text != "receiver") Wrong(path, value, "a role is transmitter or receiver");
             board.role = text == "transmitter" ? Role::kTransmitter : Role::kReceiver;
-        } else {
-            Wrong(path, value, fmt::format("a board has no \"{}\"", key.str()));
         }
     }
     if (board.address == 0) Wrong(path, node, fmt::format("board {} has no address", board.name));
@@ -88,7 +87,8 @@ Config ReadConfig(const std::string& path) {
         const toml::table file = toml::parse_file(path);
         for (const auto& [key, node] : file) ReadKey(path, config, key.str(), node);
     } catch (const toml::parse_error& error) {
-        throw Failure(kUsage, "{}:{}: {}", path, error.source().begin.line, error.description());
+        const auto line = error.source().begin.line;  // 0 for a file that can't be opened
+        throw Failure(kUsage, "{}{}: {}", path, line > 0 ? fmt::format(":{}", line) : "", error.description());
     }
     return config;
 }
