@@ -277,8 +277,7 @@ void AddScanCommand(CLI::App& app, Session& session) {
     command->footer(
         "A scan empties the channel list and ends all streams. It takes 5 to 30 minutes, on several boards at the "
         "same time. With --only, the channels are scanned one by one and shown together; the board's own list then "
-        "holds the last "
-        "of them alone, until the next scan.");
+        "holds the last of them alone, and only until a restart.");
     const auto choice = std::make_shared<ScanChoice>();
     CLI::Option* stop = command->add_flag("--stop", choice->stop, "Stop the scan that runs");
     command

@@ -86,7 +86,9 @@ void AddStreamCommand(CLI::App& app, Session& session) {
     CLI::App* start = command->add_subcommand("start", "Send programmes, or a whole multiplex, to a group");
     start->footer(
         "All streams of a board come from one tuner channel. Starting or stopping any slot stops slot 0, and a start "
-        "tunes the board anew: its other streams pause for a moment. Where streams end, zulctl asks first.");
+        "tunes the board anew: its other streams pause for a moment. Where streams end, zulctl asks first; a start to "
+        "a "
+        "group that the board sends to replaces what it carries.");
     start->add_option("channel", choice->channels, "Channels by number (7.1), name or index, all on one tuner channel");
     start->add_option("--to", choice->to, "Where to")->type_name("GROUP:PORT")->required();
     CLI::Option* slot = start->add_option("--slot", choice->slot, "Slot 0 to 7; without it a free one")
