@@ -5,9 +5,10 @@
 #include "output/escape.h"
 #include "protocol/beacon.h"
 #include "protocol/board_messages.h"
+#include "protocol/channels.h"
 #include "protocol/guide_reply.h"
 #include "protocol/language_list.h"
-#include "protocol/scal_report.h"
+#include "protocol/requests_text.h"
 #include "protocol/status.h"
 #include "stream/probe.h"
 
@@ -24,11 +25,14 @@ void Parse(std::string_view reply) {
     if (const auto beacon = ParseBeacon(reply)) PromiseShown(beacon->model);
     if (const auto line = ParseLogLine(reply)) PromiseShown(line->text);
     if (const auto guide = ParseGuideReply(reply)) {
-        for (const GuideEvent& event : guide->events) PromiseShown(event.title), PromiseShown(event.text);
+        for (const GuideEvent& event : *guide) PromiseShown(event.title), PromiseShown(event.text);
     }
-    for (const Channel& channel : ParseScalReport(reply).channels) {
-        PromiseShown(channel.name);
-        fuzz::Promise(channel.tunerChannel >= 0 && channel.tunerChannel <= kHighestChannel, "a channel of the tuner");
+    if (const auto channels = ParseScalReport(reply)) {
+        for (const Channel& channel : *channels) {
+            PromiseShown(channel.name);
+            fuzz::Promise(channel.tunerChannel >= 0 && channel.tunerChannel <= kHighestChannel,
+                          "a channel of the tuner");
+        }
     }
     if (const auto status = ParseTransmitterStatus(reply)) {
         for (const StreamStatus& stream : status->streams)

@@ -5,7 +5,6 @@
 #include "output/failure.h"
 #include "protocol/channels.h"
 #include "protocol/guide_reply.h"
-#include "protocol/scal_report.h"
 #include "protocol/text_modes.h"
 
 namespace zulctl {
@@ -18,10 +17,9 @@ const std::string kNews = "SCAL 071 1a2b 3c4d [11:0:ff:02:81] C A NEWS\r\n";
 const std::string kCinema = "SCAL 102 1a2b 0001 [9e:0:99:1b:00] E U 6620 753b 0000 0000 0000 0000 0000\r\n";
 
 TEST(ScalReport, ReadsEveryField) {
-    const ScalReport report = ParseScalReport(kNews + kCinema + "SCAL 000 0001 0003 [02:0:00:00:00] C A \r\n" + kEnd);
-    EXPECT_TRUE(report.whole);
-    ASSERT_EQ(report.channels.size(), 3u);
-    const Channel &cinema = report.channels[1], &nameless = report.channels[2];
+    const auto channels = ParseScalReport(kNews + kCinema + "SCAL 000 0001 0003 [02:0:00:00:00] C A \r\n" + kEnd);
+    ASSERT_TRUE(channels && channels->size() == 3);
+    const Channel &cinema = channels->at(1), &nameless = channels->at(2);
     EXPECT_EQ(cinema.NumberText(), "10.2");
     EXPECT_EQ(cinema.id, (ProgrammeId{0x1a2b, 1}));
     EXPECT_EQ(cinema.tunerChannel, 158);
@@ -29,15 +27,14 @@ TEST(ScalReport, ReadsEveryField) {
     EXPECT_EQ(cinema.videoType, 0x1b);
     EXPECT_TRUE(cinema.scrambled);
     EXPECT_EQ(cinema.name, "映画");
-    EXPECT_EQ(report.channels[0].audioType, 0x81);
+    EXPECT_EQ(channels->front().audioType, 0x81);
     EXPECT_EQ(nameless.NumberText() + nameless.name, "");
 }
 
 TEST(ScalReport, NamesMayHoldAnyByte) {
     const auto name = [](const std::string& bytes) {
-        const auto report = ParseScalReport("SCAL 071 1a2b 3c4d [11:0:ff:02:81] C A " + bytes + "\r\n" + kNews + kEnd);
-        EXPECT_EQ(report.channels.size(), 2u) << bytes;
-        return report.channels.empty() ? "" : report.channels[0].name;
+        const auto list = ParseScalReport("SCAL 071 1a2b 3c4d [11:0:ff:02:81] C A " + bytes + "\r\n" + kNews + kEnd);
+        return list && list->size() == 2 ? list->front().name : "(damaged)";
     };
     EXPECT_EQ(name("A B    "), "A B");
     EXPECT_EQ(name("a\r\nb"), "a\r\nb") << "a line end of its own";
@@ -45,19 +42,17 @@ TEST(ScalReport, NamesMayHoldAnyByte) {
     EXPECT_EQ(name("\xE9t\xE9"), "été");
 }
 
-TEST(ScalReport, AnEmptyListIsWholeAndACutOneIsnt) {
-    EXPECT_TRUE(ParseScalReport(kEnd).whole);
-    EXPECT_FALSE(ParseScalReport(kNews).whole);
+TEST(ScalReport, MayBeEmptyButNotCutOrDamaged) {
+    EXPECT_TRUE(ParseScalReport(kEnd));
+    EXPECT_FALSE(ParseScalReport(kNews));
     const std::string beyond = "SCAL 071 1a2b 3c4d [9f:0:ff:02:81] C A NEWS\r\n";  // no such tuner channel
-    const auto report = ParseScalReport(kNews + "SCAL 0zz garbage\r\n" + beyond + kCinema + kEnd);
-    EXPECT_EQ(report.damaged, 2);
-    EXPECT_EQ(report.channels.size(), 2u) << "the walk goes on at the next line";
-    EXPECT_TRUE(report.whole);
+    for (const std::string& damaged : {std::string("SCAL 0zz garbage\r\n"), beyond})
+        EXPECT_FALSE(ParseScalReport(kNews + damaged + kCinema + kEnd)) << damaged;
 }
 
 TEST(FindChannel, TakesNumberIndexNameAndIds) {
     const auto channels =
-        ParseScalReport(kNews + kCinema + "SCAL 072 1a2b 0009 [11:0:ff:02:81] C A Newton\r\n" + kEnd).channels;
+        ParseScalReport(kNews + kCinema + "SCAL 072 1a2b 0009 [11:0:ff:02:81] C A Newton\r\n" + kEnd).value();
     for (const auto& [text, index] : {std::pair{"7.1", 1u},
                                       {"7-1", 1u},
                                       {"10.2", 2u},
@@ -72,28 +67,27 @@ TEST(FindChannel, TakesNumberIndexNameAndIds) {
 }
 
 TEST(GuideReply, ReadsEventsByTheirLengths) {
-    const auto reply = ParseGuideReply(
+    const auto events = ParseGuideReply(
         "EITI d3a4 1930 1015 S4,00[News]L0,00[]\r\n"
         "EITI d3a5 0545 0030 S2,30[42 44]L9,00[a]\r\nEITI ]\r\n"
         "EITI d3a5 0615 0000 S4,3f[2a 3c 00 41]L4,3f[66 20 75 3b]\r\n"
         "EITI d3a5 0715 0000 S4,3f[2a 1c 00 00]L0,00[]\r\n"
         "EITI d3a5 0715 0000 S3,3e[2a 9c be]L0,00[]\r\n"
         "EITI d3a5 0715 0000 S3,04[2a 3e 41]L0,00[]\r\nOK\r\n");
-    ASSERT_TRUE(reply && reply->whole);
-    ASSERT_EQ(reply->events.size(), 6u);
-    EXPECT_EQ(reply->events[0].title, "News");
-    EXPECT_EQ(reply->events[0].End() - reply->events[0].start, 10h + 15min);
-    EXPECT_EQ(reply->events[1].title, "あい") << "hexadecimal in another mode: page 0x30";
-    EXPECT_EQ(reply->events[1].text, "a]\r\nEITI ") << "a text may look like the protocol";
-    EXPECT_EQ(reply->events[2].title, "\uFFFDA") << "a high byte of UTF-16 that the board has made a '*'";
-    EXPECT_EQ(reply->events[2].text, "映画");
-    EXPECT_EQ(reply->events[3].title, "(not readable)") << "cut at its zero byte, too";
-    EXPECT_EQ(reply->events[4].title, "(not readable)") << "the choice of an alphabet is lost";
-    EXPECT_EQ(reply->events[5].title, "\uFFFDос") << "a capital of mode 04";
-    EXPECT_TRUE(ParseGuideReply("EITI OK\r\n")->whole);
+    ASSERT_TRUE(events && events->size() == 6);
+    EXPECT_EQ(events->at(0).title, "News");
+    EXPECT_EQ(events->at(0).End() - events->at(0).start, 10h + 15min);
+    EXPECT_EQ(events->at(1).title, "あい") << "hexadecimal in another mode: page 0x30";
+    EXPECT_EQ(events->at(1).text, "a]\r\nEITI ") << "a text may look like the protocol";
+    EXPECT_EQ(events->at(2).title, "\uFFFDA") << "a high byte of UTF-16 that the board has made a '*'";
+    EXPECT_EQ(events->at(2).text, "映画");
+    EXPECT_EQ(events->at(3).title, "(not readable)") << "cut at its zero byte, too";
+    EXPECT_EQ(events->at(4).title, "(not readable)") << "the choice of an alphabet is lost";
+    EXPECT_EQ(events->at(5).title, "\uFFFDос") << "a capital of mode 04";
+    EXPECT_TRUE(ParseGuideReply("EITI OK\r\n"));
 }
 
-TEST(GuideReply, EndsWhereItIsDamaged) {
+TEST(GuideReply, IsNothingWhereDamaged) {
     const std::string good = "EITI d3a4 1930 1015 S4,00[News]L0,00[]\r\n";
     for (const char* damaged : {"EITI d3a4 1930 1015 S5,00[News]L0,00[]\r\nOK\r\n",  // a wrong length
                                 "EITI d3a4 1930 1015 S3,00[News]L0,00[]\r\nOK\r\n",
@@ -102,10 +96,8 @@ TEST(GuideReply, EndsWhereItIsDamaged) {
                                 "EITI d3a4 1930 2501 S4,00[News]L0,00[]\r\nOK\r\n",  // longer than a day
                                 "EITI d3a4 1930 1015 S2,3f[6620]L0,00[]\r\nOK\r\n",
                                 "EITI d3",  // cut
-                                "OK\r\nmore"}) {
-        const auto reply = ParseGuideReply(good + damaged);
-        EXPECT_TRUE(reply && !reply->whole && reply->events.size() == 1) << damaged;
-    }
+                                "OK\r\nmore"})
+        EXPECT_FALSE(ParseGuideReply(good + damaged)) << damaged;
 }
 
 TEST(Moments, HaveALocalClock) {

@@ -7,7 +7,6 @@
 
 #include "export/lineup.h"
 #include "output/escape.h"
-#include "output/similar.h"
 
 namespace zulctl {
 namespace {

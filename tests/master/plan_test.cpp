@@ -26,8 +26,8 @@ TEST(Config, NamesBoards) {
     EXPECT_EQ(config.localPort, 40000);
     EXPECT_EQ(config.Find("hall")->port, 2008);
     EXPECT_EQ(config.Find("cellar"), nullptr);
-    EXPECT_EQ(config.NameOf({0x0A000005, 5000}, std::nullopt), "attic");
-    EXPECT_EQ(config.NameOf({0x0A000005, 2008}, Role::kReceiver), "") << "another board at that address";
+    EXPECT_EQ(config.NameOf({0x0A000005, 5000}), "attic");
+    EXPECT_EQ(config.NameOf({0x0A000005, 2008}), "") << "another board at that address";
 }
 
 TEST(Plan, IsReadWithItsPlaces) {

@@ -4,7 +4,6 @@
 #include <functional>
 
 #include "master/failure_of.h"
-#include "protocol/stream_request.h"
 
 namespace zulctl {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "commands/commands.h"
 #include "manual.h"
-#include "output/similar.h"
+#include "output/escape.h"
 
 namespace {
 

@@ -23,7 +23,7 @@ struct DiscoverChoice {
 constexpr std::chrono::seconds kBootPatience{10};
 
 Json JsonOf(const Session& session, const FoundBoard& board) {
-    const std::string name = session.Names().NameOf(board.at, board.beacon.role);
+    const std::string name = session.Names().NameOf(board.at);
     return {{"name", name.empty() ? Json() : Json(name)},
             {"address", AddressText(board.at.address)},
             {"port", board.at.port},
@@ -38,7 +38,7 @@ Json JsonOf(const Session& session, const FoundBoard& board) {
 }
 
 std::vector<Cell> RowOf(const Session& session, const FoundBoard& board) {
-    const std::string name = session.Names().NameOf(board.at, board.beacon.role);
+    const std::string name = session.Names().NameOf(board.at);
     return {Escaped(name),
             board.beacon.role ? RoleName(*board.beacon.role) : "unknown",
             EndpointText(board.at),
@@ -80,7 +80,7 @@ void Save(Session& session, const std::vector<FoundBoard>& boards) {
     std::set<std::string> names;
     for (const NamedBoard& board : session.Names().boards) names.insert(board.name);
     for (const FoundBoard& board : boards) {
-        if (!board.beacon.role || !session.Names().NameOf(board.at, board.beacon.role).empty()) continue;
+        if (!board.beacon.role || !session.Names().NameOf(board.at).empty()) continue;
         const std::string role = RoleName(*board.beacon.role), address = AddressText(board.at.address);
         std::string name = role + "-" + address.substr(address.rfind('.') + 1);
         if (names.contains(name)) name = fmt::format("{}-{:08x}", role, board.at.address);

@@ -49,7 +49,7 @@ std::vector<BoardHealth> FindBoards(Session& session) {
         auto found = boards.find(heard.at);
         if (found == boards.end()) {
             if (!all || !heard.beacon.role) return true;
-            const std::string name = session.Names().NameOf(heard.at, heard.beacon.role);
+            const std::string name = session.Names().NameOf(heard.at);
             const BoardHealth board{name.empty() ? AddressText(heard.at.address) : name, heard.at};
             found = boards.emplace(heard.at, board).first;
         }

@@ -10,7 +10,6 @@
 #include "output/escape.h"
 #include "protocol/requests_text.h"
 #include "protocol/status.h"
-#include "protocol/stream_request.h"
 
 namespace zulctl {
 

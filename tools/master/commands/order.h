@@ -5,7 +5,7 @@
 #include <string>
 
 #include "net/each_board.h"
-#include "protocol/scal_report.h"
+#include "protocol/channels.h"
 
 namespace zulctl {
 

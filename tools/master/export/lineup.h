@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "protocol/channels.h"
 #include "protocol/guide_reply.h"
-#include "protocol/scal_report.h"
 #include "protocol/status.h"
 
 namespace zulctl {

@@ -14,15 +14,13 @@ namespace {
 /// A text in double quotes, for which the format has no escape.
 std::string Quoted(const std::string& text) {
     std::string quoted = Blanked(text);
-    for (char& c : quoted) {
-        if (c == '"') c = '\'';
-    }
+    std::ranges::replace(quoted, '"', '\'');
     return '"' + quoted + '"';
 }
 
 /// Some players take the first comma of the line, even between quotes, as the end of its attributes.
 std::string Attribute(std::string text) {
-    std::replace(text.begin(), text.end(), ',', ' ');
+    std::ranges::replace(text, ',', ' ');
     return Quoted(text);
 }
 

@@ -20,18 +20,19 @@ std::string LockName(const char* what, const ClientOptions& options, std::uint32
     return fmt::format("zulctl/{}/{}/{}:{}", what, options.localPort, AddressText(address), port);
 }
 
-}  // namespace
-
-Failure WrongRole(const std::string& board, Role is, Role wanted) {
-    return {kUsage, "{} is a {}, and this is for a {}", board, RoleName(is), RoleName(wanted)};
-}
-
+/// \return a bound socket on the fixed local port that receives from this peer
 UdpSocket SharedSocket(const Endpoint& peer, const ClientOptions& options) {
     UdpSocket socket(options.recorder);
     socket.ShareAddress();
     socket.Bind(options.localPort, options.localAddress);
     socket.OnlyFrom(peer);
     return socket;
+}
+
+}  // namespace
+
+Failure WrongRole(const std::string& board, Role is, Role wanted) {
+    return {kUsage, "{} is a {}, and this is for a {}", board, RoleName(is), RoleName(wanted)};
 }
 
 Ear::Ear(std::uint32_t board, const ClientOptions& options, Clock::time_point deadline)
@@ -65,7 +66,7 @@ std::optional<Datagram> Client::Await(Turn& turn, Ear* ear, std::string_view req
             turn.socket.Send(request, mBoard);
             continue;
         }
-        if (!datagram || !kind.accepts(datagram->bytes)) continue;
+        if (!datagram || !kind.Accepts(datagram->bytes)) continue;
         // A plain OK on the command port can't answer a forwarded request: it is a late reply.
         if (kind.route == Route::kForwarded && *ready == 0 && !IsKo(datagram->bytes) &&
             !datagram->bytes.starts_with("BLIND")) {

@@ -13,7 +13,6 @@
 #include <string>
 #include <string_view>
 
-#include "net/port_lock.h"
 #include "net/udp_socket.h"
 #include "output/failure.h"
 #include "protocol/beacon.h"
@@ -30,6 +29,25 @@ struct ClientOptions {
     std::optional<std::chrono::milliseconds> timeout;  ///< overrides the patience of each kind
     bool waitsForBoot = false;  ///< where nobody listens, a query is repeated within its patience
     std::shared_ptr<Recorder> recorder;
+};
+
+/// Timed out: another process used the board all the time. Says nothing about the board itself.
+struct TurnTaken : Failure {
+    explicit TurnTaken(const std::string& text) : Failure(kNoAnswer, text) {}
+};
+
+/// Holds one named turn for its lifetime. The name is a socket of the abstract namespace: like the ports it belongs to
+/// this network namespace, it works across users, and it is released however its process ends.
+class PortLock {
+ public:
+    /// Waits for the turn until the deadline. Throws TurnTaken with the name of the blocking process on time-out.
+    PortLock(const std::string& name, Clock::time_point deadline);
+    ~PortLock();
+    PortLock(const PortLock&) = delete;
+    PortLock& operator=(const PortLock&) = delete;
+
+ private:
+    int mFd;
 };
 
 /// Receives a board's forwarded messages for its lifetime; at most one ear per board on this machine. Throws Failure
@@ -96,8 +114,5 @@ class Client {
 
 /// A command for one role was given a board of the other.
 Failure WrongRole(const std::string& board, Role is, Role wanted);
-
-/// \return a bound socket on the fixed local port that receives from this peer
-UdpSocket SharedSocket(const Endpoint& peer, const ClientOptions& options);
 
 }  // namespace zulctl

@@ -65,18 +65,14 @@ void ReadKey(const std::string& path, Config& config, std::string_view key, cons
 }  // namespace
 
 const NamedBoard* Config::Find(const std::string& name) const {
-    const auto found =
-        std::find_if(boards.begin(), boards.end(), [&](const NamedBoard& board) { return board.name == name; });
+    const auto found = std::ranges::find(boards, name, &NamedBoard::name);
     return found == boards.end() ? nullptr : &*found;
 }
 
-std::string Config::NameOf(const Endpoint& at, std::optional<Role> role) const {
+std::string Config::NameOf(const Endpoint& at) const {
     for (const NamedBoard& board : boards) {
-        const std::uint16_t port = board.port != 0 ? board.port
-                                   : board.role    ? CommandPort(*board.role)
-                                                   : std::uint16_t{0};
-        const bool fits = port != 0 ? port == at.port : !board.role || !role || board.role == role;
-        if (board.address == at.address && fits) return board.name;
+        const bool isAnyPort = board.port == 0 && !board.role;
+        if (isAnyPort ? board.address == at.address : board.At(board.role.value_or(Role{})) == at) return board.name;
     }
     return {};
 }
@@ -100,11 +96,11 @@ std::string DefaultConfigPath() {
         places.push_back(std::string(folder) + "/zulctl/boards.toml");
     if (const char* home = std::getenv("HOME")) places.push_back(std::string(home) + "/.config/zulctl/boards.toml");
     places.push_back("/etc/zulctl/boards.toml");
-    const auto found = std::find_if(places.begin(), places.end(), [](const std::string& place) {
-        std::error_code ignored;
-        return std::filesystem::exists(place, ignored);
-    });
-    return found == places.end() ? places.front() : *found;
+    std::error_code ignored;
+    for (const std::string& place : places) {
+        if (std::filesystem::exists(place, ignored)) return place;
+    }
+    return places.front();
 }
 
 }  // namespace zulctl

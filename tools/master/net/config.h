@@ -20,6 +20,9 @@ struct NamedBoard {
     std::uint32_t address = 0;
     std::uint16_t port = 0;  ///< 0: the role's
     std::optional<Role> role;
+
+    /// \return the command service, for a role
+    Endpoint At(Role as) const { return {address, port != 0 ? port : CommandPort(as)}; }
 };
 
 struct Config {
@@ -29,7 +32,7 @@ struct Config {
 
     const NamedBoard* Find(const std::string& name) const;
     /// \return the name of the board at a command service, or an empty text
-    std::string NameOf(const Endpoint& at, std::optional<Role> role) const;
+    std::string NameOf(const Endpoint& at) const;
 };
 
 /// Reads a file. Throws Failure(kUsage) with the position of an error; an unknown key is an error.

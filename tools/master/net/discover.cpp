@@ -9,15 +9,6 @@ namespace zulctl {
 
 namespace {
 
-/// The interfaces that a search covers. Throws when the requested one doesn't exist.
-std::vector<Interface> Wanted(const std::string& name) {
-    std::vector<Interface> all = Interfaces();
-    if (name.empty()) return all;
-    std::erase_if(all, [&](const Interface& item) { return item.name != name; });
-    if (all.empty()) throw Failure(kUsage, "no interface " + name + " with an address is up");
-    return all;
-}
-
 void Wake(UdpSocket& socket, const std::vector<Interface>& interfaces) {
     for (const Interface& item : interfaces) {
         socket.SendThrough(item.index);
@@ -45,8 +36,16 @@ std::optional<FoundBoard> Recognise(const Datagram& datagram, bool probed) {
 
 }  // namespace
 
+std::vector<Interface> InterfacesNamed(const std::string& name) {
+    std::vector<Interface> all = Interfaces();
+    if (name.empty()) return all;
+    std::erase_if(all, [&](const Interface& item) { return item.name != name; });
+    if (all.empty()) throw Failure(kUsage, "no interface " + name + " with an address is up");
+    return all;
+}
+
 void Discover(const DiscoverOptions& options, const std::function<bool(const FoundBoard&)>& heard) {
-    const std::vector<Interface> interfaces = Wanted(options.interfaceName);
+    const std::vector<Interface> interfaces = InterfacesNamed(options.interfaceName);
     UdpSocket beacons(options.client.recorder);
     beacons.ShareAddress();
     beacons.Bind(kBeaconPort, kBeaconGroup);
@@ -89,16 +88,14 @@ std::vector<FoundBoard> DiscoverAll(const DiscoverOptions& options) {
         const auto start = Clock::now();
         late = false;
         Discover(options, [&](const FoundBoard& board) {
-            const auto same = std::find_if(boards.begin(), boards.end(),
-                                           [&](const FoundBoard& known) { return known.at == board.at; });
-            if (same != boards.end()) return true;
+            if (std::ranges::find(boards, board.at, &FoundBoard::at) != boards.end()) return true;
             boards.push_back(board);
             late = late || Clock::now() - start > options.time / 2;
             return true;
         });
         late = (late || boards.empty()) && Clock::now() < end;
     }
-    std::sort(boards.begin(), boards.end(), [](const FoundBoard& a, const FoundBoard& b) { return a.at < b.at; });
+    std::ranges::sort(boards, {}, &FoundBoard::at);
     return boards;
 }
 

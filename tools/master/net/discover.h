@@ -32,6 +32,9 @@ struct DiscoverOptions {
     bool wake = true;                      ///< sends the restart request
 };
 
+/// \return the interfaces of this name, or all where it is empty. Throws Failure(kUsage) where none is up
+std::vector<Interface> InterfacesNamed(const std::string& name);
+
 /// Listens for the time and reports each board when it is heard, and at each further beacon.
 /// \param heard  called with each board; false ends the search
 void Discover(const DiscoverOptions& options, const std::function<bool(const FoundBoard&)>& heard);

@@ -19,12 +19,12 @@ constexpr std::size_t kMostEvents = 1000;
 std::vector<GuideEvent> Fetch(Client& client, const std::string& request, Ear* ear) {
     const std::string reply = client.Ask(request, ear);
     if (IsKo(reply)) throw Failure(kRefused, EndpointText(client.Board()) + " refuses the guide query");
-    auto guide = ParseGuideReply(reply);
-    if (!guide || !guide->whole) {
+    auto events = ParseGuideReply(reply);
+    if (!events) {
         throw Failure(kNoAnswer, "the guide reply of {} is damaged: {}", EndpointText(client.Board()),
                       CutToWidth(Escaped(reply), 60));
     }
-    return std::move(guide->events);
+    return *std::move(events);
 }
 
 }  // namespace
@@ -41,8 +41,7 @@ std::vector<Channel> FetchChannels(Client& client) {
             throw Failure(kRefused, "{} doesn't give its channel list while it scans", EndpointText(client.Board()));
         }
         if (datagrams == 1 || text == last) {
-            ScalReport report = ParseScalReport(text);
-            if (report.whole && report.damaged == 0) return std::move(report.channels);
+            if (auto channels = ParseScalReport(text)) return *std::move(channels);
         }
         last = text;
     }

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "net/board_client.h"
+#include "protocol/channels.h"
 #include "protocol/guide_reply.h"
-#include "protocol/scal_report.h"
 
 namespace zulctl {
 

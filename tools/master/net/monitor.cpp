@@ -52,7 +52,7 @@ std::optional<std::string> Monitor::Ask(std::string_view request) {
         if (refused) throw Failure(kNoAnswer, "nobody listens at " + EndpointText(mBoard));
         if (!datagram) continue;
         if (datagram->from.port == mBoard.port) {
-            if (kind.accepts(datagram->bytes)) return std::move(datagram->bytes);
+            if (kind.Accepts(datagram->bytes)) return std::move(datagram->bytes);
             continue;  // the late answer to something else
         }
         mKept.push_back(std::move(datagram->bytes));

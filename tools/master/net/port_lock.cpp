@@ -1,6 +1,6 @@
 // Turns by abstract socket names: the process that has bound the name has the turn; others connect to it and sleep
 // until it is released.
-#include "net/port_lock.h"
+#include "net/board_client.h"
 
 #include <poll.h>
 #include <sys/socket.h>

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "output/similar.h"
+#include "output/escape.h"
 
 namespace zulctl {
 
@@ -33,9 +33,7 @@ std::string Listed(const std::vector<Target>& targets) {
 }
 
 void AddOnce(std::vector<Target>& targets, const Target& target) {
-    const bool known =
-        std::any_of(targets.begin(), targets.end(), [&](const Target& other) { return other.at == target.at; });
-    if (!known) targets.push_back(target);
+    if (std::ranges::find(targets, target.at, &Target::at) == targets.end()) targets.push_back(target);
 }
 
 Failure Roleless(const std::string& board) {
@@ -74,12 +72,9 @@ void Session::Prepare() {
         mClientOptions.timeout = std::chrono::milliseconds(static_cast<long long>(*options.timeoutSeconds * 1000));
     if (!options.recordPath.empty()) mClientOptions.recorder = std::make_shared<Recorder>(options.recordPath);
     if (mInterface.empty()) return;
-    for (const Interface& item : Interfaces()) {
-        if (item.name != mInterface) continue;
-        mClientOptions.localAddress = item.address;
-        mInterfaceIndex = item.index;
-    }
-    if (mInterfaceIndex == 0) throw Failure(kUsage, "no interface " + mInterface + " with an address is up");
+    const Interface chosen = InterfacesNamed(mInterface).back();
+    mClientOptions.localAddress = chosen.address;
+    mInterfaceIndex = chosen.index;
 }
 
 Client Session::Connect(const Target& target) const {
@@ -94,11 +89,9 @@ DiscoverOptions Session::Discovery() const {
     discovery.interfaceName = mInterface;
     if (mClientOptions.timeout) discovery.time = *mClientOptions.timeout;
     for (const NamedBoard& board : mConfig.boards) {
-        for (const Role role : Candidates(board.role)) {
-            discovery.known.push_back({board.address, board.port != 0 ? board.port : CommandPort(role)});
-        }
+        for (const Role role : Candidates(board.role)) discovery.known.push_back(board.At(role));
     }
-    std::sort(discovery.known.begin(), discovery.known.end());
+    std::ranges::sort(discovery.known);
     discovery.known.erase(std::unique(discovery.known.begin(), discovery.known.end()), discovery.known.end());
     return discovery;
 }
@@ -107,7 +100,7 @@ std::vector<Target> Session::Heard() {
     std::vector<Target> targets;
     for (const FoundBoard& board : DiscoverAll(Discovery())) {
         if (!board.beacon.role) continue;
-        const std::string name = mConfig.NameOf(board.at, board.beacon.role);
+        const std::string name = mConfig.NameOf(board.at);
         targets.push_back({name.empty() ? AddressText(board.at.address) : name, board.at, *board.beacon.role});
     }
     return targets;
@@ -135,7 +128,7 @@ std::optional<Target> Session::Known(const NamedBoard& board, std::optional<Role
     if (wanted && board.role && board.role != wanted) throw WrongRole(board.name, *board.role, *wanted);
     const auto role = board.role ? board.role : wanted;
     if (!role) return std::nullopt;
-    return Target{board.name, {board.address, board.port != 0 ? board.port : CommandPort(*role)}, *role};
+    return Target{board.name, board.At(*role), *role};
 }
 
 std::vector<Target> Session::Probe(std::vector<NamedBoard> boards, std::chrono::milliseconds patience) {
@@ -147,8 +140,7 @@ std::vector<Target> Session::Probe(std::vector<NamedBoard> boards, std::chrono::
     do {
         ask.known.clear();
         for (const NamedBoard& board : boards) {
-            for (const Role role : Candidates(std::nullopt))
-                ask.known.push_back({board.address, board.port != 0 ? board.port : CommandPort(role)});
+            for (const Role role : Candidates(std::nullopt)) ask.known.push_back(board.At(role));
         }
         for (const FoundBoard& heard : DiscoverAll(ask)) {
             for (const NamedBoard& board : boards) {
@@ -157,8 +149,7 @@ std::vector<Target> Session::Probe(std::vector<NamedBoard> boards, std::chrono::
             }
         }
         std::erase_if(boards, [&](const NamedBoard& board) {
-            return std::any_of(found.begin(), found.end(),
-                               [&](const Target& target) { return target.name == board.name; });
+            return std::ranges::find(found, board.name, &Target::name) != found.end();
         });
         if (boards.empty()) break;
         out.Progress(fmt::format("waiting for {}, which may be booting or busy with an order...", boards.front().name));
@@ -188,8 +179,8 @@ std::vector<Target> Session::Find(std::optional<Role> role, std::vector<Failure>
         const auto answering = Probe(roleless, Timeout().value_or(kBusyPatience));
         for (const Target& target : answering) AddOnce(targets, target);
         for (const NamedBoard& board : roleless) {
-            const auto isIt = [&](const Target& target) { return target.name == board.name; };
-            if (std::none_of(answering.begin(), answering.end(), isIt)) missing.push_back(Roleless(board.name));
+            const bool answers = std::ranges::find(answering, board.name, &Target::name) != answering.end();
+            if (!answers) missing.push_back(Roleless(board.name));
         }
     }
     if (options.boards.empty() || options.all) FindUnasked(options.all, role, targets, missing);
@@ -205,7 +196,7 @@ void Session::FindUnasked(bool all, std::optional<Role> role, std::vector<Target
     const bool listen = all || std::any_of(named.begin(), named.end(), [](const auto& board) { return !board.role; });
     const std::vector<Target> heard = listen ? Heard() : std::vector<Target>();
     for (const Target& target : heard) {
-        const bool isWanted = all || !mConfig.NameOf(target.at, target.role).empty();
+        const bool isWanted = all || !mConfig.NameOf(target.at).empty();
         if (isWanted && (!role || target.role == role)) AddOnce(targets, target);
     }
     for (const NamedBoard& board : named) {
@@ -242,9 +233,8 @@ Target Session::OneBoard(std::optional<Role> role) {
     const std::vector<Target> targets = Find(role, missing);
     if (targets.empty()) throw missing.front();
     if (targets.size() == 1) return targets.front();
-    const bool sameAddress = std::all_of(targets.begin(), targets.end(), [&](const Target& target) {
-        return target.at.address == targets.front().at.address;
-    });
+    const bool sameAddress = std::ranges::all_of(
+        targets, [&](const Target& target) { return target.at.address == targets.front().at.address; });
     throw Failure(kUsage, "which board? say it with --board{}:{}", sameAddress ? " ADDRESS:PORT" : "", Listed(targets));
 }
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "net/board_client.h"
+#include "protocol/requests_text.h"
 #include "protocol/status.h"
-#include "protocol/stream_request.h"
 
 namespace zulctl {
 

@@ -111,15 +111,12 @@ void UdpSocket::OnlyFrom(const Endpoint& peer) {
 }
 
 bool UdpSocket::Join(std::uint32_t group, int interfaceIndex) {
-    ip_mreqn request{};
-    request.imr_multiaddr.s_addr = htonl(group);
-    request.imr_ifindex = interfaceIndex;
+    const ip_mreqn request{.imr_multiaddr = {htonl(group)}, .imr_address = {}, .imr_ifindex = interfaceIndex};
     return setsockopt(mFd, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request, sizeof request) == 0;
 }
 
 void UdpSocket::SendThrough(int interfaceIndex) {
-    ip_mreqn request{};
-    request.imr_ifindex = interfaceIndex;
+    const ip_mreqn request{.imr_multiaddr = {}, .imr_address = {}, .imr_ifindex = interfaceIndex};
     if (setsockopt(mFd, IPPROTO_IP, IP_MULTICAST_IF, &request, sizeof request) != 0) Fail("multicast interface");
 }
 

@@ -11,16 +11,22 @@ namespace zulctl {
 
 namespace {
 
-/// Takes one character off UTF-8. \return it, or a negative number for bytes that are ill-formed
-UChar32 TakeUtf8(std::string_view& rest) {
+struct Character {
+    UChar32 code;  ///< negative for bytes that are ill-formed
+    std::string_view bytes;
+};
+
+/// Takes one character off UTF-8.
+Character TakeUtf8(std::string_view& rest) {
     std::int32_t size = 0;
     UChar32 c = 0;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"  // inside the macro
     U8_NEXT(rest.data(), size, static_cast<std::int32_t>(rest.size()), c);
 #pragma GCC diagnostic pop
-    rest.remove_prefix(static_cast<std::size_t>(size));
-    return c;
+    const std::string_view bytes = rest.substr(0, static_cast<std::size_t>(size));
+    rest.remove_prefix(bytes.size());
+    return {c, bytes};
 }
 
 bool IsControl(UChar32 c) { return (U_GET_GC_MASK(c) & (U_GC_CC_MASK | U_GC_ZL_MASK | U_GC_ZP_MASK)) != 0; }
@@ -41,19 +47,12 @@ std::size_t CharacterWidth(UChar32 c) {
 }  // namespace
 
 std::string Escaped(std::string_view bytes) {
+    constexpr std::string_view kNamed = "\\\r\n\t", kNames = "\\rnt";
     std::string text;
     while (!bytes.empty()) {
-        std::string_view piece = bytes;
-        const UChar32 c = TakeUtf8(bytes);
-        piece.remove_suffix(bytes.size());
-        if (c == '\\')
-            text += "\\\\";
-        else if (c == '\r')
-            text += "\\r";
-        else if (c == '\n')
-            text += "\\n";
-        else if (c == '\t')
-            text += "\\t";
+        const auto [c, piece] = TakeUtf8(bytes);
+        if (const std::size_t known = kNamed.find(piece); known != std::string_view::npos)
+            text += {'\\', kNames[known]};
         else if (c < 0 || (c < 0x80 && IsUnsafe(c)))
             for (const char byte : piece) text += fmt::format("\\x{:02x}", static_cast<unsigned char>(byte));
         else if (IsUnsafe(c))
@@ -78,9 +77,7 @@ std::string EscapedMessage(std::string_view message) {
 std::string Blanked(std::string_view bytes) {
     std::string text;
     while (!bytes.empty()) {
-        std::string_view piece = bytes;
-        const UChar32 c = TakeUtf8(bytes);
-        piece.remove_suffix(bytes.size());
+        const auto [c, piece] = TakeUtf8(bytes);
         text += c < 0 || IsControl(c) ? " " : piece;
     }
     return text;
@@ -96,7 +93,7 @@ std::string ShellWord(const std::string& word) {
 
 std::size_t DisplayWidth(std::string_view text) {
     std::size_t width = 0;
-    while (!text.empty()) width += CharacterWidth(TakeUtf8(text));
+    while (!text.empty()) width += CharacterWidth(TakeUtf8(text).code);
     return width;
 }
 
@@ -106,7 +103,7 @@ std::string CutToWidth(std::string_view text, std::size_t columns) {
     std::size_t width = 0;
     std::size_t kept = 0;
     while (!rest.empty()) {
-        width += CharacterWidth(TakeUtf8(rest));
+        width += CharacterWidth(TakeUtf8(rest).code);
         if (width + 1 > columns) break;
         kept = text.size() - rest.size();
     }

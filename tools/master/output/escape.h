@@ -1,9 +1,10 @@
-/// Text for terminals and logs: text of broadcasts and replies is always escaped.
+/// Text for terminals and logs: text of broadcasts and replies is always escaped. Suggestions for mistyped words.
 #pragma once
 
 #include <chrono>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "common/byte_text.h"
 
@@ -24,6 +25,9 @@ std::string Blanked(std::string_view bytes);
 
 /// \return a word for a command line in an advice: quoted where a shell needs that, and escaped
 std::string ShellWord(const std::string& word);
+
+/// \return "; did you mean \"status\"?" for the most similar of the known words, or an empty text where none is
+std::string DidYouMean(std::string_view word, const std::vector<std::string>& known);
 
 /// \return the columns that escaped UTF-8 text takes on a terminal
 std::size_t DisplayWidth(std::string_view text);

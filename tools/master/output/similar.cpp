@@ -1,10 +1,8 @@
 // Similarity of words: the least number of characters inserted, removed, replaced or swapped with their neighbour.
-#include "output/similar.h"
+#include "output/escape.h"
 
 #include <algorithm>
 #include <cctype>
-
-#include "output/escape.h"
 
 namespace zulctl {
 

@@ -50,18 +50,15 @@ std::vector<std::size_t> Table::Widths(std::size_t width) const {
         widths.push_back(wanted);
     }
     // First shrink the elastic columns, the widest first; then drop whole columns.
-    const auto shrink = [&] {
-        while (Total(widths) > width) {
-            std::size_t widest = kLeftOut;
-            for (std::size_t n = 0; n < widths.size(); ++n) {
-                if (!mColumns[n].elastic || widths[n] == kLeftOut || widths[n] <= kLeastElastic) continue;
-                if (widest == kLeftOut || widths[n] > widths[widest]) widest = n;
-            }
-            if (widest == kLeftOut) return;
-            --widths[widest];
+    while (Total(widths) > width) {
+        std::size_t widest = kLeftOut;
+        for (std::size_t n = 0; n < widths.size(); ++n) {
+            if (!mColumns[n].elastic || widths[n] <= kLeastElastic) continue;
+            if (widest == kLeftOut || widths[n] > widths[widest]) widest = n;
         }
-    };
-    shrink();
+        if (widest == kLeftOut) break;
+        --widths[widest];
+    }
     while (Total(widths) > width) {
         std::size_t victim = kLeftOut;
         for (std::size_t n = 0; n < widths.size(); ++n) {

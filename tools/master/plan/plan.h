@@ -15,9 +15,9 @@
 #include <string>
 #include <vector>
 
-#include "protocol/scal_report.h"
+#include "protocol/channels.h"
+#include "protocol/requests_text.h"
 #include "protocol/status.h"
-#include "protocol/stream_request.h"
 
 namespace zulctl {
 

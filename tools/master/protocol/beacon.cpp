@@ -46,10 +46,8 @@ std::optional<Beacon> ParseBeacon(std::string_view rest) {
     }
     if (beacon.uuid.empty()) return std::nullopt;
     const std::string tail = beacon.uuid.substr(beacon.uuid.rfind('-') + 1);
-    if (tail.size() == kMacDigits &&
-        std::all_of(tail.begin(), tail.end(), [](unsigned char c) { return std::isxdigit(c); })) {
-        beacon.mac = tail;
-    }
+    const bool digits = std::ranges::all_of(tail, [](unsigned char c) { return std::isxdigit(c); });
+    if (tail.size() == kMacDigits && digits) beacon.mac = tail;
     if (beacon.model.find("_TX_") != std::string::npos) beacon.role = Role::kTransmitter;
     if (beacon.model.find("_RX_") != std::string::npos) beacon.role = Role::kReceiver;
     return beacon;

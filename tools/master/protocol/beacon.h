@@ -11,8 +11,7 @@ namespace zulctl {
 
 inline constexpr std::uint32_t kBeaconGroup = 0xEFFFFAFA;  ///< 239.255.250.250
 inline constexpr std::uint16_t kBeaconPort = 52428;
-inline constexpr std::uint16_t kBeaconRestartPort =
-    52429;  ///< any datagram there makes a board send its beacon immediately
+inline constexpr std::uint16_t kBeaconRestartPort = 52429;  ///< a datagram there makes a board send its beacon at once
 
 enum class Role { kTransmitter, kReceiver };
 const char* RoleName(Role role);

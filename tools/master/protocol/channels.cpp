@@ -8,7 +8,6 @@
 
 #include "output/escape.h"
 #include "output/failure.h"
-#include "output/similar.h"
 #include "protocol/requests.h"
 
 namespace zulctl {

@@ -1,4 +1,4 @@
-// IPv4 addresses and ports.
+// IPv4 addresses, ports and ids of programmes.
 #include "protocol/endpoint.h"
 
 #include <fmt/format.h>
@@ -6,14 +6,12 @@
 #include <algorithm>
 #include <charconv>
 
+#include "output/failure.h"
+
 namespace zulctl {
 
 sockaddr_in Endpoint::Sockaddr() const {
-    sockaddr_in result{};
-    result.sin_family = AF_INET;
-    result.sin_port = htons(port);
-    result.sin_addr.s_addr = htonl(address);
-    return result;
+    return {.sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {htonl(address)}, .sin_zero = {}};
 }
 
 std::string EndpointText(const Endpoint& endpoint) {
@@ -26,6 +24,14 @@ std::optional<std::uint32_t> ParseNumber(std::string_view text, int base, std::u
     const auto [stop, error] = std::from_chars(text.data(), end, value, base);
     if (error != std::errc{} || stop != end || value > most) return std::nullopt;
     return value;
+}
+
+ProgrammeId ParseProgramme(const std::string& text) {
+    const std::size_t colon = text.find(':');
+    const auto transport = ParseNumber(text.substr(0, colon), 16, 0xFFFF);
+    const auto programme = colon == std::string::npos ? std::nullopt : ParseNumber(text.substr(colon + 1), 16, 0xFFFF);
+    if (!transport || !programme) throw Failure(kUsage, "\"{}\" isn't TSID:NUMBER in hexadecimal", text);
+    return {static_cast<std::uint16_t>(*transport), static_cast<std::uint16_t>(*programme)};
 }
 
 std::optional<std::uint32_t> ParseAddress(std::string_view text) {

@@ -1,4 +1,4 @@
-/// IPv4 addresses and ports, as people write them.
+/// IPv4 addresses and ports, and ids of programmes, as people write them.
 #pragma once
 
 #include <netinet/in.h>
@@ -26,6 +26,13 @@ struct Endpoint {
     sockaddr_in Sockaddr() const;
 };
 
+/// A programme of a multiplex.
+struct ProgrammeId {
+    std::uint16_t transportId;
+    std::uint16_t programme;
+    auto operator<=>(const ProgrammeId&) const = default;
+};
+
 /// \return "address:port"
 std::string EndpointText(const Endpoint& endpoint);
 
@@ -37,6 +44,9 @@ std::optional<Endpoint> ParseEndpoint(std::string_view text);
 
 /// \return the whole text as a number in base 10 or 16 that is no larger than `most`, or nothing
 std::optional<std::uint32_t> ParseNumber(std::string_view text, int base = 10, std::uint32_t most = 0xFFFFFFFF);
+
+/// \return "1a2b:3c4d" read as transport and programme id. Throws Failure(kUsage).
+ProgrammeId ParseProgramme(const std::string& text);
 
 constexpr bool IsMulticast(std::uint32_t address) { return (address >> 28) == 0xE; }
 

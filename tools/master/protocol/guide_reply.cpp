@@ -71,18 +71,13 @@ std::optional<GuideEvent> TakeEvent(TextWalk& reply) {
 
 }  // namespace
 
-std::optional<GuideReply> ParseGuideReply(std::string_view text) {
-    if (!text.starts_with("EITI ")) return std::nullopt;
-    GuideReply reply;
+std::optional<std::vector<GuideEvent>> ParseGuideReply(std::string_view text) {
+    std::vector<GuideEvent> events;
+    if (text == "EITI OK\r\n") return events;
     TextWalk walk(text);
-    if (text == "EITI OK\r\n") {
-        reply.whole = true;
-        return reply;
-    }
-    while (auto event = TakeEvent(walk)) reply.events.push_back(*std::move(event));
+    while (auto event = TakeEvent(walk)) events.push_back(*std::move(event));
     walk.Take("OK\r\n");
-    reply.whole = walk.AtEnd();
-    return reply;
+    return !events.empty() && walk.AtEnd() ? std::optional(events) : std::nullopt;
 }
 
 }  // namespace zulctl

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "protocol/endpoint.h"
 #include "protocol/status.h"
-#include "protocol/stream_request.h"
 
 namespace zulctl {
 
@@ -19,15 +19,10 @@ struct GuideEvent {
     Minutes End() const { return start + duration; }
 };
 
-struct GuideReply {
-    std::vector<GuideEvent> events;
-    bool whole = false;  ///< the reply's end was received
-};
-
 /// Reads "EITI d3a4 1930 1015 S4,00[News]L0,00[] CR LF", a line an event, then "OK CR LF"; "EITI OK CR LF" is an empty
 /// one. The texts are taken by their length fields, since they may hold any byte. In mode 0 the text is unchanged;
-/// in another mode each byte is two hexadecimal digits with a blank between. Parsing stops at damaged data.
-/// \return nothing for a text that isn't a guide reply
-std::optional<GuideReply> ParseGuideReply(std::string_view reply);
+/// in another mode each byte is two hexadecimal digits with a blank between.
+/// \return nothing for a text that isn't a guide reply, or a damaged one
+std::optional<std::vector<GuideEvent>> ParseGuideReply(std::string_view reply);
 
 }  // namespace zulctl

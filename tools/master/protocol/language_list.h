@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "protocol/stream_request.h"
+#include "protocol/endpoint.h"
 
 namespace zulctl {
 

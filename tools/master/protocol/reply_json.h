@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "protocol/beacon.h"
+#include "protocol/channels.h"
 #include "protocol/guide_reply.h"
-#include "protocol/scal_report.h"
 #include "protocol/status.h"
 
 namespace zulctl {

@@ -26,8 +26,11 @@ struct RequestKind {
     Route route;
     std::chrono::milliseconds patience;  ///< for one try, with room for what the board does before it answers
     int tries;                           ///< 1 for what must not be repeated: a lost answer isn't a lost request
-    bool (*accepts)(std::string_view);   ///< shape of an answer
-    std::string_view note;               ///< what an answer is, for --help and documents
+    std::string_view answer, orElse;     ///< how an answer begins, unless it is KO
+    std::string_view note;               ///< what an answer is, for messages
+    std::size_t size = 0;                ///< of the answer; 0 for any
+
+    bool Accepts(std::string_view reply) const;
 };
 
 /// \return the row of a request; the last row, which takes anything, for a text that no keyword begins

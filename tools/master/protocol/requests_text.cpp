@@ -28,6 +28,12 @@ constexpr FieldRange kPageFields[] = {{"x", -1280, 1280}, {"y", -768, 768},     
                                       {"height", 0, 768}, {"page alpha", 0, 255}, {"video alpha", 0, 255}};
 constexpr std::size_t kLongestUrl = 255;  // what the player's message holds
 constexpr std::size_t kLanguageSize = 3;
+/// A board keeps this much of a request's text for its next start; a longer one would come back in pieces.
+constexpr std::size_t kLongestSaved = 254;
+
+void CheckSlot(int slot) {
+    if (slot < 0 || slot >= kStreamSlots) Wrong("a board has slots 0 to {}, not {}", kStreamSlots - 1, slot);
+}
 
 /// "eng:3" as "eng,3".
 std::string LanguageFields(const std::string& text) {
@@ -35,8 +41,7 @@ std::string LanguageFields(const std::string& text) {
     const std::string code = text.substr(0, colon);
     const auto type =
         colon == std::string::npos ? std::optional<std::uint32_t>(0) : ParseNumber(text.substr(colon + 1), 16, 255);
-    const bool plain =
-        std::all_of(code.begin(), code.end(), [](unsigned char c) { return c > 0x20 && c < 0x7F && c != ','; });
+    const bool plain = std::ranges::all_of(code, [](unsigned char c) { return c > 0x20 && c < 0x7F && c != ','; });
     if (code.size() != kLanguageSize || !plain || !type) {
         Wrong("\"{}\" isn't a language of three characters, with :TYPE in hexadecimal behind it or not", Escaped(text));
     }
@@ -51,6 +56,31 @@ std::uint32_t Address(const std::string& text, const char* what) {
 
 }  // namespace
 
+std::string StartText(const StreamRequest& request) {
+    if (!IsMulticast(request.to.address)) {
+        Wrong("{} isn't a multicast group (224.0.0.0 to 239.255.255.255)", AddressText(request.to.address));
+    }
+    if (request.to.port == 0) Wrong("a stream needs a port from 1 to 65535");
+    if (request.channel < 0 || request.channel > kHighestChannel) {
+        Wrong("a tuner has channels 0 to {}, not {}", kHighestChannel, request.channel);
+    }
+    if (request.slot) CheckSlot(*request.slot);
+    std::string text = request.slot ? fmt::format("UNIT4,{},", *request.slot) : "UNIT1,";
+    text += fmt::format("{},{},{:x}", AddressText(request.to.address), request.to.port, request.channel);
+    for (const ProgrammeId& id : request.programmes) text += fmt::format(",{:x},{:x}", id.transportId, id.programme);
+    if (text.size() > kLongestSaved) {
+        Wrong("{} programmes are too many for one stream; leave them out to send the whole channel",
+              request.programmes.size());
+    }
+    return text;
+}
+
+std::string StopText(std::optional<int> slot) {
+    if (!slot) return "UNIT0";
+    CheckSlot(*slot);
+    return fmt::format("UNIT5,{}", *slot);
+}
+
 std::string PlayText(const Endpoint& stream, std::optional<std::uint16_t> programme) {
     if (!IsMulticast(stream.address)) Wrong("{} isn't a multicast group", AddressText(stream.address));
     const std::string target = fmt::format("{},{}", AddressText(stream.address), stream.port);
@@ -62,7 +92,7 @@ std::string PageText(const PageRequest& request) {
     if (request.url.size() > kLongestUrl)
         Wrong("an address has at most {} characters, not {}", kLongestUrl, request.url.size());
     if (BeginsWith(request.url, "key")) Wrong("a board takes an address that begins with \"key\" for a key");
-    if (std::any_of(request.url.begin(), request.url.end(), [](unsigned char c) { return c <= 0x20 || c == 0x7F; })) {
+    if (std::ranges::any_of(request.url, [](unsigned char c) { return c <= 0x20 || c == 0x7F; })) {
         Wrong("an address has no blanks or control characters; write %20");
     }
     std::string text = "URL" + request.url;

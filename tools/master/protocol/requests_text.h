@@ -6,10 +6,25 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "protocol/endpoint.h"
+#include "protocol/status.h"
 
 namespace zulctl {
+
+inline constexpr int kStreamSlots = 8;
+
+/// A requested stream.
+struct StreamRequest {
+    Endpoint to;
+    int channel = 0;                      ///< of the tuner, 0 to 158
+    std::vector<ProgrammeId> programmes;  ///< empty: all of the channel
+    std::optional<int> slot;              ///< nothing: replaces all running streams
+};
+
+/// UNIT1 or UNIT4: starts a stream. UNIT0 or UNIT5: stops all, or that of a slot.
+std::string StartText(const StreamRequest& request);
+std::string StopText(std::optional<int> slot);
 
 /// UNIT1 or UNIT3: plays a stream.
 std::string PlayText(const Endpoint& stream, std::optional<std::uint16_t> programme);

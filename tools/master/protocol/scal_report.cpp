@@ -1,11 +1,12 @@
 // The channel list.
-#include "protocol/scal_report.h"
+#include "protocol/channels.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
 #include "output/escape.h"
+#include "protocol/status.h"
 #include "protocol/text_modes.h"
 #include "protocol/text_walk.h"
 
@@ -73,28 +74,16 @@ std::string Channel::NumberText() const { return number == 0 ? "" : fmt::format(
 
 bool EndsScalReport(std::string_view datagram) { return datagram.ends_with(kEnd); }
 
-ScalReport ParseScalReport(std::string_view text) {
-    ScalReport report;
+std::optional<std::vector<Channel>> ParseScalReport(std::string_view text) {
+    std::vector<Channel> channels;
     TextWalk walk(text);
-    while (!walk.Rest().empty()) {
-        if (walk.Rest() == kEnd) {
-            report.whole = true;
-            break;
-        }
-        if (auto channel = TakeLine(walk)) {
-            channel->index = static_cast<int>(report.channels.size()) + 1;
-            report.channels.push_back(*std::move(channel));
-            continue;
-        }
-        ++report.damaged;
-        const std::size_t next = walk.Rest().find("SCAL ", 1);
-        if (next == std::string_view::npos) {
-            report.whole = EndsScalReport(walk.Rest());
-            break;
-        }
-        walk.Exactly(next);
+    while (walk.Rest() != kEnd) {
+        auto channel = TakeLine(walk);
+        if (!channel) return std::nullopt;
+        channel->index = static_cast<int>(channels.size()) + 1;
+        channels.push_back(*std::move(channel));
     }
-    return report;
+    return channels;
 }
 
 }  // namespace zulctl

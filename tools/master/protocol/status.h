@@ -62,9 +62,11 @@ std::optional<std::string> ParseVersion(std::string_view reply);
 /// \return the moment of "TIME d3a4 1930 OK"
 std::optional<Minutes> ParseBroadcastTime(std::string_view reply);
 
+inline constexpr int kHighestChannel = 158;  ///< of a tuner
+
 /// The channels that a tuner has, and that a scan walks over.
 struct ChannelRange {
-    int first = 1, last = 158;
+    int first = 1, last = kHighestChannel;
     /// \return how much of the range lies before a channel
     int Percent(int channel) const { return std::clamp((channel - first) * 100 / (last - first + 1), 0, 100); }
 };

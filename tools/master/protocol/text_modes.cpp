@@ -5,7 +5,6 @@
 #include <unicode/unistr.h>
 
 #include <algorithm>
-#include <iterator>
 
 #include "output/escape.h"
 
@@ -20,8 +19,7 @@ struct Pages {
 constexpr Pages kPages[] = {{0x00, 0x06}, {0x09, 0x0E}, {0x10, 0x10}, {0x20, 0x27}, {0x30, 0x33}};
 
 constexpr bool IsPage(std::uint8_t mode) {
-    return std::any_of(std::begin(kPages), std::end(kPages),
-                       [&](const Pages& pages) { return mode >= pages.first && mode <= pages.last; });
+    return std::ranges::any_of(kPages, [&](const Pages& pages) { return mode >= pages.first && mode <= pages.last; });
 }
 
 std::string Converted(std::string_view bytes, const char* charset) {

@@ -50,11 +50,8 @@ class TextWalk {
     std::uint16_t Hex16() { return static_cast<std::uint16_t>(Small(0xFFFF, 16)); }
     /// Takes a text and what precedes it.
     std::string Until(std::string_view end) {
-        const std::size_t at = mRest.find(end);
-        if (at == std::string_view::npos) mOk = false;
-        if (!mOk) return {};
-        std::string front(mRest.substr(0, at));
-        mRest.remove_prefix(at + end.size());
+        std::string front = Exactly(mRest.find(end));  // npos is more than there is
+        Take(end);
         return front;
     }
     /// Takes exactly `count` bytes.

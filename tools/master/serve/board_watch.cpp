@@ -103,7 +103,7 @@ void BoardWatch::Add(const Endpoint& at, Role role, bool named) {
     const std::lock_guard lock(mMutex);
     if (mBoards.size() >= kMostBoards || mBoards.contains(at)) return;
     Entry& entry = mBoards[at];
-    const std::string name = mOptions.names.NameOf(at, role);
+    const std::string name = mOptions.names.NameOf(at);
     entry.state.at = at, entry.state.role = role;
     entry.state.name = name.empty() ? AddressText(at.address) : name;
     entry.state.known = entry.due = Clock::now();
