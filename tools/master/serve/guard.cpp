@@ -2,6 +2,7 @@
 #include "serve/guard.h"
 
 #include <fmt/format.h>
+#include <nettle/memops.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 
@@ -25,11 +26,7 @@ std::string Lower(std::string_view text) {
 
 /// Takes the same time wherever the texts differ.
 bool SameSecret(std::string_view a, std::string_view b) {
-    unsigned difference = a.size() == b.size() ? 0 : 1;
-    for (std::size_t n = 0; n < a.size(); ++n) {
-        difference |= static_cast<unsigned char>(a[n]) ^ static_cast<unsigned char>(b.empty() ? 0 : b[n % b.size()]);
-    }
-    return difference == 0;
+    return a.size() == b.size() && memeql_sec(a.data(), b.data(), a.size()) != 0;
 }
 
 }  // namespace

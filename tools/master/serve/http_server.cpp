@@ -136,24 +136,11 @@ void SetOptions(socket_t fd) {
     setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
 }
 
-HttpRequest Converted(const httplib::Request& request) {
-    HttpRequest converted{request.method, request.path, {}, {}, 0, request.body};
-    for (const auto& [name, value] : request.params) converted.query.emplace(name, value);
-    converted.header = [&request](const char* name) { return request.get_header_value(name); };
-    converted.hosts = static_cast<int>(request.get_header_value_count("Host"));
-    return converted;
-}
-
-void Give(const HttpAnswer& answer, httplib::Response& response) {
-    response.status = answer.status;
-    if (!answer.allow.empty()) response.set_header("Allow", answer.allow);
-    response.set_content(answer.body ? *answer.body : std::string(), answer.type);
-}
-
 }  // namespace
 
-HttpAnswer TextAnswer(int status, std::string type, std::string body) {
-    return {status, std::move(type), std::make_shared<const std::string>(std::move(body)), {}};
+void Answer(httplib::Response& response, int status, const std::string& body, const std::string& type) {
+    response.status = status;
+    response.set_content(body, type);
 }
 
 class HttpServer::Impl final : public httplib::Server {
@@ -180,8 +167,7 @@ class HttpServer::Impl final : public httplib::Server {
     WaitingRoom mRoom;
 };
 
-HttpServer::HttpServer(std::function<HttpAnswer(const HttpRequest&)> check,
-                       std::function<HttpAnswer(const HttpRequest&)> handle)
+HttpServer::HttpServer(std::function<bool(const httplib::Request&, httplib::Response&)> check, const Handler& handle)
     : mpImpl(std::make_unique<Impl>()) {
     httplib::Server& server = *mpImpl;
     server.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
@@ -190,12 +176,11 @@ HttpServer::HttpServer(std::function<HttpAnswer(const HttpRequest&)> check,
     server.set_tcp_nodelay(true);
     server.set_socket_options(SetOptions);
     // Paths aren't given to httplib, which would take them for regular expressions and for files.
-    const auto respond = [check, handle](const httplib::Request& request, httplib::Response& response) {
-        const HttpRequest converted = Converted(request);
-        HttpAnswer answer = check(converted);
-        if (answer.status == 200 && request.method == "POST") return httplib::Server::HandlerResponse::Unhandled;
-        if (answer.status == 200) answer = handle(converted);
-        Give(answer, response);
+    const auto respond = [check = std::move(check), handle](const httplib::Request& request,
+                                                            httplib::Response& response) {
+        if (!check(request, response)) return httplib::Server::HandlerResponse::Handled;
+        if (request.method == "POST") return httplib::Server::HandlerResponse::Unhandled;
+        handle(request, response);
         return httplib::Server::HandlerResponse::Handled;
     };
     server.set_pre_routing_handler(respond);
@@ -204,9 +189,7 @@ HttpServer::HttpServer(std::function<HttpAnswer(const HttpRequest&)> check,
         if (respond(request, response) == httplib::Server::HandlerResponse::Handled) return response.status;
         return request.get_header_value<std::uint64_t>("Content-Length") > kLargestBody ? response.status = 413 : 100;
     });
-    server.Post("[^]*", [handle](const httplib::Request& request, httplib::Response& response) {
-        Give(handle(Converted(request)), response);
-    });
+    server.Post("[^]*", handle);
 }
 
 HttpServer::~HttpServer() { Stop(); }

@@ -2,11 +2,15 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
 
 #include "protocol/endpoint.h"
+
+namespace httplib {
+struct Request;
+struct Response;
+}  // namespace httplib
 
 namespace zulctl::serve {
 
@@ -16,29 +20,17 @@ inline constexpr int kRequestSeconds = 3;  ///< for a request to come in whole
 /// Connections of one client address that may wait for the client; one more closes the one that has waited longest.
 inline constexpr int kWaitingOfOne = 64;
 
-struct HttpRequest {
-    std::string method, path;                        ///< path: decoded, without the query
-    std::map<std::string, std::string> query;        ///< the first value of each name
-    std::function<std::string(const char*)> header;  ///< value of a header, or an empty text
-    int hosts = 0;                                   ///< how many Host headers there are
-    std::string body;                                ///< of a POST
-};
-
-struct HttpAnswer {
-    int status = 200;
-    std::string type = "application/json; charset=utf-8";
-    std::shared_ptr<const std::string> body;
-    std::string allow{};  ///< Allow header of a 405
-};
-
-HttpAnswer TextAnswer(int status, std::string type, std::string body);
+/// Fills a response.
+void Answer(httplib::Response& response, int status, const std::string& body,
+            const std::string& type = "application/json; charset=utf-8");
 
 class HttpServer {
  public:
-    /// \param check   called before a body is read; an answer other than 200 ends the request
-    /// \param handle  called from several threads
-    HttpServer(std::function<HttpAnswer(const HttpRequest&)> check,
-               std::function<HttpAnswer(const HttpRequest&)> handle);
+    using Handler = std::function<void(const httplib::Request&, httplib::Response&)>;
+
+    /// \param check   called before a body is read; false: it has filled the response, which ends the request
+    /// \param handle  fills the response; called from several threads
+    HttpServer(std::function<bool(const httplib::Request&, httplib::Response&)> check, const Handler& handle);
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;

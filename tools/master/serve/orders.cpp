@@ -111,13 +111,11 @@ constexpr struct {
     {"/api/play/stop", Role::kReceiver, "zulctl.order/1", StopPlaying},
 };
 
-HttpAnswer JsonAnswer(int status, std::string body) { return TextAnswer(status, HttpAnswer{}.type, std::move(body)); }
-
 int StatusOf(const Failure& failure) { return failure.code == kUsage ? 400 : failure.code == kRefused ? 409 : 504; }
 
 }  // namespace
 
-HttpAnswer Orders::Obey(const std::string& path, const std::string& text) {
+std::pair<int, std::string> Orders::Obey(const std::string& path, const std::string& text) {
     for (const auto& order : kOrders) {
         if (path != order.path) continue;
         try {
@@ -130,14 +128,14 @@ HttpAnswer Orders::Obey(const std::string& path, const std::string& text) {
             Client client = mrBoards.Connect(board->at);
             Json done = {{"schema", order.schema}};
             done.update(order.obey(mrBoards, client, body));
-            return JsonAnswer(200, done.dump());
+            return {200, done.dump()};
         } catch (const TurnTaken& failure) {
-            return JsonAnswer(409, ErrorJson(failure.what()));
+            return {409, ErrorJson(failure.what())};
         } catch (const Failure& failure) {
-            return JsonAnswer(StatusOf(failure), ErrorJson(failure.what()));
+            return {StatusOf(failure), ErrorJson(failure.what())};
         }
     }
-    return JsonAnswer(404, ErrorJson("there is no such order"));
+    return {404, ErrorJson("there is no such order")};
 }
 
 }  // namespace zulctl::serve

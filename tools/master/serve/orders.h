@@ -2,9 +2,9 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "serve/board_watch.h"
-#include "serve/http_server.h"
 
 namespace zulctl::serve {
 
@@ -18,8 +18,9 @@ class Orders {
     ///     /api/stream/stop   {"board": ID, "slot": 0 to 7 or null}
     ///     /api/play          {"board": ID, "stream": "GROUP:PORT", "programme": NUMBER or null}
     ///     /api/play/stop     {"board": ID}
-    /// Only watched boards take orders. \return what the command line prints with --json, or an error
-    HttpAnswer Obey(const std::string& path, const std::string& body);
+    /// Only watched boards take orders. \return the HTTP status, and what the command line prints with --json, or an
+    /// error
+    std::pair<int, std::string> Obey(const std::string& path, const std::string& body);
 
  private:
     BoardWatch& mrBoards;

@@ -9,12 +9,8 @@
 namespace zulctl::serve {
 
 const char* BoardHealthName(BoardHealth health) {
-    switch (health) {
-        case BoardHealth::kGood: return "good";
-        case BoardHealth::kBusy: return "busy";
-        case BoardHealth::kSilent: return "silent";
-        default: return "waiting";
-    }
+    constexpr const char* kNames[] = {"waiting", "good", "busy", "silent"};
+    return kNames[static_cast<std::size_t>(health)];
 }
 
 BoardHealth HealthOf(const BoardState& board, Clock::time_point now) {
@@ -45,11 +41,8 @@ std::vector<const BoardState*> Overview::PlayersOf(const Endpoint& group) const 
 std::optional<Diagnosis> Overview::DarknessOf(const BoardState& receiver) const {
     if (!receiver.receiver || !receiver.trouble.empty()) return std::nullopt;
     ScreenView view{receiver.name, "", *receiver.receiver};
-    const auto group = view.status.Group();
-    const auto stream =
-        std::find_if(streams.begin(), streams.end(), [&](const Measured& measured) { return measured.group == group; });
-    if (!group || stream == streams.end()) return std::nullopt;
-    if (!stream->trouble.empty()) return std::nullopt;
+    const auto stream = std::ranges::find(streams, view.status.Group(), &Measured::group);
+    if (stream == streams.end() || !stream->trouble.empty()) return std::nullopt;
     const Health health = HealthOf(*stream);
     if (health != Health::kSilent) {
         if (!stream->report) return std::nullopt;
@@ -67,9 +60,9 @@ std::optional<Diagnosis> Overview::DarknessOf(const BoardState& receiver) const 
 }
 
 std::optional<std::vector<std::string>> Overview::DifferencesOf(const BoardState& board) const {
-    const auto planned = plan != nullptr ? plan->find(board.at) : decltype(plan->find(board.at)){};
-    if (plan == nullptr || planned == plan->end()) return std::nullopt;
-    if (!board.trouble.empty() || !board.transmitter || board.transmitter->cut || !board.scan) return std::nullopt;
+    const auto planned = plan.find(board.at);
+    if (planned == plan.end() || !board.trouble.empty() || !board.transmitter || board.transmitter->cut || !board.scan)
+        return std::nullopt;
     if (!board.channels && !planned->second.streams.empty()) return std::nullopt;
     std::vector<std::string> differences;
     try {
@@ -81,13 +74,6 @@ std::optional<std::vector<std::string>> Overview::DifferencesOf(const BoardState
         differences.emplace_back(failure.what());
     }
     return differences;
-}
-
-Overview TakeOverview(const BoardWatch& boards, const StreamWatch& streams, const Stills* stills) {
-    Overview overview{Clock::now(), boards.Boards(), streams.Streams(), {}, nullptr, false};
-    for (const Measured& stream : overview.streams)
-        overview.stills.push_back(stills != nullptr ? stills->Of(stream.group) : Still{});
-    return overview;
 }
 
 const Channel* ChannelOf(const BoardState& board, std::uint16_t programme) {

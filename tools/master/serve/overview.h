@@ -33,8 +33,8 @@ struct Overview {
     std::vector<BoardState> boards;
     std::vector<Measured> streams;
     std::vector<Still> stills;  ///< one a stream, in their order
-    const std::map<Endpoint, PlannedBoard>* plan = nullptr;
-    bool planIsPaused = false;
+    const std::map<Endpoint, PlannedBoard>& plan;
+    bool planIsPaused;
 
     std::vector<StreamSource> SourcesOf(const Endpoint& group) const;
     /// \return receivers that play the group
@@ -45,8 +45,6 @@ struct Overview {
     /// doesn't name, or whose state isn't known
     std::optional<std::vector<std::string>> DifferencesOf(const BoardState& transmitter) const;
 };
-
-Overview TakeOverview(const BoardWatch& boards, const StreamWatch& streams, const Stills* stills);
 
 /// \return the channel of a programme number on the channel that the board is tuned to, or null
 const Channel* ChannelOf(const BoardState& board, std::uint16_t programme);

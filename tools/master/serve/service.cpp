@@ -1,9 +1,8 @@
 // Paths and their answers.
 #include "serve/service.h"
 
+#include <httplib.h>
 #include <unistd.h>
-
-#include <algorithm>
 
 #include "output/failure.h"
 #include "page_files.h"
@@ -30,16 +29,8 @@ std::vector<std::string> OwnNames(const ServiceOptions& options) {
     return names;
 }
 
-HttpAnswer Refuse(int status, const std::string& why) {
-    HttpAnswer answer;
-    answer.status = status;
-    answer.body = std::make_shared<const std::string>(ErrorJson(why));
-    return answer;
-}
-
-std::string Param(const HttpRequest& request, const char* name) {
-    const auto found = request.query.find(name);
-    return found == request.query.end() ? std::string() : found->second;
+void Refuse(httplib::Response& response, int status, const std::string& why) {
+    Answer(response, status, ErrorJson(why));
 }
 
 }  // namespace
@@ -51,8 +42,8 @@ Service::Service(ServiceOptions options)
       mOrders(mBoards),
       mStreams(mOptions.interfaceIndex),
       mpStills(mOptions.stillsEvery > 0s ? std::make_unique<Stills>(mStreams, mOptions.stillsEvery) : nullptr),
-      mServer([this](const HttpRequest& request) { return Check(request); },
-              [this](const HttpRequest& request) { return Handle(request); }) {}
+      mServer([this](const auto& request, auto& response) { return Check(request, response); },
+              [this](const auto& request, auto& response) { Handle(request, response); }) {}
 
 Service::~Service() { mServer.Stop(); }
 
@@ -78,74 +69,73 @@ std::shared_ptr<const std::string> Service::Fresh(Shared& shared, Make make) {
 }
 
 Overview Service::Take(const Stills* stills) const {
-    Overview overview = TakeOverview(mBoards, mStreams, stills);
-    overview.plan = &mOptions.plan;
-    overview.planIsPaused = !mOptions.planPath.empty() && PlanIsPaused(mOptions.planPath);
+    const bool paused = !mOptions.planPath.empty() && PlanIsPaused(mOptions.planPath);
+    Overview overview{Clock::now(), mBoards.Boards(), mStreams.Streams(), {}, mOptions.plan, paused};
+    for (const Measured& stream : overview.streams)
+        overview.stills.push_back(stills != nullptr ? stills->Of(stream.group) : Still{});
     return overview;
 }
 
-HttpAnswer Service::Check(const HttpRequest& request) const {
-    if (request.hosts != 1 || !mGuard.Knows(request.header("Host")))
-        return Refuse(421, "this service isn't called that; \"zulctl serve --host NAME\" gives it a name");
-    if (request.method == "GET" || request.method == "HEAD") return {};
+bool Service::Check(const httplib::Request& request, httplib::Response& response) const {
+    const auto header = [&](const char* name) { return request.get_header_value(name); };
+    if (request.get_header_value_count("Host") != 1 || !mGuard.Knows(header("Host"))) {
+        Refuse(response, 421, "this service isn't called that; \"zulctl serve --host NAME\" gives it a name");
+        return false;
+    }
+    if (request.method == "GET" || request.method == "HEAD") return true;
     if (request.method != "POST") {
-        HttpAnswer answer = Refuse(405, "GET and POST are understood");
-        answer.allow = "GET, HEAD, POST";
-        return answer;
+        Refuse(response, 405, "GET and POST are understood");
+        response.set_header("Allow", "GET, HEAD, POST");
+        return false;
     }
-    const std::string why =
-        mGuard.WhyNot({request.header("Host"), request.header("Origin"), request.header("Sec-Fetch-Site"),
-                       request.header("Content-Type"), request.header("X-Zulctl-Token")});
-    return why.empty() ? HttpAnswer{} : Refuse(403, why);
+    const std::string why = mGuard.WhyNot(
+        {header("Host"), header("Origin"), header("Sec-Fetch-Site"), header("Content-Type"), header("X-Zulctl-Token")});
+    if (!why.empty()) Refuse(response, 403, why);
+    return why.empty();
 }
 
-HttpAnswer Service::Handle(const HttpRequest& request) {
-    if (request.method == "POST") return mOrders.Obey(request.path, request.body);
-    return Get(request);
-}
-
-HttpAnswer Service::Get(const HttpRequest& request) {
-    HttpAnswer answer;
+void Service::Handle(const httplib::Request& request, httplib::Response& response) {
+    if (request.method == "POST") {
+        const auto [status, body] = mOrders.Obey(request.path, request.body);
+        return Answer(response, status, body);
+    }
     if (request.path == "/api/overview") {
-        answer.body = Fresh(mOverview, [&](const Overview& all) { return OverviewJson(all, mGuard.TakesOrders()); });
-        return answer;
+        const auto json = [&](const Overview& all) { return OverviewJson(all, mGuard.TakesOrders()); };
+        return Answer(response, 200, *Fresh(mOverview, json));
     }
-    if (request.path == "/metrics") {
-        answer.type = "text/plain; version=0.0.4; charset=utf-8";
-        answer.body = Fresh(mMetrics, MetricsText);
-        return answer;
-    }
-    if (request.path == "/api/status") return TextAnswer(200, answer.type, StatusJson(Take(nullptr)));
-    if (request.path == "/api/channels") return OfBoard(request, ChannelsJson);
-    if (request.path == "/api/guide") return OfBoard(request, GuideJson);
-    if (request.path == "/api/probe") return Probe(request);
-    if (request.path == "/api/picture") return Picture(request);
+    if (request.path == "/metrics")
+        return Answer(response, 200, *Fresh(mMetrics, MetricsText), "text/plain; version=0.0.4; charset=utf-8");
+    if (request.path == "/api/status") return Answer(response, 200, StatusJson(Take(nullptr)));
+    if (request.path == "/api/channels") return OfBoard(request, response, ChannelsJson);
+    if (request.path == "/api/guide") return OfBoard(request, response, GuideJson);
+    if (request.path == "/api/probe") return Probe(request, response);
+    if (request.path == "/api/picture") return Picture(request, response);
     for (const PageFile& file : kPageFiles) {
-        if (request.path == file.path) return TextAnswer(200, file.type, std::string(file.content));
+        if (request.path == file.path) return Answer(response, 200, std::string(file.content), file.type);
     }
-    return Refuse(404, "there is nothing here");
+    Refuse(response, 404, "there is nothing here");
 }
 
-HttpAnswer Service::OfBoard(const HttpRequest& request, std::string (*json)(const BoardState&)) const {
-    const auto board = mBoards.Find(Param(request, "board"));
-    if (!board || board->role != Role::kTransmitter) return Refuse(404, "no transmitter is called that");
-    return TextAnswer(200, HttpAnswer{}.type, json(*board));
+void Service::OfBoard(const httplib::Request& request, httplib::Response& response,
+                      std::string (*json)(const BoardState&)) const {
+    const auto board = mBoards.Find(request.get_param_value("board"));
+    if (!board || board->role != Role::kTransmitter) return Refuse(response, 404, "no transmitter is called that");
+    Answer(response, 200, json(*board));
 }
 
-HttpAnswer Service::Probe(const HttpRequest& request) const {
-    const auto group = ParseEndpoint(Param(request, "stream"));
+void Service::Probe(const httplib::Request& request, httplib::Response& response) const {
+    const auto group = ParseEndpoint(request.get_param_value("stream"));
     for (const Measured& stream : mStreams.Streams()) {
-        if (stream.group == group) return TextAnswer(200, HttpAnswer{}.type, ProbeJson(stream));
+        if (stream.group == group) return Answer(response, 200, ProbeJson(stream));
     }
-    return Refuse(404, "no stream is watched there");
+    Refuse(response, 404, "no stream is watched there");
 }
 
-HttpAnswer Service::Picture(const HttpRequest& request) const {
-    const auto group = ParseEndpoint(Param(request, "stream"));
-    if (group && mpStills) {
-        if (auto jpeg = mpStills->Of(*group).jpeg) return {200, "image/jpeg", std::move(jpeg), {}};
-    }
-    return Refuse(404, "there is no picture of that");
+void Service::Picture(const httplib::Request& request, httplib::Response& response) const {
+    const auto group = ParseEndpoint(request.get_param_value("stream"));
+    const auto jpeg = group && mpStills ? mpStills->Of(*group).jpeg : nullptr;
+    if (!jpeg) return Refuse(response, 404, "there is no picture of that");
+    Answer(response, 200, *jpeg, "image/jpeg");
 }
 
 }  // namespace zulctl::serve

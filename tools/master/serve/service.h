@@ -48,12 +48,12 @@ class Service {
     std::shared_ptr<const std::string> Fresh(Shared& shared, Make make);
     Overview Take(const Stills* stills) const;
 
-    HttpAnswer Check(const HttpRequest& request) const;
-    HttpAnswer Handle(const HttpRequest& request);
-    HttpAnswer Get(const HttpRequest& request);
-    HttpAnswer OfBoard(const HttpRequest& request, std::string (*json)(const BoardState&)) const;
-    HttpAnswer Probe(const HttpRequest& request) const;
-    HttpAnswer Picture(const HttpRequest& request) const;
+    bool Check(const httplib::Request& request, httplib::Response& response) const;
+    void Handle(const httplib::Request& request, httplib::Response& response);
+    void OfBoard(const httplib::Request& request, httplib::Response& response,
+                 std::string (*json)(const BoardState&)) const;
+    void Probe(const httplib::Request& request, httplib::Response& response) const;
+    void Picture(const httplib::Request& request, httplib::Response& response) const;
 
     const ServiceOptions mOptions;
     const Guard mGuard;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <span>
 #include <utility>
 
 #include "output/failure.h"
@@ -23,36 +24,34 @@ std::uint32_t Clamped(std::uint64_t value) {
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(value, UINT32_MAX));
 }
 
-std::uint64_t ErrorsOfLast(const std::vector<Sample>& history, std::size_t seconds) {
-    const auto from = history.end() - static_cast<std::ptrdiff_t>(std::min(seconds, history.size()));
-    return std::accumulate(from, history.end(), std::uint64_t{0},
-                           [](std::uint64_t sum, const Sample& sample) { return sum + sample.errors; });
+std::span<const Sample> Last(std::span<const Sample> history, std::size_t seconds) {
+    return history.last(std::min(seconds, history.size()));
+}
+
+std::uint64_t Sum(std::span<const Sample> samples, std::uint32_t Sample::*what) {
+    return std::accumulate(samples.begin(), samples.end(), std::uint64_t{0},
+                           [&](std::uint64_t sum, const Sample& sample) { return sum + sample.*what; });
 }
 
 }  // namespace
 
 double Measured::BitRate() const {
-    const std::size_t seconds = std::min<std::size_t>(5, history.size());
-    if (seconds == 0) return 0;
-    double bits = 0;
-    for (std::size_t n = history.size() - seconds; n < history.size(); ++n) bits += history[n].bits;
-    return bits / static_cast<double>(seconds);
+    const auto last = Last(history, 5);
+    if (last.empty()) return 0;
+    return static_cast<double>(Sum(last, &Sample::bits)) / static_cast<double>(last.size());
 }
 
-std::uint64_t Measured::RecentErrors() const { return ErrorsOfLast(history, 60) + unfinishedErrors; }
+std::uint64_t Measured::RecentErrors() const { return Sum(Last(history, 60), &Sample::errors) + unfinishedErrors; }
 
 const char* HealthName(Health health) {
-    switch (health) {
-        case Health::kGood: return "good";
-        case Health::kFaulty: return "faulty";
-        case Health::kSilent: return "silent";
-        default: return "waiting";
-    }
+    constexpr const char* kNames[] = {"waiting", "good", "faulty", "silent"};
+    return kNames[static_cast<std::size_t>(health)];
 }
 
 Health HealthOf(const Measured& stream) {
     if (!stream.trouble.empty() || stream.silentSeconds > kSilence) return Health::kSilent;
-    if (ErrorsOfLast(stream.history, kRecentErrorSeconds) + stream.unfinishedErrors > 0) return Health::kFaulty;
+    if (Sum(Last(stream.history, kRecentErrorSeconds), &Sample::errors) + stream.unfinishedErrors > 0)
+        return Health::kFaulty;
     if (!stream.report) return Health::kWaiting;
     const auto findings = Judge(*stream.report);
     const bool faulty = std::any_of(findings.begin(), findings.end(), [](const Finding& item) { return item.fault; });
