@@ -20,12 +20,9 @@ struct Place {
 };
 
 /// A word without the quotes and backslashes that bash leaves in it.
-std::string Unquoted(const std::string& word) {
-    std::string text;
-    for (const char c : word) {
-        if (c != '\\' && c != '"' && c != '\'') text += c;
-    }
-    return text;
+std::string Unquoted(std::string word) {
+    std::erase_if(word, [](char c) { return c == '\\' || c == '"' || c == '\''; });
+    return word;
 }
 
 /// The options of a command and, as they are accepted after it too, of those above it.
@@ -164,11 +161,8 @@ complete -c @NAME@ -f -a '(__@NAME@_complete)'
 }  // namespace
 
 std::string CompletionScript(const std::string& shell, const std::string& program) {
-    std::string text = shell == "bash" ? kBash : shell == "zsh" ? kZsh : kFish;
-    const std::string mark = "@NAME@";
-    for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at))
-        text.replace(at, mark.size(), program);
-    return text;
+    const char* const script = shell == "bash" ? kBash : shell == "zsh" ? kZsh : kFish;
+    return CLI::detail::find_and_replace(script, "@NAME@", program);
 }
 
 bool ServeCompletion(const CLI::App& app, int argc, const char* const* argv, const Words& words) {

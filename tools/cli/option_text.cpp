@@ -12,9 +12,7 @@ std::vector<std::string> ChoicesOf(const CLI::Option& option) {
 
 std::string ValueOf(const CLI::Option& option) {
     if (!TakesValue(option)) return "";
-    std::string value;
-    for (const std::string& choice : ChoicesOf(option)) value += (value.empty() ? "" : "|") + choice;
-    if (!value.empty()) return value;
+    if (const auto choices = ChoicesOf(option); !choices.empty()) return CLI::detail::join(choices, "|");
     std::string type = option.get_type_name();
     const std::size_t range = type.find(" in [");
     if (range != std::string::npos) {

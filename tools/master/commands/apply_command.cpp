@@ -34,6 +34,13 @@ void ForAll(Session& session, std::vector<BoardWork>& boards, Do act, Words word
     }
 }
 
+/// How a table shows each kind of step.
+constexpr struct {
+    const char* sign;
+    Style style;
+    const char* action;
+} kLooks[] = {{" ", Style::kDim, "runs"}, {"-", Style::kBad, "stop"}, {"+", Style::kGood, "start"}};
+
 std::string DifferenceTable(const Output& out, const std::vector<BoardWork>& boards) {
     Table table({{""},
                  {"BOARD", Align::kLeft, true},
@@ -48,15 +55,10 @@ std::string DifferenceTable(const Output& out, const std::vector<BoardWork>& boa
         if (!work.failure && work.steps.empty())
             table.Add({" ", name, "", "", "nothing", Cell("as it is", Style::kDim)});
         for (const PlanStep& step : work.steps) {
-            const bool keeps = step.kind == Kind::kKeep, stops = step.kind == Kind::kStop;
-            const Style style = keeps ? Style::kDim : stops ? Style::kBad : Style::kGood;
-            const std::string action = keeps ? "runs" : stops ? "stop" : "start";
-            table.Add({Cell(keeps   ? " "
-                            : stops ? "-"
-                                    : "+",
-                            style),
-                       name, step.slot ? std::to_string(*step.slot) : "all", step.to ? EndpointText(*step.to) : "",
-                       step.what, Cell(action + (step.why.empty() ? "" : ": " + step.why), style)});
+            const auto& [sign, style, action] = kLooks[static_cast<std::size_t>(step.kind)];
+            table.Add({Cell(sign, style), name, step.slot ? std::to_string(*step.slot) : "all",
+                       step.to ? EndpointText(*step.to) : "", step.what,
+                       Cell(action + (step.why.empty() ? "" : ": " + step.why), style)});
         }
     }
     return out.Render(table);
@@ -67,16 +69,9 @@ Json JsonOf(const BoardWork& work) {
     std::size_t sent = 0;
     for (const PlanStep& step : work.steps) {
         const bool keeps = step.kind == Kind::kKeep;
-        steps.push_back({{"action", keeps                      ? "keep"
-                                    : step.kind == Kind::kStop ? "stop"
-                                                               : "start"},
-                         {"slot", step.slot ? Json(*step.slot) : Json()},
-                         {"group", step.to ? Json(AddressText(step.to->address)) : Json()},
-                         {"port", step.to ? Json(step.to->port) : Json()},
-                         {"carries", step.what},
-                         {"reason", step.why.empty() ? Json() : Json(step.why)},
-                         {"request", keeps ? Json() : Json(step.request)},
-                         {"done", keeps || sent++ < work.done}});
+        Json& item = steps.emplace_back(StepJson(step));
+        item["request"] = keeps ? Json() : Json(step.request);
+        item["done"] = keeps || sent++ < work.done;
     }
     return {{"board", work.target.name},
             {"address", AddressText(work.target.at.address)},

@@ -30,16 +30,12 @@ struct Memory {
 };
 
 Json LineJson(const BoardWork& work, const PlanStep* step, const std::string& trouble) {
-    const bool starts = step != nullptr && step->kind == Kind::kStart;
-    return {{"time", UtcNow()},
-            {"board", work.target.name},
-            {"action", step == nullptr ? Json() : Json(starts ? "start" : "stop")},
-            {"slot", step != nullptr && step->slot ? Json(*step->slot) : Json()},
-            {"group", step != nullptr && step->to ? Json(AddressText(step->to->address)) : Json()},
-            {"port", step != nullptr && step->to ? Json(step->to->port) : Json()},
-            {"carries", step != nullptr ? Json(step->what) : Json()},
-            {"reason", step == nullptr || step->why.empty() ? Json() : Json(step->why)},
-            {"error", trouble.empty() ? Json() : Json(trouble)}};
+    Json about = StepJson(step != nullptr ? *step : PlanStep{});
+    if (step == nullptr) std::fill(about.begin(), about.end(), Json());
+    Json line = {{"time", UtcNow()}, {"board", work.target.name}};
+    line.update(about);
+    line["error"] = trouble.empty() ? Json() : Json(trouble);
+    return line;
 }
 
 /// Keeps the boards of a plan, a thread for each: after a power cut all are restored at once.

@@ -28,6 +28,16 @@ std::vector<PlanStep> FindSteps(Client& client, const PlannedBoard& plan) {
 
 }  // namespace
 
+Json StepJson(const PlanStep& step) {
+    constexpr const char* kActions[] = {"keep", "stop", "start"};
+    return {{"action", kActions[static_cast<std::size_t>(step.kind)]},
+            {"slot", step.slot ? Json(*step.slot) : Json()},
+            {"group", step.to ? Json(AddressText(step.to->address)) : Json()},
+            {"port", step.to ? Json(step.to->port) : Json()},
+            {"carries", step.what},
+            {"reason", step.why.empty() ? Json() : Json(step.why)}};
+}
+
 std::size_t BoardWork::Changes() const {
     return static_cast<std::size_t>(
         std::count_if(steps.begin(), steps.end(), [](const PlanStep& step) { return !step.request.empty(); }));

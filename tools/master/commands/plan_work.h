@@ -22,6 +22,9 @@ struct BoardWork {
     std::size_t Changes() const;
 };
 
+/// \return what apply and --keep print of a step: action, slot, group, port, carries, reason
+Json StepJson(const PlanStep& step);
+
 /// \return the boards of a plan, or those of them that --board names. Throws Failure(kUsage)
 std::vector<BoardWork> BoardsOf(Session& session, const std::vector<PlannedBoard>& plan);
 

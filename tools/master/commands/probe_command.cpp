@@ -5,6 +5,7 @@
 
 #include "commands/commands.h"
 #include "commands/find_stream.h"
+#include "doctor/senders.h"
 #include "output/escape.h"
 #include "stream/probe.h"
 
@@ -96,43 +97,25 @@ std::string People(const Output& out, const StreamReport& report, const std::vec
            "\n";
 }
 
-/// Feeds the judge until the time is up; shows each finished second.
-void Gather(Session& session, UdpSocket& socket, StreamProbe& probe, std::chrono::milliseconds howLong, bool seconds) {
-    const auto deadline = Clock::now() + howLong;
-    std::size_t shown = 0;
-    const auto show = [&](std::size_t until) {
-        for (; shown < until; ++shown) {
-            const std::string line = SecondLine(shown, probe.Report().perSecond[shown]);
-            if (seconds)
-                session.out.Say(line);
-            else
-                session.out.Progress(line);
-        }
-    };
-    UdpSocket* const sockets[] = {&socket};
-    while (WaitForAny(sockets, deadline)) {
-        const auto datagram = socket.Take();
-        if (!datagram) continue;
-        probe.Add({reinterpret_cast<const std::uint8_t*>(datagram->bytes.data()), datagram->bytes.size()},
-                  datagram->arrived);
-        probe.Report().lostHere = datagram->lost;
-        if (probe.Report().perSecond.size() > 1) show(probe.Report().perSecond.size() - 1);
-        if (Clock::now() >= deadline || Interrupted()) break;
-    }
-}
-
 void RunProbe(Session& session, const ProbeChoice& choice) {
     const auto howLong = ParseSpan(choice.howLong);
     const auto group = ParseEndpoint(choice.stream);
     const std::string from = session.options.boards.empty() ? "" : session.options.boards.front();
     const Endpoint stream = group ? *group : FindStreamOf(session, choice.stream, from).stream;
     const std::string name = EndpointText(stream);
-    UdpSocket socket = StreamSocket(stream, session.InterfaceIndex());
     CatchInterrupts();
     session.out.Progress("waiting for " + name + "...");
-    StreamProbe probe;
-    Gather(session, socket, probe, howLong, choice.seconds);
-    const StreamReport& report = probe.Report();
+    std::size_t shown = 0;
+    const auto showSeconds = [&](const StreamReport& soFar) {
+        for (; shown + 1 < soFar.perSecond.size(); ++shown) {
+            const std::string line = SecondLine(shown, soFar.perSecond[shown]);
+            if (choice.seconds)
+                session.out.Say(line);
+            else
+                session.out.Progress(line);
+        }
+    };
+    const StreamReport report = Listen(stream, session.InterfaceIndex(), howLong, showSeconds).report;
     const std::vector<Finding> findings = Judge(report);
     const bool good =
         std::none_of(findings.begin(), findings.end(), [](const Finding& finding) { return finding.fault; });

@@ -27,7 +27,8 @@ std::vector<Sender> AskSenders(const Session& session, const std::vector<Target>
     return senders;
 }
 
-Heard Listen(const Endpoint& group, int interfaceIndex, std::chrono::milliseconds howLong) {
+Heard Listen(const Endpoint& group, int interfaceIndex, std::chrono::milliseconds howLong,
+             const std::function<void(const StreamReport&)>& each) {
     UdpSocket socket = StreamSocket(group, interfaceIndex);
     Heard heard;
     StreamProbe probe;
@@ -40,6 +41,7 @@ Heard Listen(const Endpoint& group, int interfaceIndex, std::chrono::millisecond
         probe.Add({reinterpret_cast<const std::uint8_t*>(datagram->bytes.data()), datagram->bytes.size()},
                   datagram->arrived);
         probe.Report().lostHere = datagram->lost;
+        if (each) each(probe.Report());
     }
     heard.report = probe.Report();
     return heard;

@@ -30,7 +30,9 @@ struct Heard {
 };
 
 /// Joins a group for some time. Throws Failure(kUsage) when the join fails.
-Heard Listen(const Endpoint& group, int interfaceIndex, std::chrono::milliseconds howLong);
+/// \param each  called after each datagram
+Heard Listen(const Endpoint& group, int interfaceIndex, std::chrono::milliseconds howLong,
+             const std::function<void(const StreamReport&)>& each = {});
 
 /// \return what all transmitters except `ours` report to send
 std::vector<Sender> AskOthers(Session& session, const std::set<Endpoint>& ours);

@@ -115,19 +115,19 @@ int StatusOf(const Failure& failure) { return failure.code == kUsage ? 400 : fai
 
 }  // namespace
 
-std::pair<int, std::string> Orders::Obey(const std::string& path, const std::string& text) {
+std::pair<int, std::string> Obey(BoardWatch& boards, const std::string& path, const std::string& text) {
     for (const auto& order : kOrders) {
         if (path != order.path) continue;
         try {
             const Json body = Json::parse(text, nullptr, false);
             if (!body.is_object()) throw Failure(kUsage, "an order is a JSON object");
-            const auto board = mrBoards.Find(TextOf(body, "board"));
+            const auto board = boards.Find(TextOf(body, "board"));
             if (!board || board->role != order.role)
                 throw Failure(kUsage, std::string("no ") + RoleName(order.role) + " is called that");
-            const Hold hold(mrBoards, board->at);
-            Client client = mrBoards.Connect(board->at);
+            const Hold hold(boards, board->at);
+            Client client = boards.Connect(board->at);
             Json done = {{"schema", order.schema}};
-            done.update(order.obey(mrBoards, client, body));
+            done.update(order.obey(boards, client, body));
             return {200, done.dump()};
         } catch (const TurnTaken& failure) {
             return {409, ErrorJson(failure.what())};

@@ -6,6 +6,7 @@
 
 #include "output/failure.h"
 #include "page_files.h"
+#include "serve/orders.h"
 
 namespace zulctl::serve {
 
@@ -39,7 +40,6 @@ Service::Service(ServiceOptions options)
     : mOptions(std::move(options)),
       mGuard(OwnNames(mOptions), mOptions.token),
       mBoards(mOptions.watch),
-      mOrders(mBoards),
       mStreams(mOptions.interfaceIndex),
       mpStills(mOptions.stillsEvery > 0s ? std::make_unique<Stills>(mStreams, mOptions.stillsEvery) : nullptr),
       mServer([this](const auto& request, auto& response) { return Check(request, response); },
@@ -96,7 +96,7 @@ bool Service::Check(const httplib::Request& request, httplib::Response& response
 
 void Service::Handle(const httplib::Request& request, httplib::Response& response) {
     if (request.method == "POST") {
-        const auto [status, body] = mOrders.Obey(request.path, request.body);
+        const auto [status, body] = Obey(mBoards, request.path, request.body);
         return Answer(response, status, body);
     }
     if (request.path == "/api/overview") {

@@ -9,7 +9,6 @@
 
 #include "serve/guard.h"
 #include "serve/http_server.h"
-#include "serve/orders.h"
 #include "serve/overview.h"
 
 namespace zulctl::serve {
@@ -58,7 +57,6 @@ class Service {
     const ServiceOptions mOptions;
     const Guard mGuard;
     BoardWatch mBoards;
-    Orders mOrders;
     StreamWatch mStreams;
     std::unique_ptr<Stills> mpStills;
     Shared mOverview, mMetrics;

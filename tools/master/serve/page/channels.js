@@ -1,20 +1,8 @@
 // The channel list of each transmitter.
-import {byId, getJson, keep, make, say, show} from './parts.js';
+import {byId, follow, keep, make, say, sayHead, show} from './parts.js';
 import {askWhereToSend, canOrder} from './orders.js';
 
-const lists = new Map();  // board id: {revision, channels}
-
-export async function fetchChannels(board) {
-  const known = lists.get(board.id);
-  if (!board.channels_revision || known?.revision === board.channels_revision) return;
-  lists.set(board.id, {revision: board.channels_revision, channels: known?.channels ?? []});
-  try {
-    const {channels} = await getJson(`/api/channels?board=${encodeURIComponent(board.id)}`);
-    lists.set(board.id, {revision: board.channels_revision, channels});
-  } catch {
-    lists.delete(board.id);  // the next round asks again
-  }
-}
+const lists = new Map();  // board id: {revision, rows}
 
 function create(board) {
   const head = (text, style = '') => make('th', {scope: 'col', class: style}, text);
@@ -34,11 +22,8 @@ function createRow(channel, board) {
 }
 
 function update(element, board, several) {
-  say(element.querySelector('h3'), board.name);
-  show(element.querySelector('h3'), several);
-  say(element.querySelector('.why'), board.channels_error ?? '');
-  show(element.querySelector('.why'), Boolean(board.channels_error));
-  const channels = lists.get(board.id)?.channels ?? [];
+  sayHead(element, board.name, several, board.channels_error);
+  const channels = lists.get(board.id)?.rows ?? [];
   show(element.querySelector('table'), channels.length > 0);
   keep(element.querySelector('tbody'), channels, (channel) => JSON.stringify(channel), (channel) => createRow(channel, board), (row, channel) => {
     row.className = board.scan?.channel === channel.tuner_channel ? 'tuned' : '';
@@ -48,10 +33,10 @@ function update(element, board, several) {
 
 export function drawChannels(overview) {
   const boards = overview.boards.filter((board) => board.role === 'transmitter');
-  for (const board of boards) fetchChannels(board);
-  const shown = boards.filter((board) => lists.get(board.id)?.channels.length || board.channels_error);
+  for (const board of boards) follow(lists, board, board.channels_revision, '/api/channels', ({channels}) => channels);
+  const shown = boards.filter((board) => lists.get(board.id)?.rows.length || board.channels_error);
   keep(byId('channel-lists'), shown, (board) => board.id, create, (element, board) => update(element, board, boards.length > 1));
-  const count = shown.reduce((sum, board) => sum + (lists.get(board.id)?.channels.length ?? 0), 0);
+  const count = shown.reduce((sum, board) => sum + (lists.get(board.id)?.rows.length ?? 0), 0);
   say(byId('channels-count'), count ? String(count) : '');
   show(byId('channels-nothing'), shown.length === 0);
 }

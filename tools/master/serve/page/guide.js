@@ -1,5 +1,5 @@
 // The guide of each transmitter as a grid of time, with now marked.
-import {byId, clockText, dayText, getJson, isLocal, keep, make, openDialog, say, show} from './parts.js';
+import {byId, clockText, dayText, follow, isLocal, keep, make, openDialog, say, sayHead, show} from './parts.js';
 
 const kMinute = 60000;
 const kPixels = 6;            // a minute
@@ -8,20 +8,9 @@ const kBefore = 30;           // minutes shown before now
 const guides = new Map();     // board id: {revision, rows}
 const offsets = new Map();    // board id: broadcast time minus this machine's, in milliseconds
 
-async function fetchGuide(board) {
-  const known = guides.get(board.id);
-  if (!board.guide_revision || known?.revision === board.guide_revision) return;
-  guides.set(board.id, {revision: board.guide_revision, rows: known?.rows ?? []});
-  try {
-    const {guide} = await getJson(`/api/guide?board=${encodeURIComponent(board.id)}`);
-    const rows = guide.map(({channel, events}) => ({
-      channel, events: events.map((event) => ({...event, from: Date.parse(event.start), to: Date.parse(event.end)})),
-    }));
-    guides.set(board.id, {revision: board.guide_revision, rows});
-  } catch {
-    guides.delete(board.id);  // the next round asks again
-  }
-}
+const rowsOf = ({guide}) => guide.map(({channel, events}) => ({
+  channel, events: events.map((event) => ({...event, from: Date.parse(event.start), to: Date.parse(event.end)})),
+}));
 
 /** The broadcast's time at a board, in milliseconds, or this machine's where it reports none. */
 export function broadcastNow(board) {
@@ -124,10 +113,7 @@ function mark(element, now, start) {
 
 function update(element, board, several) {
   const guide = guides.get(board.id), now = broadcastNow(board);
-  say(element.querySelector('h3'), board.name);
-  show(element.querySelector('h3'), several);
-  say(element.querySelector('.why'), board.guide_error ?? '');
-  show(element.querySelector('.why'), Boolean(board.guide_error));
+  sayHead(element, board.name, several, board.guide_error);
   const rows = guide?.rows ?? [];
   show(element.querySelector('.scroller'), rows.length > 0);
   if (!rows.length) return;
@@ -147,7 +133,7 @@ function update(element, board, several) {
 
 export function drawGuides(overview) {
   const boards = overview.boards.filter((board) => board.role === 'transmitter');
-  for (const board of boards) fetchGuide(board);
+  for (const board of boards) follow(guides, board, board.guide_revision, '/api/guide', rowsOf);
   const shown = boards.filter((board) => guides.get(board.id)?.rows.length || board.guide_error);
   keep(byId('guides'), shown, (board) => board.id, create, (element, board) => update(element, board, boards.length > 1));
   show(byId('guide-nothing'), shown.length === 0);

@@ -29,6 +29,14 @@ export function show(element, whether) {
   if (element.hidden === whether) element.hidden = !whether;
 }
 
+/** The name over a board's list where there are several, and why it may be old. */
+export function sayHead(element, name, several, why) {
+  for (const [selector, text, shown] of [['h3', name, several], ['.why', why ?? '', Boolean(why)]]) {
+    say(element.querySelector(selector), text);
+    show(element.querySelector(selector), shown);
+  }
+}
+
 export function put(element, name, value) {
   if (element.getAttribute(name) !== String(value)) element.setAttribute(name, value);
 }
@@ -82,24 +90,30 @@ export function setLocal(value) {
   } catch { /* as above */ }
 }
 
-/** "19:30" of a moment in milliseconds. */
-export function clockText(moment, withSeconds = false) {
-  const options = {hour: '2-digit', minute: '2-digit', hourCycle: 'h23'};
-  if (withSeconds) options.second = '2-digit';
-  if (!local) options.timeZone = 'UTC';
-  return new Intl.DateTimeFormat('en-GB', options).format(moment);
-}
+const timeText = (moment, options) =>
+  new Intl.DateTimeFormat('en-GB', {timeZone: local ? undefined : 'UTC', ...options}).format(moment);
 
-export function dayText(moment) {
-  const options = {weekday: 'short', day: 'numeric', month: 'short'};
-  if (!local) options.timeZone = 'UTC';
-  return new Intl.DateTimeFormat('en-GB', options).format(moment);
-}
+/** "19:30" of a moment in milliseconds. */
+export const clockText = (moment, withSeconds = false) =>
+  timeText(moment, {hour: '2-digit', minute: '2-digit', second: withSeconds ? '2-digit' : undefined, hourCycle: 'h23'});
+export const dayText = (moment) => timeText(moment, {weekday: 'short', day: 'numeric', month: 'short'});
 
 export async function getJson(path) {
   const answer = await fetch(path, {cache: 'no-store', signal: AbortSignal.timeout(10000)});
   if (!answer.ok) throw new Error(`${path}: ${answer.status}`);
   return answer.json();
+}
+
+/** Keeps a board's rows in `lists`, by its id, and asks for them again whenever their revision has changed. */
+export async function follow(lists, board, revision, path, rowsOf) {
+  const known = lists.get(board.id);
+  if (!revision || known?.revision === revision) return;
+  lists.set(board.id, {revision, rows: known?.rows ?? []});
+  try {
+    lists.set(board.id, {revision, rows: rowsOf(await getJson(`${path}?board=${encodeURIComponent(board.id)}`))});
+  } catch {
+    lists.delete(board.id);  // the next round asks again
+  }
 }
 
 let toastTimer = 0;
