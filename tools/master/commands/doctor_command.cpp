@@ -87,11 +87,7 @@ bool Ask(const Session& session, BoardHealth& board) {
 
 Json JsonOf(const std::vector<Diagnosis>& findings, const std::vector<BoardHealth>& boards) {
     Json list = Json::array(), health = Json::array();
-    bool healthy = true;
-    for (const Diagnosis& item : findings) {
-        healthy = healthy && item.level != Diagnosis::Level::kFault;
-        list.push_back(JsonOf(item));
-    }
+    for (const Diagnosis& item : findings) list.push_back(JsonOf(item));
     for (const BoardHealth& board : boards) {
         Json replies = Json::array();
         for (const double reply : board.replies) replies.push_back(reply * 1000);
@@ -103,7 +99,7 @@ Json JsonOf(const std::vector<Diagnosis>& findings, const std::vector<BoardHealt
                           {"reply_ms", replies},
                           {"messages_come_here", board.silence.empty() && board.messages.empty()}});
     }
-    return {{"healthy", healthy}, {"findings", list}, {"boards", health}};
+    return {{"healthy", std::ranges::none_of(findings, &Diagnosis::IsFault)}, {"findings", list}, {"boards", health}};
 }
 
 /// The first fault of what each receiver plays.
@@ -136,12 +132,11 @@ std::vector<Diagnosis> ExamineScreens(Session& session, const std::vector<BoardH
 /// The exit code: silent boards take precedence over other faults.
 void Conclude(const std::vector<Diagnosis>& findings, const std::vector<BoardHealth>& boards) {
     const auto silent = static_cast<std::size_t>(
-        std::count_if(boards.begin(), boards.end(), [](const BoardHealth& board) { return !board.silence.empty(); }));
-    const auto faults = std::count_if(findings.begin(), findings.end(),
-                                      [](const Diagnosis& item) { return item.level == Diagnosis::Level::kFault; });
+        std::ranges::count_if(boards, [](const BoardHealth& board) { return !board.silence.empty(); }));
+    const auto faults = std::ranges::count_if(findings, &Diagnosis::IsFault);
     if (silent == boards.size()) throw Failure(kNoAnswer, boards.empty() ? "no board is heard" : "no board answers");
     FailWhereSome(silent, boards.size(), kNoAnswer, "don't answer");
-    if (faults > 0) throw Failure(kRefused, fmt::format("{} fault{}", faults, faults == 1 ? "" : "s"));
+    if (faults > 0) throw Failure(kRefused, "{} fault{}", faults, faults == 1 ? "" : "s");
 }
 
 void RunDoctor(Session& session, const DoctorChoice& choice) {
@@ -149,8 +144,7 @@ void RunDoctor(Session& session, const DoctorChoice& choice) {
     if (!choice.group.empty()) {
         const auto endpoint = ParseEndpoint(choice.group);
         const auto address = endpoint ? endpoint->address : ParseAddress(choice.group);
-        if (!address || !IsMulticast(*address))
-            throw Failure(kUsage, fmt::format("\"{}\" isn't a multicast group", choice.group));
+        if (!address || !IsMulticast(*address)) throw Failure(kUsage, "\"{}\" isn't a multicast group", choice.group);
         group = *address;
     }
     const auto howLong = ParseSpan(choice.howLong);

@@ -31,8 +31,7 @@ BoardLineup FetchLineup(const Session& session, const Target& target, std::optio
     const auto [channels, status, tuned] = FetchSent(client);
     BoardLineup board{LineupOf(target.name, channels, status, tuned),
                       PlanOf(target.name, status.streams, channels, tuned)};
-    const auto active = std::count_if(status.streams.begin(), status.streams.end(),
-                                      [](const StreamStatus& stream) { return stream.active; });
+    const auto active = std::ranges::count_if(status.streams, &StreamStatus::active);
     if (needsPlan && (status.cut || board.plan.streams.size() != static_cast<std::size_t>(active)))
         throw Failure(kRefused, target.name + " sends programmes that its channel list doesn't have");
     if (!span) return board;

@@ -33,10 +33,8 @@ FoundStream FindStreamOf(Session& session, const std::string& text, const std::s
             const Channel& channel = FindChannel(sent->channels, text);
             const auto entry = LineupOf(target.name, {channel}, sent->status, sent->tunedChannel).front();
             if (entry.stream) found.push_back(entry);
-            reason =
-                Failure(kUsage, fmt::format("no stream of {} carries {}; zulctl -b {} stream start {} --to GROUP:PORT",
-                                            Escaped(target.name), Escaped(CallName(channel)), ShellWord(target.name),
-                                            ShellWord(text)));
+            reason = Failure(kUsage, "no stream of {} carries {}; zulctl -b {} stream start {} --to GROUP:PORT",
+                             Escaped(target.name), Escaped(CallName(channel)), ShellWord(target.name), ShellWord(text));
         } catch (const Failure& unknown) {
             if (reason.code != kUsage) reason = unknown;
         }
@@ -47,7 +45,7 @@ FoundStream FindStreamOf(Session& session, const std::string& text, const std::s
         for (const LineupEntry& entry : found)
             list += fmt::format("\n  {}  {}  {}", entry.board, EndpointText(*entry.stream),
                                 Escaped(CallName(entry.channel)));
-        throw Failure(kUsage, fmt::format("which \"{}\"? name its transmitter:{}", Escaped(text), list));
+        throw Failure(kUsage, "which \"{}\"? name its transmitter:{}", Escaped(text), list);
     }
     if (found.empty()) throw Failure(reason);
     return {*found.front().stream, found.front().channel.id.programme};

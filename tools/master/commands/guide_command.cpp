@@ -77,7 +77,7 @@ Minutes ParseMoment(const GuideChoice& choice, Client& client) {
             ? std::chrono::year_month_day(std::chrono::floor<std::chrono::days>(choice.Clock(BroadcastNow(client))))
             : std::chrono::year(year) / std::chrono::month(month) / std::chrono::day(day);
     if (!date.ok() || hour < 0 || hour > 23 || minute < 0 || minute > 59) {
-        throw Failure(kUsage, fmt::format("\"{}\" isn't a moment such as 19:30 or 2026-03-01T19:30", text));
+        throw Failure(kUsage, "\"{}\" isn't a moment such as 19:30 or 2026-03-01T19:30", text);
     }
     const Minutes clock = std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute);
     return clock - (choice.Clock(clock) - clock);

@@ -101,8 +101,8 @@ class Keeper {
 
     /// Boards on which something stops take turns, so that a wrong plan doesn't darken all at once.
     void Establish(BoardWork& work) {
-        const bool stops = std::any_of(work.steps.begin(), work.steps.end(),
-                                       [](const PlanStep& step) { return step.kind == Kind::kStop; });
+        const bool stops =
+            std::ranges::any_of(work.steps, [](const PlanStep& step) { return step.kind == Kind::kStop; });
         std::unique_lock turn(mTurn, std::defer_lock);
         if (stops) turn.lock();
         if (mPaused || Interrupted()) return;
@@ -129,7 +129,7 @@ void PausePlan(Session& session, const std::string& plan, bool pause) {
         error = std::ofstream(PauseFile(plan)) ? std::error_code() : std::error_code(errno, std::generic_category());
     else
         std::filesystem::remove(PauseFile(plan), error);
-    if (error) throw Failure(kUsage, fmt::format("{}: {}", PauseFile(plan), error.message()));
+    if (error) throw Failure(kUsage, "{}: {}", PauseFile(plan), error.message());
     session.out.Say(pause ? "those who keep this plan pause" : "those who keep this plan go on");
 }
 

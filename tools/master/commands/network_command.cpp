@@ -25,8 +25,7 @@ void Show(Session& session) {
     Client client = session.Connect(target);
     const std::string reply = client.Ask("IP?");
     const auto settings = ParseAddressSettings(reply);
-    if (!settings)
-        throw Failure(kRefused, fmt::format("{} doesn't give its settings: {}", target.name, Escaped(reply)));
+    if (!settings) throw Failure(kRefused, "{} doesn't give its settings: {}", target.name, Escaped(reply));
     const Json body = {{"board", target.name},         {"dhcp", settings->dhcp == 1},  {"mac", settings->mac},
                        {"address", settings->address}, {"gateway", settings->gateway}, {"netmask", settings->netmask}};
     session.out.Emit("zulctl.network/1", body, [&] {
@@ -50,9 +49,8 @@ void Report(Session& session, const char* schema, Json body, const Target& targe
     if (!board) {
         throw Failure(
             kNoAnswer,
-            fmt::format(
-                "{} has taken the order, but its beacon isn't heard; \"zulctl discover --watch\" goes on listening",
-                target.name));
+            "{} has taken the order, but its beacon isn't heard; \"zulctl discover --watch\" goes on listening",
+            target.name);
     }
     body.update({{"address", AddressText(board->at.address)}, {"port", board->at.port}, {"mac", board->beacon.mac}});
     session.out.Emit(schema, body,

@@ -40,7 +40,7 @@ Json StepJson(const PlanStep& step) {
 
 std::size_t BoardWork::Changes() const {
     return static_cast<std::size_t>(
-        std::count_if(steps.begin(), steps.end(), [](const PlanStep& step) { return !step.request.empty(); }));
+        std::ranges::count_if(steps, [](const PlanStep& step) { return !step.request.empty(); }));
 }
 
 std::vector<BoardWork> BoardsOf(Session& session, const std::vector<PlannedBoard>& plan) {
@@ -48,11 +48,11 @@ std::vector<BoardWork> BoardsOf(Session& session, const std::vector<PlannedBoard
     for (const PlannedBoard& board : plan) {
         const Target target = session.Named(board.board, Role::kTransmitter);
         const auto& chosen = session.options.boards;
-        const bool wanted = chosen.empty() || std::any_of(chosen.begin(), chosen.end(), [&](const std::string& text) {
+        const bool wanted = chosen.empty() || std::ranges::any_of(chosen, [&](const std::string& text) {
                                 return session.Named(text, Role::kTransmitter).at == target.at;
                             });
-        const bool known = std::any_of(boards.begin(), boards.end(),
-                                       [&](const BoardWork& other) { return other.target.at == target.at; });
+        const bool known =
+            std::ranges::any_of(boards, [&](const BoardWork& other) { return other.target.at == target.at; });
         if (known) throw Failure(kUsage, board.board + " is in the plan twice, by different names");
         if (wanted) boards.push_back({target, board});
     }
@@ -76,7 +76,7 @@ void RefuseTakenGroups(Session& session, std::vector<BoardWork>& boards) {
     const auto isStart = [](const PlanStep& step) { return step.kind == PlanStep::Kind::kStart; };
     for (const BoardWork& work : boards) {
         ours.insert(work.target.at);
-        starts = starts || std::any_of(work.steps.begin(), work.steps.end(), isStart);
+        starts = starts || std::ranges::any_of(work.steps, isStart);
     }
     if (!starts) return;
     const auto others = AskOthers(session, ours);
@@ -104,9 +104,8 @@ void Execute(const Session& session, BoardWork& work, std::atomic<std::size_t>& 
         // A board also replies OK for a programme that isn't in the broadcast.
         for (const PlanStep& step : FindSteps(client, work.plan)) {
             if (step.kind == PlanStep::Kind::kKeep) continue;
-            throw Failure(kRefused,
-                          fmt::format("{} has taken the orders, but {} isn't as planned: is all of it on the air?",
-                                      work.target.name, step.to ? EndpointText(*step.to) : "the tuner"));
+            throw Failure(kRefused, "{} has taken the orders, but {} isn't as planned: is all of it on the air?",
+                          work.target.name, step.to ? EndpointText(*step.to) : "the tuner");
         }
     } catch (const Failure& failure) {
         work.failure = failure;
@@ -120,8 +119,7 @@ std::optional<BoardWork> NoteStreams(Session& session, const Target& target, boo
         const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
         const auto scan = ParseScanState(client.Ask("SCA?"));
         if (!status || !scan) throw Failure(kNoAnswer, "no status");
-        const auto active = static_cast<std::size_t>(std::count_if(status->streams.begin(), status->streams.end(),
-                                                                   [](const auto& item) { return item.active; }));
+        const auto active = static_cast<std::size_t>(std::ranges::count_if(status->streams, &StreamStatus::active));
         if (active == 0) return std::nullopt;
         BoardWork noted{target, {}};
         if (wait) noted.plan = PlanOf(target.name, status->streams, FetchChannels(client), scan->channel);

@@ -33,8 +33,7 @@ void RunPlay(Session& session, const PlayChoice& choice) {
     }
     if (!choice.programme.empty()) {
         const auto number = ParseNumber(choice.programme, 16, 0xFFFF);
-        if (!number)
-            throw Failure(kUsage, fmt::format("\"{}\" isn't a programme number in hexadecimal", choice.programme));
+        if (!number) throw Failure(kUsage, "\"{}\" isn't a programme number in hexadecimal", choice.programme);
         programme = static_cast<std::uint16_t>(*number);
     }
     RunOrder(session, Role::kReceiver, PlayText(stream, programme), "the play",

@@ -117,11 +117,10 @@ void RunProbe(Session& session, const ProbeChoice& choice) {
     };
     const StreamReport report = Listen(stream, session.InterfaceIndex(), howLong, showSeconds).report;
     const std::vector<Finding> findings = Judge(report);
-    const bool good =
-        std::none_of(findings.begin(), findings.end(), [](const Finding& finding) { return finding.fault; });
+    const bool good = std::ranges::none_of(findings, &Finding::fault);
     if (report.datagrams == 0) {
-        throw Failure(kNoAnswer, fmt::format("nothing came to {} in {:.0f} s", name,
-                                             std::chrono::duration<double>(howLong).count()));
+        throw Failure(kNoAnswer, "nothing came to {} in {:.0f} s", name,
+                      std::chrono::duration<double>(howLong).count());
     }
     session.out.Emit("zulctl.probe/1", JsonOf(name, report, findings, good),
                      [&] { return People(session.out, report, findings, good); });

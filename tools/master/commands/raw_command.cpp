@@ -23,8 +23,7 @@ struct RawAnswer {
 void RunRaw(Session& session, const RawChoice& choice) {
     const std::string request = Unescaped(choice.request);
     if (request.size() > kLargestRequest) {
-        throw Failure(kUsage,
-                      fmt::format("a board takes {} bytes at most, this has {}", kLargestRequest, request.size()));
+        throw Failure(kUsage, "a board takes {} bytes at most, this has {}", kLargestRequest, request.size());
     }
     Client client = session.Connect(std::nullopt);
     std::vector<RawAnswer> answers;

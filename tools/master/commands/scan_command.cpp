@@ -42,8 +42,8 @@ std::vector<int> ParseChannels(const std::string& text) {
         const auto first = ParseNumber(part.substr(0, dash), 10, kHighestChannel);
         const auto last = dash == std::string::npos ? first : ParseNumber(part.substr(dash + 1), 10, kHighestChannel);
         if (!first || !last || *first < 1 || *last < *first)
-            throw Failure(kUsage, fmt::format("\"{}\" isn't tuner channels such as 7 or 2,7-12, 1 to {}", Escaped(text),
-                                              kHighestChannel));
+            throw Failure(kUsage, "\"{}\" isn't tuner channels such as 7 or 2,7-12, 1 to {}", Escaped(text),
+                          kHighestChannel);
         for (auto channel = *first; channel <= *last; ++channel) channels.push_back(static_cast<int>(channel));
     }
     return channels;
@@ -253,8 +253,7 @@ void RunScan(Session& session, const ScanChoice& choice) {
              Client client = session.Connect(target);
              RefuseWhileBusy(client);
              const auto status = FetchStatus(client);
-             return std::count_if(status.streams.begin(), status.streams.end(),
-                                  [](const StreamStatus& stream) { return stream.active; });
+             return std::ranges::count_if(status.streams, &StreamStatus::active);
          })) {
         if (outcome.failure) throw Failure(*outcome.failure);  // no scan half begun
         ended += *outcome.result;

@@ -45,12 +45,9 @@ void RequireLanguage(const Client& board, const std::vector<std::string>& wanted
         for (const LanguageEntry& entry : programme.entries)
             known.insert(entry.type == 0 ? entry.code : fmt::format("{}:{:x}", entry.code, entry.type));
     }
-    if (known.empty() ||
-        std::any_of(wanted.begin(), wanted.end(), [&](const auto& text) { return known.contains(text); }))
-        return;
-    throw Failure(kRefused, fmt::format("nothing on {} is in {}, so it was left as it is; there is {}",
-                                        EndpointText(board.Board()), Escaped(wanted.front()),
-                                        Escaped(fmt::format("{}", fmt::join(known, ", ")))));
+    if (known.empty() || std::ranges::any_of(wanted, [&](const auto& text) { return known.contains(text); })) return;
+    throw Failure(kRefused, "nothing on {} is in {}, so it was left as it is; there is {}", EndpointText(board.Board()),
+                  Escaped(wanted.front()), Escaped(fmt::format("{}", fmt::join(known, ", "))));
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ struct ServeChoice {
 serve::ServiceOptions Wanted(Session& session, const ServeChoice& choice) {
     serve::ServiceOptions options;
     const auto listen = ParseEndpoint(choice.listen);
-    if (!listen) throw Failure(kUsage, fmt::format("\"{}\" isn't ADDRESS:PORT", choice.listen));
+    if (!listen) throw Failure(kUsage, "\"{}\" isn't ADDRESS:PORT", choice.listen);
     options.listen = *listen;
     options.hosts = choice.hosts;
     options.interfaceIndex = session.InterfaceIndex();

@@ -46,8 +46,7 @@ Json JsonOf(const Answer& answer) {
 
 /// "scans channel 31 of 2 to 69, 42 %", or the number of streams.
 std::string TransmitterText(const TransmitterStatus& status, const std::optional<ScanState>& scan) {
-    const auto active =
-        std::count_if(status.streams.begin(), status.streams.end(), [](const auto& s) { return s.active; });
+    const auto active = std::ranges::count_if(status.streams, &StreamStatus::active);
     if (!scan || scan->state != ScanState::State::kRunning)
         return fmt::format("{}, {} stream{}", Escaped(status.tunerMode), active, active == 1 ? "" : "s");
     const ChannelRange range = ChannelsOf(status.tunerMode);

@@ -60,10 +60,9 @@ void Send(Session& session, const Target& target, Client& client, const Image& i
         });
         if (!sent) throw Failure(kRefused, "interrupted");
     } catch (const Failure& failure) {
-        throw Failure(
-            failure.code,
-            fmt::format("{}. {} has taken {} of {} bytes and keeps its version; upgrade it again, or reset it",
-                        failure.what(), target.name, taken, image.Size()));
+        throw Failure(failure.code,
+                      "{}. {} has taken {} of {} bytes and keeps its version; upgrade it again, or reset it",
+                      failure.what(), target.name, taken, image.Size());
     }
 }
 

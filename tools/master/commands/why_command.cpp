@@ -34,11 +34,6 @@ void AddOtherMaster(const Session& session, const Target& receiver, ScreenView& 
     }
 }
 
-bool HasFault(const std::vector<Diagnosis>& findings) {
-    return std::any_of(findings.begin(), findings.end(),
-                       [](const Diagnosis& item) { return item.level == Diagnosis::Level::kFault; });
-}
-
 Json JsonOf(const ScreenView& view, const std::vector<Diagnosis>& findings) {
     Json list = Json::array(), sources = Json::array();
     Json cause;
@@ -50,7 +45,7 @@ Json JsonOf(const ScreenView& view, const std::vector<Diagnosis>& findings) {
     const auto group = view.status.Group();
     return {{"board", view.receiver},
             {"cause", cause},
-            {"certain", HasFault(findings)},
+            {"certain", std::ranges::any_of(findings, &Diagnosis::IsFault)},
             {"group", group ? Json(AddressText(group->address)) : Json()},
             {"port", group ? Json(group->port) : Json()},
             {"sources", sources},
@@ -58,9 +53,8 @@ Json JsonOf(const ScreenView& view, const std::vector<Diagnosis>& findings) {
 }
 
 std::string Verdict(const ScreenView& view, const std::vector<Diagnosis>& findings) {
-    for (const Diagnosis& item : findings) {
-        if (item.level == Diagnosis::Level::kFault) return item.finding;
-    }
+    const auto fault = std::ranges::find_if(findings, &Diagnosis::IsFault);
+    if (fault != findings.end()) return fault->finding;
     for (const Diagnosis& item : findings) {
         if (item.level == Diagnosis::Level::kNote)
             return fmt::format("{} gets a stream, but {}", view.receiver, item.finding);
@@ -88,7 +82,7 @@ void RunWhy(Session& session, const WhyChoice& choice) {
         return Findings(findings, session.out.Width(), session.out.Colour()) + "\n" + Verdict(view, findings) + "\n";
     });
     if (!view.silence.empty()) throw Failure(kNoAnswer, "");
-    if (HasFault(findings)) throw Failure(kRefused, "");
+    if (std::ranges::any_of(findings, &Diagnosis::IsFault)) throw Failure(kRefused, "");
 }
 
 }  // namespace

@@ -20,6 +20,8 @@ struct Diagnosis {
     Level level = Level::kGood;
     std::string finding;   ///< escaped
     std::string advice{};  ///< empty when there is nothing to do
+
+    bool IsFault() const { return level == Level::kFault; }
 };
 
 /// Interfaces used by joins and sends, interfering routes and filters, the local port, the receive buffer.

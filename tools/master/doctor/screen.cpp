@@ -195,7 +195,7 @@ std::vector<Diagnosis> ExamineScreen(const ScreenView& view) {
     std::vector<Diagnosis> findings;
     const auto isFault = [&](Diagnosis finding) {
         findings.push_back(std::move(finding));
-        return findings.back().level == Level::kFault;
+        return findings.back().IsFault();
     };
     if (isFault(ExamineReceiver(view)) || isFault(ExamineSenders(view, *view.status.Group())) ||
         isFault(ExamineProgramme(view)) || isFault(ExamineStream(view)))

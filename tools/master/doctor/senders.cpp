@@ -12,8 +12,8 @@
 namespace zulctl {
 
 bool Sender::SendsTo(const Endpoint& group) const {
-    return status && std::any_of(status->streams.begin(), status->streams.end(),
-                                 [&](const auto& stream) { return stream.active && stream.group == group; });
+    return status && std::ranges::any_of(status->streams,
+                                         [&](const auto& stream) { return stream.active && stream.group == group; });
 }
 
 std::vector<Sender> AskSenders(const Session& session, const std::vector<Target>& transmitters) {
@@ -57,9 +57,10 @@ void RefuseTakenGroup(const Session& session, const Endpoint& group, const std::
                       const std::set<Endpoint>& ours) {
     constexpr std::chrono::milliseconds kEnough{500};
     const auto refuse = [&](const std::string& other) {
-        throw Failure(kRefused, fmt::format("{} sends to {} already, and two senders spoil the picture of both; "
-                                            "--force starts another one",
-                                            other, EndpointText(group)));
+        throw Failure(kRefused,
+                      "{} sends to {} already, and two senders spoil the picture of both; "
+                      "--force starts another one",
+                      other, EndpointText(group));
     };
     for (const Sender& sender : others) {
         if (sender.SendsTo(group)) refuse(sender.name);

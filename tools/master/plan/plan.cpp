@@ -22,7 +22,7 @@ struct Place {
 
     std::string Of(const toml::node& node) const { return fmt::format("{}:{}", path, node.source().begin.line); }
     [[noreturn]] void Wrong(const toml::node& node, const std::string& what) const {
-        throw Failure(kUsage, fmt::format("{}: {}", Of(node), what));
+        throw Failure(kUsage, "{}: {}", Of(node), what);
     }
 };
 
@@ -95,13 +95,11 @@ void CheckTogether(const std::vector<PlannedBoard>& plan) {
         for (const PlannedStream& stream : board.streams) {
             const auto [group, isNewGroup] = groups.emplace(stream.to, stream.place);
             if (!isNewGroup)
-                throw Failure(
-                    kUsage, fmt::format("{}: {} is taken by {}", stream.place, EndpointText(stream.to), group->second));
+                throw Failure(kUsage, "{}: {} is taken by {}", stream.place, EndpointText(stream.to), group->second);
             if (!stream.slot) continue;
             const auto [slot, isNewSlot] = slots.emplace(*stream.slot, stream.place);
             if (!isNewSlot)
-                throw Failure(kUsage,
-                              fmt::format("{}: slot {} is taken by {}", stream.place, *stream.slot, slot->second));
+                throw Failure(kUsage, "{}: slot {} is taken by {}", stream.place, *stream.slot, slot->second);
         }
     }
 }
@@ -121,8 +119,7 @@ std::vector<PlannedBoard> ReadPlan(const std::string& path) {
         }
     } catch (const toml::parse_error& error) {
         const auto line = error.source().begin.line;
-        throw Failure(kUsage,
-                      fmt::format("{}{}: {}", path, line > 0 ? fmt::format(":{}", line) : "", error.description()));
+        throw Failure(kUsage, "{}{}: {}", path, line > 0 ? fmt::format(":{}", line) : "", error.description());
     }
     if (plan.empty()) throw Failure(kUsage, path + " names no board: [boards.NAME]");
     CheckTogether(plan);
@@ -146,9 +143,9 @@ std::vector<WantedStream> Wanted(const PlannedBoard& plan, const std::vector<Cha
             const Channel& channel = FindChannel(channels, text);
             if (!first) first = channel;
             if (channel.tunerChannel != first->tunerChannel) {
-                throw Failure(kUsage, fmt::format("{}: {} is on tuner channel {} and {} on {}; a board has one tuner",
-                                                  stream.place, Escaped(CallName(*first)), first->tunerChannel,
-                                                  Escaped(CallName(channel)), channel.tunerChannel));
+                throw Failure(kUsage, "{}: {} is on tuner channel {} and {} on {}; a board has one tuner", stream.place,
+                              Escaped(CallName(*first)), first->tunerChannel, Escaped(CallName(channel)),
+                              channel.tunerChannel);
             }
             if (!item.programmes.insert(channel.id.programme).second) continue;
             item.request.programmes.push_back(channel.id);

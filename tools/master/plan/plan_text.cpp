@@ -30,11 +30,10 @@ std::string Quoted(const std::string& text) {
 PlannedBoard PlanOf(const std::string& board, const std::vector<StreamStatus>& streams,
                     const std::vector<Channel>& channels, int tuned) {
     std::vector<Channel> here;
-    std::copy_if(channels.begin(), channels.end(), std::back_inserter(here),
-                 [&](const Channel& channel) { return channel.tunerChannel == tuned; });
+    std::ranges::copy_if(channels, std::back_inserter(here),
+                         [&](const Channel& channel) { return channel.tunerChannel == tuned; });
     const auto nameOf = [&](const Channel& channel) {
-        const auto same = std::count_if(channels.begin(), channels.end(),
-                                        [&](const Channel& other) { return other.number == channel.number; });
+        const auto same = std::ranges::count(channels, channel.number, &Channel::number);
         if (channel.number != 0 && same == 1) return channel.NumberText();
         return fmt::format("{:04x}:{:04x}", channel.id.transportId, channel.id.programme);
     };

@@ -15,8 +15,7 @@ namespace {
 using Kind = PlanStep::Kind;
 
 const StreamStatus* InSlot(const std::vector<StreamStatus>& running, int slot) {
-    const auto found =
-        std::find_if(running.begin(), running.end(), [&](const auto& stream) { return stream.id == slot; });
+    const auto found = std::ranges::find(running, slot, &StreamStatus::id);
     return found == running.end() ? nullptr : &*found;
 }
 
@@ -94,8 +93,7 @@ bool WantedStream::IsAt(const StreamStatus& stream) const {
 
 std::vector<PlanStep> StepsTo(std::vector<WantedStream> wanted, const std::vector<StreamStatus>& streams, int tuned) {
     std::vector<StreamStatus> running;
-    std::copy_if(streams.begin(), streams.end(), std::back_inserter(running),
-                 [](const auto& stream) { return stream.active; });
+    std::ranges::copy_if(streams, std::back_inserter(running), &StreamStatus::active);
     AssignSlots(wanted, running);
     if (wanted.empty()) return StepsAfresh(wanted, running, "not in the plan");
     const int channel = wanted.front().request.channel;

@@ -68,13 +68,12 @@ std::string ReadToken(const std::string& path) {
     std::ifstream file(path);
     std::string token;
     if (stat(path.c_str(), &status) != 0 || !std::getline(file, token))
-        throw Failure(kUsage, fmt::format("{}: no token can be read", path));
+        throw Failure(kUsage, "{}: no token can be read", path);
     if ((status.st_mode & (S_IWGRP | S_IRWXO)) != 0)
-        throw Failure(kUsage, fmt::format("{}: others may read the token; chmod 600 keeps it secret", path));
+        throw Failure(kUsage, "{}: others may read the token; chmod 600 keeps it secret", path);
     if (token.size() < kShortestToken || token.find_first_not_of("0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQ"
                                                                  "RSTUVWXYZ-_") != std::string::npos) {
-        throw Failure(kUsage, fmt::format("{}: a token has {} or more letters, digits, - and _ on one line", path,
-                                          kShortestToken));
+        throw Failure(kUsage, "{}: a token has {} or more letters, digits, - and _ on one line", path, kShortestToken);
     }
     return token;
 }

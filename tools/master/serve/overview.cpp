@@ -55,8 +55,7 @@ std::optional<Diagnosis> Overview::DarknessOf(const BoardState& receiver) const 
     }
     Diagnosis last = ExamineScreen(view).back();
     // Losses are the stream's trouble, and leave a picture.
-    return last.level == Diagnosis::Level::kFault && last.check != "stream" ? std::optional(std::move(last))
-                                                                            : std::nullopt;
+    return last.IsFault() && last.check != "stream" ? std::optional(std::move(last)) : std::nullopt;
 }
 
 std::optional<std::vector<std::string>> Overview::DifferencesOf(const BoardState& board) const {

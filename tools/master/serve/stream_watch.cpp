@@ -53,9 +53,7 @@ Health HealthOf(const Measured& stream) {
     if (Sum(Last(stream.history, kRecentErrorSeconds), &Sample::errors) + stream.unfinishedErrors > 0)
         return Health::kFaulty;
     if (!stream.report) return Health::kWaiting;
-    const auto findings = Judge(*stream.report);
-    const bool faulty = std::any_of(findings.begin(), findings.end(), [](const Finding& item) { return item.fault; });
-    return faulty ? Health::kFaulty : Health::kGood;
+    return std::ranges::any_of(Judge(*stream.report), &Finding::fault) ? Health::kFaulty : Health::kGood;
 }
 
 /// A stream that is joined. The totals of finished reports are in `measured`.
