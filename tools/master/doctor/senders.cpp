@@ -3,18 +3,13 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
 #include "net/each_board.h"
 #include "net/fetch.h"
 #include "output/escape.h"
 
 namespace zulctl {
 
-bool Sender::SendsTo(const Endpoint& group) const {
-    return status && std::ranges::any_of(status->streams,
-                                         [&](const auto& stream) { return stream.active && stream.group == group; });
-}
+bool Sender::SendsTo(const Endpoint& group) const { return status && status->SendsTo(group); }
 
 std::vector<Sender> AskSenders(const Session& session, const std::vector<Target>& transmitters) {
     const auto outcomes = OnEach(transmitters, [&](const Target& target) {

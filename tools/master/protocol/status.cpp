@@ -1,6 +1,8 @@
 // Replies of one line.
 #include "protocol/status.h"
 
+#include <algorithm>
+
 #include "protocol/text_walk.h"
 
 namespace zulctl {
@@ -37,6 +39,11 @@ std::optional<Group> TakeGroup(TextWalk& line) {
 constexpr std::size_t kLongestReply = 1023;  ///< characters; a board cuts the text there
 
 }  // namespace
+
+bool TransmitterStatus::SendsTo(const Endpoint& group) const {
+    return std::ranges::any_of(streams,
+                               [&](const StreamStatus& stream) { return stream.active && stream.group == group; });
+}
 
 std::optional<TransmitterStatus> ParseTransmitterStatus(std::string_view reply) {
     TextWalk walk(reply);

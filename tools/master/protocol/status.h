@@ -28,6 +28,8 @@ struct TransmitterStatus {
     std::string tunerMode;  ///< "ATSC", "QAM64", "QAM256" or "TUNER_ERR"; empty in a cut line
     int load = 0;           ///< percent
     bool cut = false;       ///< the line was longer than a reply may be; what follows the cut is missing
+
+    bool SendsTo(const Endpoint& group) const;
 };
 
 /// A receiver's line.

@@ -47,11 +47,8 @@ std::optional<int> NumberOf(const Json& body, const char* key, int most) {
 /// Throws Failure(kRefused) when another transmitter reports sending to the group.
 void RefuseTakenGroup(const BoardWatch& boards, const Endpoint& board, const Endpoint& group) {
     for (const BoardState& other : boards.Boards()) {
-        if (other.at == board || !other.transmitter) continue;
-        for (const StreamStatus& stream : other.transmitter->streams) {
-            if (stream.active && stream.group == group)
-                throw Failure(kRefused, other.name + " sends to " + EndpointText(group) + " already");
-        }
+        if (other.at != board && other.transmitter && other.transmitter->SendsTo(group))
+            throw Failure(kRefused, "{} sends to {} already", other.name, EndpointText(group));
     }
 }
 
