@@ -61,8 +61,7 @@ TEST(Querier, IsHeardByItsQueriesAndByNothingElse) {
     const int index = static_cast<int>(if_nametoindex("lo"));  // which loops datagrams back
     const auto ear = QuerierEar::Open(index);
     if (!ear) GTEST_SKIP() << "this user may not listen";
-    ear->Provoke();  // our own reports aren't queries
-    SendIgmp(index, 0x16);
+    SendIgmp(index, 0x16);  // a report, as those of this machine
     EXPECT_FALSE(ear->Wait(Clock::now() + 500ms));
     SendIgmp(index, 0x11);
     const auto querier = ear->Wait(Clock::now() + 30s);
@@ -88,7 +87,7 @@ TEST(Findings, GoFromGoodToFault) {
         std::vector<Level> levels;
         for (const Diagnosis& item : ExamineBoards({row.board}, true)) {
             levels.push_back(item.level);
-            EXPECT_EQ(item.level == Level::kGood, item.advice.empty()) << item.finding << " " << item.advice;
+            EXPECT_EQ(item.IsGood(), item.advice.empty()) << item.finding << " " << item.advice;
         }
         EXPECT_EQ(levels, row.levels);
     }
@@ -160,8 +159,7 @@ TEST(Screen, TheFirstThingWrongIsTheCause) {
         row.spoil(view);
         const auto findings = ExamineScreen(view);
         ASSERT_FALSE(findings.empty());
-        const bool good = findings.back().level == Diagnosis::Level::kGood;
-        EXPECT_EQ(good ? "" : findings.back().check, row.cause) << findings.back().finding;
+        EXPECT_EQ(findings.back().IsGood() ? "" : findings.back().check, row.cause) << findings.back().finding;
         const std::string text = findings.back().finding + "; " + findings.back().advice;
         EXPECT_NE(text.find(row.says), std::string::npos) << text;
     }

@@ -86,8 +86,7 @@ bool Ask(const Session& session, BoardHealth& board) {
 }
 
 Json JsonOf(const std::vector<Diagnosis>& findings, const std::vector<BoardHealth>& boards) {
-    Json list = Json::array(), health = Json::array();
-    for (const Diagnosis& item : findings) list.push_back(JsonOf(item));
+    Json health = Json::array();
     for (const BoardHealth& board : boards) {
         Json replies = Json::array();
         for (const double reply : board.replies) replies.push_back(reply * 1000);
@@ -99,7 +98,8 @@ Json JsonOf(const std::vector<Diagnosis>& findings, const std::vector<BoardHealt
                           {"reply_ms", replies},
                           {"messages_come_here", board.silence.empty() && board.messages.empty()}});
     }
-    return {{"healthy", std::ranges::none_of(findings, &Diagnosis::IsFault)}, {"findings", list}, {"boards", health}};
+    return {
+        {"healthy", std::ranges::none_of(findings, &Diagnosis::IsFault)}, {"findings", findings}, {"boards", health}};
 }
 
 /// The first fault of what each receiver plays.
@@ -121,7 +121,7 @@ std::vector<Diagnosis> ExamineScreens(Session& session, const std::vector<BoardH
     for (const auto& [target, view, failure] : views) {
         if (!view || !view->status.Group()) continue;  // a group that can't be joined, or a television that is off
         Diagnosis finding = ExamineScreen(*view).back();
-        if (finding.level == Diagnosis::Level::kGood) finding.finding = view->receiver + " gets a good stream";
+        if (finding.IsGood()) finding.finding = view->receiver + " gets a good stream";
         if (!finding.finding.starts_with(view->receiver)) finding.finding = view->receiver + ": " + finding.finding;
         findings.push_back(std::move(finding));
     }

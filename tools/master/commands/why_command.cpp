@@ -35,30 +35,24 @@ void AddOtherMaster(const Session& session, const Target& receiver, ScreenView& 
 }
 
 Json JsonOf(const ScreenView& view, const std::vector<Diagnosis>& findings) {
-    Json list = Json::array(), sources = Json::array();
-    Json cause;
-    for (const Diagnosis& item : findings) {
-        list.push_back(JsonOf(item));
-        if (cause.is_null() && item.level != Diagnosis::Level::kGood) cause = item.check;
-    }
+    Json sources = Json::array();
+    const auto bad = std::ranges::find(findings, false, &Diagnosis::IsGood);
     for (const std::uint32_t source : view.heard.sources) sources.push_back(AddressText(source));
     const auto group = view.status.Group();
     return {{"board", view.receiver},
-            {"cause", cause},
+            {"cause", bad != findings.end() ? Json(bad->check) : Json()},
             {"certain", std::ranges::any_of(findings, &Diagnosis::IsFault)},
             {"group", group ? Json(AddressText(group->address)) : Json()},
             {"port", group ? Json(group->port) : Json()},
             {"sources", sources},
-            {"findings", list}};
+            {"findings", findings}};
 }
 
 std::string Verdict(const ScreenView& view, const std::vector<Diagnosis>& findings) {
     const auto fault = std::ranges::find_if(findings, &Diagnosis::IsFault);
     if (fault != findings.end()) return fault->finding;
-    for (const Diagnosis& item : findings) {
-        if (item.level == Diagnosis::Level::kNote)
-            return fmt::format("{} gets a stream, but {}", view.receiver, item.finding);
-    }
+    const auto note = std::ranges::find(findings, false, &Diagnosis::IsGood);
+    if (note != findings.end()) return fmt::format("{} gets a stream, but {}", view.receiver, note->finding);
     return view.receiver + " gets a good stream: look at the television, its input and its cable";
 }
 

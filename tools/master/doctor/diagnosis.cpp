@@ -2,6 +2,7 @@
 #include "doctor/diagnosis.h"
 
 #include <fmt/format.h>
+#include <net/if.h>
 
 #include <algorithm>
 #include <numeric>
@@ -20,22 +21,19 @@ using Level = Diagnosis::Level;
 constexpr double kSlowReply = 0.25;                  // seconds; a version request needs no work from the board
 constexpr std::chrono::seconds kQueryInterval{125};  // RFC 2236, 8.2
 constexpr std::uint32_t kWantedBuffer = 4 << 20;
+constexpr const char* kSetRoute = "ip route add 224.0.0.0/4 dev INTERFACE, or --interface";
 
 /// \return interfaces other than loopback
-std::ptrdiff_t InterfaceCount() {
-    const auto all = Interfaces();
-    return std::count_if(all.begin(), all.end(), [](const Interface& item) { return !item.loopback; });
-}
+std::ptrdiff_t InterfaceCount() { return std::ranges::count(Interfaces(), false, &Interface::loopback); }
 
-Diagnosis ExamineJoin(std::uint32_t group, int chosen) {
-    const auto name = InterfaceOfJoin(group, chosen);
-    if (!name) {
+Diagnosis ExamineJoin(std::uint32_t group, int chosen, const std::optional<std::string>& interfaceName) {
+    if (!interfaceName) {
         return {"join", Level::kFault, fmt::format("no interface takes a join of {}", AddressText(group)),
                 "There is no route for it. Give the interface with --interface, or set a route: ip route add "
                 "224.0.0.0/4 dev INTERFACE"};
     }
     return {"join", Level::kGood,
-            fmt::format("a join of {} takes {}{}", AddressText(group), Escaped(*name),
+            fmt::format("a join of {} takes {}{}", AddressText(group), Escaped(*interfaceName),
                         chosen != 0 ? ", as --interface wants" : "")};
 }
 
@@ -43,8 +41,7 @@ Diagnosis ExamineSend(std::uint32_t group, int chosen) {
     const auto source = SourceTowards(group, chosen);
     if (!source) {
         return {"send", Level::kFault,
-                fmt::format("nothing can be sent to {}: the system has no route", AddressText(group)),
-                "ip route add 224.0.0.0/4 dev INTERFACE, or --interface"};
+                fmt::format("nothing can be sent to {}: the system has no route", AddressText(group)), kSetRoute};
     }
     std::string name = "an interface that is down";
     for (const Interface& item : Interfaces()) {
@@ -62,18 +59,15 @@ Diagnosis ExamineSend(std::uint32_t group, int chosen) {
 
 Diagnosis ExamineRoute(std::uint32_t group, int chosen) {
     const auto route = RouteFor(SystemText("/proc/net/route"), group);
-    const std::string setOne =
-        "Where that isn't the boards' network: ip route add 224.0.0.0/4 dev INTERFACE, or --interface";
     if (!route && chosen == 0)
-        return {"route", Level::kFault, "there is no route for multicast, and no default route",
-                "ip route add 224.0.0.0/4 dev INTERFACE, or --interface"};
+        return {"route", Level::kFault, "there is no route for multicast, and no default route", kSetRoute};
     if (!route) return {"route", Level::kGood, "there is no route for multicast, and --interface does without"};
     const auto others = InterfaceCount();
     if (route->mask == 0 && others > 1 && chosen == 0)
         return {"route", Level::kNote,
                 fmt::format("multicast follows the default route by {}, and there are {} interfaces",
                             Escaped(route->interfaceName), others),
-                setOne};
+                std::string("Where that isn't the boards' network: ") + kSetRoute};
     return {"route", Level::kGood,
             fmt::format("{} leads to {}", route->mask == 0 ? "the default route" : "a route for multicast",
                         Escaped(route->interfaceName))};
@@ -168,9 +162,9 @@ std::vector<std::string> WrappedLines(const std::string& text, std::size_t width
 }  // namespace
 
 std::vector<Diagnosis> ExamineMachine(std::uint32_t group, int chosen, std::uint16_t localPort) {
-    std::vector<Diagnosis> findings = {ExamineJoin(group, chosen), ExamineSend(group, chosen),
-                                       ExamineRoute(group, chosen)};
     const auto joined = InterfaceOfJoin(group, chosen);
+    std::vector<Diagnosis> findings = {ExamineJoin(group, chosen, joined), ExamineSend(group, chosen),
+                                       ExamineRoute(group, chosen)};
     if (const auto filter = joined ? ExamineFilter(*joined) : std::nullopt) findings.push_back(*filter);
     findings.push_back(ExaminePort(localPort));
     findings.push_back(ExamineBuffer());
@@ -202,10 +196,8 @@ Diagnosis ExamineQuerier(bool mayListen, const std::optional<std::uint32_t>& que
 
 QuerierSearch::QuerierSearch(std::uint32_t group, int interfaceIndex)
     : mInterfaceName(InterfaceOfJoin(group, interfaceIndex).value_or("")) {
-    for (const Interface& item : Interfaces()) {
-        if (item.name == mInterfaceName) mEar = QuerierEar::Open(item.index);
-    }
-    if (mEar) mEar->Provoke();
+    const unsigned index = if_nametoindex(mInterfaceName.c_str());
+    if (index != 0) mEar = QuerierEar::Open(static_cast<int>(index));
 }
 
 std::optional<Diagnosis> QuerierSearch::Finish(std::chrono::milliseconds howLong,
@@ -245,9 +237,9 @@ std::vector<Diagnosis> ExamineBoards(const std::vector<BoardHealth>& boards, boo
     return findings;
 }
 
-Json JsonOf(const Diagnosis& finding) {
+void to_json(Json& json, const Diagnosis& finding) {
     constexpr const char* kLevels[] = {"good", "note", "fault"};
-    return {{"check", finding.check},
+    json = {{"check", finding.check},
             {"level", kLevels[static_cast<std::size_t>(finding.level)]},
             {"finding", finding.finding},
             {"advice", finding.advice.empty() ? Json() : Json(finding.advice)}};

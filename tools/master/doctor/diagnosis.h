@@ -21,6 +21,7 @@ struct Diagnosis {
     std::string finding;   ///< escaped
     std::string advice{};  ///< empty when there is nothing to do
 
+    bool IsGood() const { return level == Level::kGood; }
     bool IsFault() const { return level == Level::kFault; }
 };
 
@@ -62,8 +63,8 @@ inline constexpr int kBoardTtl = 4;  ///< TTL of a board's multicast
 
 std::vector<Diagnosis> ExamineBoards(const std::vector<BoardHealth>& boards, bool askedForNone);
 
-/// \return one finding as JSON, as in zulctl.doctor/1
-Json JsonOf(const Diagnosis& finding);
+/// A finding as in zulctl.doctor/1.
+void to_json(Json& json, const Diagnosis& finding);
 /// The findings as a list, wrapped at `width`.
 std::string Findings(const std::vector<Diagnosis>& findings, std::size_t width, bool colour);
 

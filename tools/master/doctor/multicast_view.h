@@ -1,4 +1,4 @@
-/// Multicast state of this machine: routes, memberships, and IGMP queriers.
+/// Multicast state of this machine: routes, joins, and IGMP queriers.
 #pragma once
 
 #include <memory>
@@ -14,21 +14,13 @@ namespace zulctl {
 /// A row of /proc/net/route.
 struct RouteRow {
     std::string interfaceName;
-    std::uint32_t destination = 0, mask = 0;  ///< host order
-    int metric = 0;
+    std::uint32_t mask = 0;  ///< host order
+    std::uint32_t metric = 0;
 };
 /// \return the route that the text of /proc/net/route has for an address: the longest mask, then the least metric
 std::optional<RouteRow> RouteFor(std::string_view table, std::uint32_t address);
 
-/// A row of /proc/net/igmp.
-struct Membership {
-    std::string interfaceName;
-    std::uint32_t group = 0;
-    int users = 0;
-};
-std::vector<Membership> ParseMemberships(std::string_view table);
-
-/// \return name of the interface that a join uses, from the system's table; nothing when the join fails
+/// \return name of the interface that a join uses; nothing when the join fails
 std::optional<std::string> InterfaceOfJoin(std::uint32_t group, int interfaceIndex);
 /// \return address from which the system sends to a group; nothing where there is no route
 std::optional<std::uint32_t> SourceTowards(std::uint32_t group, int interfaceIndex);
@@ -40,22 +32,20 @@ std::string SystemText(const std::string& path);
 /// CAP_NET_RAW.
 class QuerierEar {
  public:
-    /// \return nothing where the system refuses
+    /// Begins to listen, joins an unused group and leaves it, upon which a querier asks for remaining members (RFC
+    /// 2236, 3). \return nothing where the system refuses
     static std::unique_ptr<QuerierEar> Open(int interfaceIndex);
     ~QuerierEar();
     QuerierEar(const QuerierEar&) = delete;
     QuerierEar& operator=(const QuerierEar&) = delete;
 
-    /// Joins an unused group and leaves it, upon which a querier asks for remaining members (RFC 2236, 3).
-    void Provoke() const;
     /// \return the querier's address, or nothing at the deadline or after an interrupt
     std::optional<std::uint32_t> Wait(Clock::time_point deadline) const;
 
  private:
-    QuerierEar(int fd, int interfaceIndex) : mFd(fd), mIndex(interfaceIndex) {}
+    explicit QuerierEar(int fd) : mFd(fd) {}
 
     int mFd;
-    int mIndex;
 };
 
 }  // namespace zulctl

@@ -102,19 +102,18 @@ Diagnosis ExamineSenders(const ScreenView& view, const Endpoint& group) {
             fmt::format("{} sends it, {}", Names(names), BitRateText(view.heard.report.BitRate()))};
 }
 
-struct Share {
-    std::uint64_t packets = 0, scrambled = 0;
-    bool IsScrambled() const { return scrambled * 2 > packets; }
-};
-Share ShareOf(const StreamReport& report, const ProgrammeReport& programme) {
-    Share share;
+/// \return the sums over a programme's streams
+PidReport TotalOf(const StreamReport& report, const ProgrammeReport& programme) {
+    PidReport total;
     for (const auto& stream : programme.streams) {
         const auto pid = report.pids.find(stream.pid);
         if (pid == report.pids.end()) continue;
-        share.packets += pid->second.packets, share.scrambled += pid->second.scrambled;
+        total.packets += pid->second.packets, total.scrambled += pid->second.scrambled;
     }
-    return share;
+    return total;
 }
+
+bool IsScrambled(const PidReport& total) { return total.scrambled * 2 > total.packets; }
 
 Diagnosis Scrambled(int programme) {
     return {"scrambled", Level::kFault, fmt::format("programme {:04x} is scrambled", programme),
@@ -125,11 +124,9 @@ Diagnosis Scrambled(int programme) {
 Diagnosis ExamineProgramme(const ScreenView& view) {
     const auto& programmes = view.heard.report.programmes;
     const auto found = programmes.find(static_cast<std::uint16_t>(view.status.programme));
-    if (found == programmes.end() && programmes.size() == 1) {
-        const auto& [number, only] = *programmes.begin();
-        if (ShareOf(view.heard.report, only).IsScrambled()) return Scrambled(number);
-    }
     if (found == programmes.end()) {
+        if (programmes.size() == 1 && IsScrambled(TotalOf(view.heard.report, programmes.begin()->second)))
+            return Scrambled(programmes.begin()->first);
         const std::string carried = fmt::format("{:04x}", fmt::join(std::views::keys(programmes), ", "));
         return {"programme", Level::kFault,
                 fmt::format("{} {}, and the stream carries {}", view.receiver,
@@ -140,12 +137,12 @@ Diagnosis ExamineProgramme(const ScreenView& view) {
                                    : fmt::format("zulctl -b {} play {} --programme {:04x}", ShellWord(view.receiver),
                                                  EndpointText(*view.status.Group()), programmes.begin()->first)};
     }
-    const Share share = ShareOf(view.heard.report, found->second);
-    if (share.packets == 0)
+    const PidReport total = TotalOf(view.heard.report, found->second);
+    if (total.packets == 0)
         return {"programme", Level::kFault,
                 fmt::format("programme {:04x} is listed, and carries neither picture nor sound", found->first),
                 "The broadcaster sends nothing in it now; try another channel."};
-    if (share.IsScrambled()) return Scrambled(found->first);
+    if (IsScrambled(total)) return Scrambled(found->first);
     return {"programme", Level::kGood, fmt::format("programme {:04x} is in it, in the clear", found->first)};
 }
 
@@ -219,7 +216,7 @@ void WarnOfStream(Session& session, const Endpoint& group, std::set<std::uint16_
         const auto found = report.programmes.find(number);
         if (found == report.programmes.end())
             session.out.Warning(fmt::format("programme {:04x} isn't in the stream", number));
-        else if (ShareOf(report, found->second).IsScrambled())
+        else if (IsScrambled(TotalOf(report, found->second)))
             session.out.Warning(fmt::format("programme {:04x} is scrambled, and boards don't descramble", number));
     }
 }

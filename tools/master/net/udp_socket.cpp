@@ -110,9 +110,9 @@ void UdpSocket::OnlyFrom(const Endpoint& peer) {
     while (recv(mFd, &byte, 1, MSG_DONTWAIT) >= 0) continue;
 }
 
-bool UdpSocket::Join(std::uint32_t group, int interfaceIndex) {
+bool UdpSocket::Change(int membership, std::uint32_t group, int interfaceIndex) {
     const ip_mreqn request{.imr_multiaddr = {htonl(group)}, .imr_address = {}, .imr_ifindex = interfaceIndex};
-    return setsockopt(mFd, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request, sizeof request) == 0;
+    return setsockopt(mFd, IPPROTO_IP, membership, &request, sizeof request) == 0;
 }
 
 void UdpSocket::SendThrough(int interfaceIndex) {

@@ -58,7 +58,9 @@ class UdpSocket {
     void OnlyFrom(const Endpoint& peer);
     /// Joins a group on one interface, or where the routing table says.
     /// \return false where the system refuses, as for a second membership
-    bool Join(std::uint32_t group, int interfaceIndex = 0);
+    bool Join(std::uint32_t group, int interfaceIndex = 0) { return Change(IP_ADD_MEMBERSHIP, group, interfaceIndex); }
+    /// \return false where it isn't a member on that interface
+    bool Leave(std::uint32_t group, int interfaceIndex) { return Change(IP_DROP_MEMBERSHIP, group, interfaceIndex); }
     /// Sets the interface for multicast sends.
     void SendThrough(int interfaceIndex);
     void AllowBroadcast();
@@ -77,6 +79,7 @@ class UdpSocket {
 
  private:
     void Set(int level, int option, int value, const char* what);
+    bool Change(int membership, std::uint32_t group, int interfaceIndex);
 
     int mFd;
     std::shared_ptr<Recorder> mpRecorder;

@@ -37,7 +37,7 @@ Json JsonOf(const BoardState& board, const Overview& overview) {
     json["silent_seconds"] = board.SilentSeconds(now);
     json["model"] = board.model;
     json["version"] = board.version;
-    json["dark"] = dark ? JsonOf(*dark) : Json();
+    json["dark"] = dark ? Json(*dark) : Json();
     if (board.role != Role::kTransmitter) return json;
     const auto differences = overview.DifferencesOf(board);
     json["plan"] = differences ? Json({{"as_planned", differences->empty()},
