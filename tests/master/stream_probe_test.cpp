@@ -111,7 +111,7 @@ TEST(StreamProbe, ContinuityByRows) {
         Feeder feeder;
         for (const Packet& packet : row.packets) feeder.Raw(packet);
         const StreamReport& report = feeder.probe.Report();
-        EXPECT_EQ(report.ContinuityErrors(), row.errors) << row.what;
+        EXPECT_EQ(report.continuityErrors, row.errors) << row.what;
         EXPECT_EQ(report.pids.begin()->second.duplicates, row.duplicates) << row.what;
         EXPECT_EQ(report.pids.begin()->second.packets, row.packets.size()) << row.what;
     }
@@ -132,7 +132,7 @@ TEST(StreamProbe, PacketsMayBeSplitOverDatagramsAnywhere) {
             feeder.Raw({begin, begin + static_cast<std::ptrdiff_t>(std::min(whole.size() - at, size))});
         }
         EXPECT_EQ(feeder.probe.Report().packets, 100u) << size;
-        EXPECT_EQ(feeder.probe.Report().syncLosses + feeder.probe.Report().ContinuityErrors(), 0u) << size;
+        EXPECT_EQ(feeder.probe.Report().syncLosses + feeder.probe.Report().continuityErrors, 0u) << size;
     }
 }
 
@@ -143,7 +143,7 @@ TEST(StreamProbe, FindsItsStepAgainAfterLostBytes) {
     feeder.Raw(bytes);
     // Packet 10 takes the rest of 12 and the head of 13 for its own; 11, 12 and 13 are gone.
     EXPECT_EQ(feeder.probe.Report().packets, 37u);
-    EXPECT_EQ(feeder.probe.Report().ContinuityErrors(), 1u);
+    EXPECT_EQ(feeder.probe.Report().continuityErrors, 1u);
     EXPECT_TRUE(feeder.Finds("1 losses of packet sync")) << feeder.Faults();
 }
 

@@ -40,7 +40,7 @@ TEST_P(Played, TwiceInARowIsAGoodStream) {
                   zulctl::StreamProbe::Time(std::chrono::duration_cast<std::chrono::nanoseconds>(due)));
     }
     for (const zulctl::Finding& finding : zulctl::Judge(probe.Report())) EXPECT_FALSE(finding.fault) << finding.text;
-    EXPECT_EQ(probe.Report().ContinuityErrors(), 0u);
+    EXPECT_EQ(probe.Report().continuityErrors, 0u);
     EXPECT_LE(probe.Report().pat.interval.Most(), 0.14);
     for (const auto& [number, programme] : probe.Report().programmes)
         EXPECT_LE(programme.pmt.interval.Most(), 0.14) << number;

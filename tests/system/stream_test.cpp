@@ -22,7 +22,7 @@ class Streams : public Transmission {
         }
         for (const auto& pat : evidence.pats) EXPECT_EQ(pat, expected);
         EXPECT_EQ(Difference(evidence.pids, played), "");
-        EXPECT_EQ(evidence.report.ContinuityErrors(), 0u);
+        EXPECT_EQ(evidence.report.continuityErrors, 0u);
         EXPECT_EQ(evidence.report.syncLosses, 0u);
         EXPECT_FALSE(evidence.Has(0x1FFF));
         EXPECT_TRUE(evidence.Has(0x1FFB));

@@ -19,7 +19,7 @@ struct ProbeChoice {
     bool seconds = false;
 };
 
-std::string SecondLine(std::size_t number, const SecondReport& second) {
+std::string SecondLine(std::size_t number, const StreamCounts& second) {
     return fmt::format(
         "{:4} s  {:>14}  {:6} packets  {:4} datagrams{}", number + 1,
         BitRateText(static_cast<double>(second.bytes) * 8), second.packets, second.datagrams,

@@ -108,14 +108,14 @@ std::vector<PlanStep> StepsTo(std::vector<WantedStream> wanted, const std::vecto
 
     std::vector<PlanStep> steps, kept;
     for (const StreamStatus& there : running) {
-        const auto inSlot = std::find_if(wanted.begin(), wanted.end(),
-                                         [&](const auto& stream) { return stream.request.slot == there.id; });
-        const bool moves = std::any_of(wanted.begin(), wanted.end(), [&](const auto& stream) {
+        const bool moves = std::ranges::any_of(wanted, [&](const auto& stream) {
             return stream.request.to == there.group && stream.request.slot != there.id;
         });
-        if (inSlot == wanted.end()) steps.push_back(Stop(there, moves ? "goes to another slot" : "not in the plan"));
         // A start stops what its own slot sends, but a group that goes to another slot must be free before that starts.
-        if (inSlot != wanted.end() && moves) steps.push_back(Stop(there, "goes to another slot"));
+        if (moves)
+            steps.push_back(Stop(there, "goes to another slot"));
+        else if (std::ranges::none_of(wanted, [&](const auto& stream) { return stream.request.slot == there.id; }))
+            steps.push_back(Stop(there, "not in the plan"));
     }
     for (const WantedStream& stream : wanted) {
         const int slot = *stream.request.slot;

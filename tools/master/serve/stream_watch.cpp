@@ -70,7 +70,7 @@ struct StreamWatch::Watched {
     std::size_t wanted = 0;               ///< bytes
 
     std::uint64_t Bytes() const { return measured.bytes + probe.Report().bytes; }
-    std::uint64_t Continuity() const { return measured.continuityErrors + probe.Report().ContinuityErrors(); }
+    std::uint64_t Continuity() const { return measured.continuityErrors + probe.Report().continuityErrors; }
     std::uint64_t Sync() const { return measured.syncLosses + probe.Report().syncLosses; }
 
     void Take(const Datagram& datagram);
@@ -101,7 +101,7 @@ void StreamWatch::Watched::EndReport(Clock::time_point now) {
     const StreamReport& report = probe.Report();
     measured.bytes += report.bytes;
     measured.packets += report.packets;
-    measured.continuityErrors += report.ContinuityErrors();
+    measured.continuityErrors += report.continuityErrors;
     measured.syncLosses += report.syncLosses;
     measured.droppedHere += report.lostHere;
     lostBefore += static_cast<std::uint32_t>(report.lostHere);

@@ -42,12 +42,6 @@ std::size_t FindSync(Bytes bytes, std::size_t from) {
 
 }  // namespace
 
-std::uint64_t StreamReport::ContinuityErrors() const {
-    std::uint64_t total = 0;
-    for (const auto& [pid, report] : pids) total += report.continuityErrors;
-    return total;
-}
-
 std::string StreamReport::PidPurpose(std::uint16_t pid) const {
     if (pid == 0) return "PAT";
     if (pid == kNullPid) return "null";
@@ -74,8 +68,8 @@ void StreamProbe::Add(Bytes datagram, Time arrived) {
     const std::size_t second = std::min(static_cast<std::size_t>(mReport.seconds), kLongestHistory - 1);
     if (mReport.perSecond.size() <= second) mReport.perSecond.resize(second + 1);
 
-    ++mReport.datagrams, ++Second().datagrams;
-    mReport.bytes += datagram.size(), Second().bytes += datagram.size();
+    Count(&StreamCounts::datagrams);
+    Count(&StreamCounts::bytes, datagram.size());
     mReport.datagramSize.Note(static_cast<double>(datagram.size()));
     if (datagram.size() % kTsPacketSize != 0) ++mReport.oddDatagrams;
     const std::size_t hash = HashOf(datagram);
@@ -86,7 +80,7 @@ void StreamProbe::Add(Bytes datagram, Time arrived) {
     std::size_t at = 0;
     while (at < mBytes.size()) {
         if (mBytes[at] != kSync || !mInStep) {
-            if (mInStep) ++mReport.syncLosses, ++Second().syncLosses;
+            if (mInStep) Count(&StreamCounts::syncLosses);
             at = FindSync(mBytes, at);
             mInStep = at + kTsPacketSize < mBytes.size();
             if (!mInStep) break;
@@ -103,16 +97,17 @@ void StreamProbe::StartOver() {
     next.transportId = mReport.transportId;
     next.blankedEntries = mReport.blankedEntries;
     next.pat.version = mReport.pat.version;
-    for (auto& [number, programme] : mReport.programmes) {
-        ProgrammeReport& kept = next.programmes[number];
-        kept = {programme.pmtPid, programme.pcrPid, std::move(programme.streams), {}};
-        kept.pmt.version = programme.pmt.version;
+    next.programmes = std::move(mReport.programmes);
+    for (auto& [number, programme] : next.programmes) {
+        TableReport fresh;
+        fresh.version = programme.pmt.version;
+        programme.pmt = fresh;
     }
     mReport = std::move(next);
 }
 
 void StreamProbe::Packet(Bytes packet) {
-    ++mReport.packets, ++Second().packets;
+    Count(&StreamCounts::packets);
     const std::uint16_t pid = PidOf(packet);
     PidReport& report = mReport.pids[pid];
     ++report.packets;
@@ -149,7 +144,8 @@ bool StreamProbe::ContinuityHolds(Bytes packet, PidReport& report, PidState& sta
         return false;
     }
     if (before < 0 || counter == wanted || Discontinuity(packet)) return true;
-    ++report.continuityErrors, ++Second().continuityErrors;
+    ++report.continuityErrors;
+    Count(&StreamCounts::continuityErrors);
     if (state.sections) state.sections->Drop();
     return true;
 }

@@ -66,14 +66,12 @@ struct ProgrammeReport {
     TableReport pmt;
 };
 
-/// One second of the stream, counted from its first datagram.
-struct SecondReport {
-    std::uint64_t datagrams = 0, bytes = 0, packets = 0, continuityErrors = 0, syncLosses = 0;
+struct StreamCounts {
+    std::uint64_t datagrams = 0, bytes = 0, packets = 0, continuityErrors = 0;
+    std::uint64_t syncLosses = 0;  ///< places without a sync byte where a packet should begin
 };
 
-struct StreamReport {
-    std::uint64_t datagrams = 0, bytes = 0, packets = 0;
-    std::uint64_t syncLosses = 0;                  ///< places without a sync byte where a packet should begin
+struct StreamReport : StreamCounts {
     std::uint64_t repeatedDatagrams = 0;           ///< equal to the one before
     std::uint64_t oddDatagrams = 0;                ///< not whole packets
     double seconds = 0;                            ///< from the first datagram to the last
@@ -84,10 +82,9 @@ struct StreamReport {
     int transportId = -1;
     unsigned blankedEntries = 0;                          ///< of the last PAT, numbered 0
     std::map<std::uint16_t, ProgrammeReport> programmes;  ///< of the last PAT
-    std::vector<SecondReport> perSecond;
+    std::vector<StreamCounts> perSecond;                  ///< counted from the first datagram
     std::uint64_t lostHere = 0;  ///< datagrams that the receiving machine dropped; set by the socket's owner
 
-    std::uint64_t ContinuityErrors() const;
     double BitRate() const { return seconds > 0 ? static_cast<double>(bytes) * 8 / seconds : 0; }
     /// \return "PAT", "PMT of 3", "AC-3 audio of 3 (eng)", "null" and the like
     std::string PidPurpose(std::uint16_t pid) const;
@@ -117,7 +114,9 @@ class StreamProbe {
     void Pmt(Bytes section, std::uint16_t pid);
     /// \return true for a valid section; intervals are measured between these
     bool NoteSection(Bytes section, TableReport& table, int version);
-    SecondReport& Second() { return mReport.perSecond.back(); }
+    void Count(std::uint64_t StreamCounts::*what, std::uint64_t number = 1) {
+        mReport.*what += number, mReport.perSecond.back().*what += number;
+    }
 
     StreamReport mReport;
     std::vector<std::uint8_t> mBytes;  ///< not yet cut into packets: at most one cut packet between datagrams
@@ -133,10 +132,6 @@ struct Finding {
     bool fault;
     std::string text;
 };
-
-/// Limits of ETSI TR 101 290, 5.2.1, first priority.
-inline constexpr double kLongestPatInterval = 0.5;
-inline constexpr double kLongestPmtInterval = 0.5;
 
 /// \return faults and notes; a good stream has no fault. An entry numbered 0 in the PAT of a stream that carries part
 /// of a multiplex is no fault.

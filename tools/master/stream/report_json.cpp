@@ -52,7 +52,7 @@ Json JsonOf(const std::string& stream, const StreamReport& report, const std::ve
                         {"damaged", item.damaged}});
     }
     for (const auto& [number, programme] : report.programmes) programmes.push_back(JsonOf(number, programme));
-    for (const SecondReport& second : report.perSecond) {
+    for (const StreamCounts& second : report.perSecond) {
         seconds.push_back({{"bits", second.bytes * 8},
                            {"packets", second.packets},
                            {"datagrams", second.datagrams},
@@ -69,7 +69,7 @@ Json JsonOf(const std::string& stream, const StreamReport& report, const std::ve
             {"datagrams", report.datagrams},
             {"bytes", report.bytes},
             {"packets", report.packets},
-            {"continuity_errors", report.ContinuityErrors()},
+            {"continuity_errors", report.continuityErrors},
             {"sync_losses", report.syncLosses},
             {"repeated_datagrams", report.repeatedDatagrams},
             {"odd_datagrams", report.oddDatagrams},
