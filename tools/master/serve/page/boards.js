@@ -1,20 +1,6 @@
 // Boards: role, signal, load, what they do, and what the plan has otherwise.
-import {byId, counted, keep, make, programmesOf, programmeText, put, say, show, spanText} from './parts.js';
+import {byId, counted, drawPart, make, programmesOf, programmeText, spanText} from './parts.js';
 import {canOrder, stopPlaying} from './orders.js';
-
-function create(board) {
-  const meter = (name, attributes) => [
-    make('span', {}, name), make('meter', {min: 0, max: 100, ...attributes, 'aria-label': `${name} in percent`}), make('output', {}),
-  ];
-  const bars = make('div', {class: 'bars'});
-  if (board.role === 'transmitter') bars.append(...meter('signal', {low: 60, high: 100, optimum: 80, class: 'signal'}));
-  bars.append(...meter('load', {low: 0, high: 90, optimum: 50, class: 'load'}));
-  return make('article', {class: 'board', id: board.id, tabindex: -1},
-    make('div', {class: 'row'}, make('span', {class: 'name'}), make('span', {class: 'role'}), make('span', {class: 'state'})),
-    make('p', {class: 'what'}), bars,
-    make('ul', {class: 'why bad'}),
-    make('button', {type: 'button', class: 'stop', hidden: true, onclick: () => stopPlaying(board.id)}, 'Stop playing'));
-}
 
 function stateOf(board) {
   switch (board.health) {
@@ -38,8 +24,8 @@ function darkText({dark, receiver}, streams) {
 
 /** What is wrong with a board, a line each. */
 function whyOf(board, streams) {
-  const why = board.health === 'silent' ? board.error : board.dark ? darkText(board, streams) : '';
-  return [...(why ? [why] : []), ...(board.plan?.as_planned === false ? board.plan.differences : [])];
+  const why = board.health === 'silent' ? board.error : board.dark && darkText(board, streams);
+  return [why, ...(board.plan?.differences ?? [])].filter(Boolean);
 }
 
 function whatOf(board, streams) {
@@ -58,35 +44,33 @@ function whatOf(board, streams) {
   return '';
 }
 
-function update(element, board, streams) {
-  const at = (selector) => element.querySelector(selector);
-  put(element, 'data-health', troubled(board) ? 'silent' : board.health);
-  say(at('.name'), board.name);
-  const address = board.name === board.address ? `:${board.port}` : board.id;
-  say(at('.role'), `${board.role} ${address}${board.version ? ` · ${board.version}` : ''}`);
-  const [state, style] = stateOf(board);
-  say(at('.state'), state);
-  at('.state').className = `state ${style}`;
-  say(at('.what'), whatOf(board, streams));
-  const known = board.transmitter ?? board.receiver;
-  show(at('.bars'), Boolean(known) && board.health !== 'silent');
-  for (const [name, value] of [['signal', board.transmitter?.signal_percent], ['load', known?.load_percent]]) {
-    const meter = at(`meter.${name}`);
-    if (!meter || value === undefined) continue;
-    if (meter.value !== value) meter.value = value;
-    say(meter.nextElementSibling, `${value} %`);
-  }
-  keep(at('.why'), whyOf(board, streams), (text) => text, (text) => make('li', {}, text), () => {});
-  show(at('.stop'), canOrder() && Boolean(board.receiver?.plays_stream));
+function barsOf({health, transmitter, receiver}) {
+  const bar = (name, value, limits) => [make('span', {}, name),
+    make('meter', {min: 0, max: 100, ...limits, value, 'aria-label': `${name} in percent`}), make('output', {}, `${value} %`)];
+  const known = transmitter ?? receiver;
+  return known && health !== 'silent' && make('div', {class: 'bars'},
+    transmitter && bar('signal', transmitter.signal_percent, {low: 60, high: 100, optimum: 80}),
+    bar('load', known.load_percent, {low: 0, high: 90, optimum: 50}));
 }
 
 const troubled = (board) => board.health === 'silent' || Boolean(board.dark) || board.plan?.as_planned === false;
 
-export function drawBoards(overview) {
+function describe(board, streams) {
+  const [state, style] = stateOf(board), address = board.name === board.address ? `:${board.port}` : board.id;
+  return make('article', {class: 'board', id: board.id, tabindex: -1, 'data-health': troubled(board) ? 'silent' : board.health},
+    make('div', {class: 'row'}, make('span', {class: 'name'}, board.name),
+      make('span', {class: 'role'}, `${board.role} ${address}${board.version ? ` · ${board.version}` : ''}`),
+      make('span', {class: `state ${style}`}, state)),
+    make('p', {class: 'what'}, whatOf(board, streams)),
+    barsOf(board),
+    make('ul', {class: 'why bad'}, whyOf(board, streams).map((text) => make('li', {}, text))),
+    canOrder() && board.receiver?.plays_stream &&
+      make('button', {type: 'button', class: 'stop', onclick: () => stopPlaying(board.id)}, 'Stop playing'));
+}
+
+export function drawBoards({boards, streams}) {
   // After those in trouble, transmitters: what they send decides what receivers can play.
-  const boards = [...overview.boards].sort((a, b) => troubled(b) - troubled(a) || b.role.localeCompare(a.role));
-  keep(byId('board-rows'), boards, (board) => board.id, create, (element, board) => update(element, board, overview.streams));
-  say(byId('boards-count'), boards.length ? String(boards.length) : '');
-  byId('board-rows').classList.toggle('compact', boards.length > 8);
-  show(byId('boards-nothing'), boards.length === 0);
+  const sorted = [...boards].sort((a, b) => troubled(b) - troubled(a) || b.role.localeCompare(a.role));
+  drawPart('boards', sorted.map((board) => describe(board, streams)), boards.length);
+  byId('boards-list').classList.toggle('compact', boards.length > 8);
 }

@@ -1,12 +1,9 @@
 // The guide of each transmitter as a grid of time, with now marked.
-import {byId, clockText, dayText, follow, isLocal, keep, make, openDialog, say, sayHead, show} from './parts.js';
+import {byId, clockText, dayText, drawPart, isLocal, listsOf, make, openDialog} from './parts.js';
 
-const kMinute = 60000;
-const kPixels = 6;            // a minute
-const kNarrow = 75;           // pixels: too few for a title and a time on lines of their own
-const kBefore = 30;           // minutes shown before now
-const guides = new Map();     // board id: {revision, rows}
-const offsets = new Map();    // board id: broadcast time minus this machine's, in milliseconds
+const kHalfHour = 30 * 60000;
+const kNarrow = 75;         // pixels: too few for a title and a time on lines of their own
+const offsets = new Map();  // board id: broadcast time minus this machine's, in milliseconds
 
 const rowsOf = ({guide}) => guide.map(({channel, events}) => ({
   channel, events: events.map((event) => ({...event, from: Date.parse(event.start), to: Date.parse(event.end)})),
@@ -23,9 +20,9 @@ export function broadcastNow(board) {
 }
 
 function showEvent(event, channel) {
-  const what = [make('p', {class: 'soft'}, `${channel.name} · ${dayText(event.from)}, ${clockText(event.from)} to ${clockText(event.to)}`)];
-  if (event.text) what.push(make('p', {}, event.text));
-  openDialog(event.title || 'No title', what);
+  const when = `${dayText(event.from)}, ${clockText(event.from)} to ${clockText(event.to)}`;
+  openDialog(event.title || 'No title',
+    [make('p', {class: 'soft'}, `${channel.name} · ${when}`), event.text && make('p', {}, event.text)]);
 }
 
 /** Arrow keys go from event to event; one event of a grid is in the tab order. */
@@ -48,93 +45,48 @@ function move(event) {
   to.scrollIntoView({block: 'nearest', inline: 'nearest'});
 }
 
-function create(board) {
-  const sheet = make('div', {class: 'sheet', onkeydown: move});
-  return make('div', {class: 'guide'}, make('h3', {}), make('p', {class: 'why warn'}),
-    make('div', {class: 'scroller', tabindex: 0, role: 'region', 'aria-label': `guide of ${board.name}`}, sheet));
+const pixels = (span) => (span / kHalfHour) * 180;
+
+function describeEvent(event, channel, start, now) {
+  const left = Math.max(0, pixels(event.from - start)), width = pixels(event.to - start) - left;
+  const times = `${clockText(event.from)}–${clockText(event.to)}`, on = event.from <= now && now < event.to;
+  const style = ['event', width < kNarrow && 'narrow', on && 'on', event.to <= now && 'past'].filter(Boolean).join(' ');
+  return make('button', {type: 'button', class: style, 'data-key': event.from, tabindex: -1, title: `${times} ${event.title}`,
+    'aria-current': on && 'time', onclick: () => showEvent(event, channel),
+    style: {left: `${left}px`, width: `${Math.max(6, width - 3)}px`}}, make('span', {}, event.title || '—', make('small', {}, times)));
 }
 
-function createEvent(event, channel, start) {
-  const left = Math.max(0, (event.from - start) / kMinute) * kPixels;
-  const right = ((event.to - start) / kMinute) * kPixels;
-  const times = `${clockText(event.from)}–${clockText(event.to)}`;
-  const element = make('button', {type: 'button', class: 'event', tabindex: -1, title: `${times} ${event.title}`,
-    onclick: () => showEvent(event, channel)}, make('span', {}, event.title || '—', make('small', {}, times)));
-  element.style.left = `${left}px`;
-  element.style.width = `${Math.max(6, right - left - 3)}px`;
-  element.classList.toggle('narrow', right - left < kNarrow);
-  element.dataset.from = event.from;
-  element.dataset.to = event.to;
-  return element;
-}
-
-function fill(sheet, rows, start, end) {
-  const width = ((end - start) / kMinute) * kPixels;
-  const track = () => {
-    const element = make('div', {class: 'track'});
-    element.style.width = `${width}px`;
-    return element;
-  };
-  const hours = track();
-  for (let moment = start; moment < end; moment += 30 * kMinute) {
-    const hour = make('span', {class: 'hour'}, clockText(moment));
-    hour.style.left = `${((moment - start) / kMinute) * kPixels}px`;
-    hours.append(hour);
-  }
+function describeSheet(rows, now) {
+  const start = (Math.floor(now / kHalfHour) - 1) * kHalfHour;
+  const ends = rows.flatMap(({events}) => events.map((event) => event.to));
+  const end = Math.min(Math.max(start + 6 * kHalfHour, ...ends), start + 24 * kHalfHour);
+  const track = (content) => make('div', {class: 'track', style: {width: `${pixels(end - start)}px`}}, content);
+  const hours = [];
+  for (let moment = start; moment < end; moment += kHalfHour)
+    hours.push(make('span', {class: 'hour', style: {left: `${pixels(moment - start)}px`}}, clockText(moment)));
   const lines = rows.map(({channel, events}) => {
-    const line = track();
-    line.append(...events.filter((event) => event.to > start && event.from < end).map((event) => createEvent(event, channel, start)));
-    if (!events.length) line.append(make('p', {class: 'label soft'}, 'nothing known'));
-    return make('div', {class: 'line'}, make('div', {class: 'label', title: channel.name}, channel.name || channel.number || '—'), line);
+    const shown = events.filter((event) => event.to > start && event.from < end).map((event) => describeEvent(event, channel, start, now));
+    return make('div', {class: 'line'}, make('div', {class: 'label', title: channel.name}, channel.name || channel.number || '—'),
+      track(events.length ? shown : make('p', {class: 'label soft'}, 'nothing known')));
   });
-  sheet.replaceChildren(make('div', {class: 'hours'}, make('div', {class: 'label'}, isLocal() ? 'here' : 'UTC'), hours), ...lines,
-    make('div', {class: 'now'}, make('span', {})));
-  (sheet.querySelector('.event') ?? sheet).tabIndex = sheet.querySelector('.event') ? 0 : -1;
+  return make('div', {class: 'sheet', onkeydown: move},
+    make('div', {class: 'hours'}, make('div', {class: 'label'}, isLocal() ? 'here' : 'UTC'), track(hours)), lines,
+    make('div', {class: 'now', style: {left: `calc(var(--label) + ${pixels(now - start)}px)`}}, make('span', {}, clockText(now))));
 }
 
-function mark(element, now, start) {
-  const sheet = element.querySelector('.sheet'), line = sheet.querySelector('.now');
-  const label = sheet.querySelector('.label').offsetWidth;
-  line.style.left = `${label + ((now - start) / kMinute) * kPixels}px`;
-  say(line.firstChild, clockText(now));
-  const place = line.firstChild.getBoundingClientRect();
+/** Hides the hours under the mark of now, and puts an event of each sheet in the tab order. */
+function tidy(sheet) {
+  const place = sheet.querySelector('.now span').getBoundingClientRect();
   for (const hour of sheet.querySelectorAll('.hour')) {
     const {left, right} = hour.getBoundingClientRect();
     hour.classList.toggle('under', left < place.right && right > place.left);
   }
-  for (const event of sheet.querySelectorAll('.event')) {
-    const on = Number(event.dataset.from) <= now && now < Number(event.dataset.to);
-    event.classList.toggle('on', on);
-    event.classList.toggle('past', Number(event.dataset.to) <= now);
-    if (on) event.setAttribute('aria-current', 'time');
-    else event.removeAttribute('aria-current');
-  }
-}
-
-function update(element, board, several) {
-  const guide = guides.get(board.id), now = broadcastNow(board);
-  sayHead(element, board.name, several, board.guide_error);
-  const rows = guide?.rows ?? [];
-  show(element.querySelector('.scroller'), rows.length > 0);
-  if (!rows.length) return;
-  const start = Math.floor((now - kBefore * kMinute) / (30 * kMinute)) * 30 * kMinute;
-  const drawn = `${guide.revision} ${start} ${isLocal()}`;
-  if (element.dataset.drawn !== drawn) {
-    const ends = rows.flatMap(({events}) => events.map((event) => event.to));
-    const end = Math.min(Math.max(start + 180 * kMinute, ...ends), start + 12 * 60 * kMinute);
-    // The focus is kept when the sheet is replaced.
-    const focus = [...element.querySelectorAll('.event')].indexOf(document.activeElement);
-    fill(element.querySelector('.sheet'), rows, start, end);
-    if (focus >= 0) element.querySelectorAll('.event')[focus]?.focus({preventScroll: true});
-    element.dataset.drawn = drawn;
-  }
-  mark(element, now, start);
+  if (!sheet.querySelector('.event[tabindex="0"]')) sheet.querySelector('.event')?.setAttribute('tabindex', 0);
 }
 
 export function drawGuides(overview) {
-  const boards = overview.boards.filter((board) => board.role === 'transmitter');
-  for (const board of boards) follow(guides, board, board.guide_revision, '/api/guide', rowsOf);
-  const shown = boards.filter((board) => guides.get(board.id)?.rows.length || board.guide_error);
-  keep(byId('guides'), shown, (board) => board.id, create, (element, board) => update(element, board, boards.length > 1));
-  show(byId('guide-nothing'), shown.length === 0);
+  drawPart('guide', listsOf(overview, 'guide', rowsOf).map(({board, head, rows}) =>
+    make('div', {class: 'guide', 'data-key': board.id}, head, rows.length > 0 &&
+      make('div', {class: 'scroller', tabindex: 0, role: 'region', 'aria-label': `guide of ${board.name}`}, describeSheet(rows, broadcastNow(board))))));
+  document.querySelectorAll('.sheet').forEach(tidy);
 }

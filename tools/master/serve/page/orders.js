@@ -1,23 +1,17 @@
 // Orders, for whoever has the token: from the address, after #, or typed in. It stays in this tab.
-import {byId, make, openDialog, programmesOf, programmeText, toast} from './parts.js';
+import {byId, make, openDialog, programmesOf, programmeText, recall, remember, toast} from './parts.js';
 
-let token = '';
+let token = recall('sessionStorage', 'token');
 let taken = false;  // the service takes orders
 
-try {
-  token = sessionStorage.getItem('token') ?? '';
-} catch { /* a browser may keep nothing */ }
-
-function remember(value) {
+function setToken(value) {
   token = value;
-  try {
-    sessionStorage.setItem('token', value);
-  } catch { /* as above */ }
+  remember('sessionStorage', 'token', value);
 }
 
 const given = /^#token=([\w-]+)$/.exec(location.hash);
 if (given) {
-  remember(given[1]);
+  setToken(given[1]);
   history.replaceState(null, '', location.pathname);  // hides the token from onlookers
 }
 
@@ -31,8 +25,8 @@ export function setTaken(value) {
 byId('unlock').addEventListener('click', () => {
   openDialog('Token', [
     make('p', {class: 'soft'}, 'It is in the address that zulctl serve printed, or in its token file.'),
-    make('label', {}, 'token', make('input', {name: 'token', type: 'password', required: true, autocomplete: 'off'})),
-  ], 'Use it', (fields) => { remember(fields.token.trim()); });
+    label('token', make('input', {name: 'token', type: 'password', required: true, autocomplete: 'off'})),
+  ], 'Use it', (fields) => { setToken(fields.token.trim()); });
 });
 
 async function order(path, body, doing, done) {
@@ -43,13 +37,17 @@ async function order(path, body, doing, done) {
       method: 'POST', body: JSON.stringify(body), headers: {'Content-Type': 'application/json', 'X-Zulctl-Token': token},
     });
     const told = await answer.json();
-    if (answer.status === 403) remember('');
+    if (answer.status === 403) setToken('');
     toast(answer.ok ? done(told) : told.error, !answer.ok);
   } catch {
     toast('The service doesn’t answer.', true);
   }
   document.body.removeAttribute('aria-busy');
 }
+
+const label = (name, field) => make('label', {}, name, field);
+const pick = (name, options) => label(name, make('select', {name}, options.map(([value, text]) => make('option', {value}, text))));
+const numberOf = (field) => (field === '' ? null : Number(field));
 
 export function stopPlaying(board) {
   order('/api/play/stop', {board}, 'stopping', () => 'stopped');
@@ -59,13 +57,11 @@ export function askWhereToPlay(stream, overview) {
   const receivers = overview.boards.filter((board) => board.role === 'receiver');
   const programmes = programmesOf(stream);
   if (!receivers.length) return toast('No receiver is known.', true);
-  const pick = (name, options) => make('label', {}, name, make('select', {name}, ...options));
   openDialog(`Play ${stream.stream}`, [
-    pick('receiver', receivers.map((board) => make('option', {value: board.id}, board.name))),
-    pick('programme', [make('option', {value: ''}, 'the first'),
-      ...programmes.map(({programme}) => make('option', {value: programme}, programmeText(programme, programmes)))]),
+    pick('receiver', receivers.map((board) => [board.id, board.name])),
+    pick('programme', [['', 'the first'], ...programmes.map(({programme}) => [programme, programmeText(programme, programmes)])]),
   ], 'Play', (fields) => order('/api/play', {
-    board: fields.receiver, stream: stream.stream, programme: fields.programme === '' ? null : Number(fields.programme),
+    board: fields.receiver, stream: stream.stream, programme: numberOf(fields.programme),
   }, 'playing', () => `plays ${stream.stream}`));
 }
 
@@ -78,14 +74,12 @@ export function confirmStop(stream, name) {
 export function askWhereToSend(channel, board) {
   const hex = (number) => number.toString(16).padStart(4, '0');
   openDialog(`Send ${channel.name}`, [
-    make('label', {}, 'to', make('input', {name: 'to', required: true, placeholder: '239.1.1.1:5000', pattern: '[0-9.]+:[0-9]+',
+    label('to', make('input', {name: 'to', required: true, placeholder: '239.1.1.1:5000', pattern: '[0-9.]+:[0-9]+',
       title: 'GROUP:PORT', autocomplete: 'off'})),
-    make('label', {}, 'slot', make('select', {name: 'slot'},
-      make('option', {value: ''}, 'a free one'),
-      ...[...Array(8).keys()].map((slot) => make('option', {value: slot}, String(slot))))),
+    pick('slot', [['', 'a free one'], ...[...Array(8).keys()].map((slot) => [slot, String(slot)])]),
     make('p', {class: 'soft'}, 'All streams of a board come from one tuner channel. Starting any slot stops slot 0.'),
   ], 'Send', (fields) => order('/api/stream/start', {
-    board: board.id, to: fields.to, slot: fields.slot === '' ? null : Number(fields.slot),
+    board: board.id, to: fields.to, slot: numberOf(fields.slot),
     channels: [`${hex(channel.transport_stream_id)}:${hex(channel.programme)}`],
   }, 'tuning and starting, some 11 s', (told) => `sends ${channel.name} to ${told.group}:${told.port}`));
 }

@@ -1,5 +1,5 @@
 // The status page: asks for the overview once a second, draws what changed, and hides what the filter doesn't name.
-import {byId, clockText, counted, getJson, isLocal, keep, make, put, say, setLocal, show} from './parts.js';
+import {byId, clockText, counted, fill, getJson, isLocal, make, setLocal} from './parts.js';
 import {drawBoards} from './boards.js';
 import {drawStreams, nameOf} from './streams.js';
 import {drawChannels} from './channels.js';
@@ -26,12 +26,10 @@ function troublesOf({boards, streams}) {
 
 const named = (item) => item.name ?? nameOf(item)[0];
 
-function drawTroubles(troubles) {
-  keep(byId('troubles'), troubles, ([kind]) => kind, ([kind]) => make('li', {}, `${kind}: `, make('span'), make('small')), (line, [, items]) => {
-    keep(line.querySelector('span'), items.slice(0, kNamed), (item) => item.id ?? item.stream,
-      (item) => make('a', {href: `#${item.id ?? item.stream}`}), (link, item) => say(link, named(item)));
-    say(line.querySelector('small'), items.length > kNamed ? ` and ${items.length - kNamed} more` : '');
-  });
+function describeTrouble([kind, items]) {
+  const link = (item) => make('a', {'data-key': item.id ?? item.stream, href: `#${item.id ?? item.stream}`}, named(item));
+  return make('li', {'data-key': kind}, `${kind}: `, make('span', {}, items.slice(0, kNamed).map(link)),
+    make('small', {}, items.length > kNamed && ` and ${items.length - kNamed} more`));
 }
 
 function drawVerdict() {
@@ -40,26 +38,26 @@ function drawVerdict() {
   const count = troubles.reduce((sum, [, items]) => sum + items.length, 0);
   const waiting = !last || (!last.boards.length && !last.streams.length);
   const slow = last?.boards.filter((board) => board.health === 'waiting' || board.health === 'busy').length ?? 0;
-  put(document.body, 'data-state', lost ? 'bad' : waiting ? 'waiting' : count ? 'bad' : slow ? 'warn' : 'good');
+  document.body.dataset.state = lost ? 'bad' : waiting ? 'waiting' : count ? 'bad' : slow ? 'warn' : 'good';
   document.body.classList.toggle('lost', lost);
-  say(byId('verdict'), lost ? 'The status service doesn’t answer' : waiting ? 'Waiting for boards'
+  fill(byId('verdict'), lost ? 'The status service doesn’t answer' : waiting ? 'Waiting for boards'
     : count ? counted(count, 'trouble') : 'All is well');
-  drawTroubles(troubles);
+  fill(byId('troubles'), troubles.map(describeTrouble));
   const title = count ? `▲ ${named(troubles[0][1][0])}: ${troubles[0][0]}` : 'Television on the network';
   if (document.title !== title) document.title = title;
 }
 
 function drawClock() {
   const board = last?.boards.find((item) => item.broadcast_time);
-  say(byId('clock'), last ? clockText(broadcastNow(board), true) : '');
-  say(byId('zone'), isLocal() ? 'here' : 'UTC');
+  fill(byId('clock'), last ? clockText(broadcastNow(board), true) : '');
+  fill(byId('zone'), isLocal() ? 'here' : 'UTC');
 }
 
 function filter() {
   const wanted = byId('filter').value.trim().toLowerCase();
   for (const item of document.querySelectorAll('.stream, .board, .channels tbody tr, .guide .line')) {
     const texts = [...item.querySelectorAll('.name, .where, .badge, .role, .state, .what, .label, .event, td')].map((part) => part.textContent);
-    show(item, texts.join(' ').toLowerCase().includes(wanted));
+    item.hidden = !texts.join(' ').toLowerCase().includes(wanted);
   }
 }
 
@@ -93,5 +91,5 @@ byId('zone').addEventListener('click', () => {
   draw();
 });
 byId('filter').addEventListener('input', filter);
-show(byId('streams-nothing'), false);
+byId('streams-nothing').hidden = true;
 round();

@@ -1,61 +1,56 @@
 // What all parts of the page share: elements, formats, requests. Every text goes in as text, never as markup.
 
-/** Makes an element. Attributes that begin with "on" are listeners. */
-export function make(tag, attributes = {}, ...children) {
-  const element = document.createElement(tag);
-  for (const [name, value] of Object.entries(attributes)) {
-    if (name.startsWith('on')) element.addEventListener(name.slice(2), value);
-    else if (value === true) element.setAttribute(name, '');
-    else if (value !== false && value != null) element.setAttribute(name, value);
-  }
-  element.append(...children);
-  return element;
+/** Describes an element. Attributes that begin with "on" are listeners; `id` or `data-key` tells it from its neighbours. */
+export const make = (tag, attributes = {}, ...children) => ({tag, attributes, children});
+
+function put(element, name, value) {
+  if (name.startsWith('on')) element[name] = value;
+  else if (name === 'style') Object.assign(element.style, value);
+  else if (value === false || value == null) element.removeAttribute(name);
+  else element.setAttribute(name, value === true ? '' : value);
 }
 
-export function makeSvg(tag, attributes = {}) {
-  const element = document.createElementNS('http://www.w3.org/2000/svg', tag);
-  for (const [name, value] of Object.entries(attributes)) element.setAttribute(name, value);
-  return element;
+function update(element, {attributes, children}) {
+  for (const name of Object.keys({...element.described, ...attributes})) {
+    if (element.described?.[name] !== attributes[name]) put(element, name, attributes[name]);
+  }
+  element.described = attributes;
+  fill(element, children);
+}
+
+/**
+ * Gives an element the content that is described: elements, texts, lists of them; what is empty or false is left out. Only
+ * what differs from the description before is changed, so that focus, scrolling and pictures stay and nothing is read out again.
+ */
+export function fill(element, ...content) {
+  if (!element.filled) element.replaceChildren();
+  const known = element.filled ?? new Map(), wanted = new Map();
+  for (const item of content.flat(Infinity).filter(Boolean)) {
+    const kind = item.attributes?.id ?? item.attributes?.['data-key'] ?? item.tag;
+    let key = kind;
+    for (let count = 2; wanted.has(key); ++count) key = `${kind} ${count}`;
+    const space = item.tag === 'svg' ? 'http://www.w3.org/2000/svg' : element.namespaceURI;
+    const node = known.get(key) ?? (item.tag ? document.createElementNS(space, item.tag) : new Text());
+    if (item.tag) update(node, item);
+    else if (node.data !== String(item)) node.data = item;
+    wanted.set(key, node);
+  }
+  for (const [key, node] of known) if (!wanted.has(key)) node.remove();
+  let place = element.firstChild;
+  for (const node of wanted.values()) {
+    if (node === place) place = place.nextSibling;
+    else element.insertBefore(node, place);
+  }
+  element.filled = wanted;
 }
 
 export const byId = (id) => document.getElementById(id);
 
-/** Changes a text only where it differs, so that nothing is drawn or read out again. */
-export function say(element, text) {
-  if (element.textContent !== text) element.textContent = text;
-}
-
-export function show(element, whether) {
-  if (element.hidden === whether) element.hidden = !whether;
-}
-
-/** The name over a board's list where there are several, and why it may be old. */
-export function sayHead(element, name, several, why) {
-  for (const [selector, text, shown] of [['h3', name, several], ['.why', why ?? '', Boolean(why)]]) {
-    say(element.querySelector(selector), text);
-    show(element.querySelector(selector), shown);
-  }
-}
-
-export function put(element, name, value) {
-  if (element.getAttribute(name) !== String(value)) element.setAttribute(name, value);
-}
-
-/** Keeps one child for each item, in their order: new ones are made, others are updated, and those left are removed. */
-export function keep(container, items, keyOf, create, update) {
-  const known = new Map([...container.children].map((child) => [child.dataset.key, child]));
-  items.forEach((item, index) => {
-    const key = keyOf(item);
-    let child = known.get(key);
-    if (child) known.delete(key);
-    else {
-      child = create(item);
-      child.dataset.key = key;
-    }
-    if (container.children[index] !== child) container.insertBefore(child, container.children[index] ?? null);
-    update(child, item);
-  });
-  for (const child of known.values()) child.remove();
+/** Draws a part of the page: its list, how many there are, and a text instead where there are none. */
+export function drawPart(name, list, count) {
+  fill(byId(`${name}-list`), list);
+  fill(byId(`${name}-count`), count);
+  byId(`${name}-nothing`).hidden = list.length > 0;
 }
 
 export function rateParts(bits) {
@@ -77,26 +72,34 @@ export const programmesOf = (stream) => stream?.sources.flatMap((source) => sour
 export const programmeText = (number, programmes) =>
   programmes.find((item) => item.programme === number && item.name)?.name ?? `programme ${number}`;
 
-let local = false;
-try {
-  local = localStorage.getItem('zone') === 'local';
-} catch { /* a browser may keep nothing */ }
-
-export const isLocal = () => local;
-export function setLocal(value) {
-  local = value;
+/** A text that a browser keeps in its localStorage or sessionStorage; it may keep nothing. */
+export function recall(storage, name) {
   try {
-    localStorage.setItem('zone', local ? 'local' : 'utc');
+    return window[storage].getItem(name) ?? '';
+  } catch {
+    return '';
+  }
+}
+export function remember(storage, name, value) {
+  try {
+    window[storage].setItem(name, value);
   } catch { /* as above */ }
 }
 
-const timeText = (moment, options) =>
-  new Intl.DateTimeFormat('en-GB', {timeZone: local ? undefined : 'UTC', ...options}).format(moment);
+let local = recall('localStorage', 'zone') === 'local';
+export const isLocal = () => local;
+export function setLocal(value) {
+  local = value;
+  remember('localStorage', 'zone', local ? 'local' : 'utc');
+}
 
 /** "19:30" of a moment in milliseconds. */
-export const clockText = (moment, withSeconds = false) =>
-  timeText(moment, {hour: '2-digit', minute: '2-digit', second: withSeconds ? '2-digit' : undefined, hourCycle: 'h23'});
-export const dayText = (moment) => timeText(moment, {weekday: 'short', day: 'numeric', month: 'short'});
+export function clockText(moment, withSeconds = false) {
+  const offset = local ? new Date(moment).getTimezoneOffset() * 60000 : 0;
+  return new Date(moment - offset).toISOString().slice(11, withSeconds ? 19 : 16);
+}
+export const dayText = (moment) => new Intl.DateTimeFormat('en-GB',
+  {timeZone: local ? undefined : 'UTC', weekday: 'short', day: 'numeric', month: 'short'}).format(moment);
 
 export async function getJson(path) {
   const answer = await fetch(path, {cache: 'no-store', signal: AbortSignal.timeout(10000)});
@@ -104,22 +107,34 @@ export async function getJson(path) {
   return answer.json();
 }
 
-/** Keeps a board's rows in `lists`, by its id, and asks for them again whenever their revision has changed. */
-export async function follow(lists, board, revision, path, rowsOf) {
-  const known = lists.get(board.id);
-  if (!revision || known?.revision === revision) return;
-  lists.set(board.id, {revision, rows: known?.rows ?? []});
-  try {
-    lists.set(board.id, {revision, rows: rowsOf(await getJson(`${path}?board=${encodeURIComponent(board.id)}`))});
-  } catch {
-    lists.delete(board.id);  // the next round asks again
+const lists = new Map();  // path: {revision, rows}
+
+/** The rows of a list, which is asked for again whenever its revision has changed. */
+function rowsAt(path, revision, rowsOf) {
+  const known = lists.get(path) ?? {rows: []};
+  if (revision && known.revision !== revision) {
+    const keep = (rows) => lists.set(path, {revision, rows});
+    keep(known.rows);
+    getJson(path).then(rowsOf).then(keep, () => lists.delete(path));  // the next round asks again
   }
+  return known.rows;
+}
+
+/** The transmitters that have rows of a kind, "channels" or "guide", or a reason why these may be old. */
+export function listsOf(overview, kind, rowsOf) {
+  const boards = overview.boards.filter((board) => board.role === 'transmitter');
+  return boards.map((board) => {
+    const rows = rowsAt(`/api/${kind}?board=${encodeURIComponent(board.id)}`, board[`${kind}_revision`], rowsOf);
+    const why = board[`${kind}_error`];
+    const head = [boards.length > 1 && make('h3', {}, board.name), why && make('p', {class: 'why warn'}, why)];
+    return {board, head, why, rows};
+  }).filter(({rows, why}) => rows.length || why);
 }
 
 let toastTimer = 0;
 export function toast(text, bad = false) {
   const element = byId('toast');
-  say(element, text);
+  fill(element, text);
   element.className = bad ? 'bad' : '';
   element.hidden = false;
   clearTimeout(toastTimer);
@@ -129,9 +144,10 @@ export function toast(text, bad = false) {
 /** Opens the dialog. `done` gets the form's fields when the main button is pressed. */
 export function openDialog(title, content, mainText = '', done = () => {}) {
   const dialog = byId('dialog'), form = byId('dialog-form');
-  const buttons = make('div', {class: 'buttons'}, make('button', {value: 'cancel', formnovalidate: true}, mainText ? 'Cancel' : 'Close'));
-  if (mainText) buttons.append(make('button', {value: 'do', class: 'main'}, mainText));
-  form.replaceChildren(make('h3', {id: 'dialog-title'}, title), ...content, buttons);
+  fill(form);  // no field keeps what was in it
+  fill(form, make('h3', {id: 'dialog-title'}, title), content, make('div', {class: 'buttons'},
+    make('button', {value: 'cancel', formnovalidate: true}, mainText ? 'Cancel' : 'Close'),
+    mainText && make('button', {value: 'do', class: 'main'}, mainText)));
   // Enter in a field presses a form's first button, which is to be the main one.
   form.onkeydown = (event) => {
     if (event.key !== 'Enter' || !mainText || event.target.tagName !== 'INPUT') return;

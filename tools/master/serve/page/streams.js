@@ -1,26 +1,8 @@
 // Streams: their content, their state, and a picture.
-import {byId, counted, keep, make, makeSvg, programmesOf, programmeText, put, rateParts, say, show, spanText} from './parts.js';
+import {byId, counted, drawPart, make, programmesOf, programmeText, rateParts, spanText} from './parts.js';
 import {askWhereToPlay, canOrder, confirmStop} from './orders.js';
 
 const kHeight = 60;
-
-function create(stream) {
-  const plot = makeSvg('svg', {class: 'plot', viewBox: `0 0 180 ${kHeight}`, preserveAspectRatio: 'none', role: 'img'});
-  for (const name of ['area', 'base', 'edge', 'errors']) plot.append(makeSvg('path', {class: name}));
-  const image = make('img', {alt: '', hidden: true});
-  image.addEventListener('error', () => { image.hidden = true; });
-  return make('article', {class: 'stream', id: stream.stream, tabindex: 0},
-    make('div', {class: 'still'}, image, make('p', {class: 'none'}, 'no picture yet'), make('p', {class: 'age'})),
-    make('div', {class: 'body'},
-      make('p', {class: 'name'}),
-      make('p', {class: 'where'}),
-      make('div', {class: 'row'}, make('span', {class: 'rate'}), make('span', {class: 'badge'}))),
-    make('div', {class: 'history'}, plot,
-      make('div', {class: 'scale'}, make('span'), make('span', {class: 'top'}), make('span', {}, 'now'))),
-    make('ul', {class: 'faults'}),
-    make('div', {class: 'under'}, make('div', {class: 'foot'}), make('div', {class: 'actions', hidden: true},
-      make('button', {type: 'button', class: 'play'}, 'Play on…'), make('button', {type: 'button', class: 'stop'}, 'Stop…'))));
-}
 
 /** Its name for people: its channels, or the group where no list has them. */
 export function nameOf(stream) {
@@ -39,93 +21,77 @@ function badgeOf(stream) {
   }
 }
 
-function draw(element, stream, seconds) {
-  const bits = stream.history.bits, errors = stream.history.errors;
+function plotOf({history: {bits, errors}}, seconds) {
   const most = Math.max(1, ...bits) * 1.12;
-  const x = (index) => 180 - ((bits.length - 1 - index) * 180) / (seconds - 1);
-  const y = (value) => kHeight - 2 - (value / most) * (kHeight - 4);
-  const line = bits.map((value, index) => `${index ? 'L' : 'M'}${x(index).toFixed(1)} ${y(value).toFixed(1)}`).join('');
-  const part = (name) => element.querySelector(`.plot .${name}`);
-  const last = bits.length - 1;
-  put(part('edge'), 'd', line || 'M0 0');
-  put(part('area'), 'd', last > 0 ? `${line}L180 ${kHeight}L${x(0).toFixed(1)} ${kHeight}Z` : 'M0 0');
-  put(part('base'), 'd', `M0 ${kHeight - 1}H180`);
+  const x = (index) => (180 - ((bits.length - 1 - index) * 180) / (seconds - 1)).toFixed(1);
+  const y = (value) => (kHeight - 2 - (value / most) * (kHeight - 4)).toFixed(1);
   // The height of an error bar tells the order of magnitude.
-  put(part('errors'), 'd', errors.map((value, index) => (value
-    ? `M${x(index).toFixed(1)} ${kHeight}V${(kHeight * (1 - Math.min(1, .35 + Math.log10(value) / 4))).toFixed(1)}` : '')).join('') || 'M0 0');
-  put(element.querySelector('.plot'), 'aria-label',
-    `bit rate of the last ${spanText(bits.length)}, at most ${rateParts(Math.max(0, ...bits)).join(' ')}`);
-  say(element.querySelector('.scale').firstChild, `−${spanText(seconds)}`);
-  say(element.querySelector('.scale .top'), bits.length ? `peak ${rateParts(Math.max(...bits)).join(' ')}` : '');
+  const bar = (value, index) => (value && `M${x(index)} ${kHeight}V${(kHeight * (1 - Math.min(1, .35 + Math.log10(value) / 4))).toFixed(1)}`);
+  const line = bits.map((value, index) => `${index ? 'L' : 'M'}${x(index)} ${y(value)}`).join('');
+  const paths = {
+    area: bits.length > 1 ? `${line}L180 ${kHeight}L${x(0)} ${kHeight}Z` : '',
+    base: `M0 ${kHeight - 1}H180`,
+    edge: line,
+    errors: errors.map(bar).filter(Boolean).join(''),
+  };
+  const peak = rateParts(Math.max(0, ...bits)).join(' ');
+  return make('div', {class: 'history'},
+    make('svg', {class: 'plot', viewBox: `0 0 180 ${kHeight}`, preserveAspectRatio: 'none', role: 'img',
+      'aria-label': `bit rate of the last ${spanText(bits.length)}, at most ${peak}`},
+    Object.entries(paths).map(([name, d]) => make('path', {class: name, d}))),
+    make('div', {class: 'scale'}, make('span', {}, `−${spanText(seconds)}`),
+      make('span', {class: 'top'}, bits.length > 0 && `peak ${peak}`), make('span', {}, 'now')));
 }
 
-function drawStill(element, stream) {
-  const image = element.querySelector('img');
-  if (stream.picture) {
-    const source = `/api/picture?stream=${encodeURIComponent(stream.stream)}&number=${stream.picture.number}`;
-    if (image.getAttribute('src') !== source) {
-      image.setAttribute('src', source);
-      image.alt = `still picture of ${nameOf(stream)[0]}`;
-      image.hidden = false;
-    }
-  }
-  show(element.querySelector('.none'), image.hidden);
-  say(element.querySelector('.none'), stream.picture_error ?? 'no picture yet');
-  show(element.querySelector('.age'), Boolean(stream.picture) && stream.picture.age_seconds > 30);
-  if (stream.picture) say(element.querySelector('.age'), `${spanText(stream.picture.age_seconds)} ago`);
+function stillOf({stream, picture, picture_error: why}, name) {
+  const source = picture && `/api/picture?stream=${encodeURIComponent(stream)}&number=${picture.number}`;
+  const show = ({type, target}) => { target.hidden = type === 'error'; };
+  return make('div', {class: 'still'},
+    source && make('img', {src: source, alt: `still picture of ${name}`, onload: show, onerror: show}),
+    make('p', {class: 'none'}, why ?? 'no picture yet'),
+    picture?.age_seconds > 30 && make('p', {class: 'age'}, `${spanText(picture.age_seconds)} ago`));
 }
 
-function footOf(stream, boards) {
-  const nameOfBoard = (id) => boards.get(id)?.name ?? id;
-  const parts = [];
-  parts.push([stream.players.length ? `plays on ${stream.players.map(nameOfBoard).join(', ')}` : 'plays on no receiver', 'soft']);
-  const total = stream.continuity_errors + stream.sync_losses;
-  if (stream.recent_errors) parts.push([`${counted(stream.recent_errors, 'error')} in the last minute`, stream.health === 'good' ? 'warn' : 'bad']);
-  if (total !== stream.recent_errors || !total) parts.push([`${counted(total, 'error')} in ${spanText(stream.watched_seconds)}`, 'soft']);
-  if (stream.dropped_here) parts.push([`${counted(stream.dropped_here, 'datagram')} dropped by this machine`, 'warn']);
-  if (stream.sources.length > 1) parts.push([`${stream.sources.length} slots send here`, 'warn']);
-  return parts;
+function footOf(stream, nameOfBoard) {
+  const part = (text, style) => make('span', {class: style}, text);
+  const total = stream.continuity_errors + stream.sync_losses, recent = stream.recent_errors;
+  return make('div', {class: 'foot'},
+    part(stream.players.length ? `plays on ${stream.players.map(nameOfBoard).join(', ')}` : 'plays on no receiver', 'soft'),
+    recent > 0 && part(`${counted(recent, 'error')} in the last minute`, stream.health === 'good' ? 'warn' : 'bad'),
+    (total !== recent || !total) && part(`${counted(total, 'error')} in ${spanText(stream.watched_seconds)}`, 'soft'),
+    stream.dropped_here > 0 && part(`${counted(stream.dropped_here, 'datagram')} dropped by this machine`, 'warn'),
+    stream.sources.length > 1 && part(`${stream.sources.length} slots send here`, 'warn'));
 }
 
-function update(element, stream, overview, boards) {
-  const at = (selector) => element.querySelector(selector);
-  put(element, 'data-health', stream.health);
-  const [name, number] = nameOf(stream);
-  const title = at('.name');
-  if (title.dataset.text !== name + number) {
-    title.dataset.text = name + number;
-    title.replaceChildren(name, ...(number ? [make('small', {}, number)] : []));
-  }
-  const sender = stream.sources.map((source) => `${boards.get(source.board)?.name ?? source.board}, slot ${source.slot}`).join(' and ');
-  say(at('.where'), `${name === stream.stream ? '' : `${stream.stream} `}from ${sender || 'nobody any more'}`);
-  const [rate, unit] = rateParts(stream.bits_per_second);
-  at('.rate').replaceChildren(rate, make('small', {}, unit));
-  say(at('.badge'), badgeOf(stream));
-  draw(element, stream, overview.history_seconds);
-  drawStill(element, stream);
-  const foot = footOf(stream, boards);
-  keep(at('.foot'), foot.map(([text, style], index) => ({text, style, index})), (item) => String(item.index), () => make('span', {}), (part, item) => {
-    say(part, item.text);
-    part.className = item.style;
-  });
+function faultsOf(stream) {
   const named = (fault) => fault.replace(/\bof (programme )?(\d+)/, (_, word, number) => `of ${programmeText(Number(number), programmesOf(stream))}`);
-  const faults = [...(stream.error ? [stream.error] : []), ...(stream.health === 'good' ? [] : stream.faults.map(named))].slice(0, 4);
-  keep(at('.faults'), faults, (text) => text, (text) => make('li', {}, text), () => {});
-  show(at('.faults'), faults.length > 0);
-  show(at('.actions'), canOrder());
-  at('.play').onclick = () => askWhereToPlay(stream, overview);
-  at('.stop').onclick = () => confirmStop(stream, name);
-  show(at('.stop'), stream.sources.length > 0);
+  return [stream.error, ...(stream.health === 'good' ? [] : stream.faults.map(named))].filter(Boolean).slice(0, 4);
+}
+
+function describe(stream, overview) {
+  const nameOfBoard = (id) => overview.boards.find((board) => board.id === id)?.name ?? id;
+  const button = (style, text, onclick) => make('button', {type: 'button', class: style, onclick}, text);
+  const [name, number] = nameOf(stream), [rate, unit] = rateParts(stream.bits_per_second), faults = faultsOf(stream);
+  const sender = stream.sources.map(({board, slot}) => `${nameOfBoard(board)}, slot ${slot}`).join(' and ');
+  return make('article', {class: 'stream', id: stream.stream, tabindex: 0, 'data-health': stream.health},
+    stillOf(stream, name),
+    make('div', {class: 'body'},
+      make('p', {class: 'name'}, name, number && make('small', {}, number)),
+      make('p', {class: 'where'}, `${name === stream.stream ? '' : `${stream.stream} `}from ${sender || 'nobody any more'}`),
+      make('div', {class: 'row'}, make('span', {class: 'rate'}, rate, make('small', {}, unit)), make('span', {class: 'badge'}, badgeOf(stream)))),
+    plotOf(stream, overview.history_seconds),
+    faults.length > 0 && make('ul', {class: 'faults'}, faults.map((text) => make('li', {}, text))),
+    make('div', {class: 'under'}, footOf(stream, nameOfBoard), canOrder() && make('div', {class: 'actions'},
+      button('play', 'Play on…', () => askWhereToPlay(stream, overview)),
+      stream.sources.length > 0 && button('stop', 'Stop…', () => confirmStop(stream, name)))));
 }
 
 export function drawStreams(overview) {
-  const boards = new Map(overview.boards.map((board) => [board.id, board]));
   // Trouble comes first, so that it is seen without scrolling.
   const weight = {silent: 0, faulty: 1, waiting: 2, good: 2};
   const streams = [...overview.streams].sort((a, b) => weight[a.health] - weight[b.health]);
-  keep(byId('stream-cards'), streams, (stream) => stream.stream, create, (element, stream) => update(element, stream, overview, boards));
-  byId('stream-cards').className = streams.length <= 2 ? 'roomy' : streams.length > 8 ? 'compact' : '';
   const total = streams.reduce((sum, stream) => sum + stream.bits_per_second, 0);
-  say(byId('streams-count'), streams.length ? `${streams.length} · ${rateParts(total).join(' ')}` : '');
-  show(byId('streams-nothing'), streams.length === 0);
+  drawPart('streams', streams.map((stream) => describe(stream, overview)),
+    streams.length > 0 && `${streams.length} · ${rateParts(total).join(' ')}`);
+  byId('streams-list').className = streams.length <= 2 ? 'roomy' : streams.length > 8 ? 'compact' : '';
 }
