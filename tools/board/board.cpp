@@ -18,7 +18,6 @@ namespace {
 
 /// Queues of all processes that exchange messages with the module.
 constexpr int kQueueKeys[] = {1234, 1235, 1236, 1240, 1689, 1250, 945602, 31561};
-constexpr int kStatusKey = 2000;
 
 constexpr const char* kReceiverVersion = "67174400";  // 0x04010000
 
@@ -42,7 +41,7 @@ void ClearBoardMemory() {
     for (const int key : kQueueKeys) {
         if (const auto queue = Queue::Find(key)) queue->Remove();
     }
-    const int block = shmget(kStatusKey, 1, 0);
+    const int block = shmget(StatusBlock::kKey, 1, 0);
     if (block != -1) shmctl(block, IPC_RMID, nullptr);
 }
 

@@ -1,10 +1,9 @@
-// The status block: segment 2000 and its words. Each is read and written whole, as the other side takes no lock.
+// The status block. Its words are read and written whole, as the other side takes no lock.
 #include "status_block.h"
 
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -14,9 +13,8 @@ namespace board {
 
 namespace {
 
-constexpr int kKey = 2000;
 constexpr std::size_t kSize = 0xC000;
-constexpr std::size_t kItemSize = 256;
+constexpr std::size_t kStruct = 0x6000;  ///< bytes in front of the player's struct
 
 }  // namespace
 
@@ -25,32 +23,27 @@ StatusBlock::StatusBlock(Segment segment) {
     mId = shmget(kKey, usable ? kSize : 1, IPC_CREAT | 0666);
     if (mId == -1) throw std::system_error(errno, std::generic_category(), "shmget");
     if (!usable) return;
-    void* address = shmat(mId, nullptr, 0);
+    void* const address = shmat(mId, nullptr, 0);
     if (address == reinterpret_cast<void*>(-1)) throw std::system_error(errno, std::generic_category(), "shmat");
-    mBytes = static_cast<char*>(address);
+    mpStruct = reinterpret_cast<sVPLAYER_SM_STRUCT*>(static_cast<char*>(address) + kStruct);
 }
 
 // The memory stays attached until the process ends: the module's threads may use it.
 StatusBlock::~StatusBlock() { shmctl(mId, IPC_RMID, nullptr); }
 
-std::uint32_t StatusBlock::Word(std::size_t offset) const {
-    if (mBytes == nullptr) return 0;
-    return std::atomic_ref(*reinterpret_cast<std::uint32_t*>(mBytes + offset)).load(std::memory_order_relaxed);
-}
+void StatusBlock::TunerStrength(int strength) { std::atomic_ref(mpStruct->vStatus.tunerSignalStrength) = strength; }
+void StatusBlock::Programme(std::uint32_t number) { std::atomic_ref(mpStruct->vStatus.progId) = number; }
+void StatusBlock::VideoType(std::uint32_t type) { std::atomic_ref(mpStruct->vStatus.vidType) = type; }
+void StatusBlock::AudioType(std::uint32_t type) { std::atomic_ref(mpStruct->vStatus.audType) = type; }
 
-void StatusBlock::Put(std::size_t offset, std::uint32_t value) {
-    if (mBytes == nullptr) return;
-    std::atomic_ref(*reinterpret_cast<std::uint32_t*>(mBytes + offset)).store(value, std::memory_order_relaxed);
-}
+int StatusBlock::TunerStrength() const { return std::atomic_ref(mpStruct->vStatus.tunerSignalStrength); }
+std::uint32_t StatusBlock::IrSystemCode() const { return std::atomic_ref(mpStruct->osdInfo.irSystemCode); }
 
 void StatusBlock::Layer(int layer, int status, const std::string& item) {
-    if (mBytes == nullptr || layer < 0 || layer > 1) return;
-    const std::size_t offset = kLayers + static_cast<std::size_t>(layer) * kLayerSize;
-    Put(kLayerCount, 2);
-    Put(offset, static_cast<std::uint32_t>(status));
-    char* text = mBytes + offset + sizeof(std::uint32_t);
-    std::memset(text, 0, kItemSize);
-    std::memcpy(text, item.data(), std::min(item.size(), kItemSize - 1));
+    std::atomic_ref(mpStruct->vStatus.layerCnt) = 2;
+    sVPLAYER_LAYER_STATUS& shown = mpStruct->vStatus.layer[layer];
+    std::atomic_ref(shown.status) = status;
+    std::strncpy(shown.item, item.c_str(), sizeof shown.item - 1);
 }
 
 }  // namespace board
