@@ -25,8 +25,7 @@ struct StatusRecord {
 }  // namespace
 
 BrowserController::BrowserController()
-    : mReader(kQueueKey, QueueReader::AtEnd::kKeepQueue,
-              [this](const Message& message, Fault fault) { Take(message, fault); }) {}
+    : mReader(kQueueKey, [this](const Message& message, Fault fault) { Take(message, fault); }) {}
 
 void BrowserController::Take(const Message& message, Fault fault) {
     BrowserOrder order;
@@ -41,7 +40,7 @@ void BrowserController::Take(const Message& message, Fault fault) {
     const auto reply = Queue::Find(record.param[0]);
     if (!reply || fault == Fault::kSilent) return;
     record.param[1] = kStatus;
-    reply->TrySend({kStatusType, std::string(reinterpret_cast<const char*>(&record), sizeof record)});
+    reply->Send({kStatusType, std::string(reinterpret_cast<const char*>(&record), sizeof record)});
 }
 
 }  // namespace board

@@ -53,8 +53,7 @@ void Place(Layer& layer, const sKBL_LAYER_INFO& info) {
 Player::Player(StatusBlock& block, Duties duties)
     : mBlock(block),
       mDuties(std::move(duties)),
-      mReader(kQueueKey, QueueReader::AtEnd::kRemoveQueue,
-              [this](const Message& message, Fault fault) { Take(message, fault); }) {}
+      mReader(kQueueKey, [this](const Message& message, Fault fault) { Take(message, fault); }) {}
 
 Screen Player::Shown() const {
     std::shared_ptr<StreamTap> tap;

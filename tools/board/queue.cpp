@@ -16,7 +16,6 @@ namespace {
 
 constexpr int kEverybody = 0666;
 constexpr std::size_t kMaxBytes = 8192;  // the system's limit for one message
-constexpr long kStop = 0x7FFF0001;       // type of the message that ends a reader; no process of the board uses it
 
 struct NativeMessage {
     long type;
@@ -40,18 +39,16 @@ std::optional<Queue> Queue::Find(int key) {
     return queue;
 }
 
-void Queue::SendWith(const Message& message, int flags) const {
+void Queue::Send(const Message& message) const {
     NativeMessage native;
     if (message.bytes.size() > native.bytes.size()) throw std::length_error("message too long for a queue");
     native.type = message.type;
     std::memcpy(native.bytes.data(), message.bytes.data(), message.bytes.size());
-    while (msgsnd(mId, &native, message.bytes.size(), flags) == -1) {
-        if (errno == EAGAIN || errno == EIDRM || errno == EINVAL) return;  // full, or removed
-        if (errno != EINTR) Fail("msgsnd");
+    if (msgsnd(mId, &native, message.bytes.size(), IPC_NOWAIT) == -1 && errno != EAGAIN && errno != EIDRM &&
+        errno != EINVAL) {
+        Fail("msgsnd");
     }
 }
-
-void Queue::TrySend(const Message& message) const { SendWith(message, IPC_NOWAIT); }
 
 std::optional<Message> Queue::Receive() const {
     NativeMessage native;
@@ -72,19 +69,13 @@ void Queue::Clog(bool clogged) const {
 
 void Queue::Remove() const { msgctl(mId, IPC_RMID, nullptr); }
 
-QueueReader::QueueReader(int key, AtEnd atEnd, std::function<void(const Message&, Fault)> take)
-    : mQueue(key), mAtEnd(atEnd), mTake(std::move(take)), mThread([this] {
-          for (auto message = mQueue.Receive(); message && message->type != kStop; message = mQueue.Receive())
-              mTake(*message, mFault);
+QueueReader::QueueReader(int key, std::function<void(const Message&, Fault)> take)
+    : mQueue(key), mTake(std::move(take)), mThread([this] {
+          while (const auto message = mQueue.Receive()) mTake(*message, mFault);
       }) {}
 
 QueueReader::~QueueReader() {
-    Set(Fault::kNone);
-    if (mAtEnd == AtEnd::kRemoveQueue) {
-        mQueue.Remove();
-    } else {
-        mQueue.Send({kStop, ""});
-    }
+    mQueue.Remove();
     mThread.join();
 }
 

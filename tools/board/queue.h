@@ -37,11 +37,8 @@ class Queue {
     /// \return the queue, or nothing when it doesn't exist
     static std::optional<Queue> Find(int key);
 
-    /// Sends; waits while the queue is full.
-    void Send(const Message& message) const { SendWith(message, 0); }
-
-    /// Sends unless the queue is full.
-    void TrySend(const Message& message) const;
+    /// Sends unless the queue is full or removed.
+    void Send(const Message& message) const;
 
     /// Waits for a message of any type. \return nothing when the queue is removed
     std::optional<Message> Receive() const;
@@ -54,7 +51,6 @@ class Queue {
 
  private:
     Queue() = default;
-    void SendWith(const Message& message, int flags) const;
 
     int mId = -1;
     unsigned long mRoom = 0;  ///< bytes that it has room for
@@ -63,10 +59,9 @@ class Queue {
 /// A thread that takes every message of one queue and hands it to a function.
 class QueueReader {
  public:
-    enum class AtEnd { kKeepQueue, kRemoveQueue };
-
     /// \param take  called on the reader's thread, with the process's fault
-    QueueReader(int key, AtEnd atEnd, std::function<void(const Message&, Fault)> take);
+    QueueReader(int key, std::function<void(const Message&, Fault)> take);
+    /// Removes the queue.
     ~QueueReader();
     QueueReader(const QueueReader&) = delete;
     QueueReader& operator=(const QueueReader&) = delete;
@@ -75,7 +70,6 @@ class QueueReader {
 
  private:
     const Queue mQueue;
-    const AtEnd mAtEnd;
     const std::function<void(const Message&, Fault)> mTake;
     std::atomic<Fault> mFault = Fault::kNone;
     std::thread mThread;

@@ -74,8 +74,7 @@ SettingsAgent::SettingsAgent(std::string burnInto)
         {".1.3.6.1.4.1.48217.3.3.43.0", "NETWORK_BUFFER_SIZE",       "i", "1024"},
       },
       mAnswerQueue(kAnswerKey),
-      mReader(kRequestKey, QueueReader::AtEnd::kKeepQueue,
-              [this](const Message& message, Fault fault) { Take(message, fault); }) {}
+      mReader(kRequestKey, [this](const Message& message, Fault fault) { Take(message, fault); }) {}
 // clang-format on
 
 std::string SettingsAgent::Get(std::string_view name) {

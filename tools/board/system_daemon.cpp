@@ -34,8 +34,7 @@ SystemDaemon::SystemDaemon() {
         mReallyMounts = Mount(part, false) && mReallyMounts;
         mWritable[part] = false;
     }
-    mReader.emplace(kRequestKey, QueueReader::AtEnd::kRemoveQueue,
-                    [this](const Message& message, Fault fault) { Take(message, fault); });
+    mReader.emplace(kRequestKey, [this](const Message& message, Fault fault) { Take(message, fault); });
 }
 
 SystemDaemon::~SystemDaemon() {
@@ -80,7 +79,7 @@ void SystemDaemon::Take(const Message& message, Fault fault) {
     if (fault == Fault::kSlow) std::this_thread::sleep_for(kLate);
     const auto reply = Queue::Find(request.replyKey);
     if (fault == Fault::kSilent || !reply) return;
-    reply->TrySend({request.replyType, std::string(reinterpret_cast<const char*>(&answer), sizeof answer)});
+    reply->Send({request.replyType, std::string(reinterpret_cast<const char*>(&answer), sizeof answer)});
 }
 
 }  // namespace board
