@@ -63,9 +63,9 @@ using Lines = std::vector<std::string>;
 
 /// Waits for an order to the player. \return its lines, as the board reports them, up to that one
 Lines OrdersUntil(LiveBoard& board, std::int32_t command) {
-    board->ThePlayer().Orders().WaitFor([command](const PlayerOrder& order) { return order.command == command; });
+    board->ThePlayer().Orders().WaitFor([command](const auto& order) { return order.cmmd.cmmdId == command; });
     Lines lines;
-    for (const PlayerOrder& order : board->ThePlayer().Orders().All()) lines.push_back(Describe(order));
+    for (const auto& order : board->ThePlayer().Orders().All()) lines.push_back(Describe(order));
     board->ThePlayer().Orders().Clear();
     return lines;
 }

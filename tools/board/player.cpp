@@ -48,6 +48,11 @@ void Place(Layer& layer, const sKBL_LAYER_INFO& info) {
     layer.alpha = std::clamp(info.alpha, 0, 255);
 }
 
+void ShowFile(Layer& layer, const sSTART_FILE_PLAY& order) {
+    Place(layer, order.dispParam);
+    layer.item = Text(order.fileName);
+}
+
 }  // namespace
 
 Player::Player(StatusBlock& block, Duties duties)
@@ -69,17 +74,18 @@ Screen Player::Shown() const {
 
 void Player::Take(const Message& message, Fault fault) {
     if (message.type != kOrderType || message.bytes.size() < sizeof(std::int32_t)) return;
-    PlayerOrder order;
-    std::memcpy(&order.record, message.bytes.data(), std::min(message.bytes.size(), sizeof order.record));
-    order.command = order.record.cmmd.cmmdId;
-    if (fault != Fault::kSilent) Obey(order.record);
+    sMSG_COMMON_FORMAT order{};
+    std::memcpy(&order, message.bytes.data(), std::min(message.bytes.size(), sizeof order));
+    if (fault != Fault::kSilent) Obey(order);
     mOrders.Add(order);
 }
 
 void Player::Obey(const sMSG_COMMON_FORMAT& record) {
     switch (record.cmmd.cmmdId) {
         case START_STREAM_DISPLAY: return Play(record.streamStart);
-        case DEBUG_CMMD: return Switch(record.dbg);
+        case DEBUG_CMMD:
+            if (record.dbg.param[0] == kSwitchPids && mTap) mTap->Choose(record.dbg.param[1], record.dbg.param[2]);
+            return;
         case STOP_VIDEO: return StopVideo();
         case STOP_ALL: StopVideo(); break;
         default: break;
@@ -100,11 +106,6 @@ void Player::Obey(const sMSG_COMMON_FORMAT& record) {
     }
     mBlock.Layer(0, mScreen.video.IsVisible() ? 1 : 0, mScreen.video.item);
     mBlock.Layer(1, mScreen.browser.IsVisible() ? 1 : 0, mScreen.browser.item);
-}
-
-void Player::ShowFile(Layer& layer, const sSTART_FILE_PLAY& order) {
-    Place(layer, order.dispParam);
-    layer.item = Text(order.fileName);
 }
 
 void Player::Play(const sSTART_STREAM_DISPLAY& order) {
@@ -128,10 +129,6 @@ void Player::Play(const sSTART_STREAM_DISPLAY& order) {
     }
     mBlock.Layer(0, 1, item);
     mDuties.item(item);
-}
-
-void Player::Switch(const sCMMD_DBG& order) {
-    if (order.param[0] == kSwitchPids && mTap) mTap->Choose(order.param[1], order.param[2]);
 }
 
 void Player::StopVideo() {

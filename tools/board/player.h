@@ -16,12 +16,6 @@
 
 namespace board {
 
-/// One order, as received.
-struct PlayerOrder {
-    std::int32_t command = 0;
-    sMSG_COMMON_FORMAT record{};  ///< the command number and its parameters, zero-filled
-};
-
 class Player {
  public:
     /// Receivers of what the player finds.
@@ -33,7 +27,8 @@ class Player {
     /// \param block  where it reports programme, types and layers
     Player(StatusBlock& block, Duties duties);
 
-    Journal<PlayerOrder>& Orders() { return mOrders; }
+    /// The orders as received, zero-filled.
+    Journal<sMSG_COMMON_FORMAT>& Orders() { return mOrders; }
 
     /// kSilent accepts orders and executes none, kFull accepts none.
     void Set(Fault fault) { mReader.Set(fault); }
@@ -45,14 +40,12 @@ class Player {
     void Take(const Message& message, Fault fault);
     void Obey(const sMSG_COMMON_FORMAT& record);
     void Play(const sSTART_STREAM_DISPLAY& order);
-    void Switch(const sCMMD_DBG& order);
     void StopVideo();
-    void ShowFile(Layer& layer, const sSTART_FILE_PLAY& order);
     void TellStreams(const ProgrammeStreams& streams);
 
     StatusBlock& mBlock;
     const Duties mDuties;
-    Journal<PlayerOrder> mOrders;
+    Journal<sMSG_COMMON_FORMAT> mOrders;
     mutable std::mutex mMutex;
     Screen mScreen;
     std::shared_ptr<StreamTap> mTap;  ///< changed only on the reader's thread

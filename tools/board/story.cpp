@@ -68,33 +68,32 @@ std::string Describe(const Tuning& tuning) {
     return fmt::format("channel {}, strength {} of 5", tuning.channel, tuning.strength);
 }
 
-std::string Describe(const PlayerOrder& order) {
+std::string Describe(const sMSG_COMMON_FORMAT& order) {
     const auto place = [](const sKBL_LAYER_INFO& layer) {
         return fmt::format("{} {} {} {}, alpha {}", layer.centerX, layer.centerY, layer.width, layer.height,
                            layer.alpha);
     };
-    const sMSG_COMMON_FORMAT& record = order.record;
     std::string details;
-    switch (order.command) {
+    switch (order.cmmd.cmmdId) {
         case START_STREAM_DISPLAY:
-            details = fmt::format(" {:.15}:{}, programme {}, audio PID {}", record.streamStart.addr,
-                                  record.streamStart.portNo & 0xFFFF, record.streamStart.videoInfo.vType >> 16,
-                                  record.streamStart.videoInfo.aType >> 16);
+            details = fmt::format(" {:.15}:{}, programme {}, audio PID {}", order.streamStart.addr,
+                                  order.streamStart.portNo & 0xFFFF, order.streamStart.videoInfo.vType >> 16,
+                                  order.streamStart.videoInfo.aType >> 16);
             break;
         case BROWSER_START:
         case START_VIDEO_PLAY:
         case START_PICTURE_PLAY:
-            details = fmt::format(" {:.255} at {}", record.fileStart.fileName, place(record.fileStart.dispParam));
+            details = fmt::format(" {:.255} at {}", order.fileStart.fileName, place(order.fileStart.dispParam));
             break;
         case VIDEO_LAYER:
         case BROWSER_LAYER:
-        case OSD_LAYER: details = " " + place(record.layer); break;
+        case OSD_LAYER: details = " " + place(order.layer); break;
         case DEBUG_CMMD:
-            details = fmt::format(" {} {} {}", record.dbg.param[0], record.dbg.param[1], record.dbg.param[2]);
+            details = fmt::format(" {} {} {}", order.dbg.param[0], order.dbg.param[1], order.dbg.param[2]);
             break;
         default: break;
     }
-    return OrderName(order.command) + details;
+    return OrderName(order.cmmd.cmmdId) + details;
 }
 
 std::string Describe(const BrowserOrder& order) {

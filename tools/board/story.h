@@ -16,7 +16,7 @@ std::string Describe(const SettingsRequest& request);
 std::string Describe(const Burn& burn);
 std::string Describe(const RemountRequest& request);
 std::string Describe(const Tuning& tuning);
-std::string Describe(const PlayerOrder& order);
+std::string Describe(const sMSG_COMMON_FORMAT& order);
 std::string Describe(const BrowserOrder& order);
 /// The visible layers, the lowest first.
 std::string Describe(const Screen& screen);
