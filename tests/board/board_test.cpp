@@ -12,7 +12,6 @@
 #include "screen.h"
 #include "support/shell.h"
 #include "transport.h"
-#include "transport_file.h"
 #include "tuner.h"
 
 namespace board {
@@ -62,7 +61,7 @@ transport::Blob ClockPacket(std::uint64_t base) {
     return packet;
 }
 
-TEST(TransportFile, PaceIsThatOfTheClockReferencesEvenWhenTheyStartAgain) {
+TEST(Tuner, PaceIsThatOfTheClockReferencesEvenWhenTheyStartAgain) {
     constexpr std::uint64_t kLast = (std::uint64_t{1} << 33) - 1;
     transport::Blob others;  // of another PID
     for (int i = 0; i < 499; ++i) transport::Append(others, transport::Packet(0x200, 0, {}));
@@ -90,11 +89,13 @@ TEST(Tuner, KeepsThePaceOfAChannelAtItsSpeed) {
     EXPECT_LE(bits, 4 * kChannelRate * elapsed.count() + 8 * Tuner::kBufferSize);
 }
 
-TEST(TransportFile, RefusesWhatIsNoTransportStream) {
-    EXPECT_THROW(TransportFile("/mnt/none.ts"), std::runtime_error);
+TEST(Tuner, RefusesWhatIsNoTransportStream) {
+    StatusBlock block;
+    Tuner tuner({}, block, [](auto) {});
+    EXPECT_THROW(tuner.Put(2, {"/mnt/none.ts"}), std::runtime_error);
     for (const std::string& bytes : {std::string(187, '\x47'), std::string(188, 'x')}) {
         std::ofstream("/mnt/some.ts", std::ios::binary) << bytes;
-        EXPECT_THROW(TransportFile("/mnt/some.ts"), std::runtime_error) << bytes;
+        EXPECT_THROW(tuner.Put(2, {"/mnt/some.ts"}), std::runtime_error) << bytes;
     }
 }
 

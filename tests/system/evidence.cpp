@@ -9,7 +9,6 @@
 #include "common/ts_packet.h"
 #include "mux/description_json.h"
 #include "mux/multiplexer.h"
-#include "transport_file.h"
 
 namespace board {
 
@@ -44,9 +43,9 @@ bool Continues(const std::vector<Packet>& part, const std::vector<Packet>& whole
 
 PacketsByPid SortPackets(const std::vector<std::uint8_t>& stream) {
     PacketsByPid pids;
-    for (std::size_t at = 0; at + kPacketSize <= stream.size(); at += kPacketSize) {
+    for (std::size_t at = 0; at + common::kTsPacketSize <= stream.size(); at += common::kTsPacketSize) {
         if (stream[at] != 0x47) throw std::runtime_error("no packet begins at byte " + std::to_string(at));
-        const Bytes packet(&stream[at], kPacketSize);
+        const Bytes packet(&stream[at], common::kTsPacketSize);
         pids[common::PidOf(packet)].emplace_back(packet.begin(), packet.end());
     }
     return pids;

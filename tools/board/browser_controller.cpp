@@ -2,9 +2,10 @@
 #include "browser_controller.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <cstring>
+
+#include "kbl_interprocess.h"
 
 namespace board {
 
@@ -13,13 +14,12 @@ namespace {
 constexpr int kQueueKey = 945602;
 constexpr long kTextType = 1;
 constexpr long kStatusType = 2;
-constexpr std::int32_t kStatusRequest = 71;
 constexpr std::int32_t kStatus = 1;  // answer to each request
 
 /// Request and answer alike, native 32-bit integers.
 struct StatusRecord {
     std::int32_t command;
-    std::array<std::int32_t, 7> param;  ///< request: queue for the answer, 2; answer: nothing, the status
+    std::int32_t param[7];  ///< request: queue for the answer, 2; answer: nothing, the status
 };
 
 }  // namespace
@@ -33,7 +33,7 @@ void BrowserController::Take(const Message& message, Fault fault) {
     if (message.type == kTextType) order.text = message.bytes.c_str();
     StatusRecord record{};
     std::memcpy(&record, message.bytes.data(), std::min(message.bytes.size(), sizeof record));
-    order.statusRequest = message.type == kStatusType && record.command == kStatusRequest;
+    order.statusRequest = message.type == kStatusType && record.command == BROWSER_STATUS_REQ;
     mOrders.Add(order);
     if (!order.statusRequest) return;
 

@@ -6,12 +6,12 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
 #include <utility>
+
+#include "common/mapped_file.h"
 
 namespace board {
 
@@ -40,13 +40,6 @@ std::string Shown(const std::string& type, const std::string& value) {
     if (type == "i") return "INTEGER: " + value;
     if (type == "a") return "IpAddress: " + value;
     return fmt::format("STRING: \"{}\"", value);
-}
-
-/// \return a whole file, or nothing when it can't be read
-std::optional<std::string> BytesOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) return std::nullopt;
-    return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 }  // namespace
@@ -98,8 +91,7 @@ void SettingsAgent::AnswerWith(std::string_view name, std::optional<std::string>
 }
 
 SettingsAgent::Setting& SettingsAgent::Named(std::string_view name) {
-    const auto found = std::find_if(mSettings.begin(), mSettings.end(),
-                                    [name](const Setting& setting) { return setting.name == name; });
+    const auto found = std::ranges::find(mSettings, name, &Setting::name);
     if (found == mSettings.end()) throw std::out_of_range(fmt::format("the board has no setting {}", name));
     return *found;
 }
@@ -118,8 +110,7 @@ void SettingsAgent::Take(const Message& message, Fault fault) {
     std::function<void(const std::string&)> applied;
     {
         const std::lock_guard lock(mMutex);
-        const auto setting = std::find_if(mSettings.begin(), mSettings.end(),
-                                          [&request](const Setting& known) { return known.oid == request.oid; });
+        const auto setting = std::ranges::find(mSettings, request.oid, &Setting::oid);
         if (setting != mSettings.end()) {
             request.name = setting->name;
             answer = Answer(request, *setting, fault);
@@ -145,13 +136,13 @@ std::string SettingsAgent::Answer(const SettingsRequest& request, Setting& setti
 
 void SettingsAgent::BurnImage(const std::string& url) {
     constexpr std::string_view kScheme = "ide://";
-    if (url.compare(0, kScheme.size(), kScheme) != 0) return;
+    if (!url.starts_with(kScheme)) return;
     Burn burn{url.substr(kScheme.size()), mBurnInto};
     std::error_code error;
     std::filesystem::copy_file(burn.image, burn.copy, std::filesystem::copy_options::overwrite_existing, error);
-    const auto image = BytesOf(burn.image);
+    const auto image = common::MapFile(burn.image), copy = common::MapFile(burn.copy);
     burn.size = image ? image->size() : 0;
-    burn.good = !error && image == BytesOf(burn.copy);
+    burn.good = !error && image && copy && std::ranges::equal(*image, *copy);
     mBurns.Add(burn);
 }
 

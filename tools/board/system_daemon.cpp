@@ -4,11 +4,11 @@
 #include <sys/mount.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <cstring>
 #include <thread>
-#include <utility>
+
+#include "kbl_interprocess.h"
 
 namespace board {
 
@@ -16,29 +16,29 @@ namespace {
 
 constexpr int kRequestKey = 1240;
 constexpr long kRequestType = 20;
-constexpr std::int32_t kRemountOrder = 73;
-constexpr std::int32_t kRemountDone = 74;
-constexpr std::size_t kAnswerSize = 60;
 
 /// Order and answer: a command number and its parameters, native 32-bit integers.
 struct RemountRecord {
     std::int32_t command;
-    std::array<std::int32_t, 14> param;
+    std::int32_t param[14];
 };
-static_assert(sizeof(RemountRecord) == kAnswerSize);
+
+/// Changes the mount, not the file system, which a user namespace may not change. Fails while a file is open for
+/// writing, as on a board.
+bool Mount(int part, bool writable) {
+    const std::string folder = kDisk + "/hd" + std::to_string(part);
+    const unsigned long readOnly = writable ? 0 : MS_RDONLY;
+    return mount("none", folder.c_str(), nullptr, MS_REMOUNT | MS_BIND | readOnly, nullptr) == 0;
+}
 
 }  // namespace
 
-SystemDaemon::SystemDaemon() {
-    for (const int part : {1, 4}) {
-        mReallyMounts = Mount(part, false) && mReallyMounts;
-        mWritable[part] = false;
-    }
-    mReader.emplace(kRequestKey, [this](const Message& message, Fault fault) { Take(message, fault); });
-}
+SystemDaemon::SystemDaemon()
+    : mReallyMounts(Mount(1, false) && Mount(4, false)),
+      mReader(kRequestKey, [this](const Message& message, Fault fault) { Take(message, fault); }) {}
 
 SystemDaemon::~SystemDaemon() {
-    mReader.reset();
+    const std::lock_guard lock(mMutex);
     for (const auto& [part, writable] : mWritable) {
         if (!writable) Mount(part, true);
     }
@@ -46,26 +46,16 @@ SystemDaemon::~SystemDaemon() {
 
 bool SystemDaemon::IsWritable(int part) const {
     const std::lock_guard lock(mMutex);
-    const auto found = mWritable.find(part);
-    return found != mWritable.end() && found->second;
-}
-
-/// Changes the mount, not the file system, which a user namespace may not change. Fails while a file is open for
-/// writing, as on a board.
-bool SystemDaemon::Mount(int part, bool writable) {
-    const std::string folder = kDisk + "/hd" + std::to_string(part);
-    unsigned long flags = MS_REMOUNT | MS_BIND;
-    if (!writable) flags |= MS_RDONLY;
-    return mount("none", folder.c_str(), nullptr, flags, nullptr) == 0;
+    return mWritable.contains(part) && mWritable.at(part);
 }
 
 void SystemDaemon::Take(const Message& message, Fault fault) {
     RemountRecord order{};
     std::memcpy(&order, message.bytes.data(), std::min(message.bytes.size(), sizeof order));
-    if (message.type != kRequestType || order.command != kRemountOrder) return;
+    if (message.type != kRequestType || order.command != DEVICE_REMOUNT_REQ) return;
     const RemountRequest request{order.param[0], order.param[1], order.param[3], order.param[4] != 0, order.param[5]};
 
-    RemountRecord answer{kRemountDone, {}};
+    RemountRecord answer{DEVICE_REMOUNT_RES, {}};
     {
         const std::lock_guard lock(mMutex);
         const auto partition = mWritable.find(request.part);

@@ -3,7 +3,6 @@
 
 #include <map>
 #include <mutex>
-#include <optional>
 #include <string>
 
 #include "journal.h"
@@ -36,17 +35,16 @@ class SystemDaemon {
     bool IsWritable(int part) const;
 
     /// kSilent remounts without an answer, kSlow answers after 300 ms, kLying does nothing and reports the old state.
-    void Set(Fault fault) { mReader->Set(fault); }
+    void Set(Fault fault) { mReader.Set(fault); }
 
  private:
     void Take(const Message& message, Fault fault);
-    bool Mount(int part, bool writable);
 
     Journal<RemountRequest> mRequests;
     mutable std::mutex mMutex;
-    std::map<int, bool> mWritable;
-    bool mReallyMounts = true;
-    std::optional<QueueReader> mReader;  ///< last: its thread uses all of the above
+    std::map<int, bool> mWritable{{1, false}, {4, false}};
+    const bool mReallyMounts;
+    QueueReader mReader;  ///< last: its thread uses all of the above
 };
 
 }  // namespace board

@@ -68,9 +68,7 @@ ToolBox::~ToolBox() {
 
 void ToolBox::Run() {
     std::string line;
-    for (;;) {
-        char next;
-        if (read(mOrders, &next, 1) != 1) return;
+    for (char next; read(mOrders, &next, 1) == 1;) {
         if (next != '\n') {
             line += next;
             continue;

@@ -1,8 +1,14 @@
 // The tuner: its band, and delivery of the tuned stream in buffers of the host's size.
 #include "tuner.h"
 
+#include <bitstream/mpeg/ts.h>
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <optional>
+#include <stdexcept>
 #include <utility>
 
 namespace board {
@@ -10,75 +16,108 @@ namespace board {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using common::kTsPacketSize;
 
 constexpr int kWeak = 2;                  ///< strength up to which packets are damaged
 constexpr std::size_t kDamagedEach = 20;  ///< packets
 
-std::shared_ptr<const TransportFile> Load(const Channel& channel) {
-    return channel.stream.empty() ? nullptr : std::make_shared<const TransportFile>(channel.stream);
-}
+constexpr double kClockRate = 27e6;                                   // ticks a second of the system clock
+constexpr std::uint64_t kClockSpan = (std::uint64_t{1} << 33) * 300;  // ticks after which a reference wraps
 
-/// Packets of PID 0x1FFF (ISO/IEC 13818-1, 2.4.3.3).
-void FillWithNulls(std::span<std::uint8_t> buffer) {
-    std::fill(buffer.begin(), buffer.end(), std::uint8_t{0xFF});
-    constexpr std::uint8_t kHeader[] = {0x47, 0x1F, 0xFF, 0x10};
-    for (std::size_t at = 0; at < buffer.size(); at += kPacketSize) std::memcpy(&buffer[at], kHeader, sizeof kHeader);
-}
+/// A packet of PID 0x1FFF (ISO/IEC 13818-1, 2.4.3.3).
+const auto kNullPacket = [] {
+    std::array<std::uint8_t, kTsPacketSize> packet;
+    ts_pad(packet.data());
+    return packet;
+}();
 
 /// Damages one byte in every twentieth packet, sometimes the sync byte.
 void Damage(std::span<std::uint8_t> buffer) {
     std::size_t offset = 0;
-    for (std::size_t at = 0; at < buffer.size(); at += kDamagedEach * kPacketSize) {
+    for (std::size_t at = 0; at < buffer.size(); at += kDamagedEach * kTsPacketSize) {
         buffer[at + offset] ^= 0x55;
-        offset = (offset + 37) % kPacketSize;
+        offset = (offset + 37) % kTsPacketSize;
     }
 }
 
 }  // namespace
 
+double RateByClock(Bytes stream) {
+    std::optional<std::uint16_t> pid;
+    std::uint64_t ticks = 0;  // from the first reference to the last
+    std::uint64_t previous = 0;
+    std::size_t first = 0;
+    std::size_t last = 0;
+    for (std::size_t at = 0; at + kTsPacketSize <= stream.size(); at += kTsPacketSize) {
+        const std::uint8_t* const packet = &stream[at];
+        if (!ts_validate(packet) || (pid && ts_get_pid(packet) != *pid)) continue;
+        if (!ts_has_adaptation(packet) || ts_get_adaptation(packet) < 7 || !tsaf_has_pcr(packet)) continue;
+        const std::uint64_t clock = tsaf_get_pcr(packet) * 300 + tsaf_get_pcrext(packet);
+        if (pid) {
+            ticks += (clock + kClockSpan - previous) % kClockSpan;
+        } else {
+            first = at;
+        }
+        pid = ts_get_pid(packet);
+        previous = clock;
+        last = at;
+    }
+    if (ticks == 0) return kChannelRate;
+    return static_cast<double>(last - first) * 8 * kClockRate / static_cast<double>(ticks);
+}
+
+Tuner::Station Tuner::Load(const Channel& channel) {
+    if (channel.stream.empty()) return {channel.strength, nullptr, kNullPacket, kChannelRate};
+    const auto file = common::MapFile(channel.stream);
+    const auto check = [&channel](bool good, const char* problem) {
+        if (!good) throw std::runtime_error(fmt::format("{}: {}", channel.stream, problem));
+    };
+    check(file != nullptr, "can't be opened");
+    check(file->size() >= kTsPacketSize, "shorter than a packet");
+    check(file->front() == common::kSync, "doesn't begin with a packet");
+    const Bytes stream = file->first(file->size() / kTsPacketSize * kTsPacketSize);
+    return {channel.strength, file, stream, RateByClock(stream)};
+}
+
 Tuner::Tuner(std::map<int, Channel> band, StatusBlock& block, std::function<void(std::span<std::uint8_t>)> feed)
     : mBlock(block), mFeed(std::move(feed)) {
-    for (const auto& [number, channel] : band) mBand[number] = {Load(channel), channel.strength};
+    for (const auto& [number, channel] : band) mBand[number] = Load(channel);
     mThread = std::thread([this] { Run(); });
 }
 
 Tuner::~Tuner() {
-    {
-        const std::lock_guard lock(mMutex);
-        mStop = true;
-    }
-    mChanged.notify_all();
+    Change([this] { mStop = true; });
     mThread.join();
+}
+
+void Tuner::Change(const std::function<void()>& change) {
+    const std::lock_guard lock(mMutex);
+    change();
+    ++mGeneration;
+    mChanged.notify_all();
 }
 
 void Tuner::TuneTo(int channel) {
     Tuning tuning{channel, 0};
-    {
-        const std::lock_guard lock(mMutex);
+    Change([&] {
         mChannel = channel;
-        ++mGeneration;
         const auto station = mBand.find(channel);
         if (station != mBand.end()) tuning.strength = station->second.strength;
         mBlock.TunerStrength(tuning.strength);
-    }
-    mChanged.notify_all();
+    });
     mTunings.Add(tuning);
 }
 
 void Tuner::Put(int number, const Channel& channel) {
-    Station station{Load(channel), channel.strength};
-    const std::lock_guard lock(mMutex);
-    mBand[number] = std::move(station);
-    ++mGeneration;
-    if (number == mChannel) mBlock.TunerStrength(channel.strength);
-    mChanged.notify_all();
+    const Station station = Load(channel);
+    Change([&] {
+        mBand[number] = station;
+        if (number == mChannel) mBlock.TunerStrength(channel.strength);
+    });
 }
 
 void Tuner::SetSpeed(double speed) {
-    const std::lock_guard lock(mMutex);
-    mSpeed = speed;
-    ++mGeneration;
-    mChanged.notify_all();
+    Change([this, speed] { mSpeed = speed; });
 }
 
 std::uint64_t Tuner::BytesFed() const {
@@ -110,26 +149,20 @@ void Tuner::Run() {
         lock.lock();
         mBytesFed += buffer.size();
         if (speed <= 0) continue;
-        const double rate = station.stream ? station.stream->Rate() : kChannelRate;
         next += std::chrono::duration_cast<Clock::duration>(
-            std::chrono::duration<double>(static_cast<double>(kBufferSize) * 8 / rate / speed));
+            std::chrono::duration<double>(static_cast<double>(kBufferSize) * 8 / station.rate / speed));
         mChanged.wait_until(lock, next, [&] { return mStop || generation != mGeneration; });
     }
 }
 
 /// Delivers the next buffer of a channel; a stream restarts at its end.
 void Tuner::Deliver(const Station& station, std::span<std::uint8_t> buffer) {
-    if (!station.stream) {
-        FillWithNulls(buffer);
-    } else {
-        const auto stream = station.stream->Content();
-        for (std::size_t filled = 0; filled < buffer.size();) {
-            if (mPosition >= stream.size()) mPosition = 0;
-            const std::size_t size = std::min(buffer.size() - filled, stream.size() - mPosition);
-            std::memcpy(&buffer[filled], &stream[mPosition], size);
-            filled += size;
-            mPosition += size;
-        }
+    for (std::size_t filled = 0; filled < buffer.size();) {
+        if (mPosition >= station.stream.size()) mPosition = 0;
+        const std::size_t size = std::min(buffer.size() - filled, station.stream.size() - mPosition);
+        std::memcpy(&buffer[filled], &station.stream[mPosition], size);
+        filled += size;
+        mPosition += size;
     }
     if (station.strength <= kWeak) Damage(buffer);
     mFeed(buffer);

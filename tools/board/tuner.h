@@ -13,9 +13,10 @@
 #include <thread>
 #include <vector>
 
+#include "common/mapped_file.h"
+#include "common/ts_packet.h"
 #include "journal.h"
 #include "status_block.h"
-#include "transport_file.h"
 
 namespace board {
 
@@ -31,14 +32,22 @@ struct Tuning {
     int strength = 0;
 };
 
+/// Bits per second of an 8-VSB channel: the rate of a stream without a clock.
+inline constexpr double kChannelRate = 19'392'658;
+
+/// \return bits per second of a transport stream, by the clock references of the first PID that has any (ISO/IEC
+/// 13818-1, 2.4.2.2); kChannelRate with fewer than two
+double RateByClock(Bytes stream);
+
 class Tuner {
  public:
     /// Bytes that the host delivers at a time: 174 packets.
-    static constexpr std::size_t kBufferSize = 174 * kPacketSize;
+    static constexpr std::size_t kBufferSize = 174 * common::kTsPacketSize;
 
     /// \param band   by channel number; a missing channel has no signal
     /// \param block  where the strength is reported
     /// \param feed   called on the tuner's thread with whole packets
+    /// Throws std::runtime_error where a file can't be read or isn't a transport stream of 188-byte packets.
     Tuner(std::map<int, Channel> band, StatusBlock& block, std::function<void(std::span<std::uint8_t>)> feed);
     ~Tuner();
     Tuner(const Tuner&) = delete;
@@ -49,7 +58,7 @@ class Tuner {
     void TuneTo(int channel);
     void Stop() { TuneTo(0); }
 
-    /// Replaces a channel of the band, with immediate effect when it is tuned. Throws as TransportFile.
+    /// Replaces a channel of the band, with immediate effect when it is tuned. Throws as the constructor.
     void Put(int number, const Channel& channel);
 
     /// Sets the speed of the streams: 1 real time, 0 as fast as the module accepts them.
@@ -60,10 +69,14 @@ class Tuner {
 
  private:
     struct Station {
-        std::shared_ptr<const TransportFile> stream;  ///< null: null packets
         int strength = 0;
+        std::shared_ptr<const Bytes> file{};
+        Bytes stream{};  ///< its whole packets, or a null packet
+        double rate = 0;
     };
 
+    static Station Load(const Channel& channel);
+    void Change(const std::function<void()>& change);
     void Run();
     void Deliver(const Station& station, std::span<std::uint8_t> buffer);
 
