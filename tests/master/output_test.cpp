@@ -56,7 +56,7 @@ std::vector<std::string> Lines(const std::string& text) {
 }
 
 TEST(Table, FitsTheWidthByCuttingThenLeavingOut) {
-    Table table({{"NO"}, {"TITLE", Align::kLeft, true}, {"SIZE", Align::kRight}, {"NOTE", Align::kLeft, false, 2}});
+    Table table({Left("NO"), Elastic("TITLE"), Right("SIZE"), Left("NOTE", 2)});
     table.Add({"7.1", "A long title that gives way 映画館映画館映画館映画館", "1234567", "of little interest"});
     table.Add({"10.12", "Short", "1"});
     const std::string wide = table.Render(200, false);

@@ -42,12 +42,7 @@ constexpr struct {
 } kLooks[] = {{" ", Style::kDim, "runs"}, {"-", Style::kBad, "stop"}, {"+", Style::kGood, "start"}};
 
 std::string DifferenceTable(const Output& out, const std::vector<BoardWork>& boards) {
-    Table table({{""},
-                 {"BOARD", Align::kLeft, true},
-                 {"SLOT"},
-                 {"GROUP"},
-                 {"CARRIES", Align::kLeft, true},
-                 {"", Align::kLeft, true, 1}});
+    Table table({Left(""), Elastic("BOARD"), Left("SLOT"), Left("GROUP"), Elastic("CARRIES"), Elastic("", 1)});
     for (const BoardWork& work : boards) {
         const std::string name = Escaped(work.target.name);
         if (work.failure)

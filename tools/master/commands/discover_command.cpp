@@ -49,13 +49,8 @@ std::vector<Cell> RowOf(const Session& session, const FoundBoard& board) {
 }
 
 Table EmptyTable() {
-    return Table({{"NAME", Align::kLeft, true},
-                  {"ROLE"},
-                  {"ADDRESS"},
-                  {"VERSION"},
-                  {"MODEL", Align::kLeft, false, 2},
-                  {"MAC", Align::kLeft, false, 3},
-                  {"LAST SEEN", Align::kLeft, false, 1}});
+    return Table({Elastic("NAME"), Left("ROLE"), Left("ADDRESS"), Left("VERSION"), Left("MODEL", 2), Left("MAC", 3),
+                  Left("LAST SEEN", 1)});
 }
 
 void Watch(Session& session, DiscoverOptions options) {

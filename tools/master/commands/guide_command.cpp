@@ -104,10 +104,7 @@ std::vector<ChannelGuide> Fetch(Session& session, Client& client, const GuideCho
 }
 
 std::string Listing(const Output& out, const std::vector<ChannelGuide>& guides, const GuideChoice& choice) {
-    Table table({{"CHANNEL", Align::kLeft, true},
-                 {choice.utc ? "START (UTC)" : "START"},
-                 {"END"},
-                 {"TITLE", Align::kLeft, true}});
+    Table table({Elastic("CHANNEL"), Left(choice.utc ? "START (UTC)" : "START"), Left("END"), Elastic("TITLE")});
     std::string texts;
     for (const ChannelGuide& guide : guides) {
         const std::string name = Escaped(CallName(guide.channel));

@@ -47,7 +47,7 @@ void RunLanguages(Session& session) {
     for (const auto& programme : *audio) programmes[programme.id].audio = programme.entries;
     for (const auto& programme : *captions) programmes[programme.id].captions = programme.entries;
     Json list = Json::array();
-    Table table({{"TSID:PROG"}, {"AUDIO", Align::kLeft, true}, {"CAPTIONS", Align::kLeft, true}});
+    Table table({Left("TSID:PROG"), Elastic("AUDIO"), Elastic("CAPTIONS")});
     for (const auto& [id, languages] : programmes) {
         list.push_back(JsonOf(id, languages));
         table.Add({fmt::format("{:04x}:{:04x}", id.transportId, id.programme), TextOf(languages.audio),

@@ -13,7 +13,7 @@ namespace {
 
 /// What was done or why not, a line a board.
 std::string ResultTable(const Output& out, const std::vector<Outcome<Done>>& outcomes) {
-    Table table({{"BOARD", Align::kLeft, true}, {"RESULT", Align::kLeft, true}});
+    Table table({Elastic("BOARD"), Elastic("RESULT")});
     for (const auto& outcome : outcomes) {
         const Cell result =
             outcome.failure ? Cell(EscapedMessage(outcome.failure->what()), Style::kBad) : Cell(outcome.result->line);
@@ -24,16 +24,10 @@ std::string ResultTable(const Output& out, const std::vector<Outcome<Done>>& out
 
 /// The channels of all boards, with a column for the board where there are several; empty where there are none.
 std::string ChannelTable(const Output& out, const std::vector<Outcome<Done>>& outcomes, bool several) {
-    std::vector<Column> columns = {{"#", Align::kRight},
-                                   {"NUMBER"},
-                                   {"NAME", Align::kLeft, true},
-                                   {"TUNER", Align::kRight},
-                                   {"TSID:PROG"},
-                                   {"SIGNAL", Align::kRight},
-                                   {"VIDEO", Align::kLeft, true, 3},
-                                   {"AUDIO", Align::kLeft, true, 2},
-                                   {"SCRAMBLED", Align::kLeft, false, 1}};
-    if (several) columns.insert(columns.begin(), {"BOARD", Align::kLeft, true});
+    std::vector<Column> columns = {Right("#"),          Left("NUMBER"),      Elastic("NAME"),
+                                   Right("TUNER"),      Left("TSID:PROG"),   Right("SIGNAL"),
+                                   Elastic("VIDEO", 3), Elastic("AUDIO", 2), Left("SCRAMBLED", 1)};
+    if (several) columns.insert(columns.begin(), Elastic("BOARD"));
     Table table(std::move(columns));
     const auto kind = [](int type) {
         return type == 0 ? std::string("-") : common::StreamTypeName(static_cast<std::uint8_t>(type));

@@ -56,13 +56,8 @@ std::string People(const Output& out, const StreamReport& report, const std::vec
         BitRateText(report.BitRate()), report.seconds, report.datagrams, report.datagramSize.Least(),
         report.datagramSize.Most(), report.interArrival.Least() * 1000, report.interArrival.Mean() * 1000,
         report.interArrival.Most() * 1000);
-    Table pids({{"PID"},
-                {"WHAT", Align::kLeft, true},
-                {"PACKETS", Align::kRight},
-                {"SHARE", Align::kRight},
-                {"LOST", Align::kRight},
-                {"TWICE", Align::kRight, false, 2},
-                {"SCRAMBLED", Align::kRight, false, 1}});
+    Table pids({Left("PID"), Elastic("WHAT"), Right("PACKETS"), Right("SHARE"), Right("LOST"), Right("TWICE", 2),
+                Right("SCRAMBLED", 1)});
     unsigned folded = 0;
     for (const auto& [pid, item] : report.pids) {
         if (IsMinor(report, pid, item) && ++folded > kMostMinorPids) continue;
@@ -75,12 +70,8 @@ std::string People(const Output& out, const StreamReport& report, const std::vec
     if (folded > kMostMinorPids) {
         pids.Add({"", Cell(fmt::format("and {} more small ones", folded - kMostMinorPids), Style::kDim)});
     }
-    Table tables({{"TABLE"},
-                  {"SECTIONS", Align::kRight},
-                  {"VERSION", Align::kRight},
-                  {"CHANGES", Align::kRight},
-                  {"EVERY (MS)", Align::kRight},
-                  {"BAD CRC", Align::kRight}});
+    Table tables(
+        {Left("TABLE"), Right("SECTIONS"), Right("VERSION"), Right("CHANGES"), Right("EVERY (MS)"), Right("BAD CRC")});
     tables.Add(TableRow("PAT", report.pat));
     for (const auto& [number, programme] : report.programmes)
         tables.Add(TableRow(fmt::format("PMT of {}", number), programme.pmt));

@@ -81,17 +81,9 @@ std::vector<Cell> RowOf(const Answer& answer) {
 }
 
 std::string People(const Output& out, const std::vector<Answer>& answers) {
-    Table boards({{"BOARD", Align::kLeft, true},
-                  {"ROLE", Align::kLeft, false, 1},
-                  {"ADDRESS"},
-                  {"SIGNAL", Align::kRight},
-                  {"LOAD", Align::kRight},
-                  {"STATE", Align::kLeft, true}});
-    Table streams({{"BOARD", Align::kLeft, true},
-                   {"SLOT", Align::kRight},
-                   {"GROUP"},
-                   {"STATE"},
-                   {"PROGRAMMES", Align::kLeft, true}});
+    Table boards(
+        {Elastic("BOARD"), Left("ROLE", 1), Left("ADDRESS"), Right("SIGNAL"), Right("LOAD"), Elastic("STATE")});
+    Table streams({Elastic("BOARD"), Right("SLOT"), Left("GROUP"), Left("STATE"), Elastic("PROGRAMMES")});
     for (const Answer& answer : answers) {
         boards.Add(RowOf(answer));
         if (!answer.result || !answer.result->transmitter) continue;

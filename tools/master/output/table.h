@@ -15,6 +15,9 @@ struct Column {
     bool elastic = false;  ///< may be cut, down to kLeastElastic columns
     int dispensable = 0;   ///< above 0: dropped for lack of room, the highest number first
 };
+inline Column Left(const char* title, int dispensable = 0) { return {title, Align::kLeft, false, dispensable}; }
+inline Column Right(const char* title, int dispensable = 0) { return {title, Align::kRight, false, dispensable}; }
+inline Column Elastic(const char* title, int dispensable = 0) { return {title, Align::kLeft, true, dispensable}; }
 
 struct Cell {
     Cell(std::string cellText, Style cellStyle = Style::kPlain) : text(std::move(cellText)), style(cellStyle) {}
