@@ -1,11 +1,12 @@
 // zulctl: the operator's command line for driving boards.
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <vector>
 
 #include "commands/commands.h"
+#include "completion.h"
 #include "manual.h"
+#include "net/fetch.h"
 #include "output/escape.h"
 
 namespace {
@@ -44,6 +45,45 @@ const cli::ManualMatter kManual = {
      {"completion", "zulctl completion bash, zsh or fish prints the script that packages install.\n"},
      {"see also", "zul-board(1), zul-mux(1)\n"}}};
 
+void RunCompletion(Session& session, const std::string& shell) {
+    const std::string text = cli::CompletionScript(shell, "zulctl");
+    session.out.Emit("zulctl.completion/1", {{"shell", shell}, {"text", text}}, [&] { return text; });
+}
+
+void AddCompletionCommand(CLI::App& app, Session& session) {
+    const auto [command, shell] =
+        zulctl::AddCommand(app, session, "completion", "Print the completion script of a shell", RunCompletion);
+    command->footer(
+        "Installed copies load by themselves. By hand:\n"
+        "  source <(zulctl completion bash)\n"
+        "  zulctl completion fish | source");
+    command->add_option("shell", *shell, "bash, zsh or fish")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+}
+
+/// The words for an option's value that only zulctl knows: boards of the file of names, channels of a board on the
+/// line.
+std::vector<std::string> CompletionWords(Session& session, const CLI::Option& option, const cli::Given& given) try {
+    std::vector<std::string> words;
+    session.out.quiet = true;
+    session.options.timeoutSeconds = 0.5;
+    session.Prepare();
+    if (option.get_type_name().find("ADDRESS") != std::string::npos) {
+        for (const zulctl::NamedBoard& board : session.Names().boards) words.push_back(board.name);
+        return words;
+    }
+    // A board that the line names is asked for its list; none is searched for.
+    const bool playing = option.get_name() == "what";
+    const auto board = given.find(playing ? "from" : "board");
+    if (board == given.end() || (!playing && option.get_name() != "channel")) return words;
+    zulctl::Client client = session.Connect(session.Named(board->second, zulctl::Role::kTransmitter));
+    for (const zulctl::Channel& channel : zulctl::FetchChannels(client)) words.push_back(channel.name);
+    return words;
+} catch (const std::exception&) {
+    return {};
+}
+
 /// The commands in the order of --help, by group; those of the last one aren't in it.
 const struct {
     const char* group;
@@ -64,7 +104,7 @@ const struct {
     {"All boards",
      {zulctl::AddLanguageCommand, zulctl::AddLanguagesCommand, zulctl::AddNetworkCommand, zulctl::AddResetCommand,
       zulctl::AddUpgradeCommand, zulctl::AddRawCommand}},
-    {"", {zulctl::AddCompletionCommand}},
+    {"", {AddCompletionCommand}},
 };
 
 /// Adds the options that all commands share.
@@ -106,7 +146,7 @@ std::string Unknown(const CLI::App& app) {
         for (const CLI::Option* option : at->get_options()) {
             for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
         }
-        for (const CLI::App* command : at->get_subcommands([](const CLI::App*) { return true; })) {
+        for (const CLI::App* command : at->get_subcommands({})) {
             if (chosen.empty()) known.push_back(command->get_name());
         }
         at = chosen.empty() ? nullptr : chosen.front();
@@ -117,8 +157,6 @@ std::string Unknown(const CLI::App& app) {
 int Run(CLI::App& app, Session& session, int argc, char** argv) {
     try {
         app.parse(argc, argv);
-        session.Prepare();
-        session.run();
         session.out.CheckWritten();
         return session.SomeAreMissing() ? zulctl::kPartly : zulctl::kDone;
     } catch (const CLI::ParseError& error) {
@@ -150,11 +188,13 @@ int main(int argc, char** argv) {
     Session session;
     AddOptions(app, session);
     for (const auto& [group, add] : kCommands) {
-        for (const auto addOne : add) addOne(app, session);
-        for (CLI::App* command : app.get_subcommands([](CLI::App* item) { return item->get_group() == "Subcommands"; }))
-            command->group(group);
+        for (const auto addOne : add) {
+            addOne(app, session);
+            app.get_subcommands({}).back()->group(group);
+        }
     }
-    const auto words = [&](const auto&... asked) { return zulctl::CompletionWords(session, asked...); };
+    app.parse_complete_callback([&] { session.Prepare(); });
+    const auto words = [&](const auto&... asked) { return CompletionWords(session, asked...); };
     if (cli::ServeCompletion(app, argc, argv, words)) return zulctl::kDone;
     return Run(app, session, argc, argv);
 }

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <atomic>
 #include <future>
-#include <memory>
 
 #include "commands/commands.h"
 #include "commands/plan_work.h"
@@ -124,8 +123,8 @@ void RunApply(Session& session, const ApplyChoice& choice) {
 }  // namespace
 
 void AddApplyCommand(CLI::App& app, Session& session) {
-    CLI::App* command =
-        app.add_subcommand("apply", "Make transmitters send what a plan says, and change no more than that takes");
+    const auto [command, choice] = AddCommand(
+        app, session, "apply", "Make transmitters send what a plan says, and change no more than that takes", RunApply);
     command->footer(
         "A plan in TOML:\n"
         "  [boards.attic]                     # a name of boards.toml, or an address in quotes\n"
@@ -139,7 +138,6 @@ void AddApplyCommand(CLI::App& app, Session& session) {
         "only "
         "that part of the plan. With --keep it goes on, and brings back what a restart or "
         "somebody's hand has changed; --pause and --resume are for who has to change something meanwhile.");
-    const auto choice = std::make_shared<ApplyChoice>();
     command->add_option("plan", choice->plan, "The plan")->type_name("FILE")->required();
     CLI::Option* dryRun =
         command->add_flag("-n,--dry-run", choice->dryRun, "Show the difference to what runs, and send nothing");
@@ -150,7 +148,6 @@ void AddApplyCommand(CLI::App& app, Session& session) {
     pause->excludes(keep)->excludes(dryRun);
     keep->excludes(dryRun);
     command->add_flag("--force", choice->force, "Start although another transmitter sends to a group of the plan");
-    command->callback([&session, choice] { session.run = [&session, choice] { RunApply(session, *choice); }; });
 }
 
 }  // namespace zulctl

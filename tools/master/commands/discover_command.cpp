@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <set>
 #include <sstream>
 
@@ -15,9 +14,7 @@ namespace zulctl {
 namespace {
 
 struct DiscoverChoice {
-    bool watch = false;
-    bool broadcast = false;
-    bool save = false;
+    bool watch = false, broadcast = false, save = false;
 };
 
 constexpr std::chrono::seconds kBootPatience{10};
@@ -37,30 +34,15 @@ Json JsonOf(const Session& session, const FoundBoard& board) {
             {"last_seen", UtcText(board.lastSeen)}};
 }
 
-std::vector<Cell> RowOf(const Session& session, const FoundBoard& board) {
-    const std::string name = session.Names().NameOf(board.at);
-    return {Escaped(name),
-            board.beacon.role ? RoleName(*board.beacon.role) : "unknown",
-            EndpointText(board.at),
-            Escaped(board.beacon.revision),
-            Escaped(board.beacon.model),
-            Escaped(board.beacon.mac),
-            UtcText(board.lastSeen)};
-}
-
-Table EmptyTable() {
-    return Table({Elastic("NAME"), Left("ROLE"), Left("ADDRESS"), Left("VERSION"), Left("MODEL", 2), Left("MAC", 3),
-                  Left("LAST SEEN", 1)});
-}
+std::string RoleText(const FoundBoard& board) { return board.beacon.role ? RoleName(*board.beacon.role) : "unknown"; }
 
 void Watch(Session& session, DiscoverOptions options) {
     CatchInterrupts();
-    options.time = session.Timeout().value_or(std::chrono::hours(24 * 365));
+    options.time = session.Timeout().value_or(kEver);
     Discover(options, [&](const FoundBoard& board) {
         session.out.EmitItem("zulctl.board/1", JsonOf(session, board), [&] {
-            return fmt::format("{}  {:<11}  {:<21}  {}  {}\n", UtcText(board.lastSeen),
-                               board.beacon.role ? RoleName(*board.beacon.role) : "unknown", EndpointText(board.at),
-                               Escaped(board.beacon.revision), Escaped(board.beacon.uuid));
+            return fmt::format("{}  {:<11}  {:<21}  {}  {}\n", UtcText(board.lastSeen), RoleText(board),
+                               EndpointText(board.at), Escaped(board.beacon.revision), Escaped(board.beacon.uuid));
         });
         return true;
     });
@@ -98,13 +80,15 @@ void RunDiscover(Session& session, const DiscoverChoice& choice) {
     if (!session.Timeout()) options.patience = kBootPatience;
     const auto boards = DiscoverAll(options);
     Json list = Json::array();
-    Table table = EmptyTable();
+    Table table({Elastic("NAME"), Left("ROLE"), Left("ADDRESS"), Left("VERSION"), Left("MODEL", 2), Left("MAC", 3),
+                 Left("LAST SEEN", 1)});
     for (const FoundBoard& board : boards) {
         list.push_back(JsonOf(session, board));
-        table.Add(RowOf(session, board));
+        const Beacon& beacon = board.beacon;
+        table.Add({Escaped(session.Names().NameOf(board.at)), RoleText(board), EndpointText(board.at),
+                   Escaped(beacon.revision), Escaped(beacon.model), Escaped(beacon.mac), UtcText(board.lastSeen)});
     }
-    session.out.Emit("zulctl.discover/1", {{"boards", list}},
-                     [&] { return boards.empty() ? "" : session.out.Render(table); });
+    session.out.Emit("zulctl.discover/1", {{"boards", list}}, [&] { return session.out.Render(table); });
     if (choice.save) Save(session, boards);
     if (boards.empty()) throw Failure(kNoAnswer, "no board is heard; \"zulctl doctor\" looks for the reason");
 }
@@ -112,15 +96,14 @@ void RunDiscover(Session& session, const DiscoverChoice& choice) {
 }  // namespace
 
 void AddDiscoverCommand(CLI::App& app, Session& session) {
-    CLI::App* command = app.add_subcommand(
-        "discover", "Find boards: wakes their beacons, listens on all interfaces, asks those in the file of names");
-    const auto choice = std::make_shared<DiscoverChoice>();
+    const auto [command, choice] = AddCommand(
+        app, session, "discover",
+        "Find boards: wakes their beacons, listens on all interfaces, asks those in the file of names", RunDiscover);
     command->add_flag("-w,--watch", choice->watch, "Go on and print every beacon, until Ctrl-C or --timeout");
     command->add_flag("--save", choice->save, "Add those without a name to the file of names, which keeps what it has");
     command->add_flag(
         "--broadcast", choice->broadcast,
         "Ask every address of the networks at hand too, for networks that lose multicast; quiets the boards' beacons");
-    command->callback([&session, choice] { session.run = [&session, choice] { RunDiscover(session, *choice); }; });
 }
 
 }  // namespace zulctl

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <future>
 #include <map>
-#include <memory>
 
 #include "commands/commands.h"
 #include "doctor/diagnosis.h"
@@ -26,7 +25,7 @@ constexpr int kAskings = 3;
 constexpr auto kReplyPatience = 1500ms;
 
 /// Named, requested and heard boards; each once.
-std::vector<BoardHealth> FindBoards(Session& session) {
+std::map<Endpoint, BoardHealth> FindBoards(Session& session) {
     std::map<Endpoint, BoardHealth> boards;
     std::vector<std::string> wanted = session.options.boards;
     const bool all = wanted.empty();
@@ -56,33 +55,29 @@ std::vector<BoardHealth> FindBoards(Session& session) {
         if (!heard.probed) found->second.beaconTtl = heard.ttl;
         return true;
     });
-    std::vector<BoardHealth> list;
-    for (auto& [at, board] : boards) list.push_back(std::move(board));
-    return list;
+    return boards;
 }
 
-/// \return false where an interrupt came before all was asked
-bool Ask(const Session& session, BoardHealth& board) {
-    if (!board.silence.empty()) return !Interrupted();
+/// \return nothing where an interrupt came before all was asked
+std::optional<BoardHealth> Ask(const Session& session, BoardHealth board) {
     ClientOptions options = session.Options();
     if (!options.timeout) options.timeout = kReplyPatience;
-    Client client(board.at, options);
-    try {
-        for (int n = 0; n < kAskings; ++n) {
-            const auto start = Clock::now();
-            client.Ask("VERS");
-            board.replies.push_back(std::chrono::duration<double>(Clock::now() - start).count());
+    std::string* trouble = &board.silence;
+    if (board.silence.empty()) {
+        try {
+            Client client(board.at, options);
+            for (int n = 0; n < kAskings; ++n) {
+                const auto start = Clock::now();
+                client.Ask("VERS");
+                board.replies.push_back(std::chrono::duration<double>(Clock::now() - start).count());
+            }
+            trouble = &board.messages;
+            client.Ask("LAN?");
+        } catch (const Failure& failure) {
+            *trouble = failure.what();
         }
-    } catch (const Failure& failure) {
-        board.silence = failure.what();
-        return !Interrupted();
     }
-    try {
-        client.Ask("LAN?");
-    } catch (const Failure& failure) {
-        board.messages = failure.what();
-    }
-    return !Interrupted();
+    return Interrupted() ? std::nullopt : std::optional(board);
 }
 
 Json JsonOf(const std::vector<Diagnosis>& findings, const std::vector<BoardHealth>& boards) {
@@ -136,7 +131,7 @@ void Conclude(const std::vector<Diagnosis>& findings, const std::vector<BoardHea
     const auto faults = std::ranges::count_if(findings, &Diagnosis::IsFault);
     if (silent == boards.size()) throw Failure(kNoAnswer, boards.empty() ? "no board is heard" : "no board answers");
     FailWhereSome(silent, boards.size(), kNoAnswer, "don't answer");
-    if (faults > 0) throw Failure(kRefused, "{} fault{}", faults, faults == 1 ? "" : "s");
+    if (faults > 0) throw Failure(kRefused, Counted(faults, "fault"));
 }
 
 void RunDoctor(Session& session, const DoctorChoice& choice) {
@@ -152,16 +147,15 @@ void RunDoctor(Session& session, const DoctorChoice& choice) {
     std::vector<Diagnosis> findings = ExamineMachine(group, session.InterfaceIndex(), session.Options().localPort);
 
     const QuerierSearch search(group, session.InterfaceIndex());  // listens in the background
-    std::vector<BoardHealth> boards = FindBoards(session);
-    session.out.Progress(fmt::format("asking {} board{}...", boards.size(), boards.size() == 1 ? "" : "s"));
-    std::vector<std::future<bool>> pending;
-    for (BoardHealth& board : boards)
-        pending.push_back(std::async(std::launch::async, [&session, &board] { return Ask(session, board); }));
-    std::vector<BoardHealth> finished;
-    for (std::size_t n = 0; n < boards.size(); ++n) {
-        if (pending[n].get()) finished.push_back(std::move(boards[n]));
+    const auto found = FindBoards(session);
+    session.out.Progress(fmt::format("asking {}...", Counted(found.size(), "board")));
+    std::vector<std::future<std::optional<BoardHealth>>> pending;
+    for (const auto& [at, board] : found)
+        pending.push_back(std::async(std::launch::async, Ask, std::cref(session), board));
+    std::vector<BoardHealth> boards;
+    for (auto& future : pending) {
+        if (const auto board = future.get()) boards.push_back(*board);
     }
-    boards = std::move(finished);
     if (boards.empty() && Interrupted()) throw Failure(kNoAnswer, "interrupted before any board was examined");
     const auto screens = ExamineScreens(session, boards, howLong);
     const auto querier = search.Finish(howLong, [&](std::chrono::seconds left) {
@@ -170,8 +164,7 @@ void RunDoctor(Session& session, const DoctorChoice& choice) {
     });
     if (querier) findings.push_back(*querier);
     const auto aboutBoards = ExamineBoards(boards, session.options.boards.empty());
-    findings.insert(findings.end(), aboutBoards.begin(), aboutBoards.end());
-    findings.insert(findings.end(), screens.begin(), screens.end());
+    for (const auto& more : {aboutBoards, screens}) findings.insert(findings.end(), more.begin(), more.end());
     session.out.Emit("zulctl.doctor/1", JsonOf(findings, boards),
                      [&] { return Findings(findings, session.out.Width(), session.out.Colour()); });
     Conclude(findings, boards);
@@ -180,20 +173,18 @@ void RunDoctor(Session& session, const DoctorChoice& choice) {
 }  // namespace
 
 void AddDoctorCommand(CLI::App& app, Session& session) {
-    CLI::App* command =
-        app.add_subcommand("doctor", "Look for what is wrong between this machine, the network and the boards");
+    const auto [command, choice] = AddCommand(
+        app, session, "doctor", "Look for what is wrong between this machine, the network and the boards", RunDoctor);
     command->footer(
         "Exits with 1 where something is wrong, 3 where no board answers, 4 where some don't. Without --board it "
         "examines "
         "all boards that are named or heard. Listening for a querier needs root; one speaks every 125 s, and mostly at "
         "once when a member leaves, which doctor makes happen.");
-    const auto choice = std::make_shared<DoctorChoice>();
     command->add_option("--group", choice->group, "Examine the way to this group in place of the beacon's")
         ->type_name("GROUP");
     command->add_option("--for", choice->howLong, "How long to listen for an IGMP querier; 130s is certain")
         ->type_name("SPAN")
         ->capture_default_str();
-    command->callback([&session, choice] { session.run = [&session, choice] { RunDoctor(session, *choice); }; });
 }
 
 }  // namespace zulctl

@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "commands/commands.h"
 #include "export/lineup.h"
@@ -99,11 +98,11 @@ void RunExport(Session& session, const ExportChoice& choice) {
 }  // namespace
 
 void AddExportCommand(CLI::App& app, Session& session) {
-    CLI::App* command = app.add_subcommand("export", "Write channels, streams and guide for players and recorders");
+    const auto [command, choice] =
+        AddCommand(app, session, "export", "Write channels, streams and guide for players and recorders", RunExport);
     command->footer(
         "A playlist holds what is streamed now; the guide what the boards know: that of the channel each tuner is on. "
         "The tvg-id of a channel is its id in the guide, and stays the same whatever it is called.");
-    const auto choice = std::make_shared<ExportChoice>();
     command
         ->add_option("form", choice->form,
                      "m3u: a playlist; xmltv: the guide; json: both; plan: the streams, for apply")
@@ -119,7 +118,6 @@ void AddExportCommand(CLI::App& app, Session& session) {
         ->capture_default_str();
     command->add_option("-o,--output", choice->file, "File to replace in one step, instead of standard output")
         ->type_name("FILE");
-    command->callback([&session, choice] { session.run = [&session, choice] { RunExport(session, *choice); }; });
 }
 
 }  // namespace zulctl

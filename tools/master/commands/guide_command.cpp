@@ -1,10 +1,10 @@
-// zulctl guide: now and next, a moment, a listing, a grid.
+// zulctl channels: the channel list of the last scan. zulctl guide: now and next, a moment, a listing, a grid.
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "commands/commands.h"
+#include "commands/order.h"
 #include "export/lineup.h"
 #include "net/fetch.h"
 #include "output/escape.h"
@@ -26,6 +26,9 @@ struct GuideChoice {
 
     /// What the clock shows that the times are given by.
     Minutes Clock(Minutes moment) const { return utc ? moment : LocalClock(moment); }
+    std::chrono::minutes Span() const {
+        return std::chrono::ceil<std::chrono::minutes>(ParseSpan(list.empty() ? "3h" : list));
+    }
 };
 
 struct ChannelGuide {
@@ -89,16 +92,10 @@ std::vector<ChannelGuide> Fetch(Session& session, Client& client, const GuideCho
     std::vector<ChannelGuide> guides;
     for (const Channel& channel : wanted) {
         session.out.Progress("asking for " + Escaped(CallName(channel)) + "...");
-        ChannelGuide guide{channel, {}};
-        if (!choice.at.empty()) {
-            guide.events = FetchMoment(client, channel.id, ParseMoment(choice, client), &ear);
-        } else if (choice.grid || !choice.list.empty()) {
-            const auto span = ParseSpan(choice.list.empty() ? "3h" : choice.list);
-            guide.events = FetchListing(client, channel.id, std::chrono::ceil<std::chrono::minutes>(span), &ear);
-        } else {
-            guide.events = FetchNowAndNext(client, channel.id, &ear);
-        }
-        guides.push_back(std::move(guide));
+        auto events = !choice.at.empty() ? FetchMoment(client, channel.id, ParseMoment(choice, client), &ear)
+                      : choice.grid || !choice.list.empty() ? FetchListing(client, channel.id, choice.Span(), &ear)
+                                                            : FetchNowAndNext(client, channel.id, &ear);
+        guides.push_back({channel, std::move(events)});
     }
     return guides;
 }
@@ -139,19 +136,34 @@ void RunGuide(Session& session, const GuideChoice& choice) {
             for (GuideEvent& event : guide.events) event.start = choice.Clock(event.start);
             rows.push_back({Escaped(CallName(guide.channel)), guide.events});
         }
-        const auto span = std::chrono::ceil<std::chrono::minutes>(ParseSpan(choice.list.empty() ? "3h" : choice.list));
         const Minutes start = now - (now.time_since_epoch() % std::chrono::minutes(30));
-        return DrawGrid(rows, start, span, now, std::min(session.out.Width(), kWidestGrid), session.out.Colour());
+        return DrawGrid(rows, start, choice.Span(), now, std::min(session.out.Width(), kWidestGrid),
+                        session.out.Colour());
+    });
+}
+
+void RunChannels(Session& session, const std::string& filter) {
+    RunOnBoards(session, Role::kTransmitter, "zulctl.channels/1", [&](const Target& target) -> Done {
+        Client client = session.Connect(target);
+        auto channels = FetchChannels(client);
+        if (channels.empty()) session.out.Warning(target.name + ": the list is empty; \"zulctl scan\" fills it");
+        std::erase_if(channels, [&](const Channel& channel) { return !Matches(channel, filter); });
+        return {{{"channels", JsonOf(channels)}}, "", channels};
     });
 }
 
 }  // namespace
 
+void AddChannelsCommand(CLI::App& app, Session& session) {
+    const auto [command, filter] =
+        AddCommand(app, session, "channels", "List the programmes that the last scan found", RunChannels);
+    command->add_option("text", *filter, "Only those whose name contains it, or whose number begins with it");
+}
+
 void AddGuideCommand(CLI::App& app, Session& session) {
-    CLI::App* command =
-        app.add_subcommand("guide", "Show the programme guide: now and next, a moment, a listing or a grid");
+    const auto [command, choice] = AddCommand(
+        app, session, "guide", "Show the programme guide: now and next, a moment, a listing or a grid", RunGuide);
     command->footer("A board knows the guide of the channel that its tuner is on.");
-    const auto choice = std::make_shared<GuideChoice>();
     command->add_option("channel", choice->channels,
                         "Channels by number (7.1), name or index; without any, all on the tuned channel");
     CLI::Option* at =
@@ -161,7 +173,6 @@ void AddGuideCommand(CLI::App& app, Session& session) {
         ->excludes(at);
     command->add_flag("--utc", choice->utc, "Times in UTC instead of local time");
     command->add_flag("--details", choice->details, "Show the long texts too");
-    command->callback([&session, choice] { session.run = [&session, choice] { RunGuide(session, *choice); }; });
 }
 
 }  // namespace zulctl

@@ -1,8 +1,6 @@
 // zulctl network and reset: the board's address, and its restart.
 #include <fmt/format.h>
 
-#include <memory>
-
 #include "commands/commands.h"
 #include "commands/plan_work.h"
 #include "net/discover.h"
@@ -16,6 +14,11 @@ namespace zulctl {
 namespace {
 
 using namespace std::chrono_literals;
+
+struct NetworkChoice {
+    CLI::App *dhcp, *fixed;  ///< the parsed one of these is wanted
+    std::string address, gateway, netmask;
+};
 
 constexpr auto kAddressPatience = 90s, kRestartPatience = 180s;
 constexpr auto kCommitTime = 4s;  // within which a failed change is reported
@@ -78,7 +81,14 @@ void Change(Session& session, const std::string& request, std::optional<std::uin
            Await(session, {mac, address}, true, kAddressPatience), "is now");
 }
 
-void Reset(Session& session, bool wait) {
+void RunNetwork(Session& session, const NetworkChoice& choice) {
+    if (choice.dhcp->parsed()) return Change(session, "DHCP1", std::nullopt);
+    if (!choice.fixed->parsed()) return Show(session);
+    Change(session, FixedAddressText(choice.address, choice.gateway, choice.netmask), ParseAddress(choice.address));
+}
+
+void RunReset(Session& session, bool noWait) {
+    const bool wait = !noWait;
     const Target target = session.OneBoard(std::nullopt);
     Client client = session.Connect(target);
     const std::string mac = wait ? MacOf(client) : "";
@@ -97,36 +107,22 @@ void Reset(Session& session, bool wait) {
 }  // namespace
 
 void AddNetworkCommand(CLI::App& app, Session& session) {
-    struct Choice {
-        std::string address, gateway, netmask;
-    };
-    CLI::App* command = app.add_subcommand(
-        "network", "Tell or change a board's address; a change waits until the board is heard again");
+    const auto [command, choice] =
+        AddCommand(app, session, "network",
+                   "Tell or change a board's address; a change waits until the board is heard again", RunNetwork);
     command->require_subcommand(0, 1);
-    const auto choice = std::make_shared<Choice>();
-    CLI::App* dhcp = command->add_subcommand("dhcp", "Take the address from the network");
-    CLI::App* fixed = command->add_subcommand("fixed", "Set a fixed address");
-    fixed->add_option("address", choice->address, "The board's address")->required();
-    fixed->add_option("gateway", choice->gateway, "Its gateway, in the same network; 0.0.0.0 for none")->required();
-    fixed->add_option("netmask", choice->netmask, "Its netmask, as 255.255.255.0")->required();
-    command->callback([&session, dhcp, fixed, choice] {
-        session.run = [&session, dhcp, fixed, choice] {
-            if (dhcp->parsed())
-                Change(session, "DHCP1", std::nullopt);
-            else if (fixed->parsed())
-                Change(session, FixedAddressText(choice->address, choice->gateway, choice->netmask),
-                       ParseAddress(choice->address));
-            else
-                Show(session);
-        };
-    });
+    choice->dhcp = command->add_subcommand("dhcp", "Take the address from the network");
+    choice->fixed = command->add_subcommand("fixed", "Set a fixed address");
+    choice->fixed->add_option("address", choice->address, "The board's address")->required();
+    choice->fixed->add_option("gateway", choice->gateway, "Its gateway, in the same network; 0.0.0.0 for none")
+        ->required();
+    choice->fixed->add_option("netmask", choice->netmask, "Its netmask, as 255.255.255.0")->required();
 }
 
 void AddResetCommand(CLI::App& app, Session& session) {
-    CLI::App* command = app.add_subcommand("reset", "Restart a board and wait until it is heard again");
-    const auto noWait = std::make_shared<bool>(false);
+    const auto [command, noWait] =
+        AddCommand(app, session, "reset", "Restart a board and wait until it is heard again", RunReset);
     command->add_flag("--no-wait", *noWait, "Don't wait");
-    command->callback([&session, noWait] { session.run = [&session, noWait] { Reset(session, !*noWait); }; });
 }
 
 }  // namespace zulctl

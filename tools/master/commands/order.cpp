@@ -19,7 +19,7 @@ std::string ResultTable(const Output& out, const std::vector<Outcome<Done>>& out
             outcome.failure ? Cell(EscapedMessage(outcome.failure->what()), Style::kBad) : Cell(outcome.result->line);
         if (!result.text.empty()) table.Add({Escaped(outcome.target.name), result});
     }
-    return table.Empty() ? "" : out.Render(table);
+    return out.Render(table);
 }
 
 /// The channels of all boards, with a column for the board where there are several; empty where there are none.
@@ -49,37 +49,35 @@ std::string ChannelTable(const Output& out, const std::vector<Outcome<Done>>& ou
             table.Add(std::move(row));
         }
     }
-    return table.Empty() ? "" : out.Render(table);
+    return out.Render(table);
 }
 
 }  // namespace
 
-void Report(Session& session, std::string_view schema, const std::vector<Outcome<Done>>& outcomes) {
-    const bool several = session.Several();
+void Report(Session& session, std::string_view schema, const std::vector<Outcome<Done>>& outcomes, const char* what) {
+    const auto people = [&](const std::string& head) {
+        const std::string channels = ChannelTable(session.out, outcomes, session.Several());
+        return head + (head.empty() || channels.empty() ? "" : "\n") + channels;
+    };
+    if (!session.Several()) {
+        const auto& only = outcomes.front();
+        if (only.failure) throw Failure(*only.failure);
+        const std::string& line = only.result->line;
+        return session.out.Emit(schema, only.result->body, [&] { return people(line + (line.empty() ? "" : "\n")); });
+    }
     Json list = Json::array();
     std::size_t failed = 0;
     ExitCode code = kRefused;
-    for (const auto& outcome : outcomes) {
-        if (outcome.failure && !several) throw Failure(*outcome.failure);
-        if (outcome.failure) ++failed, code = outcome.failure->code;
+    for (const auto& [target, done, failure] : outcomes) {
+        if (failure) ++failed, code = failure->code;
         Json result;
-        if (outcome.result) result = {{"schema", schema}}, result.update(outcome.result->body);
-        list.push_back({{"board", outcome.target.name},
-                        {"error", outcome.failure ? Json(outcome.failure->what()) : Json()},
-                        {"result", result}});
+        if (done) result = {{"schema", schema}}, result.update(done->body);
+        list.push_back(
+            {{"board", target.name}, {"error", failure ? Json(failure->what()) : Json()}, {"result", result}});
     }
-    const auto people = [&] {
-        const Done* const one = several ? nullptr : &*outcomes.front().result;
-        const std::string head =
-            one == nullptr ? ResultTable(session.out, outcomes) : one->line + (one->line.empty() ? "" : "\n");
-        const std::string channels = ChannelTable(session.out, outcomes, several);
-        return head + (head.empty() || channels.empty() ? "" : "\n") + channels;
-    };
-    if (several)
-        session.out.Emit("zulctl.results/1", {{"boards", list}}, people);
-    else
-        session.out.Emit(schema, outcomes.front().result->body, people);
-    FailWhereSome(failed, outcomes.size(), code, "failed");
+    session.out.Emit("zulctl.results/1", {{"boards", list}},
+                     [&] { return people(ResultTable(session.out, outcomes)); });
+    FailWhereSome(failed, outcomes.size(), code, what);
 }
 
 void RunOnBoards(Session& session, std::optional<Role> role, std::string_view schema,

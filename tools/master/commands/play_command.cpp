@@ -1,12 +1,11 @@
 // zulctl play: what a receiver shows.
 #include <fmt/format.h>
 
-#include <memory>
-
 #include "commands/commands.h"
-#include "commands/find_stream.h"
 #include "commands/order.h"
 #include "doctor/screen.h"
+#include "net/fetch.h"
+#include "output/escape.h"
 #include "protocol/requests_text.h"
 
 namespace zulctl {
@@ -28,8 +27,8 @@ void RunPlay(Session& session, const PlayChoice& choice) {
     } else if (ParseAddress(choice.what)) {
         throw Failure(kUsage, "\"{}\" isn't GROUP:PORT", choice.what);
     } else {
-        const FoundStream found = FindStreamOf(session, choice.what, choice.from);
-        stream = found.stream, programme = found.programme;
+        const LineupEntry found = FindSent(session, choice.what, choice.from);
+        stream = *found.stream, programme = found.channel.id.programme;
     }
     if (!choice.programme.empty()) {
         const auto number = ParseNumber(choice.programme, 16, 0xFFFF);
@@ -44,9 +43,51 @@ void RunPlay(Session& session, const PlayChoice& choice) {
 
 }  // namespace
 
+LineupEntry FindSent(Session& session, const std::string& text, const std::string& from) {
+    session.out.Progress("looking who sends " + Escaped(text) + "...");
+    const auto outcomes = OnEach(
+        from.empty() ? session.Everybody(Role::kTransmitter) : std::vector{session.Named(from, Role::kTransmitter)},
+        [&](const Target& target) {
+            Client client = session.Connect(target);
+            return FetchSent(client);
+        });
+    Failure reason(kNoAnswer, "no transmitter answers; \"zulctl discover\" lists those that are heard");
+    std::optional<Failure> unsent;
+    std::vector<Channel> known;
+    Lineup found;
+    for (const auto& [target, sent, failure] : outcomes) {
+        if (!sent) {
+            if (outcomes.size() == 1) throw Failure(*failure);
+            session.out.Warning(failure->what());
+            continue;
+        }
+        known.insert(known.end(), sent->channels.begin(), sent->channels.end());
+        try {
+            const Channel& channel = FindChannel(sent->channels, text);
+            const auto entry = LineupOf(target.name, {channel}, sent->status, sent->tunedChannel).front();
+            if (entry.stream) found.push_back(entry);
+            unsent = Failure(kUsage, "no stream of {} carries {}; zulctl -b {} stream start {} --to GROUP:PORT",
+                             Escaped(target.name), Escaped(CallName(channel)), ShellWord(target.name), ShellWord(text));
+        } catch (const Failure& unknown) {
+            reason = unknown;
+        }
+    }
+    std::string list;
+    for (const LineupEntry& entry : found)
+        list +=
+            fmt::format("\n  {}  {}  {}", entry.board, EndpointText(*entry.stream), Escaped(CallName(entry.channel)));
+    const auto isOther = [&](const LineupEntry& entry) { return entry.channel.id != found.front().channel.id; };
+    if (std::ranges::any_of(found, isOther))
+        throw Failure(kUsage, "which \"{}\"? name its transmitter:{}", Escaped(text), list);
+    if (!found.empty()) return found.front();
+    if (unsent) throw Failure(*unsent);
+    if (reason.code == kUsage) FindChannel(known, text);  // throws, with similar names of all boards
+    throw Failure(reason);
+}
+
 void AddPlayCommand(CLI::App& app, Session& session) {
-    CLI::App* command = app.add_subcommand("play", "Play a channel or a stream on receivers, or stop");
-    const auto choice = std::make_shared<PlayChoice>();
+    const auto [command, choice] =
+        AddCommand(app, session, "play", "Play a channel or a stream on receivers, or stop", RunPlay);
     command->add_option("what", choice->what, "A channel by number (7.1) or name, or GROUP:PORT");
     command->add_option("--from", choice->from, "Look for the channel on this transmitter alone, also by index")
         ->type_name("NAME|ADDRESS");
@@ -55,7 +96,6 @@ void AddPlayCommand(CLI::App& app, Session& session) {
                      "Programme number in hexadecimal; without it the player takes the first")
         ->type_name("NUMBER");
     command->add_flag("--stop", choice->stop, "Stop what plays");
-    command->callback([&session, choice] { session.run = [&session, choice] { RunPlay(session, *choice); }; });
 }
 
 }  // namespace zulctl

@@ -1,10 +1,8 @@
 // zulctl probe: joins a stream and judges it.
 #include <fmt/format.h>
 
-#include <memory>
-
 #include "commands/commands.h"
-#include "commands/find_stream.h"
+#include "commands/order.h"
 #include "doctor/senders.h"
 #include "output/escape.h"
 #include "stream/probe.h"
@@ -92,7 +90,7 @@ void RunProbe(Session& session, const ProbeChoice& choice) {
     const auto howLong = ParseSpan(choice.howLong);
     const auto group = ParseEndpoint(choice.stream);
     const std::string from = session.options.boards.empty() ? "" : session.options.boards.front();
-    const Endpoint stream = group ? *group : FindStreamOf(session, choice.stream, from).stream;
+    const Endpoint stream = group ? *group : *FindSent(session, choice.stream, from).stream;
     const std::string name = EndpointText(stream);
     CatchInterrupts();
     session.out.Progress("waiting for " + name + "...");
@@ -121,9 +119,9 @@ void RunProbe(Session& session, const ProbeChoice& choice) {
 }  // namespace
 
 void AddProbeCommand(CLI::App& app, Session& session) {
-    CLI::App* command = app.add_subcommand(
-        "probe", "Join a stream and judge it: rates, continuity, tables; exits with 1 when it has faults");
-    const auto choice = std::make_shared<ProbeChoice>();
+    const auto [command, choice] =
+        AddCommand(app, session, "probe",
+                   "Join a stream and judge it: rates, continuity, tables; exits with 1 when it has faults", RunProbe);
     command
         ->add_option("stream", choice->stream,
                      "GROUP:PORT, or a channel by number (7.1) or name; --board names its transmitter")
@@ -135,7 +133,6 @@ void AddProbeCommand(CLI::App& app, Session& session) {
     command->footer(
         "An entry numbered 0 in the PAT is no fault: it is how a "
         "board blanks programmes that a stream doesn't carry.");
-    command->callback([&session, choice] { session.run = [&session, choice] { RunProbe(session, *choice); }; });
 }
 
 }  // namespace zulctl

@@ -1,8 +1,6 @@
 // zulctl raw: any request, and its answer with control bytes shown.
 #include <fmt/format.h>
 
-#include <memory>
-
 #include "commands/commands.h"
 #include "output/escape.h"
 
@@ -54,18 +52,17 @@ void RunRaw(Session& session, const RawChoice& choice) {
 }  // namespace
 
 void AddRawCommand(CLI::App& app, Session& session) {
-    CLI::App* command = app.add_subcommand("raw", "Send any request and show the answer, with control bytes visible");
+    const auto [command, choice] =
+        AddCommand(app, session, "raw", "Send any request and show the answer, with control bytes visible", RunRaw);
     command->footer(
         "An answer of KO exits with 1; the debug requests always answer so. What has no command of its own:\n"
         "  VSCALE,0,0,50,50,255   places a receiver's video and browser: corner and size in percent, alpha\n"
         "  MCASTPACKETSIZE1316   sets the datagram size of the streams that run, up to 32768\n"
         "  RESOLUTION? RESOLUTION3   shows or sets its output resolution, by the board's own number\n"
         "  URLkey16               presses a key of its browser, 0 to 65534");
-    const auto choice = std::make_shared<RawChoice>();
     command->add_option("request", choice->request, "The request; \\r \\n \\t \\\\ \\xNN stand for bytes")->required();
     command->add_option("--for", choice->listen, "Show all that comes back within this time, in any shape")
         ->type_name("SPAN");
-    command->callback([&session, choice] { session.run = [&session, choice] { RunRaw(session, *choice); }; });
 }
 
 }  // namespace zulctl

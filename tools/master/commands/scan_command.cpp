@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <atomic>
 #include <map>
-#include <memory>
 
 #include "commands/commands.h"
 #include "commands/order.h"
@@ -271,13 +270,13 @@ void RunScan(Session& session, const ScanChoice& choice) {
 }  // namespace
 
 void AddScanCommand(CLI::App& app, Session& session) {
-    CLI::App* command =
-        app.add_subcommand("scan", "Walk the tuner over all channels and keep what is found; Ctrl-C stops it in order");
+    const auto [command, choice] =
+        AddCommand(app, session, "scan",
+                   "Walk the tuner over all channels and keep what is found; Ctrl-C stops it in order", RunScan);
     command->footer(
         "A scan empties the channel list and ends all streams. It takes 5 to 30 minutes, on several boards at the "
         "same time. With --only, the channels are scanned one by one and shown together; the board's own list then "
         "holds the last of them alone, and only until a restart.");
-    const auto choice = std::make_shared<ScanChoice>();
     CLI::Option* stop = command->add_flag("--stop", choice->stop, "Stop the scan that runs");
     command
         ->add_option_function<std::string>(
@@ -289,7 +288,6 @@ void AddScanCommand(CLI::App& app, Session& session) {
         ->check(CLI::IsMember({"atsc", "qam64", "qam256"}))
         ->excludes(stop);
     command->add_flag("-y,--yes", choice->yes, "Don't ask where streams end");
-    command->callback([&session, choice] { session.run = [&session, choice] { RunScan(session, *choice); }; });
 }
 
 }  // namespace zulctl

@@ -1,9 +1,9 @@
-// zulctl page, captions, language: a receiver's screen and sound settings.
+// zulctl page, captions, language, languages: a receiver's screen and sound settings.
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <memory>
+#include <map>
 #include <set>
 
 #include "commands/commands.h"
@@ -21,6 +21,10 @@ struct PageChoice {
     bool blank = false, show = false, hide = false;
 };
 
+struct LanguageChoice {
+    std::string primary, secondary;
+};
+
 void RunPage(Session& session, PageChoice choice) {
     auto& [x, y, width, height, pageAlpha, videoAlpha] = choice.request.fields;
     if (choice.blank) choice.request.url = "blank";
@@ -35,26 +39,84 @@ void RunPage(Session& session, PageChoice choice) {
 void RequireLanguage(const Client& board, const std::vector<std::string>& wanted) {
     ClientOptions options = board.Options();
     if (!options.timeout) options.timeout = std::chrono::milliseconds(1500);
-    std::optional<std::vector<ProgrammeLanguages>> programmes;
-    try {
-        programmes = ParseAudioLanguages(Client(board.Board(), options).Ask("LAN?"));
-    } catch (const Failure&) {  // it can't be checked where the answer goes to another master
-    }
     std::set<std::string> known;
-    for (const auto& programme : programmes.value_or(std::vector<ProgrammeLanguages>{})) {
-        for (const LanguageEntry& entry : programme.entries)
-            known.insert(entry.type == 0 ? entry.code : fmt::format("{}:{:x}", entry.code, entry.type));
+    try {
+        const auto programmes = ParseAudioLanguages(Client(board.Board(), options).Ask("LAN?"));
+        if (!programmes) return;
+        for (const auto& programme : *programmes) {
+            for (const LanguageEntry& entry : programme.entries)
+                known.insert(entry.type == 0 ? entry.code : fmt::format("{}:{:x}", entry.code, entry.type));
+        }
+    } catch (const Failure&) {
+        return;  // it can't be checked where the answer goes to another master
     }
     if (known.empty() || std::ranges::any_of(wanted, [&](const auto& text) { return known.contains(text); })) return;
     throw Failure(kRefused, "nothing on {} is in {}, so it was left as it is; there is {}", EndpointText(board.Board()),
                   Escaped(wanted.front()), Escaped(fmt::format("{}", fmt::join(known, ", "))));
 }
 
+void RunCaptions(Session& session, const std::string& service) {
+    RunOrder(session, Role::kReceiver, CaptionsText(service), "the captions", "captions " + service);
+}
+
+void RunLanguage(Session& session, const LanguageChoice& choice) {
+    RunOrder(session, std::nullopt, LanguageText(choice.primary, choice.secondary), "the language",
+             "language " + choice.primary, [&](const Client& client) {
+                 RequireLanguage(client, {choice.primary, choice.secondary});
+             });
+}
+
+struct Languages {
+    std::vector<LanguageEntry> audio, captions;
+};
+
+/// Captions have type 0.
+std::string TextOf(const std::vector<LanguageEntry>& entries) {
+    std::string text;
+    for (const LanguageEntry& entry : entries) {
+        text += (text.empty() ? "" : ", ") + Escaped(entry.code) +
+                (entry.type == 0 ? "" : " (" + AudioTypeName(entry.type) + ")");
+    }
+    return text;
+}
+
+Json JsonOf(const ProgrammeId& id, const Languages& languages) {
+    Json audio = Json::array(), captions = Json::array();
+    for (const LanguageEntry& entry : languages.audio) {
+        audio.push_back({{"language", entry.code}, {"type", entry.type}, {"kind", AudioTypeName(entry.type)}});
+    }
+    for (const LanguageEntry& entry : languages.captions) captions.push_back(entry.code);
+    return {
+        {"transport_stream_id", id.transportId}, {"programme", id.programme}, {"audio", audio}, {"captions", captions}};
+}
+
+void RunLanguages(Session& session) {
+    Client client = session.Connect(std::nullopt);
+    const std::string audioReply = client.Ask("LAN?"), captionReply = client.Ask("SUB?");
+    if (IsKo(audioReply) || IsKo(captionReply))
+        throw Failure(kRefused, EndpointText(client.Board()) + " refuses to list languages");
+    const auto audio = ParseAudioLanguages(audioReply);
+    const auto captions = ParseCaptionLanguages(captionReply);
+    if (!audio || !captions) throw Failure(kNoAnswer, EndpointText(client.Board()) + " sends a damaged listing");
+    std::map<ProgrammeId, Languages> programmes;
+    for (const auto& programme : *audio) programmes[programme.id].audio = programme.entries;
+    for (const auto& programme : *captions) programmes[programme.id].captions = programme.entries;
+    Json list = Json::array();
+    Table table({Left("TSID:PROG"), Elastic("AUDIO"), Elastic("CAPTIONS")});
+    for (const auto& [id, languages] : programmes) {
+        list.push_back(JsonOf(id, languages));
+        table.Add({fmt::format("{:04x}:{:04x}", id.transportId, id.programme), TextOf(languages.audio),
+                   TextOf(languages.captions)});
+    }
+    session.out.Emit("zulctl.languages/1", {{"programmes", list}}, [&] { return session.out.Render(table); });
+    if (programmes.empty()) session.out.Warning("the board has no programme before it: nothing is tuned or played");
+}
+
 }  // namespace
 
 void AddPageCommand(CLI::App& app, Session& session) {
-    CLI::App* command = app.add_subcommand("page", "Show a web page on a receiver, or place it");
-    const auto choice = std::make_shared<PageChoice>();
+    const auto [command, choice] =
+        AddCommand(app, session, "page", "Show a web page on a receiver, or place it", RunPage);
     command->footer(
         "What isn't given stays as the board has it. The plane is 1280 by 768; a page of alpha 255 over a video of "
         "alpha 0 is opaque, and gets the remote's keys.");
@@ -68,41 +130,29 @@ void AddPageCommand(CLI::App& app, Session& session) {
     command->add_flag("--blank", choice->blank, "The blank page");
     command->add_flag("--show", choice->show, "The page opaque, the video hidden");
     command->add_flag("--hide", choice->hide, "The page hidden, the video opaque");
-    command->callback([&session, choice] { session.run = [&session, choice] { RunPage(session, *choice); }; });
 }
 
 void AddCaptionsCommand(CLI::App& app, Session& session) {
-    CLI::App* command = app.add_subcommand("captions", "Choose a receiver's caption service, or none");
-    const auto service = std::make_shared<std::string>();
+    const auto [command, service] =
+        AddCommand(app, session, "captions", "Choose a receiver's caption service, or none", RunCaptions);
     command->add_option("service", *service, "off, or 1 to 6")->required();
-    command->callback([&session, service] {
-        session.run = [&session, service] {
-            RunOrder(session, Role::kReceiver, CaptionsText(*service), "the captions", "captions " + *service);
-        };
-    });
 }
 
 void AddLanguageCommand(CLI::App& app, Session& session) {
-    struct Choice {
-        std::string primary, secondary;
-    };
-    CLI::App* command = app.add_subcommand(
-        "language", "Choose the audio: what a receiver plays, or what a transmitter's streams carry");
+    const auto [command, choice] =
+        AddCommand(app, session, "language",
+                   "Choose the audio: what a receiver plays, or what a transmitter's streams carry", RunLanguage);
     command->footer(
         "A language that what is tuned or played doesn't have is refused. On a transmitter, all other audio is left "
-        "out of "
-        "all streams until \"zulctl stream start\" tunes it anew; the board doesn't report what it leaves out.");
-    const auto choice = std::make_shared<Choice>();
+        "out of all streams until \"zulctl stream start\" tunes it anew; the board doesn't report what it leaves out.");
     command->add_option("primary", choice->primary, "Language as in \"zulctl languages\": eng, or eng:3 with its type")
         ->required();
     command->add_option("secondary", choice->secondary, "A second one, where the first isn't there");
-    command->callback([&session, choice] {
-        session.run = [&session, choice] {
-            RunOrder(session, std::nullopt, LanguageText(choice->primary, choice->secondary), "the language",
-                     "language " + choice->primary, [&](Client& client) {
-                         RequireLanguage(client, {choice->primary, choice->secondary});
-                     });
-        };
+}
+
+void AddLanguagesCommand(CLI::App& app, Session& session) {
+    app.add_subcommand("languages", "List audio languages and captions of what is tuned or played")->callback([&] {
+        RunLanguages(session);
     });
 }
 

@@ -1,7 +1,6 @@
 // zulctl serve: the status page.
 #include <fmt/format.h>
 
-#include <memory>
 #include <thread>
 
 #include "commands/commands.h"
@@ -66,11 +65,11 @@ void RunServe(Session& session, const ServeChoice& choice) {
 }  // namespace
 
 void AddServeCommand(CLI::App& app, Session& session) {
-    CLI::App* command = app.add_subcommand("serve", "Serve a status page, its JSON, and metrics for Prometheus");
+    const auto [command, choice] =
+        AddCommand(app, session, "serve", "Serve a status page, its JSON, and metrics for Prometheus", RunServe);
     command->footer(
         "It asks every board that is named or heard, or those given with --board, and joins every stream that they "
         "send. It listens on this machine alone unless told otherwise, and changes nothing without --control.");
-    const auto choice = std::make_shared<ServeChoice>();
     command->add_option("--listen", choice->listen, "Where to; 0.0.0.0 for all of this machine's addresses")
         ->type_name("ADDRESS:PORT")
         ->capture_default_str();
@@ -92,7 +91,6 @@ void AddServeCommand(CLI::App& app, Session& session) {
         ->type_name("SECONDS")
         ->check(CLI::Range(0, 3600))
         ->capture_default_str();
-    command->callback([&session, choice] { session.run = [&session, choice] { RunServe(session, *choice); }; });
 }
 
 }  // namespace zulctl

@@ -3,7 +3,6 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "commands/commands.h"
 #include "net/each_board.h"
@@ -38,46 +37,42 @@ State AskState(const Session& session, const Target& target) {
     return state;
 }
 
-Json JsonOf(const Answer& answer) {
-    const State state = answer.result.value_or(State{});
-    return BoardJson(answer.target.name, answer.target.at, answer.target.role, state.transmitter, state.receiver,
-                     state.scan, answer.failure ? answer.failure->what() : "");
-}
-
 /// "scans channel 31 of 2 to 69, 42 %", or the number of streams.
 std::string TransmitterText(const TransmitterStatus& status, const std::optional<ScanState>& scan) {
     const auto active = std::ranges::count_if(status.streams, &StreamStatus::active);
     if (!scan || scan->state != ScanState::State::kRunning)
-        return fmt::format("{}, {} stream{}", Escaped(status.tunerMode), active, active == 1 ? "" : "s");
+        return Escaped(status.tunerMode) + ", " + Counted(active, "stream");
     const ChannelRange range = ChannelsOf(status.tunerMode);
     return fmt::format("{}, scans channel {} of {} to {}, {} %", Escaped(status.tunerMode), scan->channel, range.first,
                        range.last, range.Percent(scan->channel));
 }
 
+std::string ReceiverText(const ReceiverStatus& status) {
+    const bool ordered = !status.address.empty() && status.address != "0.0.0.0";
+    const std::string stream = fmt::format("{}:{}", Escaped(status.address), status.port);
+    return (status.playsStream ? fmt::format("plays {} programme {:04x}", stream, status.programme)
+            : ordered          ? "told to play " + stream
+                               : "plays no stream") +
+           std::string(status.browserUp ? ", browser up" : "");
+}
+
 std::vector<Cell> RowOf(const Answer& answer) {
-    std::vector<Cell> row = {Escaped(answer.target.name), RoleName(answer.target.role), EndpointText(answer.target.at)};
-    const State state = answer.result.value_or(State{});
-    if (const auto& status = state.transmitter) {
+    Cell signal = "", load = "", state = "";
+    if (answer.failure) {
+        state = Cell(EscapedMessage(answer.failure->what()), Style::kBad);
+    } else if (const auto& status = answer.result->transmitter) {
         const int percent = status->signal * 100 / 255;
-        row.emplace_back(fmt::format("{} %", percent), percent >= 60 ? Style::kGood
-                                                       : percent > 0 ? Style::kWarn
-                                                                     : Style::kBad);
-        row.emplace_back(fmt::format("{} %", status->load));
-        row.emplace_back(TransmitterText(*status, state.scan));
-    } else if (const auto& playing = state.receiver) {
-        const bool ordered = !playing->address.empty() && playing->address != "0.0.0.0";
-        const std::string stream = fmt::format("{}:{}", Escaped(playing->address), playing->port);
-        row.emplace_back("");
-        row.emplace_back(fmt::format("{} %", playing->load));
-        row.emplace_back((playing->playsStream ? fmt::format("plays {} programme {:04x}", stream, playing->programme)
-                          : ordered            ? "told to play " + stream
-                                               : "plays no stream") +
-                         std::string(playing->browserUp ? ", browser up" : ""));
+        signal = Cell(fmt::format("{} %", percent), percent >= 60 ? Style::kGood
+                                                    : percent > 0 ? Style::kWarn
+                                                                  : Style::kBad);
+        load = fmt::format("{} %", status->load);
+        state = TransmitterText(*status, answer.result->scan);
     } else {
-        row.emplace_back(""), row.emplace_back("");
-        row.emplace_back(EscapedMessage(answer.failure->what()), Style::kBad);
+        load = fmt::format("{} %", answer.result->receiver->load);
+        state = ReceiverText(*answer.result->receiver);
     }
-    return row;
+    const Target& board = answer.target;
+    return {Escaped(board.name), RoleName(board.role), EndpointText(board.at), signal, load, state};
 }
 
 std::string People(const Output& out, const std::vector<Answer>& answers) {
@@ -94,32 +89,32 @@ std::string People(const Output& out, const std::vector<Answer>& answers) {
                  stream.programmes.empty() ? "none" : fmt::format("{:04x}", fmt::join(stream.programmes, " "))});
         }
     }
-    return out.Render(boards) + (streams.Empty() ? "" : "\n" + out.Render(streams));
-}
-
-/// Asks and redraws until an interrupt.
-void Watch(Session& session, const std::vector<Target>& targets) {
-    CatchInterrupts();
-    for (;;) {
-        const auto answers = OnEach(targets, [&](const Target& target) { return AskState(session, target); });
-        if (Interrupted()) return;
-        session.out.EmitItem("", {}, [&] { return "\x1b[H\x1b[2J" + People(session.out, answers); });
-        SleepUntil(Clock::now() + kRedraw);
-    }
+    const std::string running = out.Render(streams);
+    return out.Render(boards) + (running.empty() ? "" : "\n" + running);
 }
 
 void RunStatus(Session& session, bool watch) {
     if (watch && (!session.out.IsTerminal() || session.out.format != Format::kTable))
         throw Failure(kUsage, "--watch draws on a terminal; without one, run status again and again");
     const std::vector<Target> targets = session.Boards(std::nullopt);
-    session.out.Progress(fmt::format("asking {} board{}...", targets.size(), targets.size() == 1 ? "" : "s"));
-    if (watch) return Watch(session, targets);
-    const auto answers = OnEach(targets, [&](const Target& target) { return AskState(session, target); });
+    session.out.Progress(fmt::format("asking {}...", Counted(targets.size(), "board")));
+    const auto ask = [&] { return OnEach(targets, [&](const Target& target) { return AskState(session, target); }); };
+    if (watch) {
+        CatchInterrupts();
+        for (auto answers = ask(); !Interrupted(); answers = ask()) {
+            session.out.EmitItem("", {}, [&] { return "\x1b[H\x1b[2J" + People(session.out, answers); });
+            SleepUntil(Clock::now() + kRedraw);
+        }
+        return;
+    }
+    const auto answers = ask();
     Json list = Json::array();
     std::size_t silent = 0;
-    for (const Answer& answer : answers) {
-        list.push_back(JsonOf(answer));
-        silent += answer.failure ? 1 : 0;
+    for (const auto& [target, result, failure] : answers) {
+        const State state = result.value_or(State{});
+        list.push_back(BoardJson(target.name, target.at, target.role, state.transmitter, state.receiver, state.scan,
+                                 failure ? failure->what() : ""));
+        silent += failure ? 1 : 0;
     }
     if (silent == 1 && answers.size() == 1) throw Failure(*answers.front().failure);
     session.out.Emit("zulctl.status/1", {{"boards", list}}, [&] { return People(session.out, answers); });
@@ -129,11 +124,9 @@ void RunStatus(Session& session, bool watch) {
 }  // namespace
 
 void AddStatusCommand(CLI::App& app, Session& session) {
-    CLI::App* command =
-        app.add_subcommand("status", "Show what boards do: one, several or --all, asked at the same time");
-    const auto watch = std::make_shared<bool>(false);
+    const auto [command, watch] = AddCommand(
+        app, session, "status", "Show what boards do: one, several or --all, asked at the same time", RunStatus);
     command->add_flag("-w,--watch", *watch, "Redraw the table every two seconds, until Ctrl-C");
-    command->callback([&session, watch] { session.run = [&session, watch] { RunStatus(session, *watch); }; });
 }
 
 }  // namespace zulctl

@@ -1,8 +1,6 @@
 // zulctl stream: starts and stops what a transmitter sends.
 #include <fmt/format.h>
 
-#include <memory>
-
 #include "commands/commands.h"
 #include "commands/order.h"
 #include "doctor/screen.h"
@@ -80,10 +78,8 @@ void RunStop(Session& session, const StopChoice& choice) {
 void AddStreamCommand(CLI::App& app, Session& session) {
     CLI::App* command = app.add_subcommand("stream", "Start and stop what a transmitter sends");
     command->require_subcommand(1);
-    const auto choice = std::make_shared<StartChoice>();
-    const auto stopping = std::make_shared<StopChoice>();
-
-    CLI::App* start = command->add_subcommand("start", "Send programmes, or a whole multiplex, to a group");
+    const auto [start, choice] =
+        AddCommand(*command, session, "start", "Send programmes, or a whole multiplex, to a group", RunStart);
     start->footer(
         "All streams of a board come from one tuner channel. Starting or stopping any slot stops slot 0, and a start "
         "tunes the board anew: its other streams pause for a moment. Where streams end, zulctl asks first; a start to "
@@ -105,13 +101,11 @@ void AddStreamCommand(CLI::App& app, Session& session) {
         ->type_name("TSID:NUMBER")
         ->take_all()
         ->allow_extra_args(false);
-    start->callback([&session, choice] { session.run = [&session, choice] { RunStart(session, *choice); }; });
 
-    CLI::App* stop = command->add_subcommand("stop", "Stop one slot, or all");
+    const auto [stop, stopping] = AddCommand(*command, session, "stop", "Stop one slot, or all", RunStop);
     stop->add_option("--slot", stopping->slot, "Slot to stop; stops slot 0 too")
         ->check(CLI::Range(0, kStreamSlots - 1));
     stop->add_flag("-y,--yes", stopping->yes, "Don't ask where other streams end");
-    stop->callback([&session, stopping] { session.run = [&session, stopping] { RunStop(session, *stopping); }; });
 }
 
 }  // namespace zulctl

@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include <iterator>
-#include <memory>
 
 #include "commands/commands.h"
 #include "commands/order.h"
@@ -145,9 +144,8 @@ void RunUpgrade(Session& session, const UpgradeChoice& choice) {
 }  // namespace
 
 void AddUpgradeCommand(CLI::App& app, Session& session) {
-    CLI::App* command =
-        app.add_subcommand("upgrade", "Send a firmware image to boards and follow it until they are back");
-    const auto choice = std::make_shared<UpgradeChoice>();
+    const auto [command, choice] = AddCommand(
+        app, session, "upgrade", "Send a firmware image to boards and follow it until they are back", RunUpgrade);
     command->add_option("file", choice->file, "The image, 11 to 1000000000 bytes")->type_name("FILE")->required();
     command->footer("Of several boards, no further one is begun after one that fails or doesn't come back.");
     command->add_option("--at-once", choice->atOnce, "So many boards at the same time")
@@ -155,7 +153,6 @@ void AddUpgradeCommand(CLI::App& app, Session& session) {
         ->capture_default_str();
     command->add_flag("-y,--yes", choice->yes, "Don't ask");
     command->add_flag("--no-wait", choice->noWait, "End when the board has the image");
-    command->callback([&session, choice] { session.run = [&session, choice] { RunUpgrade(session, *choice); }; });
 }
 
 }  // namespace zulctl

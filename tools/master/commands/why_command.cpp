@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "commands/commands.h"
 #include "doctor/screen.h"
@@ -82,18 +81,17 @@ void RunWhy(Session& session, const WhyChoice& choice) {
 }  // namespace
 
 void AddWhyCommand(CLI::App& app, Session& session) {
-    CLI::App* command = app.add_subcommand("why", "Find out why a receiver's television is dark");
+    const auto [command, choice] =
+        AddCommand(app, session, "why", "Find out why a receiver's television is dark", RunWhy);
     command->footer(
         "Goes from the receiver to the transmitter and stops at the first fault: does it answer, what does it play, "
         "who "
         "sends that, is there a signal, is the programme in it and in the clear, is the stream whole. Exits with 1 "
         "when something is wrong, with 3 when the receiver doesn't answer. Listening for an IGMP querier needs root.");
-    const auto choice = std::make_shared<WhyChoice>();
     command->add_option("receiver", choice->receiver, "The receiver, in place of --board")->type_name("NAME|ADDRESS");
     command->add_option("--for", choice->howLong, "How long to listen to the stream; 130s is certain of a querier")
         ->type_name("SPAN")
         ->capture_default_str();
-    command->callback([&session, choice] { session.run = [&session, choice] { RunWhy(session, *choice); }; });
 }
 
 }  // namespace zulctl

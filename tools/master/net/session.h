@@ -1,7 +1,6 @@
 /// State of one run of zulctl: the common options, the output, the boards that it addresses.
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -38,8 +37,6 @@ class Session {
  public:
     SessionOptions options;
     Output out;
-    /// Set by the chosen subcommand; runs after the options are parsed, and throws Failure on error.
-    std::function<void()> run;
 
     /// Applies the options. Throws Failure(kUsage).
     void Prepare();
@@ -92,6 +89,7 @@ class Session {
     ClientOptions mClientOptions;
 };
 
+inline constexpr std::chrono::hours kEver{24 * 365};
 /// A span of time as in "60s", "5m", "1.5h" or plain seconds. Throws Failure(kUsage).
 std::chrono::milliseconds ParseSpan(const std::string& text);
 

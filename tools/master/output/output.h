@@ -1,6 +1,8 @@
 /// What zulctl prints, and where: data on standard output in one of three forms, progress and errors on standard error.
 #pragma once
 
+#include <fmt/format.h>
+
 #include <functional>
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -71,6 +73,11 @@ std::string JsonText(std::string_view schema, const Json& body, int indent = 2);
 /// \return a line for each object in the lists of the body, and first one for its other members: key=value with blanks
 /// between and keys such as streams.0.group. Values are escaped, and quoted where they have blanks or quotes
 std::string PlainText(const Json& body);
+
+/// \return "1 board", "2 boards"
+std::string Counted(auto count, std::string_view what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
 
 /// \return a bar of `width` characters for a part from 0 to 1
 std::string Bar(double part, std::size_t width);

@@ -91,6 +91,7 @@ std::string Table::Line(const std::vector<Cell>& row, const std::vector<std::siz
 }
 
 std::string Table::Render(std::size_t width, bool colour) const {
+    if (mRows.empty()) return "";
     const std::vector<std::size_t> widths = Widths(width);
     std::vector<Cell> head;
     for (const Column& column : mColumns) head.emplace_back(column.title, Style::kHead);

@@ -33,9 +33,8 @@ class Table {
  public:
     explicit Table(std::vector<Column> columns) : mColumns(std::move(columns)) {}
     void Add(std::vector<Cell> row);
-    bool Empty() const { return mRows.empty(); }
 
-    /// \return the lines, none wider than `width` where the columns that must stay allow it
+    /// \return the lines, none wider than `width` where the columns that must stay allow it; nothing without rows
     std::string Render(std::size_t width, bool colour) const;
 
  private:
