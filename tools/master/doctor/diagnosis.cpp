@@ -5,6 +5,7 @@
 #include <net/if.h>
 
 #include <algorithm>
+#include <fstream>
 #include <numeric>
 #include <sstream>
 #include <utility>
@@ -16,7 +17,7 @@ namespace zulctl {
 
 namespace {
 
-using Level = Diagnosis::Level;
+using enum Diagnosis::Level;
 
 constexpr double kSlowReply = 0.25;                  // seconds; a version request needs no work from the board
 constexpr std::chrono::seconds kQueryInterval{125};  // RFC 2236, 8.2
@@ -26,32 +27,37 @@ constexpr const char* kSetRoute = "ip route add 224.0.0.0/4 dev INTERFACE, or --
 /// \return interfaces other than loopback
 std::ptrdiff_t InterfaceCount() { return std::ranges::count(Interfaces(), false, &Interface::loopback); }
 
+/// \return a number of /proc/sys; 0 where it isn't known
+std::uint32_t SystemNumber(const std::string& name) {
+    std::uint32_t number = 0;
+    std::ifstream("/proc/sys/" + name) >> number;
+    return number;
+}
+
 Diagnosis ExamineJoin(std::uint32_t group, int chosen, const std::optional<std::string>& interfaceName) {
-    if (!interfaceName) {
-        return {"join", Level::kFault, fmt::format("no interface takes a join of {}", AddressText(group)),
+    if (!interfaceName)
+        return {"join", kFault, fmt::format("no interface takes a join of {}", AddressText(group)),
                 "There is no route for it. Give the interface with --interface, or set a route: ip route add "
                 "224.0.0.0/4 dev INTERFACE"};
-    }
-    return {"join", Level::kGood,
+    return {"join", kGood,
             fmt::format("a join of {} takes {}{}", AddressText(group), Escaped(*interfaceName),
                         chosen != 0 ? ", as --interface wants" : "")};
 }
 
 Diagnosis ExamineSend(std::uint32_t group, int chosen) {
     const auto source = SourceTowards(group, chosen);
-    if (!source) {
-        return {"send", Level::kFault,
-                fmt::format("nothing can be sent to {}: the system has no route", AddressText(group)), kSetRoute};
-    }
+    if (!source)
+        return {"send", kFault, fmt::format("nothing can be sent to {}: the system has no route", AddressText(group)),
+                kSetRoute};
     std::string name = "an interface that is down";
     for (const Interface& item : Interfaces()) {
         if (item.address == *source) name = item.name;
     }
-    Diagnosis finding{"send", Level::kGood,
+    Diagnosis finding{"send", kGood,
                       fmt::format("what is sent to {} leaves by {} from {}", AddressText(group), Escaped(name),
                                   AddressText(*source))};
     if (name == "lo") {
-        finding.level = Level::kFault;
+        finding.level = kFault;
         finding.advice = "That never leaves this machine. Give the interface towards the boards with --interface.";
     }
     return finding;
@@ -60,29 +66,26 @@ Diagnosis ExamineSend(std::uint32_t group, int chosen) {
 Diagnosis ExamineRoute(std::uint32_t group, int chosen) {
     const auto route = RouteFor(SystemText("/proc/net/route"), group);
     if (!route && chosen == 0)
-        return {"route", Level::kFault, "there is no route for multicast, and no default route", kSetRoute};
-    if (!route) return {"route", Level::kGood, "there is no route for multicast, and --interface does without"};
+        return {"route", kFault, "there is no route for multicast, and no default route", kSetRoute};
+    if (!route) return {"route", kGood, "there is no route for multicast, and --interface does without"};
     const auto others = InterfaceCount();
     if (route->mask == 0 && others > 1 && chosen == 0)
-        return {"route", Level::kNote,
+        return {"route", kNote,
                 fmt::format("multicast follows the default route by {}, and there are {} interfaces",
                             Escaped(route->interfaceName), others),
                 std::string("Where that isn't the boards' network: ") + kSetRoute};
-    return {"route", Level::kGood,
+    return {"route", kGood,
             fmt::format("{} leads to {}", route->mask == 0 ? "the default route" : "a route for multicast",
                         Escaped(route->interfaceName))};
 }
 
 /// The strict reverse path filter drops streams whose source isn't routed through the receiving interface.
 std::optional<Diagnosis> ExamineFilter(const std::string& interfaceName) {
-    const auto value = [](const std::string& name) {
-        const std::string text = SystemText("/proc/sys/net/ipv4/conf/" + name + "/rp_filter");
-        return text.empty() ? 0 : text[0] - '0';
-    };
+    const auto value = [](const std::string& name) { return SystemNumber("net/ipv4/conf/" + name + "/rp_filter"); };
     const auto others = InterfaceCount();
     if (std::max(value("all"), value(interfaceName)) != 1 || others < 2) return std::nullopt;
     return Diagnosis{
-        "filter", Level::kNote,
+        "filter", kNote,
         fmt::format(
             "the strict reverse path filter is on for {}: streams from networks that are routed elsewhere are dropped",
             Escaped(interfaceName)),
@@ -94,39 +97,37 @@ Diagnosis ExaminePort(std::uint16_t port) {
         UdpSocket socket;
         socket.ShareAddress();
         socket.Bind(port);
-        return {"port", Level::kGood, fmt::format("local port {} is free for all that is asked", port)};
+        return {"port", kGood, fmt::format("local port {} is free for all that is asked", port)};
     } catch (const Failure& failure) {
-        return {"port", Level::kFault, Escaped(failure.what()),
+        return {"port", kFault, Escaped(failure.what()),
                 "Another program has it. Choose another with --local-port or local_port in boards.toml; boards must be "
                 "restarted to follow."};
     }
 }
 
 Diagnosis ExamineBuffer() {
-    const std::string text = SystemText("/proc/sys/net/core/rmem_max");
-    const auto most = ParseNumber(std::string_view(text).substr(0, text.find('\n')));
-    if (!most || *most >= kWantedBuffer)
-        return {"buffer", Level::kGood, "a judge of streams gets the receive buffer that it wants"};
+    const std::uint32_t most = SystemNumber("net/core/rmem_max");
+    if (most == 0 || most >= kWantedBuffer)
+        return {"buffer", kGood, "a judge of streams gets the receive buffer that it wants"};
     return {
-        "buffer", Level::kNote,
+        "buffer", kNote,
         fmt::format(
             "a receive buffer has {} kB at most: \"zulctl probe\" by an ordinary user may lose datagrams of its own",
-            *most / 1024),
+            most / 1024),
         fmt::format("sysctl -w net.core.rmem_max={}", kWantedBuffer)};
 }
 
 Diagnosis ExamineBeacon(const BoardHealth& board) {
     if (!board.beaconTtl) {
-        return {"beacon", Level::kNote,
-                fmt::format("{} was asked to send its beacon, and that wasn't heard", board.name),
+        return {"beacon", kNote, fmt::format("{} was asked to send its beacon, and that wasn't heard", board.name),
                 "Multicast from the board doesn't arrive here: look for a switch that snoops IGMP without a querier, a "
                 "firewall here (UDP port 52428), a router in between, or the wrong --interface."};
     }
     const int routers = kBoardTtl - *board.beaconTtl;
     if (routers <= 0)
-        return {"beacon", Level::kGood,
+        return {"beacon", kGood,
                 fmt::format("{} is heard, with no router in between (TTL {})", board.name, *board.beaconTtl)};
-    return {"beacon", Level::kNote,
+    return {"beacon", kNote,
             fmt::format("{} is heard through {} router{} (TTL {} of {})", board.name, routers, routers == 1 ? "" : "s",
                         *board.beaconTtl, kBoardTtl),
             fmt::format("Its streams get no farther than {} more router{} from here.", *board.beaconTtl - 1,
@@ -135,7 +136,7 @@ Diagnosis ExamineBeacon(const BoardHealth& board) {
 
 Diagnosis ExamineReplies(const BoardHealth& board) {
     if (!board.silence.empty()) {
-        return {"reply", Level::kFault, Escaped(board.silence),
+        return {"reply", kFault, Escaped(board.silence),
                 "Is the board on, is that its address and its role (transmitters listen on 5000, receivers on 2008), "
                 "and does a firewall pass UDP?"};
     }
@@ -143,9 +144,9 @@ Diagnosis ExamineReplies(const BoardHealth& board) {
         std::accumulate(board.replies.begin(), board.replies.end(), 0.0) / static_cast<double>(board.replies.size());
     const std::string finding =
         fmt::format("{} answers at {} in {:.1f} ms", board.name, EndpointText(board.at), mean * 1000);
-    if (mean < kSlowReply) return {"reply", Level::kGood, finding};
+    if (mean < kSlowReply) return {"reply", kGood, finding};
     return {
-        "reply", Level::kNote, finding + ", which is slow",
+        "reply", kNote, finding + ", which is slow",
         "A board serves one request after the other: another master may keep it busy, or the network loses datagrams."};
 }
 
@@ -177,19 +178,19 @@ Diagnosis ExamineQuerier(bool mayListen, const std::optional<std::uint32_t>& que
         "Switch the IGMP querier on in one switch or router of this network, or IGMP snooping off in all. A switch "
         "that snoops without a querier forgets who watches, and streams stop after some 260 s.";
     if (querier)
-        return {"querier", Level::kGood,
+        return {"querier", kGood,
                 fmt::format("an IGMP querier speaks on {}, at {}", Escaped(interfaceName), AddressText(*querier))};
     if (!mayListen)
-        return {"querier", Level::kNote, "whether there is an IGMP querier can't be told: only root may listen for it",
+        return {"querier", kNote, "whether there is an IGMP querier can't be told: only root may listen for it",
                 "Run as root, or with the capability CAP_NET_RAW. " + cure};
     if (listened < kQueryInterval) {
-        return {"querier", Level::kNote,
+        return {"querier", kNote,
                 fmt::format("no IGMP querier was heard on {} in {} s; it isn't certain that there is none",
                             Escaped(interfaceName), listened.count()),
                 "A querier speaks every 125 s: doctor --for 130s is certain. " + cure};
     }
     return {
-        "querier", Level::kFault,
+        "querier", kFault,
         fmt::format("there is no IGMP querier on {}: none was heard in {} s", Escaped(interfaceName), listened.count()),
         cure};
 }
@@ -217,7 +218,7 @@ std::optional<Diagnosis> QuerierSearch::Finish(std::chrono::milliseconds howLong
 std::vector<Diagnosis> ExamineBoards(const std::vector<BoardHealth>& boards, bool askedForNone) {
     std::vector<Diagnosis> findings;
     if (boards.empty() && askedForNone) {
-        findings.push_back({"boards", Level::kFault, "no board is heard, though all were asked to send their beacon",
+        findings.push_back({"boards", kFault, "no board is heard, though all were asked to send their beacon",
                             "Are boards on, and on this network? Name one with --board to try it directly, or \"zulctl "
                             "discover --broadcast\" where multicast doesn't pass."});
     }
@@ -227,11 +228,11 @@ std::vector<Diagnosis> ExamineBoards(const std::vector<BoardHealth>& boards, boo
         findings.push_back(ExamineReplies(board));
         if (!board.silence.empty()) continue;
         if (board.messages.empty())
-            findings.push_back({"messages", Level::kGood,
-                                fmt::format("scan, guide and language messages of {} come here", board.name)});
+            findings.push_back(
+                {"messages", kGood, fmt::format("scan, guide and language messages of {} come here", board.name)});
         else
             findings.push_back(
-                {"messages", Level::kFault, Escaped(board.messages),
+                {"messages", kFault, Escaped(board.messages),
                  "Until then scans can be followed by questions only, and \"guide\" and \"languages\" stay silent."});
     }
     return findings;

@@ -15,7 +15,7 @@ namespace zulctl {
 
 namespace {
 
-using Level = Diagnosis::Level;
+using enum Diagnosis::Level;
 
 std::string Names(const std::map<std::uint32_t, std::string>& names) {
     return fmt::format("{}", fmt::join(std::views::values(names), ", "));
@@ -35,12 +35,11 @@ std::optional<Endpoint> OtherPort(const ScreenView& view, const Endpoint& group)
 
 Diagnosis ExamineReceiver(const ScreenView& view) {
     if (!view.silence.empty())
-        return {"receiver", Level::kFault, fmt::format("{} doesn't answer: {}", view.receiver, view.silence),
+        return {"receiver", kFault, fmt::format("{} doesn't answer: {}", view.receiver, view.silence),
                 "Is it on, on this network, and a receiver? \"zulctl discover\" lists the boards that are."};
     if (view.status.Group())
-        return {"receiver", Level::kGood,
-                fmt::format("{} plays {}", view.receiver, EndpointText(*view.status.Group()))};
-    return {"receiver", Level::kFault,
+        return {"receiver", kGood, fmt::format("{} plays {}", view.receiver, EndpointText(*view.status.Group()))};
+    return {"receiver", kFault,
             fmt::format("{} {}plays no stream", view.receiver, view.status.browserUp ? "shows a web page and " : ""),
             fmt::format("zulctl -b {} play GROUP:PORT", ShellWord(view.receiver))};
 }
@@ -49,7 +48,7 @@ Diagnosis ExamineReceiver(const ScreenView& view) {
 Diagnosis ExplainNoSender(const ScreenView& view, const Endpoint& group) {
     if (const auto other = OtherPort(view, group)) {
         return {
-            "port", Level::kFault,
+            "port", kFault,
             fmt::format("{} plays port {}, and that group is sent to port {}", view.receiver, group.port, other->port),
             fmt::format("zulctl -b {} play {}", ShellWord(view.receiver), EndpointText(*other))};
     }
@@ -59,24 +58,24 @@ Diagnosis ExplainNoSender(const ScreenView& view, const Endpoint& group) {
     }
     if (!silent.empty()) {
         return {
-            "transmitter", Level::kFault,
+            "transmitter", kFault,
             fmt::format("nothing comes to {}, and {} {} answer", EndpointText(group), Names(silent),
                         silent.size() == 1 ? "doesn't" : "don't"),
             "Is it on? After a restart a board sends its last stream alone: \"zulctl apply\" starts what a plan has."};
     }
-    return {"sender", Level::kFault, fmt::format("nobody sends to {}", EndpointText(group)),
+    return {"sender", kFault, fmt::format("nobody sends to {}", EndpointText(group)),
             fmt::format("zulctl -b TRANSMITTER stream start CHANNEL --to {}", EndpointText(group))};
 }
 
 /// One transmitter reports sending, and nothing arrives.
 Diagnosis ExplainSilence(const Sender& sender, const Endpoint& group) {
     if (!sender.status->locked) {
-        return {"signal", Level::kFault,
+        return {"signal", kFault,
                 fmt::format("{} sends to {}, but its tuner has no signal", sender.name, EndpointText(group)),
                 fmt::format("Check its cable and the channel: zulctl -b {} status", ShellWord(sender.name))};
     }
     return {
-        "network", Level::kFault,
+        "network", kFault,
         fmt::format("{} says that it sends to {}, and nothing comes to this machine", sender.name, EndpointText(group)),
         "Look for what stops multicast on the way here, as on the receiver's: zulctl doctor"};
 }
@@ -92,14 +91,12 @@ Diagnosis ExamineSenders(const ScreenView& view, const Endpoint& group) {
     }
     for (const std::uint32_t source : view.heard.sources) names.emplace(source, AddressText(source));
     if (names.size() > 1) {
-        return {"senders", Level::kFault,
-                fmt::format("{} send to {} at the same time", Names(names), EndpointText(group)),
+        return {"senders", kFault, fmt::format("{} send to {} at the same time", Names(names), EndpointText(group)),
                 "Stop all but one, as with: zulctl -b TRANSMITTER stream stop --slot SLOT"};
     }
     if (view.heard.sources.empty())
         return sender == nullptr ? ExplainNoSender(view, group) : ExplainSilence(*sender, group);
-    return {"sender", Level::kGood,
-            fmt::format("{} sends it, {}", Names(names), BitRateText(view.heard.report.BitRate()))};
+    return {"sender", kGood, fmt::format("{} sends it, {}", Names(names), BitRateText(view.heard.report.BitRate()))};
 }
 
 /// \return the sums over a programme's streams
@@ -116,7 +113,7 @@ PidReport TotalOf(const StreamReport& report, const ProgrammeReport& programme) 
 bool IsScrambled(const PidReport& total) { return total.scrambled * 2 > total.packets; }
 
 Diagnosis Scrambled(int programme) {
-    return {"scrambled", Level::kFault, fmt::format("programme {:04x} is scrambled", programme),
+    return {"scrambled", kFault, fmt::format("programme {:04x} is scrambled", programme),
             "Boards send what is scrambled as it is; \"zulctl channels\" marks the channels that are."};
 }
 
@@ -128,7 +125,7 @@ Diagnosis ExamineProgramme(const ScreenView& view) {
         if (programmes.size() == 1 && IsScrambled(TotalOf(view.heard.report, programmes.begin()->second)))
             return Scrambled(programmes.begin()->first);
         const std::string carried = fmt::format("{:04x}", fmt::join(std::views::keys(programmes), ", "));
-        return {"programme", Level::kFault,
+        return {"programme", kFault,
                 fmt::format("{} {}, and the stream carries {}", view.receiver,
                             view.status.programme == 0 ? "finds no programme"
                                                        : fmt::format("plays programme {:04x}", view.status.programme),
@@ -139,24 +136,23 @@ Diagnosis ExamineProgramme(const ScreenView& view) {
     }
     const PidReport total = TotalOf(view.heard.report, found->second);
     if (total.packets == 0)
-        return {"programme", Level::kFault,
+        return {"programme", kFault,
                 fmt::format("programme {:04x} is listed, and carries neither picture nor sound", found->first),
                 "The broadcaster sends nothing in it now; try another channel."};
     if (IsScrambled(total)) return Scrambled(found->first);
-    return {"programme", Level::kGood, fmt::format("programme {:04x} is in it, in the clear", found->first)};
+    return {"programme", kGood, fmt::format("programme {:04x} is in it, in the clear", found->first)};
 }
 
 Diagnosis ExamineStream(const ScreenView& view) {
     for (const Finding& finding : Judge(view.heard.report)) {
         if (!finding.fault) continue;
-        return {"stream", view.heard.report.lostHere > 0 ? Level::kNote : Level::kFault,
-                "the stream has faults: " + finding.text,
+        return {"stream", view.heard.report.lostHere > 0 ? kNote : kFault, "the stream has faults: " + finding.text,
                 view.heard.report.lostHere > 0
                     ? "This machine lost datagrams itself: look again with less to do, or as root."
                     : fmt::format("Where are they from? Compare with the signal, and with: zulctl probe {}",
                                   EndpointText(*view.status.Group()))};
     }
-    return {"stream", Level::kGood, "the stream has no fault"};
+    return {"stream", kGood, "the stream has no fault"};
 }
 
 }  // namespace

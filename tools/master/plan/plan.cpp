@@ -16,90 +16,85 @@ namespace zulctl {
 
 namespace {
 
-/// A position in the file, for error messages.
-struct Place {
-    std::string path;
+/// \return "plan.toml:7"
+std::string PlaceOf(const toml::node& node) {
+    return fmt::format("{}:{}", *node.source().path, node.source().begin.line);
+}
 
-    std::string Of(const toml::node& node) const { return fmt::format("{}:{}", path, node.source().begin.line); }
-    [[noreturn]] void Wrong(const toml::node& node, const std::string& what) const {
-        throw Failure(kUsage, "{}: {}", Of(node), what);
-    }
-};
+[[noreturn]] void Wrong(const toml::node& node, const std::string& what) {
+    throw Failure(kUsage, "{}: {}", PlaceOf(node), what);
+}
 
-std::vector<std::string> ReadChannels(const Place& place, const toml::node& node) {
+std::vector<std::string> ReadChannels(const toml::node& node) {
     std::vector<std::string> channels;
     if (const toml::array* list = node.as_array()) {
         for (const toml::node& item : *list) {
             const auto text = item.value<std::string>();
-            if (!text) place.Wrong(item, "a channel is a text such as \"CINEMA\" or \"7.1\"");
+            if (!text) Wrong(item, "a channel is a text such as \"CINEMA\" or \"7.1\"");
             channels.push_back(*text);
         }
     }
-    if (channels.empty()) place.Wrong(node, "channels is a list such as [\"CINEMA\", \"7.1\"]");
+    if (channels.empty()) Wrong(node, "channels is a list such as [\"CINEMA\", \"7.1\"]");
     return channels;
 }
 
-PlannedStream ReadStream(const Place& place, const toml::node& node) {
+PlannedStream ReadStream(const toml::node& node) {
     const toml::table* table = node.as_table();
-    if (table == nullptr)
-        place.Wrong(node, "a stream is a table such as {to = \"239.1.1.1:5000\", channels = [\"7.1\"]}");
+    if (table == nullptr) Wrong(node, "a stream is a table such as {to = \"239.1.1.1:5000\", channels = [\"7.1\"]}");
     PlannedStream stream;
-    stream.place = place.Of(node);
+    stream.place = PlaceOf(node);
     for (const auto& [key, value] : *table) {
         if (key == "to") {
             const auto to = ParseEndpoint(value.value_or(std::string()));
             if (!to || !IsMulticast(to->address))
-                place.Wrong(value, "to is a multicast group and port such as \"239.1.1.1:5000\"");
+                Wrong(value, "to is a multicast group and port such as \"239.1.1.1:5000\"");
             stream.to = *to;
         } else if (key == "channels") {
-            stream.channels = ReadChannels(place, value);
+            stream.channels = ReadChannels(value);
         } else if (key == "whole" && value.is_boolean()) {
             stream.whole = value.value_or(false);
         } else if (key == "slot" && value.is_integer()) {
             const auto slot = value.value_or(std::int64_t{-1});
             if (slot < 0 || slot >= kStreamSlots)
-                place.Wrong(value, fmt::format("a board has slots 0 to {}", kStreamSlots - 1));
+                Wrong(value, fmt::format("a board has slots 0 to {}", kStreamSlots - 1));
             stream.slot = static_cast<int>(slot);
         } else {
-            place.Wrong(value,
-                        fmt::format("a stream has to, channels, whole = true and slot = NUMBER, and no such \"{}\"",
-                                    key.str()));
+            Wrong(value, fmt::format("a stream has to, channels, whole = true and slot = NUMBER, and no such \"{}\"",
+                                     key.str()));
         }
     }
-    if (stream.to.address == 0) place.Wrong(node, "this stream has no \"to\"");
-    if (stream.channels.empty()) place.Wrong(node, "this stream has no channels");
+    if (stream.to.address == 0) Wrong(node, "this stream has no \"to\"");
+    if (stream.channels.empty()) Wrong(node, "this stream has no channels");
     return stream;
 }
 
-PlannedBoard ReadBoard(const Place& place, std::string name, const toml::node& node) {
+PlannedBoard ReadBoard(std::string name, const toml::node& node) {
     const toml::table* table = node.as_table();
-    if (table == nullptr) place.Wrong(node, "a board is a table with streams");
+    if (table == nullptr) Wrong(node, "a board is a table with streams");
     PlannedBoard board{std::move(name), {}};
     for (const auto& [key, value] : *table) {
         const toml::array* list = value.as_array();
         if (key != "streams" || list == nullptr)
-            place.Wrong(value, fmt::format("a board of a plan has a list of streams, and no such \"{}\"", key.str()));
-        for (const toml::node& item : *list) board.streams.push_back(ReadStream(place, item));
+            Wrong(value, fmt::format("a board of a plan has a list of streams, and no such \"{}\"", key.str()));
+        for (const toml::node& item : *list) board.streams.push_back(ReadStream(item));
     }
     if (!table->contains("streams"))
-        place.Wrong(node, fmt::format("board {} has no streams; [] stands for none", board.board));
+        Wrong(node, fmt::format("board {} has no streams; [] stands for none", board.board));
     if (board.streams.size() > static_cast<std::size_t>(kStreamSlots))
-        place.Wrong(node, fmt::format("a board sends {} streams at most", kStreamSlots));
+        Wrong(node, fmt::format("a board sends {} streams at most", kStreamSlots));
     return board;
 }
 
 void CheckTogether(const std::vector<PlannedBoard>& plan) {
-    std::map<Endpoint, std::string> groups;
+    std::map<std::string, std::string> takers;  // places, by what may be taken once
+    const auto take = [&](const std::string& board, const std::string& what, const std::string& place) {
+        const auto [taker, isNew] = takers.emplace(board + what, place);
+        if (!isNew) throw Failure(kUsage, "{}: {} is taken by {}", place, what, taker->second);
+    };
     for (const PlannedBoard& board : plan) {
-        std::map<int, std::string> slots;
         for (const PlannedStream& stream : board.streams) {
-            const auto [group, isNewGroup] = groups.emplace(stream.to, stream.place);
-            if (!isNewGroup)
-                throw Failure(kUsage, "{}: {} is taken by {}", stream.place, EndpointText(stream.to), group->second);
-            if (!stream.slot) continue;
-            const auto [slot, isNewSlot] = slots.emplace(*stream.slot, stream.place);
-            if (!isNewSlot)
-                throw Failure(kUsage, "{}: slot {} is taken by {}", stream.place, *stream.slot, slot->second);
+            take("", EndpointText(stream.to), stream.place);
+            if (stream.slot) take(board.board + ' ', fmt::format("slot {}", *stream.slot), stream.place);
         }
     }
 }
@@ -107,15 +102,14 @@ void CheckTogether(const std::vector<PlannedBoard>& plan) {
 }  // namespace
 
 std::vector<PlannedBoard> ReadPlan(const std::string& path) {
-    const Place place{path};
     std::vector<PlannedBoard> plan;
     try {
         const toml::table file = toml::parse_file(path);
         for (const auto& [key, node] : file) {
             if (key != "boards" || !node.is_table())
-                place.Wrong(node, fmt::format("a plan has [boards.NAME], and no such \"{}\"", key.str()));
+                Wrong(node, fmt::format("a plan has [boards.NAME], and no such \"{}\"", key.str()));
             for (const auto& [name, board] : *node.as_table())
-                plan.push_back(ReadBoard(place, std::string(name.str()), board));
+                plan.push_back(ReadBoard(std::string(name.str()), board));
         }
     } catch (const toml::parse_error& error) {
         const auto line = error.source().begin.line;
@@ -142,11 +136,10 @@ std::vector<WantedStream> Wanted(const PlannedBoard& plan, const std::vector<Cha
         for (const std::string& text : stream.channels) {
             const Channel& channel = FindChannel(channels, text);
             if (!first) first = channel;
-            if (channel.tunerChannel != first->tunerChannel) {
+            if (channel.tunerChannel != first->tunerChannel)
                 throw Failure(kUsage, "{}: {} is on tuner channel {} and {} on {}; a board has one tuner", stream.place,
                               Escaped(CallName(*first)), first->tunerChannel, Escaped(CallName(channel)),
                               channel.tunerChannel);
-            }
             if (!item.programmes.insert(channel.id.programme).second) continue;
             item.request.programmes.push_back(channel.id);
             item.what += (item.what.empty() ? "" : ", ") + Escaped(CallName(channel));
