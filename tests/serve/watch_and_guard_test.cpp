@@ -39,16 +39,16 @@ TEST(StreamWatch, CountsWhatComesAndWhatIsMissing) {
     };
     // For 30 s at most, until two whole seconds are in its history.
     for (int n = 0; n < 6000 && Only(watch).history.size() < 2; ++n) send();
-    EXPECT_EQ(Only(watch).continuityErrors, 0u);
+    EXPECT_EQ(Only(watch).counts.continuityErrors, 0u);
     EXPECT_GT(Only(watch).BitRate(), 0);
     EXPECT_EQ(HealthOf(Only(watch)), Health::kWaiting) << "there is no whole report yet";
 
     counter += 3;  // lost packets
-    for (int n = 0; n < 6000 && Only(watch).RecentErrors() == 0; ++n) send();
-    for (int n = 0; n < 1000 && Only(watch).bytes < sent; ++n) std::this_thread::sleep_for(20ms);
-    EXPECT_EQ(Only(watch).bytes, sent);
-    EXPECT_EQ(Only(watch).continuityErrors, 1u);
-    EXPECT_EQ(Only(watch).RecentErrors(), 1u);
+    for (int n = 0; n < 6000 && Only(watch).RecentErrors(60) == 0; ++n) send();
+    for (int n = 0; n < 1000 && Only(watch).counts.bytes < sent; ++n) std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(Only(watch).counts.bytes, sent);
+    EXPECT_EQ(Only(watch).counts.continuityErrors, 1u);
+    EXPECT_EQ(Only(watch).RecentErrors(60), 1u);
     EXPECT_EQ(HealthOf(Only(watch)), Health::kFaulty);
 
     watch.Want({});
@@ -60,10 +60,11 @@ TEST(StreamWatch, HealthTellsSilenceFromFaults) {
         Measured stream;
         stream.silentSeconds = silent;
         stream.history = std::move(history);
-        StreamReport report;
+        Heard heard;
+        StreamReport& report = heard.report;
         report.datagrams = 1, report.packets = 1, report.seconds = 10;
         report.pat.sections = good ? 100 : 0;  // a PAT has to come twice a second
-        stream.report = std::make_shared<const StreamReport>(report);
+        stream.heard = std::make_shared<const Heard>(heard);
         return HealthOf(stream);
     };
     std::vector<Sample> longAgo(40), lately(40);

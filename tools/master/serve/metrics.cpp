@@ -105,13 +105,13 @@ void Streams(std::vector<MetricFamily>& all, const Overview& overview) {
     EachStream(all, overview, "zul_stream_silent_seconds", "Seconds since the last datagram", gauge,
                [](const Measured& stream) { return stream.silentSeconds; });
     EachStream(all, overview, "zul_stream_bytes_total", "Bytes received since the stream was joined", counter,
-               [](const Measured& stream) { return stream.bytes; });
+               [](const Measured& stream) { return stream.counts.bytes; });
     EachStream(all, overview, "zul_stream_packets_total", "Transport packets received", counter,
-               [](const Measured& stream) { return stream.packets; });
+               [](const Measured& stream) { return stream.counts.packets; });
     EachStream(all, overview, "zul_stream_continuity_errors_total", "Places where packets of a PID are missing",
-               counter, [](const Measured& stream) { return stream.continuityErrors; });
+               counter, [](const Measured& stream) { return stream.counts.continuityErrors; });
     EachStream(all, overview, "zul_stream_sync_losses_total", "Places where no packet began where one had to", counter,
-               [](const Measured& stream) { return stream.syncLosses; });
+               [](const Measured& stream) { return stream.counts.syncLosses; });
     EachStream(all, overview, "zul_stream_dropped_here_total", "Datagrams that this machine dropped itself", counter,
                [](const Measured& stream) { return stream.droppedHere; });
 }

@@ -8,17 +8,6 @@
 
 namespace zulctl::serve {
 
-const char* BoardHealthName(BoardHealth health) {
-    constexpr const char* kNames[] = {"waiting", "good", "busy", "silent"};
-    return kNames[static_cast<std::size_t>(health)];
-}
-
-BoardHealth HealthOf(const BoardState& board, Clock::time_point now) {
-    if (!board.busy.empty()) return BoardHealth::kBusy;
-    if (board.lastAnswer && board.trouble.empty()) return BoardHealth::kGood;
-    return board.SilentSeconds(now) < kBoardPatience ? BoardHealth::kWaiting : BoardHealth::kSilent;
-}
-
 std::vector<StreamSource> Overview::SourcesOf(const Endpoint& group) const {
     std::vector<StreamSource> sources;
     for (const BoardState& board : boards) {
@@ -43,10 +32,9 @@ std::optional<Diagnosis> Overview::DarknessOf(const BoardState& receiver) const 
     ScreenView view{receiver.name, "", *receiver.receiver};
     const auto stream = std::ranges::find(streams, view.status.Group(), &Measured::group);
     if (stream == streams.end() || !stream->trouble.empty()) return std::nullopt;
-    const Health health = HealthOf(*stream);
-    if (health != Health::kSilent) {
-        if (!stream->report) return std::nullopt;
-        view.heard = {stream->sources, *stream->report};
+    if (HealthOf(*stream) != Health::kSilent) {
+        if (!stream->heard) return std::nullopt;
+        view.heard = *stream->heard;
     }
     for (const BoardState& board : boards) {
         if (board.role == Role::kTransmitter)
@@ -82,11 +70,6 @@ const Channel* ChannelOf(const BoardState& board, std::uint16_t programme) {
         return channel.id.programme == programme && (channel.tunerChannel & 0xFF) == board.scan->channel;
     });
     return found == list.end() ? nullptr : &*found;
-}
-
-std::optional<std::chrono::sys_seconds> BroadcastNow(const BoardState& board, Clock::time_point now) {
-    if (!board.clock) return std::nullopt;
-    return board.clock->told + std::chrono::floor<std::chrono::seconds>(now - board.clock->when);
 }
 
 }  // namespace zulctl::serve

@@ -14,14 +14,6 @@
 
 namespace zulctl::serve {
 
-enum class BoardHealth { kWaiting, kGood, kBusy, kSilent };
-const char* BoardHealthName(BoardHealth health);
-
-/// A board that doesn't answer may be tuning or restarting; it counts as silent after this many seconds.
-inline constexpr double kBoardPatience = 20;
-
-BoardHealth HealthOf(const BoardState& board, Clock::time_point now);
-
 /// A slot of a transmitter that feeds a stream.
 struct StreamSource {
     const BoardState* board;
@@ -48,8 +40,6 @@ struct Overview {
 
 /// \return the channel of a programme number on the channel that the board is tuned to, or null
 const Channel* ChannelOf(const BoardState& board, std::uint16_t programme);
-/// \return the broadcast's time now; nothing before the first report
-std::optional<std::chrono::sys_seconds> BroadcastNow(const BoardState& board, Clock::time_point now);
 
 /// \return "Mbit/s by the second" and everything else that the page shows: zulctl.overview/1
 std::string OverviewJson(const Overview& overview, bool takesOrders);

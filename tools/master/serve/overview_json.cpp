@@ -1,5 +1,6 @@
 // The overview as JSON.
 #include "output/escape.h"
+#include "output/output.h"
 #include "protocol/reply_json.h"
 #include "serve/overview.h"
 #include "stream/probe.h"
@@ -10,12 +11,22 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// ASCII only; invalid UTF-8 is replaced.
-std::string Dump(const Json& value) { return value.dump(-1, ' ', true, Json::error_handler_t::replace); }
+/// A board that doesn't answer may be tuning or restarting; it counts as silent after this many seconds.
+constexpr double kBoardPatience = 20;
 
-std::string UtcSeconds(std::chrono::sys_seconds when) {
-    return UtcText(std::chrono::time_point_cast<std::chrono::system_clock::duration>(when));
+const char* HealthNameOf(const BoardState& board, Clock::time_point now) {
+    if (!board.busy.empty()) return "busy";
+    if (board.lastAnswer && board.trouble.empty()) return "good";
+    return board.SilentSeconds(now) < kBoardPatience ? "waiting" : "silent";
 }
+
+const char* NameOf(Health health) {
+    constexpr const char* kNames[] = {"waiting", "good", "faulty", "silent"};
+    return kNames[static_cast<std::size_t>(health)];
+}
+
+/// \return null for an empty text
+Json OrNull(const std::string& text) { return text.empty() ? Json() : Json(text); }
 
 Json StatusOf(const BoardState& board) {
     std::string error = !board.busy.empty() ? board.busy : board.trouble;
@@ -33,7 +44,7 @@ Json JsonOf(const BoardState& board, const Overview& overview) {
     json.update(StatusOf(board));
     if (board.transmitter) json["transmitter"] = JsonOf(*board.transmitter);
     if (board.receiver) json["receiver"] = JsonOf(*board.receiver);
-    json["health"] = BoardHealthName(HealthOf(board, now));
+    json["health"] = HealthNameOf(board, now);
     json["silent_seconds"] = board.SilentSeconds(now);
     json["model"] = board.model;
     json["version"] = board.version;
@@ -45,12 +56,14 @@ Json JsonOf(const BoardState& board, const Overview& overview) {
                                        {"differences", *differences}})
                                : Json();
     json["scan"] = board.scan ? JsonOf(*board.scan) : Json();
-    const auto clock = BroadcastNow(board, now);
-    json["broadcast_time"] = clock ? Json(UtcSeconds(*clock)) : Json();
+    json["broadcast_time"] =
+        board.clock
+            ? Json(UtcText(board.clock->told + std::chrono::floor<std::chrono::seconds>(now - board.clock->when)))
+            : Json();
     json["channels_revision"] = board.channelsRevision;
     json["guide_revision"] = board.guideRevision;
-    json["channels_error"] = board.channelsTrouble.empty() ? Json() : Json(board.channelsTrouble);
-    json["guide_error"] = board.guideTrouble.empty() ? Json() : Json(board.guideTrouble);
+    json["channels_error"] = OrNull(board.channelsTrouble);
+    json["guide_error"] = OrNull(board.guideTrouble);
     return json;
 }
 
@@ -76,21 +89,22 @@ Json JsonOf(const Overview& overview, std::size_t index) {
     const Measured& stream = overview.streams[index];
     const Still& still = overview.stills[index];
     Json senders = Json::array();
-    for (const std::uint32_t address : stream.sources) senders.push_back(AddressText(address));
     Json sources = Json::array(), players = Json::array(), faults = Json::array(), notes = Json::array();
     for (const StreamSource& source : overview.SourcesOf(stream.group)) sources.push_back(JsonOf(source));
     for (const BoardState* player : overview.PlayersOf(stream.group)) players.push_back(player->Id());
-    if (stream.report) {
-        for (const Finding& finding : Judge(*stream.report)) (finding.fault ? faults : notes).push_back(finding.text);
+    if (stream.heard) {
+        for (const std::uint32_t address : stream.heard->sources) senders.push_back(AddressText(address));
+        for (const Finding& finding : Judge(stream.heard->report))
+            (finding.fault ? faults : notes).push_back(finding.text);
     }
     const double age = std::chrono::duration<double>(overview.now - still.taken).count();
     return {{"stream", EndpointText(stream.group)},
-            {"health", HealthName(HealthOf(stream))},
-            {"error", stream.trouble.empty() ? Json() : Json(stream.trouble)},
+            {"health", NameOf(HealthOf(stream))},
+            {"error", OrNull(stream.trouble)},
             {"bits_per_second", stream.BitRate()},
-            {"recent_errors", stream.RecentErrors()},
-            {"continuity_errors", stream.continuityErrors},
-            {"sync_losses", stream.syncLosses},
+            {"recent_errors", stream.RecentErrors(60)},
+            {"continuity_errors", stream.counts.continuityErrors},
+            {"sync_losses", stream.counts.syncLosses},
             {"dropped_here", stream.droppedHere},
             {"watched_seconds", stream.watchedSeconds},
             {"silent_seconds", stream.silentSeconds},
@@ -100,14 +114,14 @@ Json JsonOf(const Overview& overview, std::size_t index) {
             {"senders", senders},
             {"players", players},
             {"picture", still.jpeg ? Json({{"number", still.number}, {"age_seconds", age}}) : Json()},
-            {"picture_error", still.trouble.empty() ? Json() : Json(still.trouble)},
+            {"picture_error", OrNull(still.trouble)},
             {"history", HistoryOf(stream)}};
 }
 
 std::string WithSchema(const char* schema, const Json& body) {
-    Json whole = {{"schema", schema}};
-    whole.update(body);
-    return Dump(whole);
+    std::string text = JsonText(schema, body, -1);
+    text.pop_back();
+    return text;
 }
 
 }  // namespace
@@ -144,7 +158,7 @@ std::string GuideJson(const BoardState& board) {
 }
 
 std::string ProbeJson(const Measured& stream) {
-    const StreamReport report = stream.report ? *stream.report : StreamReport{};
+    const StreamReport report = stream.heard ? stream.heard->report : StreamReport{};
     return WithSchema("zulctl.probe/1",
                       JsonOf(EndpointText(stream.group), report, Judge(report), HealthOf(stream) == Health::kGood));
 }

@@ -41,7 +41,7 @@ Service::Service(ServiceOptions options)
       mGuard(OwnNames(mOptions), mOptions.token),
       mBoards(mOptions.watch),
       mStreams(mOptions.interfaceIndex),
-      mpStills(mOptions.stillsEvery > 0s ? std::make_unique<Stills>(mStreams, mOptions.stillsEvery) : nullptr),
+      mStills(mStreams, mOptions.interfaceIndex, mOptions.stillsEvery),
       mServer([this](const auto& request, auto& response) { return Check(request, response); },
               [this](const auto& request, auto& response) { Handle(request, response); }) {}
 
@@ -62,17 +62,16 @@ template <typename Make>
 std::shared_ptr<const std::string> Service::Fresh(Shared& shared, Make make) {
     const std::lock_guard lock(shared.mutex);
     if (!shared.body || Clock::now() - shared.made > kFreshFor) {
-        shared.body = std::make_shared<const std::string>(make(Take(mpStills.get())));
+        shared.body = std::make_shared<const std::string>(make(Take()));
         shared.made = Clock::now();
     }
     return shared.body;
 }
 
-Overview Service::Take(const Stills* stills) const {
+Overview Service::Take() const {
     const bool paused = !mOptions.planPath.empty() && PlanIsPaused(mOptions.planPath);
     Overview overview{Clock::now(), mBoards.Boards(), mStreams.Streams(), {}, mOptions.plan, paused};
-    for (const Measured& stream : overview.streams)
-        overview.stills.push_back(stills != nullptr ? stills->Of(stream.group) : Still{});
+    for (const Measured& stream : overview.streams) overview.stills.push_back(mStills.Of(stream.group));
     return overview;
 }
 
@@ -105,7 +104,7 @@ void Service::Handle(const httplib::Request& request, httplib::Response& respons
     }
     if (request.path == "/metrics")
         return Answer(response, 200, *Fresh(mMetrics, MetricsText), "text/plain; version=0.0.4; charset=utf-8");
-    if (request.path == "/api/status") return Answer(response, 200, StatusJson(Take(nullptr)));
+    if (request.path == "/api/status") return Answer(response, 200, StatusJson(Take()));
     if (request.path == "/api/channels") return OfBoard(request, response, ChannelsJson);
     if (request.path == "/api/guide") return OfBoard(request, response, GuideJson);
     if (request.path == "/api/probe") return Probe(request, response);
@@ -133,7 +132,7 @@ void Service::Probe(const httplib::Request& request, httplib::Response& response
 
 void Service::Picture(const httplib::Request& request, httplib::Response& response) const {
     const auto group = ParseEndpoint(request.get_param_value("stream"));
-    const auto jpeg = group && mpStills ? mpStills->Of(*group).jpeg : nullptr;
+    const auto jpeg = group ? mStills.Of(*group).jpeg : nullptr;
     if (!jpeg) return Refuse(response, 404, "there is no picture of that");
     Answer(response, 200, *jpeg, "image/jpeg");
 }

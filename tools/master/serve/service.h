@@ -45,7 +45,7 @@ class Service {
     };
     template <typename Make>
     std::shared_ptr<const std::string> Fresh(Shared& shared, Make make);
-    Overview Take(const Stills* stills) const;
+    Overview Take() const;
 
     bool Check(const httplib::Request& request, httplib::Response& response) const;
     void Handle(const httplib::Request& request, httplib::Response& response);
@@ -58,7 +58,7 @@ class Service {
     const Guard mGuard;
     BoardWatch mBoards;
     StreamWatch mStreams;
-    std::unique_ptr<Stills> mpStills;
+    Stills mStills;
     Shared mOverview, mMetrics;
     HttpServer mServer;
 };

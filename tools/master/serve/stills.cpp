@@ -9,7 +9,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstdio>
 
 #include "output/failure.h"
 
@@ -24,36 +26,21 @@ constexpr auto kCapturedFor = 2500ms;           ///< long enough for a key frame
 constexpr std::size_t kLargestStill = 1 << 20;  ///< bytes
 constexpr int kPatience = 20000;                ///< milliseconds
 
-/// A file in memory.
-class MemoryFile {
- public:
-    explicit MemoryFile(const char* name) : mFd(memfd_create(name, MFD_CLOEXEC)) {}
-    ~MemoryFile() {
-        if (mFd >= 0) close(mFd);
+/// \return the next bytes of a stream. Throws Failure where it can't be joined
+std::string Capture(const Endpoint& group, int interfaceIndex) {
+    UdpSocket socket = StreamSocket(group, interfaceIndex);
+    std::string bytes;
+    for (const auto end = Clock::now() + kCapturedFor;
+         bytes.size() < kCaptured && Clock::now() < end && !Interrupted();) {
+        SleepUntil(Clock::now() + 10ms);
+        while (const auto datagram = socket.Take()) bytes += datagram->bytes;
     }
-    MemoryFile(const MemoryFile&) = delete;
-    MemoryFile& operator=(const MemoryFile&) = delete;
+    return bytes;
+}
 
-    bool Fill(const std::string& bytes) const {
-        std::size_t done = 0;
-        while (done < bytes.size()) {
-            const ssize_t written = write(mFd, bytes.data() + done, bytes.size() - done);
-            if (written <= 0) return false;
-            done += static_cast<std::size_t>(written);
-        }
-        return lseek(mFd, 0, SEEK_SET) == 0;
-    }
-    std::string Content(std::size_t most) const {
-        std::string bytes(most, '\0');
-        const ssize_t size = pread(mFd, bytes.data(), bytes.size(), 0);
-        bytes.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-        return bytes;
-    }
-    int Descriptor() const { return mFd; }
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
- private:
-    int mFd;
-};
+File FileInMemory(const char* name) { return {fdopen(memfd_create(name, MFD_CLOEXEC), "w+"), std::fclose}; }
 
 void Limit(__rlimit_resource resource, rlim_t most) {
     const rlimit limit{most, most};
@@ -91,24 +78,28 @@ bool EndsWell(pid_t child) {
     return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-}  // namespace
-
+/// \return the JPEG of the first whole key frame; nothing where there is no picture or no ffmpeg
 std::optional<std::string> MakeStill(const std::string& stream) {
-    const MemoryFile in("stream"), out("still");
-    if (in.Descriptor() < 0 || out.Descriptor() < 0 || !in.Fill(stream)) return std::nullopt;
+    const File in = FileInMemory("stream"), out = FileInMemory("still");
+    if (!in || !out || std::fwrite(stream.data(), stream.size(), 1, in.get()) != 1) return std::nullopt;
+    std::rewind(in.get());
     const pid_t child = fork();
     if (child < 0) return std::nullopt;
-    if (child == 0) BecomeFfmpeg(in.Descriptor(), out.Descriptor());
+    if (child == 0) BecomeFfmpeg(fileno(in.get()), fileno(out.get()));
     if (!EndsWell(child)) return std::nullopt;
-    std::string jpeg = out.Content(kLargestStill);
+    std::string jpeg(kLargestStill, '\0');
+    std::rewind(out.get());
+    jpeg.resize(std::fread(jpeg.data(), 1, jpeg.size(), out.get()));
     if (!jpeg.starts_with("\xFF\xD8\xFF")) return std::nullopt;
     return jpeg;
 }
 
-Stills::Stills(StreamWatch& streams, Clock::duration every)
-    : mrStreams(streams), mEvery(every), mThread([this](const std::stop_token& stop) { Run(stop); }) {}
+}  // namespace
 
-Stills::~Stills() = default;
+Stills::Stills(const StreamWatch& streams, int interfaceIndex, Clock::duration every)
+    : mrStreams(streams), mInterfaceIndex(interfaceIndex), mEvery(every) {
+    if (every > 0s) mThread = std::jthread([this](const std::stop_token& stop) { Run(stop); });
+}
 
 Still Stills::Of(const Endpoint& group) const {
     const std::lock_guard lock(mMutex);
@@ -116,32 +107,37 @@ Still Stills::Of(const Endpoint& group) const {
     return found == mStills.end() ? Still{} : found->second;
 }
 
-std::optional<Endpoint> Stills::Next(const std::vector<Measured>& streams, Clock::time_point now) {
-    std::optional<Endpoint> next;
-    std::set<Endpoint> there;
-    for (const Measured& stream : streams) {
-        there.insert(stream.group);
-        if (stream.silentSeconds > 2 || mDue[stream.group] > now) continue;
-        if (!next || mDue[stream.group] < mDue[*next]) next = stream.group;
-    }
-    std::erase_if(mDue, [&](const auto& item) { return !there.contains(item.first); });
+std::optional<Endpoint> Stills::Next() {
+    const std::vector<Measured> streams = mrStreams.Streams();
     const std::lock_guard lock(mMutex);
-    std::erase_if(mStills, [&](const auto& item) { return !there.contains(item.first); });
+    std::erase_if(mStills, [&](const auto& item) {
+        return std::ranges::find(streams, item.first, &Measured::group) == streams.end();
+    });
+    std::optional<Endpoint> next;
+    auto due = Clock::now();
+    for (const Measured& stream : streams) {
+        if (stream.silentSeconds > 2 || mStills[stream.group].due > due) continue;
+        next = stream.group;
+        due = mStills[stream.group].due;
+    }
     return next;
 }
 
 void Stills::Run(const std::stop_token& stop) {
     while (!stop.stop_requested() && !Interrupted()) {
-        const auto group = Next(mrStreams.Streams(), Clock::now());
+        const auto group = Next();
         if (!group) {
             SleepUntil(Clock::now() + 200ms);
             continue;
         }
-        const auto bytes = mrStreams.Capture(*group, kCaptured, kCapturedFor);
-        auto jpeg = bytes && !bytes->empty() ? MakeStill(*bytes) : std::nullopt;
-        mDue[*group] = Clock::now() + mEvery;
+        std::optional<std::string> jpeg;
+        try {
+            jpeg = MakeStill(Capture(*group, mInterfaceIndex));
+        } catch (const Failure&) {  // the watch reports why
+        }
         const std::lock_guard lock(mMutex);
         Still& still = mStills[*group];
+        still.due = Clock::now() + mEvery;
         still.trouble = jpeg ? "" : "no picture in it";
         if (!jpeg) continue;
         still.jpeg = std::make_shared<const std::string>(*std::move(jpeg));

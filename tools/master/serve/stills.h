@@ -1,4 +1,5 @@
-/// A periodic still picture of each stream: ffmpeg turns a few seconds of the stream into a JPEG.
+/// A periodic still picture of each stream: ffmpeg turns a few seconds of the stream into a JPEG. It runs with bounds
+/// on its time, memory and output, and gets no file and no socket.
 #pragma once
 
 #include <map>
@@ -15,35 +16,28 @@ namespace zulctl::serve {
 struct Still {
     std::shared_ptr<const std::string> jpeg;  ///< null before the first one
     Clock::time_point taken{};
-    unsigned number = 0;  ///< grows with each picture of the stream
-    std::string trouble;  ///< why there is none; empty when there is
+    unsigned number = 0;      ///< grows with each picture of the stream
+    std::string trouble;      ///< why there is none; empty when there is
+    Clock::time_point due{};  ///< when the next one is taken
 };
-
-/// Makes the picture of the first whole key frame in a piece of a transport stream. ffmpeg runs with bounds on its
-/// time, memory and output, and gets no file and no socket. \return the JPEG, or nothing where there is no picture in
-/// it or ffmpeg is missing
-std::optional<std::string> MakeStill(const std::string& stream);
 
 class Stills {
  public:
-    /// \param every  pause after each picture of a stream
-    Stills(StreamWatch& streams, Clock::duration every);
-    ~Stills();
-    Stills(const Stills&) = delete;
-    Stills& operator=(const Stills&) = delete;
+    /// \param every  pause after each picture of a stream; 0: no pictures
+    Stills(const StreamWatch& streams, int interfaceIndex, Clock::duration every);
 
     /// \return the latest still of a stream
     Still Of(const Endpoint& group) const;
 
  private:
     void Run(const std::stop_token& stop);
-    std::optional<Endpoint> Next(const std::vector<Measured>& streams, Clock::time_point now);
+    std::optional<Endpoint> Next();
 
-    StreamWatch& mrStreams;
+    const StreamWatch& mrStreams;
+    const int mInterfaceIndex;
     const Clock::duration mEvery;
     mutable std::mutex mMutex;
     std::map<Endpoint, Still> mStills;
-    std::map<Endpoint, Clock::time_point> mDue;
     std::jthread mThread;
 };
 
