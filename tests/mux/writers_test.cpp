@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "mux/guide.h"
 #include "mux/tables.h"
 
 namespace {

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "multiple_string.h"
-#include "packetizer.h"
 
 namespace mux {
 
@@ -66,6 +65,12 @@ struct Programme {
     std::vector<GuideEvent> events{};
 };
 
+/// How the sections of one table follow each other.
+enum class Packing {
+    kAligned,  ///< each section starts a packet, and stuffing fills the one before
+    kDense,    ///< sections are contiguous, with a pointer_field where one starts; a packet may hold several
+};
+
 /// Repetition of the tables: longest interval in milliseconds.
 using Repetition = std::map<std::string, unsigned>;
 
@@ -86,6 +91,11 @@ struct Description {
 
 /// Seconds from the Unix epoch to the GPS epoch.
 inline constexpr std::int64_t kGpsEpoch = 315'964'800;
+
+/// PIDs with a fixed meaning.
+inline constexpr std::uint16_t kPidPat = 0x0000;
+inline constexpr std::uint16_t kPidPsip = 0x1FFB;
+inline constexpr std::uint16_t kPidNull = 0x1FFF;
 
 /// PIDs of the guide's tables: EIT-k and the event ETT-k, k up to 127, and the channel ETT.
 inline constexpr std::uint16_t kPidEit0 = 0x1D00;

@@ -4,7 +4,10 @@
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <string>
 #include <vector>
+
+#include "description.h"
 
 namespace mux {
 
@@ -42,5 +45,13 @@ using StreamSupply = std::function<ElementaryStream(const StreamPlan& plan)>;
 
 /// Units of equal size and arbitrary content at the bit rates of the description: fast to make, not decodable.
 StreamSupply SyntheticSupply(std::uint64_t seed);
+
+/// Test sources of ffmpeg, coded by ffmpeg as MPEG-2 video and AC-3. The tones beep every second; the start of the
+/// sound is skipped so that a beep coincides with the picture's second.
+/// \param ffmpeg  the program, a path or a name on the PATH
+/// \param folder  created for the encoded streams, and removed with the last copy of the supply
+/// Throws std::exception when the folder can't be made or ffmpeg fails, with the last line of its output.
+StreamSupply FfmpegSupply(const std::string& ffmpeg, const std::string& folder, const Description& description,
+                          std::uint32_t milliseconds);
 
 }  // namespace mux

@@ -1,10 +1,10 @@
-// An elementary stream as PES packets in transport packets, evenly over the length of the multiplex.
-#include "es_flow.h"
-
+// An elementary stream as PES packets in transport packets, evenly over the length of the multiplex; and its clock.
 #include <bitstream/mpeg/pes.h>
 #include <bitstream/mpeg/ts.h>
 
 #include <algorithm>
+
+#include "flow.h"
 
 namespace mux {
 namespace {
@@ -20,9 +20,8 @@ constexpr std::int64_t kMargin = 20 * 90;
 std::int64_t To90kHz(Ticks ticks) { return (ticks + 299) / 300; }
 
 std::size_t PacketsOf(const AccessUnit& unit) {
-    const std::size_t size =
-        kPesHead + unit.size + (unit.randomAccess ? kPacketPayload - RoomFor({.randomAccess = true}) : 0);
-    return (size + kPacketPayload - 1) / kPacketPayload;
+    const std::size_t field = kPacketPayload - RoomFor({.randomAccess = unit.randomAccess});
+    return PacketsFor(kPesHead + unit.size + field);
 }
 
 }  // namespace
@@ -89,9 +88,7 @@ Packet EsFlow::Take(Ticks) {
     Packet packet = MakePacket(shape, OctetView(mPes).subspan(mAt, size));
     mAt += size;
     if (--mPacketsLeft == 0) ++mUnit;
-    ++mTaken;
-    ts_set_cc(packet.data(), mContinuity);
-    mContinuity = (mContinuity + 1) & 15;
+    ts_set_cc(packet.data(), mTaken++ & 15);
     if (mScrambler != nullptr) {
         ts_set_scrambling(packet.data(), 2);  // even key
         for (auto byte = packet.end() - static_cast<std::ptrdiff_t>(size); byte != packet.end(); ++byte) {

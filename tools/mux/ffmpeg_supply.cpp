@@ -1,6 +1,4 @@
 // Pictures and sound by ffmpeg, which runs in the folder of its files.
-#include "ffmpeg_supply.h"
-
 #include <bitstream/atsc/a52.h>
 
 #include <algorithm>
@@ -11,6 +9,7 @@
 
 #include "common/mapped_file.h"
 #include "common/process.h"
+#include "elementary_stream.h"
 #include "section.h"
 
 namespace mux {

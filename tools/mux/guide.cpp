@@ -1,7 +1,7 @@
 // Event Information Tables and Extended Text Tables.
-#include "guide.h"
-
 #include <algorithm>
+
+#include "tables.h"
 
 namespace mux {
 namespace {

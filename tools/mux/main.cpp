@@ -8,7 +8,6 @@
 
 #include "completion.h"
 #include "description_json.h"
-#include "ffmpeg_supply.h"
 #include "manual.h"
 #include "multiplexer.h"
 

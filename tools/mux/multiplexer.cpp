@@ -11,9 +11,7 @@
 #include <queue>
 #include <random>
 
-#include "es_flow.h"
-#include "table_flow.h"
-#include "tables.h"
+#include "flow.h"
 
 namespace mux {
 namespace {

@@ -1,8 +1,11 @@
 // The tables of one PID: scheduled for the whole stream, then packetised one transmission at a time.
-#include "table_flow.h"
+#include <bitstream/mpeg/psi/psi.h>
+#include <bitstream/mpeg/ts.h>
 
 #include <algorithm>
 #include <cmath>
+
+#include "flow.h"
 
 namespace mux {
 namespace {
@@ -16,6 +19,34 @@ constexpr double kPhases = 0.4;
 
 // The fractional parts of its multiples are spread evenly over 0 to 1, whatever their number.
 constexpr double kGoldenRatio = 0.618'033'988'75;
+
+// Bytes of a section's packets beside adaptation fields: it and its pointer_field.
+std::size_t PayloadOf(const Section& section) { return section.size() + 1; }
+
+// Adds contiguous sections, with a pointer_field where one starts. Stuffing bytes fill the last packet (2.4.4).
+void AddContiguous(std::vector<Packet>& packets, std::span<const Section> sections) {
+    std::uint8_t used = 0;
+    for (const Section& section : sections) {
+        for (std::uint16_t done = 0; done < section.size();) {
+            if (used == 0) packets.emplace_back();
+            psi_split_section(packets.back().data(), &used, section.data(), &done);
+            if (used == kPacketSize) used = 0;
+        }
+    }
+    if (used != 0) psi_split_end(packets.back().data(), &used);
+}
+
+// Adds a section spread over more packets than it needs, with stuffing in adaptation fields.
+void AddSpread(std::vector<Packet>& packets, const Section& section, std::size_t extra) {
+    Octets payload{0};  // pointer_field
+    payload.insert(payload.end(), section.begin(), section.end());
+    std::size_t at = 0;
+    for (std::size_t left = PacketsFor(payload.size()) + extra; left > 0; --left) {
+        const std::size_t size = (payload.size() - at + left - 1) / left;
+        packets.push_back(MakePacket({.unitStart = at == 0}, OctetView(payload).subspan(at, size)));
+        at += size;
+    }
+}
 
 }  // namespace
 
@@ -64,7 +95,7 @@ void TableFlow::Plan(const Table& table, double phase) {
         const double period = static_cast<double>(end - begin) / static_cast<double>(times);
         for (Ticks k = 0; k < times; ++k) {
             const auto due = static_cast<Ticks>((phase * kPhases + static_cast<double>(k)) * period);
-            mSendings.push_back({begin + due, &sections});
+            mSendings.push_back({begin + due, sections});
         }
     }
 }
@@ -79,17 +110,26 @@ void TableFlow::Stretch() {
             sending.apart = true;
             sending.extra = 0;
             mTotal += Packetise(sending).size();
-            sending.extra = std::min({(16 - mTotal % 16) % 16, most, RoomToStretch(sending.sections->back())});
+            const std::size_t payload = PayloadOf(sending.sections.back());
+            sending.extra = std::min({(16 - mTotal % 16) % 16, most, payload - PacketsFor(payload)});
             mTotal += sending.extra;
         }
     }
 }
 
 std::vector<Packet> TableFlow::Packetise(const Sending& sending) const {
-    if (!sending.apart) return PacketiseSections(*sending.sections, mPid, mPacking);
-    auto packets = PacketiseSections(std::span(*sending.sections).first(sending.sections->size() - 1), mPid, mPacking);
-    const auto last = PacketiseSection(sending.sections->back(), mPid, sending.extra);
-    packets.insert(packets.end(), last.begin(), last.end());
+    std::vector<Packet> packets;
+    for (auto rest = sending.sections; !rest.empty();) {
+        const bool single = mPacking == Packing::kAligned || rest.size() == 1;
+        const std::size_t run = single ? 1 : rest.size() - (sending.apart ? 1 : 0);
+        if (rest.size() == 1 && sending.extra > 0) {
+            AddSpread(packets, rest.front(), sending.extra);
+        } else {
+            AddContiguous(packets, rest.first(run));
+        }
+        rest = rest.subspan(run);
+    }
+    for (Packet& packet : packets) ts_set_pid(packet.data(), mPid);
     return packets;
 }
 
@@ -100,16 +140,13 @@ void TableFlow::Load() {
     }
     const Sending& sending = mSendings[mNext++];
     mPackets = Packetise(sending);
-    NumberPackets(mPackets, mContinuity);
     mDue = mDue == kNever ? sending.due : std::max(sending.due, mDue + mPace);
     mAt = 0;
 }
 
-Ticks TableFlow::Due() const { return mDue; }
-
 Packet TableFlow::Take(Ticks) {
-    const Packet packet = mPackets[mAt++];
-    ++mTaken;
+    Packet packet = mPackets[mAt++];
+    ts_set_cc(packet.data(), mTaken++ & 15);
     if (mAt == mPackets.size()) {
         Load();
     } else {

@@ -5,8 +5,6 @@
 
 #include <iterator>
 
-#include "guide.h"
-
 namespace mux {
 namespace {
 
