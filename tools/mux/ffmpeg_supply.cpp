@@ -155,27 +155,22 @@ struct Coding {
     common::Process process;
 };
 
-// A folder that exists as long as this object.
-struct Folder {
-    explicit Folder(const std::string& name) : path(name) {
-        std::error_code error;
-        if (!fs::create_directory(path, error)) Fail("{}: the folder can't be made, or exists", path);
-    }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-    ~Folder() {
-        std::error_code error;
-        fs::remove_all(path, error);
-    }
-
-    const std::string path;
-};
+// Makes a folder that exists as long as a copy of the pointer to its name.
+std::shared_ptr<const std::string> MakeFolder(const std::string& name) {
+    std::error_code error;
+    if (!fs::create_directory(name, error)) Fail("{}: the folder can't be made, or exists", name);
+    return {new std::string(name), [](const std::string* path) {
+                std::error_code ignored;
+                fs::remove_all(*path, ignored);
+                delete path;
+            }};
+}
 
 }  // namespace
 
 StreamSupply FfmpegSupply(const std::string& ffmpeg, const std::string& folder, const Description& description,
                           std::uint32_t milliseconds) {
-    const auto files = std::make_shared<Folder>(folder);
+    const auto files = MakeFolder(folder);
     const std::string font = FindFont();
     std::deque<Coding> running;
     const auto finishOne = [&running] {
@@ -190,7 +185,7 @@ StreamSupply FfmpegSupply(const std::string& ffmpeg, const std::string& folder, 
                              fmt::format("{}.log", programme.number));
     }
     while (!running.empty()) finishOne();
-    return [files](const StreamPlan& plan) { return OpenFile(files->path, plan); };
+    return [files](const StreamPlan& plan) { return OpenFile(*files, plan); };
 }
 
 }  // namespace mux

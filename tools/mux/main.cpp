@@ -4,7 +4,6 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 
 #include "completion.h"
 #include "description_json.h"
@@ -12,6 +11,8 @@
 #include "multiplexer.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
@@ -51,64 +52,41 @@ void Declare(CLI::App& app, Arguments& arguments) {
     app.footer("Exit codes: 0 done, 1 the stream can't be made, 2 wrong usage.");
 }
 
-// The output file. An incomplete one is removed unless it is a device or a pipe.
-class Output {
- public:
-    explicit Output(const std::string& name) : mName(name) {
-        mFile = mName == "-" ? stdout : std::fopen(mName.c_str(), "wb");
-        if (mFile == nullptr) mux::Fail("{}: it can't be written", mName);
-    }
-    Output(const Output&) = delete;
-    Output& operator=(const Output&) = delete;
-    ~Output() {
-        if (mFile != nullptr && mFile != stdout) std::fclose(mFile);
-        std::error_code error;
-        if (!mComplete && std::filesystem::is_regular_file(mName, error)) std::filesystem::remove(mName, error);
-    }
-
-    void Write(const mux::Packet& packet) {
-        if (std::fwrite(packet.data(), packet.size(), 1, mFile) != 1) mux::Fail("{}: writing failed", mName);
-        ++mPackets;
-    }
-
-    void Close() {
-        const int result = mFile == stdout ? std::fflush(mFile) : std::fclose(mFile);
-        mFile = nullptr;
-        if (result != 0) mux::Fail("{}: writing failed", mName);
-        mComplete = true;
-    }
-
-    std::size_t Packets() const { return mPackets; }
-
- private:
-    const std::string mName;
-    std::FILE* mFile = nullptr;
-    bool mComplete = false;
-    std::size_t mPackets = 0;
-};
-
 // Encoded streams are kept next to the output file, or in the temporary folder for standard output.
 mux::StreamSupply MakeSupply(const Arguments& arguments, const mux::Description& description,
                              const mux::MuxOptions& options) {
     if (arguments.noAv) return mux::SyntheticSupply(arguments.seed);
-    const std::string folder = arguments.output != "-" ? arguments.output + ".parts"
-                                                       : std::filesystem::temp_directory_path().string() + "/zul-mux." +
-                                                             std::to_string(getpid());
+    const std::string folder = arguments.output != "-"
+                                   ? arguments.output + ".parts"
+                                   : fmt::format("{}/zul-mux.{}", fs::temp_directory_path().string(), getpid());
     return mux::FfmpegSupply(arguments.ffmpeg, folder, description, options.milliseconds);
 }
 
 void Run(const Arguments& arguments) {
     const mux::Description description = mux::LoadDescription(arguments.description, arguments.start);
-    mux::MuxOptions options;
-    options.milliseconds = static_cast<std::uint32_t>(arguments.seconds * 1000);
-    options.seed = arguments.seed;
+    const mux::MuxOptions options{static_cast<std::uint32_t>(arguments.seconds * 1000), arguments.seed};
     const auto supply = MakeSupply(arguments, description, options);
-    Output output(arguments.output);
-    mux::Multiplex(description, options, supply, [&](const mux::Packet& packet) { output.Write(packet); });
-    output.Close();
+    std::FILE* const file = arguments.output == "-" ? stdout : std::fopen(arguments.output.c_str(), "wb");
+    if (file == nullptr) mux::Fail("{}: it can't be written", arguments.output);
+    const auto check = [&](bool good) {
+        if (!good) mux::Fail("{}: writing failed", arguments.output);
+    };
+    std::size_t packets = 0;
+    try {
+        mux::Multiplex(description, options, supply, [&](const mux::Packet& packet) {
+            check(std::fwrite(packet.data(), packet.size(), 1, file) == 1);
+            ++packets;
+        });
+        check((file == stdout ? std::fflush(file) : std::fclose(file)) == 0);
+    } catch (...) {
+        // An incomplete file is removed; a device or a pipe stays.
+        std::error_code error;
+        if (file != stdout && fs::is_regular_file(arguments.output, error)) fs::remove(arguments.output, error);
+        throw;
+    }
     if (arguments.quiet) return;
-    std::fprintf(stderr, "%s: %zu packets, %.3f s at %u bit/s, %zu programmes\n", arguments.output.c_str(),
-                 output.Packets(), arguments.seconds, description.rate, description.programmes.size());
+    fmt::print(stderr, "{}: {} packets, {:.3f} s at {} bit/s, {} programmes\n", arguments.output, packets,
+               arguments.seconds, description.rate, description.programmes.size());
 }
 
 }  // namespace

@@ -22,11 +22,12 @@ namespace {
 
 constexpr std::size_t kMost = 255;  // strings, segments, bytes of a segment: each count has eight bits
 
-struct Segment {
-    Compression compression;
-    std::uint8_t mode;
-    Octets bytes;
-};
+// Coded segments, each from its compression_type on.
+using Segments = std::vector<Octets>;
+
+Octets Segment(Compression compression, std::uint8_t mode, const Octets& text) {
+    return ByteWriter().U8(static_cast<std::size_t>(compression)).U8(mode).U8(text.size()).Raw(text).Bytes();
+}
 
 // The encoder of Annex C: the inverse of decode tables C.5 and C.7. A decode table is 128 big-endian offsets, one per
 // preceding character, and the trees at these offsets: pairs of bytes, the first for a 0 bit, the second for a 1 bit;
@@ -113,21 +114,21 @@ std::size_t Utf16Piece(std::u16string_view units) {
     return size;
 }
 
-std::vector<Segment> PlainSegments(std::u16string_view units, std::uint8_t mode) {
-    std::vector<Segment> segments;
+Segments PlainSegments(std::u16string_view units, std::uint8_t mode) {
+    Segments segments;
     do {
         const std::size_t size = mode == kModeUtf16 ? Utf16Piece(units) : std::min(units.size(), kMost);
         ByteWriter bytes;
         for (const char16_t unit : units.substr(0, size)) mode == kModeUtf16 ? bytes.U16(unit) : bytes.U8(unit);
-        segments.push_back({Compression::kNone, mode, bytes.Bytes()});
+        segments.push_back(Segment(Compression::kNone, mode, bytes.Bytes()));
         units.remove_prefix(size);
     } while (!units.empty());
     return segments;
 }
 
 // Each segment takes as much text as its 255 bytes hold. Nothing where a character has no code.
-std::optional<std::vector<Segment>> CompressedSegments(std::string_view ascii, Compression table) {
-    std::vector<Segment> segments;
+std::optional<Segments> CompressedSegments(std::string_view ascii, Compression table) {
+    Segments segments;
     do {
         auto size = ascii.size();
         auto code = HuffmanEncode(table, ascii);
@@ -136,19 +137,19 @@ std::optional<std::vector<Segment>> CompressedSegments(std::string_view ascii, C
             code = HuffmanEncode(table, ascii.substr(0, size));
         }
         if (!code) return std::nullopt;
-        segments.push_back({table, kModeLatin1, std::move(*code)});
+        segments.push_back(Segment(table, kModeLatin1, *code));
         ascii.remove_prefix(size);
     } while (!ascii.empty());
     return segments;
 }
 
-std::size_t SizeOf(const std::vector<Segment>& segments) {
+std::size_t SizeOf(const Segments& segments) {
     std::size_t size = 0;
-    for (const Segment& segment : segments) size += 3 + segment.bytes.size();
+    for (const Octets& segment : segments) size += segment.size();
     return size;
 }
 
-std::vector<Segment> MakeSegments(const TextString& string) {
+Segments MakeSegments(const TextString& string) {
     const std::u16string units = Utf16(string.text);
     const std::uint8_t mode = ChooseMode(string, units);
     if (string.compression && *string.compression != Compression::kNone) {
@@ -190,10 +191,7 @@ Octets MultipleString(const Text& text) {
         const auto segments = MakeSegments(string);
         if (segments.size() > kMost) Fail("the text \"{}\" is too long", string.text);
         writer.Letters(string.language).U8(segments.size());
-        for (const Segment& segment : segments) {
-            writer.U8(static_cast<std::size_t>(segment.compression)).U8(segment.mode);
-            writer.U8(segment.bytes.size()).Raw(segment.bytes);
-        }
+        for (const Octets& segment : segments) writer.Raw(segment);
     }
     return writer.Bytes();
 }
