@@ -13,6 +13,7 @@ constexpr int kQueueKey = 1250;
 constexpr long kKeyType = 1;
 constexpr std::size_t kMessageSize = 16;
 constexpr std::size_t kCodeAt = 4;
+constexpr Milliseconds kRepeat{108};  ///< of a held key
 
 struct Key {
     std::string_view name;
@@ -51,9 +52,9 @@ void InfraredService::Press(int code) {
     mKeys.Add(code);
 }
 
-void InfraredService::Hold(int code, Milliseconds time, Milliseconds repeat) {
+void InfraredService::Hold(int code, Milliseconds time) {
     const auto end = std::chrono::steady_clock::now() + time;
-    for (auto next = std::chrono::steady_clock::now(); next < end; next += repeat) {
+    for (auto next = std::chrono::steady_clock::now(); next < end; next += kRepeat) {
         std::this_thread::sleep_until(next);
         Press(code);
     }

@@ -25,7 +25,7 @@ class InfraredService {
     void Press(int code);
 
     /// Sends a key repeatedly, as a held button does; returns when it is released.
-    void Hold(int code, Milliseconds time, Milliseconds repeat = Milliseconds(108));
+    void Hold(int code, Milliseconds time);
 
     /// The codes that were sent.
     Journal<int>& Keys() { return mKeys; }

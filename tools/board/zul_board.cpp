@@ -11,15 +11,20 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <functional>
+#include <iostream>
 #include <mutex>
+#include <optional>
+#include <sstream>
 #include <string>
 #include <thread>
 
 #include "board.h"
+#include "common/byte_text.h"
 #include "completion.h"
-#include "console.h"
 #include "manual.h"
 #include "relay.h"
+#include "story.h"
 
 namespace {
 
@@ -27,6 +32,9 @@ using board::Channel;
 
 constexpr int kWrongUsage = 2;                 ///< exit code
 constexpr board::Milliseconds kBurning{3000};  ///< of an image, before the restart
+
+/// Set once a board is connected through its relay; survives its restarts.
+constexpr const char* kBehindRelay = "ZUL_BOARD_BEHIND_RELAY";
 
 const cli::ManualMatter kManual = {
     {{"sandbox",
@@ -41,6 +49,15 @@ const cli::ManualMatter kManual = {
       "  on 2 zul-board --role R --module /usr/lib/*/zul/libzul.so &\n"
       "  zulctl discover"},
      {"see also", "zulctl(1), zul-mux(1)"}}};
+
+constexpr const char* kConsoleHelp =
+    "While it runs it takes orders on its standard input, one a line:\n"
+    "  key NAME               a press of the remote control: UP, MENU, NUM_1, VOL_DOWN, ...\n"
+    "  hold NAME MS           the same, held down for so many milliseconds\n"
+    "  serial TEXT            bytes into the serial port; \\n, \\r and \\xNN stand for what they do elsewhere\n"
+    "  screen FILE            saves the screen as PNG\n"
+    "  signal CHANNEL FILE N  puts a stream on a channel of the tuner with strength N\n"
+    "  quit                   as Ctrl-C";
 
 /// Prints lines with the seconds since the start, to the original standard output.
 class Teller {
@@ -92,24 +109,16 @@ struct Options {
     board::BoardPlan plan;
     double speed = 1;
     std::string moduleLog;
-    std::string net;
+    std::optional<board::NetPlan> net;
     std::uint64_t netSeed = 1;
 };
-
-/// \return the error in a plan; empty for a valid one
-std::string WhyNoNetPlan(const std::string& text) try {
-    board::ParseNetPlan(text);
-    return "";
-} catch (const std::invalid_argument& error) {
-    return error.what();
-}
 
 Options Read(int argc, char** argv) {
     CLI::App app{
         "A simulated set-top board: loads the module in a role and plays the rest of the board for it.\n"
         "It uses a board's fixed ports and keys, so run it in a separate machine, made by zul-sandbox.",
         "zul-board"};
-    app.footer(board::kConsoleHelp);
+    app.footer(kConsoleHelp);
     cli::AddDocuments(app, kManual);
     Options options;
     std::string role = "T";
@@ -123,12 +132,18 @@ Options Read(int argc, char** argv) {
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
     app.add_option("--module-log", options.moduleLog, "file for what the module itself prints")->type_name("FILE");
-    app.add_option(
-           "--net", options.net,
+    app.add_option_function<std::string>(
+           "--net",
+           [&options](const std::string& text) {
+               try {
+                   options.net = board::ParseNetPlan(text);
+               } catch (const std::invalid_argument& error) {
+                   throw CLI::ValidationError("--net", error.what());
+               }
+           },
            "faults of the network, each way: loss=5%, dup=1%, reorder=1%, delay=20ms, with commas between; needs "
            "a machine of its own, as in zul-sandbox --lan")
-        ->type_name("FAULTS")
-        ->check([](const std::string& text) { return WhyNoNetPlan(text); });
+        ->type_name("FAULTS");
     app.add_option("--net-seed", options.netSeed, "chooses the datagrams that have them")->capture_default_str();
     if (cli::ServeCompletion(app, argc, argv)) std::exit(0);
     try {
@@ -144,6 +159,48 @@ Options Read(int argc, char** argv) {
     return options;
 }
 
+/// Executes an order of the console. \return its result as text
+std::string Obey(board::Board& board, const std::string& line) try {
+    std::istringstream words(line);
+    std::string order, rest;
+    std::getline(words >> order >> std::ws, rest);
+    std::istringstream fields(rest);
+    if (order == "key" || order == "hold") {
+        const bool held = order == "hold";
+        std::string name;
+        int time = 0;
+        fields >> name;
+        if (held && !(fields >> time)) return "hold for how long?";
+        const auto code = board::KeyCode(name);
+        if (!code) return "the remote has no key " + name;
+        held ? board.Infrared().Hold(*code, board::Milliseconds(time)) : board.Infrared().Press(*code);
+        return held ? name + " let go" : name + " pressed";
+    }
+    if (order == "serial") {
+        board.Serial().Send(common::Unescaped(rest));
+        return "bytes sent into the serial port";
+    }
+    if (order == "screen") {
+        const board::Screen screen = board.Shown();
+        if (!DrawScreen(screen, rest, board::kDisk + "/screen")) return "the screen can't be drawn";
+        return rest + " shows " + Describe(screen);
+    }
+    if (order == "signal") {
+        int channel = 0;
+        Channel content;
+        if (!(fields >> channel >> content.stream >> content.strength)) return "signal CHANNEL FILE STRENGTH";
+        board.TheTuner().Put(channel, content);
+        return "signal changed";
+    }
+    if (order == "quit") {
+        kill(getpid(), SIGTERM);
+        return "going";
+    }
+    return "unknown order";
+} catch (const std::exception& error) {
+    return std::string("not on this board: ") + error.what();
+}
+
 /// Runs a board until SIGINT or SIGTERM, or until its settings agent gets a reboot order. \return whether it reboots
 bool Live(const Options& options, Teller& tell) {
     // Before any thread starts, so that all of them inherit the mask.
@@ -153,7 +210,7 @@ bool Live(const Options& options, Teller& tell) {
     sigprocmask(SIG_BLOCK, &signals, nullptr);
 
     board::Board board(options.plan);
-    board.TellTo([&tell](std::string_view process, const std::string& line) { tell(process, line); });
+    board.TellTo(std::ref(tell));
     const auto reboot = [] { kill(getpid(), SIGHUP); };
     board.Settings().OnSet("REBOOT", [reboot](const std::string&) { reboot(); });
     board.Settings().OnSet("MULTIPLE_UPGRADE", [&board, reboot](const std::string&) {
@@ -165,35 +222,16 @@ bool Live(const Options& options, Teller& tell) {
     board.TheTuner().SetSpeed(options.speed);
     tell("board", options.plan.role == 'T' ? "starts as transmitter" : "starts as receiver");
     board.Start();
-    board::ReadOrders(board, [&tell](const std::string& answer) { tell("console", answer); });
-    int signal = 0;
-    sigwait(&signals, &signal);
-    tell("board", signal == SIGHUP ? "reboots" : "ends");
-    return signal == SIGHUP;
-}
-
-/// Set once a board is connected through its relay; survives its restarts.
-constexpr const char* kBehindRelay = "ZUL_BOARD_BEHIND_RELAY";
-
-void PutFaultsIntoNet(const Options& options, Teller& tell) {
-    if (options.net.empty() || std::getenv(kBehindRelay) != nullptr) return;
-    setenv(kBehindRelay, "1", 1);
-    board::MoveBehindRelay(board::ParseNetPlan(options.net), options.netSeed,
-                           [&tell](const std::string& tale) { tell("net", tale); });
-}
-
-/// Runs the board until it ends. \return the exit code
-int Be(const Options& options, FILE* out, char** argv) {
-    Teller tell(out);
-    PutFaultsIntoNet(options, tell);
-    if (Live(options, tell)) {
-        dup2(fileno(out), STDOUT_FILENO);
-        dup2(fileno(out), STDERR_FILENO);
-        execv("/proc/self/exe", argv);
-        throw std::runtime_error("the board doesn't start again");
-    }
-    std::fflush(stdout);  // not stdin, which is locked by the thread that reads orders
-    _exit(0);             // the module's threads still run: no destructor may
+    signal(SIGTTIN, SIG_IGN);  // in the background of a shell there are no orders, and the board goes on
+    std::thread([&board, &tell] {
+        for (std::string line; std::getline(std::cin, line);) {
+            if (!line.empty()) tell("console", Obey(board, line));
+        }
+    }).detach();
+    int end = 0;
+    sigwait(&signals, &end);
+    tell("board", end == SIGHUP ? "reboots" : "ends");
+    return end == SIGHUP;
 }
 
 }  // namespace
@@ -211,7 +249,20 @@ int main(int argc, char** argv) {
         }
         FILE* out = RedirectModule(options.moduleLog);
         if (out != stdout) complaints = out;
-        return Be(options, out, argv);
+        Teller tell(out);
+        if (options.net && std::getenv(kBehindRelay) == nullptr) {
+            setenv(kBehindRelay, "1", 1);
+            board::MoveBehindRelay(*options.net, options.netSeed,
+                                   [&tell](const std::string& tale) { tell("net", tale); });
+        }
+        if (Live(options, tell)) {
+            dup2(fileno(out), STDOUT_FILENO);
+            dup2(fileno(out), STDERR_FILENO);
+            execv("/proc/self/exe", argv);
+            throw std::runtime_error("the board doesn't start again");
+        }
+        std::fflush(stdout);  // not stdin, which is locked by the thread that reads orders
+        _exit(0);             // the module's threads still run: no destructor may
     } catch (const std::exception& error) {
         fmt::print(complaints, "zul-board: {}\n", error.what());
         std::fflush(complaints);
