@@ -5,6 +5,7 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -29,10 +30,9 @@ void Find(void* module, const char* name, Function*& function) {
 
 /// \return the IPv4 address of eth0, or "" without one
 std::string OwnAddress() {
-    for (const common::Interface& item : common::Interfaces()) {
-        if (item.name == "eth0") return common::AddressText(item.address);
-    }
-    return "";
+    const auto all = common::Interfaces();
+    const auto eth0 = std::ranges::find(all, "eth0", &common::Interface::name);
+    return eth0 == all.end() ? "" : common::AddressText(eth0->address);
 }
 
 }  // namespace

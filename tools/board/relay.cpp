@@ -3,30 +3,27 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <linux/ethtool.h>
 #include <linux/if_packet.h>
-#include <linux/sockios.h>
 #include <net/ethernet.h>
 #include <net/if.h>
 #include <netinet/in.h>
 #include <netinet/ip.h>
 #include <poll.h>
 #include <sched.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
-#include <queue>
+#include <map>
 #include <stdexcept>
 #include <system_error>
 #include <vector>
 
+#include "bytes.h"
 #include "common/interfaces.h"
 
 namespace board {
@@ -49,31 +46,10 @@ void Run(const std::string& command) {
     if (std::system(command.c_str()) != 0) throw std::runtime_error("a network with faults can't be made: " + command);
 }
 
-/// Address and hardware address of an interface, as `ip` takes them.
-struct Identity {
-    std::string address, hardware;
-};
-
-Identity IdentityOf(const char* name) {
-    for (const common::Interface& item : common::Interfaces()) {
-        if (item.name != name) continue;
-        return {fmt::format("{}/{}", common::AddressText(item.address), std::popcount(item.mask)),
-                fmt::format("{:02x}", fmt::join(item.hardware, ":"))};
-    }
-    throw std::runtime_error(std::string(name) + " has no address, so there is no network to have faults");
-}
-
-/// Turns off segmentation and checksum offload: the relay drops datagrams, not groups of them.
-void FinishDatagrams(const char* name) {
-    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    for (const int what : {ETHTOOL_STXCSUM, ETHTOOL_STSO, ETHTOOL_SGSO}) {
-        ethtool_value off{static_cast<std::uint32_t>(what), 0};
-        ifreq request{};
-        std::strncpy(request.ifr_name, name, IFNAMSIZ - 1);
-        request.ifr_data = reinterpret_cast<char*>(&off);
-        ioctl(fd, SIOCETHTOOL, &request);  // a feature that the kernel lacks needn't be turned off
-    }
-    close(fd);
+/// Gives this network's eth0 an address and its routes.
+void Connect(const std::string& address) {
+    Run(fmt::format("ip address add {} dev eth0 && ip link set eth0 up && ip route replace 224.0.0.0/4 dev eth0",
+                    address));
 }
 
 /// One side of the relay.
@@ -124,27 +100,16 @@ class Side {
 };
 
 /// Destination of a frame's UDP datagram, and its port in the first fragment. \return 0 for any other frame
-std::uint64_t FlowOf(const Frame& frame) {
+std::uint64_t FlowOf(Bytes frame) {
     constexpr std::size_t kIp = kHead + sizeof(ether_header);
     if (frame.size() < kIp + sizeof(iphdr) + 4) return 0;
-    const std::uint8_t* const ip = &frame[kIp];
-    if (ip[-2] != 0x08 || ip[-1] != 0x00 || ip[0] >> 4 != 4 || ip[9] != IPPROTO_UDP) return 0;
-    const bool isFirst = ((ip[6] & 0x1Fu) << 8 | ip[7]) == 0;
-    const std::size_t udp = kIp + (ip[0] & 15u) * 4u;
-    std::uint64_t flow = 0;
-    for (int n = 16; n < 20; ++n) flow = flow << 8 | ip[n];
-    if (!isFirst || frame.size() < udp + 4) return flow << 16;
-    return flow << 16 | static_cast<unsigned>(frame[udp + 2] << 8 | frame[udp + 3]);
+    const Bytes ip = frame.subspan(kIp);
+    if (Be16(frame, kIp - 2) != ETHERTYPE_IP || ip[0] >> 4 != IPVERSION || ip[9] != IPPROTO_UDP) return 0;
+    const bool isFirst = (Be16(ip, 6) & IP_OFFMASK) == 0;
+    const std::size_t udp = (ip[0] & 15u) * 4u;
+    const unsigned port = isFirst && ip.size() >= udp + 4 ? Be16(ip, udp + 2) : 0;
+    return std::uint64_t{Be32(ip, 16)} << 16 | port;
 }
-
-/// A frame in transit.
-struct Travelling {
-    Clock::time_point due;
-    std::uint64_t number;
-    const Side* to;
-    Frame frame;
-    bool operator>(const Travelling& other) const { return due != other.due ? due > other.due : number > other.number; }
-};
 
 class Relay {
  public:
@@ -155,7 +120,7 @@ class Relay {
         for (;;) {
             int wait = -1;
             if (!mUnderWay.empty()) {
-                const auto left = std::chrono::ceil<Milliseconds>(mUnderWay.top().due - Clock::now()).count();
+                const auto left = std::chrono::ceil<Milliseconds>(mUnderWay.begin()->first - Clock::now()).count();
                 wait = static_cast<int>(std::max<std::int64_t>(left, 0));
             }
             pollfd ends[] = {{mOuter.Descriptor(), POLLIN, 0}, {mInner.Descriptor(), POLLIN, 0}, {life, 0, 0}};
@@ -163,8 +128,9 @@ class Relay {
             if (ends[2].revents != 0 || (ends[1].revents & POLLERR) != 0) return;
             Take(mInner, mOuter);
             Take(mOuter, mInner);
-            for (; !mUnderWay.empty() && mUnderWay.top().due <= Clock::now(); mUnderWay.pop()) {
-                mUnderWay.top().to->Send(mUnderWay.top().frame);
+            while (!mUnderWay.empty() && mUnderWay.begin()->first <= Clock::now()) {
+                const auto [to, frame] = mUnderWay.extract(mUnderWay.begin()).mapped();
+                to->Send(frame);
             }
         }
     }
@@ -189,7 +155,7 @@ class Relay {
                 mLate += fate.copies > 0 && fate.late > mDelay;
             }
             for (int copy = 0; copy < fate.copies; ++copy) {
-                mUnderWay.push({Clock::now() + fate.late, mNumber++, &to, frame});
+                mUnderWay.emplace(Clock::now() + fate.late, std::pair(&to, frame));
             }
         }
     }
@@ -197,8 +163,8 @@ class Relay {
     Side mOuter{"eth0"}, mInner{kOuter};
     NetFaults mFaults;
     const Milliseconds mDelay;
-    std::priority_queue<Travelling, std::vector<Travelling>, std::greater<>> mUnderWay;
-    std::uint64_t mNumber = 0, mDatagrams = 0, mLost = 0, mTwice = 0, mLate = 0;
+    std::multimap<Clock::time_point, std::pair<const Side*, Frame>> mUnderWay;  ///< by the time that it is due
+    std::uint64_t mDatagrams = 0, mLost = 0, mTwice = 0, mLate = 0;
 };
 
 /// Waits for the other process. \return false when it has ended
@@ -212,11 +178,13 @@ void SayWord(int fd) {
 }
 
 /// The process that keeps the original network. \param other  socket to the board's process
-void Stay(const NetPlan& plan, std::uint64_t seed, const Identity& eth0, int other,
+void Stay(const NetPlan& plan, std::uint64_t seed, const std::string& address, int other,
           const std::function<void(const std::string&)>& tell) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(signal, SIG_IGN);
     if (!AwaitWord(other)) return;
-    Run(fmt::format("ip link add {} type veth peer name {} netns {}", kOuter, kInner, getppid()));
+    // Without segmentation offload: the relay drops datagrams, not groups of them.
+    Run(fmt::format("ip link add {} gso_max_segs 1 type veth peer name {} gso_max_segs 1 netns {}", kOuter, kInner,
+                    getppid()));
     Run(fmt::format("ip link set {} up", kOuter));
     Run("ip address flush dev eth0");
     Relay relay(plan, seed);
@@ -225,14 +193,17 @@ void Stay(const NetPlan& plan, std::uint64_t seed, const Identity& eth0, int oth
     // The kernel removes the link some time after the board's network; remove it now, as the next board may start as
     // soon as the summary is out.
     Run(fmt::format("ip link delete {} 2>/dev/null || true", kOuter));
-    Run(fmt::format("ip address add {} dev eth0 && ip route replace 224.0.0.0/4 dev eth0", eth0.address));
+    Connect(address);
     tell(relay.Tale());
 }
 
 }  // namespace
 
 void MoveBehindRelay(const NetPlan& plan, std::uint64_t seed, const std::function<void(const std::string&)>& tell) {
-    const Identity eth0 = IdentityOf("eth0");
+    const auto all = common::Interfaces();
+    const auto eth0 = std::ranges::find(all, "eth0", &common::Interface::name);
+    if (eth0 == all.end()) throw std::runtime_error("eth0 has no address, so there is no network to have faults");
+    const std::string address = fmt::format("{}/{}", common::AddressText(eth0->address), std::popcount(eth0->mask));
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) Fail("socketpair");
     std::fflush(nullptr);
@@ -242,7 +213,7 @@ void MoveBehindRelay(const NetPlan& plan, std::uint64_t seed, const std::functio
         close(ends[1]);
         fcntl(ends[0], F_SETFD, FD_CLOEXEC);
         try {
-            Stay(plan, seed, eth0, ends[0], tell);
+            Stay(plan, seed, address, ends[0], tell);
         } catch (const std::exception& error) {
             tell(error.what());
         }
@@ -253,10 +224,8 @@ void MoveBehindRelay(const NetPlan& plan, std::uint64_t seed, const std::functio
     SayWord(ends[1]);
     if (!AwaitWord(ends[1])) throw std::runtime_error("the relay doesn't start");
     Run("ip link set lo up && ip link set lo multicast on");
-    Run(fmt::format("ip link set {} name eth0 address {}", kInner, eth0.hardware));
-    FinishDatagrams("eth0");
-    Run(fmt::format("ip address add {} dev eth0 && ip link set eth0 up && ip route add 224.0.0.0/4 dev eth0",
-                    eth0.address));
+    Run(fmt::format("ip link set {} name eth0 address {:02x}", kInner, fmt::join(eth0->hardware, ":")));
+    Connect(address);
 }
 
 }  // namespace board
