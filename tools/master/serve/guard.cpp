@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cctype>
 #include <fstream>
 
 #include "output/escape.h"
@@ -20,7 +21,7 @@ constexpr std::size_t kShortestToken = 16;
 
 std::string Lower(std::string_view text) {
     std::string lower(text);
-    for (char& c : lower) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return lower;
 }
 
@@ -29,8 +30,7 @@ bool SameSecret(std::string_view a, std::string_view b) {
     return a.size() == b.size() && memeql_sec(a.data(), b.data(), a.size()) != 0;
 }
 
-}  // namespace
-
+/// \return the name in a Host header, without the port and in lower case
 std::string HostName(std::string_view host) {
     const std::size_t colon = host.rfind(':');
     const bool hasPort = colon != std::string_view::npos && colon + 1 < host.size() &&
@@ -38,13 +38,13 @@ std::string HostName(std::string_view host) {
     return Lower(hasPort ? host.substr(0, colon) : host);
 }
 
+}  // namespace
+
 Guard::Guard(std::vector<std::string> hosts, std::string token) : mToken(std::move(token)) {
     for (const std::string& host : hosts) mHosts.push_back(Lower(host));
 }
 
-bool Guard::Knows(std::string_view host) const {
-    return std::find(mHosts.begin(), mHosts.end(), HostName(host)) != mHosts.end();
-}
+bool Guard::Knows(std::string_view host) const { return std::ranges::find(mHosts, HostName(host)) != mHosts.end(); }
 
 std::string Guard::WhyNot(const Source& source) const {
     if (mToken.empty()) return "this service is read-only; \"zulctl serve --control\" takes orders";
@@ -71,8 +71,8 @@ std::string ReadToken(const std::string& path) {
         throw Failure(kUsage, "{}: no token can be read", path);
     if ((status.st_mode & (S_IWGRP | S_IRWXO)) != 0)
         throw Failure(kUsage, "{}: others may read the token; chmod 600 keeps it secret", path);
-    if (token.size() < kShortestToken || token.find_first_not_of("0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQ"
-                                                                 "RSTUVWXYZ-_") != std::string::npos) {
+    const auto allowed = [](unsigned char c) { return std::isalnum(c) != 0 || c == '-' || c == '_'; };
+    if (token.size() < kShortestToken || !std::ranges::all_of(token, allowed)) {
         throw Failure(kUsage, "{}: a token has {} or more letters, digits, - and _ on one line", path, kShortestToken);
     }
     return token;

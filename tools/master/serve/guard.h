@@ -17,9 +17,6 @@ struct Source {
     std::string token;        ///< X-Zulctl-Token
 };
 
-/// \return the name in a Host header, without the port and in lower case
-std::string HostName(std::string_view host);
-
 class Guard {
  public:
     /// \param hosts  names and addresses of this service
@@ -30,7 +27,6 @@ class Guard {
     bool Knows(std::string_view host) const;
     /// \return why an order is refused, or an empty text
     std::string WhyNot(const Source& source) const;
-    bool TakesOrders() const { return !mToken.empty(); }
 
  private:
     std::vector<std::string> mHosts;

@@ -1,18 +1,13 @@
 // httplib with its own stream: a deadline for the whole request, and a bound on the connections of a client.
 #include "serve/http_server.h"
 
-#include <httplib.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
-#include <list>
-#include <mutex>
-#include <thread>
 
 #include "output/failure.h"
 
@@ -22,6 +17,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr std::size_t kLargestHead = 16 << 10;  ///< bytes of request line and headers
+constexpr std::size_t kLargestBody = 4 << 10;
+constexpr auto kRequestTime = std::chrono::seconds(3);  ///< for a request to come in whole
+/// Connections of one client address that may wait for the client; one more closes the one that has waited longest.
+constexpr int kWaitingOfOne = 64;
 constexpr std::size_t kThreads = 2 * kWaitingOfOne;     ///< one slow client leaves half of them to the others
 constexpr int kBacklog = 512;                           ///< connections that the kernel keeps for the service
 constexpr auto kAnswerTime = std::chrono::seconds(20);  ///< for a client to take an answer
@@ -39,51 +39,10 @@ const httplib::Headers kHeaders = {
     {"Cache-Control", "no-store"},
 };
 
-/// Connections that wait for their clients to send or take bytes.
-class WaitingRoom {
- public:
-    /// Waits for an event until the deadline, or until the connection is closed in favour of another of its client.
-    bool Wait(socket_t fd, in_addr_t client, short events, Clock::time_point deadline) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        pollfd polled{fd, events, 0};
-        if (left <= 0) return false;
-        if (poll(&polled, 1, 0) == 1) return true;
-        Enter({fd, client});
-        const bool ready = poll(&polled, 1, static_cast<int>(left)) == 1;
-        Leave(fd);
-        return ready;
-    }
-
- private:
-    struct Connection {
-        socket_t fd;
-        in_addr_t client;
-    };
-
-    void Enter(const Connection& added) {
-        const auto isOfClient = [&](const Connection& one) { return one.client == added.client; };
-        const std::lock_guard lock(mMutex);
-        mConnections.push_back(added);
-        if (std::count_if(mConnections.begin(), mConnections.end(), isOfClient) <= kWaitingOfOne) return;
-        const auto oldest = std::find_if(mConnections.begin(), mConnections.end(), isOfClient);
-        ::shutdown(oldest->fd, SHUT_RDWR);  // wakes its thread, which closes it
-        mConnections.erase(oldest);
-    }
-
-    void Leave(socket_t fd) {
-        const std::lock_guard lock(mMutex);
-        mConnections.remove_if([&](const Connection& one) { return one.fd == fd; });
-    }
-
-    std::mutex mMutex;
-    std::list<Connection> mConnections;  ///< the one that has waited longest comes first
-};
-
 /// A connection whose request has a deadline and a size, whatever pieces it comes in.
 class BoundedStream final : public httplib::Stream {
  public:
-    BoundedStream(socket_t fd, WaitingRoom& room)
-        : mFd(fd), mRoom(room), mDeadline(Clock::now() + std::chrono::seconds(kRequestSeconds)) {
+    BoundedStream(socket_t fd, WaitingRoom& room) : mFd(fd), mRoom(room), mDeadline(Clock::now() + kRequestTime) {
         sockaddr_in peer{};
         socklen_t size = sizeof peer;
         if (getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &size) == 0) mClient = peer.sin_addr.s_addr;
@@ -130,12 +89,6 @@ class BoundedStream final : public httplib::Stream {
     char mBuffer[2048];
 };
 
-/// httplib's own options would let a second service bind the same port.
-void SetOptions(socket_t fd) {
-    const int yes = 1;
-    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-}
-
 }  // namespace
 
 void Answer(httplib::Response& response, int status, const std::string& body, const std::string& type) {
@@ -143,72 +96,81 @@ void Answer(httplib::Response& response, int status, const std::string& body, co
     response.set_content(body, type);
 }
 
-class HttpServer::Impl final : public httplib::Server {
- public:
-    /// httplib lets five connections wait, and the system resets what a busy service doesn't accept in time.
-    void LetMoreWait() { ::listen(svr_sock_, kBacklog); }
+bool WaitingRoom::Wait(socket_t fd, std::uint32_t client, short events, Clock::time_point deadline) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    pollfd polled{fd, events, 0};
+    if (left <= 0) return false;
+    if (poll(&polled, 1, 0) == 1) return true;
+    Enter({fd, client});
+    const bool ready = poll(&polled, 1, static_cast<int>(left)) == 1;
+    const std::lock_guard lock(mMutex);
+    mConnections.remove_if([&](const Connection& one) { return one.fd == fd; });
+    return ready;
+}
 
-    std::thread thread;
+void WaitingRoom::Enter(const Connection& added) {
+    const std::lock_guard lock(mMutex);
+    mConnections.push_back(added);
+    if (std::ranges::count(mConnections, added.client, &Connection::client) <= kWaitingOfOne) return;
+    const auto oldest = std::ranges::find(mConnections, added.client, &Connection::client);
+    ::shutdown(oldest->fd, SHUT_RDWR);  // wakes its thread, which closes it
+    mConnections.erase(oldest);
+}
 
- private:
-    bool process_and_close_socket(socket_t fd) override {
-        BoundedStream stream(fd, mRoom);
-        bool closed = false;
-        const bool done = process_request(stream, true, closed, [](httplib::Request& request) {
-            // Compressing costs more than sending, and ranges of a status make no sense.
-            request.headers.erase("Accept-Encoding");
-            request.ranges.clear();
-        });
-        ::shutdown(fd, SHUT_RDWR);
-        ::close(fd);
-        return done;
-    }
-
-    WaitingRoom mRoom;
-};
-
-HttpServer::HttpServer(std::function<bool(const httplib::Request&, httplib::Response&)> check, const Handler& handle)
-    : mpImpl(std::make_unique<Impl>()) {
-    httplib::Server& server = *mpImpl;
-    server.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
-    server.set_payload_max_length(kLargestBody);
-    server.set_default_headers(kHeaders);
-    server.set_tcp_nodelay(true);
-    server.set_socket_options(SetOptions);
+HttpServer::HttpServer(std::function<bool(const httplib::Request&, httplib::Response&)> check, const Handler& handle) {
+    new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
+    set_payload_max_length(kLargestBody);
+    set_default_headers(kHeaders);
+    set_tcp_nodelay(true);
+    // httplib's own options would let a second service bind the same port.
+    set_socket_options([](socket_t fd) {
+        const int yes = 1;
+        setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    });
     // Paths aren't given to httplib, which would take them for regular expressions and for files.
     const auto respond = [check = std::move(check), handle](const httplib::Request& request,
                                                             httplib::Response& response) {
-        if (!check(request, response)) return httplib::Server::HandlerResponse::Handled;
-        if (request.method == "POST") return httplib::Server::HandlerResponse::Unhandled;
+        if (!check(request, response)) return HandlerResponse::Handled;
+        if (request.method == "POST") return HandlerResponse::Unhandled;
         handle(request, response);
-        return httplib::Server::HandlerResponse::Handled;
+        return HandlerResponse::Handled;
     };
-    server.set_pre_routing_handler(respond);
+    set_pre_routing_handler(respond);
     // A request that is answered without its body gets no 100 (Continue).
-    server.set_expect_100_continue_handler([respond](const httplib::Request& request, httplib::Response& response) {
-        if (respond(request, response) == httplib::Server::HandlerResponse::Handled) return response.status;
+    set_expect_100_continue_handler([respond](const httplib::Request& request, httplib::Response& response) {
+        if (respond(request, response) == HandlerResponse::Handled) return response.status;
         return request.get_header_value<std::uint64_t>("Content-Length") > kLargestBody ? response.status = 413 : 100;
     });
-    server.Post("[^]*", handle);
+    Post("[^]*", handle);
 }
 
-HttpServer::~HttpServer() { Stop(); }
+HttpServer::~HttpServer() {
+    stop();
+    if (mThread.joinable()) mThread.join();
+}
 
 std::uint16_t HttpServer::Start(const Endpoint& at) {
     const std::string address = AddressText(at.address);
-    const int port = at.port == 0                             ? mpImpl->bind_to_any_port(address)
-                     : mpImpl->bind_to_port(address, at.port) ? at.port
-                                                              : -1;
+    const int port = at.port == 0 ? bind_to_any_port(address) : bind_to_port(address, at.port) ? at.port : -1;
     if (port <= 0) throw Failure(kUsage, "can't listen at " + EndpointText(at) + ": is another service there?");
-    mpImpl->LetMoreWait();
-    mpImpl->thread = std::thread([this] { mpImpl->listen_after_bind(); });
-    while (!mpImpl->is_running()) std::this_thread::yield();
+    // httplib lets five connections wait, and the system resets what a busy service doesn't accept in time.
+    ::listen(svr_sock_, kBacklog);
+    mThread = std::thread([this] { listen_after_bind(); });
+    while (!is_running()) std::this_thread::yield();
     return static_cast<std::uint16_t>(port);
 }
 
-void HttpServer::Stop() {
-    mpImpl->stop();
-    if (mpImpl->thread.joinable()) mpImpl->thread.join();
+bool HttpServer::process_and_close_socket(socket_t fd) {
+    BoundedStream stream(fd, mRoom);
+    bool closed = false;
+    const bool done = process_request(stream, true, closed, [](httplib::Request& request) {
+        // Compressing costs more than sending, and ranges of a status make no sense.
+        request.headers.erase("Accept-Encoding");
+        request.ranges.clear();
+    });
+    ::shutdown(fd, SHUT_RDWR);
+    ::close(fd);
+    return done;
 }
 
 }  // namespace zulctl::serve

@@ -31,9 +31,13 @@ class Hold {
 
 [[noreturn]] void Wrong(const char* key) { throw Failure(kUsage, std::string("\"") + key + "\" is missing or wrong"); }
 
-std::string TextOf(const Json& body, const char* key) {
-    if (!body.contains(key) || !body[key].is_string()) Wrong(key);
-    return body[key].get<std::string>();
+template <typename Value = std::string>
+Value FieldOf(const Json& body, const char* key) {
+    try {
+        return body.at(key).get<Value>();
+    } catch (const Json::exception&) {
+        Wrong(key);
+    }
 }
 
 /// \return a number from 0 to `most`, or nothing where it is null or missing
@@ -54,15 +58,11 @@ void RefuseTakenGroup(const BoardWatch& boards, const Endpoint& board, const End
 
 Json Start(const BoardWatch& boards, Client& client, const Json& body) {
     StreamChoice choice;
-    choice.to = TextOf(body, "to");
+    choice.to = FieldOf(body, "to");
     choice.slot = NumberOf(body, "slot", kStreamSlots - 1);
-    if (!body.contains("channels") || !body["channels"].is_array() || body["channels"].empty()) Wrong("channels");
-    for (const Json& channel : body["channels"]) {
-        if (!channel.is_string()) Wrong("channels");
-        choice.channels.push_back(channel.get<std::string>());
-    }
-    if (body.contains("whole") && !body["whole"].is_boolean()) Wrong("whole");
-    choice.whole = body.value("whole", false);
+    choice.channels = FieldOf<std::vector<std::string>>(body, "channels");
+    if (choice.channels.empty()) Wrong("channels");
+    choice.whole = body.contains("whole") && FieldOf<bool>(body, "whole");
     StreamRequest request = FindStream(client, choice);
     if (!request.slot) request.slot = FreeSlot(client, request.to);
     const std::string text = StartText(request);
@@ -87,7 +87,7 @@ Json Tell(Client& client, const std::string& text, const char* what) {
 }
 
 Json Play(const BoardWatch&, Client& client, const Json& body) {
-    const auto stream = ParseEndpoint(TextOf(body, "stream"));
+    const auto stream = ParseEndpoint(FieldOf(body, "stream"));
     if (!stream) Wrong("stream");
     std::optional<std::uint16_t> programme;
     if (const auto number = NumberOf(body, "programme", 0xFFFF)) programme = static_cast<std::uint16_t>(*number);
@@ -118,14 +118,12 @@ std::pair<int, std::string> Obey(BoardWatch& boards, const std::string& path, co
         try {
             const Json body = Json::parse(text, nullptr, false);
             if (!body.is_object()) throw Failure(kUsage, "an order is a JSON object");
-            const auto board = boards.Find(TextOf(body, "board"));
+            const auto board = boards.Find(FieldOf(body, "board"));
             if (!board || board->role != order.role)
                 throw Failure(kUsage, std::string("no ") + RoleName(order.role) + " is called that");
             const Hold hold(boards, board->at);
             Client client = boards.Connect(board->at);
-            Json done = {{"schema", order.schema}};
-            done.update(order.obey(boards, client, body));
-            return {200, done.dump()};
+            return {200, WithSchema(order.schema, order.obey(boards, client, body))};
         } catch (const TurnTaken& failure) {
             return {409, ErrorJson(failure.what())};
         } catch (const Failure& failure) {

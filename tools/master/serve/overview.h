@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,6 +28,7 @@ struct Overview {
     std::vector<Still> stills;  ///< one a stream, in their order
     const std::map<Endpoint, PlannedBoard>& plan;
     bool planIsPaused;
+    bool takesOrders;
 
     std::vector<StreamSource> SourcesOf(const Endpoint& group) const;
     /// \return receivers that play the group
@@ -42,13 +44,15 @@ struct Overview {
 const Channel* ChannelOf(const BoardState& board, std::uint16_t programme);
 
 /// \return "Mbit/s by the second" and everything else that the page shows: zulctl.overview/1
-std::string OverviewJson(const Overview& overview, bool takesOrders);
+std::string OverviewJson(const Overview& overview);
 /// \return the shape of `zulctl status --json`: zulctl.status/1
 std::string StatusJson(const Overview& overview);
 /// \return the shapes of `zulctl channels --json`, `guide --json` and `probe --json`
 std::string ChannelsJson(const BoardState& board);
 std::string GuideJson(const BoardState& board);
 std::string ProbeJson(const Measured& stream);
+/// \return the object with its schema in front, on one line
+std::string WithSchema(const char* schema, const nlohmann::ordered_json& body);
 /// \return {"schema": "zulctl.error/1", "error": text}
 std::string ErrorJson(const std::string& text);
 

@@ -118,20 +118,20 @@ Json JsonOf(const Overview& overview, std::size_t index) {
             {"history", HistoryOf(stream)}};
 }
 
+}  // namespace
+
 std::string WithSchema(const char* schema, const Json& body) {
     std::string text = JsonText(schema, body, -1);
     text.pop_back();
     return text;
 }
 
-}  // namespace
-
-std::string OverviewJson(const Overview& overview, bool takesOrders) {
+std::string OverviewJson(const Overview& overview) {
     Json boards = Json::array(), streams = Json::array();
     for (const BoardState& board : overview.boards) boards.push_back(JsonOf(board, overview));
     for (std::size_t n = 0; n < overview.streams.size(); ++n) streams.push_back(JsonOf(overview, n));
     return WithSchema("zulctl.overview/1", {{"time", UtcNow()},
-                                            {"takes_orders", takesOrders},
+                                            {"takes_orders", overview.takesOrders},
                                             {"history_seconds", kHistorySeconds},
                                             {"boards", boards},
                                             {"streams", streams}});

@@ -1,11 +1,11 @@
 // Paths and their answers.
 #include "serve/service.h"
 
-#include <httplib.h>
 #include <unistd.h>
 
 #include "output/failure.h"
 #include "page_files.h"
+#include "serve/http_server.h"
 #include "serve/orders.h"
 
 namespace zulctl::serve {
@@ -42,12 +42,13 @@ Service::Service(ServiceOptions options)
       mBoards(mOptions.watch),
       mStreams(mOptions.interfaceIndex),
       mStills(mStreams, mOptions.interfaceIndex, mOptions.stillsEvery),
-      mServer([this](const auto& request, auto& response) { return Check(request, response); },
-              [this](const auto& request, auto& response) { Handle(request, response); }) {}
+      mpServer(
+          std::make_unique<HttpServer>([this](const auto& request, auto& response) { return Check(request, response); },
+                                       [this](const auto& request, auto& response) { Handle(request, response); })) {}
 
-Service::~Service() { mServer.Stop(); }
+Service::~Service() = default;
 
-std::uint16_t Service::Start() { return mServer.Start(mOptions.listen); }
+std::uint16_t Service::Start() { return mpServer->Start(mOptions.listen); }
 
 void Service::Follow() { mStreams.Want(mBoards.Groups()); }
 
@@ -58,8 +59,7 @@ void Service::Run() {
     }
 }
 
-template <typename Make>
-std::shared_ptr<const std::string> Service::Fresh(Shared& shared, Make make) {
+std::shared_ptr<const std::string> Service::Fresh(Shared& shared, std::string (*make)(const Overview&)) {
     const std::lock_guard lock(shared.mutex);
     if (!shared.body || Clock::now() - shared.made > kFreshFor) {
         shared.body = std::make_shared<const std::string>(make(Take()));
@@ -70,7 +70,8 @@ std::shared_ptr<const std::string> Service::Fresh(Shared& shared, Make make) {
 
 Overview Service::Take() const {
     const bool paused = !mOptions.planPath.empty() && PlanIsPaused(mOptions.planPath);
-    Overview overview{Clock::now(), mBoards.Boards(), mStreams.Streams(), {}, mOptions.plan, paused};
+    Overview overview{Clock::now(),  mBoards.Boards(), mStreams.Streams(),     {},
+                      mOptions.plan, paused,           !mOptions.token.empty()};
     for (const Measured& stream : overview.streams) overview.stills.push_back(mStills.Of(stream.group));
     return overview;
 }
@@ -98,10 +99,7 @@ void Service::Handle(const httplib::Request& request, httplib::Response& respons
         const auto [status, body] = Obey(mBoards, request.path, request.body);
         return Answer(response, status, body);
     }
-    if (request.path == "/api/overview") {
-        const auto json = [&](const Overview& all) { return OverviewJson(all, mGuard.TakesOrders()); };
-        return Answer(response, 200, *Fresh(mOverview, json));
-    }
+    if (request.path == "/api/overview") return Answer(response, 200, *Fresh(mOverview, OverviewJson));
     if (request.path == "/metrics")
         return Answer(response, 200, *Fresh(mMetrics, MetricsText), "text/plain; version=0.0.4; charset=utf-8");
     if (request.path == "/api/status") return Answer(response, 200, StatusJson(Take()));

@@ -8,10 +8,16 @@
 #include <string>
 
 #include "serve/guard.h"
-#include "serve/http_server.h"
 #include "serve/overview.h"
 
+namespace httplib {
+struct Request;
+struct Response;
+}  // namespace httplib
+
 namespace zulctl::serve {
+
+class HttpServer;
 
 struct ServiceOptions {
     Endpoint listen;
@@ -43,8 +49,7 @@ class Service {
         std::shared_ptr<const std::string> body;
         Clock::time_point made{};
     };
-    template <typename Make>
-    std::shared_ptr<const std::string> Fresh(Shared& shared, Make make);
+    std::shared_ptr<const std::string> Fresh(Shared& shared, std::string (*make)(const Overview&));
     Overview Take() const;
 
     bool Check(const httplib::Request& request, httplib::Response& response) const;
@@ -60,7 +65,7 @@ class Service {
     StreamWatch mStreams;
     Stills mStills;
     Shared mOverview, mMetrics;
-    HttpServer mServer;
+    std::unique_ptr<HttpServer> mpServer;
 };
 
 }  // namespace zulctl::serve
