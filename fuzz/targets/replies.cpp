@@ -7,7 +7,6 @@
 #include "protocol/board_messages.h"
 #include "protocol/channels.h"
 #include "protocol/guide_reply.h"
-#include "protocol/language_list.h"
 #include "protocol/requests_text.h"
 #include "protocol/status.h"
 #include "stream/probe.h"

@@ -5,7 +5,6 @@
 #include "protocol/beacon.h"
 #include "protocol/board_messages.h"
 #include "protocol/guide_reply.h"
-#include "protocol/language_list.h"
 #include "protocol/requests_text.h"
 #include "protocol/status.h"
 
@@ -141,7 +140,7 @@ TEST(Replies, OfAnotherShapeAreRefused) {
         {Takes<ParseReceiverStatus>, {kTwoStreams, "KO\r\n"}},
         {Takes<ParseAddressSettings>, {"KO\r\n"}},
         {Takes<ParseBroadcastTime>,
-         {"TIME d3a4 2400 OK\r\n", "TIME d3a4 1960 OK\r\n", "TIME 1930 OK\r\n", "TIME fffffff 0000 OK\r\n"}},
+         {"TIME d3a4 2400 OK\r\n", "TIME d3a4 1960 OK\r\n", "TIME 1930 OK\r\n", "TIME 20000 0000 OK\r\n"}},
         {Takes<ParseVersion>, {"VERSOK\r\n", "VERS0.82.14", "VERS0.\x1b[2JOK\r\n", "KO\r\n"}},
         {Takes<ParseScanState>, {std::string(3, '\0'), "OK\r\n"}},
         {Takes<ParseUpgradeState>, {"UPGRSTATUS5 OK\r\n\r\n"}},
@@ -194,14 +193,14 @@ TEST(Replies, LanguageCodesComeFromTheAir) {
     const auto audio =
         ParseAudioLanguages("LANG 1a2b 3c4d eng00,spa03\r\nLANG 1 2 a,b00,12300,x01\r\nLANG 1 3 \r\nOK\r\n");
     ASSERT_TRUE(audio && audio->size() == 3);
-    EXPECT_EQ((*audio)[0].id, (ProgrammeId{0x1a2b, 0x3c4d}));
-    EXPECT_EQ((*audio)[0].entries[1].code, "spa");
-    EXPECT_EQ((*audio)[0].entries[1].type, 3);
-    ASSERT_EQ((*audio)[1].entries.size(), 3u);
-    EXPECT_EQ((*audio)[1].entries[0].code, "a,b");
-    EXPECT_EQ((*audio)[1].entries[2].code, "x");
-    EXPECT_TRUE((*audio)[2].entries.empty());
-    EXPECT_EQ((*ParseCaptionLanguages("SUB 1a2b 3c4d eng,fra\r\nOK\r\n"))[0].entries[1].code, "fra");
+    const auto &spanish = audio->at({0x1a2b, 0x3c4d}), &odd = audio->at({1, 2});
+    EXPECT_EQ(spanish[1].code, "spa");
+    EXPECT_EQ(spanish[1].type, 3);
+    ASSERT_EQ(odd.size(), 3u);
+    EXPECT_EQ(odd[0].code, "a,b");
+    EXPECT_EQ(odd[2].code, "x");
+    EXPECT_TRUE(audio->at({1, 3}).empty());
+    EXPECT_EQ(ParseCaptionLanguages("SUB 1a2b 3c4d eng,fra\r\nOK\r\n")->at({0x1a2b, 0x3c4d})[1].code, "fra");
 }
 
 TEST(Replies, StatusOfATransmitterMayBeCut) {
@@ -236,8 +235,7 @@ TEST(Replies, BroadcastTimeIsADayInHexadecimalAndMinutes) {
     const auto moment = ParseBroadcastTime("TIME d3a4 1930 OK\r\n");  // MJD 54180, counted from 17 November 1858
     ASSERT_TRUE(moment);
     EXPECT_EQ(*moment, sys_days(2007y / March / 21) + 19h + 30min);
-    EXPECT_EQ(MjdOf(*moment).day, 0xd3a4u);
-    EXPECT_EQ(MjdOf(*moment).hhmm, 1930u);
+    EXPECT_EQ(MjdText(*moment), "d3a4,1930");
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ std::string ChannelTable(const Output& out, const std::vector<Outcome<Done>>& ou
                                      channel.NumberText(),
                                      Escaped(channel.name),
                                      std::to_string(channel.tunerChannel),
-                                     fmt::format("{:04x}:{:04x}", channel.id.transportId, channel.id.programme),
+                                     ProgrammeText(channel.id),
                                      Cell(fmt::format("{} %", percent), percent >= 60 ? Style::kGood : Style::kWarn),
                                      kind(channel.videoType),
                                      kind(channel.audioType),

@@ -9,7 +9,7 @@
 #include "commands/commands.h"
 #include "commands/order.h"
 #include "output/escape.h"
-#include "protocol/language_list.h"
+#include "protocol/guide_reply.h"
 #include "protocol/requests_text.h"
 
 namespace zulctl {
@@ -43,8 +43,8 @@ void RequireLanguage(const Client& board, const std::vector<std::string>& wanted
     try {
         const auto programmes = ParseAudioLanguages(Client(board.Board(), options).Ask("LAN?"));
         if (!programmes) return;
-        for (const auto& programme : *programmes) {
-            for (const LanguageEntry& entry : programme.entries)
+        for (const auto& [id, entries] : *programmes) {
+            for (const LanguageEntry& entry : entries)
                 known.insert(entry.type == 0 ? entry.code : fmt::format("{}:{:x}", entry.code, entry.type));
         }
     } catch (const Failure&) {
@@ -69,6 +69,11 @@ void RunLanguage(Session& session, const LanguageChoice& choice) {
 struct Languages {
     std::vector<LanguageEntry> audio, captions;
 };
+
+std::string AudioTypeName(int type) {
+    constexpr const char* kNames[] = {"undefined", "clean effects", "hearing impaired", "visual impaired commentary"};
+    return type >= 0 && type < 4 ? kNames[type] : std::to_string(type);
+}
 
 /// Captions have type 0.
 std::string TextOf(const std::vector<LanguageEntry>& entries) {
@@ -99,14 +104,13 @@ void RunLanguages(Session& session) {
     const auto captions = ParseCaptionLanguages(captionReply);
     if (!audio || !captions) throw Failure(kNoAnswer, EndpointText(client.Board()) + " sends a damaged listing");
     std::map<ProgrammeId, Languages> programmes;
-    for (const auto& programme : *audio) programmes[programme.id].audio = programme.entries;
-    for (const auto& programme : *captions) programmes[programme.id].captions = programme.entries;
+    for (const auto& [id, entries] : *audio) programmes[id].audio = entries;
+    for (const auto& [id, entries] : *captions) programmes[id].captions = entries;
     Json list = Json::array();
     Table table({Left("TSID:PROG"), Elastic("AUDIO"), Elastic("CAPTIONS")});
     for (const auto& [id, languages] : programmes) {
         list.push_back(JsonOf(id, languages));
-        table.Add({fmt::format("{:04x}:{:04x}", id.transportId, id.programme), TextOf(languages.audio),
-                   TextOf(languages.captions)});
+        table.Add({ProgrammeText(id), TextOf(languages.audio), TextOf(languages.captions)});
     }
     session.out.Emit("zulctl.languages/1", {{"programmes", list}}, [&] { return session.out.Render(table); });
     if (programmes.empty()) session.out.Warning("the board has no programme before it: nothing is tuned or played");

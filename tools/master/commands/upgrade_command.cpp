@@ -109,7 +109,7 @@ Done Upgrade(Session& session, const Target& target, const Image& image, const U
     auto streams = NoteStreams(session, target, !choice.noWait);
     Send(session, target, client, image);
     Json body = {{"board", target.name}, {"file", choice.file}, {"bytes", image.Size()}, {"sha256", image.Sha256()}};
-    body["state"] = choice.noWait ? UpgradeStateName(kBurning) : "done";
+    body["state"] = choice.noWait ? "burning" : "done";
     body["version"] = Json();
     if (choice.noWait) return {body, "the board is burning the image"};
     const std::string version = Follow(session, target, client);

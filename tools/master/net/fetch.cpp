@@ -67,9 +67,7 @@ std::vector<GuideEvent> FetchNowAndNext(Client& client, const ProgrammeId& id, E
 }
 
 std::vector<GuideEvent> FetchMoment(Client& client, const ProgrammeId& id, Minutes moment, Ear* ear) {
-    const MjdTime time = MjdOf(moment);
-    return Fetch(client, fmt::format("EITI{:04x},{:04x},{:x},{:04}", id.transportId, id.programme, time.day, time.hhmm),
-                 ear);
+    return Fetch(client, fmt::format("EITI{:04x},{:04x},{}", id.transportId, id.programme, MjdText(moment)), ear);
 }
 
 std::vector<GuideEvent> FetchListing(Client& client, const ProgrammeId& id, std::chrono::minutes span, Ear* ear) {

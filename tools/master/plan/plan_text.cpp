@@ -35,7 +35,7 @@ PlannedBoard PlanOf(const std::string& board, const std::vector<StreamStatus>& s
     const auto nameOf = [&](const Channel& channel) {
         const auto same = std::ranges::count(channels, channel.number, &Channel::number);
         if (channel.number != 0 && same == 1) return channel.NumberText();
-        return fmt::format("{:04x}:{:04x}", channel.id.transportId, channel.id.programme);
+        return ProgrammeText(channel.id);
     };
     PlannedBoard plan{board, {}};
     for (const StreamStatus& stream : streams) {

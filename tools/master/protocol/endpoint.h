@@ -45,6 +45,8 @@ std::optional<Endpoint> ParseEndpoint(std::string_view text);
 /// \return the whole text as a number in base 10 or 16 that is no larger than `most`, or nothing
 std::optional<std::uint32_t> ParseNumber(std::string_view text, int base = 10, std::uint32_t most = 0xFFFFFFFF);
 
+/// \return "1a2b:3c4d"
+std::string ProgrammeText(const ProgrammeId& id);
 /// \return "1a2b:3c4d" read as transport and programme id. Throws Failure(kUsage).
 ProgrammeId ParseProgramme(const std::string& text);
 

@@ -1,4 +1,4 @@
-// Guide replies.
+// Guide replies and language listings.
 #include "protocol/guide_reply.h"
 
 #include "protocol/text_modes.h"
@@ -69,6 +69,43 @@ std::optional<GuideEvent> TakeEvent(TextWalk& reply) {
     return event;
 }
 
+constexpr std::size_t kCodeSize = 3;
+constexpr std::size_t kLeastTypeDigits = 2;
+
+/// Takes an entry; its code may hold any byte but 0, a comma or a digit too, and is shorter where the broadcast had a
+/// 0.
+std::optional<LanguageEntry> TakeLanguage(TextWalk& line, bool typed) {
+    for (std::size_t size = kCodeSize + 1; size-- > 0;) {
+        TextWalk walk = line;
+        LanguageEntry entry{walk.Exactly(size), 0};
+        const std::size_t before = walk.Rest().size();
+        if (typed) entry.type = walk.Small(255);
+        if (typed && before - walk.Rest().size() < kLeastTypeDigits) continue;
+        if (!walk.Ok() || !(walk.LooksAt(",") || walk.LooksAt("\r\n"))) continue;
+        line = walk;
+        return entry;
+    }
+    return std::nullopt;
+}
+
+std::optional<LanguageList> ParseLanguages(std::string_view reply, std::string_view head, bool typed) {
+    LanguageList list;
+    TextWalk walk(reply);
+    while (walk.Skip(head)) {
+        const ProgrammeId id{walk.Hex16(), walk.After(" ").Hex16()};
+        walk.Take(" ");
+        auto& entries = list[id];
+        for (bool more = !walk.LooksAt("\r\n"); more; more = walk.Skip(",")) {
+            const auto entry = TakeLanguage(walk, typed);
+            if (!entry) return std::nullopt;
+            entries.push_back(*entry);
+        }
+        walk.Take("\r\n");
+    }
+    walk.Take("OK\r\n");
+    return walk.AtEnd() ? std::optional(list) : std::nullopt;
+}
+
 }  // namespace
 
 std::optional<std::vector<GuideEvent>> ParseGuideReply(std::string_view text) {
@@ -78,6 +115,12 @@ std::optional<std::vector<GuideEvent>> ParseGuideReply(std::string_view text) {
     while (auto event = TakeEvent(walk)) events.push_back(*std::move(event));
     walk.Take("OK\r\n");
     return !events.empty() && walk.AtEnd() ? std::optional(events) : std::nullopt;
+}
+
+std::optional<LanguageList> ParseAudioLanguages(std::string_view reply) { return ParseLanguages(reply, "LANG ", true); }
+
+std::optional<LanguageList> ParseCaptionLanguages(std::string_view reply) {
+    return ParseLanguages(reply, "SUB ", false);
 }
 
 }  // namespace zulctl

@@ -5,17 +5,14 @@
 
 #include <ctime>
 
-#include "output/escape.h"
-
 namespace zulctl {
 
 namespace {
 
 /// Day 0 of the Modified Julian Date is 17 November 1858.
 constexpr std::chrono::sys_days kMjdEpoch = std::chrono::year{1858} / std::chrono::November / 17;
-constexpr std::uint32_t kLargestDay = 0xFFFFF;
-
-std::tm Calendar(Minutes moment) { return fmt::gmtime(std::chrono::seconds(moment.time_since_epoch()).count()); }
+/// In the year 2217: broadcasts count seconds from 1980 in 32 bits, and the system's clock ends in 2262.
+constexpr std::uint32_t kLargestDay = 0x1FFFF;
 
 }  // namespace
 
@@ -24,11 +21,9 @@ std::optional<Minutes> MomentOf(std::uint32_t day, std::uint32_t hhmm) {
     return kMjdEpoch + std::chrono::days(day) + std::chrono::hours(hhmm / 100) + std::chrono::minutes(hhmm % 100);
 }
 
-MjdTime MjdOf(Minutes moment) {
-    const auto day = std::chrono::floor<std::chrono::days>(moment);
-    const auto minutes = (moment - day).count();
-    return {static_cast<std::uint32_t>((day - kMjdEpoch).count()),
-            static_cast<std::uint32_t>(minutes / 60 * 100 + minutes % 60)};
+std::string MjdText(Minutes moment) {
+    const auto days = std::chrono::floor<std::chrono::days>(moment) - kMjdEpoch;
+    return fmt::format("{:x},{:%H%M}", days.count(), fmt::gmtime(moment));
 }
 
 Minutes LocalClock(Minutes moment) {
@@ -38,10 +33,8 @@ Minutes LocalClock(Minutes moment) {
     return moment + std::chrono::minutes(local.tm_gmtoff / 60);
 }
 
-std::string ClockText(Minutes moment) { return fmt::format("{:%H:%M}", Calendar(moment)); }
+std::string ClockText(Minutes moment) { return fmt::format("{:%H:%M}", fmt::gmtime(moment)); }
 
-std::string DateText(Minutes moment) { return fmt::format("{:%F %H:%M}", Calendar(moment)); }
-
-std::string UtcText(Minutes moment) { return UtcText(std::chrono::system_clock::time_point(moment)); }
+std::string DateText(Minutes moment) { return fmt::format("{:%F %H:%M}", fmt::gmtime(moment)); }
 
 }  // namespace zulctl

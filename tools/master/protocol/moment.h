@@ -8,24 +8,17 @@
 
 namespace zulctl {
 
-/// A moment of the broadcast, to the minute: "d3a4 1930" is a Modified Julian Date in hexadecimal and hours and minutes
-/// in UTC.
+/// A moment of the broadcast, to the minute.
 using Minutes = std::chrono::sys_time<std::chrono::minutes>;
-/// \param day  1 to 0xFFFFF   \param hhmm  hours * 100 + minutes, up to 2359
+/// \param day  Modified Julian Date, up to 0x1FFFF   \param hhmm  hours * 100 + minutes, up to 2359
 std::optional<Minutes> MomentOf(std::uint32_t day, std::uint32_t hhmm);
-/// The reverse: Modified Julian Date and hours * 100 + minutes.
-struct MjdTime {
-    std::uint32_t day;
-    std::uint32_t hhmm;
-};
-MjdTime MjdOf(Minutes moment);
+/// \return "d3a4,1930": the Modified Julian Date in hexadecimal, hours and minutes in UTC
+std::string MjdText(Minutes moment);
 /// \return what the clock of this machine's time zone shows at a moment; as a moment, for the texts below
 Minutes LocalClock(Minutes moment);
 /// \return "19:30"
 std::string ClockText(Minutes moment);
 /// \return "2026-03-01 19:30"
 std::string DateText(Minutes moment);
-/// \return "2026-03-01T19:30:00Z"
-std::string UtcText(Minutes moment);
 
 }  // namespace zulctl

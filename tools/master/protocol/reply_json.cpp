@@ -1,6 +1,8 @@
 // Channels, events and a board's status as JSON.
 #include "protocol/reply_json.h"
 
+#include "output/escape.h"
+
 namespace zulctl {
 
 using Json = nlohmann::ordered_json;

@@ -9,6 +9,7 @@
 #include "output/escape.h"
 #include "output/failure.h"
 #include "protocol/requests.h"
+#include "protocol/text_walk.h"
 
 namespace zulctl {
 
@@ -37,15 +38,15 @@ void CheckSlot(int slot) {
 
 /// "eng:3" as "eng,3".
 std::string LanguageFields(const std::string& text) {
-    const std::size_t colon = text.find(':');
-    const std::string code = text.substr(0, colon);
-    const auto type =
-        colon == std::string::npos ? std::optional<std::uint32_t>(0) : ParseNumber(text.substr(colon + 1), 16, 255);
-    const bool plain = std::ranges::all_of(code, [](unsigned char c) { return c > 0x20 && c < 0x7F && c != ','; });
-    if (code.size() != kLanguageSize || !plain || !type) {
+    TextWalk walk(text);
+    const std::string code = walk.Exactly(kLanguageSize);
+    const int type = walk.Skip(":") ? walk.Small(255, 16) : 0;
+    const bool plain =
+        std::ranges::all_of(code, [](unsigned char c) { return c > 0x20 && c < 0x7F && c != ',' && c != ':'; });
+    if (!walk.AtEnd() || !plain) {
         Wrong("\"{}\" isn't a language of three characters, with :TYPE in hexadecimal behind it or not", Escaped(text));
     }
-    return fmt::format("{},{:x}", code, *type);
+    return fmt::format("{},{:x}", code, type);
 }
 
 std::uint32_t Address(const std::string& text, const char* what) {
@@ -136,22 +137,16 @@ std::string FixedAddressText(const std::string& address, const std::string& gate
 }
 
 std::string SerialText(const std::string& settings) {
-    constexpr std::uint32_t kFastest = 4000000;
-    auto next = [rest = settings]() mutable {
-        const std::size_t comma = std::min(rest.find(','), rest.size());
-        const std::string field = rest.substr(0, comma);
-        rest.erase(0, comma + 1);
-        return field;
-    };
-    const auto baud = ParseNumber(next(), 10, kFastest), bits = ParseNumber(next(), 10, 8);
-    std::string parity = next();
-    const auto stop = ParseNumber(next(), 10, 2);
-    for (char& c : parity) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    const bool known = parity.size() == 1 && std::string("NEO").find(parity) != std::string::npos;
-    if (!baud || *baud == 0 || !bits || *bits < 5 || !known || !stop || *stop == 0 || !next().empty()) {
+    constexpr int kFastest = 4000000;
+    TextWalk walk(settings);
+    const int baud = walk.Small(kFastest), bits = walk.After(",").Small(8);
+    const char parity = static_cast<char>(std::toupper(static_cast<unsigned char>(walk.After(",").Exactly(1)[0])));
+    const int stop = walk.After(",").Small(2);
+    const bool known = parity == 'N' || parity == 'E' || parity == 'O';
+    if (!walk.AtEnd() || baud == 0 || bits < 5 || !known || stop == 0) {
         Wrong("\"{}\" isn't BAUD,BITS,PARITY,STOPBITS such as 9600,8,N,1", Escaped(settings));
     }
-    return fmt::format("SUART{},{},{},{}", *baud, *bits, parity, *stop);
+    return fmt::format("SUART{},{},{},{}", baud, bits, parity, stop);
 }
 
 std::string RemoteText(const std::string& code) {

@@ -148,9 +148,4 @@ std::optional<int> ParseUpgradeState(std::string_view reply) {
     return walk.Ok() ? std::optional(state) : std::nullopt;
 }
 
-const char* UpgradeStateName(int state) {
-    constexpr const char* kNames[] = {"idle", "downloading", "burning", "download failed", "burn failed"};
-    return state >= 0 && state < 5 ? kNames[state] : "unknown";
-}
-
 }  // namespace zulctl

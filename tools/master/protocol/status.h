@@ -87,6 +87,5 @@ const char* ScanStateName(ScanState::State state);
 enum UpgradeState { kUpgradeIdle = 0, kDownloading = 1, kBurning = 2, kDownloadFailed = 3, kBurnFailed = 4 };
 /// \return the state of "UPGRSTATUS1 OK"
 std::optional<int> ParseUpgradeState(std::string_view reply);
-const char* UpgradeStateName(int state);
 
 }  // namespace zulctl

@@ -29,6 +29,8 @@ class TextWalk {
         return *this;
     }
     bool LooksAt(std::string_view text) const { return mOk && mRest.starts_with(text); }
+    /// Takes a fixed text where it comes next. \return whether it did
+    bool Skip(std::string_view text) { return LooksAt(text) && Take(text); }
 
     /// Takes digits, at least one and at most `longest`; a sign isn't one.
     std::uint32_t Number(int base = 10, std::size_t longest = 10) {
