@@ -17,14 +17,12 @@ using namespace std::chrono_literals;
 class FarEnd {
  public:
     FarEnd() {
-        mCommands.Bind(0, kHere);
+        mCommands.Bind(6002, kHere);
         mOther.Bind(0, kHere);
     }
-    Endpoint At() const { return {kHere, mCommands.Port()}; }
+    static Endpoint At() { return {kHere, 6002}; }
     std::string Request(std::chrono::milliseconds howLong = 2s) {
-        UdpSocket* const sockets[] = {&mCommands};
-        if (!WaitForAny(sockets, Clock::now() + howLong)) return {};
-        const auto datagram = mCommands.Take();
+        const auto datagram = mCommands.Next(Clock::now() + howLong);
         if (datagram) mPeer = datagram->from;
         return datagram ? datagram->bytes : "";
     }

@@ -33,10 +33,8 @@ class PlayedBoard {
         return request.starts_with("EIT") || request.starts_with("LAN?") || request.starts_with("SUB?");
     }
     void Serve(const std::stop_token& stop) {
-        UdpSocket* const sockets[] = {&mSocket};
         while (!stop.stop_requested()) {
-            if (!WaitForAny(sockets, Clock::now() + std::chrono::milliseconds(50))) continue;
-            const auto datagram = mSocket.Take();
+            const auto datagram = mSocket.Next(Clock::now() + std::chrono::milliseconds(50));
             if (!datagram) continue;
             const std::lock_guard lock(mMutex);
             ++mAsked[datagram->bytes];

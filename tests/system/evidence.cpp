@@ -51,12 +51,8 @@ PacketsByPid SortPackets(const std::vector<std::uint8_t>& stream) {
     return pids;
 }
 
-GroupListener::GroupListener(const std::string& group, std::uint16_t port) {
-    mSocket.ShareAddress();
-    mSocket.WantBuffer(kReceiveBuffer);
-    mSocket.Bind(port, *zulctl::ParseAddress(group));
-    if (!mSocket.Join(*zulctl::ParseAddress(group))) throw std::runtime_error("can't join " + group);
-}
+GroupListener::GroupListener(const std::string& group, std::uint16_t port)
+    : mSocket(zulctl::StreamSocket({*zulctl::ParseAddress(group), port}, 0, kReceiveBuffer)) {}
 
 void GroupListener::Drain() {
     while (mSocket.Take()) {
@@ -64,14 +60,10 @@ void GroupListener::Drain() {
 }
 
 std::vector<zulctl::Datagram> GroupListener::Gather(std::size_t bytes, Milliseconds limit) {
-    zulctl::UdpSocket* const sockets[] = {&mSocket};
     std::vector<zulctl::Datagram> datagrams;
     for (std::size_t size = 0; size < bytes;) {
-        auto datagram = mSocket.Take();
-        if (!datagram) {
-            if (!zulctl::WaitForAny(sockets, zulctl::Clock::now() + limit)) break;
-            continue;
-        }
+        auto datagram = mSocket.Next(zulctl::Clock::now() + limit);
+        if (!datagram) break;
         size += datagram->bytes.size();
         datagrams.push_back(std::move(*datagram));
     }

@@ -8,7 +8,6 @@
 #include "commands/commands.h"
 #include "doctor/diagnosis.h"
 #include "doctor/screen.h"
-#include "net/each_board.h"
 #include "output/escape.h"
 
 namespace zulctl {

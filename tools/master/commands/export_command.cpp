@@ -5,7 +5,6 @@
 
 #include "commands/commands.h"
 #include "export/lineup.h"
-#include "net/each_board.h"
 #include "net/fetch.h"
 #include "output/escape.h"
 #include "plan/plan.h"

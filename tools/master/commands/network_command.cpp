@@ -38,13 +38,37 @@ void Show(Session& session) {
     });
 }
 
-std::optional<FoundBoard> Await(Session& session, const SoughtBoard& sought, bool wake, std::chrono::seconds usual) {
+/// The MAC address in a board's beacon text. Throws Failure where it doesn't answer or has none.
+std::string MacOf(Client& client) {
+    const auto beacon = ParseBeacon(client.Ask("ZUL"));
+    if (!beacon || beacon->mac.empty())
+        throw Failure(kNoAnswer, EndpointText(client.Board()) + " doesn't tell its MAC address");
+    return beacon->mac;
+}
+
+/// Listens for the beacon of a board.
+/// \param address  where it has to be; nothing: anywhere
+/// \param wake     requests beacons repeatedly; without it the first beacon is that of a start
+std::optional<FoundBoard> WaitForBeacon(Session& session, const std::string& mac, std::optional<std::uint32_t> address,
+                                        bool wake, std::chrono::seconds usual) {
     const auto limit = session.Timeout() ? std::chrono::ceil<std::chrono::seconds>(*session.Timeout()) : usual;
-    return WaitForBeacon(session.Discovery(), sought, wake, limit, [&](std::chrono::seconds passed) {
+    DiscoverOptions options = session.Discovery();
+    options.known.clear();
+    options.time = 1s;
+    const auto start = Clock::now();
+    std::optional<FoundBoard> found;
+    for (int turn = 0; !found && Clock::now() - start < limit && !Interrupted(); ++turn) {
+        const auto passed = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - start);
         session.out.Progress(
             fmt::format("waiting for the board's beacon, {} of {} s...", passed.count(), limit.count()));
-        return true;
-    });
+        options.wake = wake && turn % 5 == 0;
+        Discover(options, [&](const FoundBoard& board) {
+            const bool isThere = !address || board.at.address == *address;
+            if (board.beacon.mac == mac && !board.probed && isThere) found = board;
+            return !found;
+        });
+    }
+    return found;
 }
 
 void Report(Session& session, const char* schema, Json body, const Target& target,
@@ -78,7 +102,7 @@ void Change(Session& session, const std::string& request, std::optional<std::uin
     if (IsKo(answers)) throw Failure(kRefused, target.name + " refuses the addresses");
     // A board may send from its old address for a while.
     Report(session, "zulctl.network_change/1", {{"board", target.name}}, target,
-           Await(session, {mac, address}, true, kAddressPatience), "is now");
+           WaitForBeacon(session, mac, address, true, kAddressPatience), "is now");
 }
 
 void RunNetwork(Session& session, const NetworkChoice& choice) {
@@ -100,7 +124,7 @@ void RunReset(Session& session, bool noWait) {
     }
     // The request silenced the board's beacon: the next one is sent at start-up.
     Report(session, "zulctl.reset/1", {{"board", target.name}, {"waited", true}}, target,
-           Await(session, {mac, std::nullopt}, false, kRestartPatience), "has restarted");
+           WaitForBeacon(session, mac, std::nullopt, false, kRestartPatience), "has restarted");
     if (streams) RestoreStreams(session, *streams);
 }
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "export/lineup.h"
-#include "net/each_board.h"
+#include "net/session.h"
 #include "protocol/channels.h"
 
 namespace zulctl {

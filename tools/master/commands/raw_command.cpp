@@ -3,6 +3,7 @@
 
 #include "commands/commands.h"
 #include "output/escape.h"
+#include "protocol/channels.h"
 
 namespace zulctl {
 
@@ -26,10 +27,8 @@ void RunRaw(Session& session, const RawChoice& choice) {
     Client client = session.Connect(std::nullopt);
     std::vector<RawAnswer> answers;
     if (choice.listen.empty()) {
-        const bool many = BeginsWith(request, "SCAL");
-        answers.push_back({many ? client.AskMany(request, [](std::string_view piece) { return piece.ends_with('\0'); })
-                                : client.Ask(request),
-                           KindOf(request).route == Route::kForwarded});
+        const auto isLast = BeginsWith(request, "SCAL") ? EndsScalReport : Client::IsLast();
+        answers.push_back({client.Ask(request, nullptr, isLast), KindOf(request).route == Route::kForwarded});
     } else {
         client.Listen(request, ParseSpan(choice.listen), [&](const Datagram& datagram) {
             answers.push_back({datagram.bytes, datagram.from.port != client.Board().port});

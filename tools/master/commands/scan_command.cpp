@@ -68,7 +68,7 @@ class Follower {
         while (!mEnded) {
             Show();
             if (MustStop()) Stop();
-            if (const auto message = mEar.Next(Clock::now() + kChannelPoll)) {
+            if (const auto message = mEar.Socket().Next(Clock::now() + kChannelPoll)) {
                 lastSign = Clock::now();
                 Take(message->bytes);
             } else if (!Interrupted() && Poll()) {

@@ -5,7 +5,6 @@
 #include <algorithm>
 
 #include "commands/commands.h"
-#include "net/each_board.h"
 #include "output/escape.h"
 #include "protocol/reply_json.h"
 

@@ -28,7 +28,7 @@ constexpr auto kStatePoll = 2s;
 
 void Confirm(Output& out, const std::vector<Target>& targets, const UpgradeChoice& choice, const Image& image) {
     std::string what =
-        fmt::format("image   {}, {} bytes\nsha256  {}", Escaped(choice.file), image.Size(), image.Sha256());
+        fmt::format("image   {}, {} bytes\nsha256  {}", Escaped(choice.file), image.bytes.size(), image.sha256);
     for (const Target& target : targets)
         what +=
             fmt::format("\nboard   {}, {} at {}", RoleName(target.role), Escaped(target.name), EndpointText(target.at));
@@ -50,10 +50,10 @@ void Send(Session& session, const Target& target, Client& client, const Image& i
                 session.out.Warning(
                     fmt::format("{}: an answer was lost; attempt {} from the first byte", target.name, attempt + 1));
             lastAttempt = attempt;
-            const double part = static_cast<double>(bytes) / static_cast<double>(image.Size());
+            const double part = static_cast<double>(bytes) / static_cast<double>(image.bytes.size());
             const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
             session.out.Progress(fmt::format("{}  {} {:3.0f} %  {} of {} bytes, {:.0f} kB/s", target.name,
-                                             Bar(part, 30), part * 100, bytes, image.Size(),
+                                             Bar(part, 30), part * 100, bytes, image.bytes.size(),
                                              seconds > 0 ? static_cast<double>(bytes) / 1000 / seconds : 0));
             return !Interrupted();
         });
@@ -61,7 +61,7 @@ void Send(Session& session, const Target& target, Client& client, const Image& i
     } catch (const Failure& failure) {
         throw Failure(failure.code,
                       "{}. {} has taken {} of {} bytes and keeps its version; upgrade it again, or reset it",
-                      failure.what(), target.name, taken, image.Size());
+                      failure.what(), target.name, taken, image.bytes.size());
     }
 }
 
@@ -108,7 +108,8 @@ Done Upgrade(Session& session, const Target& target, const Image& image, const U
     Client client = session.Connect(target);
     auto streams = NoteStreams(session, target, !choice.noWait);
     Send(session, target, client, image);
-    Json body = {{"board", target.name}, {"file", choice.file}, {"bytes", image.Size()}, {"sha256", image.Sha256()}};
+    Json body = {
+        {"board", target.name}, {"file", choice.file}, {"bytes", image.bytes.size()}, {"sha256", image.sha256}};
     body["state"] = choice.noWait ? "burning" : "done";
     body["version"] = Json();
     if (choice.noWait) return {body, "the board is burning the image"};
@@ -119,7 +120,7 @@ Done Upgrade(Session& session, const Target& target, const Image& image, const U
 }
 
 void RunUpgrade(Session& session, const UpgradeChoice& choice) {
-    const Image image(choice.file);
+    const Image image = ReadImage(choice.file);
     const auto targets = session.Addressed(std::nullopt);
     for (const Target& target : targets) RefuseWhileBurning(session, target);
     Confirm(session.out, targets, choice, image);

@@ -21,7 +21,6 @@ using enum Diagnosis::Level;
 
 constexpr double kSlowReply = 0.25;                  // seconds; a version request needs no work from the board
 constexpr std::chrono::seconds kQueryInterval{125};  // RFC 2236, 8.2
-constexpr std::uint32_t kWantedBuffer = 4 << 20;
 constexpr const char* kSetRoute = "ip route add 224.0.0.0/4 dev INTERFACE, or --interface";
 
 /// \return interfaces other than loopback
@@ -107,14 +106,14 @@ Diagnosis ExaminePort(std::uint16_t port) {
 
 Diagnosis ExamineBuffer() {
     const std::uint32_t most = SystemNumber("net/core/rmem_max");
-    if (most == 0 || most >= kWantedBuffer)
+    if (most == 0 || most >= kStreamBuffer)
         return {"buffer", kGood, "a judge of streams gets the receive buffer that it wants"};
     return {
         "buffer", kNote,
         fmt::format(
             "a receive buffer has {} kB at most: \"zulctl probe\" by an ordinary user may lose datagrams of its own",
             most / 1024),
-        fmt::format("sysctl -w net.core.rmem_max={}", kWantedBuffer)};
+        fmt::format("sysctl -w net.core.rmem_max={}", kStreamBuffer)};
 }
 
 Diagnosis ExamineBeacon(const BoardHealth& board) {

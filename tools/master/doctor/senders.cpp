@@ -3,7 +3,6 @@
 
 #include <fmt/format.h>
 
-#include "net/each_board.h"
 #include "net/fetch.h"
 #include "output/escape.h"
 
@@ -27,11 +26,8 @@ Heard Listen(const Endpoint& group, int interfaceIndex, std::chrono::millisecond
     UdpSocket socket = StreamSocket(group, interfaceIndex);
     Heard heard;
     StreamProbe probe;
-    UdpSocket* const sockets[] = {&socket};
     const auto deadline = Clock::now() + howLong;
-    while (WaitForAny(sockets, deadline) && Clock::now() < deadline) {
-        const auto datagram = socket.Take();
-        if (!datagram) continue;
+    for (auto datagram = socket.Next(deadline); datagram && Clock::now() < deadline; datagram = socket.Next(deadline)) {
         heard.sources.insert(datagram->from.address);
         probe.Add({reinterpret_cast<const std::uint8_t*>(datagram->bytes.data()), datagram->bytes.size()},
                   datagram->arrived);

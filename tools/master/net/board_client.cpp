@@ -38,14 +38,6 @@ Failure WrongRole(const std::string& board, Role is, Role wanted) {
 Ear::Ear(std::uint32_t board, const ClientOptions& options, Clock::time_point deadline)
     : mTurn(LockName("ear", options, board, 0), deadline), mSocket(SharedSocket({board, 0}, options)) {}
 
-std::optional<Datagram> Ear::Next(Clock::time_point deadline) {
-    UdpSocket* const sockets[] = {&mSocket};
-    while (WaitForAny(sockets, deadline)) {
-        if (auto datagram = mSocket.Take()) return datagram;
-    }
-    return std::nullopt;
-}
-
 Client::Turn::Turn(const Endpoint& board, const ClientOptions& options, Clock::time_point deadline)
     : lock(LockName("turn", options, board.address, board.port), deadline), socket(SharedSocket(board, options)) {}
 
@@ -77,7 +69,7 @@ std::optional<Datagram> Client::Await(Turn& turn, Ear* ear, std::string_view req
     return std::nullopt;
 }
 
-std::string Client::Ask(std::string_view request, Ear* ear) {
+std::string Client::Ask(std::string_view request, Ear* ear, const IsLast& isLast) {
     const RequestKind& kind = KindOf(request);
     const auto patience = Patience(kind);
     std::optional<Ear> own;
@@ -88,7 +80,11 @@ std::string Client::Ask(std::string_view request, Ear* ear) {
         for (int tries = kind.tries; tries > 0 && !Interrupted(); --tries) {
             while (turn.socket.Take()) continue;  // late answers to the previous try
             turn.socket.Send(request, mBoard);
-            if (auto answer = Await(turn, ear, request, Clock::now() + patience)) return std::move(answer->bytes);
+            std::string answer;
+            while (const auto piece = Await(turn, ear, request, Clock::now() + patience)) {
+                answer += piece->bytes;
+                if (!isLast || isLast(piece->bytes) || IsKo(piece->bytes)) return answer;
+            }
         }
         if (turn.refused && !Interrupted()) NobodyListens();
     }
@@ -127,9 +123,7 @@ void Client::CheckRole() {
     UdpSocket socket(mOptions.recorder);
     socket.Bind(0, mOptions.localAddress);
     socket.Send("ZUL", {mBoard.address, CommandPort(other)});
-    UdpSocket* const sockets[] = {&socket};
-    if (!WaitForAny(sockets, Clock::now() + std::min(kPatience, mOptions.timeout.value_or(kPatience)))) return;
-    const auto datagram = socket.Take();
+    const auto datagram = socket.Next(Clock::now() + std::min(kPatience, mOptions.timeout.value_or(kPatience)));
     const auto beacon = datagram ? ParseBeacon(datagram->bytes) : std::nullopt;
     if (beacon && beacon->role == other) throw WrongRole(AddressText(mBoard.address), other, wanted);
 }
@@ -141,21 +135,6 @@ void Client::NobodyListens() {
 void Client::Order(std::string_view request, const std::string& what) {
     const std::string answer = Ask(request);
     if (!IsOk(answer)) throw Failure(kRefused, "{} refuses {}", EndpointText(mBoard), what);
-}
-
-std::string Client::AskMany(std::string_view request, const std::function<bool(std::string_view)>& isLast) {
-    const RequestKind& kind = KindOf(request);
-    for (int tries = kind.tries; tries > 0; --tries) {
-        Turn turn(mBoard, mOptions, Clock::now() + Patience(kind));
-        turn.socket.Send(request, mBoard);
-        std::string all;
-        while (auto piece = Await(turn, nullptr, request, Clock::now() + Patience(kind))) {
-            all += piece->bytes;
-            if (IsKo(piece->bytes) || isLast(piece->bytes)) return all;
-        }
-        if (Interrupted()) throw Failure(kNoAnswer, "interrupted");
-    }
-    ExplainSilence(request, kind);
 }
 
 void Client::Tell(std::string_view request) {

@@ -55,9 +55,6 @@ class PortLock {
 class Ear {
  public:
     Ear(std::uint32_t board, const ClientOptions& options, Clock::time_point deadline);
-
-    /// \return the next message, or nothing at the deadline or after an interrupt
-    std::optional<Datagram> Next(Clock::time_point deadline);
     UdpSocket& Socket() { return mSocket; }
 
  private:
@@ -73,17 +70,15 @@ class Client {
     const Endpoint& Board() const { return mBoard; }
     const ClientOptions& Options() const { return mOptions; }
 
+    using IsLast = std::function<bool(std::string_view datagram)>;
+
     /// Sends a request and returns the reply, whatever it says. Retries only where its kind allows.
-    /// \param ear  receives forwarded replies; null: one is created for the request
+    /// \param ear     receives forwarded replies; null: one is created for the request
+    /// \param isLast  whether a datagram ends a reply of several, which are joined; null: the first one does
     /// Throws Failure(kNoAnswer) with the reason, as far as known.
-    std::string Ask(std::string_view request, Ear* ear = nullptr);
+    std::string Ask(std::string_view request, Ear* ear = nullptr, const IsLast& isLast = nullptr);
     /// As Ask; throws Failure(kRefused) unless the answer is "OK".
     void Order(std::string_view request, const std::string& what);
-    /// As Ask, for an answer in several datagrams.
-    /// \param isLast  whether a datagram ends the answer
-    /// \return all datagrams joined
-    std::string AskMany(std::string_view request, const std::function<bool(std::string_view)>& isLast);
-
     /// Sends a request and doesn't wait: its effect is seen elsewhere.
     void Tell(std::string_view request);
 

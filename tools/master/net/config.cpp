@@ -14,55 +14,69 @@ namespace zulctl {
 
 namespace {
 
-[[noreturn]] void Wrong(const std::string& path, const toml::node& node, const std::string& what) {
-    throw Failure(kUsage, "{}:{}: {}", path, node.source().begin.line, what);
+template <typename... Args>
+[[noreturn]] void Wrong(const toml::node& node, fmt::format_string<Args...> what, Args&&... args) {
+    throw Failure(kUsage, "{}:{}: {}", *node.source().path, node.source().begin.line,
+                  fmt::format(what, std::forward<Args>(args)...));
 }
 
-std::string TextOf(const std::string& path, const toml::node& node, std::string_view key) {
+std::string TextOf(const toml::node& node, std::string_view key) {
     const auto text = node.value<std::string>();
-    if (!text) Wrong(path, node, fmt::format("{} must be a text", key));
+    if (!text) Wrong(node, "{} must be a text", key);
     return *text;
 }
 
-NamedBoard ReadBoard(const std::string& path, std::string name, const toml::node& node) {
+NamedBoard ReadBoard(const std::string& name, const toml::node& node) {
     const toml::table* table = node.as_table();
-    if (table == nullptr) Wrong(path, node, "a board is a table with an address");
-    NamedBoard board{std::move(name), 0, 0, std::nullopt};
+    if (table == nullptr) Wrong(node, "a board is a table with an address");
+    NamedBoard board{name, {}, {}, {}};
     for (const auto& [key, value] : *table) {
-        if (key != "address" && key != "role") Wrong(path, value, fmt::format("a board has no \"{}\"", key.str()));
-        const std::string text = TextOf(path, value, key.str());
+        if (key != "address" && key != "role") Wrong(value, "a board has no \"{}\"", key.str());
+        const std::string text = TextOf(value, key.str());
         if (key == "address") {
-            const auto endpoint = ParseEndpoint(text);
-            const auto address = endpoint ? std::optional(endpoint->address) : ParseAddress(text);
-            if (!address) Wrong(path, value, fmt::format("\"{}\" isn't an IPv4 address", text));
-            board.address = *address;
-            board.port = endpoint ? endpoint->port : std::uint16_t{0};
+            const auto found = BoardAt(name, text);
+            if (!found) Wrong(value, "\"{}\" isn't an IPv4 address", text);
+            board = *found;  // before the role: keys are sorted, and a usual port decides
         } else {
-            if (text != "transmitter" && text != "receiver") Wrong(path, value, "a role is transmitter or receiver");
-            board.role = text == "transmitter" ? Role::kTransmitter : Role::kReceiver;
+            if (text != "transmitter" && text != "receiver") Wrong(value, "a role is transmitter or receiver");
+            if (!board.role) board.role = text == "transmitter" ? Role::kTransmitter : Role::kReceiver;
         }
     }
-    if (board.address == 0) Wrong(path, node, fmt::format("board {} has no address", board.name));
+    if (board.address == 0) Wrong(node, "board {} has no address", name);
     return board;
 }
 
-void ReadKey(const std::string& path, Config& config, std::string_view key, const toml::node& node) {
+void ReadKey(Config& config, std::string_view key, const toml::node& node) {
     if (key == "interface") {
-        config.interfaceName = TextOf(path, node, key);
+        config.interfaceName = TextOf(node, key);
     } else if (key == "local_port") {
         const auto port = node.value<std::int64_t>();
-        if (!port || *port < 1 || *port > 65535) Wrong(path, node, "local_port is a number from 1 to 65535");
+        if (!port || *port < 1 || *port > 65535) Wrong(node, "local_port is a number from 1 to 65535");
         config.localPort = static_cast<std::uint16_t>(*port);
     } else if (key == "boards" && node.is_table()) {
-        for (const auto& [name, board] : *node.as_table()) {
-            config.boards.push_back(ReadBoard(path, std::string(name.str()), board));
-        }
+        for (const auto& [name, board] : *node.as_table())
+            config.boards.push_back(ReadBoard(std::string(name.str()), board));
     } else {
-        Wrong(path, node, fmt::format("\"{}\" isn't known here", key));
+        Wrong(node, "\"{}\" isn't known here", key);
     }
 }
 
 }  // namespace
+
+std::optional<NamedBoard> BoardAt(const std::string& name, const std::string& text) {
+    NamedBoard board{name, 0, 0, std::nullopt};
+    if (const auto endpoint = ParseEndpoint(text)) {
+        board.address = endpoint->address, board.port = endpoint->port;
+    } else if (const auto address = ParseAddress(text)) {
+        board.address = *address;
+    } else {
+        return std::nullopt;
+    }
+    for (const Role role : {Role::kTransmitter, Role::kReceiver}) {
+        if (board.port == CommandPort(role)) board.role = role;
+    }
+    return board;
+}
 
 const NamedBoard* Config::Find(const std::string& name) const {
     const auto found = std::ranges::find(boards, name, &NamedBoard::name);
@@ -81,7 +95,7 @@ Config ReadConfig(const std::string& path) {
     Config config;
     try {
         const toml::table file = toml::parse_file(path);
-        for (const auto& [key, node] : file) ReadKey(path, config, key.str(), node);
+        for (const auto& [key, node] : file) ReadKey(config, key.str(), node);
     } catch (const toml::parse_error& error) {
         const auto line = error.source().begin.line;  // 0 for a file that can't be opened
         throw Failure(kUsage, "{}{}: {}", path, line > 0 ? fmt::format(":{}", line) : "", error.description());

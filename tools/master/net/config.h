@@ -25,6 +25,9 @@ struct NamedBoard {
     Endpoint At(Role as) const { return {address, port != 0 ? port : CommandPort(as)}; }
 };
 
+/// \return the board at "10.0.0.5" or "10.0.0.5:5000", whose role follows from a usual port; nothing for another text
+std::optional<NamedBoard> BoardAt(const std::string& name, const std::string& text);
+
 struct Config {
     std::string interfaceName;
     std::optional<std::uint16_t> localPort;

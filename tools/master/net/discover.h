@@ -1,5 +1,4 @@
-/// Finds boards: beacons on all interfaces, a restart request that makes silent boards send one, direct probes. Waits
-/// for those that change their address or restart.
+/// Finds boards: beacons on all interfaces, a restart request that makes silent boards send one, direct probes.
 #pragma once
 
 #include <functional>
@@ -41,21 +40,5 @@ void Discover(const DiscoverOptions& options, const std::function<bool(const Fou
 
 /// \return each board once, by address and port
 std::vector<FoundBoard> DiscoverAll(const DiscoverOptions& options);
-
-struct SoughtBoard {
-    std::string mac;
-    std::optional<std::uint32_t> address;  ///< nothing: anywhere
-};
-
-/// Listens for the beacon of a board.
-/// \param wake      requests beacons repeatedly; without it the first beacon is that of a start
-/// \param progress  called about once a second; false gives up
-/// \return where the board is heard, or nothing when the time is up
-std::optional<FoundBoard> WaitForBeacon(const DiscoverOptions& options, const SoughtBoard& sought, bool wake,
-                                        std::chrono::seconds limit,
-                                        const std::function<bool(std::chrono::seconds passed)>& progress);
-
-/// \return the MAC address in a board's beacon text. Throws Failure where it doesn't answer or has none
-std::string MacOf(Client& client);
 
 }  // namespace zulctl

@@ -33,7 +33,7 @@ std::vector<Channel> FetchChannels(Client& client) {
     std::string last;
     for (int tries = 0; tries < kMostReports; ++tries) {
         int datagrams = 0;
-        const std::string text = client.AskMany("SCAL", [&](std::string_view datagram) {
+        const std::string text = client.Ask("SCAL", nullptr, [&](std::string_view datagram) {
             ++datagrams;
             return EndsScalReport(datagram);
         });

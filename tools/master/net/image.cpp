@@ -1,14 +1,13 @@
 // Firmware images.
 #include "net/image.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <nettle/sha2.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 
 #include "output/escape.h"
 #include "output/failure.h"
@@ -18,25 +17,15 @@ namespace zulctl {
 
 namespace {
 
-std::string HashOf(int fd) {
-    sha256_ctx context;
-    sha256_init(&context);
-    std::uint8_t block[65536];
-    for (off_t at = 0;;) {
-        const ssize_t got = pread(fd, block, sizeof block, at);
-        if (got <= 0) break;
-        sha256_update(&context, static_cast<std::size_t>(got), block);
-        at += got;
-    }
-    std::uint8_t digest[SHA256_DIGEST_SIZE];
-    sha256_digest(&context, sizeof digest, digest);
-    return HexText({reinterpret_cast<const char*>(digest), sizeof digest});
-}
+constexpr std::size_t kSmallestImage = 11, kLargestImage = 1000000000;
+constexpr std::size_t kPiece = kLargestRequest - 5;  // bytes after "UPGR:"
 
 enum class Outcome { kSent, kGivenUp, kLost };
 
-/// A refusal with its reason: "KO CR LF, blank, text".
-[[noreturn]] void Refused(const Client& client, const std::string& answer) {
+/// A refusal has its reason: "KO CR LF, blank, text".
+void Order(Client& client, const std::string& request) {
+    const std::string answer = client.Ask(request);
+    if (IsOk(answer)) return;
     throw Failure(kRefused, "{} refuses the image: {}", EndpointText(client.Board()),
                   Escaped(answer.size() > 5 ? answer.substr(5) : answer));
 }
@@ -44,14 +33,10 @@ enum class Outcome { kSent, kGivenUp, kLost };
 /// One attempt from byte 0. \return kLost when an answer is missing
 Outcome Attempt(Client& client, const Image& image, const std::function<bool(std::size_t)>& progress) {
     try {
-        const std::string announced = client.Ask(fmt::format("UPGR{}", image.Size()));
-        if (!IsOk(announced)) Refused(client, announced);
-        for (std::size_t sent = 0; sent < image.Size();) {
+        Order(client, fmt::format("UPGR{}", image.bytes.size()));
+        for (std::size_t sent = 0; sent < image.bytes.size(); sent += kPiece) {
             if (!progress(sent)) return Outcome::kGivenUp;
-            const std::string piece = image.Piece(sent);
-            const std::string answer = client.Ask("UPGR:" + piece);
-            if (!IsOk(answer)) Refused(client, answer);
-            sent += piece.size();
+            Order(client, "UPGR:" + image.bytes.substr(sent, kPiece));
         }
     } catch (const Failure& failure) {
         if (failure.code != kNoAnswer || Interrupted()) throw;
@@ -62,26 +47,25 @@ Outcome Attempt(Client& client, const Image& image, const std::function<bool(std
 
 }  // namespace
 
-Image::Image(const std::string& path) : mFd(open(path.c_str(), O_RDONLY | O_CLOEXEC)), mSize(0) {
-    struct stat info {};
-    if (mFd < 0 || fstat(mFd, &info) != 0) throw Failure(kUsage, "{}: {}", path, std::strerror(errno));
-    mSize = static_cast<std::size_t>(info.st_size);
-    if (!S_ISREG(info.st_mode) || mSize < kSmallestImage || mSize > kLargestImage) {
-        close(mFd);
+Image ReadImage(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw Failure(kUsage, "{}: {}", path, std::strerror(errno));
+    std::error_code ignored;
+    const auto size = std::filesystem::is_regular_file(path, ignored) ? std::filesystem::file_size(path, ignored) : 0;
+    if (size < kSmallestImage || size > kLargestImage) {
         throw Failure(kUsage, "{} isn't a file of {} to {} bytes, which a board takes", path, kSmallestImage,
                       kLargestImage);
     }
-    mSha256 = HashOf(mFd);
-}
-
-Image::~Image() { close(mFd); }
-
-std::string Image::Piece(std::size_t offset) const {
-    std::string piece(std::min(kImagePiece, mSize - offset), '\0');
-    if (pread(mFd, piece.data(), piece.size(), static_cast<off_t>(offset)) != static_cast<ssize_t>(piece.size())) {
-        throw Failure(kUsage, "the image file has become shorter while it was sent");
-    }
-    return piece;
+    Image image{std::string(size, '\0'), {}};
+    if (!file.read(image.bytes.data(), static_cast<std::streamsize>(size)))
+        throw Failure(kUsage, "{} can't be read", path);
+    sha256_ctx context;
+    sha256_init(&context);
+    sha256_update(&context, size, reinterpret_cast<const std::uint8_t*>(image.bytes.data()));
+    char digest[SHA256_DIGEST_SIZE];
+    sha256_digest(&context, sizeof digest, reinterpret_cast<std::uint8_t*>(digest));
+    image.sha256 = HexText({digest, sizeof digest});
+    return image;
 }
 
 bool SendImage(Client& client, const Image& image, int restarts,

@@ -10,9 +10,9 @@ namespace zulctl {
 using namespace std::chrono_literals;
 
 Monitor::Monitor(const Endpoint& board, const ClientOptions& options, bool wantLog)
-    : mBoard(board), mOptions(options), mWantLog(wantLog), mSocket(options.recorder) {
+    : mClient(board, options), mWantLog(wantLog), mSocket(options.recorder) {
     // The reply and its destination don't matter: the board has then seen the fixed port.
-    Client(board, options).Listen("LAN?", 300ms, [](const Datagram&) { return false; });
+    mClient.Listen("LAN?", 300ms, [](const Datagram&) { return false; });
     mSocket.Bind(0, options.localAddress);
     mSocket.OnlyFrom({board.address, 0});
     // A channel that is open stays with its peer, so it is closed first.
@@ -26,8 +26,8 @@ Monitor::Monitor(const Endpoint& board, const ClientOptions& options, bool wantL
 
 Monitor::~Monitor() {
     // Best effort, without waiting: the board may be gone.
-    if (mWantLog) mSocket.Send("DEBUG0", mBoard);
-    mSocket.Send("CALLBACK0", mBoard);
+    if (mWantLog) mSocket.Send("DEBUG0", Board());
+    mSocket.Send("CALLBACK0", Board());
 }
 
 std::optional<std::string> Monitor::Take() {
@@ -37,21 +37,21 @@ std::optional<std::string> Monitor::Take() {
         return first;
     }
     const auto datagram = mSocket.Take();
-    if (!datagram || datagram->from.port == mBoard.port) return std::nullopt;
+    if (!datagram || datagram->from.port == Board().port) return std::nullopt;
     return datagram->bytes;
 }
 
 std::optional<std::string> Monitor::Ask(std::string_view request) {
     const RequestKind& kind = KindOf(request);
-    const auto deadline = Clock::now() + mOptions.timeout.value_or(kind.patience);
-    mSocket.Send(request, mBoard);
+    const auto deadline = Clock::now() + mClient.Patience(kind);
+    mSocket.Send(request, Board());
     UdpSocket* const sockets[] = {&mSocket};
     while (WaitForAny(sockets, deadline)) {
         bool refused = false;
         auto datagram = mSocket.Take(&refused);
-        if (refused) throw Failure(kNoAnswer, "nobody listens at " + EndpointText(mBoard));
+        if (refused) throw Failure(kNoAnswer, "nobody listens at " + EndpointText(Board()));
         if (!datagram) continue;
-        if (datagram->from.port == mBoard.port) {
+        if (datagram->from.port == Board().port) {
             if (kind.Accepts(datagram->bytes)) return std::move(datagram->bytes);
             continue;  // the late answer to something else
         }

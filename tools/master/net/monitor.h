@@ -21,7 +21,7 @@ class Monitor {
     Monitor& operator=(const Monitor&) = delete;
 
     UdpSocket& Socket() { return mSocket; }
-    const Endpoint& Board() const { return mBoard; }
+    const Endpoint& Board() const { return mClient.Board(); }
     /// Takes a pending message of any kind, except replies from the command port.
     std::optional<std::string> Take();
     /// Sends a request from the listening port. \return its reply, or nothing on time-out; messages that arrive
@@ -29,8 +29,7 @@ class Monitor {
     std::optional<std::string> Ask(std::string_view request);
 
  private:
-    Endpoint mBoard;
-    ClientOptions mOptions;
+    Client mClient;
     bool mWantLog;
     UdpSocket mSocket;
     std::vector<std::string> mKept;

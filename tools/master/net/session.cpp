@@ -107,21 +107,11 @@ std::vector<Target> Session::Heard() {
 }
 
 NamedBoard Session::Meant(const std::string& text) const {
-    NamedBoard board{text, 0, 0, std::nullopt};
-    if (const NamedBoard* named = mConfig.Find(text)) {
-        board = *named;
-    } else if (const auto endpoint = ParseEndpoint(text)) {
-        board.address = endpoint->address, board.port = endpoint->port;
-    } else if (const auto address = ParseAddress(text)) {
-        board.address = *address;
-    } else {
-        std::vector<std::string> names;
-        for (const NamedBoard& known : mConfig.boards) names.push_back(known.name);
-        throw Failure(kUsage, "no board is named \"{}\", and it isn't an address{}", text, DidYouMean(text, names));
-    }
-    if (board.port == kTransmitterPort) board.role = Role::kTransmitter;
-    if (board.port == kReceiverPort) board.role = Role::kReceiver;
-    return board;
+    if (const NamedBoard* named = mConfig.Find(text)) return *named;
+    if (const auto board = BoardAt(text, text)) return *board;
+    std::vector<std::string> names;
+    for (const NamedBoard& known : mConfig.boards) names.push_back(known.name);
+    throw Failure(kUsage, "no board is named \"{}\", and it isn't an address{}", text, DidYouMean(text, names));
 }
 
 std::optional<Target> Session::Known(const NamedBoard& board, std::optional<Role> wanted) const {
@@ -190,8 +180,7 @@ std::vector<Target> Session::Find(std::optional<Role> role, std::vector<Failure>
 
 void Session::FindUnasked(bool all, std::optional<Role> role, std::vector<Target>& targets,
                           std::vector<Failure>& missing) {
-    std::vector<NamedBoard> named;
-    for (const NamedBoard& board : mConfig.boards) named.push_back(Meant(board.name));
+    const std::vector<NamedBoard>& named = mConfig.boards;
     all = all || named.empty();
     const bool listen = all || std::any_of(named.begin(), named.end(), [](const auto& board) { return !board.role; });
     const std::vector<Target> heard = listen ? Heard() : std::vector<Target>();

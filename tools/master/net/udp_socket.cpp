@@ -61,9 +61,9 @@ Recorder::Recorder(const std::string& path) : mpFile(std::fopen(path.c_str(), "w
     if (!mpFile) throw Failure(kUsage, "can't write the record " + path + ": " + std::strerror(errno));
 }
 
-void Recorder::Note(Direction direction, const Endpoint& peer, std::string_view bytes) {
+void Recorder::Note(const char* direction, const Endpoint& peer, std::string_view bytes) {
     const nlohmann::ordered_json line = {{"time", UtcNow()},
-                                         {"direction", direction == Direction::kSent ? "sent" : "received"},
+                                         {"direction", direction},
                                          {"peer", EndpointText(peer)},
                                          {"text", Escaped(bytes)},
                                          {"hex", HexText(bytes)}};
@@ -122,25 +122,12 @@ void UdpSocket::SendThrough(int interfaceIndex) {
 
 void UdpSocket::AllowBroadcast() { Set(SOL_SOCKET, SO_BROADCAST, 1, "broadcast"); }
 
-void UdpSocket::WantBuffer(int bytes) {
-    // SO_RCVBUFFORCE may exceed the system's limit, with the privilege; SO_RCVBUF is capped.
-    if (setsockopt(mFd, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) == 0) return;
-    setsockopt(mFd, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
-}
-
 bool UdpSocket::Send(std::string_view bytes, const Endpoint& to) {
     const sockaddr_in raw = to.Sockaddr();
-    if (mpRecorder) mpRecorder->Note(Recorder::Direction::kSent, to, bytes);
+    if (mpRecorder) mpRecorder->Note("sent", to, bytes);
     const ssize_t sent =
         sendto(mFd, bytes.data(), bytes.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&raw), sizeof raw);
     return sent == static_cast<ssize_t>(bytes.size());
-}
-
-std::uint16_t UdpSocket::Port() const {
-    sockaddr_in raw{};
-    socklen_t size = sizeof raw;
-    getsockname(mFd, reinterpret_cast<sockaddr*>(&raw), &size);
-    return ntohs(raw.sin_port);
 }
 
 std::optional<Datagram> UdpSocket::Take(bool* refused) {
@@ -162,15 +149,24 @@ std::optional<Datagram> UdpSocket::Take(bool* refused) {
                       {ntohl(from.sin_addr.s_addr), ntohs(from.sin_port)},
                       Clock::now()};
     ReadControl(message, datagram);
-    if (mpRecorder) mpRecorder->Note(Recorder::Direction::kReceived, datagram.from, datagram.bytes);
+    if (mpRecorder) mpRecorder->Note("received", datagram.from, datagram.bytes);
     return datagram;
 }
 
-UdpSocket StreamSocket(const Endpoint& stream, int interfaceIndex) {
-    constexpr int kBuffer = 8 << 20;
+std::optional<Datagram> UdpSocket::Next(Clock::time_point deadline) {
+    UdpSocket* const self[] = {this};
+    while (WaitForAny(self, deadline)) {
+        if (auto datagram = Take()) return datagram;
+    }
+    return std::nullopt;
+}
+
+UdpSocket StreamSocket(const Endpoint& stream, int interfaceIndex, int buffer) {
     UdpSocket socket;
     socket.ShareAddress();
-    socket.WantBuffer(kBuffer);
+    // SO_RCVBUFFORCE may exceed the system's limit, with the privilege; SO_RCVBUF is capped.
+    if (setsockopt(socket.Descriptor(), SOL_SOCKET, SO_RCVBUFFORCE, &buffer, sizeof buffer) != 0)
+        setsockopt(socket.Descriptor(), SOL_SOCKET, SO_RCVBUF, &buffer, sizeof buffer);
     socket.Bind(stream.port, IsMulticast(stream.address) ? stream.address : 0);
     if (IsMulticast(stream.address) && !socket.Join(stream.address, interfaceIndex)) {
         throw Failure(kUsage, "can't join {}: is there a route for it, or an --interface?",

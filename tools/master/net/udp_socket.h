@@ -21,12 +21,10 @@ using Clock = std::chrono::steady_clock;
 /// control bytes escaped; "hex" holds the exact bytes. May be used from several threads.
 class Recorder {
  public:
-    enum class Direction { kSent, kReceived };
-
     /// Creates or truncates the file. Throws Failure when that fails.
     explicit Recorder(const std::string& path);
 
-    void Note(Direction direction, const Endpoint& peer, std::string_view bytes);
+    void Note(const char* direction, const Endpoint& peer, std::string_view bytes);
 
  private:
     std::mutex mMutex;
@@ -64,18 +62,16 @@ class UdpSocket {
     /// Sets the interface for multicast sends.
     void SendThrough(int interfaceIndex);
     void AllowBroadcast();
-    /// Asks for a large receive buffer: a stream must not suffer from a slow judge.
-    void WantBuffer(int bytes);
 
     /// \return false where the system refuses to send
     bool Send(std::string_view bytes, const Endpoint& to);
-    /// \return the local port
-    std::uint16_t Port() const;
     int Descriptor() const { return mFd; }
 
     /// Takes a pending datagram.
     /// \return nothing when none is; `refused`: nothing listens at the peer's port
     std::optional<Datagram> Take(bool* refused = nullptr);
+    /// \return the next datagram, or nothing at the deadline or after an interrupt
+    std::optional<Datagram> Next(Clock::time_point deadline);
 
  private:
     void Set(int level, int option, int value, const char* what);
@@ -85,9 +81,10 @@ class UdpSocket {
     std::shared_ptr<Recorder> mpRecorder;
 };
 
-/// \return a socket with a large buffer that takes a stream, joined to its group. Throws Failure(kUsage) where it can't
-/// be
-UdpSocket StreamSocket(const Endpoint& stream, int interfaceIndex);
+/// Bytes of a second of the fastest multiplex: a stream must not suffer from a slow judge.
+inline constexpr int kStreamBuffer = 4 << 20;
+/// \return a socket that takes a stream, joined to its group. Throws Failure(kUsage) where it can't be
+UdpSocket StreamSocket(const Endpoint& stream, int interfaceIndex, int buffer = kStreamBuffer);
 
 /// Waits until one of the sockets is readable, an interrupt occurs or the time is up.
 /// \return index of the socket, or nothing

@@ -34,11 +34,7 @@ BoardWatch::BoardWatch(WatchOptions options) : mOptions(std::move(options)) {
         for (const BoardState& board : mOptions.only) Add(board.at, board.role, true);
     } else {
         for (const NamedBoard& board : mOptions.names.boards) {
-            const auto role = board.role                       ? board.role
-                              : board.port == kReceiverPort    ? std::optional(Role::kReceiver)
-                              : board.port == kTransmitterPort ? std::optional(Role::kTransmitter)
-                                                               : std::nullopt;
-            if (role) Add({board.address, board.port != 0 ? board.port : CommandPort(*role)}, *role, true);
+            if (board.role) Add(board.At(*board.role), *board.role, true);
         }
         mThreads.emplace_back([this](const std::stop_token& stop) { Listen(stop); });
     }
