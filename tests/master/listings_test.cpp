@@ -112,20 +112,21 @@ TEST(Moments, HaveALocalClock) {
 TEST(TextModes, PagesAndEncodings) {
     const struct {
         std::uint8_t mode;
-        const char* hex;
+        const char* bytes;
         const char* text;
     } rows[] = {
-        {0x00, "436166E9", "Café"},
-        {0x03, "91B1", "Αα"},                               // U+0391 U+03B1
-        {0x04, "10", "А"},                                  // U+0410, Cyrillic
-        {0x30, "42", "あ"},                                 // U+3042
-        {0x3F, "D83DDE0041", "😀"},                          // a surrogate pair, followed by an odd byte
-        {0x3F, "D83D0041", "\uFFFDA"},                      // half a pair
-        {0x3E, "D6 6C 20 66 6C 69 65 DF 74", "Öl fließt"},  // the example of UTS #6
-        {0x3E, "12 9C BE C1 BA B2 B0", "Москва"},           // the same, a Cyrillic window
-        {0x3F, "", ""},
+        {0x00, R"(\x43\x61\x66\xE9)", "Café"},
+        {0x03, R"(\x91\xB1)", "Αα"},                                     // U+0391 U+03B1
+        {0x04, R"(\x10)", "А"},                                          // U+0410, Cyrillic
+        {0x30, R"(\x42)", "あ"},                                         // U+3042
+        {0x3F, R"(\xD8\x3D\xDE\x00\x41)", "😀"},                          // a surrogate pair, followed by an odd byte
+        {0x3F, R"(\xD8\x3D\x00\x41)", "\uFFFDA"},                        // half a pair
+        {0x3E, R"(\xD6\x6C\x20\x66\x6C\x69\x65\xDF\x74)", "Öl fließt"},  // the example of UTS #6
+        {0x3E, R"(\x12\x9C\xBE\xC1\xBA\xB2\xB0)", "Москва"},             // the same, a Cyrillic window
+        {0x3F, R"()", ""},
     };
-    for (const auto& [mode, hex, text] : rows) EXPECT_EQ(TextOfMode(mode, FromHex(hex)), text) << +mode << " " << hex;
+    for (const auto& [mode, bytes, text] : rows)
+        EXPECT_EQ(TextOfMode(mode, Unescaped(bytes)), text) << +mode << " " << bytes;
     for (const int mode : {0x07, 0x08, 0x0F, 0x11, 0x1F, 0x28, 0x34, 0x3D, 0x40, 0xFF})
         EXPECT_FALSE(TextOfMode(static_cast<std::uint8_t>(mode), "a")) << mode;
     EXPECT_EQ(ShownText(0x40, "ab"), "(text of mode 40: 6162)");

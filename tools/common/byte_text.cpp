@@ -1,7 +1,8 @@
 // Hexadecimal digits and escape sequences.
 #include "common/byte_text.h"
 
-#include <cctype>
+#include <charconv>
+#include <cstdint>
 
 namespace common {
 
@@ -16,18 +17,6 @@ std::string HexText(std::string_view bytes) {
     return text;
 }
 
-std::string FromHex(std::string_view digits) {
-    std::string bytes;
-    int high = -1;
-    for (const char c : digits) {
-        if (!std::isxdigit(static_cast<unsigned char>(c))) continue;
-        const int digit = c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
-        if (high >= 0) bytes += static_cast<char>(high << 4 | digit);
-        high = high >= 0 ? -1 : digit;
-    }
-    return bytes;
-}
-
 std::string Unescaped(std::string_view text) {
     std::string bytes;
     for (std::size_t n = 0; n < text.size(); ++n) {
@@ -36,8 +25,10 @@ std::string Unescaped(std::string_view text) {
             continue;
         }
         const char kind = text[++n];
-        if (kind == 'x' && n + 2 < text.size()) {
-            bytes += FromHex(text.substr(n + 1, 2));
+        const char* const digits = text.data() + n + 1;
+        std::uint8_t byte = 0;
+        if (kind == 'x' && n + 2 < text.size() && std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
+            bytes += static_cast<char>(byte);
             n += 2;
         } else {
             bytes += kind == 'r' ? '\r' : kind == 'n' ? '\n' : kind == 't' ? '\t' : kind;

@@ -31,11 +31,6 @@ struct GuideChoice {
     }
 };
 
-struct ChannelGuide {
-    Channel channel;
-    std::vector<GuideEvent> events;
-};
-
 /// The requested channels, or all on the tuned channel.
 std::vector<Channel> Wanted(Session& session, Client& client, const GuideChoice& choice) {
     const auto all = FetchChannels(client);
@@ -121,15 +116,9 @@ std::string Listing(const Output& out, const std::vector<ChannelGuide>& guides, 
 void RunGuide(Session& session, const GuideChoice& choice) {
     Client client = session.Connect(Role::kTransmitter);
     auto guides = Fetch(session, client, choice);
-    Json channels = Json::array();
-    for (const ChannelGuide& guide : guides) {
-        Json events = Json::array();
-        for (const GuideEvent& event : guide.events) events.push_back(JsonOf(event));
-        channels.push_back({{"channel", JsonOf(guide.channel)}, {"events", events}});
-    }
     const bool isGrid = choice.grid && session.out.format == Format::kTable;
     const Minutes now = isGrid ? choice.Clock(BroadcastNow(client)) : Minutes{};
-    session.out.Emit("zulctl.guide/1", {{"guide", channels}}, [&] {
+    session.out.Emit("zulctl.guide/1", {{"guide", JsonOf(guides)}}, [&] {
         if (!isGrid) return Listing(session.out, guides, choice);
         std::vector<GridRow> rows;
         for (ChannelGuide& guide : guides) {

@@ -47,11 +47,10 @@ std::string TransmitterText(const TransmitterStatus& status, const std::optional
 }
 
 std::string ReceiverText(const ReceiverStatus& status) {
-    const bool ordered = !status.address.empty() && status.address != "0.0.0.0";
     const std::string stream = fmt::format("{}:{}", Escaped(status.address), status.port);
-    return (status.playsStream ? fmt::format("plays {} programme {:04x}", stream, status.programme)
-            : ordered          ? "told to play " + stream
-                               : "plays no stream") +
+    return (status.playsStream       ? fmt::format("plays {} programme {:04x}", stream, status.programme)
+            : status.address.empty() ? "plays no stream"
+                                     : "told to play " + stream) +
            std::string(status.browserUp ? ", browser up" : "");
 }
 

@@ -9,8 +9,6 @@
 
 namespace zulctl {
 
-using Json = nlohmann::ordered_json;
-
 std::string LineupEntry::Id() const {
     return fmt::format("p{:x}.t{:x}.c{}.zul", channel.id.programme, channel.id.transportId, channel.tunerChannel);
 }

@@ -2,11 +2,11 @@
 /// people.
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "output/output.h"
 #include "protocol/channels.h"
 #include "protocol/guide_reply.h"
 #include "protocol/status.h"
@@ -41,7 +41,7 @@ std::string M3uText(const Lineup& lineup, Player player, const std::string& guid
 /// boards have is listed once
 std::string XmltvText(const Lineup& lineup);
 
-nlohmann::ordered_json JsonOf(const Lineup& lineup);
+Json JsonOf(const Lineup& lineup);
 
 struct GridRow {
     std::string name;  ///< escaped

@@ -9,18 +9,16 @@ namespace zulctl {
 
 namespace {
 
-void Wake(UdpSocket& socket, const std::vector<Interface>& interfaces) {
+/// Sends the restart request, then the probes: like every request to a board, they quiet its beacon.
+void Ask(UdpSocket& socket, const DiscoverOptions& options, const std::vector<Interface>& interfaces) {
     for (const Interface& item : interfaces) {
+        if (!options.wake) break;
         socket.SendThrough(item.index);
         socket.Send("zulctl", {kBeaconGroup, kBeaconRestartPort});
     }
-}
-
-void Probe(UdpSocket& socket, const DiscoverOptions& options, const std::vector<Interface>& interfaces) {
     for (const Endpoint& board : options.known) socket.Send("ZUL", board);
-    if (!options.broadcast) return;
     for (const Interface& item : interfaces) {
-        if (item.broadcast == 0) continue;
+        if (!options.broadcast || item.broadcast == 0) continue;
         for (const std::uint16_t port : {kTransmitterPort, kReceiverPort}) socket.Send("ZUL", {item.broadcast, port});
     }
 }
@@ -55,22 +53,18 @@ void Discover(const DiscoverOptions& options, const std::function<bool(const Fou
     UdpSocket probes(options.client.recorder);
     probes.AllowBroadcast();
     probes.Bind(0, options.client.localAddress);
-    if (options.wake) Wake(probes, interfaces);
-    Probe(probes, options, interfaces);
+    Ask(probes, options, interfaces);
 
     const auto start = Clock::now();
     auto end = start + options.time;
-    bool repeated = !options.wake && options.known.empty();
+    // One lost datagram must not hide a board: ask a second time half a second later.
+    auto again = start + std::min<std::chrono::milliseconds>(options.time / 3, std::chrono::milliseconds(500));
     UdpSocket* const sockets[] = {&beacons, &probes};
     while (!Interrupted() && Clock::now() < end) {
-        // One lost datagram must not hide a board: ask a second time half a second later.
-        const auto second =
-            start + std::min<std::chrono::milliseconds>(options.time / 3, std::chrono::milliseconds(500));
-        const auto ready = WaitForAny(sockets, repeated ? end : std::min(second, end));
+        const auto ready = WaitForAny(sockets, std::min(again, end));
         if (!ready) {
-            if (!repeated && options.wake) Wake(probes, interfaces);
-            if (!repeated) Probe(probes, options, interfaces);
-            repeated = true;
+            if (again < end) Ask(probes, options, interfaces);
+            again = end;
             continue;
         }
         const auto datagram = sockets[*ready]->Take();

@@ -47,16 +47,14 @@ std::chrono::milliseconds ParseSpan(const std::string& text) {
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, value);
     const std::string_view unit(stop, static_cast<std::size_t>(end - stop));
-    const double factor = unit.empty() || unit == "s" ? 1000
-                          : unit == "ms"              ? 1
-                          : unit == "m"               ? 60000
-                          : unit == "h"               ? 3600000
-                                                      : 0;
+    using Unit = std::pair<std::string_view, double>;
+    constexpr Unit kUnits[] = {{"", 1000}, {"ms", 1}, {"s", 1000}, {"m", 60000}, {"h", 3600000}};
+    const auto known = std::ranges::find(kUnits, unit, &Unit::first);
     constexpr double kLongest = 366.0 * 86400000;
-    if (error != std::errc{} || factor == 0 || value <= 0 || value * factor > kLongest) {
+    if (error != std::errc{} || known == std::end(kUnits) || value <= 0 || value * known->second > kLongest) {
         throw Failure(kUsage, "\"{}\" isn't a span of time such as 60s, 5m or 1h", text);
     }
-    return std::chrono::milliseconds(static_cast<long long>(value * factor));
+    return std::chrono::milliseconds(static_cast<long long>(value * known->second));
 }
 
 void Session::Prepare() {
@@ -121,7 +119,7 @@ std::optional<Target> Session::Known(const NamedBoard& board, std::optional<Role
     return Target{board.name, board.At(*role), *role};
 }
 
-std::vector<Target> Session::Probe(std::vector<NamedBoard> boards, std::chrono::milliseconds patience) {
+std::vector<Target> Session::Probe(std::vector<NamedBoard>& boards, std::chrono::milliseconds patience) {
     DiscoverOptions ask = Discovery();
     ask.wake = false;
     ask.grace = kOtherRole;
@@ -148,9 +146,9 @@ std::vector<Target> Session::Probe(std::vector<NamedBoard> boards, std::chrono::
 }
 
 Target Session::Named(const std::string& text, std::optional<Role> role) {
-    const NamedBoard board = Meant(text);
-    if (const auto target = Known(board, role)) return *target;
-    const auto found = Probe({board}, {});
+    std::vector<NamedBoard> board = {Meant(text)};
+    if (const auto target = Known(board.front(), role)) return *target;
+    const auto found = Probe(board, {});
     if (found.empty()) throw Roleless(text);
     return found.front();
 }
@@ -166,12 +164,8 @@ std::vector<Target> Session::Find(std::optional<Role> role, std::vector<Failure>
             roleless.push_back(board);
     }
     if (!roleless.empty()) {
-        const auto answering = Probe(roleless, Timeout().value_or(kBusyPatience));
-        for (const Target& target : answering) AddOnce(targets, target);
-        for (const NamedBoard& board : roleless) {
-            const bool answers = std::ranges::find(answering, board.name, &Target::name) != answering.end();
-            if (!answers) missing.push_back(Roleless(board.name));
-        }
+        for (const Target& target : Probe(roleless, Timeout().value_or(kBusyPatience))) AddOnce(targets, target);
+        for (const NamedBoard& silent : roleless) missing.push_back(Roleless(silent.name));
     }
     if (options.boards.empty() || options.all) FindUnasked(options.all, role, targets, missing);
     if (targets.empty() && missing.empty()) throw Failure(kNoAnswer, "no board is heard; name one with --board");

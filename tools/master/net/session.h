@@ -104,8 +104,9 @@ class Session {
  private:
     /// \return the target where the role is known, or follows from `wanted`. Throws Failure(kUsage) for another role
     std::optional<Target> Known(const NamedBoard& board, std::optional<Role> wanted) const;
-    /// Asks boards for their role until each has answered or the time is up, at least once. \return those that answer
-    std::vector<Target> Probe(std::vector<NamedBoard> boards, std::chrono::milliseconds patience);
+    /// Asks boards for their role until each has answered or the time is up, at least once.
+    /// \return those that answer; `boards` keeps the others
+    std::vector<Target> Probe(std::vector<NamedBoard>& boards, std::chrono::milliseconds patience);
     std::vector<Target> Heard();
     /// \param missing  receives those that don't report their role
     std::vector<Target> Find(std::optional<Role> role, std::vector<Failure>& missing);

@@ -10,8 +10,6 @@
 
 namespace zulctl {
 
-using Json = nlohmann::ordered_json;
-
 void RefuseDuringUpgrade(Client& client) {
     const auto upgrade = ParseUpgradeState(client.Ask("UPGR?"));
     if (upgrade == kDownloading) {
@@ -22,13 +20,14 @@ void RefuseDuringUpgrade(Client& client) {
     if (upgrade == kBurning) throw Failure(kRefused, EndpointText(client.Board()) + " is burning an image");
 }
 
-void RefuseWhileBusy(Client& client) {
+std::optional<ScanState> RefuseWhileBusy(Client& client) {
     RefuseDuringUpgrade(client);
     const auto scan = ParseScanState(client.Ask("SCA?"));
     if (scan && scan->state == ScanState::State::kRunning) {
         throw Failure(kRefused, "{} is scanning channel {}; wait for it, or stop it with \"zulctl scan --stop\"",
                       EndpointText(client.Board()), scan->channel);
     }
+    return scan;
 }
 
 StreamRequest FindStream(Client& client, const StreamChoice& choice) {
@@ -78,17 +77,16 @@ int FreeSlot(Client& client, const Endpoint& group) {
 }
 
 std::vector<StreamStatus> CheckAgainstBoard(Client& client, const StreamRequest& request) {
-    RefuseWhileBusy(client);
-    const auto status = ParseTransmitterStatus(client.Ask("STATUS"));
-    const auto scan = ParseScanState(client.Ask("SCA?"));
-    if (!status || !scan) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
-    const auto [first, last] = ChannelsOf(status->tunerMode);
+    const auto scan = RefuseWhileBusy(client);
+    const auto status = FetchStatus(client);
+    if (!scan) throw Failure(kNoAnswer, EndpointText(client.Board()) + " gives no status");
+    const auto [first, last] = ChannelsOf(status.tunerMode);
     if (request.channel < first || request.channel > last) {
-        throw Failure(kUsage, "in {} the tuner has channels {} to {}, not {}", Escaped(status->tunerMode), first, last,
+        throw Failure(kUsage, "in {} the tuner has channels {} to {}, not {}", Escaped(status.tunerMode), first, last,
                       request.channel);
     }
     std::vector<StreamStatus> ended;
-    for (const StreamStatus& stream : status->streams) {
+    for (const StreamStatus& stream : status.streams) {
         const bool replaced = !request.slot || stream.id == *request.slot || stream.id == 0;
         if (stream.active && !replaced && stream.group == request.to) {
             throw Failure(kUsage, "slot {} sends to {} already", stream.id, EndpointText(request.to));

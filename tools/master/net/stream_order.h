@@ -2,12 +2,12 @@
 /// state.
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "net/board_client.h"
+#include "output/output.h"
 #include "protocol/requests_text.h"
 #include "protocol/status.h"
 
@@ -25,8 +25,8 @@ struct StreamChoice {
 
 /// Throws Failure(kRefused) during an upgrade of the board, which would refuse.
 void RefuseDuringUpgrade(Client& client);
-/// As RefuseDuringUpgrade, and while a transmitter scans.
-void RefuseWhileBusy(Client& client);
+/// As RefuseDuringUpgrade, and while a transmitter scans. \return what it is tuned to, where it reports that
+std::optional<ScanState> RefuseWhileBusy(Client& client);
 
 /// Looks the channels up. Throws Failure(kUsage) for an impossible request.
 StreamRequest FindStream(Client& client, const StreamChoice& choice);
@@ -41,7 +41,7 @@ std::vector<StreamStatus> CheckAgainstBoard(Client& client, const StreamRequest&
 
 /// What was done, as `zulctl.stream/1` without the schema.
 /// \param text  the request as it was sent
-nlohmann::ordered_json StartedJson(const StreamRequest& request, const std::string& text);
-nlohmann::ordered_json StoppedJson(std::optional<int> slot, const std::string& text);
+Json StartedJson(const StreamRequest& request, const std::string& text);
+Json StoppedJson(std::optional<int> slot, const std::string& text);
 
 }  // namespace zulctl

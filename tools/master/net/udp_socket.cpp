@@ -25,10 +25,7 @@ constexpr std::size_t kLargestDatagram = 65536;
 
 volatile std::sig_atomic_t interrupted = 0;
 
-void OnInterrupt(int signal) {
-    interrupted = 1;
-    std::signal(signal, SIG_DFL);
-}
+void OnInterrupt(int) { interrupted = 1; }
 
 [[noreturn]] void Fail(const char* what) { throw Failure(kUsage, std::string(what) + ": " + std::strerror(errno)); }
 
@@ -193,6 +190,7 @@ std::optional<std::size_t> WaitForAny(std::span<UdpSocket* const> sockets, Clock
 void CatchInterrupts() {
     struct sigaction action {};
     action.sa_handler = OnInterrupt;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 }

@@ -115,8 +115,7 @@ std::string UtcText(std::chrono::system_clock::time_point when) { return fmt::fo
 std::string UtcNow() {
     const auto now = std::chrono::system_clock::now();
     const auto part = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
-    std::string text = UtcText(std::chrono::floor<std::chrono::seconds>(now));
-    return text.insert(text.size() - 1, fmt::format(".{:03}", part));
+    return fmt::format("{:%FT%T}.{:03}Z", fmt::gmtime(now), part);
 }
 
 }  // namespace zulctl

@@ -10,7 +10,6 @@
 
 namespace zulctl {
 
-using common::FromHex;
 using common::HexText;
 using common::Unescaped;
 

@@ -115,7 +115,7 @@ void Output::Warning(const std::string& line) {
 
 void Output::Progress(const std::string& line) {
     const std::lock_guard lock(mMutex);
-    if (!HasProgress() || (line.empty() && !mProgressShown)) return;
+    if (!mErrIsTerminal || quiet || (line.empty() && !mProgressShown)) return;
     Write(stderr, "\r\x1b[K" + CutToWidth(EscapedMessage(line), mErrWidth - std::min<std::size_t>(mErrWidth, 1)));
     mProgressShown = !line.empty();
 }

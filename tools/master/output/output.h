@@ -46,7 +46,6 @@ class Output {
     /// A line that the next one replaces; on a terminal only. An empty text clears it.
     void Progress(const std::string& line);
 
-    bool HasProgress() const { return mErrIsTerminal && !quiet; }
     bool IsTerminal() const { return mOutIsTerminal; }
     std::size_t Width() const { return mWidth; }
     bool Colour() const { return mColour; }

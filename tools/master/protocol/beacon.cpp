@@ -5,6 +5,7 @@
 #include <cctype>
 
 #include "protocol/requests.h"
+#include "protocol/text_walk.h"
 
 namespace zulctl {
 
@@ -15,10 +16,10 @@ struct Field {
     std::string Beacon::*value;
 };
 constexpr Field kFields[] = {
-    {"Device-UUID", &Beacon::uuid},
-    {"Device-Make", &Beacon::make},
-    {"Device-Model", &Beacon::model},
-    {"Device-Revision", &Beacon::revision},
+    {"Device-UUID=", &Beacon::uuid},
+    {"Device-Make=", &Beacon::make},
+    {"Device-Model=", &Beacon::model},
+    {"Device-Revision=", &Beacon::revision},
 };
 
 constexpr std::size_t kMacDigits = 12;
@@ -29,20 +30,15 @@ const char* RoleName(Role role) { return role == Role::kTransmitter ? "transmitt
 
 std::uint16_t CommandPort(Role role) { return role == Role::kTransmitter ? kTransmitterPort : kReceiverPort; }
 
-std::optional<Beacon> ParseBeacon(std::string_view rest) {
-    if (!rest.starts_with("ZULB<")) return std::nullopt;
+std::optional<Beacon> ParseBeacon(std::string_view datagram) {
+    TextWalk walk(datagram);
+    walk.Take("ZULB");
     Beacon beacon;
-    for (rest.remove_prefix(4); rest.starts_with('<');) {
-        const std::size_t end = rest.find('>');
-        if (end == std::string_view::npos) break;
-        const std::string_view item = rest.substr(1, end - 1);
-        const std::size_t equals = item.find('=');
-        for (const Field& field : kFields) {
-            if (equals != std::string_view::npos && item.substr(0, equals) == field.key) {
-                beacon.*field.value = std::string(item.substr(equals + 1));
-            }
+    while (walk.Skip("<")) {
+        const std::string item = walk.Until(">");
+        for (const auto& [key, value] : kFields) {
+            if (item.starts_with(key)) beacon.*value = item.substr(key.size());
         }
-        rest.remove_prefix(end + 1);
     }
     if (beacon.uuid.empty()) return std::nullopt;
     const std::string tail = beacon.uuid.substr(beacon.uuid.rfind('-') + 1);

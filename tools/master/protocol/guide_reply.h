@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "protocol/endpoint.h"
+#include "protocol/channels.h"
 #include "protocol/status.h"
 
 namespace zulctl {
@@ -18,6 +18,11 @@ struct GuideEvent {
     std::string title, text;          ///< UTF-8, not escaped
 
     Minutes End() const { return start + duration; }
+};
+
+struct ChannelGuide {
+    Channel channel;
+    std::vector<GuideEvent> events;
 };
 
 /// Reads "EITI d3a4 1930 1015 S4,00[News]L0,00[] CR LF", a line an event, then "OK CR LF"; "EITI OK CR LF" is an empty

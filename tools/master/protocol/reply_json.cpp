@@ -5,8 +5,6 @@
 
 namespace zulctl {
 
-using Json = nlohmann::ordered_json;
-
 Json JsonOf(const Channel& channel) {
     return {{"number", channel.number == 0 ? Json() : Json(channel.NumberText())},
             {"name", channel.name},
@@ -37,6 +35,16 @@ Json JsonOf(const GuideEvent& event) {
             {"text", event.text.empty() ? Json() : Json(event.text)}};
 }
 
+Json JsonOf(const std::vector<ChannelGuide>& guides) {
+    Json list = Json::array();
+    for (const ChannelGuide& guide : guides) {
+        Json events = Json::array();
+        for (const GuideEvent& event : guide.events) events.push_back(JsonOf(event));
+        list.push_back({{"channel", JsonOf(guide.channel)}, {"events", events}});
+    }
+    return list;
+}
+
 Json JsonOf(const TransmitterStatus& status) {
     Json streams = Json::array();
     for (const StreamStatus& stream : status.streams) {
@@ -55,7 +63,7 @@ Json JsonOf(const TransmitterStatus& status) {
 }
 
 Json JsonOf(const ReceiverStatus& status) {
-    const bool ordered = !status.address.empty() && status.address != "0.0.0.0";
+    const bool ordered = !status.address.empty();
     return {{"last_unit", status.lastUnit},
             {"plays_stream", status.playsStream},
             {"group", ordered ? Json(status.address) : Json()},

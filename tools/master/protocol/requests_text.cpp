@@ -32,10 +32,6 @@ constexpr std::size_t kLanguageSize = 3;
 /// A board keeps this much of a request's text for its next start; a longer one would come back in pieces.
 constexpr std::size_t kLongestSaved = 254;
 
-void CheckSlot(int slot) {
-    if (slot < 0 || slot >= kStreamSlots) Wrong("a board has slots 0 to {}, not {}", kStreamSlots - 1, slot);
-}
-
 /// "eng:3" as "eng,3".
 std::string LanguageFields(const std::string& text) {
     TextWalk walk(text);
@@ -61,11 +57,6 @@ std::string StartText(const StreamRequest& request) {
     if (!IsMulticast(request.to.address)) {
         Wrong("{} isn't a multicast group (224.0.0.0 to 239.255.255.255)", AddressText(request.to.address));
     }
-    if (request.to.port == 0) Wrong("a stream needs a port from 1 to 65535");
-    if (request.channel < 0 || request.channel > kHighestChannel) {
-        Wrong("a tuner has channels 0 to {}, not {}", kHighestChannel, request.channel);
-    }
-    if (request.slot) CheckSlot(*request.slot);
     std::string text = request.slot ? fmt::format("UNIT4,{},", *request.slot) : "UNIT1,";
     text += fmt::format("{},{},{:x}", AddressText(request.to.address), request.to.port, request.channel);
     for (const ProgrammeId& id : request.programmes) text += fmt::format(",{:x},{:x}", id.transportId, id.programme);
@@ -76,11 +67,7 @@ std::string StartText(const StreamRequest& request) {
     return text;
 }
 
-std::string StopText(std::optional<int> slot) {
-    if (!slot) return "UNIT0";
-    CheckSlot(*slot);
-    return fmt::format("UNIT5,{}", *slot);
-}
+std::string StopText(std::optional<int> slot) { return slot ? fmt::format("UNIT5,{}", *slot) : "UNIT0"; }
 
 std::string PlayText(const Endpoint& stream, std::optional<std::uint16_t> programme) {
     if (!IsMulticast(stream.address)) Wrong("{} isn't a multicast group", AddressText(stream.address));

@@ -1,5 +1,5 @@
-/// Texts of the requests that set something, checked before they are sent: what a board would refuse, or would take for
-/// something else, throws Failure(kUsage).
+/// Texts of the requests that set something: what a board would refuse, or would take for something else, throws
+/// Failure(kUsage). Channels and slots are in range.
 #pragma once
 
 #include <array>
@@ -19,7 +19,7 @@ struct StreamRequest {
     Endpoint to;
     int channel = 0;                      ///< of the tuner, 0 to 158
     std::vector<ProgrammeId> programmes;  ///< empty: all of the channel
-    std::optional<int> slot;              ///< nothing: replaces all running streams
+    std::optional<int> slot;              ///< 0 to 7; nothing: replaces all running streams
 };
 
 /// UNIT1 or UNIT4: starts a stream. UNIT0 or UNIT5: stops all, or that of a slot.

@@ -73,8 +73,8 @@ std::optional<TransmitterStatus> ParseTransmitterStatus(std::string_view reply) 
 
 std::optional<Endpoint> ReceiverStatus::Group() const {
     const auto group = ParseAddress(address);
-    if (!playsStream || !group || *group == 0 || port < 1 || port > 0xFFFF) return std::nullopt;
-    return Endpoint{*group, static_cast<std::uint16_t>(port)};
+    if (!playsStream || !group || port == 0) return std::nullopt;
+    return Endpoint{*group, port};
 }
 
 std::optional<ReceiverStatus> ParseReceiverStatus(std::string_view reply) {
@@ -82,7 +82,7 @@ std::optional<ReceiverStatus> ParseReceiverStatus(std::string_view reply) {
     ReceiverStatus status;
     status.lastUnit = walk.After("STATUS ").Small(1000000);
     status.address = walk.After(" ").Until(":");
-    status.port = walk.Small(65535);
+    status.port = static_cast<std::uint16_t>(walk.Small(65535));
     status.playsStream = walk.After(" ").Small(5) == 5;
     status.programme = walk.After(":").Small(0x7FFFFFFF, 16);
     status.video = walk.After(" ").Small(1000);
@@ -91,6 +91,7 @@ std::optional<ReceiverStatus> ParseReceiverStatus(std::string_view reply) {
     status.load = walk.After(" 0 ").Small(1000);
     walk.Take("%OK\r\n");
     if (!walk.Ok() || status.address.size() > 15) return std::nullopt;
+    if (status.address == "0.0.0.0") status.address.clear();  // after a stop
     return status;
 }
 

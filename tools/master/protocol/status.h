@@ -35,8 +35,8 @@ struct TransmitterStatus {
 /// A receiver's line.
 struct ReceiverStatus {
     int lastUnit = 0;     ///< kind of the last UNIT command that was accepted
-    std::string address;  ///< group being played; empty while there is none, "0.0.0.0" after a stop
-    int port = 0;
+    std::string address;  ///< group being played; empty while there is none
+    std::uint16_t port = 0;
     bool playsStream = false;
     int programme = 0;
     int video = 0;  ///< 0 and 1 kinds of video, 2 none

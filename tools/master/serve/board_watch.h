@@ -19,11 +19,6 @@
 
 namespace zulctl::serve {
 
-struct ChannelGuide {
-    Channel channel;
-    std::vector<GuideEvent> events;
-};
-
 /// A broadcast time and when it was received.
 struct BroadcastClock {
     Minutes told{};

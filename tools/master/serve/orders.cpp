@@ -1,8 +1,6 @@
 // Orders, one at a time a board.
 #include "serve/orders.h"
 
-#include <nlohmann/json.hpp>
-
 #include "net/stream_order.h"
 #include "output/failure.h"
 #include "protocol/requests_text.h"
@@ -11,8 +9,6 @@
 namespace zulctl::serve {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 /// Reserves the board for one order; polling is suspended meanwhile.
 class Hold {

@@ -9,8 +9,6 @@ namespace zulctl::serve {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 /// A board that doesn't answer may be tuning or restarting; it counts as silent after this many seconds.
 constexpr double kBoardPatience = 20;
 
@@ -148,13 +146,7 @@ std::string ChannelsJson(const BoardState& board) {
 }
 
 std::string GuideJson(const BoardState& board) {
-    Json guide = Json::array();
-    for (const ChannelGuide& row : board.guide ? *board.guide : std::vector<ChannelGuide>{}) {
-        Json events = Json::array();
-        for (const GuideEvent& event : row.events) events.push_back(JsonOf(event));
-        guide.push_back({{"channel", JsonOf(row.channel)}, {"events", events}});
-    }
-    return WithSchema("zulctl.guide/1", {{"guide", guide}});
+    return WithSchema("zulctl.guide/1", {{"guide", board.guide ? JsonOf(*board.guide) : Json::array()}});
 }
 
 std::string ProbeJson(const Measured& stream) {

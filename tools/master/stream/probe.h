@@ -14,6 +14,7 @@
 
 #include "common/psi.h"
 #include "common/ts_packet.h"
+#include "output/output.h"
 
 namespace zulctl {
 
@@ -138,7 +139,6 @@ struct Finding {
 std::vector<Finding> Judge(const StreamReport& report);
 
 /// The report as JSON.
-nlohmann::ordered_json JsonOf(const std::string& stream, const StreamReport& report,
-                              const std::vector<Finding>& findings, bool good);
+Json JsonOf(const std::string& stream, const StreamReport& report, const std::vector<Finding>& findings, bool good);
 
 }  // namespace zulctl

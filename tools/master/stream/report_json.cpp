@@ -7,8 +7,6 @@ namespace zulctl {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 Json JsonOf(const Spread& spread, double factor = 1) {
     if (spread.Count() == 0) return nullptr;
     return {{"least", spread.Least() * factor}, {"mean", spread.Mean() * factor}, {"most", spread.Most() * factor}};
