@@ -1,12 +1,16 @@
 // zulctl upgrade: sends a firmware image to a board.
 #include <fmt/format.h>
+#include <nettle/sha2.h>
 
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <iterator>
 
 #include "commands/commands.h"
 #include "commands/order.h"
 #include "commands/plan_work.h"
-#include "net/image.h"
 #include "output/escape.h"
 #include "protocol/status.h"
 
@@ -22,9 +26,38 @@ struct UpgradeChoice {
     std::size_t atOnce = 1;
 };
 
-constexpr int kRestarts = 4;
+struct Image {
+    std::string bytes;
+    std::string sha256;  ///< in hexadecimal
+};
+
+constexpr std::size_t kSmallestImage = 11, kLargestImage = 1000000000;
+constexpr std::size_t kPiece = kLargestRequest - 5;  // bytes after "UPGR:"
+constexpr int kMostAttempts = 5;
 constexpr auto kBurnPatience = 10min;
 constexpr auto kStatePoll = 2s;
+
+/// Throws Failure(kUsage) for a file that can't be read or that a board would refuse for its size.
+Image ReadImage(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw Failure(kUsage, "{}: {}", path, std::strerror(errno));
+    std::error_code ignored;
+    const auto size = std::filesystem::is_regular_file(path, ignored) ? std::filesystem::file_size(path, ignored) : 0;
+    if (size < kSmallestImage || size > kLargestImage) {
+        throw Failure(kUsage, "{} isn't a file of {} to {} bytes, which a board takes", path, kSmallestImage,
+                      kLargestImage);
+    }
+    Image image{std::string(size, '\0'), {}};
+    if (!file.read(image.bytes.data(), static_cast<std::streamsize>(size)))
+        throw Failure(kUsage, "{} can't be read", path);
+    sha256_ctx context;
+    sha256_init(&context);
+    sha256_update(&context, size, reinterpret_cast<const std::uint8_t*>(image.bytes.data()));
+    char digest[SHA256_DIGEST_SIZE];
+    sha256_digest(&context, sizeof digest, reinterpret_cast<std::uint8_t*>(digest));
+    image.sha256 = HexText({digest, sizeof digest});
+    return image;
+}
 
 void Confirm(Output& out, const std::vector<Target>& targets, const UpgradeChoice& choice, const Image& image) {
     std::string what =
@@ -38,26 +71,54 @@ void Confirm(Output& out, const std::vector<Target>& targets, const UpgradeChoic
         choice.yes);
 }
 
-/// Throws Failure with how far it got.
+/// Sends the image piece by piece, each after the answer to the one before.
+/// \return false when an answer is missing: a piece has no number, so that it can't be repeated
+bool Attempt(Client& client, const Image& image, const std::function<void(std::size_t sent)>& progress) {
+    const auto order = [&](const std::string& request) {
+        const std::string answer = client.Ask(request);
+        if (IsOk(answer)) return;
+        throw Failure(kRefused, "{} refuses the image: {}", EndpointText(client.Board()),
+                      Escaped(answer.size() > 5 ? answer.substr(5) : answer));  // "KO CR LF, blank, reason"
+    };
+    try {
+        order(fmt::format("UPGR{}", image.bytes.size()));
+        for (std::size_t sent = 0; sent < image.bytes.size(); sent += kPiece) {
+            progress(sent);
+            order("UPGR:" + image.bytes.substr(sent, kPiece));
+        }
+        return true;
+    } catch (const Failure& failure) {
+        if (failure.code != kNoAnswer || Interrupted()) throw;
+        return false;
+    }
+}
+
+/// Sends the image, again from its first byte where an answer was lost. Throws Failure with how far it got.
 void Send(Session& session, const Target& target, Client& client, const Image& image) {
     const auto start = Clock::now();
-    int lastAttempt = 0;
     std::size_t taken = 0;
+    const auto progress = [&](std::size_t sent) {
+        taken = sent;
+        const double part = static_cast<double>(sent) / static_cast<double>(image.bytes.size());
+        const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+        session.out.Progress(fmt::format("{}  {} {:3.0f} %  {} of {} bytes, {:.0f} kB/s", target.name, Bar(part, 30),
+                                         part * 100, sent, image.bytes.size(),
+                                         seconds > 0 ? static_cast<double>(sent) / 1000 / seconds : 0));
+        if (Interrupted()) throw Failure(kRefused, "interrupted");
+    };
     try {
-        const bool sent = SendImage(client, image, kRestarts, [&](std::size_t bytes, int attempt) {
-            taken = bytes;
-            if (attempt != lastAttempt)
-                session.out.Warning(
-                    fmt::format("{}: an answer was lost; attempt {} from the first byte", target.name, attempt + 1));
-            lastAttempt = attempt;
-            const double part = static_cast<double>(bytes) / static_cast<double>(image.bytes.size());
-            const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-            session.out.Progress(fmt::format("{}  {} {:3.0f} %  {} of {} bytes, {:.0f} kB/s", target.name,
-                                             Bar(part, 30), part * 100, bytes, image.bytes.size(),
-                                             seconds > 0 ? static_cast<double>(bytes) / 1000 / seconds : 0));
-            return !Interrupted();
-        });
-        if (!sent) throw Failure(kRefused, "interrupted");
+        for (int attempt = 1; !Attempt(client, image, progress); ++attempt) {
+            // The answer also proves that no older one is pending: a board serves one request at a time.
+            const auto state = ParseUpgradeState(client.Ask("UPGR?"));
+            if (state == kBurning) return;
+            if (state == kBurnFailed)
+                throw Failure(kRefused, EndpointText(client.Board()) + " has the image, but can't burn it");
+            if (attempt == kMostAttempts)
+                throw Failure(kNoAnswer, "{} loses answers; {} attempts from the first byte have failed",
+                              EndpointText(client.Board()), attempt);
+            session.out.Warning(
+                fmt::format("{}: an answer was lost; attempt {} from the first byte", target.name, attempt + 1));
+        }
     } catch (const Failure& failure) {
         throw Failure(failure.code,
                       "{}. {} has taken {} of {} bytes and keeps its version; upgrade it again, or reset it",

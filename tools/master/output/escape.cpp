@@ -1,4 +1,4 @@
-// Escaping and widths of everything that is printed, by the tables of ICU.
+// Escaping and widths of everything that is printed, by the tables of ICU, and similar words.
 #include "output/escape.h"
 
 #include <fmt/chrono.h>
@@ -6,6 +6,7 @@
 #include <unicode/utf8.h>
 
 #include <algorithm>
+#include <cctype>
 
 namespace zulctl {
 
@@ -42,6 +43,28 @@ std::size_t CharacterWidth(UChar32 c) {
     if ((U_GET_GC_MASK(c) & kCombining) != 0 && c != kSoftHyphen) return 0;
     const int width = u_getIntPropertyValue(c, UCHAR_EAST_ASIAN_WIDTH);
     return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
+}
+
+bool Same(char a, char b) {
+    return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
+}
+
+/// \return the least number of characters inserted, removed, replaced or swapped with their neighbour
+std::size_t Distance(std::string_view a, std::string_view b) {
+    std::vector<std::vector<std::size_t>> cost(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
+    for (std::size_t i = 0; i <= a.size(); ++i) {
+        for (std::size_t j = 0; j <= b.size(); ++j) {
+            if (i == 0 || j == 0) {
+                cost[i][j] = i + j;
+                continue;
+            }
+            const std::size_t replaced = cost[i - 1][j - 1] + (Same(a[i - 1], b[j - 1]) ? 0 : 1);
+            cost[i][j] = std::min({replaced, cost[i - 1][j] + 1, cost[i][j - 1] + 1});
+            if (i > 1 && j > 1 && Same(a[i - 1], b[j - 2]) && Same(a[i - 2], b[j - 1]))
+                cost[i][j] = std::min(cost[i][j], cost[i - 2][j - 2] + 1);
+        }
+    }
+    return cost[a.size()][b.size()];
 }
 
 }  // namespace
@@ -89,6 +112,20 @@ std::string ShellWord(const std::string& word) {
     std::string quoted = "'";
     for (const char c : Escaped(word)) quoted += c == '\'' ? "'\\''" : std::string(1, c);
     return quoted + "'";
+}
+
+std::string DidYouMean(std::string_view word, const std::vector<std::string>& known) {
+    constexpr std::size_t kLongest = 64;
+    const std::string* best = nullptr;
+    std::size_t limit = std::min(word.size(), kLongest) / 3 + 2;  // distances below it count as similar
+    for (const std::string& candidate : known) {
+        if (word.size() > kLongest || candidate.size() > kLongest) continue;
+        const std::size_t distance = Distance(word, candidate);
+        if (distance >= std::min(limit, candidate.size())) continue;
+        best = &candidate;
+        limit = distance;
+    }
+    return best == nullptr ? "" : "; did you mean \"" + Escaped(*best) + "\"?";
 }
 
 std::size_t DisplayWidth(std::string_view text) {
