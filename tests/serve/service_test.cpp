@@ -91,14 +91,10 @@ class ServiceTest : public testing::Test {
         options.listen = {kHere, 0};
         options.token = token;
         options.stillsEvery = 0s;
-        BoardState transmitter, receiver;
-        transmitter.at = {kHere, 5000}, transmitter.role = Role::kTransmitter;
-        receiver.at = {kHere, 2008}, receiver.role = Role::kReceiver;
-        other.role = Role::kTransmitter;
-        options.watch.only = {transmitter, receiver};
-        if (other.at.port != 0) options.watch.only.push_back(other);
+        options.watch.only = {{"", {kHere, 5000}, Role::kTransmitter}, {"", {kHere, 2008}, Role::kReceiver}};
+        if (another) options.watch.only.push_back({"", *another, Role::kTransmitter});
         options.watch.discovery.client.timeout = 10s;
-        options.plan[transmitter.at] = {"sends nothing", {}};
+        options.plan[{kHere, 5000}] = {"sends nothing", {}};
         mService.emplace(options);
         port = mService->Start();
     }
@@ -120,7 +116,7 @@ class ServiceTest : public testing::Test {
 
     ServiceOptions options;
     std::uint16_t port = 0;
-    BoardState other{};  ///< another transmitter, if it has an address
+    std::optional<Endpoint> another;  ///< a second transmitter
 
  private:
     std::optional<Service> mService;
@@ -224,8 +220,8 @@ TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {
     PlayedBoard transmitter(5000, TransmitterAnswers(kName));
     auto answers = TransmitterAnswers(kName);
     answers["STATUS"] = "STATUS 1 0 239.1.1.5:5000 0:1:ff:[0001] F:0 E:0 C:\"NO CAM\" 7% OK\r\n";
-    PlayedBoard another(5001, answers);
-    other.at = {kHere, 5001};
+    PlayedBoard second(5001, answers);
+    another = {kHere, 5001};
     PlayedBoard receiver(2008, {{"STATUS", "STATUS 0 :0 0:0000 2 3 0 0 0%OK\r\n"},
                                 {"UPGR?", "UPGRSTATUS0 OK\r\n"},
                                 {"VERS", "VERS0.82.14OK\r\n"},

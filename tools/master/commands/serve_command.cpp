@@ -30,13 +30,7 @@ serve::ServiceOptions Wanted(Session& session, const ServeChoice& choice) {
     options.stillsEvery = std::chrono::seconds(choice.stillsEvery);
     options.watch.discovery = session.Discovery();
     options.watch.names = session.Names();
-    if (!session.options.boards.empty()) {
-        for (const Target& target : session.Boards(std::nullopt)) {
-            serve::BoardState board;
-            board.at = target.at, board.name = target.name, board.role = target.role;
-            options.watch.only.push_back(std::move(board));
-        }
-    }
+    if (!session.options.boards.empty()) options.watch.only = session.Boards(std::nullopt);
     if (!choice.tokenFile.empty() && !choice.control) throw Failure(kUsage, "a token is of use with --control alone");
     if (choice.control)
         options.token = choice.tokenFile.empty() ? serve::NewToken() : serve::ReadToken(choice.tokenFile);

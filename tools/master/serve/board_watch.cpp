@@ -30,11 +30,10 @@ double BoardState::SilentSeconds(Clock::time_point now) const {
 }
 
 BoardWatch::BoardWatch(WatchOptions options) : mOptions(std::move(options)) {
-    if (!mOptions.only.empty()) {
-        for (const BoardState& board : mOptions.only) Add(board.at, board.role, true);
-    } else {
+    for (const Target& board : mOptions.only) Add(board.at, board.role)->named = true;
+    if (mOptions.only.empty()) {
         for (const NamedBoard& board : mOptions.names.boards) {
-            if (board.role) Add(board.At(*board.role), *board.role, true);
+            if (board.role) Add(board.At(*board.role), *board.role)->named = true;
         }
         mThreads.emplace_back([this](const std::stop_token& stop) { Listen(stop); });
     }
@@ -83,38 +82,37 @@ std::set<Endpoint> BoardWatch::Groups() const {
     const std::lock_guard lock(mMutex);
     std::set<Endpoint> groups;
     for (const auto& [at, entry] : mBoards) {
-        const bool answers = entry.state.receiver && entry.state.trouble.empty();
-        const auto played = answers ? entry.state.receiver->Group() : std::nullopt;
-        if (played && IsMulticast(played->address)) groups.insert(*played);
-        if (!entry.state.transmitter) continue;
-        for (const StreamStatus& stream : entry.state.transmitter->streams) {
-            if (stream.active && IsMulticast(stream.group.address) && stream.group.port != 0)
-                groups.insert(stream.group);
+        const BoardState& board = entry.state;
+        const auto played = board.receiver && board.trouble.empty() ? board.receiver->Group() : std::nullopt;
+        if (played) groups.insert(*played);
+        if (!board.transmitter) continue;
+        for (const StreamStatus& stream : board.transmitter->streams) {
+            if (stream.active && stream.group.port != 0) groups.insert(stream.group);
         }
     }
+    std::erase_if(groups, [](const Endpoint& group) { return !IsMulticast(group.address); });
     return groups;
 }
 
-void BoardWatch::Add(const Endpoint& at, Role role, bool named) {
-    const std::lock_guard lock(mMutex);
-    if (mBoards.size() >= kMostBoards || mBoards.contains(at)) return;
+BoardWatch::Entry* BoardWatch::Add(const Endpoint& at, Role role) {
+    const auto known = mBoards.find(at);
+    if (known != mBoards.end()) return &known->second;
+    if (mBoards.size() >= kMostBoards) return nullptr;
     Entry& entry = mBoards[at];
     const std::string name = mOptions.names.NameOf(at);
     entry.state.at = at, entry.state.role = role;
     entry.state.name = name.empty() ? AddressText(at.address) : name;
     entry.state.known = entry.due = Clock::now();
-    entry.named = named;
     mChanged.notify_one();
+    return &entry;
 }
 
 void BoardWatch::Hear(const FoundBoard& board) {
-    if (!board.beacon.role) return;
-    Add(board.at, *board.beacon.role, false);
     const std::lock_guard lock(mMutex);
-    const auto found = mBoards.find(board.at);
-    if (found == mBoards.end()) return;
-    found->second.state.model = board.beacon.model;
-    if (found->second.state.version.empty()) found->second.state.version = board.beacon.revision;
+    Entry* entry = board.beacon.role ? Add(board.at, *board.beacon.role) : nullptr;
+    if (entry == nullptr) return;
+    entry->state.model = board.beacon.model;
+    if (entry->state.version.empty()) entry->state.version = board.beacon.revision;
 }
 
 void BoardWatch::Listen(const std::stop_token& stop) {
@@ -226,57 +224,46 @@ void BoardWatch::PollTransmitter(Client& client, Entry& entry, BoardState& state
     const bool ended = before && before->state == ScanState::State::kRunning && !scanning;
     if (ended) entry.listDue = Clock::now();
     if (scanning) return;
-    if (Clock::now() >= entry.listDue) PollLists(client, entry, state);
+    PollList(entry.listDue, state.channelsTrouble, kListEvery, [&]() -> Clock::duration {
+        state.channels = std::make_shared<const std::vector<Channel>>(FetchChannels(client));
+        ++state.channelsRevision;
+        return kListEvery;
+    });
     const int tuned = state.scan ? state.scan->channel : -1;
     if (tuned != entry.guideChannel) state.guide.reset(), entry.guideDue = Clock::now();
     entry.guideChannel = tuned;
-    if (Clock::now() >= entry.guideDue) PollGuide(client, entry, state);
+    PollList(entry.guideDue, state.guideTrouble, kLostEvery, [&] { return FetchGuide(client, entry, state); });
 }
 
-bool BoardWatch::IsOrdered(const Entry& entry) const {
-    const std::lock_guard lock(mMutex);
-    return entry.ordered;
-}
-
-void BoardWatch::PollLists(Client& client, Entry& entry, BoardState& state) const {
-    entry.listDue = Clock::now() + kListEvery;
+void BoardWatch::PollList(Clock::time_point& due, std::string& trouble, Clock::duration lostEvery,
+                          const std::function<Clock::duration()>& fetch) {
+    if (Clock::now() < due) return;
     try {
-        state.channels = std::make_shared<const std::vector<Channel>>(FetchChannels(client));
-        state.channelsTrouble.clear();
-        ++state.channelsRevision;
+        const auto every = fetch();
+        due = Clock::now() + every;
+        trouble.clear();
     } catch (const TurnTaken&) {
-        entry.listDue = Clock::now() + 5s;
+        due = Clock::now() + 5s;
     } catch (const Failure& failure) {
-        state.channelsTrouble = failure.what();
+        trouble = failure.what();
+        due = Clock::now() + lostEvery;
     }
 }
 
-void BoardWatch::PollGuide(Client& client, Entry& entry, BoardState& state) const {
+Clock::duration BoardWatch::FetchGuide(Client& client, const Entry& entry, BoardState& state) const {
     auto guide = std::make_shared<std::vector<ChannelGuide>>();
-    try {
-        if (const auto told = ParseBroadcastTime(client.Ask("TIME"))) state.clock = BroadcastClock{*told, Clock::now()};
-        for (const Channel& channel : state.channels ? *state.channels : std::vector<Channel>{}) {
-            if (!state.scan || channel.tunerChannel != state.scan->channel || guide->size() >= kMostGuideRows) continue;
-            if (IsOrdered(entry)) return;
-            // Each request takes its own turn at the forwarded messages, so that others get theirs in between.
-            guide->push_back({channel, FetchListing(client, channel.id, kGuideSpan, nullptr)});
-        }
-        state.guideTrouble.clear();
-        entry.guideDue = Clock::now() + kGuideEvery;
-        // Right after tuning, a guide is still coming in.
-        const auto isEmpty = [](const ChannelGuide& row) { return row.events.empty(); };
-        const bool complete = std::none_of(guide->begin(), guide->end(), isEmpty);
-        if (!complete) entry.guideDue = Clock::now() + 10s;
-    } catch (const TurnTaken&) {
-        entry.guideDue = Clock::now() + 5s;
-        return;
-    } catch (const Failure& failure) {
-        state.guideTrouble = failure.what();
-        entry.guideDue = Clock::now() + kLostEvery;
-        return;
+    if (const auto told = ParseBroadcastTime(client.Ask("TIME"))) state.clock = BroadcastClock{*told, Clock::now()};
+    for (const Channel& channel : state.channels ? *state.channels : std::vector<Channel>{}) {
+        if (!state.scan || channel.tunerChannel != state.scan->channel || guide->size() >= kMostGuideRows) continue;
+        if (const std::lock_guard lock(mMutex); entry.ordered) return 0s;
+        // Each request takes its own turn at the forwarded messages, so that others get theirs in between.
+        guide->push_back({channel, FetchListing(client, channel.id, kGuideSpan, nullptr)});
     }
+    // Right after tuning, a guide is still coming in.
+    const bool complete = std::ranges::none_of(*guide, [](const ChannelGuide& row) { return row.events.empty(); });
     state.guide = std::move(guide);
     ++state.guideRevision;
+    return complete ? kGuideEvery : 10s;
 }
 
 }  // namespace zulctl::serve

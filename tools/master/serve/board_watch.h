@@ -2,6 +2,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -11,8 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "net/config.h"
-#include "net/discover.h"
+#include "net/session.h"
 #include "protocol/channels.h"
 #include "protocol/guide_reply.h"
 #include "protocol/status.h"
@@ -55,8 +55,7 @@ struct BoardState {
 struct WatchOptions {
     DiscoverOptions discovery;  ///< also how boards are asked
     Config names;
-    std::vector<BoardState>
-        only;  ///< boards to watch (address, name and role count); empty: all that are named or heard
+    std::vector<Target> only;  ///< boards to watch; empty: all that are named or heard
 };
 
 class BoardWatch {
@@ -88,7 +87,8 @@ class BoardWatch {
         bool asking = false, ordered = false;
         bool named = false;  ///< stays even when it is never heard
     };
-    void Add(const Endpoint& at, Role role, bool named);
+    /// REQUIRES: the lock is held, or no thread runs yet. \return the board, or null where there are too many
+    Entry* Add(const Endpoint& at, Role role);
     void Hear(const FoundBoard& board);
     void Listen(const std::stop_token& stop);
     void Work(const std::stop_token& stop);
@@ -96,9 +96,11 @@ class BoardWatch {
     void Poll(Entry& entry);
     void Publish(Entry& entry, BoardState state);
     void PollTransmitter(Client& client, Entry& entry, BoardState& state) const;
-    void PollLists(Client& client, Entry& entry, BoardState& state) const;
-    void PollGuide(Client& client, Entry& entry, BoardState& state) const;
-    bool IsOrdered(const Entry& entry) const;
+    /// Fetches a list where it is due, and notes when the next one is, and why it can't be had.
+    /// \param fetch  returns the pause after it
+    static void PollList(Clock::time_point& due, std::string& trouble, Clock::duration lostEvery,
+                         const std::function<Clock::duration()>& fetch);
+    Clock::duration FetchGuide(Client& client, const Entry& entry, BoardState& state) const;
     void Forget(Clock::time_point now);
 
     const WatchOptions mOptions;

@@ -4,17 +4,24 @@
 #include <unistd.h>
 
 #include "output/failure.h"
-#include "page_files.h"
 #include "serve/http_server.h"
 #include "serve/orders.h"
 
 namespace zulctl::serve {
 
-using namespace std::chrono_literals;
+using namespace std::literals;
 
 namespace {
 
 constexpr auto kFreshFor = 500ms;
+
+constexpr struct {
+    std::string_view path;
+    const char* type;
+    std::string_view content;
+} kPageFiles[] = {
+#include "page_files.inc"
+};
 
 /// Names and addresses of this machine on which the service listens.
 std::vector<std::string> OwnNames(const ServiceOptions& options) {
@@ -107,7 +114,7 @@ void Service::Handle(const httplib::Request& request, httplib::Response& respons
     if (request.path == "/api/guide") return OfBoard(request, response, GuideJson);
     if (request.path == "/api/probe") return Probe(request, response);
     if (request.path == "/api/picture") return Picture(request, response);
-    for (const PageFile& file : kPageFiles) {
+    for (const auto& file : kPageFiles) {
         if (request.path == file.path) return Answer(response, 200, std::string(file.content), file.type);
     }
     Refuse(response, 404, "there is nothing here");
