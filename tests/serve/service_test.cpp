@@ -83,12 +83,13 @@ Reply Post(std::uint16_t port, const std::string& path, const std::string& body,
                           "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
 }
 
-const std::string kOrderHeaders = "Content-Type: application/json\r\nX-Zulctl-Token: " + kToken + "\r\n";
+const std::string kOrderHeaders = "Content-Type: application/json; charset=utf-8\r\nX-Zulctl-Token: " + kToken + "\r\n";
 
 class ServiceTest : public testing::Test {
  protected:
     void Serve(const std::string& token = "") {
         options.listen = {kHere, 0};
+        options.hosts = {"Wall.Hotel.example"};
         options.token = token;
         options.stillsEvery = 0s;
         options.watch.only = {{"", {kHere, 5000}, Role::kTransmitter}, {"", {kHere, 2008}, Role::kReceiver}};
@@ -145,7 +146,7 @@ TEST_F(ServiceTest, MetricsNameBoardsAndStreams) {
     PlayedBoard transmitter(5000, TransmitterAnswers(kName));
     Serve();
     Await("/metrics", "zul_stream_bits_per_second{");
-    const std::string text = Await("/metrics", "zul_board_up{board=\"127.0.0.1:2008\"");
+    const std::string text = Await("/metrics", "zul_board_as_planned{");
     for (const char* wanted :
          {"zul_board_up{board=\"127.0.0.1:5000\",name=\"127.0.0.1\",role=\"transmitter\"} 1\n",
           "zul_board_up{board=\"127.0.0.1:2008\",name=\"127.0.0.1\",role=\"receiver\"} 0\n", "zul_board_load_ratio{",
@@ -187,6 +188,14 @@ TEST_F(ServiceTest, RefusesWhatNoPageOfItsOwnWouldAsk) {
         EXPECT_EQ(reply.head.find("Access-Control"), std::string::npos) << what;
         EXPECT_NE(reply.head.find("default-src 'none'"), std::string::npos) << what;
     }
+    const auto statusFor = [&](const std::string& name) {
+        return Send(port, get + "Host: " + name + end + end).status;
+    };
+    for (const char* own : {"LOCALHOST:8410", "127.0.0.1:1", "wall.hotel.example", "WALL.hotel.EXAMPLE:80"})
+        EXPECT_EQ(statusFor(own), 200) << own;
+    for (const char* foreign : {"", ":8410", "localhost.evil.example", "127.0.0.1.evil.example:8410", "127.0.0.2",
+                                "localhost:80:80", "localhost:x", "[::1]", "localhost, evil.example"})
+        EXPECT_EQ(statusFor(foreign), 421) << foreign;
     const auto began = Clock::now();
     EXPECT_NE(Send(port, get + "Host: local").status, 200) << "half a request";
     EXPECT_LT(Clock::now() - began, 25s);
@@ -219,6 +228,7 @@ TEST_F(ServiceTest, ARequestThatIsRefusedIsNotContinued) {
 TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {
     PlayedBoard transmitter(5000, TransmitterAnswers(kName));
     auto answers = TransmitterAnswers(kName);
+    answers["SCA?"] = std::string("\0\2\0\2", 4);
     answers["STATUS"] = "STATUS 1 0 239.1.1.5:5000 0:1:ff:[0001] F:0 E:0 C:\"NO CAM\" 7% OK\r\n";
     PlayedBoard second(5001, answers);
     another = {kHere, 5001};
@@ -228,13 +238,20 @@ TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {
                                 {"UNIT", "OK\r\n"}});
     Serve(kToken);
     const std::string play = R"({"board": "127.0.0.1:2008", "stream": "239.1.1.1:5000", "programme": 1})";
-    EXPECT_EQ(Post(port, "/api/play", play, "Content-Type: application/json\r\n").status, 403);
-    EXPECT_EQ(Post(port, "/api/play", play, kOrderHeaders + "Origin: http://evil.example\r\n").status, 403);
-    EXPECT_EQ(Post(port, "/api/play", play, "X-Zulctl-Token: " + kToken + "\r\n").status, 403);
+    const std::string json = "Content-Type: application/json\r\n", token = "X-Zulctl-Token: ", end = "\r\n";
+    for (const std::string& headers :
+         {json, json + token + kToken.substr(1) + end, json + token + kToken + "0" + end,
+          json + token + "0123456789abcdef0123456789abcdee" + end, token + kToken + end,
+          token + kToken + end + "Content-Type: text/plain\r\n", kOrderHeaders + "Origin: http://evil.example\r\n",
+          kOrderHeaders + "Origin: https://localhost\r\n", kOrderHeaders + "Origin: http://localhost:8411\r\n",
+          kOrderHeaders + "Origin: null\r\n", kOrderHeaders + "Sec-Fetch-Site: cross-site\r\n",
+          kOrderHeaders + "Sec-Fetch-Site: same-site\r\n", kOrderHeaders + "Sec-Fetch-Site: none\r\n"})
+        EXPECT_EQ(Post(port, "/api/play", play, headers).status, 403) << headers;
     EXPECT_EQ(Post(port, "/api/play", std::string(5000, ' '), kOrderHeaders).status, 413);
     EXPECT_EQ(receiver.Asked("UNIT1,239.1.1.1,5000,0,1"), 0);
 
-    const Reply played = Post(port, "/api/play", play, kOrderHeaders);
+    const std::string page = "Origin: http://LOCALHOST\r\nSec-Fetch-Site: same-origin\r\n";
+    const Reply played = Post(port, "/api/play", play, kOrderHeaders + page);
     EXPECT_EQ(played.status, 200) << played.body;
     const Json done = Json::parse(played.body);
     EXPECT_EQ(done["schema"], "zulctl.order/1");
@@ -252,20 +269,13 @@ TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {
     EXPECT_EQ(transmitter.Asked("UNIT4,1,239.1.1.2,5000,2,201,1"), 1);
     EXPECT_EQ(Post(port, "/api/stream/stop", R"({"board": "127.0.0.1:5000", "slot": 0})", kOrderHeaders).status, 200);
     EXPECT_EQ(transmitter.Asked("UNIT5,0"), 1);
+    const char* const ofScanning = R"({"board": "127.0.0.1:5001", "slot": 0})";
+    EXPECT_EQ(Post(port, "/api/stream/stop", ofScanning, kOrderHeaders).status, 409);
+    EXPECT_EQ(second.Asked("UNIT5,0"), 0);
     for (const char* body : {"", "[]", "{", "{\"board\": 7}", "null", R"({"board": "10.9.9.9:5000"})",
                              R"({"board": "127.0.0.1:5000", "slot": 8})"})
         EXPECT_EQ(Post(port, "/api/stream/stop", body, kOrderHeaders).status, 400) << body;
     EXPECT_EQ(Post(port, "/api/reset", "{}", kOrderHeaders).status, 404);
-}
-
-TEST_F(ServiceTest, AScanningBoardStartsNothing) {
-    auto answers = TransmitterAnswers(kName);
-    answers["SCA?"] = std::string("\0\2\0\2", 4);
-    PlayedBoard transmitter(5000, answers);
-    Serve(kToken);
-    const Reply reply = Post(port, "/api/stream/stop", R"({"board": "127.0.0.1:5000", "slot": 0})", kOrderHeaders);
-    EXPECT_EQ(reply.status, 409) << reply.body;
-    EXPECT_EQ(transmitter.Asked("UNIT5,0"), 0);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Streams on the wire, judged while they run, and which requests are accepted.
+// Streams on the wire, judged while they run, and tokens.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -74,39 +74,6 @@ TEST(StreamWatch, HealthTellsSilenceFromFaults) {
     EXPECT_EQ(judged(0, lately, true), Health::kFaulty);
     EXPECT_EQ(judged(0, {}, false), Health::kFaulty);
     EXPECT_EQ(judged(5, lately, false), Health::kSilent);
-}
-
-TEST(Guard, KnowsTheNamesThatItIsCalledByWithAnyPort) {
-    const Guard guard({"localhost", "127.0.0.1", "Wall.Hotel.example"}, "");
-    for (const char* host :
-         {"localhost", "LOCALHOST:8410", "127.0.0.1:1", "wall.hotel.example", "WALL.hotel.EXAMPLE:80"})
-        EXPECT_TRUE(guard.Knows(host)) << host;
-    for (const char* host : {"", ":8410", "localhost.evil.example", "127.0.0.1.evil.example:8410", "127.0.0.2",
-                             "localhost:80:80", "localhost:x", "[::1]", "localhost, evil.example", "localhost "})
-        EXPECT_FALSE(guard.Knows(host)) << host;
-}
-
-TEST(Guard, TakesOrdersFromItsOwnPageAndFromProgramsThatHaveTheToken) {
-    const std::string token = "0123456789abcdef0123456789abcdef";
-    const Guard guard({"localhost"}, token);
-    const Source good{"localhost:8410", "http://localhost:8410", "same-origin", "application/json", token};
-    EXPECT_EQ(guard.WhyNot(good), "");
-    EXPECT_EQ(guard.WhyNot({"localhost:8410", "", "", "application/json; charset=utf-8", token}), "");  // no browser
-
-    const std::pair<std::string Source::*, std::vector<std::string>> refused[] = {
-        {&Source::origin, {"http://evil.example", "https://localhost:8410", "http://localhost:8411", "null"}},
-        {&Source::site, {"cross-site", "same-site", "none"}},
-        {&Source::contentType, {"", "text/plain", "application/x-www-form-urlencoded"}},
-        {&Source::token, {"", token.substr(1), token + "0", "0123456789abcdef0123456789abcdee"}},
-    };
-    for (const auto& [header, values] : refused) {
-        for (const std::string& value : values) {
-            Source source = good;
-            source.*header = value;
-            EXPECT_NE(guard.WhyNot(source), "") << value;
-        }
-    }
-    EXPECT_NE(Guard({"localhost"}, "").WhyNot(good), "") << "a read-only service takes none";
 }
 
 TEST(Guard, TokensAreLongSecretAndNew) {

@@ -46,8 +46,6 @@ struct BoardState {
     std::string channelsTrouble, guideTrouble;
     unsigned channelsRevision = 0, guideRevision = 0;  ///< grow with each new list
 
-    /// \return "10.0.0.1:5000": what a board is called in requests
-    std::string Id() const { return EndpointText(at); }
     /// \return seconds without an answer
     double SilentSeconds(Clock::time_point now) const;
 };

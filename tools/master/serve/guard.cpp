@@ -1,10 +1,11 @@
 // Host, Origin, token.
 #include "serve/guard.h"
 
-#include <fmt/format.h>
+#include <httplib.h>
 #include <nettle/memops.h>
 #include <sys/random.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
@@ -30,31 +31,47 @@ bool SameSecret(std::string_view a, std::string_view b) {
     return a.size() == b.size() && memeql_sec(a.data(), b.data(), a.size()) != 0;
 }
 
-/// \return the name in a Host header, without the port and in lower case
-std::string HostName(std::string_view host) {
+/// \return the name in a Host header, without the port
+std::string_view NameIn(std::string_view host) {
     const std::size_t colon = host.rfind(':');
     const bool hasPort = colon != std::string_view::npos && colon + 1 < host.size() &&
                          host.find_first_not_of("0123456789", colon + 1) == std::string_view::npos;
-    return Lower(hasPort ? host.substr(0, colon) : host);
+    return hasPort ? host.substr(0, colon) : host;
 }
 
 }  // namespace
 
-Guard::Guard(std::vector<std::string> hosts, std::string token) : mToken(std::move(token)) {
-    for (const std::string& host : hosts) mHosts.push_back(Lower(host));
+std::set<std::string> OwnNames(const std::vector<std::string>& hosts, const Endpoint& listen) {
+    std::set<std::string> names = {"localhost", "127.0.0.1"};
+    for (const std::string& host : hosts) names.insert(Lower(host));
+    if (listen.address != 0) {
+        names.insert(AddressText(listen.address));
+        return names;
+    }
+    for (const Interface& item : Interfaces()) names.insert(AddressText(item.address));
+    char name[256] = {};
+    if (gethostname(name, sizeof name - 1) == 0 && name[0] != '\0') names.insert(Lower(name));
+    return names;
 }
 
-bool Guard::Knows(std::string_view host) const { return std::ranges::find(mHosts, HostName(host)) != mHosts.end(); }
-
-std::string Guard::WhyNot(const Source& source) const {
-    if (mToken.empty()) return "this service is read-only; \"zulctl serve --control\" takes orders";
+std::optional<Refusal> WhyNot(const httplib::Request& request, const std::set<std::string>& names,
+                              const std::string& token) {
+    const std::string host = Lower(request.get_header_value("Host"));
+    if (request.get_header_value_count("Host") != 1 || !names.contains(std::string(NameIn(host))))
+        return Refusal{421, "this service isn't called that; \"zulctl serve --host NAME\" gives it a name"};
+    if (request.method == "GET" || request.method == "HEAD") return std::nullopt;
+    if (request.method != "POST") return Refusal{405, "GET and POST are understood"};
+    if (token.empty()) return Refusal{403, "this service is read-only; \"zulctl serve --control\" takes orders"};
     // A browser sends Origin with every POST. Programs that aren't browsers needn't.
-    if (!source.origin.empty() && Lower(source.origin) != "http://" + Lower(source.host))
-        return "orders come from this service's own page";
-    if (!source.site.empty() && source.site != "same-origin") return "orders come from this service's own page";
-    if (Lower(source.contentType).substr(0, 16) != "application/json") return "an order is application/json";
-    if (!SameSecret(source.token, mToken)) return "the token is missing or wrong";
-    return {};
+    const std::string origin = Lower(request.get_header_value("Origin")),
+                      site = request.get_header_value("Sec-Fetch-Site");
+    if ((!origin.empty() && origin != "http://" + host) || (!site.empty() && site != "same-origin"))
+        return Refusal{403, "orders come from this service's own page"};
+    if (!Lower(request.get_header_value("Content-Type")).starts_with("application/json"))
+        return Refusal{403, "an order is application/json"};
+    if (!SameSecret(request.get_header_value("X-Zulctl-Token"), token))
+        return Refusal{403, "the token is missing or wrong"};
+    return std::nullopt;
 }
 
 std::string NewToken() {

@@ -2,36 +2,33 @@
 /// action.
 #pragma once
 
+#include <optional>
+#include <set>
 #include <string>
-#include <string_view>
 #include <vector>
+
+#include "protocol/endpoint.h"
+
+namespace httplib {
+struct Request;
+}
 
 namespace zulctl::serve {
 
-/// The headers that show a request's origin; a missing one is empty.
-struct Source {
-    std::string host;         ///< Host
-    std::string origin;       ///< Origin
-    std::string site;         ///< Sec-Fetch-Site
-    std::string contentType;  ///< Content-Type
-    std::string token;        ///< X-Zulctl-Token
+/// \param hosts  names that the service is given
+/// \return in lower case all its names, and addresses of this machine on which it listens
+std::set<std::string> OwnNames(const std::vector<std::string>& hosts, const Endpoint& listen);
+
+struct Refusal {
+    int status;  ///< of HTTP
+    std::string why;
 };
 
-class Guard {
- public:
-    /// \param hosts  names and addresses of this service
-    /// \param token  what an order must carry; empty: no orders at all
-    Guard(std::vector<std::string> hosts, std::string token);
-
-    /// \return whether a name belongs to this service. Any other one was pointed here by a foreign name server
-    bool Knows(std::string_view host) const;
-    /// \return why an order is refused, or an empty text
-    std::string WhyNot(const Source& source) const;
-
- private:
-    std::vector<std::string> mHosts;
-    std::string mToken;
-};
+/// Judges a request by its headers.
+/// \param names  of this service; any other one was pointed here by a foreign name server
+/// \param token  what an order must carry; empty: no orders at all
+std::optional<Refusal> WhyNot(const httplib::Request& request, const std::set<std::string>& names,
+                              const std::string& token);
 
 /// \return 32 unpredictable hexadecimal digits. Throws Failure
 std::string NewToken();

@@ -46,7 +46,7 @@ void Boards(std::vector<MetricFamily>& all, const Overview& overview) {
     Family playing(all, "zul_receiver_playing", "1 where a receiver plays a stream");
     Family dark(all, "zul_receiver_dark", "1 where something darkens a receiver's television");
     for (const BoardState& board : overview.boards) {
-        const Labels labels = {{"board", board.Id()}, {"name", board.name}, {"role", RoleName(board.role)}};
+        const Labels labels = {{"board", EndpointText(board.at)}, {"name", board.name}, {"role", RoleName(board.role)}};
         up.Add(labels, board.lastAnswer && board.trouble.empty());
         silent.Add(labels, board.SilentSeconds(overview.now));
         info.Add(labels, 1, {{"version", board.version}, {"model", board.model}});
@@ -80,7 +80,7 @@ void Streams(std::vector<MetricFamily>& all, const Overview& overview) {
     for (const Measured& stream : overview.streams) {
         const Labels labels = {{"stream", EndpointText(stream.group)}};
         for (const auto& [board, slot] : overview.SourcesOf(stream.group))
-            info.Add(labels, 1, {{"board", board->Id()}, {"slot", std::to_string(slot->id)}});
+            info.Add(labels, 1, {{"board", EndpointText(board->at)}, {"slot", std::to_string(slot->id)}});
         good.Add(labels, HealthOf(stream) == Health::kGood);
         rate.Add(labels, stream.BitRate());
         silent.Add(labels, stream.silentSeconds);

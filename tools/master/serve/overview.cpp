@@ -63,13 +63,4 @@ std::optional<std::vector<std::string>> Overview::DifferencesOf(const BoardState
     return differences;
 }
 
-const Channel* ChannelOf(const BoardState& board, std::uint16_t programme) {
-    if (!board.channels || !board.scan) return nullptr;
-    const auto& list = *board.channels;
-    const auto found = std::find_if(list.begin(), list.end(), [&](const Channel& channel) {
-        return channel.id.programme == programme && (channel.tunerChannel & 0xFF) == board.scan->channel;
-    });
-    return found == list.end() ? nullptr : &*found;
-}
-
 }  // namespace zulctl::serve

@@ -40,9 +40,6 @@ struct Overview {
     std::optional<std::vector<std::string>> DifferencesOf(const BoardState& transmitter) const;
 };
 
-/// \return the channel of a programme number on the channel that the board is tuned to, or null
-const Channel* ChannelOf(const BoardState& board, std::uint16_t programme);
-
 /// \return "Mbit/s by the second" and everything else that the page shows: zulctl.overview/1
 std::string OverviewJson(const Overview& overview);
 /// \return the shape of `zulctl status --json`: zulctl.status/1

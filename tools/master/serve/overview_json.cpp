@@ -1,4 +1,6 @@
 // The overview as JSON.
+#include <algorithm>
+
 #include "output/escape.h"
 #include "output/output.h"
 #include "protocol/reply_json.h"
@@ -38,7 +40,7 @@ Json StatusOf(const BoardState& board) {
 Json JsonOf(const BoardState& board, const Overview& overview) {
     const Clock::time_point now = overview.now;
     const auto dark = overview.DarknessOf(board);
-    Json json = {{"id", board.Id()}};
+    Json json = {{"id", EndpointText(board.at)}};
     json.update(StatusOf(board));
     if (board.transmitter) json["transmitter"] = JsonOf(*board.transmitter);
     if (board.receiver) json["receiver"] = JsonOf(*board.receiver);
@@ -65,6 +67,15 @@ Json JsonOf(const BoardState& board, const Overview& overview) {
     return json;
 }
 
+/// \return the channel of a programme number on the channel that the board is tuned to, or null
+const Channel* ChannelOf(const BoardState& board, std::uint16_t programme) {
+    if (!board.channels || !board.scan) return nullptr;
+    const auto found = std::ranges::find_if(*board.channels, [&](const Channel& channel) {
+        return channel.id.programme == programme && (channel.tunerChannel & 0xFF) == board.scan->channel;
+    });
+    return found == board.channels->end() ? nullptr : &*found;
+}
+
 Json JsonOf(const StreamSource& source) {
     Json programmes = Json::array();
     for (const std::uint16_t number : source.slot->programmes) {
@@ -74,7 +85,7 @@ Json JsonOf(const StreamSource& source) {
              {"name", channel != nullptr ? Json(channel->name) : Json()},
              {"number", channel != nullptr && channel->number != 0 ? Json(channel->NumberText()) : Json()}});
     }
-    return {{"board", source.board->Id()}, {"slot", source.slot->id}, {"programmes", programmes}};
+    return {{"board", EndpointText(source.board->at)}, {"slot", source.slot->id}, {"programmes", programmes}};
 }
 
 Json HistoryOf(const Measured& stream) {
@@ -89,7 +100,7 @@ Json JsonOf(const Overview& overview, std::size_t index) {
     Json senders = Json::array();
     Json sources = Json::array(), players = Json::array(), faults = Json::array(), notes = Json::array();
     for (const StreamSource& source : overview.SourcesOf(stream.group)) sources.push_back(JsonOf(source));
-    for (const BoardState* player : overview.PlayersOf(stream.group)) players.push_back(player->Id());
+    for (const BoardState* player : overview.PlayersOf(stream.group)) players.push_back(EndpointText(player->at));
     if (stream.heard) {
         for (const std::uint32_t address : stream.heard->sources) senders.push_back(AddressText(address));
         for (const Finding& finding : Judge(stream.heard->report))

@@ -46,21 +46,17 @@ class Service {
     /// A body for many clients, made once.
     struct Shared {
         std::mutex mutex;
-        std::shared_ptr<const std::string> body;
+        std::string body;
         Clock::time_point made{};
     };
-    std::shared_ptr<const std::string> Fresh(Shared& shared, std::string (*make)(const Overview&));
+    std::string Fresh(Shared& shared, std::string (*make)(const Overview&)) const;
     Overview Take() const;
 
     bool Check(const httplib::Request& request, httplib::Response& response) const;
     void Handle(const httplib::Request& request, httplib::Response& response);
-    void OfBoard(const httplib::Request& request, httplib::Response& response,
-                 std::string (*json)(const BoardState&)) const;
-    void Probe(const httplib::Request& request, httplib::Response& response) const;
-    void Picture(const httplib::Request& request, httplib::Response& response) const;
 
     const ServiceOptions mOptions;
-    const Guard mGuard;
+    const std::set<std::string> mNames;
     BoardWatch mBoards;
     StreamWatch mStreams;
     Stills mStills;
