@@ -17,17 +17,13 @@ constexpr int kWorkers = 8;               ///< boards that are polled concurrent
 constexpr std::size_t kMostBoards = 512;  ///< beacons can be forged
 constexpr auto kStatusEvery = 2s, kSilentEvery = 5s, kListEvery = 60s, kGuideEvery = 60s, kVersionEvery = 300s;
 constexpr auto kLostEvery = 300s;  ///< for a guide whose replies go to another peer
-constexpr auto kForgetAfter = 600s;
+constexpr double kForgetAfterSeconds = 600;
 constexpr auto kWakeEvery = 30s;     ///< for boards that were switched on and beacons that got lost
 constexpr auto kPollPatience = 15s;  ///< of an order for the request in progress
 constexpr std::chrono::minutes kGuideSpan{6 * 60};
 constexpr std::size_t kMostGuideRows = 64;
 
 }  // namespace
-
-double BoardState::SilentSeconds(Clock::time_point now) const {
-    return std::chrono::duration<double>(now - lastAnswer.value_or(known)).count();
-}
 
 BoardWatch::BoardWatch(WatchOptions options) : mOptions(std::move(options)) {
     for (const Target& board : mOptions.only) Add(board.at, board.role)->named = true;
@@ -61,21 +57,23 @@ std::optional<BoardState> BoardWatch::Find(const std::string& id) const {
     return found == mBoards.end() ? std::nullopt : std::optional(found->second.state);
 }
 
-bool BoardWatch::BeginOrder(const Endpoint& board) {
-    std::unique_lock lock(mMutex);
-    const auto found = mBoards.find(board);
-    if (found == mBoards.end() || std::exchange(found->second.ordered, true)) return false;
-    // An order that waited for its turn at the port instead would take its own service for another process.
-    mChanged.wait_for(lock, kPollPatience, [&] { return !found->second.asking; });
-    return true;
-}
-
-void BoardWatch::EndOrder(const Endpoint& board) {
-    const std::lock_guard lock(mMutex);
-    Entry& entry = mBoards.at(board);
-    entry.ordered = false;
-    entry.due = Clock::now();
-    mChanged.notify_one();
+void BoardWatch::Order(const Endpoint& board, const std::function<void(Client&)>& order) {
+    {
+        std::unique_lock lock(mMutex);
+        const auto found = mBoards.find(board);
+        if (found == mBoards.end() || std::exchange(found->second.ordered, true))
+            throw Failure(kRefused, "the board is taking another order");
+        // An order that waited for its turn at the port instead would take its own service for another process.
+        mAnswered.wait_for(lock, kPollPatience, [&] { return !found->second.asking; });
+    }
+    const std::shared_ptr<void> atEnd(nullptr, [&](void*) {
+        const std::lock_guard lock(mMutex);
+        Entry& entry = mBoards.at(board);
+        entry.ordered = false;
+        entry.due = Clock::now();
+    });
+    Client client(board, mOptions.discovery.client);
+    order(client);
 }
 
 std::set<Endpoint> BoardWatch::Groups() const {
@@ -103,7 +101,6 @@ BoardWatch::Entry* BoardWatch::Add(const Endpoint& at, Role role) {
     entry.state.at = at, entry.state.role = role;
     entry.state.name = name.empty() ? AddressText(at.address) : name;
     entry.state.known = entry.due = Clock::now();
-    mChanged.notify_one();
     return &entry;
 }
 
@@ -129,9 +126,13 @@ void BoardWatch::Listen(const std::stop_token& stop) {
             // No network yet, or none any more: the next round may find one.
         }
         std::unique_lock lock(mMutex);
-        mChanged.wait_for(lock, stop, 1s, [] { return false; });
+        mAnswered.wait_for(lock, stop, 1s, [] { return false; });
         const auto now = Clock::now();
-        Forget(now);
+        std::erase_if(mBoards, [&](const auto& item) {
+            const Entry& entry = item.second;
+            return !entry.named && !entry.asking && !entry.ordered &&
+                   entry.state.SilentSeconds(now) > kForgetAfterSeconds;
+        });
         lock.unlock();
         options.wake = now >= nextWake;
         options.known = options.wake ? mOptions.discovery.known : std::vector<Endpoint>{};
@@ -139,39 +140,24 @@ void BoardWatch::Listen(const std::stop_token& stop) {
     }
 }
 
-void BoardWatch::Forget(Clock::time_point now) {
-    std::erase_if(mBoards, [&](const auto& item) {
-        const Entry& entry = item.second;
-        return !entry.named && !entry.asking && !entry.ordered &&
-               now - entry.state.lastAnswer.value_or(entry.state.known) > kForgetAfter;
-    });
-}
-
-BoardWatch::Entry* BoardWatch::Next(Clock::time_point now, Clock::time_point& wake) {
-    Entry* first = nullptr;
-    for (auto& [at, entry] : mBoards) {
-        if (!entry.asking && !entry.ordered && (first == nullptr || entry.due < first->due)) first = &entry;
-    }
-    if (first != nullptr && first->due <= now) return first;
-    if (first != nullptr) wake = std::min(wake, first->due);
-    return nullptr;
-}
-
 void BoardWatch::Work(const std::stop_token& stop) {
     std::unique_lock lock(mMutex);
     while (!stop.stop_requested() && !Interrupted()) {
-        auto wake = Clock::now() + 500ms;
-        Entry* entry = Next(Clock::now(), wake);
-        if (entry == nullptr) {
-            mChanged.wait_until(lock, stop, wake, [] { return false; });
+        Entry* first = nullptr;
+        for (auto& [at, entry] : mBoards) {
+            if (!entry.asking && !entry.ordered && (first == nullptr || entry.due < first->due)) first = &entry;
+        }
+        const auto now = Clock::now(), wake = first == nullptr ? now + 500ms : std::min(first->due, now + 500ms);
+        if (wake > now) {
+            mAnswered.wait_until(lock, stop, wake, [] { return false; });
             continue;
         }
-        entry->asking = true;
+        first->asking = true;
         lock.unlock();
-        Poll(*entry);  // an entry that is being polled isn't removed
+        Poll(*first);  // an entry that is being polled isn't removed
         lock.lock();
-        entry->asking = false;
-        if (entry->ordered) mChanged.notify_all();
+        first->asking = false;
+        if (first->ordered) mAnswered.notify_all();
     }
 }
 
@@ -180,11 +166,11 @@ void BoardWatch::Poll(Entry& entry) {
     {
         const std::lock_guard lock(mMutex);
         state = entry.state;
-        entry.due = Clock::now() + kStatusEvery;  // Hurry may make it earlier while the board is asked
+        entry.due = Clock::now() + kStatusEvery;
     }
     state.busy.clear();
     try {
-        Client client = Connect(state.at);
+        Client client(state.at, mOptions.discovery.client);
         const std::string reply = client.Ask("STATUS");
         state.lastAnswer = Clock::now();
         if (!state.trouble.empty()) entry.listDue = entry.guideDue = Clock::now();  // it may have restarted
@@ -252,7 +238,8 @@ void BoardWatch::PollList(Clock::time_point& due, std::string& trouble, Clock::d
 
 Clock::duration BoardWatch::FetchGuide(Client& client, const Entry& entry, BoardState& state) const {
     auto guide = std::make_shared<std::vector<ChannelGuide>>();
-    if (const auto told = ParseBroadcastTime(client.Ask("TIME"))) state.clock = BroadcastClock{*told, Clock::now()};
+    if (const auto told = ParseBroadcastTime(client.Ask("TIME")))
+        state.broadcastAhead = told->time_since_epoch() - Clock::now().time_since_epoch();
     for (const Channel& channel : state.channels ? *state.channels : std::vector<Channel>{}) {
         if (!state.scan || channel.tunerChannel != state.scan->channel || guide->size() >= kMostGuideRows) continue;
         if (const std::lock_guard lock(mMutex); entry.ordered) return 0s;

@@ -19,12 +19,6 @@
 
 namespace zulctl::serve {
 
-/// A broadcast time and when it was received.
-struct BroadcastClock {
-    Minutes told{};
-    Clock::time_point when{};
-};
-
 /// What is known of a board. The lists are shared: they change as a whole.
 struct BoardState {
     Endpoint at;
@@ -40,14 +34,16 @@ struct BoardState {
     Clock::time_point known;  ///< since when it is polled
 
     std::optional<ScanState> scan;
-    std::optional<BroadcastClock> clock;
+    std::optional<Clock::duration> broadcastAhead;           ///< the broadcast's time minus that of Clock
     std::shared_ptr<const std::vector<Channel>> channels;    ///< null before the first list
     std::shared_ptr<const std::vector<ChannelGuide>> guide;  ///< null before the first one
     std::string channelsTrouble, guideTrouble;
     unsigned channelsRevision = 0, guideRevision = 0;  ///< grow with each new list
 
     /// \return seconds without an answer
-    double SilentSeconds(Clock::time_point now) const;
+    double SilentSeconds(Clock::time_point now) const {
+        return std::chrono::duration<double>(now - lastAnswer.value_or(known)).count();
+    }
 };
 
 struct WatchOptions {
@@ -60,22 +56,16 @@ class BoardWatch {
  public:
     explicit BoardWatch(WatchOptions options);
     ~BoardWatch();
-    BoardWatch(const BoardWatch&) = delete;
-    BoardWatch& operator=(const BoardWatch&) = delete;
 
     /// \return all boards, by address
     std::vector<BoardState> Boards() const;
     /// \return the board of this id, or nothing
     std::optional<BoardState> Find(const std::string& id) const;
-    /// Suspends polling of a board for an order, once its current request is answered. \return false when another order
-    /// is in progress, or the board isn't known
-    bool BeginOrder(const Endpoint& board);
-    /// Polls it immediately, after a change.
-    void EndOrder(const Endpoint& board);
+    /// Suspends polling of a board for an order, once its current request is answered. Throws Failure(kRefused) when
+    /// another order is in progress, or the board isn't known
+    void Order(const Endpoint& board, const std::function<void(Client&)>& order);
     /// \return the groups that transmitters send to and receivers play
     std::set<Endpoint> Groups() const;
-
-    Client Connect(const Endpoint& board) const { return Client(board, mOptions.discovery.client); }
 
  private:
     struct Entry {
@@ -90,7 +80,6 @@ class BoardWatch {
     void Hear(const FoundBoard& board);
     void Listen(const std::stop_token& stop);
     void Work(const std::stop_token& stop);
-    Entry* Next(Clock::time_point now, Clock::time_point& wake);
     void Poll(Entry& entry);
     void Publish(Entry& entry, BoardState state);
     void PollTransmitter(Client& client, Entry& entry, BoardState& state) const;
@@ -99,11 +88,10 @@ class BoardWatch {
     static void PollList(Clock::time_point& due, std::string& trouble, Clock::duration lostEvery,
                          const std::function<Clock::duration()>& fetch);
     Clock::duration FetchGuide(Client& client, const Entry& entry, BoardState& state) const;
-    void Forget(Clock::time_point now);
 
     const WatchOptions mOptions;
     mutable std::mutex mMutex;
-    std::condition_variable_any mChanged;
+    std::condition_variable_any mAnswered;
     std::map<Endpoint, Entry> mBoards;
     std::vector<std::jthread> mThreads;
 };

@@ -1,29 +1,13 @@
 // Orders, one at a time a board.
-#include "serve/orders.h"
+#include "serve/service.h"
 
 #include "net/stream_order.h"
 #include "output/failure.h"
 #include "protocol/requests_text.h"
-#include "serve/overview.h"
 
 namespace zulctl::serve {
 
 namespace {
-
-/// Reserves the board for one order; polling is suspended meanwhile.
-class Hold {
- public:
-    Hold(BoardWatch& boards, const Endpoint& at) : mrBoards(boards), mAt(at) {
-        if (!mrBoards.BeginOrder(mAt)) throw Failure(kRefused, "the board is taking another order");
-    }
-    ~Hold() { mrBoards.EndOrder(mAt); }
-    Hold(const Hold&) = delete;
-    Hold& operator=(const Hold&) = delete;
-
- private:
-    BoardWatch& mrBoards;
-    const Endpoint mAt;
-};
 
 [[noreturn]] void Wrong(const char* key) { throw Failure(kUsage, std::string("\"") + key + "\" is missing or wrong"); }
 
@@ -117,9 +101,9 @@ std::pair<int, std::string> Obey(BoardWatch& boards, const std::string& path, co
             const auto board = boards.Find(FieldOf(body, "board"));
             if (!board || board->role != order.role)
                 throw Failure(kUsage, std::string("no ") + RoleName(order.role) + " is called that");
-            const Hold hold(boards, board->at);
-            Client client = boards.Connect(board->at);
-            return {200, WithSchema(order.schema, order.obey(boards, client, body))};
+            Json done;
+            boards.Order(board->at, [&](Client& client) { done = order.obey(boards, client, body); });
+            return {200, WithSchema(order.schema, done)};
         } catch (const TurnTaken& failure) {
             return {409, ErrorJson(failure.what())};
         } catch (const Failure& failure) {

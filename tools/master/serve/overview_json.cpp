@@ -56,10 +56,10 @@ Json JsonOf(const BoardState& board, const Overview& overview) {
                                        {"differences", *differences}})
                                : Json();
     json["scan"] = board.scan ? JsonOf(*board.scan) : Json();
+    using SystemClock = std::chrono::system_clock;
     json["broadcast_time"] =
-        board.clock
-            ? Json(UtcText(board.clock->told + std::chrono::floor<std::chrono::seconds>(now - board.clock->when)))
-            : Json();
+        board.broadcastAhead ? Json(UtcText(SystemClock::time_point(now.time_since_epoch() + *board.broadcastAhead)))
+                             : Json();
     json["channels_revision"] = board.channelsRevision;
     json["guide_revision"] = board.guideRevision;
     json["channels_error"] = OrNull(board.channelsTrouble);

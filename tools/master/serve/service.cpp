@@ -3,7 +3,6 @@
 
 #include "output/failure.h"
 #include "serve/http_server.h"
-#include "serve/orders.h"
 
 namespace zulctl::serve {
 

@@ -51,8 +51,6 @@ class StreamWatch {
     /// \param interfaceIndex  network interface of the groups; 0: where the routing table says
     explicit StreamWatch(int interfaceIndex);
     ~StreamWatch();
-    StreamWatch(const StreamWatch&) = delete;
-    StreamWatch& operator=(const StreamWatch&) = delete;
 
     /// Joins new streams and leaves those no longer requested.
     void Want(const std::set<Endpoint>& groups);

@@ -146,14 +146,9 @@ export function openDialog(title, content, mainText = '', done = () => {}) {
   const dialog = byId('dialog'), form = byId('dialog-form');
   fill(form);  // no field keeps what was in it
   fill(form, make('h3', {id: 'dialog-title'}, title), content, make('div', {class: 'buttons'},
-    make('button', {value: 'cancel', formnovalidate: true}, mainText ? 'Cancel' : 'Close'),
+    // Enter in a field presses a form's first submit button, which is to be the main one.
+    make('button', {type: 'button', onclick: () => dialog.close()}, mainText ? 'Cancel' : 'Close'),
     mainText && make('button', {value: 'do', class: 'main'}, mainText)));
-  // Enter in a field presses a form's first button, which is to be the main one.
-  form.onkeydown = (event) => {
-    if (event.key !== 'Enter' || !mainText || event.target.tagName !== 'INPUT') return;
-    event.preventDefault();
-    if (form.reportValidity()) dialog.close('do');
-  };
   dialog.returnValue = '';
   dialog.onclose = () => {
     if (dialog.returnValue === 'do') done(Object.fromEntries(new FormData(form)));
