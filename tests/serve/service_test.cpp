@@ -123,7 +123,7 @@ class ServiceTest : public testing::Test {
     std::optional<Service> mService;
 };
 
-TEST_F(ServiceTest, TellsWhatBoardsSayInTheShapesOfTheCommandLine) {
+TEST_F(ServiceTest, ReportsBoardsAndStreamsAsJsonAndAsMetrics) {
     PlayedBoard transmitter(5000, TransmitterAnswers(kName));
     Serve();
     Await("/api/guide?board=127.0.0.1:5000", "<s>");
@@ -140,11 +140,7 @@ TEST_F(ServiceTest, TellsWhatBoardsSayInTheShapesOfTheCommandLine) {
     EXPECT_EQ(overview["takes_orders"], false);
     EXPECT_EQ(overview["boards"][1]["plan"]["differences"], Json({"all slots, 239.1.1.1:5000: not in the plan"}));
     EXPECT_EQ(overview["streams"][0]["sources"][0]["programmes"][0]["name"], kName);
-}
 
-TEST_F(ServiceTest, MetricsNameBoardsAndStreams) {
-    PlayedBoard transmitter(5000, TransmitterAnswers(kName));
-    Serve();
     Await("/metrics", "zul_stream_bits_per_second{");
     const std::string text = Await("/metrics", "zul_board_as_planned{");
     for (const char* wanted :
@@ -216,15 +212,6 @@ TEST_F(ServiceTest, AClientThatHoldsConnectionsLosesItsOldestIdleOnesAndHoldsUpN
     EXPECT_TRUE(bounded);
 }
 
-TEST_F(ServiceTest, ARequestThatIsRefusedIsNotContinued) {
-    Serve(kToken);
-    const std::string expects = "Expect: 100-continue\r\n", order = kOrderHeaders + expects,
-                      continued = "HTTP/1.1 100 Continue";
-    EXPECT_EQ(Post(port, "/api/reset", "{}", order).head, continued);
-    EXPECT_EQ(Post(port, "/api/reset", "{}", expects).status, 403);
-    EXPECT_EQ(Post(port, "/api/reset", std::string(5000, ' '), order).status, 413);
-}
-
 TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {
     PlayedBoard transmitter(5000, TransmitterAnswers(kName));
     auto answers = TransmitterAnswers(kName);
@@ -247,7 +234,11 @@ TEST_F(ServiceTest, OrdersReachTheBoardWithTheTokenAlone) {
           kOrderHeaders + "Origin: null\r\n", kOrderHeaders + "Sec-Fetch-Site: cross-site\r\n",
           kOrderHeaders + "Sec-Fetch-Site: same-site\r\n", kOrderHeaders + "Sec-Fetch-Site: none\r\n"})
         EXPECT_EQ(Post(port, "/api/play", play, headers).status, 403) << headers;
-    EXPECT_EQ(Post(port, "/api/play", std::string(5000, ' '), kOrderHeaders).status, 413);
+    const std::string expects = "Expect: 100-continue\r\n";
+    EXPECT_EQ(Post(port, "/api/reset", "{}", kOrderHeaders + expects).head, "HTTP/1.1 100 Continue");
+    EXPECT_EQ(Post(port, "/api/reset", "{}", expects).status, 403) << "not continued";
+    for (const std::string& headers : {kOrderHeaders, kOrderHeaders + expects})
+        EXPECT_EQ(Post(port, "/api/play", std::string(5000, ' '), headers).status, 413) << headers;
     EXPECT_EQ(receiver.Asked("UNIT1,239.1.1.1,5000,0,1"), 0);
 
     const std::string page = "Origin: http://LOCALHOST\r\nSec-Fetch-Site: same-origin\r\n";

@@ -91,11 +91,6 @@ class BoundedStream final : public httplib::Stream {
 
 }  // namespace
 
-void Answer(httplib::Response& response, int status, const std::string& body, const std::string& type) {
-    response.status = status;
-    response.set_content(body, type);
-}
-
 bool WaitingRoom::Wait(socket_t fd, std::uint32_t client, short events, Clock::time_point deadline) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
     pollfd polled{fd, events, 0};

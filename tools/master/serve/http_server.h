@@ -14,10 +14,6 @@
 
 namespace zulctl::serve {
 
-/// Fills a response.
-void Answer(httplib::Response& response, int status, const std::string& body,
-            const std::string& type = "application/json; charset=utf-8");
-
 /// Connections that wait for their clients to send or take bytes.
 class WaitingRoom {
  public:

@@ -69,9 +69,7 @@ Json Tell(Client& client, const std::string& text, const char* what) {
 Json Play(const BoardWatch&, Client& client, const Json& body) {
     const auto stream = ParseEndpoint(FieldOf(body, "stream"));
     if (!stream) Wrong("stream");
-    std::optional<std::uint16_t> programme;
-    if (const auto number = NumberOf(body, "programme", 0xFFFF)) programme = static_cast<std::uint16_t>(*number);
-    return Tell(client, PlayText(*stream, programme), "the play");
+    return Tell(client, PlayText(*stream, NumberOf(body, "programme", 0xFFFF)), "the play");
 }
 
 Json StopPlaying(const BoardWatch&, Client& client, const Json&) { return Tell(client, "UNIT0", "the stop"); }

@@ -19,14 +19,6 @@ std::vector<StreamSource> Overview::SourcesOf(const Endpoint& group) const {
     return sources;
 }
 
-std::vector<const BoardState*> Overview::PlayersOf(const Endpoint& group) const {
-    std::vector<const BoardState*> players;
-    for (const BoardState& board : boards) {
-        if (board.receiver && board.receiver->Group() == group) players.push_back(&board);
-    }
-    return players;
-}
-
 std::optional<Diagnosis> Overview::DarknessOf(const BoardState& receiver) const {
     if (!receiver.receiver || !receiver.trouble.empty()) return std::nullopt;
     ScreenView view{receiver.name, "", *receiver.receiver};

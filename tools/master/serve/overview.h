@@ -31,8 +31,6 @@ struct Overview {
     bool takesOrders;
 
     std::vector<StreamSource> SourcesOf(const Endpoint& group) const;
-    /// \return receivers that play the group
-    std::vector<const BoardState*> PlayersOf(const Endpoint& group) const;
     /// \return the fault that darkens a receiver's television; nothing where there is none, or none is known yet
     std::optional<Diagnosis> DarknessOf(const BoardState& receiver) const;
     /// \return how a transmitter differs from the plan, empty where it doesn't; nothing for a board that the plan

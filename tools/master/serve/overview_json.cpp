@@ -88,19 +88,17 @@ Json JsonOf(const StreamSource& source) {
     return {{"board", EndpointText(source.board->at)}, {"slot", source.slot->id}, {"programmes", programmes}};
 }
 
-Json HistoryOf(const Measured& stream) {
-    Json bits = Json::array(), errors = Json::array();
-    for (const Sample& sample : stream.history) bits.push_back(sample.bits), errors.push_back(sample.errors);
-    return {{"bits", bits}, {"errors", errors}};
-}
-
 Json JsonOf(const Overview& overview, std::size_t index) {
     const Measured& stream = overview.streams[index];
     const Still& still = overview.stills[index];
     Json senders = Json::array();
     Json sources = Json::array(), players = Json::array(), faults = Json::array(), notes = Json::array();
     for (const StreamSource& source : overview.SourcesOf(stream.group)) sources.push_back(JsonOf(source));
-    for (const BoardState* player : overview.PlayersOf(stream.group)) players.push_back(EndpointText(player->at));
+    for (const BoardState& board : overview.boards) {
+        if (board.receiver && board.receiver->Group() == stream.group) players.push_back(EndpointText(board.at));
+    }
+    Json bits = Json::array(), errors = Json::array();
+    for (const Sample& sample : stream.history) bits.push_back(sample.bits), errors.push_back(sample.errors);
     if (stream.heard) {
         for (const std::uint32_t address : stream.heard->sources) senders.push_back(AddressText(address));
         for (const Finding& finding : Judge(stream.heard->report))
@@ -124,7 +122,7 @@ Json JsonOf(const Overview& overview, std::size_t index) {
             {"players", players},
             {"picture", still.jpeg ? Json({{"number", still.number}, {"age_seconds", age}}) : Json()},
             {"picture_error", OrNull(still.trouble)},
-            {"history", HistoryOf(stream)}};
+            {"history", {{"bits", bits}, {"errors", errors}}}};
 }
 
 }  // namespace

@@ -20,6 +20,12 @@ constexpr struct {
 #include "page_files.inc"
 };
 
+void Answer(httplib::Response& response, int status, const std::string& body,
+            const char* type = "application/json; charset=utf-8") {
+    response.status = status;
+    response.set_content(body, type);
+}
+
 void Refuse(httplib::Response& response, int status, const std::string& why) {
     Answer(response, status, ErrorJson(why));
 }

@@ -2,10 +2,9 @@
 #include "serve/stills.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,7 +23,7 @@ namespace {
 constexpr std::size_t kCaptured = 6 << 20;      ///< bytes given to ffmpeg at most
 constexpr auto kCapturedFor = 2500ms;           ///< long enough for a key frame, which comes once or twice a second
 constexpr std::size_t kLargestStill = 1 << 20;  ///< bytes
-constexpr int kPatience = 20000;                ///< milliseconds
+constexpr unsigned kPatience = 20;              ///< seconds
 
 /// \return the next bytes of a stream. Throws Failure where it can't be joined
 std::string Capture(const Endpoint& group, int interfaceIndex) {
@@ -59,6 +58,8 @@ void Limit(__rlimit_resource resource, rlim_t most) {
     const int null = open("/dev/null", O_WRONLY);
     if (null >= 0) dup2(null, STDERR_FILENO);
     close_range(3, ~0U, 0);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    alarm(kPatience);
     Limit(RLIMIT_CPU, 10);
     Limit(RLIMIT_AS, rlim_t{2} << 30);
     Limit(RLIMIT_FSIZE, kLargestStill);
@@ -66,16 +67,6 @@ void Limit(__rlimit_resource resource, rlim_t most) {
     setpriority(PRIO_PROCESS, 0, 15);
     execvp(kArguments[0], const_cast<char* const*>(kArguments));
     _exit(127);
-}
-
-/// Waits for a child's end, and kills it when it takes too long. \return whether it succeeded
-bool EndsWell(pid_t child) {
-    const int handle = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
-    pollfd polled{handle, POLLIN, 0};
-    if (handle < 0 || poll(&polled, 1, kPatience) != 1) kill(child, SIGKILL);
-    if (handle >= 0) close(handle);
-    int status = 0;
-    return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 /// \return the JPEG of the first whole key frame; nothing where there is no picture or no ffmpeg
@@ -86,7 +77,8 @@ std::optional<std::string> MakeStill(const std::string& stream) {
     const pid_t child = fork();
     if (child < 0) return std::nullopt;
     if (child == 0) BecomeFfmpeg(fileno(in.get()), fileno(out.get()));
-    if (!EndsWell(child)) return std::nullopt;
+    int status = 0;
+    if (waitpid(child, &status, 0) != child || status != 0) return std::nullopt;
     std::string jpeg(kLargestStill, '\0');
     std::rewind(out.get());
     jpeg.resize(std::fread(jpeg.data(), 1, jpeg.size(), out.get()));

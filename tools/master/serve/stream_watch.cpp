@@ -61,7 +61,6 @@ struct StreamWatch::Watched {
     void Drain();
     StreamCounts Total() const;
     void EndSecond(double elapsed);
-    void EndReport();
     Measured Now() const;
 };
 
@@ -100,12 +99,9 @@ void StreamWatch::Watched::EndSecond(double elapsed) {
     measured.history.push_back({rate, ErrorsOf(total) - ErrorsOf(before)});
     if (measured.history.size() > kHistorySeconds) measured.history.erase(measured.history.begin());
     before = total;
-    if (Clock::now() - reportBegan >= std::chrono::seconds(kReportSeconds)) EndReport();
-}
-
-void StreamWatch::Watched::EndReport() {
+    if (Clock::now() - reportBegan < std::chrono::seconds(kReportSeconds)) return;
     reportBegan = Clock::now();
-    measured.counts = Total();
+    measured.counts = total;
     lostBefore = measured.droppedHere;
     measured.heard = std::make_shared<const Heard>(Heard{std::exchange(sources, {}), probe.Report()});
     probe.StartOver();

@@ -28,16 +28,11 @@ function showEvent(event, channel) {
 /** Arrow keys go from event to event; one event of a grid is in the tab order. */
 function move(event) {
   const steps = {ArrowLeft: [0, -1], ArrowRight: [0, 1], ArrowUp: [-1, 0], ArrowDown: [1, 0]};
-  const step = steps[event.key], from = event.target.closest('.event');
-  if (!step || !from) return;
-  const lines = [...from.closest('.sheet').querySelectorAll('.line')].map((line) => [...line.querySelectorAll('.event')]);
-  const row = lines.findIndex((line) => line.includes(from));
-  let to = lines[row][lines[row].indexOf(from) + step[1]];
-  if (step[0]) {
-    const x = Math.max(from.offsetLeft, 0);
-    to = (lines[row + step[0]] ?? []).filter((item) => item.offsetLeft <= x + 1).pop() ?? (lines[row + step[0]] ?? [])[0];
-  }
-  if (!to) return;
+  const [down, right] = steps[event.key] ?? [0, 0], from = event.target.closest('.event');
+  const lines = [...event.currentTarget.querySelectorAll('.line')].map((line) => [...line.querySelectorAll('.event')]);
+  const line = lines[lines.findIndex((events) => events.includes(from)) + down] ?? [];
+  const to = right ? line[line.indexOf(from) + right] : line.findLast((item) => item.offsetLeft <= from.offsetLeft + 1) ?? line[0];
+  if (!to || to === from) return;
   event.preventDefault();
   from.tabIndex = -1;
   to.tabIndex = 0;

@@ -72,25 +72,20 @@ export const programmesOf = (stream) => stream?.sources.flatMap((source) => sour
 export const programmeText = (number, programmes) =>
   programmes.find((item) => item.programme === number && item.name)?.name ?? `programme ${number}`;
 
-/** A text that a browser keeps in its localStorage or sessionStorage; it may keep nothing. */
-export function recall(storage, name) {
+/** The browser's localStorage or sessionStorage; it may keep nothing. */
+export function storage(name) {
   try {
-    return window[storage].getItem(name) ?? '';
+    return window[name];
   } catch {
-    return '';
+    return {};
   }
 }
-export function remember(storage, name, value) {
-  try {
-    window[storage].setItem(name, value);
-  } catch { /* as above */ }
-}
 
-let local = recall('localStorage', 'zone') === 'local';
+let local = storage('localStorage').zone === 'local';
 export const isLocal = () => local;
 export function setLocal(value) {
   local = value;
-  remember('localStorage', 'zone', local ? 'local' : 'utc');
+  storage('localStorage').zone = local ? 'local' : 'utc';
 }
 
 /** "19:30" of a moment in milliseconds. */
