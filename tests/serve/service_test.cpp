@@ -91,7 +91,7 @@ class ServiceTest : public testing::Test {
         options.listen = {kHere, 0};
         options.hosts = {"Wall.Hotel.example"};
         options.token = token;
-        options.stillsEvery = 0s;
+        options.stillsEvery = 0;
         options.watch.only = {{"", {kHere, 5000}, Role::kTransmitter}, {"", {kHere, 2008}, Role::kReceiver}};
         if (another) options.watch.only.push_back({"", *another, Role::kTransmitter});
         options.watch.discovery.client.timeout = 10s;

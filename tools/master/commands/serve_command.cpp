@@ -12,46 +12,33 @@ namespace zulctl {
 namespace {
 
 struct ServeChoice {
-    std::string listen = "127.0.0.1:8410";
-    std::vector<std::string> hosts;
+    std::string listen = "127.0.0.1:8410", tokenFile;
     bool control = false;
-    std::string tokenFile;
-    int stillsEvery = 10;
-    std::string plan;
+    serve::ServiceOptions service;
 };
-
-serve::ServiceOptions Wanted(Session& session, const ServeChoice& choice) {
-    serve::ServiceOptions options;
-    const auto listen = ParseEndpoint(choice.listen);
-    if (!listen) throw Failure(kUsage, "\"{}\" isn't ADDRESS:PORT", choice.listen);
-    options.listen = *listen;
-    options.hosts = choice.hosts;
-    options.interfaceIndex = session.InterfaceIndex();
-    options.stillsEvery = std::chrono::seconds(choice.stillsEvery);
-    options.watch.discovery = session.Discovery();
-    options.watch.names = session.Names();
-    if (!session.options.boards.empty()) options.watch.only = session.Boards(std::nullopt);
-    if (!choice.tokenFile.empty() && !choice.control) throw Failure(kUsage, "a token is of use with --control alone");
-    if (choice.control)
-        options.token = choice.tokenFile.empty() ? serve::NewToken() : serve::ReadToken(choice.tokenFile);
-    return options;
-}
 
 void RunServe(Session& session, const ServeChoice& choice) {
     CatchInterrupts();
-    serve::ServiceOptions options = Wanted(session, choice);
+    serve::ServiceOptions options = choice.service;
+    const auto listen = ParseEndpoint(choice.listen);
+    if (!listen) throw Failure(kUsage, "\"{}\" isn't ADDRESS:PORT", choice.listen);
+    options.listen = *listen;
+    options.interfaceIndex = session.InterfaceIndex();
+    options.watch = {session.Discovery(), session.Names(), {}};
+    if (!session.options.boards.empty()) options.watch.only = session.Boards(std::nullopt);
+    if (!choice.tokenFile.empty() && !choice.control) throw Failure(kUsage, "a token is of use with --control alone");
+    const bool newToken = choice.control && choice.tokenFile.empty();
+    if (choice.control) options.token = newToken ? serve::NewToken() : serve::ReadToken(choice.tokenFile);
     std::vector<BoardWork> planned;
-    if (!choice.plan.empty()) planned = BoardsOf(session, ReadPlan(choice.plan));
-    options.planPath = choice.plan;
+    if (!options.planPath.empty()) planned = BoardsOf(session, ReadPlan(options.planPath));
     for (const BoardWork& work : planned) options.plan.emplace(work.target.at, work.plan);
     serve::Service service(options);
     const Endpoint at{options.listen.address, service.Start()};
-    const bool newToken = choice.control && choice.tokenFile.empty();
     const std::string address = EndpointText({at.address == 0 ? 0x7F000001 : at.address, at.port});
     session.out.Say(fmt::format("the status page is at http://{}/{}", address,
                                 newToken ? "#token=" + options.token : std::string()));
     std::jthread keeper;
-    if (!planned.empty()) keeper = std::jthread([&] { KeepPlan(session, choice.plan, planned, false); });
+    if (!planned.empty()) keeper = std::jthread([&] { KeepPlan(session, options.planPath, planned, false); });
     service.Run();
     session.out.Say("stopped");
 }
@@ -68,7 +55,7 @@ void AddServeCommand(CLI::App& app, Session& session) {
         ->type_name("ADDRESS:PORT")
         ->capture_default_str();
     command
-        ->add_option("--host", choice->hosts,
+        ->add_option("--host", choice->service.hosts,
                      "A name that the page is called by in addresses; may be given several times. Others are refused")
         ->type_name("NAME")
         ->take_all()
@@ -78,10 +65,12 @@ void AddServeCommand(CLI::App& app, Session& session) {
     command->add_option("--token-file", choice->tokenFile, "Read the token from a file instead of making a new one")
         ->type_name("FILE");
     command
-        ->add_option("--plan", choice->plan,
+        ->add_option("--plan", choice->service.planPath,
                      "Bring transmitters back to this plan, as apply --keep does; one that differs is red")
         ->type_name("FILE");
-    command->add_option("--pictures", choice->stillsEvery, "Make a still picture of each stream this often; 0: never")
+    command
+        ->add_option("--pictures", choice->service.stillsEvery,
+                     "Make a still picture of each stream this often; 0: never")
         ->type_name("SECONDS")
         ->check(CLI::Range(0, 3600))
         ->capture_default_str();

@@ -49,13 +49,19 @@ class BoundedStream final : public httplib::Stream {
     }
 
     bool is_readable() const override { return mAt < mFilled || Ready(POLLIN, mDeadline); }
-    bool is_writable() const override { return Ready(POLLOUT, Clock::now() + kAnswerTime); }
+    bool is_writable() const override { return Ready(POLLOUT, mDeadline + kAnswerTime); }
     socket_t socket() const override { return mFd; }
     void get_remote_ip_and_port(std::string&, int&) const override {}
     void get_local_ip_and_port(std::string&, int&) const override {}
 
     ssize_t read(char* to, size_t size) override {
-        if (mAt == mFilled && !Fill()) return -1;
+        if (mAt == mFilled) {
+            if (mTotal >= kLargestHead + kLargestBody || !Ready(POLLIN, mDeadline)) return -1;
+            const ssize_t received = recv(mFd, mBuffer, sizeof mBuffer, 0);
+            if (received <= 0) return -1;
+            mAt = 0, mFilled = static_cast<std::size_t>(received);
+            mTotal += mFilled;
+        }
         const std::size_t count = std::min(size, mFilled - mAt);
         std::memcpy(to, mBuffer + mAt, count);
         mAt += count;
@@ -63,28 +69,17 @@ class BoundedStream final : public httplib::Stream {
     }
 
     ssize_t write(const char* from, size_t size) override {
-        if (mWritesUntil == Clock::time_point{}) mWritesUntil = Clock::now() + kAnswerTime;
-        if (!Ready(POLLOUT, mWritesUntil)) return -1;
+        if (!is_writable()) return -1;
         return send(mFd, from, size, MSG_NOSIGNAL | MSG_DONTWAIT);
     }
 
  private:
     bool Ready(short events, Clock::time_point deadline) const { return mRoom.Wait(mFd, mClient, events, deadline); }
 
-    bool Fill() {
-        if (mTotal >= kLargestHead + kLargestBody || !Ready(POLLIN, mDeadline)) return false;
-        const ssize_t size = recv(mFd, mBuffer, sizeof mBuffer, 0);
-        if (size <= 0) return false;
-        mAt = 0, mFilled = static_cast<std::size_t>(size);
-        mTotal += mFilled;
-        return true;
-    }
-
     const socket_t mFd;
     in_addr_t mClient = 0;
     WaitingRoom& mRoom;
     const Clock::time_point mDeadline;
-    Clock::time_point mWritesUntil{};
     std::size_t mAt = 0, mFilled = 0, mTotal = 0;
     char mBuffer[2048];
 };

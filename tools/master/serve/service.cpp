@@ -37,7 +37,7 @@ Service::Service(ServiceOptions options)
       mNames(OwnNames(mOptions.hosts, mOptions.listen)),
       mBoards(mOptions.watch),
       mStreams(mOptions.interfaceIndex),
-      mStills(mStreams, mOptions.interfaceIndex, mOptions.stillsEvery),
+      mStills(mStreams, mOptions.interfaceIndex, mOptions.stillsEvery * 1s),
       mpServer(
           std::make_unique<HttpServer>([this](const auto& request, auto& response) { return Check(request, response); },
                                        [this](const auto& request, auto& response) { Handle(request, response); })) {}

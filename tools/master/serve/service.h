@@ -25,7 +25,7 @@ struct ServiceOptions {
     std::vector<std::string> hosts;  ///< its names, besides its address and localhost
     std::string token;               ///< of orders; empty: read-only
     int interfaceIndex = 0;
-    std::chrono::seconds stillsEvery{10};  ///< 0: no pictures
+    int stillsEvery = 10;  ///< seconds; 0: no pictures
     WatchOptions watch;
     std::string planPath;                   ///< empty: no plan
     std::map<Endpoint, PlannedBoard> plan;  ///< by the boards' command services
