@@ -2,12 +2,12 @@
 #pragma once
 
 #include <map>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "doctor/diagnosis.h"
+#include "output/output.h"
 #include "plan/plan.h"
 #include "serve/board_watch.h"
 #include "serve/stills.h"
@@ -47,7 +47,7 @@ std::string ChannelsJson(const BoardState& board);
 std::string GuideJson(const BoardState& board);
 std::string ProbeJson(const Measured& stream);
 /// \return the object with its schema in front, on one line
-std::string WithSchema(const char* schema, const nlohmann::ordered_json& body);
+std::string WithSchema(const char* schema, const Json& body);
 /// \return {"schema": "zulctl.error/1", "error": text}
 std::string ErrorJson(const std::string& text);
 

@@ -2,7 +2,6 @@
 #include <algorithm>
 
 #include "output/escape.h"
-#include "output/output.h"
 #include "protocol/reply_json.h"
 #include "serve/overview.h"
 #include "stream/probe.h"
