@@ -1,4 +1,4 @@
-// Relates streams to the slots that feed them and the receivers that play them.
+// Relates streams to the slots that feed them, and boards to their faults.
 #include "serve/overview.h"
 
 #include <algorithm>
