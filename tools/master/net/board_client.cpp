@@ -89,26 +89,24 @@ std::string Client::Ask(std::string_view request, Ear* ear, const IsLast& isLast
         if (turn.refused && !Interrupted()) NobodyListens();
     }
     if (Interrupted()) throw Failure(kNoAnswer, "interrupted");
-    ExplainSilence(request, kind);
+    ExplainSilence(kind);
 }
 
-void Client::ExplainSilence(std::string_view request, const RequestKind& kind) {
-    if (kind.route == Route::kForwarded && !BeginsWith(request, "VERS")) {
-        bool alive = false;
+void Client::ExplainSilence(const RequestKind& kind) {
+    const auto isAlive = [&] {
         try {
-            Ask("VERS");
-            alive = true;
+            return !Ask("VERS").empty();
         } catch (const Failure&) {
-            // Completely silent: use the general text below.
+            return false;
         }
-        if (alive) {
-            throw Failure(
-                kNoAnswer,
-                "{} is alive, but its answer ({}) went elsewhere: a board sends scan, guide and language messages "
-                "to the first peer that asked it after its start, and that wasn't local port {} of this machine. "
-                "Give that peer's port with --local-port, or restart the board (zulctl reset).",
-                EndpointText(mBoard), kind.note, mOptions.localPort);
-        }
+    };
+    if (kind.route == Route::kForwarded && isAlive()) {
+        throw Failure(
+            kNoAnswer,
+            "{} is alive, but its answer ({}) went elsewhere: a board sends scan, guide and language messages "
+            "to the first peer that asked it after its start, and that wasn't local port {} of this machine. "
+            "Give that peer's port with --local-port, or restart the board (zulctl reset).",
+            EndpointText(mBoard), kind.note, mOptions.localPort);
     }
     CheckRole();
     throw Failure(kNoAnswer, "{} doesn't answer ({}; {} {} of {:.1f} s)", EndpointText(mBoard), kind.note, kind.tries,

@@ -98,7 +98,7 @@ class Client {
         bool refused = false;  ///< nobody listened
     };
     std::optional<Datagram> Await(Turn& turn, Ear* ear, std::string_view request, Clock::time_point deadline);
-    [[noreturn]] void ExplainSilence(std::string_view request, const RequestKind& kind);
+    [[noreturn]] void ExplainSilence(const RequestKind& kind);
     /// Throws when a board of the other role is at this address.
     void CheckRole();
     [[noreturn]] void NobodyListens();

@@ -16,8 +16,11 @@ constexpr int kMostReports = 5;
 constexpr std::chrono::minutes kLongestSpan{99 * 60 + 59};
 constexpr std::size_t kMostEvents = 1000;
 
-std::vector<GuideEvent> Fetch(Client& client, const std::string& request, Ear* ear) {
-    const std::string reply = client.Ask(request, ear);
+/// \param query  the request's first word: EITN, EITI or EITL
+std::vector<GuideEvent> Fetch(Client& client, const char* query, const ProgrammeId& id, const std::string& when,
+                              Ear* ear) {
+    const std::string reply =
+        client.Ask(fmt::format("{}{:04x},{:04x}{}", query, id.transportId, id.programme, when), ear);
     if (IsKo(reply)) throw Failure(kRefused, EndpointText(client.Board()) + " refuses the guide query");
     auto events = ParseGuideReply(reply);
     if (!events) {
@@ -63,18 +66,16 @@ Sent FetchSent(Client& client) {
 }
 
 std::vector<GuideEvent> FetchNowAndNext(Client& client, const ProgrammeId& id, Ear* ear) {
-    return Fetch(client, fmt::format("EITN{:04x},{:04x}", id.transportId, id.programme), ear);
+    return Fetch(client, "EITN", id, "", ear);
 }
 
 std::vector<GuideEvent> FetchMoment(Client& client, const ProgrammeId& id, Minutes moment, Ear* ear) {
-    return Fetch(client, fmt::format("EITI{:04x},{:04x},{}", id.transportId, id.programme, MjdText(moment)), ear);
+    return Fetch(client, "EITI", id, "," + MjdText(moment), ear);
 }
 
 std::vector<GuideEvent> FetchListing(Client& client, const ProgrammeId& id, std::chrono::minutes span, Ear* ear) {
     span = std::clamp(span, std::chrono::minutes(1), kLongestSpan);
-    const auto hours = span.count() / 60, minutes = span.count() % 60;
-    auto events =
-        Fetch(client, fmt::format("EITL{:04x},{:04x},{:02}{:02}", id.transportId, id.programme, hours, minutes), ear);
+    auto events = Fetch(client, "EITL", id, fmt::format(",{:02}{:02}", span.count() / 60, span.count() % 60), ear);
     if (events.empty()) return events;
     // A minute after an event's end is within the next event: both ends of an event count as its own.
     while (events.size() < kMostEvents && events.back().End() < events.front().start + span) {
