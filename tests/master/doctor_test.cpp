@@ -110,7 +110,7 @@ ScreenView Bright() {
     ScreenView view{"the hall", ""};
     view.status.address = "239.1.1.1", view.status.port = 5000, view.status.playsStream = true;
     view.status.programme = 3;
-    view.transmitters = {{"attic", kAttic, Sends(5000)}};
+    view.transmitters = {{"attic", kAttic, Sends(5000)}, {"cellar", 0x0A000002, TransmitterStatus()}};
     view.heard.sources = {kAttic};
     StreamReport& report = view.heard.report;
     report.datagrams = 100, report.packets = 700, report.bytes = 131600, report.seconds = 0.4;
@@ -135,6 +135,7 @@ TEST(Screen, NamesRareCausesWithTheirCure) {
          [](ScreenView& view) { Silent(view), view.transmitters[0].status = Sends(5001); }},
         {"network", "nothing comes to this machine", Silent},
         {"senders", "attic, 10.0.0.9 send", [](ScreenView& view) { view.heard.sources.insert(kStranger); }},
+        {"senders", "attic, cellar send", [](ScreenView& view) { view.transmitters[1].status = Sends(5000); }},
         {"programme", "plays programme 0004, and the stream carries 0003",
          [](ScreenView& view) { view.status.programme = 4; }},
         {"programme", "finds no programme", [](ScreenView& view) { view.status.programme = 0; }},
