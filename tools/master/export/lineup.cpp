@@ -17,19 +17,16 @@ Lineup LineupOf(const std::string& board, const std::vector<Channel>& channels, 
                 int tunedChannel) {
     Lineup lineup;
     for (const Channel& channel : channels) {
-        LineupEntry entry{board, channel, std::nullopt, false, {}};
+        const StreamStatus* best = nullptr;
         for (const StreamStatus& stream : status.streams) {
-            const auto& numbers = stream.programmes;
-            if (!stream.active || channel.tunerChannel != tunedChannel ||
-                std::find(numbers.begin(), numbers.end(), channel.id.programme) == numbers.end()) {
-                continue;
-            }
+            const bool carries = stream.active && channel.tunerChannel == tunedChannel &&
+                                 std::ranges::count(stream.programmes, channel.id.programme) > 0;
             // A player works better with a stream of this programme alone.
-            if (entry.stream && !entry.shares) break;
-            if (entry.stream && numbers.size() > 1) continue;
-            entry.stream = stream.group;
-            entry.shares = numbers.size() > 1;
+            const bool isBetter = best == nullptr || (best->programmes.size() > 1 && stream.programmes.size() == 1);
+            if (carries && isBetter) best = &stream;
         }
+        LineupEntry entry{board, channel, std::nullopt, best != nullptr && best->programmes.size() > 1, {}};
+        if (best != nullptr) entry.stream = best->group;
         lineup.push_back(std::move(entry));
     }
     return lineup;

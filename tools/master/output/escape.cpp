@@ -106,6 +106,18 @@ std::string Blanked(std::string_view bytes) {
     return text;
 }
 
+std::string TomlText(std::string_view bytes) {
+    std::string text = "\"";
+    while (!bytes.empty()) {
+        const auto [c, piece] = TakeUtf8(bytes);
+        if (c >= 0 && IsControl(c))
+            text += fmt::format("\\u{:04x}", c);
+        else
+            text.append(c == '"' || c == '\\' ? "\\" : "").append(piece);
+    }
+    return text + '"';
+}
+
 std::string ShellWord(const std::string& word) {
     constexpr std::string_view kPlain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._:/@%+,=-";
     if (!word.empty() && word.find_first_not_of(kPlain) == std::string::npos) return word;

@@ -22,6 +22,8 @@ std::string EscapedMessage(std::string_view message);
 /// Replaces control characters, line separators and bytes that aren't UTF-8 by blanks, for formats without escapes.
 std::string Blanked(std::string_view bytes);
 
+/// \return a basic string of TOML, with its quotes; control characters are escaped
+std::string TomlText(std::string_view bytes);
 /// \return a word for a command line in an advice: quoted where a shell needs that, and escaped
 std::string ShellWord(const std::string& word);
 

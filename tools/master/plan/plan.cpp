@@ -1,4 +1,4 @@
-// Reading a plan.
+// The text of a plan, and what it wants of a board.
 #include "plan/plan.h"
 
 #include <fmt/format.h>
@@ -156,6 +156,48 @@ std::vector<WantedStream> Wanted(const PlannedBoard& plan, const std::vector<Cha
         wanted.push_back(std::move(item));
     }
     return wanted;
+}
+
+PlannedBoard PlanOf(const std::string& board, const std::vector<StreamStatus>& streams,
+                    const std::vector<Channel>& channels, int tuned) {
+    std::vector<Channel> here;
+    std::ranges::copy_if(channels, std::back_inserter(here),
+                         [&](const Channel& channel) { return channel.tunerChannel == tuned; });
+    const auto nameOf = [&](const Channel& channel) {
+        const auto same = std::ranges::count(channels, channel.number, &Channel::number);
+        if (channel.number != 0 && same == 1) return channel.NumberText();
+        return ProgrammeText(channel.id);
+    };
+    PlannedBoard plan{board, {}};
+    for (const StreamStatus& stream : streams) {
+        PlannedStream planned{stream.group, {}, false, stream.id, ""};
+        for (const Channel& channel : here) {
+            if (std::count(stream.programmes.begin(), stream.programmes.end(), channel.id.programme) > 0)
+                planned.channels.push_back(nameOf(channel));
+        }
+        if (!stream.active || planned.channels.empty()) continue;
+        // A status doesn't say whether it is the whole multiplex; one that has all programmes of it may as well be.
+        planned.whole = planned.channels.size() == here.size() && here.size() > 1;
+        if (planned.whole) planned.channels.resize(1);
+        plan.streams.push_back(std::move(planned));
+    }
+    return plan;
+}
+
+std::string PlanText(const std::vector<PlannedBoard>& plan) {
+    std::string text;
+    for (const PlannedBoard& board : plan) {
+        text += fmt::format("{}[boards.{}]\nstreams = [\n", text.empty() ? "" : "\n", TomlText(board.board));
+        for (const PlannedStream& stream : board.streams) {
+            std::string channels;
+            for (const std::string& channel : stream.channels)
+                channels += (channels.empty() ? "" : ", ") + TomlText(channel);
+            text += fmt::format("    {{to = {}, channels = [{}], slot = {}{}}},\n", TomlText(EndpointText(stream.to)),
+                                channels, stream.slot.value_or(0), stream.whole ? ", whole = true" : "");
+        }
+        text += "]\n";
+    }
+    return text;
 }
 
 }  // namespace zulctl
