@@ -32,22 +32,15 @@ class Client {
     /// \return the datagrams that are there; waits up to `milliseconds` for the first
     std::vector<std::string> Take(int milliseconds = 0) const {
         std::vector<std::string> datagrams;
-        pollfd entry{mSocket, POLLIN, 0};
-        if (poll(&entry, 1, milliseconds) != 1) return datagrams;
-        char data[65536];
-        for (ssize_t got; (got = recv(mSocket, data, sizeof data, MSG_DONTWAIT)) >= 0;) {
-            datagrams.emplace_back(data, static_cast<std::size_t>(got));
-        }
+        for (std::string text; Receive(text, datagrams.empty() ? milliseconds : 0);) datagrams.push_back(text);
         return datagrams;
     }
 
     /// \return the next datagram, or "(nothing)" when none comes within `milliseconds`
     std::string Hear(int milliseconds = 10000) const {
-        pollfd entry{mSocket, POLLIN, 0};
-        if (poll(&entry, 1, milliseconds) != 1) return "(nothing)";
-        char data[65536];
-        const ssize_t size = recv(mSocket, data, sizeof data, 0);
-        return std::string(data, size > 0 ? static_cast<std::size_t>(size) : 0);
+        std::string text = "(nothing)";
+        Receive(text, milliseconds);
+        return text;
     }
 
     /// Takes datagrams until there are `count`, or none comes for two seconds.
@@ -64,6 +57,15 @@ class Client {
     std::uint16_t port = 0;
 
  private:
+    bool Receive(std::string& text, int milliseconds) const {
+        pollfd entry{mSocket, POLLIN, 0};
+        if (poll(&entry, 1, milliseconds) != 1) return false;
+        char data[65536];
+        const ssize_t size = recv(mSocket, data, sizeof data, 0);
+        text.assign(data, size > 0 ? static_cast<std::size_t>(size) : 0);
+        return true;
+    }
+
     static sockaddr_in At(std::uint16_t port, const char* host) {
         sockaddr_in address{};
         address.sin_family = AF_INET;

@@ -52,6 +52,7 @@ TEST_F(CommandManagerTest, EveryRequestHasItsReply) {
           "UNIT4,-1,239.1.1.1,5000,5", "MCASTPACKETSIZE32769", "MCASTPACKETSIZE-1", "M710CMMD -stopall"}) {
         EXPECT_EQ(Ask(request), kKo) << request;
     }
+    EXPECT_TRUE(fast_machine::TakeShellLines().empty()) << "a refused command tunes nothing";
     for (const auto& row : Keywords()) {  // no keyword cut by a character reaches its row
         const std::string text(row.keyword.substr(0, row.chars - 1));
         if (text == "SUB" || text == "LAN") continue;

@@ -30,11 +30,6 @@ class TimeTest : public testing::Test {
     Time& mTime = *Time::Self();
 };
 
-TEST_F(TimeTest, IsAtTheEpochBeforeTheFirstStt) {
-    EXPECT_EQ(mTime.GetSystemTime(), 0u);
-    EXPECT_STREQ(mTime.GetMjdDateTime(0, nullptr), "acd4 0000");
-}
-
 TEST_F(TimeTest, TextAndItsReverseAgreeWithTheCalendar) {
     std::mt19937 random(2);
     for (int round = 0; round < 2000; ++round) {

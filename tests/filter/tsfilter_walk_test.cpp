@@ -54,25 +54,7 @@ TEST_F(WalkTest, AnyCutOfTheInputGivesTheSameStream) {
     }
 }
 
-TEST_F(WalkTest, ATailThatCantNameItsPidNeverMixesStreams) {
-    // The buffer ends in the first bytes of a packet; its PID is in the next buffer.
-    for (const std::size_t head : {1u, 2u, 3u, 100u}) {
-        for (const unsigned pid : {kVideo, kOther, 0u}) {
-            const Blob first = Filled(kVideo, 0, 1);
-            const Blob split = Filled(pid, 1, 2);
-            Blob one = first;
-            one.insert(one.end(), split.begin(), split.begin() + static_cast<long>(head));
-            Blob two(split.begin() + static_cast<long>(head), split.end());
-            Append(two, first);
-            Feed(one);
-            Feed(two);
-            Blob wanted = first;
-            if (pid == kVideo) Append(wanted, split);
-            Append(wanted, first);
-            EXPECT_EQ(TakeOutput(), wanted) << "head of " << head << " bytes, pid " << pid;
-        }
-    }
-    // One byte at a time.
+TEST_F(WalkTest, AHeadMayComeByteByByte) {
     const Blob last = Filled(kVideo, 3, 4);
     Feed(Joined({Filled(kVideo, 0, 1), Blob{0x47}}));
     Feed({last[1]});

@@ -66,6 +66,7 @@ class Maker {
         programme.name = std::string(1 + Below(7), static_cast<char>('A' + Below(26)));
         programme.major = Below(1024);
         programme.minor = Below(1024);
+        programme.modulation = static_cast<std::uint8_t>(2 + number % 3);
         programme.sourceId = static_cast<std::uint16_t>(number + 7 * Below(1000));
         programme.carrierFrequency = static_cast<std::uint32_t>(mRandom());
         programme.scrambled = Flag();
@@ -125,7 +126,8 @@ std::string Told(const mux::Description& description, const mux::Programme& told
         lines.insert(Line("audio", audio.language, int{audio.audioType}, audio.pid));
     for (const auto& caption : told.captions) lines.insert(Line("captions", caption.language, int{caption.service}));
     return Joined(Line(description.transportStreamId, told.number, told.name, told.major, told.minor, told.sourceId,
-                       told.carrierFrequency, told.scrambled ? 'E' : 'C', told.text[0].text),
+                       told.carrierFrequency, int{told.modulation}, description.transportStreamId,
+                       told.scrambled ? 'E' : 'C', told.text[0].text),
                   lines);
 }
 
@@ -146,7 +148,8 @@ std::string Known(ScalProgramDesc& known) {
     std::string text = Plain(known.channelLongName.get(), known.channelLongNameSize);
     if (!text.ends_with(kTextEnd)) text += kTextEnd;
     return Joined(Line(known.transportId, known.programId, Utf16Name(known.channelShortName), known.channelMajorNo,
-                       known.channelMinorNo, known.sourceId, known.channelFreq, known.encryption, text),
+                       known.channelMinorNo, known.sourceId, known.channelFreq, int{known.modulationMode},
+                       known.channelTsid, known.encryption, text),
                   lines);
 }
 
