@@ -23,6 +23,23 @@ constexpr auto kPollPatience = 15s;  ///< of an order for the request in progres
 constexpr std::chrono::minutes kGuideSpan{6 * 60};
 constexpr std::size_t kMostGuideRows = 64;
 
+/// Fetches a list where it is due, and notes when the next one is, and why it can't be had.
+/// \param fetch  returns the pause after it
+void PollList(Clock::time_point& due, std::string& trouble, Clock::duration lostEvery,
+              const std::function<Clock::duration()>& fetch) {
+    if (Clock::now() < due) return;
+    try {
+        const auto every = fetch();
+        due = Clock::now() + every;
+        trouble.clear();
+    } catch (const TurnTaken&) {
+        due = Clock::now() + 5s;
+    } catch (const Failure& failure) {
+        trouble = failure.what();
+        due = Clock::now() + lostEvery;
+    }
+}
+
 }  // namespace
 
 BoardWatch::BoardWatch(WatchOptions options) : mOptions(std::move(options)) {
@@ -104,14 +121,6 @@ BoardWatch::Entry* BoardWatch::Add(const Endpoint& at, Role role) {
     return &entry;
 }
 
-void BoardWatch::Hear(const FoundBoard& board) {
-    const std::lock_guard lock(mMutex);
-    Entry* entry = board.beacon.role ? Add(board.at, *board.beacon.role) : nullptr;
-    if (entry == nullptr) return;
-    entry->state.model = board.beacon.model;
-    if (entry->state.version.empty()) entry->state.version = board.beacon.revision;
-}
-
 void BoardWatch::Listen(const std::stop_token& stop) {
     DiscoverOptions options = mOptions.discovery;
     options.time = 1500ms;
@@ -119,7 +128,11 @@ void BoardWatch::Listen(const std::stop_token& stop) {
     while (!stop.stop_requested() && !Interrupted()) {
         try {
             Discover(options, [&](const FoundBoard& board) {
-                Hear(board);
+                const std::lock_guard lock(mMutex);
+                if (Entry* entry = board.beacon.role ? Add(board.at, *board.beacon.role) : nullptr) {
+                    entry->state.model = board.beacon.model;
+                    if (entry->state.version.empty()) entry->state.version = board.beacon.revision;
+                }
                 return !stop.stop_requested();
             });
         } catch (const Failure&) {
@@ -219,21 +232,6 @@ void BoardWatch::PollTransmitter(Client& client, Entry& entry, BoardState& state
     if (tuned != entry.guideChannel) state.guide.reset(), entry.guideDue = Clock::now();
     entry.guideChannel = tuned;
     PollList(entry.guideDue, state.guideTrouble, kLostEvery, [&] { return FetchGuide(client, entry, state); });
-}
-
-void BoardWatch::PollList(Clock::time_point& due, std::string& trouble, Clock::duration lostEvery,
-                          const std::function<Clock::duration()>& fetch) {
-    if (Clock::now() < due) return;
-    try {
-        const auto every = fetch();
-        due = Clock::now() + every;
-        trouble.clear();
-    } catch (const TurnTaken&) {
-        due = Clock::now() + 5s;
-    } catch (const Failure& failure) {
-        trouble = failure.what();
-        due = Clock::now() + lostEvery;
-    }
 }
 
 Clock::duration BoardWatch::FetchGuide(Client& client, const Entry& entry, BoardState& state) const {

@@ -77,16 +77,11 @@ class BoardWatch {
     };
     /// REQUIRES: the lock is held, or no thread runs yet. \return the board, or null where there are too many
     Entry* Add(const Endpoint& at, Role role);
-    void Hear(const FoundBoard& board);
     void Listen(const std::stop_token& stop);
     void Work(const std::stop_token& stop);
     void Poll(Entry& entry);
     void Publish(Entry& entry, BoardState state);
     void PollTransmitter(Client& client, Entry& entry, BoardState& state) const;
-    /// Fetches a list where it is due, and notes when the next one is, and why it can't be had.
-    /// \param fetch  returns the pause after it
-    static void PollList(Clock::time_point& due, std::string& trouble, Clock::duration lostEvery,
-                         const std::function<Clock::duration()>& fetch);
     Clock::duration FetchGuide(Client& client, const Entry& entry, BoardState& state) const;
 
     const WatchOptions mOptions;

@@ -57,64 +57,58 @@ struct StreamWatch::Watched {
     std::uint64_t lostBefore = 0;  ///< of the socket, at the report's begin
     std::set<std::uint32_t> sources;
 
-    Watched(const Endpoint& group, int interfaceIndex);
-    void Drain();
-    StreamCounts Total() const;
-    void EndSecond(double elapsed);
-    Measured Now() const;
+    Watched(const Endpoint& group, int interfaceIndex) {
+        measured.group = group;
+        try {
+            socket.emplace(StreamSocket(group, interfaceIndex));
+        } catch (const Failure& failure) {
+            measured.trouble = failure.what();
+        }
+    }
+
+    void Drain() {
+        for (int count = 0; socket && count < kMostAtOnce; ++count) {
+            const auto datagram = socket->Take();
+            if (!datagram) break;
+            last = Clock::now();
+            sources.insert(datagram->from.address);
+            probe.Add({reinterpret_cast<const std::uint8_t*>(datagram->bytes.data()), datagram->bytes.size()},
+                      datagram->arrived);
+            measured.droppedHere = datagram->lost;
+            probe.Report().lostHere = datagram->lost - lostBefore;
+        }
+    }
+
+    StreamCounts Total() const {
+        const StreamCounts &ended = measured.counts, &open = probe.Report();
+        return {ended.datagrams + open.datagrams, ended.bytes + open.bytes, ended.packets + open.packets,
+                ended.continuityErrors + open.continuityErrors, ended.syncLosses + open.syncLosses};
+    }
+
+    void EndSecond(double elapsed) {
+        const StreamCounts total = Total();
+        // On a busy machine a second takes longer; the rate refers to the actual time.
+        const auto rate = static_cast<std::uint64_t>(static_cast<double>(total.bytes - before.bytes) * 8 / elapsed);
+        measured.history.push_back({rate, ErrorsOf(total) - ErrorsOf(before)});
+        if (measured.history.size() > kHistorySeconds) measured.history.erase(measured.history.begin());
+        before = total;
+        if (Clock::now() - reportBegan < std::chrono::seconds(kReportSeconds)) return;
+        reportBegan = Clock::now();
+        measured.counts = total;
+        lostBefore = measured.droppedHere;
+        measured.heard = std::make_shared<const Heard>(Heard{std::exchange(sources, {}), probe.Report()});
+        probe.StartOver();
+    }
+
+    Measured Now() const {
+        Measured copy = measured;
+        copy.counts = Total();
+        copy.unfinishedErrors = ErrorsOf(copy.counts) - ErrorsOf(before);
+        copy.watchedSeconds = Seconds(Clock::now() - joined);
+        copy.silentSeconds = Seconds(Clock::now() - last);
+        return copy;
+    }
 };
-
-StreamWatch::Watched::Watched(const Endpoint& group, int interfaceIndex) {
-    measured.group = group;
-    try {
-        socket.emplace(StreamSocket(group, interfaceIndex));
-    } catch (const Failure& failure) {
-        measured.trouble = failure.what();
-    }
-}
-
-void StreamWatch::Watched::Drain() {
-    for (int count = 0; socket && count < kMostAtOnce; ++count) {
-        const auto datagram = socket->Take();
-        if (!datagram) break;
-        last = Clock::now();
-        sources.insert(datagram->from.address);
-        probe.Add({reinterpret_cast<const std::uint8_t*>(datagram->bytes.data()), datagram->bytes.size()},
-                  datagram->arrived);
-        measured.droppedHere = datagram->lost;
-        probe.Report().lostHere = datagram->lost - lostBefore;
-    }
-}
-
-StreamCounts StreamWatch::Watched::Total() const {
-    const StreamCounts &ended = measured.counts, &open = probe.Report();
-    return {ended.datagrams + open.datagrams, ended.bytes + open.bytes, ended.packets + open.packets,
-            ended.continuityErrors + open.continuityErrors, ended.syncLosses + open.syncLosses};
-}
-
-void StreamWatch::Watched::EndSecond(double elapsed) {
-    const StreamCounts total = Total();
-    // On a busy machine a second takes longer; the rate refers to the actual time.
-    const auto rate = static_cast<std::uint64_t>(static_cast<double>(total.bytes - before.bytes) * 8 / elapsed);
-    measured.history.push_back({rate, ErrorsOf(total) - ErrorsOf(before)});
-    if (measured.history.size() > kHistorySeconds) measured.history.erase(measured.history.begin());
-    before = total;
-    if (Clock::now() - reportBegan < std::chrono::seconds(kReportSeconds)) return;
-    reportBegan = Clock::now();
-    measured.counts = total;
-    lostBefore = measured.droppedHere;
-    measured.heard = std::make_shared<const Heard>(Heard{std::exchange(sources, {}), probe.Report()});
-    probe.StartOver();
-}
-
-Measured StreamWatch::Watched::Now() const {
-    Measured copy = measured;
-    copy.counts = Total();
-    copy.unfinishedErrors = ErrorsOf(copy.counts) - ErrorsOf(before);
-    copy.watchedSeconds = Seconds(Clock::now() - joined);
-    copy.silentSeconds = Seconds(Clock::now() - last);
-    return copy;
-}
 
 StreamWatch::StreamWatch(int interfaceIndex)
     : mInterfaceIndex(interfaceIndex), mThread([this](const std::stop_token& stop) { Run(stop); }) {}
