@@ -11,7 +11,6 @@
 #include "support/output.h"
 
 using namespace transport;
-using namespace std::string_literals;
 
 namespace {
 
@@ -168,17 +167,6 @@ TEST_F(AnalysersTest, EitWithWrongReservedBitsIsGivenUp) {
     const std::size_t second = 10 + 21 + 19;  // descriptors_length of the second event
     EXPECT_EQ(Feed(Flipped(eit, second, 0x10), kGuidePid), "Eit ERROR reserved 3 mismatch is e0 should be 0xC0\n");
     EXPECT_EQ(Events(), std::vector<std::string>{"1 1000 5 a"}) << "what was reported stays";
-}
-
-TEST_F(AnalysersTest, EttFilesTextsOfEventsAndChannels) {
-    Row(kGuidePid).type = ePidEtt;
-    Feed(Ett(kSource, 7 << 2 | 2, Plain(std::string(900, 'l'))), kGuidePid);  // before its EIT
-    Feed(Ett(kSource, 0, Plain("Channel")), kGuidePid);
-    Feed(Ett(kSource + 1, 7 << 2, Plain("another source")), kGuidePid);
-    Feed(Eit(kSource, {EitEvent(7, 7000, 5, Plain("seven"))}), kGuidePid);
-    ASSERT_EQ(Events(), std::vector<std::string>{"7 7000 5 seven"});
-    EXPECT_EQ(std::string(Programme().mEvents.begin(0)->pLongInfo.get()), std::string(900, 'l'));
-    EXPECT_EQ(Programme().channelLongName.get(), "Channe"s);
 }
 
 TEST_F(AnalysersTest, TheCrcIsNoPartOfACutEntry) {

@@ -145,6 +145,7 @@ std::string Known(ScalProgramDesc& known) {
                          : Line("captions", code, int{language.captionServiceNum}));
     }
     // The store ends a channel's text on its last byte: a character, unless it was compressed and has a terminator.
+    EXPECT_EQ(known.channelLongName[known.channelLongNameSize - 1], '\0');
     std::string text = Plain(known.channelLongName.get(), known.channelLongNameSize);
     if (!text.ends_with(kTextEnd)) text += kTextEnd;
     return Joined(Line(known.transportId, known.programId, Utf16Name(known.channelShortName), known.channelMajorNo,
