@@ -41,22 +41,6 @@ TEST(SnmpLocal, ReadsValuesInEveryForm) {
     EXPECT_STREQ(snmp.SnmpGet(Oid(IP_ADDRESS)), "1%d%s");
 }
 
-TEST(SnmpLocal, TheSettingsReachTheAgentByTheirIds) {
-    board::SettingsAgent agent("/mnt/burnt");
-    SnmpLocal snmp;
-    int known = 0;
-    for (const QvanSettingsType& setting : qvanSettings) {
-        if (setting.snmp_cmd[0] == '\0') continue;  // the agent serves none
-        agent.Requests().Clear();
-        snmp.SnmpGet(setting.snmp_cmd);
-        const std::string name = agent.Requests().All().at(0).name;
-        if (name.empty()) continue;  // the simulated agent has those that the module uses
-        EXPECT_EQ(name, setting.field_name);
-        ++known;
-    }
-    EXPECT_EQ(known, 16);
-}
-
 TEST(SnmpLocal, SendsTheTextAndFourBytesMore) {
     SnmpLocal snmp;
     std::thread module([&] { EXPECT_STREQ(snmp.SnmpSet("%s i %d", Oid(REBOOT), 0), "0"); });
