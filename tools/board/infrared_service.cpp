@@ -33,13 +33,12 @@ constexpr Key kKeys[] = {
 }  // namespace
 
 std::optional<int> KeyCode(std::string_view name) {
-    const auto* key = std::find_if(std::begin(kKeys), std::end(kKeys), [name](const Key& k) { return k.name == name; });
-    if (key == std::end(kKeys)) return std::nullopt;
-    return key->code;
+    const auto* const key = std::ranges::find(kKeys, name, &Key::name);
+    return key == std::end(kKeys) ? std::nullopt : std::optional(key->code);
 }
 
 std::string KeyName(int code) {
-    const auto* key = std::find_if(std::begin(kKeys), std::end(kKeys), [code](const Key& k) { return k.code == code; });
+    const auto* const key = std::ranges::find(kKeys, code, &Key::code);
     return key == std::end(kKeys) ? std::to_string(code) : std::string(key->name);
 }
 

@@ -32,18 +32,19 @@ int Join(const std::string& group, int port) {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const int on = 1;
     setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    if (setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer, sizeof kReceiveBuffer) != 0) {
-        setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
+    // The second exceeds the system's limit, where this process may.
+    for (const int option : {SO_RCVBUF, SO_RCVBUFFORCE}) {
+        setsockopt(fd, SOL_SOCKET, option, &kReceiveBuffer, sizeof kReceiveBuffer);
     }
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
-    ip_mreqn membership{};
-    const bool joined = inet_aton(group.c_str(), &address.sin_addr) != 0 &&
-                        bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-                        ((membership.imr_multiaddr = address.sin_addr), true) &&
-                        setsockopt(fd, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) == 0;
-    if (joined) return fd;
+    const bool isAddress = inet_aton(group.c_str(), &address.sin_addr) != 0;
+    const ip_mreqn membership{address.sin_addr, {}, 0};
+    if (isAddress && bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+        setsockopt(fd, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) == 0) {
+        return fd;
+    }
     const int error = errno;
     close(fd);
     throw std::system_error(error, std::generic_category(), "can't join " + group);
@@ -139,7 +140,7 @@ void StreamTap::TakePacket(Bytes packet) {
 void StreamTap::TakeSection(int pid, std::span<std::uint8_t> section) {
     if (!common::CrcIsRight(section)) return;
     if (const auto pat = common::ParsePat(section); pat && pid == 0) {
-        const auto played = std::find_if(pat->entries.begin(), pat->entries.end(), [this](const auto& entry) {
+        const auto played = std::ranges::find_if(pat->entries, [this](const auto& entry) {
             return entry.programme != 0 && (mProgramme == 0 || entry.programme == mProgramme);
         });
         if (played != pat->entries.end()) {

@@ -16,6 +16,7 @@ struct CodedEvent {
     const GuideEvent* event;
     std::uint16_t sourceId;
     std::int64_t start;  ///< GPS seconds
+    std::int64_t end;    ///< one of no length belongs to the window in which it starts
     Octets title;
     Octets text;
 };
@@ -24,13 +25,13 @@ std::vector<CodedEvent> CodeEvents(const Description& description) {
     std::vector<CodedEvent> coded;
     for (const Programme& programme : description.programmes) {
         for (const GuideEvent& event : programme.events) {
-            coded.push_back({&event, programme.sourceId, description.start + event.start,
+            const std::int64_t start = description.start + event.start;
+            coded.push_back({&event, programme.sourceId, start, start + std::max(event.seconds, 1u),
                              event.title.empty() ? Octets{} : MultipleString(event.title),
                              event.text.empty() ? Octets{} : MultipleString(event.text)});
         }
     }
-    std::stable_sort(coded.begin(), coded.end(),
-                     [](const CodedEvent& a, const CodedEvent& b) { return a.start < b.start; });
+    std::ranges::stable_sort(coded, {}, &CodedEvent::start);
     return coded;
 }
 
@@ -41,16 +42,9 @@ std::int64_t FirstWindow(const Description& description) {
 
 std::size_t CountWindows(const std::vector<CodedEvent>& events, std::int64_t first) {
     std::int64_t end = first;
-    for (const CodedEvent& coded : events) {
-        end = std::max(end, coded.start + std::max<std::int64_t>(1, coded.event->seconds));
-    }
+    for (const CodedEvent& coded : events) end = std::max(end, coded.end);
     const auto windows = static_cast<std::size_t>((end - first + kWindow - 1) / kWindow);
     return std::clamp(windows, kMinWindows, kMaxWindows);
-}
-
-// An event of no length belongs to the window in which it starts.
-bool InWindow(const CodedEvent& coded, std::int64_t from) {
-    return coded.start < from + kWindow && coded.start + std::max<std::int64_t>(1, coded.event->seconds) > from;
 }
 
 //     bytes 0-1   reserved (2 bits), event_id (14)
@@ -75,7 +69,8 @@ GuideWindow MakeWindow(const Description& description, const std::vector<CodedEv
     for (const Programme& programme : description.programmes) {
         std::vector<Octets> entries;
         for (const CodedEvent& coded : events) {
-            if (coded.sourceId != programme.sourceId || !InWindow(coded, from)) continue;
+            const bool within = coded.start < from + kWindow && coded.end > from;
+            if (coded.sourceId != programme.sourceId || !within) continue;
             entries.push_back(WriteEvent(coded));
             if (coded.text.empty()) continue;
             const auto etmId = std::uint32_t{coded.sourceId} << 16 | unsigned{coded.event->id} << 2 | 2u;

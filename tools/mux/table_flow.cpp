@@ -60,8 +60,7 @@ TableFlow::TableFlow(std::uint16_t pid, std::span<const Table* const> tables, Pa
         Plan(*tables[i], phase - std::floor(phase));
         shortest = std::min<Ticks>(shortest, tables[i]->period * kTicksPerMillisecond);
     }
-    std::stable_sort(mSendings.begin(), mSendings.end(),
-                     [](const Sending& a, const Sending& b) { return a.due < b.due; });
+    std::ranges::stable_sort(mSendings, {}, &Sending::due);
     for (const Sending& sending : mSendings) mTotal += Packetise(sending).size();
     if (mTotal == 0) return;
     Stretch();
