@@ -82,7 +82,7 @@ void LiveADay(LiveBoard& board, const std::function<void(int)>& hour) {
         board->Settings().Requests().Clear();
         board->Daemon().Requests().Clear();
         board->Tools().Lines().Clear();
-        board.HearUntil("(silence)", Milliseconds(300));  // pending work completes
+        board.HearUntil("(nothing)", Milliseconds(300));  // pending work completes
         now = Held();
         if (number == 1) first = now;
         std::printf("\n%4d  %12ld  %11ld  %7ld  %8ld  %13ld\n", number, now.resident, now.descriptors, now.threads,
@@ -149,20 +149,10 @@ TEST(Soak, Transmitter) {
 }
 
 TEST(Soak, Receiver) {
-    const auto stream = mux::MakeMultiplex(SmallMultiplex(), {.milliseconds = 2000});
     LiveBoard board('R', {.clock = kClock});
     ASSERT_TRUE(board.Start());
     ASSERT_EQ(board.Ask("CALLBACK1"), "OK\r\n");
-    std::atomic<bool> stop{false};
-    std::thread sender([&] {
-        constexpr std::size_t kDatagram = 7 * 188;
-        zulctl::UdpSocket socket;
-        const zulctl::Endpoint to{*zulctl::ParseAddress("239.1.1.1"), 5001};
-        for (std::size_t at = 0; !stop; at = at + 2 * kDatagram > stream.size() ? 0 : at + kDatagram) {
-            socket.Send({reinterpret_cast<const char*>(&stream[at]), kDatagram}, to);
-            std::this_thread::sleep_for(Milliseconds(1));
-        }
-    });
+    const Sender sender("239.1.1.1", 5001, mux::MakeMultiplex(SmallMultiplex(), {.milliseconds = 2000}));
     LiveADay(board, [&](int) {
         const auto end = zulctl::Clock::now() + std::chrono::microseconds(3'600'000'000LL / kClock);
         do {
@@ -175,7 +165,7 @@ TEST(Soak, Receiver) {
             }
             board->Infrared().Press(*KeyCode("GUIDE"));
             board->Serial().Send("xyz");
-            board.HearUntil("(silence)", Milliseconds(100));
+            board.HearUntil("(nothing)", Milliseconds(100));
         } while (zulctl::Clock::now() < end);
         board->ThePlayer().Orders().Clear();
         board->Browser().Orders().Clear();
@@ -183,8 +173,6 @@ TEST(Soak, Receiver) {
         board->Serial().Received().Clear();
         ASSERT_EQ(board.Ask("VERS"), kVersion);
     });
-    stop = true;
-    sender.join();
 }
 
 }  // namespace

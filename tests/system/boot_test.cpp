@@ -124,7 +124,7 @@ TEST(Boot, TheCommandSocketTakesRequestsOfAnyLengthAndNothingOfAGroup) {
 TEST(Boot, AnAgentThatComesLateHoldsUpTheStartButNotTheHostsData) {
     LiveBoard board('T', {.absent = {Process::kSettingsAgent}});
     std::thread host([&board] { board->Start('T'); });
-    EXPECT_EQ(board.Ask("VERS", Milliseconds(300)), "(silence)");
+    EXPECT_EQ(board.Ask("VERS", Milliseconds(300)), "(nothing)");
     std::vector<std::uint8_t> packets(Tuner::kBufferSize, 0x47);
     board->Filter(packets);                 // returns: there is no filter yet
     SettingsAgent agent("/mnt/burnt.tar");  // finds the request that waits
@@ -139,7 +139,7 @@ TEST(Boot, WithoutEth0TheBoardWaitsForItsNetwork) {
     LiveBoard board('T');
     board->Start('T');
     ASSERT_TRUE(board->Settings().Requests().WaitFor([](const SettingsRequest& r) { return r.name == "TUNER_MODE"; }));
-    EXPECT_EQ(board.Ask("VERS", Milliseconds(500)), "(silence)");
+    EXPECT_EQ(board.Ask("VERS", Milliseconds(500)), "(nothing)");
     ASSERT_EQ(std::system("ip link add eth0 type veth peer name far && ip link set far up && ip link set eth0 up &&"
                           "ip address add 10.0.0.1/24 dev eth0 && ip route add 224.0.0.0/4 dev eth0"),
               0);

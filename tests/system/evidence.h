@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -68,6 +69,25 @@ std::vector<std::uint8_t> WriteStream(const std::string& file, const mux::Descri
 
 /// PIDs of a programme's PMT and elementary streams.
 std::set<int> PidsOf(const mux::Programme& programme);
+
+/// Sends a stream to a group over and over, as a transmitter does, at some megabits a second.
+class Sender {
+ public:
+    Sender(const std::string& group, std::uint16_t port, std::vector<std::uint8_t> stream)
+        : mThread([to = zulctl::Endpoint{*zulctl::ParseAddress(group), port},
+                   stream = std::move(stream)](const std::stop_token& stop) {
+              constexpr std::size_t kDatagram = 7 * 188;
+              zulctl::UdpSocket socket;
+              for (std::size_t at = 0; !stop.stop_requested();
+                   at = at + 2 * kDatagram > stream.size() ? 0 : at + kDatagram) {
+                  socket.Send({reinterpret_cast<const char*>(&stream[at]), kDatagram}, to);
+                  std::this_thread::sleep_for(Milliseconds(1));
+              }
+          }) {}
+
+ private:
+    std::jthread mThread;
+};
 
 inline constexpr const char* kUnit = "UNIT1,239.1.1.1,5001,7,4d,1";
 

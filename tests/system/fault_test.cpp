@@ -107,7 +107,7 @@ TEST_P(FailingBoard, ServesWhatItCanKeepsItsStreamAndRecovers) {
         EXPECT_TRUE(StartsWith(board.Hear(), exchange.start)) << exchange.request;
     }
     if (failure.meanwhile.back().start == kHeld) {
-        EXPECT_EQ(board.Hear(Milliseconds(200)), "(silence)");
+        EXPECT_EQ(board.Hear(Milliseconds(200)), "(nothing)");
     }
     if (failure.streams) {
         EXPECT_EQ(Difference(group.Collect(kEnough).pids, played), "");

@@ -15,7 +15,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* kSilence = "(silence)";
+constexpr const char* kSilence = "(nothing)";
 
 BoardPlan PlanFor(char role, const LiveOptions& options) {
     setenv("ZUL_FAST_CLOCK", std::to_string(options.clock).c_str(), 1);
@@ -52,21 +52,12 @@ std::string LiveBoard::Ask(const std::string& request, Milliseconds limit) {
 
 std::string LiveBoard::Hear(Milliseconds limit) {
     const auto deadline = Clock::now() + limit;
-    do {
-        if (mHeard.empty()) {
-            const auto left = std::chrono::ceil<Milliseconds>(deadline - Clock::now());
-            for (auto& datagram : mMaster.Take(std::max(0, static_cast<int>(left.count())))) {
-                mHeard.push_back(std::move(datagram));
-            }
-        }
-        while (!mHeard.empty()) {
-            const std::string datagram = std::move(mHeard.front());
-            mHeard.pop_front();
-            // A beacon comes where the master's port happens to be that of beacons.
-            if (!datagram.starts_with("LOG:") && !datagram.starts_with("ZULB<")) return datagram;
-        }
-    } while (Clock::now() < deadline);
-    return kSilence;
+    for (;;) {
+        const auto left = std::chrono::ceil<Milliseconds>(deadline - Clock::now());
+        const std::string datagram = mMaster.Hear(std::max(0, static_cast<int>(left.count())));
+        // A beacon comes where the master's port happens to be that of beacons.
+        if (!datagram.starts_with("LOG:") && !datagram.starts_with("ZULB<")) return datagram;
+    }
 }
 
 std::vector<std::string> LiveBoard::HearUntil(const std::string& last, Milliseconds limit) {

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -38,10 +37,10 @@ class LiveBoard {
     /// Sends a request as a master does, on the same socket each time.
     void Send(const std::string& request);
 
-    /// Sends a request and waits for one datagram. \return it, or "(silence)"
+    /// Sends a request and waits for one datagram. \return it, or "(nothing)"
     std::string Ask(const std::string& request, Milliseconds limit = kPatience);
 
-    /// Waits for one more datagram to the master, past lines of the log channel and beacons. \return it, or "(silence)"
+    /// Waits for one more datagram to the master, past lines of the log channel and beacons. \return it, or "(nothing)"
     std::string Hear(Milliseconds limit = kPatience);
 
     /// Waits for datagrams until one begins with `last`, or `limit` is over. \return all of them
@@ -52,7 +51,6 @@ class LiveBoard {
     Board mBoard;
     const std::uint16_t mCommands;  ///< the board's port
     Client mMaster;
-    std::deque<std::string> mHeard;  ///< datagrams not yet returned
 };
 
 /// Runs `life` in a separate process with this one's files on disk, like a board between two losses of power.

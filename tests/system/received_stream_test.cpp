@@ -1,7 +1,6 @@
 // A receiver that plays a stream of a network.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <thread>
 
 #include "evidence.h"
@@ -23,28 +22,6 @@ int BeaconStart(char /*type*/) { return ++callsOfTheHost; }
 
 namespace board {
 namespace {
-
-/// Sends a stream to a group over and over, as a transmitter does, at some megabits a second.
-class Sender {
- public:
-    Sender(const std::string& group, std::uint16_t port, std::vector<std::uint8_t> stream)
-        : mThread([this, to = zulctl::Endpoint{*zulctl::ParseAddress(group), port}, stream = std::move(stream)] {
-              constexpr std::size_t kDatagram = 7 * 188;
-              zulctl::UdpSocket socket;
-              for (std::size_t at = 0; !mStop; at = at + 2 * kDatagram > stream.size() ? 0 : at + kDatagram) {
-                  socket.Send({reinterpret_cast<const char*>(&stream[at]), kDatagram}, to);
-                  std::this_thread::sleep_for(Milliseconds(1));
-              }
-          }) {}
-    ~Sender() {
-        mStop = true;
-        mThread.join();
-    }
-
- private:
-    std::atomic<bool> mStop{false};
-    std::thread mThread;
-};
 
 /// Repeats a request until its answer begins with one of `starts`: some answers come with the next tables.
 testing::AssertionResult ComesTo(LiveBoard& board, const std::string& request, const std::vector<std::string>& starts) {
