@@ -120,9 +120,9 @@ TEST(Screen, IsDrawnWithItsLayersWhereTheyLie) {
     const std::string stream = FileText("/mnt/red.ts");
     Screen screen;
     screen.videoBytes.assign(stream.begin(), stream.end());
-    screen.video = {25, 25, 50, 50, 255, "Stream"};
-    screen.browser = {50, 25, 50, 50, 128, "%{a:page}"};
-    screen.picture = {25, 75, 50, 50, 255, "picture"};
+    screen.video = {{0, 25, 25, 50, 50, 255, 0, 0}, "Stream"};
+    screen.browser = {{0, 50, 25, 50, 50, 128, 0, 0}, "%{a:page}"};
+    screen.picture = {{0, 25, 75, 50, 50, 255, 0, 0}, "picture"};
     for (const int programme : {5, 0}) {  // 0: no tables received yet
         screen.programme = programme;
         ASSERT_TRUE(DrawScreen(screen, "/mnt/screen.png", "/mnt/pieces")) << programme;

@@ -84,7 +84,7 @@ TEST(ReceivedStream, IsPlayedAndItsLanguagesAreKnown) {
     EXPECT_EQ(board.Ask("URLpage,0,0,640,384,255,0"), "OK\r\n");
     EXPECT_NE(OrdersUntil(board, BROWSER_START).size(), 0u);
     EXPECT_TRUE(board->ThePlayer().Shown().browser.IsVisible());
-    EXPECT_EQ(board->ThePlayer().Shown().browser.width, 50);
+    EXPECT_EQ(board->ThePlayer().Shown().browser.place.width, 50);
 }
 
 }  // namespace

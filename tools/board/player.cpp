@@ -40,19 +40,6 @@ std::string Text(const char (&field)[Size]) {
     return std::string(field, strnlen(field, Size));
 }
 
-void Place(Layer& layer, const sKBL_LAYER_INFO& info) {
-    layer.centerX = info.centerX;
-    layer.centerY = info.centerY;
-    layer.width = info.width;
-    layer.height = info.height;
-    layer.alpha = std::clamp(info.alpha, 0, 255);
-}
-
-void ShowFile(Layer& layer, const sSTART_FILE_PLAY& order) {
-    Place(layer, order.dispParam);
-    layer.item = Text(order.fileName);
-}
-
 }  // namespace
 
 Player::Player(StatusBlock& block, Duties duties)
@@ -95,13 +82,13 @@ void Player::Obey(const sMSG_COMMON_FORMAT& record) {
         case STOP_ALL: mScreen.browser.item = mScreen.picture.item = ""; break;
         case BROWSER_STOP: mScreen.browser.item = ""; break;
         case STOP_IMAGE: mScreen.picture.item = ""; break;
-        case VIDEO_LAYER: Place(mScreen.video, record.layer); break;
-        case BROWSER_LAYER: Place(mScreen.browser, record.layer); break;
-        case OSD_LAYER: Place(mScreen.picture, record.layer); break;
+        case VIDEO_LAYER: mScreen.video.place = record.layer; break;
+        case BROWSER_LAYER: mScreen.browser.place = record.layer; break;
+        case OSD_LAYER: mScreen.picture.place = record.layer; break;
         case BROWSER_START:
-        case BROWSER_NEXT: ShowFile(mScreen.browser, record.fileStart); break;
+        case BROWSER_NEXT: mScreen.browser = {record.fileStart.dispParam, Text(record.fileStart.fileName)}; break;
         case START_PICTURE_PLAY:
-        case PICTURE_NEXT: ShowFile(mScreen.picture, record.fileStart); break;
+        case PICTURE_NEXT: mScreen.picture = {record.fileStart.dispParam, Text(record.fileStart.fileName)}; break;
         default: break;
     }
     mBlock.Layer(0, mScreen.video.IsVisible() ? 1 : 0, mScreen.video.item);
@@ -124,8 +111,7 @@ void Player::Play(const sSTART_STREAM_DISPLAY& order) {
     {
         const std::lock_guard lock(mMutex);
         mTap = std::move(tap);
-        Place(mScreen.video, order.dispParam);
-        mScreen.video.item = item;
+        mScreen.video = {order.dispParam, item};
     }
     mBlock.Layer(0, 1, item);
     mDuties.item(item);

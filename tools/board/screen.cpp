@@ -19,11 +19,11 @@ constexpr int kHeight = 768;
 
 /// A layer in pixels; sides are even and at least 2, as scalers require.
 struct Box {
-    explicit Box(const Layer& layer)
-        : width(std::max(2, kWidth * layer.width / 100 & ~1)),
-          height(std::max(2, kHeight * layer.height / 100 & ~1)),
-          x((kWidth * layer.centerX - kWidth * layer.width / 2) / 100),
-          y((kHeight * layer.centerY - kHeight * layer.height / 2) / 100) {}
+    explicit Box(const sKBL_LAYER_INFO& place)
+        : width(std::max(2, kWidth * place.width / 100 & ~1)),
+          height(std::max(2, kHeight * place.height / 100 & ~1)),
+          x((kWidth * place.centerX - kWidth * place.width / 2) / 100),
+          y((kHeight * place.centerY - kHeight * place.height / 2) / 100) {}
     int width, height, x, y;
 };
 
@@ -32,7 +32,7 @@ struct Box {
 std::string Panel(const Layer& layer, const char* colour, const std::string& piece, const std::string& text) {
     std::ofstream(piece + ".item") << layer.item;
     std::ofstream(piece + ".text") << text;
-    const Box box(layer);
+    const Box box(layer.place);
     const int size = std::clamp(box.width / 30, 10, 36);
     // The texts are read from files, so that no character of them is syntax.
     const auto write = [&](const char* end, int y) {
@@ -59,9 +59,9 @@ bool DrawScreen(const Screen& screen, const std::string& file, const std::string
     int layers = 0;
     // Adds a layer; `source` are filters that give a picture of its size.
     const auto lay = [&](const Layer& layer, const std::string& source) {
-        const Box box(layer);
+        const Box box(layer.place);
         graph += fmt::format(";{0},format=rgba,colorchannelmixer=aa={1:.3f}[l{2}];[g{2}][l{2}]overlay={3}:{4}[g{5}]",
-                             source, layer.alpha / 255.0, layers, box.x, box.y, layers + 1);
+                             source, std::min(layer.place.alpha, 255) / 255.0, layers, box.x, box.y, layers + 1);
         ++layers;
     };
     if (screen.video.IsVisible() && screen.programme != 0 && !screen.videoBytes.empty()) {
@@ -70,7 +70,7 @@ bool DrawScreen(const Screen& screen, const std::string& file, const std::string
             .write(reinterpret_cast<const char*>(screen.videoBytes.data()),
                    static_cast<std::streamsize>(screen.videoBytes.size()));
         words.insert(words.end(), {"-i", stream});
-        const Box box(screen.video);
+        const Box box(screen.video.place);
         // The pictures of the first second may depend on earlier ones.
         lay(screen.video, fmt::format("[0:p:{}:v]trim=start=1,setpts=PTS-STARTPTS,scale={}:{}", screen.programme,
                                       box.width, box.height));

@@ -5,18 +5,16 @@
 #include <string>
 #include <vector>
 
+#include "kbl_interprocess.h"
+
 namespace board {
 
-/// One display layer: its place in percent of the screen, its opacity and its content.
+/// One display layer: its place and its content.
 struct Layer {
-    int centerX = 50;
-    int centerY = 50;
-    int width = 100;
-    int height = 100;
-    int alpha = 0;     ///< 0 invisible to 255 opaque
-    std::string item;  ///< stream, page or file; empty: nothing
+    sKBL_LAYER_INFO place{};
+    std::string item{};  ///< stream, page or file; empty: nothing
 
-    bool IsVisible() const { return alpha > 0 && width > 0 && height > 0 && !item.empty(); }
+    bool IsVisible() const { return place.alpha > 0 && place.width > 0 && place.height > 0 && !item.empty(); }
 };
 
 /// The layers, the lowest first, and what is on them.

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "infrared_service.h"
@@ -108,8 +109,8 @@ std::string Describe(const Screen& screen) {
     std::string layers;
     const auto add = [&layers](const Layer& layer, const std::string& what) {
         if (!layer.IsVisible()) return;
-        layers += fmt::format("{}{} on {} x {} %, alpha {}", layers.empty() ? "" : "; ", what, layer.width,
-                              layer.height, layer.alpha);
+        layers += fmt::format("{}{} on {} x {} %, alpha {}", layers.empty() ? "" : "; ", what, layer.place.width,
+                              layer.place.height, std::min(layer.place.alpha, 255));
     };
     add(screen.video, screen.programme == 0 ? "no picture yet" : fmt::format("programme {}", screen.programme));
     add(screen.browser, screen.browser.item);
