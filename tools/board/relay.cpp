@@ -1,7 +1,4 @@
-// The relay: two network namespaces, each with a packet socket.
-#include "relay.h"
-
-#include <fcntl.h>
+// The relay: two packet sockets, for the original eth0 and for a link to the network of the board.
 #include <fmt/format.h>
 #include <linux/if_packet.h>
 #include <net/ethernet.h>
@@ -25,6 +22,7 @@
 
 #include "bytes.h"
 #include "common/interfaces.h"
+#include "net_faults.h"
 
 namespace board {
 
@@ -167,36 +165,6 @@ class Relay {
     std::uint64_t mDatagrams = 0, mLost = 0, mTwice = 0, mLate = 0;
 };
 
-/// Waits for the other process. \return false when it has ended
-bool AwaitWord(int fd) {
-    char word = 0;
-    return read(fd, &word, 1) == 1;
-}
-
-void SayWord(int fd) {
-    if (write(fd, "", 1) != 1) Fail("the relay's other half");
-}
-
-/// The process that keeps the original network. \param other  socket to the board's process
-void Stay(const NetPlan& plan, std::uint64_t seed, const std::string& address, int other,
-          const std::function<void(const std::string&)>& tell) {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(signal, SIG_IGN);
-    if (!AwaitWord(other)) return;
-    // Without segmentation offload: the relay drops datagrams, not groups of them.
-    Run(fmt::format("ip link add {} gso_max_segs 1 type veth peer name {} gso_max_segs 1 netns {}", kOuter, kInner,
-                    getppid()));
-    Run(fmt::format("ip link set {} up", kOuter));
-    Run("ip address flush dev eth0");
-    Relay relay(plan, seed);
-    SayWord(other);
-    relay.Carry(other);
-    // The kernel removes the link some time after the board's network; remove it now, as the next board may start as
-    // soon as the summary is out.
-    Run(fmt::format("ip link delete {} 2>/dev/null || true", kOuter));
-    Connect(address);
-    tell(relay.Tale());
-}
-
 }  // namespace
 
 void MoveBehindRelay(const NetPlan& plan, std::uint64_t seed, const std::function<void(const std::string&)>& tell) {
@@ -204,25 +172,30 @@ void MoveBehindRelay(const NetPlan& plan, std::uint64_t seed, const std::functio
     const auto eth0 = std::ranges::find(all, "eth0", &common::Interface::name);
     if (eth0 == all.end()) throw std::runtime_error("eth0 has no address, so there is no network to have faults");
     const std::string address = fmt::format("{}/{}", common::AddressText(eth0->address), std::popcount(eth0->mask));
-    int ends[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) Fail("socketpair");
+    // Without segmentation offload: the relay drops datagrams, not groups of them.
+    Run(fmt::format("ip link add {0} gso_max_segs 1 type veth peer name {1} gso_max_segs 1 && ip link set {0} up",
+                    kOuter, kInner));
+    Run("ip address flush dev eth0");
+    Relay relay(plan, seed);
+    int life[2];
+    if (pipe(life) != 0) Fail("pipe");
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child < 0) Fail("no second process for the relay");
     if (child == 0) {
-        close(ends[1]);
-        fcntl(ends[0], F_SETFD, FD_CLOEXEC);
-        try {
-            Stay(plan, seed, address, ends[0], tell);
-        } catch (const std::exception& error) {
-            tell(error.what());
-        }
+        close(life[1]);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(signal, SIG_IGN);
+        relay.Carry(life[0]);
+        // The kernel removes the link some time after the board's network; remove it now, as the next board may start
+        // as soon as the summary is out.
+        Run(fmt::format("ip link delete {} 2>/dev/null || true", kOuter));
+        Connect(address);
+        tell(relay.Tale());
         _exit(0);
     }
-    close(ends[0]);  // the other end stays open until this process ends, across exec
+    close(life[0]);  // the other end stays open until this process ends, across exec
     if (unshare(CLONE_NEWNET) != 0) Fail("a network of its own for the board");
-    SayWord(ends[1]);
-    if (!AwaitWord(ends[1])) throw std::runtime_error("the relay doesn't start");
+    Run(fmt::format("nsenter --target {} --net ip link set {} netns {}", child, kInner, getpid()));
     Run("ip link set lo up && ip link set lo multicast on");
     Run(fmt::format("ip link set {} name eth0 address {:02x}", kInner, fmt::join(eth0->hardware, ":")));
     Connect(address);

@@ -23,7 +23,7 @@
 #include "common/byte_text.h"
 #include "completion.h"
 #include "manual.h"
-#include "relay.h"
+#include "net_faults.h"
 #include "story.h"
 
 namespace {
