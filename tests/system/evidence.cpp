@@ -33,10 +33,7 @@ std::vector<PatEntries> ReadPats(const std::vector<Packet>& packets) {
 
 /// \return whether `part` is `whole`, played over and over, from index `start` on
 bool Continues(const std::vector<Packet>& part, const std::vector<Packet>& whole, std::size_t start) {
-    for (std::size_t i = 0; i < part.size(); ++i) {
-        if (part[i] != whole[(start + i) % whole.size()]) return false;
-    }
-    return true;
+    return std::ranges::all_of(part, [&](const Packet& packet) { return packet == whole[start++ % whole.size()]; });
 }
 
 }  // namespace
@@ -54,12 +51,8 @@ PacketsByPid SortPackets(const std::vector<std::uint8_t>& stream) {
 GroupListener::GroupListener(const std::string& group, std::uint16_t port)
     : mSocket(zulctl::StreamSocket({*zulctl::ParseAddress(group), port}, 0, kReceiveBuffer)) {}
 
-void GroupListener::Drain() {
-    while (mSocket.Take()) {
-    }
-}
-
 std::vector<zulctl::Datagram> GroupListener::Gather(std::size_t bytes, Milliseconds limit) {
+    while (mSocket.Take()) continue;  // what came before
     std::vector<zulctl::Datagram> datagrams;
     for (std::size_t size = 0; size < bytes;) {
         auto datagram = mSocket.Next(zulctl::Clock::now() + limit);
@@ -70,11 +63,10 @@ std::vector<zulctl::Datagram> GroupListener::Gather(std::size_t bytes, Milliseco
     return datagrams;
 }
 
-Evidence GroupListener::Collect(std::size_t bytes, Milliseconds limit) {
+Evidence GroupListener::Collect(std::size_t bytes) {
     std::vector<zulctl::Datagram> datagrams;
     for (int turn = 0; turn < kMostTries; ++turn) {
-        Drain();
-        datagrams = Gather(bytes, limit);
+        datagrams = Gather(bytes, kPatience);
         if (datagrams.empty() || datagrams.front().lost == datagrams.back().lost) break;
     }
     Evidence evidence;
@@ -90,11 +82,6 @@ Evidence GroupListener::Collect(std::size_t bytes, Milliseconds limit) {
     evidence.pids = SortPackets(stream);
     evidence.pats = ReadPats(evidence.pids[0]);
     return evidence;
-}
-
-bool GroupListener::IsSilent() {
-    Drain();
-    return Gather(1, Milliseconds(1000)).empty();
 }
 
 std::string Difference(const PacketsByPid& received, const std::vector<std::uint8_t>& played) {

@@ -43,15 +43,14 @@ class GroupListener {
     GroupListener(const std::string& group, std::uint16_t port);
 
     /// Receives new data until there are `bytes`. Restarts when this machine itself drops datagrams. \return the data;
-    /// less than requested when the stream pauses for `limit`
-    Evidence Collect(std::size_t bytes, Milliseconds limit = kPatience);
+    /// less than requested when the stream pauses for long
+    Evidence Collect(std::size_t bytes);
 
     /// \return whether nothing comes for a second
-    bool IsSilent();
+    bool IsSilent() { return Gather(1, Milliseconds(1000)).empty(); }
 
  private:
     std::vector<zulctl::Datagram> Gather(std::size_t bytes, Milliseconds limit);
-    void Drain();
 
     zulctl::UdpSocket mSocket;
 };
