@@ -90,14 +90,6 @@ TEST_F(CommandManagerTest, TheDocumentHasTheKeywordsAndTheirRoles) {
     EXPECT_EQ(documented, inTable);
 }
 
-TEST_F(CommandManagerTest, StatusTellsTunerAndStreams) {
-    mStatus.TunerStrength(5);
-    EXPECT_EQ(Ask("UNIT1,239.1.1.1,5000,5,1a2b,3c4d"), kOk);
-    const std::string status = Ask("STATUS")[0];
-    EXPECT_EQ(status.substr(0, 44), "STATUS 1 0 239.1.1.1:5000 0:1:ff:[] F:ATSC E");
-    EXPECT_EQ(status.substr(status.size() - 6), "% OK\r\n");
-}
-
 TEST_F(CommandManagerTest, ARequestThatFindsNoMemoryIsRefused) {
     EXPECT_EQ(Ask("UNIT1,239.1.1.1,5000,5,1a2b,3c4d"), kOk);
     const std::string status = Ask("STATUS")[0];
