@@ -36,19 +36,19 @@ constexpr board::Milliseconds kBurning{3000};  ///< of an image, before the rest
 /// Set once a board is connected through its relay; survives its restarts.
 constexpr const char* kBehindRelay = "ZUL_BOARD_BEHIND_RELAY";
 
-const cli::ManualMatter kManual = {
-    {{"sandbox",
-      "zul-sandbox COMMAND... runs a command in a separate machine, made of namespaces, with a board's disk and a\n"
-      "private network. zul-sandbox --lan N COMMAND... adds N boards to it, 10.0.0.1 and up; on K COMMAND... there\n"
-      "runs a command on board K. Nothing that they send leaves the machine."},
-     {"exit status", "  0  the board ended\n  1  it can't start\n  2  wrong usage"},
-     {"examples",
-      "  zul-mux hotel.json --no-av -o hotel.ts\n"
-      "  zul-sandbox --lan 2 bash\n"
-      "  on 1 zul-board --role T --module /usr/lib/*/zul/libzul.so --channel 2=hotel.ts &\n"
-      "  on 2 zul-board --role R --module /usr/lib/*/zul/libzul.so &\n"
-      "  zulctl discover"},
-     {"see also", "zulctl(1), zul-mux(1)"}}};
+const cli::ManualSections kManual = {
+    {"sandbox",
+     "zul-sandbox COMMAND... runs a command in a separate machine, made of namespaces, with a board's disk and a\n"
+     "private network. zul-sandbox --lan N COMMAND... adds N boards to it, 10.0.0.1 and up; on K COMMAND... there\n"
+     "runs a command on board K. Nothing that they send leaves the machine."},
+    {"exit status", "  0  the board ended\n  1  it can't start\n  2  wrong usage"},
+    {"examples",
+     "  zul-mux hotel.json --no-av -o hotel.ts\n"
+     "  zul-sandbox --lan 2 bash\n"
+     "  on 1 zul-board --role T --module /usr/lib/*/zul/libzul.so --channel 2=hotel.ts &\n"
+     "  on 2 zul-board --role R --module /usr/lib/*/zul/libzul.so &\n"
+     "  zulctl discover"},
+    {"see also", "zulctl(1), zul-mux(1)"}};
 
 constexpr const char* kConsoleHelp =
     "While it runs it takes orders on its standard input, one a line:\n"

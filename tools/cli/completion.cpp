@@ -1,6 +1,7 @@
 // The walk over the words of a line, and a script for each shell.
 #include "completion.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <utility>
@@ -44,13 +45,6 @@ const CLI::Option* FindOption(const CLI::App& app, const std::string& name) {
     return nullptr;
 }
 
-const CLI::App* FindCommand(const CLI::App& app, const std::string& name) {
-    for (const CLI::App* command : ShownCommands(app)) {
-        if (command->get_name() == name) return command;
-    }
-    return nullptr;
-}
-
 std::string LongName(const CLI::Option& option) {
     return option.get_lnames().empty() ? option.get_name() : option.get_lnames().front();
 }
@@ -64,10 +58,13 @@ Place Walk(const CLI::App& app, const std::vector<std::string>& words) {
         } else if (word.starts_with('-')) {
             const CLI::Option* option = FindOption(*place.command, word);
             if (option != nullptr && TakesValue(*option)) place.option = option;
-        } else if (const CLI::App* command = FindCommand(*place.command, word)) {
-            place.command = command;
         } else {
-            ++place.arguments;
+            const auto commands = ShownCommands(*place.command);
+            const auto command = std::ranges::find(commands, word, &CLI::App::get_name);
+            if (command != commands.end())
+                place.command = *command;
+            else
+                ++place.arguments;
         }
     }
     return place;
@@ -85,35 +82,15 @@ const CLI::Option* NextArgument(const Place& place) {
     return last;
 }
 
-/// Prints the lines of an answer, without the words that don't continue the one being typed.
-class Answer {
- public:
-    /// \param prefix  of all words: "--format="
-    Answer(std::string typed, std::string prefix) : mTyped(std::move(typed)), mPrefix(std::move(prefix)) {}
-
-    void Add(const std::string& word, const std::string& description) {
-        if (!(mPrefix + word).starts_with(mTyped)) return;
-        mText +=
-            mPrefix + word + (description.empty() ? "" : "\t" + description.substr(0, description.find('\n'))) + "\n";
+std::vector<std::string> ValuesOf(const CLI::Option& option, const Given& given, const Words& more) {
+    std::vector<std::string> values = ChoicesOf(option);
+    if (option.check_lname("interface")) {
+        std::error_code none;
+        for (const auto& entry : std::filesystem::directory_iterator("/sys/class/net", none))
+            values.push_back(entry.path().filename());
     }
-
-    void AddValues(const CLI::Option& option, const Given& given, const Words& more) {
-        if (ValueOf(option) == "FILE") mKind = "files\n";
-        std::vector<std::string> values = ChoicesOf(option);
-        if (option.check_lname("interface")) {
-            std::error_code none;
-            for (const auto& entry : std::filesystem::directory_iterator("/sys/class/net", none))
-                values.push_back(entry.path().filename());
-        }
-        if (values.empty() && more) values = more(option, given);
-        for (const std::string& value : values) Add(value, "");
-    }
-
-    void Print() const { std::fputs((mKind + mText).c_str(), stdout); }
-
- private:
-    std::string mTyped, mPrefix, mKind = "words\n", mText;
-};
+    return values.empty() && more ? more(option, given) : values;
+}
 
 constexpr const char* kBash = R"(# bash completion for @NAME@
 _@NAME@() {
@@ -169,29 +146,36 @@ bool ServeCompletion(const CLI::App& app, int argc, const char* const* argv, con
     if (argc < 3 || std::string(argv[1]) != "--complete") return false;
     std::vector<std::string> line;
     for (int n = 2; n < argc; ++n) line.push_back(Unquoted(argv[n]));
-    std::string typed = line.back();
+    std::string typed = line.back(), prefix;  // of all words: "--format="
     line.pop_back();
     Place place = Walk(app, line);
     if (place.option != nullptr && typed == "=") typed.clear();
-    std::string prefix;
     if (place.option == nullptr && typed.starts_with("--") && typed.find('=') != std::string::npos) {
         prefix = typed.substr(0, typed.find('=') + 1);
         place.option = FindOption(*place.command, prefix.substr(0, prefix.size() - 1));
     }
-    Answer answer(typed, prefix);
+    if (place.option == nullptr && !typed.starts_with('-') && ShownCommands(*place.command).empty())
+        place.option = NextArgument(place);
+    std::vector<std::pair<std::string, std::string>> offers;  // words and their descriptions
     if (place.option != nullptr) {
-        answer.AddValues(*place.option, place.given, words);
+        for (const std::string& value : ValuesOf(*place.option, place.given, words)) offers.emplace_back(value, "");
     } else if (typed.starts_with('-')) {
         for (const CLI::Option* option : OptionsAt(*place.command)) {
-            for (const std::string& name : option->get_lnames()) answer.Add("--" + name, option->get_description());
-            for (const std::string& name : option->get_snames()) answer.Add("-" + name, option->get_description());
+            const std::string text = option->get_description();
+            for (const std::string& name : option->get_lnames()) offers.emplace_back("--" + name, text);
+            for (const std::string& name : option->get_snames()) offers.emplace_back("-" + name, text);
         }
-    } else if (const auto commands = ShownCommands(*place.command); !commands.empty()) {
-        for (const CLI::App* command : commands) answer.Add(command->get_name(), command->get_description());
-    } else if (const CLI::Option* argument = NextArgument(place)) {
-        answer.AddValues(*argument, place.given, words);
+    } else {
+        for (const CLI::App* command : ShownCommands(*place.command))
+            offers.emplace_back(command->get_name(), command->get_description());
     }
-    answer.Print();
+    std::string answer = place.option != nullptr && ValueOf(*place.option) == "FILE" ? "files\n" : "words\n";
+    for (const auto& [word, description] : offers) {
+        if (!(prefix + word).starts_with(typed)) continue;
+        answer +=
+            prefix + word + (description.empty() ? "" : "\t" + description.substr(0, description.find('\n'))) + "\n";
+    }
+    std::fputs(answer.c_str(), stdout);
     return true;
 }
 

@@ -15,21 +15,10 @@ namespace cli {
 namespace {
 
 /// Text escaped for roff: backslashes, hyphens, and dots at the start of a line.
-std::string Roff(const std::string& text) {
-    std::string roff;
-    for (const char c : text) {
-        if (c == '\\')
-            roff += "\\e";
-        else if (c == '-')
-            roff += "\\-";
-        else if (c == '\'')
-            roff += "\\(aq";
-        else if (c == '.' && (roff.empty() || roff.back() == '\n'))
-            roff += "\\&.";
-        else
-            roff += c;
-    }
-    return roff;
+std::string Roff(std::string text) {
+    constexpr const char* kEscapes[][2] = {{"\\", "\\e"}, {"-", "\\-"}, {"'", "\\(aq"}, {"\n.", "\n\\&."}};
+    for (const auto& [plain, escaped] : kEscapes) text = CLI::detail::find_and_replace(text, plain, escaped);
+    return text.starts_with('.') ? "\\&" + text : text;
 }
 
 std::string Upper(std::string text) {
@@ -94,15 +83,13 @@ void Commands(const CLI::App& app, const std::string& name, std::string& text) {
     for (const CLI::App* command : ShownCommands(app)) {
         const std::string full = name + command->get_name();
         text += ".SS " + Roff(full) + "\n" + Roff(command->get_description()) + ".\n" + Options(*command);
-        const bool inherited = command->get_footer() == app.get_footer();
-        if (!inherited && !command->get_footer().empty()) text += ".PP\n" + Prose(command->get_footer());
+        if (!command->get_footer().empty()) text += ".PP\n" + Prose(command->get_footer());
         Commands(*command, full + " ", text);
     }
 }
 
-}  // namespace
-
-std::string ManualPage(const CLI::App& app, const ManualMatter& matter) {
+/// \return a page of section 1 in the man macros
+std::string ManualPage(const CLI::App& app, const ManualSections& sections) {
     const std::string& name = app.get_name();
     const std::string description = app.get_description();
     const std::string first = description.substr(0, description.find_first_of(":.\n"));
@@ -113,21 +100,20 @@ std::string ManualPage(const CLI::App& app, const ManualMatter& matter) {
     std::string commands;
     Commands(app, "", commands);
     if (!commands.empty()) text += ".SH COMMANDS\n" + commands;
-    for (const auto& [title, section] : matter.sections) text += ".SH " + Upper(Roff(title)) + "\n" + Prose(section);
-    // The footer of zulctl is a short form of its section.
-    const bool told = std::any_of(matter.sections.begin(), matter.sections.end(),
-                                  [](const auto& section) { return section.first == "exit status"; });
-    if (!told && !app.get_footer().empty()) text += ".SH NOTES\n" + Prose(app.get_footer());
+    for (const auto& [title, section] : sections) text += ".SH " + Upper(Roff(title)) + "\n" + Prose(section);
+    if (!app.get_footer().empty()) text += ".SH NOTES\n" + Prose(app.get_footer());
     return text;
 }
 
-void AddDocuments(CLI::App& app, const ManualMatter& matter) {
+}  // namespace
+
+void AddDocuments(CLI::App& app, const ManualSections& sections) {
     const auto print = [](const std::string& text) {
         std::fputs(text.c_str(), stdout);
         throw CLI::Success();
     };
     app.set_version_flag("--version", app.get_name() + " " ZUL_VERSION);
-    app.add_flag_callback("--man", [&app, matter, print] { print(ManualPage(app, matter)); })->group("");
+    app.add_flag_callback("--man", [&app, sections, print] { print(ManualPage(app, sections)); })->group("");
     app.add_option_function<std::string>(
            "--completion", [&app, print](const std::string& shell) { print(CompletionScript(shell, app.get_name())); })
         ->check(CLI::IsMember({"bash", "zsh", "fish"}))

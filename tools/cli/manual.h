@@ -8,15 +8,11 @@
 
 namespace cli {
 
-/// Sections of a manual page beyond the option tree, by title. A line that begins with two blanks is printed verbatim.
-struct ManualMatter {
-    std::vector<std::pair<std::string, std::string>> sections;
-};
-
-/// \return a page of section 1 in the man macros of roff
-std::string ManualPage(const CLI::App& app, const ManualMatter& matter);
+/// Sections of a manual page beyond the option tree: titles and texts. A line that begins with two blanks is printed
+/// verbatim.
+using ManualSections = std::vector<std::pair<std::string, std::string>>;
 
 /// Adds --version and the hidden --man and --completion SHELL, which print and end the program as --help does.
-void AddDocuments(CLI::App& app, const ManualMatter& matter);
+void AddDocuments(CLI::App& app, const ManualSections& sections);
 
 }  // namespace cli

@@ -11,39 +11,41 @@
 
 namespace {
 
-using zulctl::Session;
+using namespace zulctl;
 
-const cli::ManualMatter kManual = {
-    {{"output",
-      "Data goes to standard output as a table, as one JSON object that begins with its schema (--json; a line an\n"
-      "object for a command that goes on), or as key=value with a line a board or other item (--format plain). The "
-      "schema \"zulctl.status/1\" is\n"
-      "the file share/zulctl/schemas/zulctl.status-1.json. Times of JSON are UTC. Progress and errors\n"
-      "go to standard error, progress only where that is a terminal. Text of the broadcast is shown with control\n"
-      "characters escaped.\n"},
-     {"exit status",
-      "  0  done\n  1  the board refused, or what was judged has faults\n  2  wrong usage\n  3  no answer\n  "
-      "4  of several boards only some did it\n"},
-     {"files",
-      "$XDG_CONFIG_HOME/zulctl/boards.toml, ~/.config/zulctl/boards.toml, /etc/zulctl/boards.toml: the first of them "
-      "that is there names boards:\n"
-      "  interface  = \"eth0\"          # all of these are optional\n"
-      "  local_port = 52440\n"
-      "  [boards.attic]\n"
-      "  address = \"10.0.0.5\"         # or \"10.0.0.5:5000\"\n"
-      "  role    = \"transmitter\"      # or \"receiver\"\n"},
-     {"environment",
-      "ZULCTL_CONFIG names another file of names. NO_COLOR takes the colours away. COLUMNS is the width of a "
-      "terminal;\n"
-      "without one, nothing is cut.\n"},
-     {"examples",
-      "  zulctl discover\n"
-      "  zulctl -b attic scan\n"
-      "  zulctl -b attic stream start CINEMA --to 239.1.1.1:5000\n"
-      "  zulctl -b lobby play CINEMA\n"
-      "  zulctl why lobby\n"},
-     {"completion", "zulctl completion bash, zsh or fish prints the script that packages install.\n"},
-     {"see also", "zul-board(1), zul-mux(1)\n"}}};
+const cli::ManualSections kManual = {
+    {"output",
+     "Data goes to standard output as a table, as one JSON object that begins with its schema (--json; a line an "
+     "object for a command that goes on), or as key=value with a line a board or other item (--format plain). The "
+     "schema \"zulctl.status/1\" is the file share/zulctl/schemas/zulctl.status-1.json. Times of JSON are UTC. "
+     "Progress "
+     "and errors go to standard error, progress only where that is a terminal. Text of the broadcast is shown with "
+     "control characters escaped.\n"},
+    {"exit status",
+     "  0  done\n"
+     "  1  the board refused, or what was judged has faults\n"
+     "  2  wrong usage\n"
+     "  3  no answer\n"
+     "  4  of several boards only some did it\n"},
+    {"files",
+     "$XDG_CONFIG_HOME/zulctl/boards.toml, ~/.config/zulctl/boards.toml, /etc/zulctl/boards.toml: the first of them "
+     "that is there names boards:\n"
+     "  interface  = \"eth0\"          # all of these are optional\n"
+     "  local_port = 52440\n"
+     "  [boards.attic]\n"
+     "  address = \"10.0.0.5\"         # or \"10.0.0.5:5000\"\n"
+     "  role    = \"transmitter\"      # or \"receiver\"\n"},
+    {"environment",
+     "ZULCTL_CONFIG names another file of names. NO_COLOR takes the colours away. COLUMNS is the width of a terminal; "
+     "without one, nothing is cut.\n"},
+    {"examples",
+     "  zulctl discover\n"
+     "  zulctl -b attic scan\n"
+     "  zulctl -b attic stream start CINEMA --to 239.1.1.1:5000\n"
+     "  zulctl -b lobby play CINEMA\n"
+     "  zulctl why lobby\n"},
+    {"completion", "zulctl completion bash, zsh or fish prints the script that packages install.\n"},
+    {"see also", "zul-board(1), zul-mux(1)\n"}};
 
 void RunCompletion(Session& session, const std::string& shell) {
     const std::string text = cli::CompletionScript(shell, "zulctl");
@@ -52,7 +54,7 @@ void RunCompletion(Session& session, const std::string& shell) {
 
 void AddCompletionCommand(CLI::App& app, Session& session) {
     const auto [command, shell] =
-        zulctl::AddCommand(app, session, "completion", "Print the completion script of a shell", RunCompletion);
+        AddCommand(app, session, "completion", "Print the completion script of a shell", RunCompletion);
     command->footer(
         "Installed copies load by themselves. By hand:\n"
         "  source <(zulctl completion bash)\n"
@@ -70,15 +72,15 @@ std::vector<std::string> CompletionWords(Session& session, const CLI::Option& op
     session.options.timeoutSeconds = 0.5;
     session.Prepare();
     if (option.get_type_name().find("ADDRESS") != std::string::npos) {
-        for (const zulctl::NamedBoard& board : session.Names().boards) words.push_back(board.name);
+        for (const NamedBoard& board : session.Names().boards) words.push_back(board.name);
         return words;
     }
     // A board that the line names is asked for its list; none is searched for.
     const bool playing = option.get_name() == "what";
     const auto board = given.find(playing ? "from" : "board");
     if (board == given.end() || (!playing && option.get_name() != "channel")) return words;
-    zulctl::Client client = session.Connect(session.Named(board->second, zulctl::Role::kTransmitter));
-    for (const zulctl::Channel& channel : zulctl::FetchChannels(client)) words.push_back(channel.name);
+    Client client = session.Connect(session.Named(board->second, Role::kTransmitter));
+    for (const Channel& channel : FetchChannels(client)) words.push_back(channel.name);
     return words;
 } catch (const std::exception&) {
     return {};
@@ -89,27 +91,21 @@ const struct {
     const char* group;
     std::vector<void (*)(CLI::App&, Session&)> add;
 } kCommands[] = {
-    {"Look",
-     {zulctl::AddDiscoverCommand, zulctl::AddStatusCommand, zulctl::AddWhyCommand, zulctl::AddDoctorCommand,
-      zulctl::AddProbeCommand, zulctl::AddLogCommand}},
+    {"Look", {AddDiscoverCommand, AddStatusCommand, AddWhyCommand, AddDoctorCommand, AddProbeCommand, AddLogCommand}},
 #ifdef ZUL_SERVE
-    {"Look", {zulctl::AddServeCommand}},
+    {"Look", {AddServeCommand}},
 #endif
     {"Transmitters",
-     {zulctl::AddScanCommand, zulctl::AddChannelsCommand, zulctl::AddGuideCommand, zulctl::AddStreamCommand,
-      zulctl::AddApplyCommand, zulctl::AddExportCommand}},
-    {"Receivers",
-     {zulctl::AddPlayCommand, zulctl::AddPageCommand, zulctl::AddCaptionsCommand, zulctl::AddKeysCommand,
-      zulctl::AddSerialCommand}},
+     {AddScanCommand, AddChannelsCommand, AddGuideCommand, AddStreamCommand, AddApplyCommand, AddExportCommand}},
+    {"Receivers", {AddPlayCommand, AddPageCommand, AddCaptionsCommand, AddKeysCommand, AddSerialCommand}},
     {"All boards",
-     {zulctl::AddLanguageCommand, zulctl::AddLanguagesCommand, zulctl::AddNetworkCommand, zulctl::AddResetCommand,
-      zulctl::AddUpgradeCommand, zulctl::AddRawCommand}},
+     {AddLanguageCommand, AddLanguagesCommand, AddNetworkCommand, AddResetCommand, AddUpgradeCommand, AddRawCommand}},
     {"", {AddCompletionCommand}},
 };
 
 /// Adds the options that all commands share.
 void AddOptions(CLI::App& app, Session& session) {
-    zulctl::SessionOptions& options = session.options;
+    SessionOptions& options = session.options;
     app.add_option("-b,--board", options.boards, "Board by name or ADDRESS[:PORT]; may be repeated")
         ->type_name("NAME|ADDRESS")
         ->take_all()
@@ -151,14 +147,14 @@ std::string Unknown(const CLI::App& app) {
         }
         at = chosen.empty() ? nullptr : chosen.front();
     }
-    return fmt::format("\"{}\" isn't known here{}", word, zulctl::DidYouMean(word, known));
+    return fmt::format("\"{}\" isn't known here{}", word, DidYouMean(word, known));
 }
 
 int Run(CLI::App& app, Session& session, int argc, char** argv) {
     try {
         app.parse(argc, argv);
         session.out.CheckWritten();
-        return session.SomeAreMissing() ? zulctl::kPartly : zulctl::kDone;
+        return session.SomeAreMissing() ? kPartly : kDone;
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);
         const std::string unknown = Unknown(app);
@@ -166,13 +162,13 @@ int Run(CLI::App& app, Session& session, int argc, char** argv) {
             app.exit(error);
         else
             session.out.Error(unknown);
-        return zulctl::kUsage;
-    } catch (const zulctl::Failure& failure) {
+        return kUsage;
+    } catch (const Failure& failure) {
         if (failure.what()[0] != '\0') session.out.Error(failure.what());
         return failure.code;
     } catch (const std::exception& error) {
         session.out.Error(error.what());
-        return zulctl::kUsage;
+        return kUsage;
     }
 }
 
@@ -195,6 +191,6 @@ int main(int argc, char** argv) {
     }
     app.parse_complete_callback([&] { session.Prepare(); });
     const auto words = [&](const auto&... asked) { return CompletionWords(session, asked...); };
-    if (cli::ServeCompletion(app, argc, argv, words)) return zulctl::kDone;
+    if (cli::ServeCompletion(app, argc, argv, words)) return kDone;
     return Run(app, session, argc, argv);
 }

@@ -45,10 +45,10 @@ void Declare(CLI::App& app, Arguments& arguments) {
     app.add_option("--ffmpeg", arguments.ffmpeg, "program that makes pictures and sound")->capture_default_str();
     app.add_option("--seed", arguments.seed, "of all that is arbitrary")->capture_default_str();
     app.add_flag("-q,--quiet", arguments.quiet, "no summary");
-    cli::AddDocuments(app, {{{"examples",
-                              "  zul-mux hotel.json -d 60 -o hotel.ts\n"
-                              "  zul-mux hotel.json --no-av --start now -q -o - >hotel.ts"},
-                             {"see also", "zulctl(1), zul-board(1)"}}});
+    cli::AddDocuments(app, {{"examples",
+                             "  zul-mux hotel.json -d 60 -o hotel.ts\n"
+                             "  zul-mux hotel.json --no-av --start now -q -o - >hotel.ts"},
+                            {"see also", "zulctl(1), zul-board(1)"}});
     app.footer("Exit codes: 0 done, 1 the stream can't be made, 2 wrong usage.");
 }
 
