@@ -23,7 +23,7 @@ constexpr auto kFirstBackOff = 10s, kLongestBackOff = 300s;
 
 /// What is remembered of a board between rounds.
 struct Memory {
-    std::string trouble;              ///< last reported
+    std::string trouble = "?";        ///< last reported; at first any state is new
     std::chrono::seconds backOff{0};  ///< after orders that had no effect
     bool silent = false;
     Clock::time_point next{};

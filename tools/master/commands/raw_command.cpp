@@ -10,13 +10,7 @@ namespace zulctl {
 namespace {
 
 struct RawChoice {
-    std::string request;
-    std::string listen;
-};
-
-struct RawAnswer {
-    std::string bytes;
-    bool forwarded;
+    std::string request, listen;
 };
 
 void RunRaw(Session& session, const RawChoice& choice) {
@@ -25,27 +19,24 @@ void RunRaw(Session& session, const RawChoice& choice) {
         throw Failure(kUsage, "a board takes {} bytes at most, this has {}", kLargestRequest, request.size());
     }
     Client client = session.Connect(std::nullopt);
-    std::vector<RawAnswer> answers;
+    Json replies = Json::array();
+    std::string text;
+    const auto take = [&](const std::string& bytes, bool forwarded) {
+        replies.push_back({{"text", bytes}, {"hex", HexText(bytes)}, {"forwarded", forwarded}});
+        text += Escaped(bytes) + "\n";
+    };
     if (choice.listen.empty()) {
         const auto isLast = BeginsWith(request, "SCAL") ? EndsScalReport : Client::IsLast();
-        answers.push_back({client.Ask(request, nullptr, isLast), KindOf(request).route == Route::kForwarded});
+        take(client.Ask(request, nullptr, isLast), KindOf(request).route == Route::kForwarded);
     } else {
         client.Listen(request, ParseSpan(choice.listen), [&](const Datagram& datagram) {
-            answers.push_back({datagram.bytes, datagram.from.port != client.Board().port});
+            take(datagram.bytes, datagram.from.port != client.Board().port);
             return true;
         });
-        if (answers.empty()) throw Failure(kNoAnswer, EndpointText(client.Board()) + " sends nothing");
+        if (replies.empty()) throw Failure(kNoAnswer, EndpointText(client.Board()) + " sends nothing");
     }
-    Json replies = Json::array();
-    for (const RawAnswer& answer : answers) {
-        replies.push_back({{"text", answer.bytes}, {"hex", HexText(answer.bytes)}, {"forwarded", answer.forwarded}});
-    }
-    session.out.Emit("zulctl.raw/1", {{"request", request}, {"replies", replies}}, [&] {
-        std::string text;
-        for (const RawAnswer& answer : answers) text += Escaped(answer.bytes) + "\n";
-        return text;
-    });
-    if (IsKo(answers.front().bytes)) throw Failure(kRefused, "");
+    session.out.Emit("zulctl.raw/1", {{"request", request}, {"replies", replies}}, [&] { return text; });
+    if (IsKo(replies.front()["text"].get<std::string>())) throw Failure(kRefused, "");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <nettle/sha2.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -134,10 +135,9 @@ std::string Follow(Session& session, const Target& target, Client& client) {
         std::optional<int> state;
         try {
             state = ParseUpgradeState(client.Ask("UPGR?"));
-            if (state == kBurnFailed)
-                throw Failure(kRefused, target.name + " can't burn the image, and keeps its version; upgrade it again");
-            if (state == kDownloadFailed)
-                throw Failure(kRefused, target.name + " has lost the image, and keeps its version; upgrade it again");
+            if (state == kBurnFailed || state == kDownloadFailed)
+                throw Failure(kRefused, "{} {} the image, and keeps its version; upgrade it again", target.name,
+                              state == kBurnFailed ? "can't burn" : "has lost");
             if (state == kUpgradeIdle) return ParseVersion(client.Ask("VERS")).value_or("unknown");
         } catch (const Failure& failure) {
             if (failure.code != kNoAnswer) throw;
@@ -187,20 +187,18 @@ void RunUpgrade(Session& session, const UpgradeChoice& choice) {
     Confirm(session.out, targets, choice, image);
     CatchInterrupts();
     std::vector<Outcome<Done>> outcomes;
-    bool goesOn = true;
-    for (auto next = targets.begin(); next != targets.end();) {
+    auto next = targets.begin();
+    const auto failed = [](const auto& outcome) { return outcome.failure.has_value(); };
+    while (next != targets.end() && std::ranges::none_of(outcomes, failed)) {
         const auto end = next + std::min<std::ptrdiff_t>(choice.atOnce, targets.end() - next);
-        if (!goesOn) {
-            outcomes.push_back(
-                {*next++, {}, Failure(kRefused, "not begun, because the upgrade of another board failed")});
-            continue;
-        }
-        auto batch = OnEach({next, end}, [&](const Target& target) { return Upgrade(session, target, image, choice); });
-        goesOn = std::none_of(batch.begin(), batch.end(), [](const auto& outcome) { return outcome.failure; });
-        std::move(batch.begin(), batch.end(), std::back_inserter(outcomes));
+        std::ranges::move(
+            OnEach({next, end}, [&](const Target& target) { return Upgrade(session, target, image, choice); }),
+            std::back_inserter(outcomes));
         next = end;
     }
-    Report(session, "zulctl.upgrade/1", outcomes);
+    for (; next != targets.end(); ++next)
+        outcomes.push_back({*next, {}, Failure(kRefused, "not begun, because the upgrade of another board failed")});
+    Report(session, "zulctl.upgrade/1", outcomes, "weren't upgraded");
 }
 
 }  // namespace
