@@ -106,29 +106,21 @@ const struct {
 /// Adds the options that all commands share.
 void AddOptions(CLI::App& app, Session& session) {
     SessionOptions& options = session.options;
-    app.add_option("-b,--board", options.boards, "Board by name or ADDRESS[:PORT]; may be repeated")
-        ->type_name("NAME|ADDRESS")
-        ->take_all()
-        ->allow_extra_args(false);
+    AddOption(&app, "-b,--board NAME|ADDRESS", options.boards, "Board by name or ADDRESS[:PORT]; may be repeated");
     app.add_flag("-a,--all", options.all, "All boards that are named or heard");
     app.add_flag("--json", options.json, "Print one JSON object (several for a command that goes on)");
     app.add_option("--format", options.format, "Form of the output, in place of a table")
         ->check(CLI::IsMember({"table", "plain", "json"}).description("{plain,json}"));
     app.add_flag("-q,--quiet", session.out.quiet, "No progress, notes or warnings");
-    app.add_option("--timeout", options.timeoutSeconds,
-                   "Wait this long for each answer instead of what fits the request")
-        ->type_name("SECONDS")
+    AddOption(&app, "--timeout SECONDS", options.timeoutSeconds,
+              "Wait this long for each answer instead of what fits the request")
         ->check(CLI::Range(0.05, 3600.0).description(""));
-    app.add_option("--interface", options.interfaceName, "Network interface towards the boards and for groups")
-        ->type_name("NAME");
-    app.add_option("--local-port", options.localPort,
-                   "Local port for all that is asked; boards remember the first they saw")
-        ->type_name("PORT")
+    AddOption(&app, "--interface NAME", options.interfaceName, "Network interface towards the boards and for groups");
+    AddOption(&app, "--local-port PORT", options.localPort,
+              "Local port for all that is asked; boards remember the first they saw")
         ->check(CLI::Range(1, 65535).description(""));
-    app.add_option("--config", options.configPath, "File of names instead of ~/.config/zulctl/boards.toml")
-        ->type_name("FILE");
-    app.add_option("--record", options.recordPath, "Record every datagram to and from boards as JSON lines")
-        ->type_name("FILE");
+    AddOption(&app, "--config FILE", options.configPath, "File of names instead of ~/.config/zulctl/boards.toml");
+    AddOption(&app, "--record FILE", options.recordPath, "Record every datagram to and from boards as JSON lines");
 }
 
 /// Names the first word that nothing takes, and a similar one that something does. \return empty where all are taken

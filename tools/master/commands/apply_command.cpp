@@ -75,7 +75,7 @@ Json JsonOf(const BoardWork& work) {
 
 std::string Summary(std::size_t changes, std::size_t done, bool dryRun) {
     if (changes == 0) return "all is as planned";
-    const std::string count = fmt::format("{} change{}", changes, changes == 1 ? "" : "s");
+    const std::string count = Counted(changes, "change");
     if (dryRun) return count + " to make; nothing was sent";
     return done == changes ? count + " made" : fmt::format("{} of {} made", done, count);
 }
@@ -99,7 +99,7 @@ void RunApply(Session& session, const ApplyChoice& choice) {
     std::atomic<std::size_t> progress = 0;
     if (!choice.dryRun) {
         ForAll(
-            session, boards, [&](BoardWork& work) { Execute(session, work, progress); },
+            session, boards, [&](BoardWork& work) { Execute(session, work, &progress); },
             [&] { return fmt::format("{} of {} steps done; a start takes some 11 s...", progress.load(), changes); });
     }
     Json list = Json::array();
@@ -135,10 +135,9 @@ void AddApplyCommand(CLI::App& app, Session& session) {
         "  ]\n"
         "A board of the plan sends these streams afterwards and no others; other boards are left alone. All streams of "
         "a board are on one tuner channel, and each start tears the board's other streams for a moment. With --board, "
-        "only "
-        "that part of the plan. With --keep it goes on, and brings back what a restart or "
-        "somebody's hand has changed; --pause and --resume are for who has to change something meanwhile.");
-    command->add_option("plan", choice->plan, "The plan")->type_name("FILE")->required();
+        "only that part of the plan. With --keep it goes on, and brings back what a restart or somebody's hand has "
+        "changed; --pause and --resume are for who has to change something meanwhile.");
+    AddOption(command, "plan FILE", choice->plan, "The plan")->required();
     CLI::Option* dryRun =
         command->add_flag("-n,--dry-run", choice->dryRun, "Show the difference to what runs, and send nothing");
     CLI::Option* keep =

@@ -3,8 +3,10 @@
 
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "net/session.h"
 
@@ -25,6 +27,17 @@ std::pair<CLI::App*, std::shared_ptr<Choice>> AddCommand(CLI::App& parent, Sessi
     CLI::App* command = parent.add_subcommand(name, description);
     command->callback([&session, choice, run] { run(session, *choice); });
     return {command, choice};
+}
+
+/// Adds an option or argument with the name of its value, as in "--for SPAN". A value that is set already is shown as
+/// the default; a list takes one value each time.
+template <typename Value>
+CLI::Option* AddOption(CLI::App* command, const std::string& form, Value& value, const char* description) {
+    const std::size_t blank = form.find(' ');
+    CLI::Option* option = command->add_option(form.substr(0, blank), value, description);
+    option->type_name(form.substr(blank + 1));
+    if constexpr (std::is_same_v<Value, std::vector<std::string>>) option->take_all()->allow_extra_args(false);
+    return value == Value() ? option : option->capture_default_str();
 }
 
 }  // namespace zulctl

@@ -176,14 +176,10 @@ void AddDoctorCommand(CLI::App& app, Session& session) {
         app, session, "doctor", "Look for what is wrong between this machine, the network and the boards", RunDoctor);
     command->footer(
         "Exits with 1 where something is wrong, 3 where no board answers, 4 where some don't. Without --board it "
-        "examines "
-        "all boards that are named or heard. Listening for a querier needs root; one speaks every 125 s, and mostly at "
-        "once when a member leaves, which doctor makes happen.");
-    command->add_option("--group", choice->group, "Examine the way to this group in place of the beacon's")
-        ->type_name("GROUP");
-    command->add_option("--for", choice->howLong, "How long to listen for an IGMP querier; 130s is certain")
-        ->type_name("SPAN")
-        ->capture_default_str();
+        "examines all boards that are named or heard. Listening for a querier needs root; one speaks every 125 s, and "
+        "mostly at once when a member leaves, which doctor makes happen.");
+    AddOption(command, "--group GROUP", choice->group, "Examine the way to this group in place of the beacon's");
+    AddOption(command, "--for SPAN", choice->howLong, "How long to listen for an IGMP querier; 130s is certain");
 }
 
 }  // namespace zulctl

@@ -67,7 +67,7 @@ void RunExport(Session& session, const ExportChoice& choice) {
                           ? std::nullopt
                           : std::optional(std::chrono::ceil<std::chrono::minutes>(ParseSpan(choice.span)));
     const std::vector<Target> targets = session.Boards(Role::kTransmitter);
-    session.out.Progress(fmt::format("asking {} board{}...", targets.size(), targets.size() == 1 ? "" : "s"));
+    session.out.Progress(fmt::format("asking {}...", Counted(targets.size(), "board")));
     auto outcomes = OnEach(
         targets, [&](const Target& target) { return FetchLineup(session, target, span, choice.form == "plan"); });
     Lineup lineup;
@@ -79,11 +79,9 @@ void RunExport(Session& session, const ExportChoice& choice) {
         if (!board->plan.streams.empty()) plan.push_back(std::move(board->plan));
         std::move(board->lineup.begin(), board->lineup.end(), std::back_inserter(lineup));
     }
-    if (failures.size() == targets.size()) {
-        for (std::size_t n = 1; n < failures.size(); ++n) session.out.Error(failures[n].what());
-        throw failures.front();
-    }
-    for (const Failure& failure : failures) session.out.Error(failure.what());
+    const bool none = failures.size() == targets.size();
+    for (std::size_t n = none ? 1 : 0; n < failures.size(); ++n) session.out.Error(failures[n].what());
+    if (none) throw Failure(failures.front());
     const Json body = {{"channels", JsonOf(lineup)}};
     const auto text = [&] { return choice.form == "plan" ? PlanText(plan) : TextOf(lineup, body, choice); };
     if (choice.file.empty())
@@ -110,13 +108,9 @@ void AddExportCommand(CLI::App& app, Session& session) {
     command->add_option("--for", choice->player, "Player that the playlist is for")
         ->check(CLI::IsMember({"vlc", "kodi"}))
         ->capture_default_str();
-    command->add_option("--guide-url", choice->guide, "Address of the guide, for the playlist's head")
-        ->type_name("URL");
-    command->add_option("--span", choice->span, "How much of the guide, from now on; 99 h at most")
-        ->type_name("SPAN")
-        ->capture_default_str();
-    command->add_option("-o,--output", choice->file, "File to replace in one step, instead of standard output")
-        ->type_name("FILE");
+    AddOption(command, "--guide-url URL", choice->guide, "Address of the guide, for the playlist's head");
+    AddOption(command, "--span SPAN", choice->span, "How much of the guide, from now on; 99 h at most");
+    AddOption(command, "-o,--output FILE", choice->file, "File to replace in one step, instead of standard output");
 }
 
 }  // namespace zulctl

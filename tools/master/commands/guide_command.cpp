@@ -155,9 +155,8 @@ void AddGuideCommand(CLI::App& app, Session& session) {
     command->footer("A board knows the guide of the channel that its tuner is on.");
     command->add_option("channel", choice->channels,
                         "Channels by number (7.1), name or index; without any, all on the tuned channel");
-    CLI::Option* at =
-        command->add_option("--at", choice->at, "What plays at a moment: 19:30 or 2026-03-01T19:30")->type_name("TIME");
-    command->add_option("--list", choice->list, "All events from now over a span")->type_name("SPAN")->excludes(at);
+    CLI::Option* at = AddOption(command, "--at TIME", choice->at, "What plays at a moment: 19:30 or 2026-03-01T19:30");
+    AddOption(command, "--list SPAN", choice->list, "All events from now over a span")->excludes(at);
     command->add_flag("--grid", choice->grid, "Draw the programmes side by side over time (3h, or the span of --list)")
         ->excludes(at);
     command->add_flag("--utc", choice->utc, "Times in UTC instead of local time");

@@ -109,8 +109,7 @@ class Keeper {
         for (const PlanStep& step : work.steps) {
             if (step.kind != Kind::kKeep) Report(work, &step, "");
         }
-        std::atomic<std::size_t> progress = 0;
-        Execute(mrSession, work, progress);
+        Execute(mrSession, work);
     }
 
     Session& mrSession;

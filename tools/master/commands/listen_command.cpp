@@ -19,10 +19,6 @@ namespace {
 /// \return when a listener ends
 Clock::time_point EndOf(const std::string& span) { return Clock::now() + (span.empty() ? kEver : ParseSpan(span)); }
 
-void AddFor(CLI::App* command, std::string& howLong) {
-    command->add_option("--for", howLong, "End after this time")->type_name("SPAN");
-}
-
 struct ListenChoice {
     std::string howLong, set;
     bool errorsOnly = false, utc = false;
@@ -200,18 +196,16 @@ void AddLogCommand(CLI::App& app, Session& session) {
         "the end the level is 0 and the channel closed.");
     command->add_flag("--errors", choice->errorsOnly, "Failures only; leaves the board's log level alone");
     command->add_flag("--utc", choice->utc, "Times in UTC instead of local time");
-    AddFor(command, choice->howLong);
+    AddOption(command, "--for SPAN", choice->howLong, "End after this time");
 }
 
 void AddKeysCommand(CLI::App& app, Session& session) {
     const auto [command, choice] =
         AddCommand(app, session, "keys", "Print the keys of a receiver's remote control as they are pressed", RunKeys);
     command->footer("A board sends keys to the latest listener, whoever reads its log or serial port included.");
-    AddFor(command, choice->howLong);
-    command
-        ->add_option("--remote", choice->set,
-                     "Set the code of the remote that the board obeys, 01 to fe in hexadecimal, and end")
-        ->type_name("CODE");
+    AddOption(command, "--for SPAN", choice->howLong, "End after this time");
+    AddOption(command, "--remote CODE", choice->set,
+              "Set the code of the remote that the board obeys, 01 to fe in hexadecimal, and end");
 }
 
 void AddSerialCommand(CLI::App& app, Session& session) {
@@ -220,9 +214,8 @@ void AddSerialCommand(CLI::App& app, Session& session) {
     command->footer(
         "Ctrl-] ends. What a pipe or file holds is sent; with --for, answers are awaited that long. A board forwards "
         "its port to the latest listener.");
-    command->add_option("--set", choice->set, "Set the port, as in 9600,8,N,1, and end")
-        ->type_name("BAUD,BITS,PARITY,STOP");
-    AddFor(command, choice->howLong);
+    AddOption(command, "--set BAUD,BITS,PARITY,STOP", choice->set, "Set the port, as in 9600,8,N,1, and end");
+    AddOption(command, "--for SPAN", choice->howLong, "End after this time");
 }
 
 }  // namespace zulctl

@@ -36,10 +36,10 @@ std::string ChannelTable(const Output& out, const std::vector<Outcome<Done>>& ou
         if (!outcome.result) continue;
         for (const Channel& channel : outcome.result->channels) {
             const int percent = channel.signal * 100 / 255;
-            std::vector<Cell> row = {std::to_string(channel.index),
+            std::vector<Cell> row = {channel.index,
                                      channel.NumberText(),
                                      Escaped(channel.name),
-                                     std::to_string(channel.tunerChannel),
+                                     channel.tunerChannel,
                                      ProgrammeText(channel.id),
                                      Cell(fmt::format("{} %", percent), percent >= 60 ? Style::kGood : Style::kWarn),
                                      kind(channel.videoType),

@@ -91,14 +91,15 @@ void RefuseTakenGroups(Session& session, std::vector<BoardWork>& boards) {
     }
 }
 
-void Execute(const Session& session, BoardWork& work, std::atomic<std::size_t>& progress) {
+void Execute(const Session& session, BoardWork& work, std::atomic<std::size_t>* progress) {
     try {
         Client client = session.Connect(work.target);
         for (const PlanStep& step : work.steps) {
             if (step.request.empty()) continue;
             client.Order(step.request,
                          step.kind == PlanStep::Kind::kStop ? "the stop" : "the stream to " + EndpointText(*step.to));
-            ++work.done, ++progress;
+            ++work.done;
+            if (progress != nullptr) ++*progress;
         }
         if (work.done == 0) return;
         // A board also replies OK for a programme that isn't in the broadcast.
@@ -124,10 +125,9 @@ std::optional<BoardWork> NoteStreams(Session& session, const Target& target, boo
         BoardWork noted{target, {}};
         if (wait) noted.plan = PlanOf(target.name, status->streams, FetchChannels(client), scan->channel);
         if (noted.plan.streams.size() < active && active > 1) {
-            session.out.Warning(
-                fmt::format("the board starts the last of its streams again; of its {} streams {} will "
-                            "be started by zulctl",
-                            active, noted.plan.streams.empty() ? "none" : "not all"));
+            session.out.Warning(fmt::format(
+                "the board starts the last of its streams again; of its {} streams {} will be started by zulctl",
+                active, noted.plan.streams.empty() ? "none" : "not all"));
         }
         if (!noted.plan.streams.empty()) return noted;
     } catch (const Failure& failure) {
@@ -145,10 +145,9 @@ void RestoreStreams(Session& session, BoardWork& noted) {
     }
     // Other streams were started since, or restored by the board itself.
     std::erase_if(noted.steps, [](const PlanStep& step) { return step.kind == PlanStep::Kind::kStop && step.slot; });
-    std::atomic<std::size_t> progress = 0;
     if (!noted.failure && noted.Changes() > 0) {
         session.out.Progress("starting its streams again, some 11 s each...");
-        Execute(session, noted, progress);
+        Execute(session, noted);
     }
     const std::size_t all = noted.plan.streams.size();
     std::size_t missing = noted.failure && noted.steps.empty() ? all : 0, sent = 0;

@@ -32,8 +32,8 @@ std::vector<BoardWork> BoardsOf(Session& session, const std::vector<PlannedBoard
 void Compare(const Session& session, BoardWork& work);
 /// Fails boards that would start a stream to a group that any other board sends to.
 void RefuseTakenGroups(Session& session, std::vector<BoardWork>& boards);
-/// Carries out the steps, and checks their effect.
-void Execute(const Session& session, BoardWork& work, std::atomic<std::size_t>& progress);
+/// Carries out the steps, and checks their effect. \param progress  counts those of all boards
+void Execute(const Session& session, BoardWork& work, std::atomic<std::size_t>* progress = nullptr);
 
 /// Records what a transmitter sends before its restart, which restores only the last stream; with `wait` false only
 /// warns of that.

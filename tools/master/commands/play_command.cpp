@@ -89,12 +89,10 @@ void AddPlayCommand(CLI::App& app, Session& session) {
     const auto [command, choice] =
         AddCommand(app, session, "play", "Play a channel or a stream on receivers, or stop", RunPlay);
     command->add_option("what", choice->what, "A channel by number (7.1) or name, or GROUP:PORT");
-    command->add_option("--from", choice->from, "Look for the channel on this transmitter alone, also by index")
-        ->type_name("NAME|ADDRESS");
-    command
-        ->add_option("--programme", choice->programme,
-                     "Programme number in hexadecimal; without it the player takes the first")
-        ->type_name("NUMBER");
+    AddOption(command, "--from NAME|ADDRESS", choice->from,
+              "Look for the channel on this transmitter alone, also by index");
+    AddOption(command, "--programme NUMBER", choice->programme,
+              "Programme number in hexadecimal; without it the player takes the first");
     command->add_flag("--stop", choice->stop, "Stop what plays");
 }
 

@@ -12,8 +12,7 @@ namespace zulctl {
 namespace {
 
 struct ProbeChoice {
-    std::string stream;
-    std::string howLong = "10s";
+    std::string stream, howLong = "10s";
     bool seconds = false;
 };
 
@@ -31,13 +30,15 @@ std::string Interval(const Spread& spread) {
     return fmt::format("{:.0f}/{:.0f}/{:.0f}", spread.Least() * 1000, spread.Mean() * 1000, spread.Most() * 1000);
 }
 
+Cell Faults(std::uint64_t count) { return {count, count == 0 ? Style::kPlain : Style::kBad}; }
+
 std::vector<Cell> TableRow(const std::string& name, const TableReport& table) {
     return {name,
-            std::to_string(table.sections),
+            table.sections,
             table.version < 0 ? "-" : std::to_string(table.version),
-            std::to_string(table.versionChanges),
+            table.versionChanges,
             Interval(table.interval),
-            Cell(std::to_string(table.crcErrors), table.crcErrors == 0 ? Style::kPlain : Style::kBad)};
+            Faults(table.crcErrors)};
 }
 
 /// A guide has dozens of PIDs that carry almost no data.
@@ -59,15 +60,13 @@ std::string People(const Output& out, const StreamReport& report, const std::vec
     unsigned folded = 0;
     for (const auto& [pid, item] : report.pids) {
         if (IsMinor(report, pid, item) && ++folded > kMostMinorPids) continue;
-        pids.Add(
-            {fmt::format("0x{:04x}", pid), report.PidPurpose(pid), std::to_string(item.packets),
-             fmt::format("{:.1f} %", 100.0 * static_cast<double>(item.packets) / static_cast<double>(report.packets)),
-             Cell(std::to_string(item.continuityErrors), item.continuityErrors == 0 ? Style::kPlain : Style::kBad),
-             std::to_string(item.duplicates), std::to_string(item.scrambled)});
+        const double share = static_cast<double>(item.packets) / static_cast<double>(report.packets);
+        pids.Add({fmt::format("0x{:04x}", pid), report.PidPurpose(pid), item.packets,
+                  fmt::format("{:.1f} %", 100 * share), Faults(item.continuityErrors), item.duplicates,
+                  item.scrambled});
     }
-    if (folded > kMostMinorPids) {
+    if (folded > kMostMinorPids)
         pids.Add({"", Cell(fmt::format("and {} more small ones", folded - kMostMinorPids), Style::kDim)});
-    }
     Table tables(
         {Left("TABLE"), Right("SECTIONS"), Right("VERSION"), Right("CHANGES"), Right("EVERY (MS)"), Right("BAD CRC")});
     tables.Add(TableRow("PAT", report.pat));
@@ -126,13 +125,10 @@ void AddProbeCommand(CLI::App& app, Session& session) {
         ->add_option("stream", choice->stream,
                      "GROUP:PORT, or a channel by number (7.1) or name; --board names its transmitter")
         ->required();
-    command->add_option("--for", choice->howLong, "How long to watch; Ctrl-C ends earlier")
-        ->type_name("SPAN")
-        ->capture_default_str();
+    AddOption(command, "--for SPAN", choice->howLong, "How long to watch; Ctrl-C ends earlier");
     command->add_flag("--seconds", choice->seconds, "Show each second on a line of its own");
     command->footer(
-        "An entry numbered 0 in the PAT is no fault: it is how a "
-        "board blanks programmes that a stream doesn't carry.");
+        "An entry numbered 0 in the PAT is no fault: it is how a board blanks programmes that a stream doesn't carry.");
 }
 
 }  // namespace zulctl

@@ -51,8 +51,7 @@ void AddRawCommand(CLI::App& app, Session& session) {
         "  RESOLUTION? RESOLUTION3   shows or sets its output resolution, by the board's own number\n"
         "  URLkey16               presses a key of its browser, 0 to 65534");
     command->add_option("request", choice->request, "The request; \\r \\n \\t \\\\ \\xNN stand for bytes")->required();
-    command->add_option("--for", choice->listen, "Show all that comes back within this time, in any shape")
-        ->type_name("SPAN");
+    AddOption(command, "--for SPAN", choice->listen, "Show all that comes back within this time, in any shape");
 }
 
 }  // namespace zulctl

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <map>
+#include <iterator>
 
 #include "commands/commands.h"
 #include "commands/order.h"
@@ -23,19 +23,19 @@ using namespace std::chrono_literals;
 
 struct ScanChoice {
     bool stop = false, yes = false;
-    std::vector<int> only;
+    std::vector<ChannelRange> only;  ///< of one channel each
     std::string mode;
 };
 
-const std::map<std::string, int> kModes = {{"atsc", 0}, {"qam64", 1}, {"qam256", 2}};
+const std::vector<std::string> kModes = {"atsc", "qam64", "qam256"};  // by number
 
 constexpr auto kChannelPoll = 1500ms;  // between polls of the channel in progress
 constexpr auto kLongestSilence = 20s;  // of a board that answers nothing
 constexpr auto kLongestStop = 20s;     // a stop waits for the channel in progress
 
 /// "2,7-12" as channels. Throws Failure(kUsage).
-std::vector<int> ParseChannels(const std::string& text) {
-    std::vector<int> channels;
+std::vector<ChannelRange> ParseChannels(const std::string& text) {
+    std::vector<ChannelRange> channels;
     for (const std::string& part : CLI::detail::split(text, ',')) {
         const std::size_t dash = part.find('-');
         const auto first = ParseNumber(part.substr(0, dash), 10, kHighestChannel);
@@ -43,7 +43,8 @@ std::vector<int> ParseChannels(const std::string& text) {
         if (!first || !last || *first < 1 || *last < *first)
             throw Failure(kUsage, "\"{}\" isn't tuner channels such as 7 or 2,7-12, 1 to {}", Escaped(text),
                           kHighestChannel);
-        for (auto channel = *first; channel <= *last; ++channel) channels.push_back(static_cast<int>(channel));
+        for (auto channel = static_cast<int>(*first); channel <= static_cast<int>(*last); ++channel)
+            channels.push_back({channel, channel});
     }
     return channels;
 }
@@ -51,19 +52,19 @@ std::vector<int> ParseChannels(const std::string& text) {
 std::atomic<bool> stopAll = false;  ///< an interrupt ends the scans of all boards
 bool MustStop() { return stopAll || Interrupted(); }
 
-/// A scan being followed.
-class Follower {
+/// A scan of a range of channels, or of one, from its start to its end.
+class Scan {
  public:
-    Follower(Session& session, const Target& target, Client& client, Ear& ear, ChannelRange range)
+    Scan(Session& session, const Target& target, Client& client, ChannelRange range)
         : mSession(session),
           mName(session.Several() ? Escaped(target.name) + "  " : ""),
           mClient(client),
-          mEar(ear),
-          mRange(range),
-          mChannel(range.first) {}
+          mEar(client.Board().address, session.Options(), Clock::now() + 5s),
+          mRange(range) {}
 
-    /// Follows to the end. \return false when the scan was stopped by an interrupt
+    /// \return false when the scan was stopped
     bool Run() {
+        Start();
         auto lastSign = Clock::now();
         while (!mEnded) {
             Show();
@@ -79,11 +80,32 @@ class Follower {
                               EndpointText(mClient.Board()) + " has fallen silent in the middle of the scan");
             }
         }
-        return !mStopping;
+        if (mStopping || IsOfOne()) return !mStopping;
+        const auto scan = ParseScanState(mClient.Ask("SCA?"));  // another zulctl may have stopped it
+        return scan && scan->channel > mRange.last;
     }
     int LockedChannels() const { return mLockedChannels; }
 
  private:
+    bool IsOfOne() const { return mRange.first == mRange.last; }
+
+    /// Where the messages of the scan go to another peer, it is followed by polling alone.
+    void Start() {
+        try {
+            if (IsOfOne()) return mClient.Order(fmt::format("Tuner://{:x}", mRange.first), "the tune");
+            const auto step = ParseScanStep(mClient.Ask("BLIND0", &mEar));
+            if (!step || step->kind == ScanStep::Kind::kCannotStart)
+                throw Failure(kRefused, EndpointText(mClient.Board()) + " refuses to scan");
+        } catch (const Failure& failure) {
+            if (failure.code != kNoAnswer) throw;
+            if (MustStop()) return;  // the board may have started; Run stops it
+            const auto state = ParseScanState(mClient.Ask("SCA?"));
+            if (!state || state->state != ScanState::State::kRunning) throw;
+            mSession.out.Warning(
+                fmt::format("{} The scan runs all the same, and is followed by questions.", failure.what()));
+        }
+    }
+
     void Take(const std::string& message) {
         const auto step = ParseScanStep(message);
         if (!step) return;
@@ -98,8 +120,8 @@ class Follower {
             case ScanStep::Kind::kFound:
                 if (mSession.out.format == Format::kTable) {
                     mSession.out.EmitItem("", {}, [&] {
-                        return fmt::format("{}channel {:3}  signal {:3} %  {} programme{}\n", mName, mChannel, mSignal,
-                                           step->number, step->number == 1 ? "" : "s");
+                        return fmt::format("{}channel {:3}  signal {:3} %  {}\n", mName, mChannel, mSignal,
+                                           Counted(step->number, "programme"));
                     });
                 }
                 mProgrammes += step->number;
@@ -155,32 +177,12 @@ class Follower {
     Session& mSession;
     const std::string mName;
     Client& mClient;
-    Ear& mEar;
+    Ear mEar;
     ChannelRange mRange;
-    int mChannel;
-    int mSignal = 0, mProgrammes = 0, mLockedChannels = 0;
+    int mChannel = mRange.first, mSignal = 0, mProgrammes = 0, mLockedChannels = 0;
     bool mEnded = false, mStopping = false;
     Clock::time_point mStopBy{};
 };
-
-/// Starts a scan; where its messages go to another peer, the scan is followed by polling alone.
-void Start(Session& session, Client& client, Ear& ear, std::optional<int> only) {
-    try {
-        if (only) return client.Order(fmt::format("Tuner://{:x}", *only), "the tune");
-        const std::string answer = client.Ask("BLIND0", &ear);
-        const auto step = ParseScanStep(answer);
-        if (!step || step->kind == ScanStep::Kind::kCannotStart) {
-            throw Failure(kRefused, EndpointText(client.Board()) + " refuses to scan");
-        }
-    } catch (const Failure& failure) {
-        if (failure.code != kNoAnswer) throw;
-        if (MustStop()) return;  // the board may have started; the scan is stopped where it is followed
-        const auto state = ParseScanState(client.Ask("SCA?"));
-        if (!state || state->state != ScanState::State::kRunning) throw;
-        session.out.Warning(
-            fmt::format("{} The scan runs all the same, and is followed by questions.", failure.what()));
-    }
-}
 
 /// The reply goes to the peer that started the scan, so the board is polled until the scan has ended.
 Done StopScan(Session& session, const Target& target) {
@@ -202,34 +204,21 @@ Done StopScan(Session& session, const Target& target) {
     return {{{"stopped", true}}, "the scan is stopped"};
 }
 
-/// Scans the band, or one channel. \return false when it was stopped
-bool ScanAndFollow(Session& session, const Target& target, Client& client, ChannelRange range, std::optional<int> only,
-                   int& locked) {
-    Ear ear(client.Board().address, session.Options(), Clock::now() + 5s);
-    Start(session, client, ear, only);
-    Follower follower(session, target, client, ear, range);
-    const bool complete = follower.Run();
-    locked += follower.LockedChannels();
-    if (!complete || only) return complete;
-    const auto scan = ParseScanState(client.Ask("SCA?"));  // another zulctl may have stopped it
-    return scan && scan->channel > range.last;
-}
-
 Done ScanBoard(Session& session, const Target& target, const ScanChoice& choice) {
     Client client = session.Connect(target);
-    if (!choice.mode.empty()) client.Order(fmt::format("TUNERMODE{}", kModes.at(choice.mode)), "the tuner mode");
+    if (!choice.mode.empty())
+        client.Order(fmt::format("TUNERMODE{}", std::ranges::find(kModes, choice.mode) - kModes.begin()),
+                     "the tuner mode");
     const auto status = FetchStatus(client);
     bool complete = true;
     int locked = 0;
     std::vector<Channel> channels;
-    if (choice.only.empty()) {
-        complete = ScanAndFollow(session, target, client, ChannelsOf(status.tunerMode), std::nullopt, locked);
-        channels = FetchChannels(client);
-    }
-    for (const int only : choice.only) {
+    for (const ChannelRange& range : choice.only.empty() ? std::vector{ChannelsOf(status.tunerMode)} : choice.only) {
         if (!complete) break;
-        complete = ScanAndFollow(session, target, client, {only, only}, only, locked);
-        for (Channel& channel : FetchChannels(client)) channels.push_back(std::move(channel));
+        Scan scan(session, target, client, range);
+        complete = scan.Run();
+        locked += scan.LockedChannels();
+        std::ranges::move(FetchChannels(client), std::back_inserter(channels));
     }
     if (choice.only.size() > 1)
         session.out.Warning(
@@ -247,18 +236,19 @@ void RunScan(Session& session, const ScanChoice& choice) {
         return RunOnBoards(session, Role::kTransmitter, "zulctl.scan_stop/1",
                            [&](const Target& target) { return StopScan(session, target); });
     const auto targets = session.Addressed(Role::kTransmitter);
+    const auto running = OnEach(targets, [&](const Target& target) {
+        Client client = session.Connect(target);
+        RefuseWhileBusy(client);
+        const auto status = FetchStatus(client);
+        return std::ranges::count_if(status.streams, &StreamStatus::active);
+    });
     std::ptrdiff_t ended = 0;
-    for (const auto& outcome : OnEach(targets, [&](const Target& target) {
-             Client client = session.Connect(target);
-             RefuseWhileBusy(client);
-             const auto status = FetchStatus(client);
-             return std::ranges::count_if(status.streams, &StreamStatus::active);
-         })) {
-        if (outcome.failure) throw Failure(*outcome.failure);  // no scan half begun
-        ended += *outcome.result;
+    for (const auto& [target, streams, failure] : running) {
+        if (failure) throw Failure(*failure);  // no scan half begun
+        ended += *streams;
     }
     if (ended > 0) {
-        session.out.Confirm(fmt::format("this ends {} stream{} of {}", ended, ended == 1 ? "" : "s",
+        session.out.Confirm(fmt::format("this ends {} of {}", Counted(ended, "stream"),
                                         targets.size() == 1 ? "the board" : "these boards"),
                             "Scan?", choice.yes);
     }
@@ -280,12 +270,12 @@ void AddScanCommand(CLI::App& app, Session& session) {
     CLI::Option* stop = command->add_flag("--stop", choice->stop, "Stop the scan that runs");
     command
         ->add_option_function<std::string>(
-            "--only", [choice](const std::string& text) { choice->only = ParseChannels(text); },
+            "--only", [&only = choice->only](const std::string& text) { only = ParseChannels(text); },
             "Scan these tuner channels alone, such as 7 or 2,7-12")
         ->type_name("CHANNELS")
         ->excludes(stop);
     command->add_option("--mode", choice->mode, "Set the tuner's mode first")
-        ->check(CLI::IsMember({"atsc", "qam64", "qam256"}))
+        ->check(CLI::IsMember(kModes))
         ->excludes(stop);
     command->add_flag("-y,--yes", choice->yes, "Don't ask where streams end");
 }

@@ -51,29 +51,19 @@ void AddServeCommand(CLI::App& app, Session& session) {
     command->footer(
         "It asks every board that is named or heard, or those given with --board, and joins every stream that they "
         "send. It listens on this machine alone unless told otherwise, and changes nothing without --control.");
-    command->add_option("--listen", choice->listen, "Where to; 0.0.0.0 for all of this machine's addresses")
-        ->type_name("ADDRESS:PORT")
-        ->capture_default_str();
-    command
-        ->add_option("--host", choice->service.hosts,
-                     "A name that the page is called by in addresses; may be given several times. Others are refused")
-        ->type_name("NAME")
-        ->take_all()
-        ->allow_extra_args(false);
+    AddOption(command, "--listen ADDRESS:PORT", choice->listen,
+              "Where to; 0.0.0.0 for all of this machine's addresses");
+    AddOption(command, "--host NAME", choice->service.hosts,
+              "A name that the page is called by in addresses; may be given several times. Others are refused");
     command->add_flag("--control", choice->control,
                       "Let whoever has the token start and stop streams and play them on receivers");
-    command->add_option("--token-file", choice->tokenFile, "Read the token from a file instead of making a new one")
-        ->type_name("FILE");
-    command
-        ->add_option("--plan", choice->service.planPath,
-                     "Bring transmitters back to this plan, as apply --keep does; one that differs is red")
-        ->type_name("FILE");
-    command
-        ->add_option("--pictures", choice->service.stillsEvery,
-                     "Make a still picture of each stream this often; 0: never")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0, 3600))
-        ->capture_default_str();
+    AddOption(command, "--token-file FILE", choice->tokenFile,
+              "Read the token from a file instead of making a new one");
+    AddOption(command, "--plan FILE", choice->service.planPath,
+              "Bring transmitters back to this plan, as apply --keep does; one that differs is red");
+    AddOption(command, "--pictures SECONDS", choice->service.stillsEvery,
+              "Make a still picture of each stream this often; 0: never")
+        ->check(CLI::Range(0, 3600));
 }
 
 }  // namespace zulctl

@@ -82,7 +82,7 @@ std::string People(const Output& out, const std::vector<Answer>& answers) {
         if (!answer.result || !answer.result->transmitter) continue;
         for (const StreamStatus& stream : answer.result->transmitter->streams) {
             streams.Add(
-                {Escaped(answer.target.name), std::to_string(stream.id), EndpointText(stream.group),
+                {Escaped(answer.target.name), stream.id, EndpointText(stream.group),
                  Cell(stream.active ? "active" : "idle", stream.active ? Style::kGood : Style::kDim),
                  stream.programmes.empty() ? "none" : fmt::format("{:04x}", fmt::join(stream.programmes, " "))});
         }

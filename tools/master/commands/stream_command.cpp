@@ -83,10 +83,9 @@ void AddStreamCommand(CLI::App& app, Session& session) {
     start->footer(
         "All streams of a board come from one tuner channel. Starting or stopping any slot stops slot 0, and a start "
         "tunes the board anew: its other streams pause for a moment. Where streams end, zulctl asks first; a start to "
-        "a "
-        "group that the board sends to replaces what it carries.");
+        "a group that the board sends to replaces what it carries.");
     start->add_option("channel", choice->channels, "Channels by number (7.1), name or index, all on one tuner channel");
-    start->add_option("--to", choice->to, "Where to")->type_name("GROUP:PORT")->required();
+    AddOption(start, "--to GROUP:PORT", choice->to, "Where to")->required();
     CLI::Option* slot = start->add_option("--slot", choice->slot, "Slot 0 to 7; without it a free one")
                             ->check(CLI::Range(0, kStreamSlots - 1));
     start->add_flag("--replace", choice->replace, "End all other streams of the board")->excludes(slot);
@@ -95,12 +94,8 @@ void AddStreamCommand(CLI::App& app, Session& session) {
     start->add_flag("--whole", choice->whole, "The whole multiplex that the channel is in");
     start->add_option("--tuner-channel", choice->tunerChannel, "In place of names: channel number of the tuner")
         ->check(CLI::Range(1, kHighestChannel));
-    start
-        ->add_option("--programme", choice->programmes,
-                     "With --tuner-channel: a programme in hexadecimal; may be given several times. Without it: all")
-        ->type_name("TSID:NUMBER")
-        ->take_all()
-        ->allow_extra_args(false);
+    AddOption(start, "--programme TSID:NUMBER", choice->programmes,
+              "With --tuner-channel: a programme in hexadecimal; may be given several times. Without it: all");
 
     const auto [stop, stopping] = AddCommand(*command, session, "stop", "Stop one slot, or all", RunStop);
     stop->add_option("--slot", stopping->slot, "Slot to stop; stops slot 0 too")

@@ -206,7 +206,7 @@ void RunUpgrade(Session& session, const UpgradeChoice& choice) {
 void AddUpgradeCommand(CLI::App& app, Session& session) {
     const auto [command, choice] = AddCommand(
         app, session, "upgrade", "Send a firmware image to boards and follow it until they are back", RunUpgrade);
-    command->add_option("file", choice->file, "The image, 11 to 1000000000 bytes")->type_name("FILE")->required();
+    AddOption(command, "file FILE", choice->file, "The image, 11 to 1000000000 bytes")->required();
     command->footer("Of several boards, no further one is begun after one that fails or doesn't come back.");
     command->add_option("--at-once", choice->atOnce, "So many boards at the same time")
         ->check(CLI::Range(1, 1000))

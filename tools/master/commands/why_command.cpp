@@ -85,13 +85,10 @@ void AddWhyCommand(CLI::App& app, Session& session) {
         AddCommand(app, session, "why", "Find out why a receiver's television is dark", RunWhy);
     command->footer(
         "Goes from the receiver to the transmitter and stops at the first fault: does it answer, what does it play, "
-        "who "
-        "sends that, is there a signal, is the programme in it and in the clear, is the stream whole. Exits with 1 "
+        "who sends that, is there a signal, is the programme in it and in the clear, is the stream whole. Exits with 1 "
         "when something is wrong, with 3 when the receiver doesn't answer. Listening for an IGMP querier needs root.");
-    command->add_option("receiver", choice->receiver, "The receiver, in place of --board")->type_name("NAME|ADDRESS");
-    command->add_option("--for", choice->howLong, "How long to listen to the stream; 130s is certain of a querier")
-        ->type_name("SPAN")
-        ->capture_default_str();
+    AddOption(command, "receiver NAME|ADDRESS", choice->receiver, "The receiver, in place of --board");
+    AddOption(command, "--for SPAN", choice->howLong, "How long to listen to the stream; 130s is certain of a querier");
 }
 
 }  // namespace zulctl

@@ -1,6 +1,7 @@
 /// Tables for a terminal of any width: columns have the width they need, and the elastic ones shrink.
 #pragma once
 
+#include <concepts>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,7 @@ inline Column Elastic(const char* title, int dispensable = 0) { return {title, A
 struct Cell {
     Cell(std::string cellText, Style cellStyle = Style::kPlain) : text(std::move(cellText)), style(cellStyle) {}
     Cell(const char* cellText) : text(cellText) {}
+    Cell(std::integral auto number, Style cellStyle = Style::kPlain) : Cell(std::to_string(number), cellStyle) {}
     std::string text;  ///< escaped already
     Style style = Style::kPlain;
 };
