@@ -21,8 +21,7 @@
 
 #include "board.h"
 #include "common/byte_text.h"
-#include "completion.h"
-#include "manual.h"
+#include "documents.h"
 #include "net_faults.h"
 #include "story.h"
 

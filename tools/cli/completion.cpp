@@ -1,11 +1,10 @@
 // The walk over the words of a line, and a script for each shell.
-#include "completion.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <utility>
 
+#include "documents.h"
 #include "option_text.h"
 
 namespace cli {
@@ -45,16 +44,12 @@ const CLI::Option* FindOption(const CLI::App& app, const std::string& name) {
     return nullptr;
 }
 
-std::string LongName(const CLI::Option& option) {
-    return option.get_lnames().empty() ? option.get_name() : option.get_lnames().front();
-}
-
 Place Walk(const CLI::App& app, const std::vector<std::string>& words) {
     Place place{&app, nullptr, 0, {}};
     for (const std::string& word : words) {
         if (place.option != nullptr) {
             if (word == "=") continue;  // bash splits "--format=plain" into three words
-            place.given.emplace(LongName(*std::exchange(place.option, nullptr)), word);
+            place.given.emplace(std::exchange(place.option, nullptr)->get_single_name(), word);
         } else if (word.starts_with('-')) {
             const CLI::Option* option = FindOption(*place.command, word);
             if (option != nullptr && TakesValue(*option)) place.option = option;
@@ -161,9 +156,7 @@ bool ServeCompletion(const CLI::App& app, int argc, const char* const* argv, con
         for (const std::string& value : ValuesOf(*place.option, place.given, words)) offers.emplace_back(value, "");
     } else if (typed.starts_with('-')) {
         for (const CLI::Option* option : OptionsAt(*place.command)) {
-            const std::string text = option->get_description();
-            for (const std::string& name : option->get_lnames()) offers.emplace_back("--" + name, text);
-            for (const std::string& name : option->get_snames()) offers.emplace_back("-" + name, text);
+            for (const std::string& name : NamesOf(*option)) offers.emplace_back(name, option->get_description());
         }
     } else {
         for (const CLI::App* command : ShownCommands(*place.command))

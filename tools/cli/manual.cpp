@@ -1,12 +1,9 @@
 // Pages in the man macros, man(7).
-#include "manual.h"
-
-#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <sstream>
 
-#include "completion.h"
+#include "documents.h"
 #include "option_text.h"
 #include "zul_version.h"
 
@@ -43,11 +40,8 @@ std::string Prose(const std::string& text) {
 std::string OptionEntry(const CLI::Option& option) {
     const bool positional = option.get_positional();
     std::string names;
-    if (positional) names = "\\fI" + Roff(option.get_name(true)) + "\\fR";
-    for (const std::string& name : option.get_snames())
-        names += (names.empty() ? "" : ", ") + ("\\fB\\-" + Roff(name)) + "\\fR";
-    for (const std::string& name : option.get_lnames())
-        names += (names.empty() ? "" : ", ") + ("\\fB\\-\\-" + Roff(name)) + "\\fR";
+    for (const std::string& name : NamesOf(option))
+        names += (names.empty() ? "" : ", ") + std::string(positional ? "\\fI" : "\\fB") + Roff(name) + "\\fR";
     std::string value = ValueOf(option);
     if (positional && (value == "TEXT" || value == "INT" || value == "UINT")) value.clear();
     std::string text =

@@ -3,6 +3,10 @@
 
 namespace cli {
 
+std::vector<std::string> NamesOf(const CLI::Option& option) {
+    return CLI::detail::split(option.get_name(option.get_positional(), true), ',');
+}
+
 std::vector<std::string> ChoicesOf(const CLI::Option& option) {
     const std::string type = option.get_type_name();
     const std::size_t open = type.find('{'), close = type.find('}');

@@ -8,6 +8,9 @@
 
 namespace cli {
 
+/// \return the names of an option, with their dashes and short ones first, or the name of an argument
+std::vector<std::string> NamesOf(const CLI::Option& option);
+
 /// \return the words an option may take, or nothing where it takes anything
 std::vector<std::string> ChoicesOf(const CLI::Option& option);
 

@@ -4,8 +4,7 @@
 #include <vector>
 
 #include "commands/commands.h"
-#include "completion.h"
-#include "manual.h"
+#include "documents.h"
 #include "net/fetch.h"
 #include "output/escape.h"
 

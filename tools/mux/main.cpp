@@ -5,9 +5,8 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "completion.h"
 #include "description_json.h"
-#include "manual.h"
+#include "documents.h"
 #include "multiplexer.h"
 
 namespace {
