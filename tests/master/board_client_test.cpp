@@ -80,6 +80,17 @@ TEST(Client, ExplainsAnAnswerThatWentElsewhere) {
     EXPECT_NE(why.find("first peer that asked it after its start"), std::string::npos) << why;
 }
 
+TEST(Client, AsksAQuestionTwiceAndGivesAnOrderOnce) {
+    FarEnd far;
+    for (const auto& [request, times] : {std::pair{"STATUS", 2}, {"SUBSoff", 1}}) {
+        auto answer = AskLater(far.At(), request, Quick(200ms));
+        int asked = 0;
+        while (far.Request(500ms) == request) ++asked;
+        EXPECT_EQ(asked, times) << request;
+        FailureOf(kNoAnswer, [&] { answer.get(); });
+    }
+}
+
 TEST(Client, KnowsAtOnceWhenNobodyListens) {
     const auto start = Clock::now();
     EXPECT_THROW(Client({kHere, 9}, Quick(5s)).Ask("VERS"), Failure);

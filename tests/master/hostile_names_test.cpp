@@ -1,4 +1,5 @@
-// Every command that prints names, at a terminal, with boards, streams and files named by escape sequences.
+// Every command that prints names, at a terminal, with boards, streams and files named by escape sequences; questions
+// at a terminal; messages about several boards.
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
@@ -89,6 +90,23 @@ TEST(Terminal, AnUpgradeIsSentAfterAYesToABoardThatIsFree) {
         const Outcome outcome = Shell(line);
         EXPECT_EQ(outcome.code, code) << outcome.text;
         EXPECT_EQ(board.Asked("UPGR21"), code == 0 ? 1 : 0) << outcome.text;
+    }
+}
+
+TEST(Terminal, SpeaksOfAllBoardsThatItAsks) {
+    const std::string folder = testing::TempDir();
+    std::ofstream(folder + "/several.image") << "an image of some size";
+    std::ofstream(folder + "/several.toml") << "[boards.a]\naddress = \"127.0.0.1:5000\"\nrole = \"transmitter\"\n"
+                                               "[boards.b]\naddress = \"127.0.0.1:5001\"\nrole = \"transmitter\"\n";
+    auto refusing = TransmitterAnswers("CINEMAS");
+    refusing["UPGR21"] = "KO\r\n";
+    const PlayedBoard first(5000, refusing), second(5001, TransmitterAnswers("BULLETN"));
+    for (const auto& [arguments, words] :
+         {std::pair{"play CINEMIS", "did you mean \"CINEMAS\""},
+          {"play BULLETS", "did you mean \"BULLETN\""},
+          {"-b a -b b upgrade --yes several.image", "2 of 2 boards weren't upgraded"}}) {
+        const Outcome outcome = Shell("cd " + folder + "; ZULCTL_CONFIG=several.toml " ZUL_ZULCTL " " + arguments);
+        EXPECT_NE(outcome.text.find(words), std::string::npos) << outcome.text;
     }
 }
 
