@@ -1,6 +1,8 @@
 // CLI11 appends a validator's text to the type's name: "TEXT:{a,b}", "INT:INT in [1 - 158]".
 #include "option_text.h"
 
+#include <regex>
+
 namespace cli {
 
 std::vector<std::string> NamesOf(const CLI::Option& option) {
@@ -17,20 +19,13 @@ std::vector<std::string> ChoicesOf(const CLI::Option& option) {
 std::string ValueOf(const CLI::Option& option) {
     if (!TakesValue(option)) return "";
     if (const auto choices = ChoicesOf(option); !choices.empty()) return CLI::detail::join(choices, "|");
-    std::string type = option.get_type_name();
-    const std::size_t range = type.find(" in [");
-    if (range != std::string::npos) {
-        const std::string name = type.substr(0, type.find(':'));
-        if (name != "INT" && name != "UINT" && name != "FLOAT") return name;
-        std::string numbers = type.substr(range + 5, type.find(']', range) - range - 5);
-        const std::size_t dash = numbers.find(" - ");
-        return dash == std::string::npos ? numbers : numbers.replace(dash, 3, "..");
-    }
+    static const std::regex kRange(R"((?:INT|UINT|FLOAT):.* in \[(.*) - (.*)\])"),
+        kChecked(R"((.*):(?:FILE|NONNEGATIVE|.* in .*))");
+    const std::string type = option.get_type_name();
+    std::smatch match;
+    if (std::regex_match(type, match, kRange)) return match[1].str() + ".." + match[2].str();
     if (type == "TEXT:FILE") return "FILE";
-    for (const std::string check : {":FILE", ":NONNEGATIVE"}) {
-        if (type.size() > check.size() && type.ends_with(check)) type.resize(type.size() - check.size());
-    }
-    return type;
+    return std::regex_match(type, match, kChecked) ? match[1].str() : type;
 }
 
 bool TakesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }

@@ -62,7 +62,6 @@ class Keeper {
             if (step == nullptr) return head + (trouble.empty() ? "as planned" : Escaped(trouble)) + "\n";
             return fmt::format("{}{} {}\n", head, step->kind == Kind::kStart ? "starts" : "stops", StepText(*step));
         });
-        std::fflush(stdout);
     }
 
     void Watch(std::size_t n) {
@@ -101,8 +100,7 @@ class Keeper {
 
     /// Boards on which something stops take turns, so that a wrong plan doesn't darken all at once.
     void Establish(BoardWork& work) {
-        const bool stops =
-            std::ranges::any_of(work.steps, [](const PlanStep& step) { return step.kind == Kind::kStop; });
+        const bool stops = std::ranges::count(work.steps, Kind::kStop, &PlanStep::kind) > 0;
         std::unique_lock turn(mTurn, std::defer_lock);
         if (stops) turn.lock();
         if (mPaused || Interrupted()) return;
