@@ -56,41 +56,29 @@ std::string Picture(const Programme& programme, const std::string& font) {
 // The ffmpeg command that makes all streams of one programme as files in the working folder.
 std::vector<std::string> Command(const std::string& ffmpeg, const Programme& programme, std::uint32_t milliseconds,
                                  const std::string& font) {
-    std::vector<std::string> command{ffmpeg, "-nostdin", "-hide_banner", "-v", "error", "-y"}, outputs;
-    std::size_t inputs = 0;
-    // Adds an input and its output, the file of a PID.
-    const auto add = [&](const std::string& source, const char* kind, std::initializer_list<std::string> coding,
-                         const char* format, std::uint16_t pid) {
-        command.insert(command.end(), {"-f", "lavfi", "-i", source});
-        outputs.insert(outputs.end(), {"-map", fmt::format("{}:{}", inputs++, kind)});
-        outputs.insert(outputs.end(), coding);
-        outputs.insert(outputs.end(), {"-f", format, fmt::format("{}.es", pid)});
-    };
-    if (const auto& video = programme.video) {
-        const std::string rate = std::to_string(video->bitRate);
+    std::vector<std::string> command{ffmpeg, "-nostdin", "-hide_banner", "-v", "error", "-y"};
+    const auto add = [&](std::initializer_list<std::string> words) { command.insert(command.end(), words); };
+    if (programme.video) add({"-f", "lavfi", "-i", Picture(programme, font)});
+    for (const Audio& audio : programme.audio) {
+        add({"-f", "lavfi", "-i", fmt::format("sine=sample_rate=48000:beep_factor=2:frequency={}", audio.tone)});
+    }
+    std::size_t input = 0;
+    if (programme.video) {
+        const std::string rate = std::to_string(programme.video->bitRate);
         const auto pictures = static_cast<std::int64_t>(milliseconds) * 90 / UnitTime(kStreamIdVideo);
         // Pictures in presentation order, at a rate that is constant over half a second, as they are sent.
-        add(Picture(programme, font), "v", {"-frames:v", std::to_string(pictures),
-                                            "-c:v",      "mpeg2video",
-                                            "-pix_fmt",  "yuv420p",
-                                            "-bf",       "0",
-                                            "-flags",    "+low_delay",
-                                            "-g",        "15",
-                                            "-aspect",   "4:3",
-                                            "-b:v",      rate,
-                                            "-minrate",  rate,
-                                            "-maxrate",  rate,
-                                            "-bufsize",  std::to_string(video->bitRate / 2),
-                                            "-threads",  "1"},
-            "mpeg2video", video->pid);
+        add({"-map", "0:v", "-frames:v", std::to_string(pictures), "-c:v", "mpeg2video", "-pix_fmt", "yuv420p", "-bf",
+             "0", "-flags", "+low_delay", "-g", "15", "-aspect", "4:3"});
+        add({"-b:v", rate, "-minrate", rate, "-maxrate", rate, "-bufsize", std::to_string(programme.video->bitRate / 2),
+             "-threads", "1"});
+        add({"-f", "mpeg2video", fmt::format("{}.es", programme.video->pid)});
+        ++input;
     }
     for (const Audio& audio : programme.audio) {
-        add(fmt::format("sine=sample_rate=48000:beep_factor=2:frequency={}", audio.tone), "a",
-            {"-t", fmt::format("{}ms", milliseconds + kSpareSound), "-c:a", "ac3", "-ac", "2", "-b:a",
-             std::to_string(audio.bitRate)},
-            "ac3", audio.pid);
+        add({"-map", std::to_string(input++) + ":a", "-t", std::to_string(milliseconds + kSpareSound) + "ms", "-c:a",
+             "ac3", "-ac", "2"});
+        add({"-b:a", std::to_string(audio.bitRate), "-f", "ac3", fmt::format("{}.es", audio.pid)});
     }
-    command.insert(command.end(), outputs.begin(), outputs.end());
     return command;
 }
 
