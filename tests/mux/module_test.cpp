@@ -157,7 +157,7 @@ std::string Known(ScalProgramDesc& known) {
 TEST(Module, KnowsWhatTheDescriptionSays) {
     global_debug_flag = 0;
     fast_machine::RecordShell(true);
-    for (unsigned seed = 0; seed < 40; ++seed) {
+    for (unsigned seed = 0; seed < 50; ++seed) {
         SCOPED_TRACE(seed);
         const mux::Description description = Maker(seed).Make();
         mux::Octets stream = mux::MakeMultiplex(description, {.milliseconds = 1'500, .seed = seed});

@@ -36,13 +36,18 @@ void AddContiguous(std::vector<Packet>& packets, std::span<const Section> sectio
     if (used != 0) psi_split_end(packets.back().data(), &used);
 }
 
+// What the first packet of a spread section has, where bytes remain for the others: pointer_field, table_id, a byte of
+// the length. Receivers may take a section that begins in the last byte of a packet for a damaged one.
+constexpr std::size_t kFirstPiece = 3;
+
 // Adds a section spread over more packets than it needs, with stuffing in adaptation fields.
 void AddSpread(std::vector<Packet>& packets, const Section& section, std::size_t extra) {
     Octets payload{0};  // pointer_field
     payload.insert(payload.end(), section.begin(), section.end());
     std::size_t at = 0;
     for (std::size_t left = PacketsFor(payload.size()) + extra; left > 0; --left) {
-        const std::size_t size = (payload.size() - at + left - 1) / left;
+        std::size_t size = (payload.size() - at + left - 1) / left;
+        if (at == 0) size = std::max(size, std::min(kFirstPiece, payload.size() - (left - 1)));
         packets.push_back(MakePacket({.unitStart = at == 0}, OctetView(payload).subspan(at, size)));
         at += size;
     }
