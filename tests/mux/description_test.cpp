@@ -26,7 +26,6 @@ TEST(Description, NamesTheWrongKeyAndWhatWasExpected) {
         {"[]", "an object was expected, not []"},
         {"{", "parse error"},
         {R"({"rate": 99999})", "rate: a number from 100000 to 200000000 was expected, not 99999"},
-        {R"({"rate": "fast"})", "rate: a number from 100000 to 200000000 was expected, not \"fast\""},
         {R"({"ratte": 5})", "ratte: there is no such key"},
         {R"({"vct": "air"})", "vct: one of \"terrestrial\", \"cable\" was expected, not \"air\""},
         {R"({"daylight_saving": 1})", "(/daylight_saving) type must be boolean, but is number"},

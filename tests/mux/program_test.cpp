@@ -74,10 +74,7 @@ TEST_F(Program, SaysWhatIsWrongAndLeavesNothing) {
         int code;
         std::string text;
     } kCases[] = {
-        {"--help", 0, "JSON description"},
-        {"", 2, "required"},
         {kSmall + "-o out.ts -d 0", 2, "--duration"},
-        {kSmall + "-o out.ts --nonsense", 2, "nonsense"},
         {"missing.json -o out.ts", 1, "zul-mux: missing.json: it can't be read"},
         {"bad.json -o out.ts", 1, "zul-mux: bad.json: rate: a number from 100000"},
         {"tight.json --no-av -o out.ts", 1, "zul-mux: the rate of 200000 bit/s is too low"},

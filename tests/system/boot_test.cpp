@@ -73,13 +73,6 @@ TEST(Boot, WithoutADaemonTheBoardServesAllTheSame) {
     EXPECT_EQ(board.Ask("TUNERMODE1"), "KO\r\n");
 }
 
-TEST(Boot, AStatusBlockThatCantBeHadReadsAsZero) {
-    LiveBoard board('R', {.absent = {Process::kStatusBlock}});
-    ASSERT_TRUE(board.Start());
-    EXPECT_EQ(board.Ask("REMOTE6e"), "OK\r\n");
-    EXPECT_TRUE(StartsWith(board.Ask("STATUS"), "STATUS 0 :0 0:0000 0 0 0 0 "));
-}
-
 TEST(Boot, WithoutPlayerBrowserAndSerialPortAReceiverServes) {
     LiveBoard board('R', {.absent = {Process::kPlayer, Process::kBrowser, Process::kSerialPort}});
     ASSERT_TRUE(board.Start());

@@ -47,7 +47,7 @@ void ClearBoardMemory() {
 
 Board::Board(BoardPlan plan) : mPlan(std::move(plan)) {
     ClearBoardMemory();
-    mStatus.emplace(Has(Process::kStatusBlock) ? StatusBlock::Segment::kUsable : StatusBlock::Segment::kTooSmall);
+    mStatus.emplace();
     if (Has(Process::kSettingsAgent)) {
         mSettings.emplace(kDisk + "/burnt.tar");
         const std::string address = OwnAddress();

@@ -24,7 +24,7 @@
 namespace board {
 
 /// Processes that a board can lack.
-enum class Process { kSettingsAgent, kSystemDaemon, kStatusBlock, kPlayer, kBrowser, kSerialPort };
+enum class Process { kSettingsAgent, kSystemDaemon, kPlayer, kBrowser, kSerialPort };
 
 struct BoardPlan {
     char role = 'T';              ///< 'T' or 'R'
