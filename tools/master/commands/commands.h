@@ -1,4 +1,5 @@
-/// The subcommands of zulctl, one file each. Each function adds one to the option tree.
+/// The subcommands of zulctl. Each function adds one to the option tree, and is in the source of the command's name but
+/// for channels (guide), captions, language, languages, page (screen), keys, log, serial (listen) and reset (network).
 #pragma once
 
 #include <CLI/CLI.hpp>
