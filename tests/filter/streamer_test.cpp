@@ -161,6 +161,15 @@ TEST(Streamer, CollectedDatagramsLeaveTogetherInOrder) {
     for (int datagram = 0; datagram < 3; ++datagram) streamer.Collect(data.data(), 1316);
     EXPECT_EQ(streamer.Flush(), 0);
     EXPECT_EQ(fast_machine::TakeSleeps().size(), 3u) << "each reconnects";
+
+    streamer.StreamSet(receiver.port, "127.0.0.1");
+    for (int datagram = 0; datagram < 70; ++datagram) streamer.Collect(data.data(), 1316);
+    EXPECT_EQ(streamer.Flush(), 6 * 1316) << "64 at most wait";
+    EXPECT_EQ(SizesAt(receiver), Sizes(70, 1316));
+    streamer.SetPacketSize(32712);
+    for (int packet = 0; packet < 600; ++packet) streamer.Collect(&data[packet % 2 * 376u], 188);
+    EXPECT_EQ(streamer.Flush(), 32712) << "512 pieces at most wait";
+    EXPECT_EQ(SizesAt(receiver), Sizes(3, 32712));
 }
 
 TEST(StreamFaults, ASendThatFailsCostsItsDatagramAndAReconnect) {
