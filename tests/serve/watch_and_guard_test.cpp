@@ -1,4 +1,4 @@
-// Streams on the wire, judged while they run, and tokens.
+// Streams on the wire, judged while they run; boards to watch; tokens.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "output/failure.h"
+#include "serve/board_watch.h"
 #include "serve/guard.h"
 #include "serve/stream_watch.h"
 #include "transport.h"
@@ -74,6 +75,13 @@ TEST(StreamWatch, HealthTellsSilenceFromFaults) {
     EXPECT_EQ(judged(0, lately, true), Health::kFaulty);
     EXPECT_EQ(judged(0, {}, false), Health::kFaulty);
     EXPECT_EQ(judged(5, lately, false), Health::kSilent);
+}
+
+TEST(BoardWatch, LeavesOutBoardsBeyondItsLimit) {
+    WatchOptions options;
+    for (std::uint16_t port = 5000; port < 5600; ++port)
+        options.only.push_back({"", {0x7F000001, port}, Role::kReceiver});
+    EXPECT_EQ(BoardWatch(options).Boards().size(), 512u);
 }
 
 TEST(Guard, TokensAreLongSecretAndNew) {

@@ -3,7 +3,6 @@
 
 #include "commands/commands.h"
 #include "output/escape.h"
-#include "protocol/channels.h"
 
 namespace zulctl {
 
@@ -26,7 +25,8 @@ void RunRaw(Session& session, const RawChoice& choice) {
         text += Escaped(bytes) + "\n";
     };
     if (choice.listen.empty()) {
-        const auto isLast = BeginsWith(request, "SCAL") ? EndsScalReport : Client::IsLast();
+        Client::IsLast isLast;
+        if (BeginsWith(request, "SCAL")) isLast = [](std::string_view piece) { return piece.ends_with('\0'); };
         take(client.Ask(request, nullptr, isLast), KindOf(request).route == Route::kForwarded);
     } else {
         client.Listen(request, ParseSpan(choice.listen), [&](const Datagram& datagram) {

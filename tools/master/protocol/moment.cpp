@@ -22,8 +22,9 @@ std::optional<Minutes> MomentOf(std::uint32_t day, std::uint32_t hhmm) {
 }
 
 std::string MjdText(Minutes moment) {
-    const auto days = std::chrono::floor<std::chrono::days>(moment) - kMjdEpoch;
-    return fmt::format("{:x},{:%H%M}", days.count(), fmt::gmtime(moment));
+    const auto day = std::chrono::floor<std::chrono::days>(moment);
+    const std::chrono::hh_mm_ss time(moment - day);
+    return fmt::format("{:x},{:02}{:02}", (day - kMjdEpoch).count(), time.hours().count(), time.minutes().count());
 }
 
 Minutes LocalClock(Minutes moment) {

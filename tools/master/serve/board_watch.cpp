@@ -43,10 +43,13 @@ void PollList(Clock::time_point& due, std::string& trouble, Clock::duration lost
 }  // namespace
 
 BoardWatch::BoardWatch(WatchOptions options) : mOptions(std::move(options)) {
-    for (const Target& board : mOptions.only) Add(board.at, board.role)->named = true;
+    const auto addNamed = [this](const Endpoint& at, Role role) {
+        if (Entry* const entry = Add(at, role)) entry->named = true;
+    };
+    for (const Target& board : mOptions.only) addNamed(board.at, board.role);
     if (mOptions.only.empty()) {
         for (const NamedBoard& board : mOptions.names.boards) {
-            if (board.role) Add(board.At(*board.role), *board.role)->named = true;
+            if (board.role) addNamed(board.At(*board.role), *board.role);
         }
         mThreads.emplace_back([this](const std::stop_token& stop) { Listen(stop); });
     }

@@ -49,7 +49,7 @@ class BoundedStream final : public httplib::Stream {
     }
 
     bool is_readable() const override { return mAt < mFilled || Ready(POLLIN, mDeadline); }
-    bool is_writable() const override { return Ready(POLLOUT, mDeadline + kAnswerTime); }
+    bool is_writable() const override { return Ready(POLLOUT, Clock::now() + kAnswerTime); }
     socket_t socket() const override { return mFd; }
     void get_remote_ip_and_port(std::string&, int&) const override {}
     void get_local_ip_and_port(std::string&, int&) const override {}
@@ -69,7 +69,8 @@ class BoundedStream final : public httplib::Stream {
     }
 
     ssize_t write(const char* from, size_t size) override {
-        if (!is_writable()) return -1;
+        if (mAnswerEnd == Clock::time_point{}) mAnswerEnd = Clock::now() + kAnswerTime;
+        if (!Ready(POLLOUT, mAnswerEnd)) return -1;
         return send(mFd, from, size, MSG_NOSIGNAL | MSG_DONTWAIT);
     }
 
@@ -80,6 +81,7 @@ class BoundedStream final : public httplib::Stream {
     in_addr_t mClient = 0;
     WaitingRoom& mRoom;
     const Clock::time_point mDeadline;
+    Clock::time_point mAnswerEnd{};  ///< counts from the first byte: an order may take a minute
     std::size_t mAt = 0, mFilled = 0, mTotal = 0;
     char mBuffer[2048];
 };

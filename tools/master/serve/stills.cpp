@@ -29,10 +29,11 @@ constexpr unsigned kPatience = 20;              ///< seconds
 std::string Capture(const Endpoint& group, int interfaceIndex) {
     UdpSocket socket = StreamSocket(group, interfaceIndex);
     std::string bytes;
-    for (const auto end = Clock::now() + kCapturedFor;
-         bytes.size() < kCaptured && Clock::now() < end && !Interrupted();) {
-        SleepUntil(Clock::now() + 10ms);
-        while (const auto datagram = socket.Take()) bytes += datagram->bytes;
+    const auto end = Clock::now() + kCapturedFor;
+    while (bytes.size() < kCaptured && Clock::now() < end) {
+        const auto datagram = socket.Next(end);
+        if (!datagram) break;
+        bytes += datagram->bytes;
     }
     return bytes;
 }

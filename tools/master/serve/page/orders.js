@@ -1,12 +1,12 @@
 // Orders, for whoever has the token: from the address, after #, or typed in. It stays in this tab.
-import {byId, make, openDialog, programmesOf, programmeText, storage, toast} from './parts.js';
+import {byId, make, openDialog, programmesOf, programmeText, recall, remember, toast} from './parts.js';
 
-let token = storage('sessionStorage').token ?? '';
+let token = recall('sessionStorage', 'token');
 let taken = false;  // the service takes orders
 
 function setToken(value) {
   token = value;
-  storage('sessionStorage').token = value;
+  remember('sessionStorage', 'token', value);
 }
 
 const given = /^#token=([\w-]+)$/.exec(location.hash);

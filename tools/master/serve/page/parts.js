@@ -72,20 +72,25 @@ export const programmesOf = (stream) => stream?.sources.flatMap((source) => sour
 export const programmeText = (number, programmes) =>
   programmes.find((item) => item.programme === number && item.name)?.name ?? `programme ${number}`;
 
-/** The browser's localStorage or sessionStorage; it may keep nothing. */
-export function storage(name) {
+/** A value of the browser's localStorage or sessionStorage, which may keep nothing. */
+export function recall(storage, key) {
   try {
-    return window[name];
+    return window[storage][key] ?? '';
   } catch {
-    return {};
+    return '';
   }
 }
+export function remember(storage, key, value) {
+  try {
+    window[storage][key] = value;
+  } catch { /* it lasts as long as the page */ }
+}
 
-let local = storage('localStorage').zone === 'local';
+let local = recall('localStorage', 'zone') === 'local';
 export const isLocal = () => local;
 export function setLocal(value) {
   local = value;
-  storage('localStorage').zone = local ? 'local' : 'utc';
+  remember('localStorage', 'zone', local ? 'local' : 'utc');
 }
 
 /** "19:30" of a moment in milliseconds. */
