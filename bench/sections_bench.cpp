@@ -117,7 +117,7 @@ void BM_LibucsiText(benchmark::State& state) {
         benchmark::DoNotOptimize(text);
     }
     std::free(text);
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(size));
 }
 
 #endif

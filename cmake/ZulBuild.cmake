@@ -48,7 +48,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     target_compile_options(zul_warnings INTERFACE -Wno-restrict)
   endif()
   if(ZUL_SANITIZE)
-    # A sanitizer's checks hide from GCC what its own std::function sets. The build without them keeps the warning.
+    # A sanitizer's checks hide from GCC what its own std::function sets.
     target_compile_options(zul_warnings INTERFACE -Wno-maybe-uninitialized)
   endif()
 endif()
@@ -63,6 +63,6 @@ function(zul_build_quickly target)
     target_compile_options(${target} PRIVATE -O0)
   else()
     # Here GCC 12 takes empty std::optionals for uninitialised.
-    target_compile_options(${target} PRIVATE "$<$<CONFIG:Release>:-O1;-Wno-maybe-uninitialized>")
+    target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O1> $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   endif()
 endfunction()

@@ -67,7 +67,7 @@ TEST(Tuner, PaceIsThatOfTheClockReferencesEvenWhenTheyStartAgain) {
     for (int i = 0; i < 499; ++i) transport::Append(others, transport::Packet(0x200, 0, {}));
     for (const std::uint64_t start : {std::uint64_t{0}, kLast - 40'000}) {
         transport::Blob stream = others;  // 1000 packets in a second: two references in its middle
-        for (const std::uint64_t step : {0, 45'000, 90'000}) {
+        for (const std::uint64_t step : {0u, 45'000u, 90'000u}) {
             transport::Append(stream, ClockPacket((start + step) & kLast));
             transport::Append(stream, others);
         }

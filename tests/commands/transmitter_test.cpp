@@ -149,7 +149,8 @@ TEST_F(CommandManagerTest, UpgradeOverAllItsStates) {
     };
     const Thens begins{{{ok, 1}, {ok, 1}, {busy, 2}, {ok, 1}, {ok, 1}}};
     Thens told;
-    for (int state = 0; state < 5; ++state) told[state] = {"UPGRSTATUS" + std::to_string(state) + " OK\r\n\r\n", state};
+    for (int state = 0; state < 5; ++state)
+        told[static_cast<std::size_t>(state)] = {"UPGRSTATUS" + std::to_string(state) + " OK\r\n\r\n", state};
     // The requests that bring a new board into each state; downloading has 5 bytes of 20.
     const std::vector<std::string> ways[] = {
         {}, {"UPGR20", piece(5)}, {"UPGR11", piece(11)}, {"UPGR11", piece(12)}, {"UPGR11", piece(11)}};
@@ -173,7 +174,7 @@ TEST_F(CommandManagerTest, UpgradeOverAllItsStates) {
     };
     for (const auto& row : rows) {
         for (int state = 0; state <= CommandManager::eUpgradeBurnError; ++state) {
-            const Then& then = row.thens[state];
+            const Then& then = row.thens[static_cast<std::size_t>(state)];
             const auto where = [&] { return row.request.substr(0, 20) + " in state " + std::to_string(state); };
             UpgradeState() = CommandManager::eUpgradeIdle;
             refuse(state == CommandManager::eUpgradeBurnError);

@@ -62,9 +62,9 @@ TEST_F(TimeTest, IsLoggedOnceAMinuteAndWhenItGoesBack) {
     constexpr std::uint32_t kMidnight = 86400 * 15000 + 18;
     mTime.SetTime(kMidnight - 600, 18, 0);
     mTime.SetTime(kMidnight, 18, 0);
-    for (const auto& [seconds, logged] :
+    for (const auto& row :
          {std::pair{60u, false}, {61u, true}, {121u, false}, {122u, true}, {119u, true}, {122u, false}}) {
-        EXPECT_EQ(LogLines([&] { mTime.SetTime(kMidnight + seconds, 18, 0x6000); }).size(), logged) << seconds;
+        EXPECT_EQ(LogLines([&] { mTime.SetTime(kMidnight + row.first, 18, 0x6000); }).size(), row.second) << row.first;
     }
 }
 

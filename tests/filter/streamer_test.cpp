@@ -167,7 +167,7 @@ TEST(Streamer, CollectedDatagramsLeaveTogetherInOrder) {
     EXPECT_EQ(streamer.Flush(), 6 * 1316) << "64 at most wait";
     EXPECT_EQ(SizesAt(receiver), Sizes(70, 1316));
     streamer.SetPacketSize(32712);
-    for (int packet = 0; packet < 600; ++packet) streamer.Collect(&data[packet % 2 * 376u], 188);
+    for (unsigned packet = 0; packet < 600; ++packet) streamer.Collect(&data[packet % 2 * 376], 188);
     EXPECT_EQ(streamer.Flush(), 32712) << "512 pieces at most wait";
     EXPECT_EQ(SizesAt(receiver), Sizes(3, 32712));
 }

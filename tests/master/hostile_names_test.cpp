@@ -94,7 +94,7 @@ TEST(Terminal, AnUpgradeIsSentAfterAYesToABoardThatIsFree) {
 }
 
 TEST(Terminal, SpeaksOfAllBoardsThatItAsks) {
-    const std::string folder = testing::TempDir();
+    const std::string folder = "/mnt";  // the sandbox has its own
     std::ofstream(folder + "/several.image") << "an image of some size";
     std::ofstream(folder + "/several.toml") << "[boards.a]\naddress = \"127.0.0.1:5000\"\nrole = \"transmitter\"\n"
                                                "[boards.b]\naddress = \"127.0.0.1:5001\"\nrole = \"transmitter\"\n";

@@ -74,6 +74,7 @@ TEST_F(Program, SaysWhatIsWrongAndLeavesNothing) {
         int code;
         std::string text;
     } kCases[] = {
+        {"", 2, "required"},
         {kSmall + "-o out.ts -d 0", 2, "--duration"},
         {"missing.json -o out.ts", 1, "zul-mux: missing.json: it can't be read"},
         {"bad.json -o out.ts", 1, "zul-mux: bad.json: rate: a number from 100000"},

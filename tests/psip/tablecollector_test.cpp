@@ -155,10 +155,11 @@ TEST_F(CollectorTest, SizesAreHeldToTheTablesBuffer) {
         {0xC6, 1025, true},  {0xC7, 4096, true},  {0xC7, 4097, false}, {0xCB, 4096, true},
         {0xCC, 4097, false}, {0x02, 12, true},    {0xC0, 1025, false}, {0xBF, 1025, true},
     };
-    for (const auto& [tableId, size, delivered] : kCases) {
-        const Blob section = Section(tableId, size);
+    for (const auto& row : kCases) {
+        const Blob section = Section(row.tableId, row.size);
         Reported([&] {
-            EXPECT_EQ(Collect({section, kStart, 0, {}}), delivered ? section : kNothing) << tableId << " " << size;
+            EXPECT_EQ(Collect({section, kStart, 0, {}}), row.delivered ? section : kNothing)
+                << row.tableId << " " << row.size;
         });
     }
 }

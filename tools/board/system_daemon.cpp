@@ -35,10 +35,10 @@ bool Mount(int part, bool writable) {
 
 SystemDaemon::SystemDaemon()
     : mReallyMounts(Mount(1, false) && Mount(4, false)),
-      mReader(kRequestKey, [this](const Message& message, Fault fault) { Take(message, fault); }) {}
+      mReader(std::in_place, kRequestKey, [this](const Message& message, Fault fault) { Take(message, fault); }) {}
 
 SystemDaemon::~SystemDaemon() {
-    const std::lock_guard lock(mMutex);
+    mReader.reset();  // no order comes after this
     for (const auto& [part, writable] : mWritable) {
         if (!writable) Mount(part, true);
     }

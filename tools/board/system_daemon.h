@@ -3,6 +3,7 @@
 
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "journal.h"
@@ -35,7 +36,7 @@ class SystemDaemon {
     bool IsWritable(int part) const;
 
     /// kSilent remounts without an answer, kSlow answers after 300 ms, kLying does nothing and reports the old state.
-    void Set(Fault fault) { mReader.Set(fault); }
+    void Set(Fault fault) { mReader->Set(fault); }
 
  private:
     void Take(const Message& message, Fault fault);
@@ -44,7 +45,7 @@ class SystemDaemon {
     mutable std::mutex mMutex;
     std::map<int, bool> mWritable{{1, false}, {4, false}};
     const bool mReallyMounts;
-    QueueReader mReader;  ///< last: its thread uses all of the above
+    std::optional<QueueReader> mReader;  ///< last: its thread uses all of the above
 };
 
 }  // namespace board

@@ -190,7 +190,7 @@ void RunUpgrade(Session& session, const UpgradeChoice& choice) {
     auto next = targets.begin();
     const auto failed = [](const auto& outcome) { return outcome.failure.has_value(); };
     while (next != targets.end() && std::ranges::none_of(outcomes, failed)) {
-        const auto end = next + std::min<std::ptrdiff_t>(choice.atOnce, targets.end() - next);
+        const auto end = next + std::min(static_cast<std::ptrdiff_t>(choice.atOnce), targets.end() - next);
         std::ranges::move(
             OnEach({next, end}, [&](const Target& target) { return Upgrade(session, target, image, choice); }),
             std::back_inserter(outcomes));

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <map>
-#include <ranges>
 
 #include "output/escape.h"
 #include "output/failure.h"
@@ -18,7 +17,9 @@ namespace {
 using enum Diagnosis::Level;
 
 std::string Names(const std::map<std::uint32_t, std::string>& names) {
-    return fmt::format("{}", fmt::join(std::views::values(names), ", "));
+    std::string text;
+    for (const auto& [address, name] : names) text += (text.empty() ? "" : ", ") + name;
+    return text;
 }
 
 /// \return a group with the same address and another port that a transmitter sends to
@@ -124,7 +125,9 @@ Diagnosis ExamineProgramme(const ScreenView& view) {
     if (found == programmes.end()) {
         if (programmes.size() == 1 && IsScrambled(TotalOf(view.heard.report, programmes.begin()->second)))
             return Scrambled(programmes.begin()->first);
-        const std::string carried = fmt::format("{:04x}", fmt::join(std::views::keys(programmes), ", "));
+        std::string carried;
+        for (const auto& [number, programme] : programmes)
+            carried += fmt::format("{}{:04x}", carried.empty() ? "" : ", ", number);
         return {"programme", kFault,
                 fmt::format("{} {}, and the stream carries {}", view.receiver,
                             view.status.programme == 0 ? "finds no programme"
