@@ -93,9 +93,10 @@ TEST_P(Played, ClocksAreExactUnitsAreInTimeAndScrambledStreamsAreMarked) {
     EXPECT_EQ(due.size(), 2u);
 }
 
-TEST(Multiplex, HasNoLeastSize) {
+TEST(Multiplex, MayBeSmallOrHaveAllThatThereIs) {
     EXPECT_FALSE(mux::MakeMultiplex({}, {.milliseconds = 2'000}).empty());
     EXPECT_FALSE(mux::MakeMultiplex(mux::LoadDescription(ZUL_EXAMPLES "/small.json"), {.milliseconds = 500}).empty());
+    EXPECT_FALSE(mux::MakeMultiplex(mux::LoadDescription(ZUL_EXAMPLES "/example.json"), {}).empty());
 }
 
 }  // namespace
